@@ -1,0 +1,50 @@
+# Compiler settings, by what they are for.
+
+set(QZ_WARNINGS -Wall -Wextra -Wconversion -Wshadow -Werror)
+
+if(QZ_SANITIZE)
+  add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=address,undefined)
+endif()
+if(MINGW)
+  # C99 printf rules: the old runtime's vsnprintf leaves no terminator when the text is cut.
+  add_compile_definitions(__USE_MINGW_ANSI_STDIO=1 WIN32_LEAN_AND_MEAN NOMINMAX _WIN32_WINNT=0x0501)
+endif()
+
+function(qz_library_options target)
+  target_compile_options(${target} PRIVATE ${QZ_WARNINGS}
+    $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti>)
+endfunction()
+
+function(qz_shared_options target)
+  if(MINGW)
+    set_target_properties(${target} PROPERTIES PREFIX "" IMPORT_PREFIX "lib")
+    target_link_options(${target} PRIVATE -static -static-libgcc -static-libstdc++)
+    enable_language(RC)
+    configure_file(${CMAKE_SOURCE_DIR}/cmake/qz.rc.in ${CMAKE_BINARY_DIR}/qz.rc @ONLY)
+    target_sources(${target} PRIVATE ${CMAKE_BINARY_DIR}/qz.rc)
+  else()
+    set_target_properties(${target} PROPERTIES SOVERSION ${PROJECT_VERSION_MAJOR} VERSION ${PROJECT_VERSION})
+    if(NOT QZ_SANITIZE)
+      # Nothing of the C++ runtime is exported again, and nothing is left to be found later.
+      target_link_options(${target} PRIVATE -Wl,--exclude-libs,ALL -Wl,-z,defs)
+    endif()
+  endif()
+endfunction()
+
+function(qz_tool_options target)
+  target_compile_options(${target} PRIVATE ${QZ_WARNINGS})
+  if(MINGW)
+    target_link_options(${target} PRIVATE -static -static-libgcc -static-libstdc++)
+  else()
+    set_target_properties(${target} PROPERTIES BUILD_RPATH "$ORIGIN"
+      INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
+  endif()
+endfunction()
+
+function(qz_test_options target)
+  target_compile_options(${target} PRIVATE -Wall -Wextra -Wshadow -Werror)
+  if(MINGW)
+    target_link_options(${target} PRIVATE -static -static-libgcc -static-libstdc++)
+  endif()
+endfunction()

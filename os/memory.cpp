@@ -1,0 +1,71 @@
+// Allocation and raw bytes. Every block that the library owns comes from here.
+#include "qz/memory.h"
+
+#include <atomic>
+#include <cstdlib>
+#include <cstring>
+
+#include "os/memory_internal.h"
+
+namespace {
+
+std::atomic<int64_t> allocationsUntilFailure{0};
+std::atomic<int64_t> liveBlocks{0};
+
+bool AllocationMustFail() {
+  if (allocationsUntilFailure.load(std::memory_order_relaxed) <= 0) return false;
+  return allocationsUntilFailure.fetch_sub(1) == 1;
+}
+
+}  // namespace
+
+void iMemory_FailAllocation(int64_t n) { allocationsUntilFailure.store(n); }
+
+int64_t iMemory_AllocationsUntilFailure() { return allocationsUntilFailure.load(); }
+
+int64_t iMemory_CountLive() { return liveBlocks.load(); }
+
+void* iMemory_NewCleared(size_t size) {
+  if (AllocationMustFail()) return nullptr;
+  void* pointer = calloc(1, size != 0 ? size : 1);
+  if (pointer != nullptr) liveBlocks.fetch_add(1, std::memory_order_relaxed);
+  return pointer;
+}
+
+void* Memory_New(size_t size) {
+  if (AllocationMustFail()) return nullptr;
+  void* pointer = malloc(size);
+  if (pointer != nullptr) liveBlocks.fetch_add(1, std::memory_order_relaxed);
+  return pointer;
+}
+
+void* Memory_Realloc(void* pointer, size_t size) {
+  if (AllocationMustFail()) return nullptr;
+  void* result = realloc(pointer, size);
+  if (pointer == nullptr && result != nullptr) liveBlocks.fetch_add(1, std::memory_order_relaxed);
+  if (pointer != nullptr && result == nullptr && size == 0) liveBlocks.fetch_sub(1, std::memory_order_relaxed);
+  return result;
+}
+
+void Memory_Delete(void* pointer) {
+  if (pointer == nullptr) return;
+  liveBlocks.fetch_sub(1, std::memory_order_relaxed);
+  free(pointer);
+}
+
+void Memory_Copy(const void* source, void* destination, size_t count) {
+  if (count != 0) memmove(destination, source, count);
+}
+
+void Memory_Set(void* pointer, size_t count, int byte) {
+  if (count != 0) memset(pointer, byte, count);
+}
+
+int32_t Memory_Compare(const void* a, const void* b, size_t count) {
+  const int8_t* left = static_cast<const int8_t*>(a);
+  const int8_t* right = static_cast<const int8_t*>(b);
+  for (size_t i = 0; i < count; ++i) {
+    if (left[i] != right[i]) return left[i] - right[i];
+  }
+  return 0;
+}

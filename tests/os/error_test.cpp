@@ -1,0 +1,106 @@
+// Status codes: texts, translations and the diagnostic line.
+#include "qz/error.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "tests/support/error_capture.h"
+
+namespace {
+
+struct TextRow {
+  int32_t code;
+  const char* shortText;
+  const char* longText;
+};
+
+constexpr TextRow kTexts[] = {
+    {-7, "System", "System: A system/subsystem is not operational"},
+    {-5, "No Access", "NoAccess: No access to resource/file/network"},
+    {-4, "Invalid", "Invalid: Invalid data/address/format"},
+    {-3, "Not Found", "NotFound: Item/index/lookup/file/address not found"},
+    {-2, "Not Inited", "NotInited: System/Variable not inited correctly"},
+    {-1, "Fail", "Fail: Generic failure"},
+    {0, "None", "None: Success"},
+    {1, "Memory", "Memory: Out of memory"},
+    {2, "Inited", "Inited: System/module/variable already inited"},
+    {3, "Exists", "Exists: Item/index/lookup/file already exists"},
+    {4, "Ended", "Ended: Hit end of buffer/file/socket"},
+    {5, "Exceed", "Exceed: Exceeded buffer/file/network/allowed size"},
+    {6, "Block", "Block: operation blocked/in use"},
+    {7, "Cancel", "Cancel: Interrupted"},
+    {8, "Timeout", "Timeout: Operation timed out"},
+    {9, "Retry", "Retry: Must try again"},
+};
+
+TEST(Error, GivesTheShortAndLongTextOfEveryStatus) {
+  for (const TextRow& row : kTexts) {
+    EXPECT_STREQ(Error_ToString(row.code), row.shortText) << row.code;
+    EXPECT_STREQ(Error_ToLongString(row.code), row.longText) << row.code;
+  }
+}
+
+TEST(Error, HasNoTextOutsideTheStatuses) {
+  for (int32_t code : {-8, -6, 10, 1000, INT32_MIN, INT32_MAX}) {
+    EXPECT_STREQ(Error_ToString(code), "(no error string)") << code;
+    EXPECT_STREQ(Error_ToLongString(code), "(no error string)") << code;
+  }
+}
+
+TEST(Error, WritesExactlyOneLine) {
+  ErrorCapture capture;
+  Error("%d", 5);
+  ASSERT_EQ(capture.Lines().size(), 1u);
+  EXPECT_EQ(capture.Lines()[0], "#### Error: 5\n");
+}
+
+TEST(Error, CutsALongMessageAndKeepsTheNewline) {
+  ErrorCapture capture;
+  Error("%s", std::string(5000, 'x').c_str());
+  ASSERT_EQ(capture.Lines().size(), 1u);
+  EXPECT_EQ(capture.Lines()[0], "#### Error: " + std::string(1010, 'x') + "\n");
+  EXPECT_EQ(capture.Lines()[0].size(), 1023u);
+}
+
+TEST(Error, NeverTakesUserTextForAFormat) {
+  ErrorCapture capture;
+  Error("%s", "%n%s%d");
+  EXPECT_EQ(capture.Lines()[0], "#### Error: %n%s%d\n");
+}
+
+TEST(ErrorFromSystem, TranslatesEveryRow) {
+  const int32_t rows[][2] = {{0, 0}, {2, -3}, {3, -3}, {5, -5}, {32, -7}, {112, 5}, {123, -4}};
+  for (auto& row : rows) EXPECT_EQ(Error_FromSystem("a", "b", static_cast<uint32_t>(row[0])), row[1]) << row[0];
+}
+
+TEST(ErrorFromSystem, GivesFailForAnyOtherNumber) {
+  // 183 (already exists) and 145 (not empty) have no status of their own.
+  for (uint32_t number : {1u, 4u, 31u, 33u, 80u, 145u, 183u, 0xFFFFFFFFu}) {
+    EXPECT_EQ(Error_FromSystem(nullptr, nullptr, number), -1) << number;
+  }
+}
+
+TEST(ErrorFromSocket, TranslatesEveryRow) {
+  const int32_t rows[][2] = {{0, 0},      {10004, 7}, {10038, 7},  {10014, -4}, {10024, 1},
+                             {10055, 1},  {10035, 6}, {10048, 3},  {10050, -7}, {10051, -7},
+                             {10054, 9},  {11002, 9}, {10060, 8},  {10061, -5}, {11001, -3}};
+  ErrorCapture capture;
+  for (auto& row : rows) EXPECT_EQ(Error_FromSocket("a", "b", static_cast<uint32_t>(row[0])), row[1]) << row[0];
+  EXPECT_TRUE(capture.Lines().empty());
+}
+
+TEST(ErrorFromSocket, ReportsThatSocketsWereNotStarted) {
+  ErrorCapture capture;
+  EXPECT_EQ(Error_FromSocket("a", "b", 10093), -1);
+  ASSERT_EQ(capture.Lines().size(), 1u);
+  EXPECT_EQ(capture.Lines()[0], "#### Error: WSA Not initialized!\n");
+}
+
+TEST(ErrorFromSocket, GivesFailForAnyOtherNumber) {
+  for (uint32_t number : {1u, 10022u, 10036u, 10057u, 11003u}) {
+    EXPECT_EQ(Error_FromSocket(nullptr, nullptr, number), -1) << number;
+  }
+}
+
+}  // namespace
