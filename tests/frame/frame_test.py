@@ -1,0 +1,245 @@
+"""What holds for the tree as a whole: layers, the platform seam, headers, exports, imports, the installed package.
+
+Run from the checkout after both builds: python3 -m unittest discover -s tests/frame -p '*_test.py'
+"""
+import glob
+import os
+import re
+import shutil
+import subprocess
+import tempfile
+import unittest
+
+ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
+LINUX = os.path.join(ROOT, "build", "linux")
+WINDOWS = os.path.join(ROOT, "build", "windows")
+
+# A folder may include from itself and from the folders named here.
+LAYERS = {
+    "os": {"os"},
+    "containers": {"os", "containers"},
+    "stream": {"os", "containers", "stream"},
+    "net": {"os", "containers", "stream", "net"},
+}
+# Two known upward calls: an open file is a stream (public header only), and initialisation starts the sockets.
+HEADER_LAYER = {
+    "stream": "stream", "memorystream": "stream", "readbufferstream": "stream", "sizestream": "stream",
+    "hash": "containers", "ptrie": "containers", "stack": "containers",
+    "sock": "net", "remoteaccess": "net", "telnet": "net", "url": "net", "ftpc": "net", "httpc": "net",
+    "reply": "net",
+}
+ALLOWED_UPWARD = {("os", "qz/stream.h")}
+
+
+def read(path):
+    with open(os.path.join(ROOT, path), encoding="utf-8") as file:
+        return file.read()
+
+
+def sources(*folders):
+    for folder in folders:
+        for path in sorted(glob.glob(os.path.join(ROOT, folder, "**", "*"), recursive=True)):
+            if path.endswith((".cpp", ".h", ".c")):
+                yield os.path.relpath(path, ROOT)
+
+
+def run(*command, **options):
+    return subprocess.run(command, capture_output=True, text=True, timeout=300, **options)
+
+
+def public_headers():
+    return sorted(glob.glob(os.path.join(ROOT, "include", "qz", "*.h")))
+
+
+def without_comments(text):
+    return re.sub(r"/\*.*?\*/|//[^\n]*", "", text, flags=re.S)
+
+
+def declared_functions():
+    names = set()
+    for header in public_headers():
+        text = re.sub(r"^\s*#.*$", "", without_comments(read(header)), flags=re.M)
+        names.update(re.findall(r"QZ_API\s[^;{(]*?\b(_?[A-Za-z][A-Za-z0-9]*(?:_[A-Za-z0-9]+)*)\s*\(", text))
+    return names
+
+
+class Layers(unittest.TestCase):
+    def test_no_folder_includes_upward(self):
+        wrong = []
+        for path in sources(*LAYERS):
+            layer = path.split(os.sep)[0]
+            for include in re.findall(r'^\s*#\s*include\s+"([^"]+)"', read(path), flags=re.M):
+                first = include.split("/")[0]
+                if first == "qz":
+                    first = HEADER_LAYER.get(os.path.splitext(os.path.basename(include))[0], "os")
+                if first not in LAYERS[layer] and (layer, include) not in ALLOWED_UPWARD:
+                    wrong.append(f"{path} includes {include}")
+        self.assertEqual(wrong, [])
+
+    def test_the_program_sees_only_the_public_headers(self):
+        wrong = []
+        for path in sources("tool"):
+            for include in re.findall(r'^\s*#\s*include\s+"([^"]+)"', read(path), flags=re.M):
+                if include.split("/")[0] not in ("qz", "tool"):
+                    wrong.append(f"{path} includes {include}")
+        self.assertEqual(wrong, [])
+
+
+class Seam(unittest.TestCase):
+    PLATFORM = re.compile(r"^\s*#\s*(?:el)?if.*(_WIN32|WIN32|__linux__|__unix__|__MINGW|_MSC_VER|__APPLE__)", re.M)
+    NATIVE = re.compile(r"#\s*include\s*<(windows|winsock|winreg|unistd|sys/|fcntl|poll|netdb|pthread|dirent)")
+
+    def test_no_other_file_tests_the_platform(self):
+        wrong = [path for path in sources("os", "containers", "stream", "net", "include", "tool")
+                 if path != os.path.join("include", "qz", "export.h") and self.PLATFORM.search(read(path))]
+        self.assertEqual(wrong, [])
+
+    def test_native_headers_stand_only_in_the_bodies(self):
+        bodies = (os.path.join("os", "platform", "win32"), os.path.join("os", "platform", "posix"),
+                  os.path.join("tool", "win32"), os.path.join("tool", "posix"))
+        wrong = [path for path in sources("os", "containers", "stream", "net", "include", "tool")
+                 if not path.startswith(bodies) and self.NATIVE.search(read(path))]
+        self.assertEqual(wrong, [])
+
+    def test_both_bodies_exist_for_every_neutral_header(self):
+        def names(folder):
+            return {os.path.splitext(os.path.basename(path))[0] for path in sources(os.path.join("os", "platform", folder))
+                    if path.endswith(".cpp")}
+        self.assertEqual(names("win32") ^ names("posix"), ONE_SIDED_BODIES & (names("win32") ^ names("posix")))
+
+
+# A body that has nothing to do on the other side.
+ONE_SIDED_BODIES = {"dllmain"}
+
+
+class Headers(unittest.TestCase):
+    def compile_alone(self, compiler, *options):
+        with tempfile.TemporaryDirectory() as folder:
+            for header in public_headers():
+                source = os.path.join(folder, "alone" + (".cpp" if "++" in compiler else ".c"))
+                with open(source, "w", encoding="utf-8") as file:
+                    file.write(f'#include "qz/{os.path.basename(header)}"\nint alone;\n')
+                result = run(compiler, *options, "-Wall", "-Wextra", "-Wpedantic", "-Wconversion", "-Wshadow",
+                             "-Werror", "-fsyntax-only", "-I", os.path.join(ROOT, "include"), source)
+                self.assertEqual(result.returncode, 0, f"{compiler} {os.path.basename(header)}:\n{result.stderr}")
+
+    def test_each_compiles_alone_as_c11(self):
+        for compiler in ("gcc", "clang", "i686-w64-mingw32-gcc-posix"):
+            self.compile_alone(compiler, "-std=c11")
+
+    def test_each_compiles_alone_as_cpp17(self):
+        for compiler in ("g++", "clang++", "i686-w64-mingw32-g++-posix"):
+            self.compile_alone(compiler, "-std=c++17")
+
+    def test_every_header_is_in_qz_h(self):
+        included = set(re.findall(r'#include "qz/([^"]+)"', read("include/qz/qz.h")))
+        self.assertEqual(included, {os.path.basename(path) for path in public_headers()} - {"qz.h"})
+
+    def test_every_function_has_a_comment(self):
+        bare = []
+        for header in public_headers():
+            lines = read(header).split("\n")
+            for number, line in enumerate(lines):
+                if line.startswith("QZ_API") and number > 0:
+                    previous = lines[number - 1].strip()
+                    if not (previous.endswith("*/") or previous.startswith("//")):
+                        bare.append(f"{os.path.basename(header)}: {line}")
+        self.assertEqual(bare, [])
+
+    def test_the_version_stands_once(self):
+        project = re.search(r"project\(qz VERSION ([0-9.]+)", read("CMakeLists.txt")).group(1)
+        text = read("include/qz/version.h")
+        self.assertIn(f'QZ_VERSION_STRING "{project}"', text)
+        major, minor, patch = project.split(".")
+        for name, value in (("MAJOR", major), ("MINOR", minor), ("PATCH", patch)):
+            self.assertIn(f"QZ_VERSION_{name} {value}\n", text)
+
+
+class Interface(unittest.TestCase):
+    def expected(self):
+        return {line for line in read("tests/frame/exports.txt").split("\n") if line and not line.startswith("#")}
+
+    def test_the_declared_interface_is_the_agreed_one(self):
+        self.assertEqual(declared_functions(), self.expected())
+
+    def test_the_linux_library_exports_exactly_the_interface(self):
+        result = run("nm", "-D", "--defined-only", os.path.join(LINUX, "libqz.so"))
+        names = {line.split()[-1].split("@")[0] for line in result.stdout.splitlines() if line}
+        self.assertEqual(names, self.expected())
+
+    def test_the_windows_library_exports_exactly_the_interface(self):
+        result = run("i686-w64-mingw32-objdump", "-p", os.path.join(WINDOWS, "qz.dll"))
+        table = result.stdout.split("[Ordinal/Name Pointer] Table")[1]
+        names = set(re.findall(r"^\s*\[\s*\d+\]\s+(\S+)", table, flags=re.M))
+        self.assertEqual(names, self.expected())
+
+    def test_the_windows_library_imports_only_system_libraries(self):
+        result = run("i686-w64-mingw32-objdump", "-p", os.path.join(WINDOWS, "qz.dll"))
+        imported = {name.upper() for name in re.findall(r"DLL Name: (\S+)", result.stdout)}
+        self.assertLessEqual(imported, {"KERNEL32.DLL", "USER32.DLL", "ADVAPI32.DLL", "SHELL32.DLL", "OLE32.DLL",
+                                        "WSOCK32.DLL", "MSVCRT.DLL"})
+        self.assertIn("WSOCK32.DLL", imported)
+
+    def test_the_linux_library_needs_only_the_language_and_the_system(self):
+        result = run("objdump", "-p", os.path.join(LINUX, "libqz.so"))
+        needed = set(re.findall(r"NEEDED\s+(\S+)", result.stdout))
+        self.assertLessEqual(needed, {"libc.so.6", "libm.so.6", "libstdc++.so.6", "libgcc_s.so.1",
+                                      "ld-linux-x86-64.so.2"})
+
+    def test_the_windows_library_carries_its_version(self):
+        with open(os.path.join(WINDOWS, "qz.dll"), "rb") as file:
+            content = file.read()
+        version = re.search(r"project\(qz VERSION ([0-9.]+)", read("CMakeLists.txt")).group(1)
+        for key, value in (("ProductVersion", version), ("OriginalFilename", "qz.dll")):
+            self.assertIn(key.encode("utf-16-le"), content)
+            self.assertIn(value.encode("utf-16-le"), content)
+
+
+class Package(unittest.TestCase):
+    def build_consumer(self, build, *configure):
+        prefix = os.path.join(build, "installed")
+        work = os.path.join(build, "consumer")
+        for folder in (prefix, work):
+            shutil.rmtree(folder, ignore_errors=True)
+        for command in (["cmake", "--install", build, "--prefix", prefix],
+                        ["cmake", "-G", "Ninja", "-S", os.path.join(ROOT, "tests", "frame", "consumer"), "-B", work,
+                         f"-DCMAKE_PREFIX_PATH={prefix}", *configure],
+                        ["cmake", "--build", work]):
+            result = run(*command)
+            self.assertEqual(result.returncode, 0, result.stdout + result.stderr)
+        return prefix, work
+
+    def test_a_c_program_uses_the_installed_linux_package(self):
+        prefix, work = self.build_consumer(LINUX)
+        result = run(os.path.join(work, "consumer"), os.path.join(work, "consumer.log"))
+        self.assertIn("consumer: ok", result.stdout)
+        self.assertEqual(result.returncode, 0)
+        for path in ("bin/qz", "include/qz/qz.h"):
+            self.assertTrue(os.path.exists(os.path.join(prefix, path)), path)
+        self.assertEqual(run(os.path.join(prefix, "bin", "qz"), "--version").returncode, 0)
+
+    def test_pkg_config_describes_the_package(self):
+        prefix, work = self.build_consumer(LINUX)
+        description = glob.glob(os.path.join(prefix, "**", "qz.pc"), recursive=True)[0]
+        environment = dict(os.environ, PKG_CONFIG_PATH=os.path.dirname(description))
+        flags = run("pkg-config", "--cflags", "--libs", "qz", env=environment).stdout.split()
+        program = os.path.join(work, "by-pkg-config")
+        result = run("gcc", os.path.join(ROOT, "tests", "frame", "consumer", "consumer.c"), "-o", program, *flags,
+                     "-Wl,-rpath," + os.path.dirname(os.path.dirname(description)))
+        self.assertEqual(result.returncode, 0, result.stderr)
+        self.assertIn("consumer: ok", run(program, os.path.join(work, "consumer.log")).stdout)
+
+    def test_a_c_program_uses_the_installed_windows_package(self):
+        prefix, work = self.build_consumer(
+            WINDOWS, f"-DCMAKE_TOOLCHAIN_FILE={os.path.join(ROOT, 'cmake', 'mingw-i686.cmake')}")
+        shutil.copy(os.path.join(prefix, "bin", "qz.dll"), work)
+        result = run(os.path.join(ROOT, "scripts", "wine-run"), os.path.join(work, "consumer.exe"),
+                     "/C|/consumer.log", cwd=ROOT)
+        self.assertIn("consumer: ok", result.stdout)
+        self.assertEqual(result.returncode, 0)
+        for path in ("bin/qz.exe", "bin/qz.dll", "include/qz/qz.h"):
+            self.assertTrue(os.path.exists(os.path.join(prefix, path)), path)
+
+
+if __name__ == "__main__":
+    unittest.main()
