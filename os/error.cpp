@@ -14,11 +14,11 @@ namespace {
 // Kept: three short texts carry a blank ("No Access") where the long ones begin with one word
 // ("NoAccess:"); programs show and compare both.
 constexpr StringLookup kShortTexts[] = {
-    {Error_System, "System"},       {Error_NoAccess, "No Access"},   {Error_Invalid, "Invalid"},
-    {Error_NotFound, "Not Found"},  {Error_NotInited, "Not Inited"}, {Error_Fail, "Fail"},
-    {Error_None, "None"},           {Error_Memory, "Memory"},        {Error_Inited, "Inited"},
-    {Error_Exists, "Exists"},       {Error_Ended, "Ended"},          {Error_Exceed, "Exceed"},
-    {Error_Block, "Block"},         {Error_Cancel, "Cancel"},        {Error_Timeout, "Timeout"},
+    {Error_System, "System"},      {Error_NoAccess, "No Access"},   {Error_Invalid, "Invalid"},
+    {Error_NotFound, "Not Found"}, {Error_NotInited, "Not Inited"}, {Error_Fail, "Fail"},
+    {Error_None, "None"},          {Error_Memory, "Memory"},        {Error_Inited, "Inited"},
+    {Error_Exists, "Exists"},      {Error_Ended, "Ended"},          {Error_Exceed, "Exceed"},
+    {Error_Block, "Block"},        {Error_Cancel, "Cancel"},        {Error_Timeout, "Timeout"},
     {Error_Retry, "Retry"},
 };
 
@@ -59,33 +59,32 @@ struct ErrorRow {
 };
 
 constexpr ErrorRow kSystemErrors[] = {
-    {0, Error_None},     // success
-    {2, Error_NotFound},  // file not found
-    {3, Error_NotFound},  // path not found
-    {5, Error_NoAccess},  // access denied
-    {32, Error_System},   // sharing violation
-    {112, Error_Exceed},  // disk full
-    {123, Error_Invalid}, // invalid name
+    {0, Error_None},       // success
+    {2, Error_NotFound},   // file not found
+    {3, Error_NotFound},   // path not found
+    {5, Error_NoAccess},   // access denied
+    {32, Error_System},    // sharing violation
+    {112, Error_Exceed},   // disk full
+    {123, Error_Invalid},  // invalid name
 };
 
 constexpr uint32_t kSocketsNotStarted = 10093;
 
 constexpr ErrorRow kSocketErrors[] = {
-    {0, Error_None},
-    {10004, Error_Cancel},    // interrupted
-    {10038, Error_Cancel},    // not a socket: closed meanwhile
-    {10014, Error_Invalid},   // bad address
-    {10024, Error_Memory},    // too many open sockets
-    {10055, Error_Memory},    // no buffer space
-    {10035, Error_Block},     // would block
-    {10048, Error_Exists},    // address in use
-    {10050, Error_System},    // network down
-    {10051, Error_System},    // network unreachable
-    {10054, Error_Retry},     // connection reset
-    {11002, Error_Retry},     // name server says try again
-    {10060, Error_Timeout},   // timed out
-    {10061, Error_NoAccess},  // connection refused
-    {11001, Error_NotFound},  // host not found
+    {0, Error_None},         {10004, Error_Cancel},  // interrupted
+    {10038, Error_Cancel},                           // not a socket: closed meanwhile
+    {10014, Error_Invalid},                          // bad address
+    {10024, Error_Memory},                           // too many open sockets
+    {10055, Error_Memory},                           // no buffer space
+    {10035, Error_Block},                            // would block
+    {10048, Error_Exists},                           // address in use
+    {10050, Error_System},                           // network down
+    {10051, Error_System},                           // network unreachable
+    {10054, Error_Retry},                            // connection reset
+    {11002, Error_Retry},                            // name server says try again
+    {10060, Error_Timeout},                          // timed out
+    {10061, Error_NoAccess},                         // connection refused
+    {11001, Error_NotFound},                         // host not found
 };
 
 template <size_t count>
@@ -109,7 +108,9 @@ std::atomic<ErrorSink> errorSink{nullptr};
 
 }  // namespace
 
-void iError_SetSink(ErrorSink sink) { errorSink.store(sink); }
+void iError_SetSink(ErrorSink sink) {
+  errorSink.store(sink);
+}
 
 void Error(const char* format, ...) {
   char message[kMaximumMessage + 1];
@@ -128,9 +129,13 @@ void Error(const char* format, ...) {
   }
 }
 
-const char* Error_ToString(ErrorCode code) { return TextOf(kShortTexts, code); }
+const char* Error_ToString(ErrorCode code) {
+  return TextOf(kShortTexts, code);
+}
 
-const char* Error_ToLongString(ErrorCode code) { return TextOf(kLongTexts, code); }
+const char* Error_ToLongString(ErrorCode code) {
+  return TextOf(kLongTexts, code);
+}
 
 ErrorCode Error_FromSystem(const char* /*context*/, const char* /*name*/, uint32_t systemError) {
   return Translate(kSystemErrors, systemError);

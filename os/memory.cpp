@@ -19,11 +19,17 @@ bool AllocationMustFail() {
 
 }  // namespace
 
-void iMemory_FailAllocation(int64_t n) { allocationsUntilFailure.store(n); }
+void iMemory_FailAllocation(int64_t n) {
+  allocationsUntilFailure.store(n);
+}
 
-int64_t iMemory_AllocationsUntilFailure() { return allocationsUntilFailure.load(); }
+int64_t iMemory_AllocationsUntilFailure() {
+  return allocationsUntilFailure.load();
+}
 
-int64_t iMemory_CountLive() { return liveBlocks.load(); }
+int64_t iMemory_CountLive() {
+  return liveBlocks.load();
+}
 
 void* iMemory_NewCleared(size_t size) {
   if (AllocationMustFail()) return nullptr;
@@ -43,7 +49,8 @@ void* Memory_Realloc(void* pointer, size_t size) {
   if (AllocationMustFail()) return nullptr;
   void* result = realloc(pointer, size);
   if (pointer == nullptr && result != nullptr) liveBlocks.fetch_add(1, std::memory_order_relaxed);
-  if (pointer != nullptr && result == nullptr && size == 0) liveBlocks.fetch_sub(1, std::memory_order_relaxed);
+  if (pointer != nullptr && result == nullptr && size == 0)
+    liveBlocks.fetch_sub(1, std::memory_order_relaxed);
   return result;
 }
 

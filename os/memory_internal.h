@@ -4,8 +4,8 @@
 #include <cstddef>
 #include <cstdint>
 
-// From now on the n-th allocation (1 is the next one) fails, once; 0 switches this off. For tests that repeat a
-// scenario with every allocation failing in turn.
+// From now on the n-th allocation (1 is the next one) fails, once; 0 switches this off. For tests that repeat
+// a scenario with every allocation failing in turn.
 void iMemory_FailAllocation(int64_t n);
 
 // What is left of that count: above 0 when the failure has not happened yet.
