@@ -1,0 +1,56 @@
+#include "os/platform/thread.h"
+
+#include <pthread.h>
+#include <sys/syscall.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+
+namespace platform {
+namespace {
+
+// Unlike the Windows figure, which is what is reserved at first, this is all a thread ever gets: room for
+// path buffers and the system's name resolver.
+constexpr uint32_t kMinimumStackBytes = 512 * 1024;
+
+void* RunThread(void* start) {
+  const ThreadStart& thread = *static_cast<const ThreadStart*>(start);
+  const int32_t exitCode = thread.body(thread.argument);
+  return reinterpret_cast<void*>(static_cast<intptr_t>(exitCode));
+}
+
+}  // namespace
+
+bool StartThread(const ThreadStart* start, uint32_t stackBytes) {
+  pthread_attr_t attributes;
+  if (pthread_attr_init(&attributes) != 0) return false;
+  pthread_t thread;
+  const bool started =
+      pthread_attr_setstacksize(&attributes, std::max(stackBytes, kMinimumStackBytes)) == 0 &&
+      pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED) == 0 &&
+      pthread_create(&thread, &attributes, RunThread, const_cast<ThreadStart*>(start)) == 0;
+  pthread_attr_destroy(&attributes);
+  return started;
+}
+
+uint32_t CurrentThreadIdentifier() {
+  return static_cast<uint32_t>(syscall(SYS_gettid));
+}
+
+void SleepMilliseconds(uint32_t milliseconds) {
+  timespec remaining = {static_cast<time_t>(milliseconds / 1000),
+                        static_cast<long>(milliseconds % 1000) * 1000000L};
+  while (clock_nanosleep(CLOCK_MONOTONIC, 0, &remaining, &remaining) == EINTR) {
+  }
+}
+
+uint32_t TickMilliseconds() {
+  timespec now = {};
+  clock_gettime(CLOCK_MONOTONIC, &now);
+  return static_cast<uint32_t>(static_cast<uint64_t>(now.tv_sec) * 1000u +
+                               static_cast<uint64_t>(now.tv_nsec) / 1000000u);
+}
+
+}  // namespace platform

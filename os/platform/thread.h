@@ -1,0 +1,29 @@
+// Threads, waiting and the tick count.
+#pragma once
+
+#include <cstdint>
+
+namespace platform {
+
+// What a new thread calls. Belongs to the caller and must stay valid until `body` has been called; the thread
+// does not look at it after that.
+struct ThreadStart {
+  int32_t (*body)(void* argument);
+  void* argument;
+};
+
+// Starts a thread that calls start->body(start->argument) and ends with its result. No handle is kept: the
+// system releases what it holds of the thread when the thread ends. stackBytes is what the body asks for; a
+// platform whose figure means the whole stack gives more. False when the thread cannot start.
+bool StartThread(const ThreadStart* start, uint32_t stackBytes);
+
+// The system's number of the calling thread, unique among the running threads.
+uint32_t CurrentThreadIdentifier();
+
+// Lets at least this time pass.
+void SleepMilliseconds(uint32_t milliseconds);
+
+// Milliseconds since some fixed moment; never set back, begins again at 0 after 49.7 days.
+uint32_t TickMilliseconds();
+
+}  // namespace platform
