@@ -5,7 +5,7 @@
 #include <cstdlib>
 
 #include "os/os_internal.h"
-#include "os/platform/thread.h"
+#include "os/platform/clock.h"
 #include "qz/error.h"
 #include "qz/os.h"
 

@@ -1,4 +1,4 @@
-// Threads, waiting and the tick count.
+// Threads.
 #pragma once
 
 #include <cstdint>
@@ -19,11 +19,5 @@ bool StartThread(const ThreadStart* start, uint32_t stackBytes);
 
 // The system's number of the calling thread, unique among the running threads.
 uint32_t CurrentThreadIdentifier();
-
-// Lets at least this time pass.
-void SleepMilliseconds(uint32_t milliseconds);
-
-// Milliseconds since some fixed moment; never set back, begins again at 0 after 49.7 days.
-uint32_t TickMilliseconds();
 
 }  // namespace platform

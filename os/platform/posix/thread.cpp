@@ -2,11 +2,9 @@
 
 #include <pthread.h>
 #include <sys/syscall.h>
-#include <time.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 
 namespace platform {
 namespace {
@@ -37,20 +35,6 @@ bool StartThread(const ThreadStart* start, uint32_t stackBytes) {
 
 uint32_t CurrentThreadIdentifier() {
   return static_cast<uint32_t>(syscall(SYS_gettid));
-}
-
-void SleepMilliseconds(uint32_t milliseconds) {
-  timespec remaining = {static_cast<time_t>(milliseconds / 1000),
-                        static_cast<long>(milliseconds % 1000) * 1000000L};
-  while (clock_nanosleep(CLOCK_MONOTONIC, 0, &remaining, &remaining) == EINTR) {
-  }
-}
-
-uint32_t TickMilliseconds() {
-  timespec now = {};
-  clock_gettime(CLOCK_MONOTONIC, &now);
-  return static_cast<uint32_t>(static_cast<uint64_t>(now.tv_sec) * 1000u +
-                               static_cast<uint64_t>(now.tv_nsec) / 1000000u);
 }
 
 }  // namespace platform

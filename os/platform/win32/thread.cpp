@@ -26,12 +26,4 @@ uint32_t CurrentThreadIdentifier() {
   return GetCurrentThreadId();
 }
 
-void SleepMilliseconds(uint32_t milliseconds) {
-  Sleep(milliseconds);
-}
-
-uint32_t TickMilliseconds() {
-  return GetTickCount();
-}
-
 }  // namespace platform
