@@ -1,0 +1,35 @@
+// The wall clock, and calendar fields in the local time zone.
+#pragma once
+
+#include <cstdint>
+
+namespace platform {
+
+struct WallTime {
+  int64_t seconds;        // since 1970-01-01 00:00 UTC
+  uint32_t milliseconds;  // 0 to 999
+};
+
+struct CalendarFields {
+  int32_t year;
+  int32_t month;      // 1 to 12
+  int32_t dayOfWeek;  // 0 Sunday to 6 Saturday; not read by SecondsFromLocal
+  int32_t day;
+  int32_t hour;
+  int32_t minute;
+  int32_t second;
+};
+
+WallTime ReadWallClock();
+
+// False when the C library finds no local fields for it. Any thread.
+bool LocalFromSeconds(int64_t seconds, CalendarFields* fields);
+
+// The C library decides whether daylight saving holds. False when it finds no time for the fields. Any
+// thread.
+bool SecondsFromLocal(const CalendarFields& fields, int64_t* seconds);
+
+// Units of 100 nanoseconds since 1601, from UTC to local time. Any thread.
+bool LocalFileTime(uint64_t utcFileTime, uint64_t* localFileTime);
+
+}  // namespace platform
