@@ -1,0 +1,399 @@
+// URLs: parsing, formatting, copying, comparing, and the table of schemes.
+#include "qz/url.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+
+#include "net/url_internal.h"
+#include "os/memory_internal.h"
+#include "qz/memory.h"
+#include "tests/support/fail_allocation.h"
+
+namespace {
+
+// A parsed URL that frees itself; `status` says how parsing went.
+struct Parsed {
+  explicit Parsed(const std::string& text) { status = URL_NewData(text.c_str(), &data); }
+  ~Parsed() { Memory_Delete(data); }
+  Parsed(const Parsed&) = delete;
+  ErrorCode status;
+  URLData* data = nullptr;
+};
+
+std::string Shown(const char* text) {
+  return text == nullptr ? "(null)" : text;
+}
+
+struct ParseRow {
+  const char* text;
+  const char* protocol;
+  const char* user;
+  const char* password;
+  const char* host;
+  int32_t port;
+  const char* path;
+};
+
+constexpr const char* kNull = nullptr;
+
+constexpr ParseRow kParseRows[] = {
+    {"ftp://user:pw@host:2121/dir/file", "ftp", "user", "pw", "host", 2121, "/dir/file"},
+    {"http://host/", "http", kNull, kNull, "host", 80, kNull},
+    {"http://host", "http", kNull, kNull, "host", 80, kNull},
+    {"http://host:abc/x", "http", kNull, kNull, "host", 80, "/x"},
+    {"file:///c:/x", "file", kNull, kNull, kNull, 0, "/c:/x"},
+    // The scheme stays as written and is found without regard to case.
+    {"HtTpS://h", "HtTpS", kNull, kNull, "h", 443, kNull},
+    {"ftpu://h", "ftpu", kNull, kNull, "h", 21, kNull},
+    {"VRX://h", "VRX", kNull, kNull, "h", 21, kNull},
+    {"vrxu://h", "vrxu", kNull, kNull, "h", 21, kNull},
+    // White space at both ends.
+    {" \n\r\thttp://h/p \n\r\t", "http", kNull, kNull, "h", 80, "/p"},
+    // "file": everything after "://" is the path; no user, no port.
+    {"file://", "file", kNull, kNull, kNull, 0, kNull},
+    {"file:///", "file", kNull, kNull, kNull, 0, "/"},
+    {"file://a:b@c:1/d", "file", kNull, kNull, kNull, 0, "a:b@c:1/d"},
+    // User information.
+    {"ftp://u@h", "ftp", "u", kNull, "h", 21, kNull},
+    {"ftp://@h", "ftp", "", kNull, "h", 21, kNull},
+    {"ftp://:p@h", "ftp", "", "p", "h", 21, kNull},
+    {"ftp://u:@h", "ftp", "u", "", "h", 21, kNull},
+    {"ftp://u:p:q@h:7", "ftp", "u", "p:q", "h", 7, kNull},
+    // The last "@" decides where the host begins; one in the path does not count.
+    {"ftp://me@site.org:pw@real/x", "ftp", "me@site.org", "pw", "real", 21, "/x"},
+    {"ftp://good@evil@real", "ftp", "good@evil", kNull, "real", 21, kNull},
+    {"http://real/@evil", "http", kNull, kNull, "real", 80, "/@evil"},
+    {"http://real/a@evil:8/x", "http", kNull, kNull, "real", 80, "/a@evil:8/x"},
+    // Ports.
+    {"http://h:8080", "http", kNull, kNull, "h", 8080, kNull},
+    {"http://h:", "http", kNull, kNull, "h", 80, kNull},
+    {"http://h:/p", "http", kNull, kNull, "h", 80, "/p"},
+    {"http://:80/p", "http", kNull, kNull, ":80", 80, "/p"},
+    {"http://h:80x", "http", kNull, kNull, "h", 80, kNull},
+    {"http://h:81x", "http", kNull, kNull, "h", 81, kNull},
+    {"http://h:0", "http", kNull, kNull, "h", 0, kNull},
+    {"http://h:65536", "http", kNull, kNull, "h", 65536, kNull},
+    {"http://h:2147483647", "http", kNull, kNull, "h", 2147483647, kNull},
+    {"http://h:2147483648", "http", kNull, kNull, "h", 2147483647, kNull},
+    {"http://h:99999999999999999999999999", "http", kNull, kNull, "h", 2147483647, kNull},
+    {"http://h:-5", "http", kNull, kNull, "h", 80, kNull},
+    {"http://h:1:2", "http", kNull, kNull, "h", 1, kNull},
+    // No host.
+    {"http://", "http", kNull, kNull, "", 80, kNull},
+    {"http:///p", "http", kNull, kNull, "", 80, "/p"},
+    {"http:////", "http", kNull, kNull, "", 80, "//"},
+    // Escapes.
+    {"http://h/%41", "http", kNull, kNull, "h", 80, "/A"},
+    {"http://h/a%00b", "http", kNull, kNull, "h", 80, "/ab"},
+    {"http://h/x%4", "http", kNull, kNull, "h", 80, "/x%4"},
+    {"http://h/x%", "http", kNull, kNull, "h", 80, "/x%"},
+    {"http://h/x%4G%G4%%41", "http", kNull, kNull, "h", 80, "/x%4G%G4%A"},
+    {"http://h/%2541", "http", kNull, kNull, "h", 80, "/%41"},
+    {"http://h/%0D%0A", "http", kNull, kNull, "h", 80, "/\r\n"},
+    {"ftp://%41:%42@%43/%44", "ftp", "A", "B", "C", 21, "/D"},
+    // The structure is cut before anything is unescaped: an escaped mark never moves the host.
+    {"ftp://u%40evil@h", "ftp", "u@evil", kNull, "h", 21, kNull},
+    {"http://h%40evil/p", "http", kNull, kNull, "h@evil", 80, "/p"},
+    {"http://h%3A99/p", "http", kNull, kNull, "h:99", 80, "/p"},
+    // Marks that other parsers end the host at are part of it.
+    {"http://h#evil/p", "http", kNull, kNull, "h#evil", 80, "/p"},
+    {"http://h;evil?x/p", "http", kNull, kNull, "h;evil?x", 80, "/p"},
+    {"http://h\\evil/p", "http", kNull, kNull, "h\\evil", 80, "/p"},
+    {"http://h/p?q=1&r#s", "http", kNull, kNull, "h", 80, "/p?q=1&r#s"},
+    // The first "://" counts.
+    {"http://h/http://i", "http", kNull, kNull, "h", 80, "/http://i"},
+};
+
+TEST(URL, SplitsTheText) {
+  for (const ParseRow& row : kParseRows) {
+    SCOPED_TRACE(row.text);
+    Parsed url(row.text);
+    ASSERT_EQ(url.status, 0);
+    EXPECT_EQ(Shown(url.data->protocol), Shown(row.protocol));
+    EXPECT_EQ(Shown(url.data->user), Shown(row.user));
+    EXPECT_EQ(Shown(url.data->password), Shown(row.password));
+    EXPECT_EQ(Shown(url.data->host), Shown(row.host));
+    EXPECT_EQ(url.data->port, row.port);
+    EXPECT_EQ(Shown(url.data->path), Shown(row.path));
+  }
+}
+
+TEST(URL, CountsLowerCaseHexadecimalDigitsAsZero) {
+  EXPECT_STREQ(Parsed("http://h/a%2fb").data->path, "/a b");
+  EXPECT_STREQ(Parsed("http://h/a%0ab").data->path, "/ab");
+  EXPECT_STREQ(Parsed("http://h/a%4fb").data->path, "/a@b");
+  EXPECT_STREQ(Parsed("http://h/a%fFb").data->path,
+               "/a\x0f"
+               "b");
+  EXPECT_STREQ(Parsed("http://h%2fevil/x").data->host, "h evil");
+}
+
+TEST(URL, RefusesATextWithoutAKnownScheme) {
+  for (const char* text : {"", " ", "host", "http:/host", "://host", "gopher://h", "httpx://h", "htt://h",
+                           "http ://h", "javascript://h", "x http://h"}) {
+    Parsed url(text);
+    EXPECT_EQ(url.status, -4) << text;
+    EXPECT_EQ(url.data, nullptr) << text;
+  }
+}
+
+TEST(URL, LeavesTheRecordEmptyAfterAFailure) {
+  char text[] = "gopher://u:p@h:7/x";
+  URLData data;
+  memset(&data, 0x55, sizeof data);
+  EXPECT_EQ(URL_ToData(text, &data), -4);
+  EXPECT_EQ(data.protocol, nullptr);
+  EXPECT_EQ(data.user, nullptr);
+  EXPECT_EQ(data.password, nullptr);
+  EXPECT_EQ(data.host, nullptr);
+  EXPECT_EQ(data.port, -1);
+  EXPECT_EQ(data.path, nullptr);
+}
+
+TEST(URL, CutsTheCallersTextInPlace) {
+  char text[] = "ftp://u:p@host:99/a%20b";
+  URLData data;
+  ASSERT_EQ(URL_ToData(text, &data), 0);
+  for (const char* part : {data.protocol, data.user, data.password, data.host, data.path}) {
+    EXPECT_GE(part, text);
+    EXPECT_LT(part, text + sizeof text);
+  }
+  EXPECT_STREQ(data.path, "/a b");
+}
+
+TEST(URL, RefusesNullArguments) {
+  URLData data;
+  URLData* out = &data;
+  char text[] = "http://h";
+  char buffer[1024] = "x";
+  EXPECT_EQ(URL_NewData(nullptr, &out), -4);
+  EXPECT_EQ(out, nullptr);
+  EXPECT_EQ(URL_NewData("http://h", nullptr), -4);
+  EXPECT_EQ(URL_ToData(nullptr, &data), -4);
+  EXPECT_EQ(URL_ToData(text, nullptr), -4);
+  EXPECT_EQ(URL_FromData(nullptr, buffer), -4);
+  EXPECT_STREQ(buffer, "");
+  EXPECT_EQ(URL_FromData(&data, nullptr), -4);
+  EXPECT_EQ(URL_FromData(&data, buffer), -4);  // no protocol
+  EXPECT_EQ(URL_CopyData(nullptr), nullptr);
+  EXPECT_EQ(URL_GetProtocolType(nullptr), -1);
+  EXPECT_EQ(URL_GetProtocolPort(nullptr), -1);
+}
+
+TEST(URL, ParsesTextsOfAnyLength) {
+  const std::string host(64 * 1024, 'h');
+  const std::string path = "/" + std::string(8 * 1024 * 1024, 'p');
+  Parsed url("http://" + host + ":8" + path);
+  ASSERT_EQ(url.status, 0);
+  EXPECT_EQ(url.data->host, host);
+  EXPECT_EQ(url.data->port, 8);
+  EXPECT_EQ(url.data->path, path);
+}
+
+TEST(URLProtocol, KnowsEveryScheme) {
+  struct Row {
+    const char* scheme;
+    int32_t type;
+    int32_t port;
+  };
+  for (const Row& row : {Row{"file", 4, 0}, Row{"http", 0, 80}, Row{"https", 1, 443}, Row{"ftp", 2, 21},
+                         Row{"ftpu", 3, 21}, Row{"vrx", 2, 21}, Row{"vrxu", 3, 21}, Row{"FILE", 4, 0},
+                         Row{"Http", 0, 80}, Row{"", -1, -1}, Row{"ftps", -1, -1}, Row{"ht", -1, -1}}) {
+    EXPECT_EQ(URL_GetProtocolType(row.scheme), row.type) << row.scheme;
+    EXPECT_EQ(URL_GetProtocolPort(row.scheme), row.port) << row.scheme;
+  }
+}
+
+TEST(URLProtocol, KnowsThePortOfEveryType) {
+  EXPECT_EQ(URL_GetProtocolTypePort(0), 80);
+  EXPECT_EQ(URL_GetProtocolTypePort(1), 443);
+  EXPECT_EQ(URL_GetProtocolTypePort(2), 21);
+  EXPECT_EQ(URL_GetProtocolTypePort(3), 21);
+  for (int32_t type : {4, 5, -1, INT32_MAX, INT32_MIN}) EXPECT_EQ(URL_GetProtocolTypePort(type), -1) << type;
+}
+
+// ---- formatting
+// -----------------------------------------------------------------------------------------------
+
+URLData Record(const char* protocol, const char* user, const char* password, const char* host, int32_t port,
+               const char* path) {
+  return {const_cast<char*>(protocol),
+          const_cast<char*>(user),
+          const_cast<char*>(password),
+          const_cast<char*>(host),
+          port,
+          const_cast<char*>(path)};
+}
+
+std::string Formatted(const URLData& data) {
+  char buffer[1024];
+  EXPECT_EQ(URL_FromData(&data, buffer), 0);
+  return buffer;
+}
+
+TEST(URLFormat, WritesOnlyAPortThatDiffersFromTheDefault) {
+  EXPECT_EQ(Formatted(Record("http", kNull, kNull, "h", 80, kNull)), "http://h");
+  EXPECT_EQ(Formatted(Record("http", kNull, kNull, "h", 8080, kNull)), "http://h:8080");
+  EXPECT_EQ(Formatted(Record("FTP", kNull, kNull, "h", 21, "/x")), "FTP://h/x");
+  EXPECT_EQ(Formatted(Record("ftp", kNull, kNull, "h", 0, "/x")), "ftp://h:0/x");
+  EXPECT_EQ(Formatted(Record("ftp", kNull, kNull, "h", -2147483647 - 1, "/x")), "ftp://h:-2147483648/x");
+}
+
+TEST(URLFormat, WritesUserAndPasswordOnlyBeforeAHost) {
+  EXPECT_EQ(Formatted(Record("ftp", "u", "p", "h", 21, "/x")), "ftp://u:p@h/x");
+  EXPECT_EQ(Formatted(Record("ftp", "u", kNull, "h", 21, "/x")), "ftp://u@h/x");
+  EXPECT_EQ(Formatted(Record("ftp", kNull, "p", "h", 21, "/x")), "ftp://h/x");
+  EXPECT_EQ(Formatted(Record("ftp", "", "", "h", 21, "/x")), "ftp://:@h/x");
+  EXPECT_EQ(Formatted(Record("file", "u", "p", kNull, 7, "/x")), "file:///x");
+}
+
+TEST(URLFormat, PutsASlashBeforeThePathWhenThereIsNone) {
+  EXPECT_EQ(Formatted(Record("ftp", kNull, kNull, "h", 21, "x/y")), "ftp://h/x/y");
+  EXPECT_EQ(Formatted(Record("file", kNull, kNull, kNull, 0, "c:/x")), "file://c%3A/x");
+  EXPECT_EQ(Formatted(Record("file", kNull, kNull, kNull, 0, "/c:/x")), "file:///c%3A/x");
+  EXPECT_EQ(Formatted(Record("http", kNull, kNull, "h/", 80, "x")), "http://h%2F/x");
+  EXPECT_EQ(Formatted(Record("http", kNull, kNull, "", 80, "x")), "http://x");
+}
+
+TEST(URLFormat, EscapesWithUpperCaseDigits) {
+  EXPECT_EQ(Formatted(Record("ftp", "u;/?:@&=#", "p /", "h:1", 21, "/a;/?:@&=#b")),
+            "ftp://u%3B%2F%3F%3A%40%26%3D#:p%20%2F@h%3A1/a%3B/%3F%3A%40&%3D#b");
+  EXPECT_EQ(Formatted(Record("http", kNull, kNull, "h", 80, "/\x01\x1f \t\r\n\x80\xff")),
+            "http://h/%01%1F%20%09%0D%0A%80%FF");
+  // Neither "%" nor the other punctuation is escaped.
+  EXPECT_EQ(Formatted(Record("http", kNull, kNull, "h", 80, "/%41$-_.+!*'(),<>\"\\~\x7f")),
+            "http://h/%41$-_.+!*'(),<>\"\\~\x7f");
+}
+
+TEST(URLFormat, GivesBackWhatItParsed) {
+  for (const char* text : {"ftp://u:p@h:2121/d/f", "http://h", "http://h/x&y#z", "file:///c%3A/x", "file:///",
+                           "vrx://a%40b:c%3Ad@h/%01%FF"}) {
+    Parsed url(text);
+    ASSERT_EQ(url.status, 0) << text;
+    EXPECT_EQ(Formatted(*url.data), text);
+  }
+}
+
+TEST(URLFormat, CutsAtTheBufferAndNeverInsideAnEscape) {
+  char buffer[1100];
+  memset(buffer, '!', sizeof buffer);
+  // "http://h/" is 9 bytes long: 1014 more fit.
+  std::string path = "/" + std::string(1014, 'x');
+  URLData data = Record("http", kNull, kNull, "h", 80, path.c_str());
+  EXPECT_EQ(URL_FromData(&data, buffer), 0);
+  EXPECT_EQ(strlen(buffer), 1023u);
+  EXPECT_EQ(buffer[1024], '!');
+
+  path += "y";
+  data.path = path.data();
+  EXPECT_EQ(URL_FromData(&data, buffer), 5);
+  EXPECT_EQ(std::string(buffer), "http://h/" + std::string(1014, 'x'));
+  EXPECT_EQ(buffer[1024], '!');
+
+  // Two bytes are left where an escape needs three; what follows is not written either.
+  path = "/" + std::string(1012, 'x') + " y";
+  data.path = path.data();
+  EXPECT_EQ(URL_FromData(&data, buffer), 5);
+  EXPECT_EQ(std::string(buffer), "http://h/" + std::string(1012, 'x'));
+}
+
+TEST(URLFormat, IsRefusedWhenTheSizeGivenIsTooSmall) {
+  const URLData data = Record("http", kNull, kNull, "host", 8080, "/a b");
+  const std::string whole = "http://host:8080/a%20b";
+  char buffer[64];
+  ASSERT_EQ(iURL_Format(&data, whole.size() + 1, buffer), 0);
+  EXPECT_EQ(buffer, whole);
+  for (size_t size = 1; size <= whole.size(); ++size) {
+    memset(buffer, '!', sizeof buffer);
+    EXPECT_EQ(iURL_Format(&data, size, buffer), 5) << size;
+    EXPECT_STREQ(buffer, "") << size;
+    for (size_t i = size; i < sizeof buffer; ++i) ASSERT_EQ(buffer[i], '!') << size;
+  }
+  EXPECT_EQ(iURL_Format(&data, 0, buffer), -4);
+  EXPECT_EQ(iURL_Format(nullptr, sizeof buffer, buffer), -4);
+  EXPECT_EQ(iURL_Format(&data, sizeof buffer, nullptr), -4);
+}
+
+// ---- copying and comparing
+// ------------------------------------------------------------------------------------
+
+TEST(URLCopy, OwnsItsTexts) {
+  URLData* copy = nullptr;
+  {
+    Parsed url("ftp://u:p@h:7/x");
+    copy = URL_CopyData(url.data);
+  }
+  ASSERT_NE(copy, nullptr);
+  EXPECT_EQ(Formatted(*copy), "ftp://u:p@h:7/x");
+  Memory_Delete(copy);
+}
+
+TEST(URLCopy, KeepsMissingTextsMissing) {
+  Parsed url("http://h");
+  URLData* copy = URL_CopyData(url.data);
+  ASSERT_NE(copy, nullptr);
+  EXPECT_EQ(copy->user, nullptr);
+  EXPECT_EQ(copy->password, nullptr);
+  EXPECT_EQ(copy->path, nullptr);
+  EXPECT_STREQ(copy->protocol, "http");
+  EXPECT_STREQ(copy->host, "h");
+  EXPECT_EQ(copy->port, 80);
+  Memory_Delete(copy);
+}
+
+TEST(URL, GivesMemoryWhenAnAllocationFails) {
+  FailEveryAllocation([] {
+    URLData* data = nullptr;
+    const ErrorCode status = URL_NewData("ftp://u:p@h:7/x", &data);
+    ASSERT_TRUE(status == 0 || status == 1) << status;
+    ASSERT_EQ(status == 0, data != nullptr);
+    URLData* copy = URL_CopyData(data);
+    Memory_Delete(data);
+    Memory_Delete(copy);
+  });
+}
+
+TEST(URL, LeavesNothingAllocatedWhenParsingFails) {
+  const int64_t before = iMemory_CountLive();
+  Parsed url("gopher://h");
+  EXPECT_EQ(iMemory_CountLive(), before);
+}
+
+int Order(const char* a, const char* b) {
+  Parsed left(a);
+  Parsed right(b);
+  EXPECT_EQ(left.status, 0);
+  EXPECT_EQ(right.status, 0);
+  const int32_t order = iURL_Compare(left.data, right.data);
+  return (order > 0) - (order < 0);
+}
+
+TEST(URLCompare, ComparesFieldAfterField) {
+  EXPECT_EQ(Order("ftp://u:p@h:7/x", "ftp://u:p@h:7/x"), 0);
+  EXPECT_EQ(Order("ftp://z", "http://a"), -1);
+  EXPECT_EQ(Order("ftp://b:a@a:1/a", "ftp://a:z@z:9/z"), 1);
+  EXPECT_EQ(Order("ftp://u:b@a:1/a", "ftp://u:a@z:9/z"), 1);
+  EXPECT_EQ(Order("ftp://u:p@b:1/a", "ftp://u:p@a:9/z"), 1);
+  EXPECT_EQ(Order("ftp://h:10/a", "ftp://h:9/z"), 1);
+  EXPECT_EQ(Order("ftp://h:9/a", "ftp://h:10/a"), -1);
+  EXPECT_EQ(Order("ftp://h/a", "ftp://h/b"), -1);
+  EXPECT_EQ(Order("ftp://h:21/a", "ftp://h/a"), 0);
+}
+
+TEST(URLCompare, DoesNotFoldCase) {
+  EXPECT_EQ(Order("FTP://h", "ftp://h"), -1);
+  EXPECT_EQ(Order("ftp://H", "ftp://h"), -1);
+}
+
+TEST(URLCompare, SortsAMissingTextAfterAPresentOne) {
+  EXPECT_EQ(Order("ftp://h", "ftp://u@h"), 1);
+  EXPECT_EQ(Order("ftp://u@h", "ftp://h"), -1);
+  EXPECT_EQ(Order("ftp://u@h", "ftp://u:p@h"), 1);
+  EXPECT_EQ(Order("ftp://h/x", "ftp://h"), -1);
+  EXPECT_EQ(Order("file:///x", "file://"), -1);
+  EXPECT_EQ(Order("file://", "file://"), 0);
+}
+
+}  // namespace
