@@ -35,9 +35,9 @@ constexpr CharacterTables BuildTables() {
     if (byte < 32 || byte >= 128) Add(tables, byte, CharacterClass_UrlEscape);
   }
   AddLetters(tables, 'A', 'F', CharacterClass_Hex);
+  // Kept: "a" to "f" are hexadecimal digits of value 0, so the escape %2f in a URL gives a space.
   for (int digit = 10; digit < 16; ++digit) {
     tables.hexValues['A' + digit - 10] = static_cast<uint8_t>(digit);
-    tables.hexValues['a' + digit - 10] = static_cast<uint8_t>(digit);
   }
   AddLetters(tables, 'G', 'Z', 0);
   for (int digit = 0; digit < 10; ++digit) {

@@ -37,7 +37,7 @@ inline uint8_t iCharacter_ToUpper(uint8_t byte) {
   return kCharacterTables.upper[byte];
 }
 
-// 0 to 15; 0 as well for a byte that is no hexadecimal digit.
+// 0 to 15; 0 as well for "a" to "f" and for a byte that is no hexadecimal digit.
 inline uint8_t iCharacter_HexValue(uint8_t byte) {
   return kCharacterTables.hexValues[byte];
 }
