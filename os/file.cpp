@@ -1,0 +1,350 @@
+// Open files.
+//
+// An open file is read and written in two ways: bytes and positions go to the descriptor, lines and formatted text
+// go through the C stream. The C stream holds back output and reads ahead, so whoever comes second first brings
+// the descriptor to the true position; the record remembers who came last, and a run of calls of one kind costs
+// nothing.
+#include "qz/file.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cstdarg>
+#include <cstring>
+
+#include "os/file_internal.h"
+#include "os/memory_internal.h"
+#include "os/owned.h"
+#include "os/platform/error.h"
+#include "os/platform/filesystem.h"
+#include "qz/error.h"
+#include "qz/memory.h"
+
+namespace {
+
+constexpr uint32_t kModeNumberMask = 0x0F;
+constexpr uint32_t kAppendBits = 10;
+
+struct ModeRow {
+  const char* cMode;  // null: refused
+  uint32_t bits;
+};
+
+// By the low four bits of the mode that is asked for.
+constexpr ModeRow kModes[] = {
+    {nullptr, 0},       {"r", 1},     {"w", 2},     {"w+", 7}, {"r+", 7},    {"r+", 7},    {"w+", 7},    {nullptr, 0},
+    {"a", kAppendBits}, {nullptr, 0}, {nullptr, 0}, {"a+", 15}, {"a+", 15}, {nullptr, 0}, {nullptr, 0}, {"a+", 15},
+};
+static_assert(std::size(kModes) == kModeNumberMask + 1);
+
+std::atomic<File*> systemFile{nullptr};
+
+File* FileOf(Stream* stream) { return reinterpret_cast<File*>(stream); }
+
+ErrorCode SystemStatus(const File* file) {
+  return Error_FromSystem("iFile_Error", file->name, platform::LastSystemError());
+}
+
+// ---- moving bytes ------------------------------------------------------------------------------
+
+bool PrepareFor(File* file, FileUse use) {
+  if (file->lastUse == use) return true;
+  if (file->lastUse != FileUse::Descriptor && !platform::SynchronizeDescriptor(file->cStream)) {
+    file->lastStatus = SystemStatus(file);
+    return false;
+  }
+  file->lastUse = use;
+  return true;
+}
+
+uint32_t ReadBytes(File* file, uint32_t count, uint8_t* buffer) {
+  uint32_t done = 0;
+  while (done < count) {
+    const uint32_t wanted = std::min(count - done, platform::kLargestMove);
+    const int64_t moved = platform::ReadDescriptor(file->descriptor, wanted, buffer + done);
+    if (moved < 0) file->lastStatus = SystemStatus(file);
+    if (moved <= 0) break;
+    done += static_cast<uint32_t>(moved);
+    // Less than was asked for is all there is; asking again could wait for a person's next line.
+    if (moved < wanted) break;
+  }
+  if (done == 0 && count != 0 && file->lastStatus == Error_None) file->lastStatus = Error_Ended;
+  return done;
+}
+
+uint32_t WriteBytes(File* file, uint32_t count, const uint8_t* buffer) {
+  uint32_t done = 0;
+  while (done < count) {
+    const uint32_t wanted = std::min(count - done, platform::kLargestMove);
+    const int64_t moved = platform::WriteDescriptor(file->descriptor, wanted, buffer + done);
+    if (moved < 0) file->lastStatus = SystemStatus(file);
+    if (moved == 0) file->lastStatus = Error_Exceed;
+    if (moved <= 0) break;
+    done += static_cast<uint32_t>(moved);
+  }
+  return done;
+}
+
+// ---- opening and closing -----------------------------------------------------------------------
+
+const StreamOperations* Operations();
+
+// The record with its two names behind it, or null.
+File* NewRecord(const char* name, const char* removalName) {
+  const size_t nameSize = strlen(name) + 1;
+  const size_t removalSize = strlen(removalName) + 1;
+  File* file = static_cast<File*>(iMemory_NewCleared(sizeof(File) + nameSize + removalSize));
+  if (file == nullptr) return nullptr;
+  Stream_Init(StreamType_File, Operations(), &file->stream);
+  file->name = reinterpret_cast<char*>(file + 1);
+  file->removalName = file->name + nameSize;
+  memcpy(file->name, name, nameSize);
+  memcpy(file->removalName, removalName, removalSize);
+  return file;
+}
+
+struct OpenRequest {
+  uint32_t mode;
+  bool mustBeNew;
+  bool isPrivate;
+};
+
+// Opens the C stream of a record and fills in what depends on it.
+bool OpenRecord(File* file, const char* systemName, const OpenRequest& request) {
+  const ModeRow& row = kModes[request.mode & kModeNumberMask];
+  // Kept: mode 8 is binary even where text is asked for; logs have always been written so.
+  const bool isText = (request.mode & kFileMode_Text) != 0 && row.bits != kAppendBits;
+  file->cStream = platform::OpenStream(systemName, {row.cMode, isText, request.mustBeNew, request.isPrivate});
+  if (file->cStream == nullptr) return false;
+  file->descriptor = platform::DescriptorOf(file->cStream);
+  file->mode = row.bits | (isText ? kFileMode_Text : 0);
+  file->lastUse = FileUse::Unknown;
+  if (row.bits == kAppendBits) platform::SeekDescriptor(file->descriptor, 0, 2);
+  return true;
+}
+
+ErrorCode Open(const char* name, const OpenRequest& request, File** file) {
+  if (file == nullptr) return Error_Invalid;
+  *file = nullptr;
+  if (name == nullptr) return Error_Invalid;
+  if (kModes[request.mode & kModeNumberMask].cMode == nullptr) return Error_Fail;
+
+  char systemName[kFileNameSize];
+  char absoluteName[kFileNameSize];
+  if (iFile_ToSystemName(name, systemName) != Error_None) return Error_Fail;
+  const bool isAbsolute = platform::AbsoluteName(systemName, absoluteName);
+  Owned<File, Memory_Delete> record(NewRecord(name, isAbsolute ? absoluteName : systemName));
+  if (!record) return Error_Memory;
+  if (!OpenRecord(record.get(), systemName, request)) return Error_Fail;
+  *file = record.release();
+  return Error_None;
+}
+
+// A name that leads to another file by now is somebody else's and stays.
+ErrorCode Remove(const char* removalName) {
+  if (platform::RemoveFile(removalName)) return Error_None;
+  const ErrorCode status = Error_FromSystem("File_Close", removalName, platform::LastSystemError());
+  return status == Error_NotFound ? Error_None : status;
+}
+
+// Closes the C stream, removes the file where that is due, and frees the record.
+ErrorCode CloseRecord(File* file, bool removeIncomplete) {
+  const bool isTemporary = (file->mode & kFileMode_Temporary) != 0;
+  const bool mayRemove = (isTemporary || removeIncomplete) &&
+                         platform::NameLeadsToDescriptor(file->removalName, file->descriptor);
+  ErrorCode status = fclose(file->cStream) == 0 ? Error_None : SystemStatus(file);
+  if (mayRemove && (isTemporary || status != Error_None)) {
+    const ErrorCode removed = Remove(file->removalName);
+    if (status == Error_None) status = removed;
+  }
+  Memory_Delete(file);
+  return status;
+}
+
+// ---- the stream type ---------------------------------------------------------------------------
+
+ErrorCode StreamDelete(Stream* stream) { return File_Close(FileOf(stream)); }
+
+uint32_t StreamRead(Stream* stream, uint32_t count, void* buffer) {
+  return File_Read(FileOf(stream), count, buffer);
+}
+
+uint32_t StreamReadAvail(Stream* stream) {
+  constexpr int64_t kMost = UINT32_MAX - 1;  // all ones would mean that nothing is known
+  const int64_t position = iFile_Tell64(FileOf(stream));
+  const int64_t size = iFile_Size64(FileOf(stream));
+  if (position < 0 || size <= position) return 0;
+  return static_cast<uint32_t>(std::min(size - position, kMost));
+}
+
+uint32_t StreamWrite(Stream* stream, uint32_t count, const void* buffer) {
+  return File_Write(FileOf(stream), count, buffer);
+}
+
+ErrorCode StreamError(Stream* stream) { return FileOf(stream)->lastStatus; }
+
+constexpr StreamOperations kOperations = {
+    StreamDelete, StreamRead, StreamReadAvail, StreamWrite, StreamError, nullptr,
+};
+
+const StreamOperations* Operations() { return &kOperations; }
+
+}  // namespace
+
+// ---- internal functions ------------------------------------------------------------------------
+
+ErrorCode iFile_OpenNew(const char* name, uint32_t mode, bool isPrivate, File** file) {
+  const ErrorCode status = Open(name, {mode, true, isPrivate}, file);
+  if (status != Error_Fail) return status;
+  FileState state;
+  const bool isTaken = File_GetState(name, &state) == Error_None && state.exists != 0;
+  return isTaken ? Error_Exists : status;
+}
+
+ErrorCode iFile_CloseComplete(File* file) { return CloseRecord(file, true); }
+
+int64_t iFile_Seek64(File* file, int32_t seekMode, int64_t offset) {
+  if (!PrepareFor(file, FileUse::Descriptor)) return -1;
+  return platform::SeekDescriptor(file->descriptor, offset, seekMode);
+}
+
+int64_t iFile_Tell64(File* file) { return iFile_Seek64(file, 1, 0); }
+
+int64_t iFile_Size64(File* file) {
+  platform::FileInformation information;
+  if (!PrepareFor(file, FileUse::Descriptor)) return -1;
+  if (!platform::GetDescriptorInformation(file->descriptor, &information)) return -1;
+  return static_cast<int64_t>(information.sizeBytes);
+}
+
+ErrorCode iFile_Error(File* file) {
+  const uint32_t systemError = platform::LastSystemError();
+  if (feof(file->cStream)) return Error_Ended;
+  return Error_FromSystem("iFile_Error", file->name, systemError);
+}
+
+void iFile_SetSystemFile(File* file) { systemFile.store(file); }
+
+ErrorCode iFile_CloseSystemFile() {
+  File* file = systemFile.exchange(nullptr);
+  return file != nullptr ? CloseRecord(file, false) : Error_None;
+}
+
+// ---- exported functions ------------------------------------------------------------------------
+
+ErrorCode File_Open(const char* name, uint32_t mode, File** file) { return Open(name, {mode, false, false}, file); }
+
+ErrorCode File_Close(File* file) {
+  if (file == nullptr) return Error_Invalid;
+  if (file == systemFile.load()) return Error_None;
+  return CloseRecord(file, false);
+}
+
+Stream* File_GetStream(File* file) { return file != nullptr ? &file->stream : nullptr; }
+
+void File_SetTemporary(File* file, int32_t flag) {
+  if (file == nullptr) return;
+  file->mode = flag != 0 ? file->mode | kFileMode_Temporary : file->mode & ~kFileMode_Temporary;
+}
+
+ErrorCode File_SetLock(File* /*file*/, ...) {
+  Error("%s", "Unimplemented in Windows.");
+  return Error_Fail;
+}
+
+uint32_t File_Read(File* file, uint32_t count, void* buffer) {
+  if (file == nullptr || buffer == nullptr) return 0;
+  if (!PrepareFor(file, FileUse::Descriptor)) return 0;
+  file->lastStatus = Error_None;
+  return ReadBytes(file, count, static_cast<uint8_t*>(buffer));
+}
+
+uint32_t File_Write(File* file, uint32_t count, const void* buffer) {
+  if (file == nullptr || buffer == nullptr) return 0;
+  if (!PrepareFor(file, FileUse::Descriptor)) return 0;
+  file->lastStatus = Error_None;
+  return WriteBytes(file, count, static_cast<const uint8_t*>(buffer));
+}
+
+int32_t File_Seek(File* file, int32_t seekMode, int32_t offset) {
+  if (seekMode < 0 || seekMode > 2) {
+    Error("Invalid seekMode %d", static_cast<int>(seekMode));
+    return Error_Fail;
+  }
+  if (file == nullptr) return -1;
+  return iFile_Seek64(file, seekMode, offset) >= 0 ? 0 : -1;
+}
+
+int32_t File_Tell(File* file) {
+  if (file == nullptr) return -1;
+  const int64_t position = iFile_Tell64(file);
+  return position <= INT32_MAX ? static_cast<int32_t>(position) : -1;
+}
+
+int32_t File_Print(File* file, const char* format, ...) {
+  va_list arguments;
+  va_start(arguments, format);
+  const int32_t result = File_VPrint(file, format, arguments);
+  va_end(arguments);
+  return result;
+}
+
+int32_t File_VPrint(File* file, const char* format, va_list arguments) {
+  if (file == nullptr || format == nullptr || !PrepareFor(file, FileUse::StreamWriting)) return -1;
+  const int32_t result = vfprintf(file->cStream, format, arguments);
+  file->lastStatus = result >= 0 ? Error_None : SystemStatus(file);
+  return result;
+}
+
+int32_t File_Flush(File* file) {
+  if (file == nullptr) return -1;
+  if (fflush(file->cStream) == 0) return 0;
+  file->lastStatus = SystemStatus(file);
+  return -1;
+}
+
+int32_t File_Sync(File* file) { return File_Flush(file); }
+
+int32_t File_ScanLine(File* file, int32_t size, char* buffer) {
+  if (file == nullptr || buffer == nullptr || size < 2) return -1;
+  buffer[0] = '\0';
+  if (!PrepareFor(file, FileUse::StreamReading)) return -1;
+  // Some C libraries remember the end of the file and never see what was added since.
+  clearerr(file->cStream);
+  if (fgets(buffer, size, file->cStream) == nullptr) {
+    file->lastStatus = iFile_Error(file);
+    buffer[0] = '\0';
+    return -1;
+  }
+  file->lastStatus = Error_None;
+  size_t length = strlen(buffer);
+  while (length != 0 && (buffer[length - 1] == '\n' || buffer[length - 1] == '\r')) buffer[--length] = '\0';
+  return static_cast<int32_t>(length);
+}
+
+int32_t File_GetChar(File* file, uint32_t size, char* buffer, uint32_t* remaining, char** next) {
+  const uint32_t count = File_Read(file, size, buffer);
+  if (remaining != nullptr) *remaining = count != 0 ? count - 1 : 0;
+  if (next != nullptr) *next = count != 0 ? buffer + 1 : buffer;
+  return count != 0 ? static_cast<uint8_t>(buffer[0]) : 0;
+}
+
+int32_t File_Truncate(File* file) {
+  if (file == nullptr || !PrepareFor(file, FileUse::Descriptor)) return -1;
+  if (platform::TruncateDescriptor(file->descriptor)) return 0;
+  file->lastStatus = SystemStatus(file);
+  return -1;
+}
+
+int32_t File_GetStateOpenFile(File* file, FileState* state) {
+  if (state == nullptr) return -1;
+  *state = {};
+  platform::FileInformation information;
+  if (file == nullptr || !PrepareFor(file, FileUse::Descriptor)) return -1;
+  if (!platform::GetDescriptorInformation(file->descriptor, &information)) return -1;
+  state->exists = 1;
+  state->isDirectory = information.isDirectory ? 1 : 0;
+  state->size = static_cast<uint32_t>(information.sizeBytes);
+  iFile_TimeFromUnits(information.modified, &state->modificationTime);
+  state->modificationTime.milliseconds = 0;
+  return 0;
+}

@@ -1,0 +1,102 @@
+// Open files.
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "os/platform/filesystem.h"
+#include "os/platform/posix/filesystem_posix.h"
+
+namespace platform {
+namespace {
+
+int OpenFlags(const OpenOptions& options) {
+  const bool updates = options.mode[1] == '+';
+  int flags = O_CLOEXEC | O_NOCTTY;
+  switch (options.mode[0]) {
+    case 'r':
+      return flags | (updates ? O_RDWR : O_RDONLY);
+    case 'w':
+      flags |= O_CREAT | (options.mustBeNew ? O_EXCL : O_TRUNC);
+      break;
+    default:
+      flags |= O_CREAT | O_APPEND;
+      break;
+  }
+  return flags | (updates ? O_RDWR : O_WRONLY);
+}
+
+bool IsDirectory(int descriptor) {
+  struct stat status;
+  return fstat(descriptor, &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+FILE* Wrap(int descriptor, const char* mode) {
+  if (IsDirectory(descriptor)) {
+    errno = EACCES;
+    return nullptr;
+  }
+  return fdopen(descriptor, mode);
+}
+
+}  // namespace
+
+FILE* OpenStream(const char* name, const OpenOptions& options) {
+  const int descriptor = open(name, OpenFlags(options), options.isPrivate ? 0600 : 0666);
+  if (descriptor < 0) return nullptr;
+  FILE* stream = Wrap(descriptor, options.mode);
+  if (stream == nullptr) {
+    const int error = errno;
+    close(descriptor);
+    errno = error;
+  }
+  return stream;
+}
+
+int DescriptorOf(FILE* stream) { return fileno(stream); }
+
+bool SynchronizeDescriptor(FILE* stream) {
+  // Flushing gives back what was read ahead, and forgets the position that the C library remembers.
+  return fflush(stream) == 0;
+}
+
+int64_t ReadDescriptor(int descriptor, uint32_t count, void* buffer) {
+  ssize_t moved;
+  do {
+    moved = read(descriptor, buffer, count);
+  } while (moved < 0 && errno == EINTR);
+  return moved;
+}
+
+int64_t WriteDescriptor(int descriptor, uint32_t count, const void* buffer) {
+  ssize_t moved;
+  do {
+    moved = write(descriptor, buffer, count);
+  } while (moved < 0 && errno == EINTR);
+  return moved;
+}
+
+int64_t SeekDescriptor(int descriptor, int64_t offset, int whence) {
+  constexpr int kOrigins[] = {SEEK_SET, SEEK_CUR, SEEK_END};
+  return lseek(descriptor, offset, kOrigins[whence]);
+}
+
+bool TruncateDescriptor(int descriptor) { return ftruncate(descriptor, 0) == 0; }
+
+bool GetDescriptorInformation(int descriptor, FileInformation* information) {
+  struct stat status;
+  if (fstat(descriptor, &status) != 0) return false;
+  *information = InformationFrom(status);
+  return true;
+}
+
+bool NameLeadsToDescriptor(const char* name, int descriptor) {
+  struct stat named;
+  struct stat opened;
+  if (stat(name, &named) != 0 || fstat(descriptor, &opened) != 0) return false;
+  return named.st_dev == opened.st_dev && named.st_ino == opened.st_ino;
+}
+
+}  // namespace platform

@@ -1,0 +1,118 @@
+// Names, what stands under them, and volumes. Open files and directory searches stand in files of their own.
+#include "os/platform/filesystem.h"
+
+#include <windows.h>
+
+#include "os/platform/win32/filesystem_win32.h"
+
+namespace platform {
+namespace {
+
+constexpr char kSetupKey[] = "Software\\Microsoft\\Windows\\CurrentVersion\\Setup";
+
+bool ReadBootDirectory(char (&directory)[kNameSize]) {
+  HKEY key;
+  if (RegOpenKeyExA(HKEY_LOCAL_MACHINE, kSetupKey, 0, KEY_QUERY_VALUE, &key) != ERROR_SUCCESS) return false;
+  DWORD type = 0;
+  DWORD size = kNameSize - 1;
+  const LONG result =
+      RegQueryValueExA(key, "BootDir", nullptr, &type, reinterpret_cast<BYTE*>(directory), &size);
+  RegCloseKey(key);
+  if (result != ERROR_SUCCESS || type != REG_SZ || size == 0) return false;
+  directory[size] = '\0';  // a stored text need not end with a terminator
+  return directory[0] != '\0';
+}
+
+}  // namespace
+
+uint64_t UnitsOf(const FILETIME& time) {
+  return (static_cast<uint64_t>(time.dwHighDateTime) << 32) | time.dwLowDateTime;
+}
+
+FileInformation InformationFrom(const WIN32_FIND_DATAA& found) {
+  const bool isDirectory = (found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+  // Other reparse points (files kept elsewhere) are ordinary files and directories to a user.
+  const bool isLink =
+      (found.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0 &&
+      (found.dwReserved0 == IO_REPARSE_TAG_MOUNT_POINT || found.dwReserved0 == IO_REPARSE_TAG_SYMLINK);
+  const uint64_t size = (static_cast<uint64_t>(found.nFileSizeHigh) << 32) | found.nFileSizeLow;
+  return {isDirectory, isLink, isDirectory ? 0 : size, UnitsOf(found.ftLastWriteTime)};
+}
+
+bool UsesDriveLetters() { return true; }
+
+void BootDirectory(char (&directory)[kNameSize]) {
+  if (ReadBootDirectory(directory)) return;
+  char windows[kNameSize];
+  const UINT length = GetWindowsDirectoryA(windows, kNameSize);
+  directory[0] = length >= 2 && windows[1] == ':' ? windows[0] : 'C';
+  directory[1] = ':';
+  directory[2] = '\0';
+}
+
+uint32_t Drives() { return GetLogicalDrives(); }
+
+bool CurrentDirectory(char (&directory)[kNameSize]) {
+  const DWORD length = GetCurrentDirectoryA(kNameSize, directory);
+  if (length < kNameSize) return length != 0;
+  SetLastError(ERROR_INVALID_NAME);
+  return false;
+}
+
+bool ChangeDirectory(const char* name) { return SetCurrentDirectoryA(name) != 0; }
+
+bool AbsoluteName(const char* name, char (&absolute)[kNameSize]) {
+  const DWORD length = GetFullPathNameA(name, kNameSize, absolute, nullptr);
+  if (length < kNameSize) return length != 0;
+  SetLastError(ERROR_INVALID_NAME);
+  return false;
+}
+
+bool GetInformation(const char* name, FileInformation* information) {
+  WIN32_FIND_DATAA found;
+  const HANDLE search = FindFirstFileA(name, &found);
+  if (search == INVALID_HANDLE_VALUE) return false;
+  FindClose(search);
+  *information = InformationFrom(found);
+  return true;
+}
+
+bool MakeDirectory(const char* name) { return CreateDirectoryA(name, nullptr) != 0; }
+
+bool RemoveEmptyDirectory(const char* name) { return RemoveDirectoryA(name) != 0; }
+
+bool RemoveFile(const char* name) { return DeleteFileA(name) != 0; }
+
+bool RemoveLink(const char* name) {
+  const DWORD attributes = GetFileAttributesA(name);
+  const bool isDirectory = attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+  return isDirectory ? RemoveEmptyDirectory(name) : RemoveFile(name);
+}
+
+bool RenameWithoutReplacing(const char* from, const char* to) { return MoveFileA(from, to) != 0; }
+
+bool DuplicateFile(const char* from, const char* to) {
+  if (CopyFileA(from, to, TRUE) == 0) return false;
+  SetLastError(ERROR_SUCCESS);
+  return true;
+}
+
+bool GetVolumeSpace(const char* name, VolumeSpace* space) {
+  DWORD sectorsPerCluster = 0;
+  DWORD bytesPerSector = 0;
+  DWORD freeClusters = 0;
+  DWORD clusters = 0;
+  if (!GetDiskFreeSpaceA(name, &sectorsPerCluster, &bytesPerSector, &freeClusters, &clusters)) return false;
+  const uint64_t clusterBytes = static_cast<uint64_t>(bytesPerSector) * sectorsPerCluster;
+  *space = {clusterBytes * freeClusters, clusterBytes * clusters};
+  return true;
+}
+
+bool GetAvailableBytes(const char* name, uint64_t* availableBytes) {
+  ULARGE_INTEGER available;
+  if (!GetDiskFreeSpaceExA(name, &available, nullptr, nullptr)) return false;
+  *availableBytes = available.QuadPart;
+  return true;
+}
+
+}  // namespace platform

@@ -1,0 +1,77 @@
+// Open files: descriptors of the C library, which translates line ends in text mode.
+#include <fcntl.h>
+#include <io.h>
+#include <sys/stat.h>
+#include <windows.h>
+
+#include "os/platform/filesystem.h"
+#include "os/platform/win32/filesystem_win32.h"
+
+namespace platform {
+namespace {
+
+int OpenFlags(const OpenOptions& options) {
+  const bool updates = options.mode[1] == '+';
+  int flags = _O_NOINHERIT | (options.isText ? _O_TEXT : _O_BINARY);
+  switch (options.mode[0]) {
+    case 'r':
+      return flags | (updates ? _O_RDWR : _O_RDONLY);
+    case 'w':
+      flags |= _O_CREAT | (options.mustBeNew ? _O_EXCL : _O_TRUNC);
+      break;
+    default:
+      flags |= _O_CREAT | _O_APPEND;
+      break;
+  }
+  return flags | (updates ? _O_RDWR : _O_WRONLY);
+}
+
+HANDLE HandleOf(int descriptor) { return reinterpret_cast<HANDLE>(_get_osfhandle(descriptor)); }
+
+}  // namespace
+
+FILE* OpenStream(const char* name, const OpenOptions& options) {
+  const int descriptor = _open(name, OpenFlags(options), _S_IREAD | _S_IWRITE);
+  if (descriptor < 0) return nullptr;
+  char mode[4] = {options.mode[0], options.isText ? 't' : 'b', options.mode[1], '\0'};
+  FILE* stream = _fdopen(descriptor, mode);
+  if (stream == nullptr) _close(descriptor);
+  return stream;
+}
+
+int DescriptorOf(FILE* stream) { return _fileno(stream); }
+
+bool SynchronizeDescriptor(FILE* stream) {
+  if (fflush(stream) != 0) return false;
+  // Setting the position drops what was read ahead; a pipe has no position and nothing to give back.
+  fpos_t position;
+  return fgetpos(stream, &position) != 0 || fsetpos(stream, &position) == 0;
+}
+
+int64_t ReadDescriptor(int descriptor, uint32_t count, void* buffer) {
+  return _read(descriptor, buffer, count);
+}
+
+int64_t WriteDescriptor(int descriptor, uint32_t count, const void* buffer) {
+  return _write(descriptor, buffer, count);
+}
+
+int64_t SeekDescriptor(int descriptor, int64_t offset, int whence) {
+  constexpr int kOrigins[] = {SEEK_SET, SEEK_CUR, SEEK_END};
+  return _lseeki64(descriptor, offset, kOrigins[whence]);
+}
+
+bool TruncateDescriptor(int descriptor) { return _chsize(descriptor, 0) == 0; }
+
+bool GetDescriptorInformation(int descriptor, FileInformation* information) {
+  BY_HANDLE_FILE_INFORMATION opened;
+  if (!GetFileInformationByHandle(HandleOf(descriptor), &opened)) return false;
+  const bool isDirectory = (opened.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+  const uint64_t size = (static_cast<uint64_t>(opened.nFileSizeHigh) << 32) | opened.nFileSizeLow;
+  *information = {isDirectory, false, isDirectory ? 0 : size, UnitsOf(opened.ftLastWriteTime)};
+  return true;
+}
+
+bool NameLeadsToDescriptor(const char*, int) { return true; }
+
+}  // namespace platform
