@@ -1,9 +1,9 @@
 // Open files.
 //
-// An open file is read and written in two ways: bytes and positions go to the descriptor, lines and formatted text
-// go through the C stream. The C stream holds back output and reads ahead, so whoever comes second first brings
-// the descriptor to the true position; the record remembers who came last, and a run of calls of one kind costs
-// nothing.
+// An open file is read and written in two ways: bytes and positions go to the descriptor, lines and formatted
+// text go through the C stream. The C stream holds back output and reads ahead, so whoever comes second first
+// brings the descriptor to the true position; the record remembers who came last, and a run of calls of one
+// kind costs nothing.
 #include "qz/file.h"
 
 #include <algorithm>
@@ -31,14 +31,17 @@ struct ModeRow {
 
 // By the low four bits of the mode that is asked for.
 constexpr ModeRow kModes[] = {
-    {nullptr, 0},       {"r", 1},     {"w", 2},     {"w+", 7}, {"r+", 7},    {"r+", 7},    {"w+", 7},    {nullptr, 0},
-    {"a", kAppendBits}, {nullptr, 0}, {nullptr, 0}, {"a+", 15}, {"a+", 15}, {nullptr, 0}, {nullptr, 0}, {"a+", 15},
+    {nullptr, 0}, {"r", 1},     {"w", 2},           {"w+", 7},    {"r+", 7},    {"r+", 7},
+    {"w+", 7},    {nullptr, 0}, {"a", kAppendBits}, {nullptr, 0}, {nullptr, 0}, {"a+", 15},
+    {"a+", 15},   {nullptr, 0}, {nullptr, 0},       {"a+", 15},
 };
 static_assert(std::size(kModes) == kModeNumberMask + 1);
 
 std::atomic<File*> systemFile{nullptr};
 
-File* FileOf(Stream* stream) { return reinterpret_cast<File*>(stream); }
+File* FileOf(Stream* stream) {
+  return reinterpret_cast<File*>(stream);
+}
 
 ErrorCode SystemStatus(const File* file) {
   return Error_FromSystem("iFile_Error", file->name, platform::LastSystemError());
@@ -162,7 +165,9 @@ ErrorCode CloseRecord(File* file, bool removeIncomplete) {
 
 // ---- the stream type ---------------------------------------------------------------------------
 
-ErrorCode StreamDelete(Stream* stream) { return File_Close(FileOf(stream)); }
+ErrorCode StreamDelete(Stream* stream) {
+  return File_Close(FileOf(stream));
+}
 
 uint32_t StreamRead(Stream* stream, uint32_t count, void* buffer) {
   return File_Read(FileOf(stream), count, buffer);
@@ -180,13 +185,17 @@ uint32_t StreamWrite(Stream* stream, uint32_t count, const void* buffer) {
   return File_Write(FileOf(stream), count, buffer);
 }
 
-ErrorCode StreamError(Stream* stream) { return FileOf(stream)->lastStatus; }
+ErrorCode StreamError(Stream* stream) {
+  return FileOf(stream)->lastStatus;
+}
 
 constexpr StreamOperations kOperations = {
     StreamDelete, StreamRead, StreamReadAvail, StreamWrite, StreamError, nullptr,
 };
 
-const StreamOperations* Operations() { return &kOperations; }
+const StreamOperations* Operations() {
+  return &kOperations;
+}
 
 }  // namespace
 
@@ -200,14 +209,18 @@ ErrorCode iFile_OpenNew(const char* name, uint32_t mode, bool isPrivate, File** 
   return isTaken ? Error_Exists : status;
 }
 
-ErrorCode iFile_CloseComplete(File* file) { return CloseRecord(file, true); }
+ErrorCode iFile_CloseComplete(File* file) {
+  return CloseRecord(file, true);
+}
 
 int64_t iFile_Seek64(File* file, int32_t seekMode, int64_t offset) {
   if (!PrepareFor(file, FileUse::Descriptor)) return -1;
   return platform::SeekDescriptor(file->descriptor, offset, seekMode);
 }
 
-int64_t iFile_Tell64(File* file) { return iFile_Seek64(file, 1, 0); }
+int64_t iFile_Tell64(File* file) {
+  return iFile_Seek64(file, 1, 0);
+}
 
 int64_t iFile_Size64(File* file) {
   platform::FileInformation information;
@@ -222,7 +235,9 @@ ErrorCode iFile_Error(File* file) {
   return Error_FromSystem("iFile_Error", file->name, systemError);
 }
 
-void iFile_SetSystemFile(File* file) { systemFile.store(file); }
+void iFile_SetSystemFile(File* file) {
+  systemFile.store(file);
+}
 
 ErrorCode iFile_CloseSystemFile() {
   File* file = systemFile.exchange(nullptr);
@@ -231,7 +246,9 @@ ErrorCode iFile_CloseSystemFile() {
 
 // ---- exported functions ------------------------------------------------------------------------
 
-ErrorCode File_Open(const char* name, uint32_t mode, File** file) { return Open(name, {mode, false, false}, file); }
+ErrorCode File_Open(const char* name, uint32_t mode, File** file) {
+  return Open(name, {mode, false, false}, file);
+}
 
 ErrorCode File_Close(File* file) {
   if (file == nullptr) return Error_Invalid;
@@ -239,7 +256,9 @@ ErrorCode File_Close(File* file) {
   return CloseRecord(file, false);
 }
 
-Stream* File_GetStream(File* file) { return file != nullptr ? &file->stream : nullptr; }
+Stream* File_GetStream(File* file) {
+  return file != nullptr ? &file->stream : nullptr;
+}
 
 void File_SetTemporary(File* file, int32_t flag) {
   if (file == nullptr) return;
@@ -302,7 +321,9 @@ int32_t File_Flush(File* file) {
   return -1;
 }
 
-int32_t File_Sync(File* file) { return File_Flush(file); }
+int32_t File_Sync(File* file) {
+  return File_Flush(file);
+}
 
 int32_t File_ScanLine(File* file, int32_t size, char* buffer) {
   if (file == nullptr || buffer == nullptr || size < 2) return -1;

@@ -19,17 +19,17 @@ enum class FileUse : uint8_t { Unknown, Descriptor, StreamReading, StreamWriting
 // The record of an open file, its name behind it in the same allocation. An open file is a stream.
 struct File {
   Stream stream;
-  char* name;           // as it was given to File_Open
-  uint32_t mode;        // the normalised open mode, kFileMode_Text, kFileMode_Temporary
-  FILE* cStream;        // for lines and formatted text
-  int descriptor;       // of cStream; for bytes
-  char* removalName;    // the system form, from the root, fixed at opening: the current directory may change
-  ErrorCode lastStatus; // of the last call that moved bytes
-  FileUse lastUse;      // who stands at the file's true position
+  char* name;            // as it was given to File_Open
+  uint32_t mode;         // the normalised open mode, kFileMode_Text, kFileMode_Temporary
+  FILE* cStream;         // for lines and formatted text
+  int descriptor;        // of cStream; for bytes
+  char* removalName;     // the system form, from the root, fixed at opening: the current directory may change
+  ErrorCode lastStatus;  // of the last call that moved bytes
+  FileUse lastUse;       // who stands at the file's true position
 };
 
-// File_Open for a file that must not exist yet: Error_Exists when anything stands under the name. mode: 2 or 3,
-// with 16 for text. isPrivate: nobody else may read it, where the system tells users apart.
+// File_Open for a file that must not exist yet: Error_Exists when anything stands under the name. mode: 2 or
+// 3, with 16 for text. isPrivate: nobody else may read it, where the system tells users apart.
 ErrorCode iFile_OpenNew(const char* name, uint32_t mode, bool isPrivate, File** file);
 
 // File_Close for a file that was written here: when closing fails, the incomplete file is removed.
@@ -42,32 +42,32 @@ int64_t iFile_Tell64(File* file);
 // The length of an open file in bytes, pending output included; -1 on failure.
 int64_t iFile_Size64(File* file);
 
-// The file layer's own error step, for a call to the C library that has just failed on `file`: Error_Ended at the
-// end of the file, otherwise the system's error translated.
+// The file layer's own error step, for a call to the C library that has just failed on `file`: Error_Ended at
+// the end of the file, otherwise the system's error translated.
 ErrorCode iFile_Error(File* file);
 
-// The system file (the log) stays open until OS_Exit: File_Close on it has no effect and gives 0. Set makes `file`
-// the system file (null: none) without closing the one before; Close closes it (removing it when it was marked
-// temporary) and forgets it, and does nothing when there is none.
+// The system file (the log) stays open until OS_Exit: File_Close on it has no effect and gives 0. Set makes
+// `file` the system file (null: none) without closing the one before; Close closes it (removing it when it
+// was marked temporary) and forgets it, and does nothing when there is none.
 void iFile_SetSystemFile(File* file);
 ErrorCode iFile_CloseSystemFile();
 
 // ---- names -------------------------------------------------------------------------------------
 
-// The name as the system's calls take it. Error_Exceed when it does not fit, Error_Invalid for null; systemName is
-// then empty. Where there are drives this is WinOSFile_FileNameToDOSName; elsewhere a name stays as it is, but
-// for a leading "/C|", which is dropped.
+// The name as the system's calls take it. Error_Exceed when it does not fit, Error_Invalid for null;
+// systemName is then empty. Where there are drives this is WinOSFile_FileNameToDOSName; elsewhere a name
+// stays as it is, but for a leading "/C|", which is dropped.
 ErrorCode iFile_ToSystemName(const char* name, char (&systemName)[kFileNameSize]);
 
 // The other way: a name that the system gave, in the library's form. The same buffer may serve both.
 ErrorCode iFile_FromSystemName(const char* systemName, char (&name)[kFileNameSize]);
 
-// directory, "/" unless it is empty or ends with one, and name; result may be either of them. Error_Exceed when
-// that does not fit; result is then empty.
+// directory, "/" unless it is empty or ends with one, and name; result may be either of them. Error_Exceed
+// when that does not fit; result is then empty.
 ErrorCode iFile_Join(const char* directory, const char* name, char (&result)[kFileNameSize]);
 
-// source as a text of at most kFileNameSize - 1 bytes; Error_Exceed when it does not fit, Error_Invalid for null;
-// destination is then empty. destination may be null: nothing is stored.
+// source as a text of at most kFileNameSize - 1 bytes; Error_Exceed when it does not fit, Error_Invalid for
+// null; destination is then empty. destination may be null: nothing is stored.
 ErrorCode iFile_CopyName(const char* source, char* destination);
 
 // The name from the root, so that it no longer depends on the current directory.
@@ -81,6 +81,7 @@ ErrorCode iFile_GetState64(const char* name, FileState* state, uint64_t* sizeByt
 // A state's time from 100-nanosecond units since 1601: zero when it cannot be converted.
 void iFile_TimeFromUnits(uint64_t hundredNanoseconds, Time* time);
 
-// Bytes that may still be written on the volume that holds path, whether path exists or not (null: the current
-// directory), without wrapping at 4 GiB. freeBytes is all ones after a failure; Error_FromSystem statuses.
+// Bytes that may still be written on the volume that holds path, whether path exists or not (null: the
+// current directory), without wrapping at 4 GiB. freeBytes is all ones after a failure; Error_FromSystem
+// statuses.
 ErrorCode iVolume_FreeBytes64(const char* path, uint64_t* freeBytes);

@@ -12,11 +12,17 @@ static_assert(kFileNameSize == platform::kNameSize);
 
 namespace {
 
-bool IsLetter(char c) { return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z'); }
+bool IsLetter(char c) {
+  return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
+}
 
-bool BeginsWithDrive(const char* name) { return name[0] == '/' && IsLetter(name[1]) && name[2] == '|'; }
+bool BeginsWithDrive(const char* name) {
+  return name[0] == '/' && IsLetter(name[1]) && name[2] == '|';
+}
 
-bool IsNetworkName(const char* name) { return name[0] == '/' && name[1] == '/'; }
+bool IsNetworkName(const char* name) {
+  return name[0] == '/' && name[1] == '/';
+}
 
 // The length of "//server/share"; 0 when there is no "/" after the server.
 size_t NetworkRootLength(const char* name) {
@@ -77,7 +83,8 @@ ErrorCode iFile_FromSystemName(const char* systemName, char (&name)[kFileNameSiz
 }
 
 ErrorCode iFile_Join(const char* directory, const char* name, char (&result)[kFileNameSize]) {
-  const size_t longest = (directory != nullptr ? strlen(directory) : 0) + 1 + (name != nullptr ? strlen(name) : 0);
+  const size_t longest =
+      (directory != nullptr ? strlen(directory) : 0) + 1 + (name != nullptr ? strlen(name) : 0);
   if (longest < kFileNameSize) {
     String_DelimCat(directory, name, '/', result);
     return Error_None;

@@ -1,8 +1,9 @@
 // Files, directories and volumes, as the file layer needs them.
 //
-// Names are in the system's own form and shorter than kNameSize; nothing here allocates but a directory search.
-// A function that returns false, a null pointer or -1 leaves the reason for LastSystemError (platform/error.h).
-// One thread uses an open file or a search at a time; everything else may be called from any thread.
+// Names are in the system's own form and shorter than kNameSize; nothing here allocates but a directory
+// search. A function that returns false, a null pointer or -1 leaves the reason for LastSystemError
+// (platform/error.h). One thread uses an open file or a search at a time; everything else may be called from
+// any thread.
 #pragma once
 
 #include <cstddef>
@@ -34,10 +35,10 @@ bool AbsoluteName(const char* name, char (&absolute)[kNameSize]);
 // ---- what stands under a name ------------------------------------------------------------------
 
 struct FileInformation {
-  bool isDirectory;   // also a link that leads to one
-  bool isLink;        // a symbolic link or a junction, whatever it leads to
-  uint64_t sizeBytes; // 0 for a directory
-  uint64_t modified;  // 100-nanosecond units since 1601, UTC
+  bool isDirectory;    // also a link that leads to one
+  bool isLink;         // a symbolic link or a junction, whatever it leads to
+  uint64_t sizeBytes;  // 0 for a directory
+  uint64_t modified;   // 100-nanosecond units since 1601, UTC
 };
 
 // Tells what a name leads to. A link that leads nowhere is a file. Where the system searches directories by
@@ -59,24 +60,25 @@ bool DuplicateFile(const char* from, const char* to);
 // ---- open files --------------------------------------------------------------------------------
 
 struct OpenOptions {
-  const char* mode; // "r", "r+", "w", "w+", "a" or "a+"
-  bool isText;      // line ends are translated where the system has its own
-  bool mustBeNew;   // with "w" and "w+": fails (error 80 or 183) when anything stands under the name
-  bool isPrivate;   // a file made new is for this user alone, where the system tells users apart
+  const char* mode;  // "r", "r+", "w", "w+", "a" or "a+"
+  bool isText;       // line ends are translated where the system has its own
+  bool mustBeNew;    // with "w" and "w+": fails (error 80 or 183) when anything stands under the name
+  bool isPrivate;    // a file made new is for this user alone, where the system tells users apart
 };
 
 // Opens a C stream that programs started later do not inherit. A directory is refused.
 FILE* OpenStream(const char* name, const OpenOptions& options);
 int DescriptorOf(FILE* stream);
 
-// Brings the descriptor to where the C stream stands: writes out pending output, gives back what was read ahead.
-// Needed between the use of one and the use of the other.
+// Brings the descriptor to where the C stream stands: writes out pending output, gives back what was read
+// ahead. Needed between the use of one and the use of the other.
 bool SynchronizeDescriptor(FILE* stream);
 
 // The most that one call below may be asked to move.
 constexpr uint32_t kLargestMove = 0x40000000;
 
-// Move up to `count` bytes in one call to the system; the bytes moved, 0 at the end of the file, -1 on failure.
+// Move up to `count` bytes in one call to the system; the bytes moved, 0 at the end of the file, -1 on
+// failure.
 int64_t ReadDescriptor(int descriptor, uint32_t count, void* buffer);
 int64_t WriteDescriptor(int descriptor, uint32_t count, const void* buffer);
 // whence: 0 from the start, 1 from the current position, 2 from the end. The new position, or -1.
@@ -109,8 +111,8 @@ struct VolumeSpace {
   uint64_t totalBytes;
 };
 
-// The volume that holds an existing directory; null: the current directory. Where there are drives the name must
-// be a root, and the products are taken from the cluster counts.
+// The volume that holds an existing directory; null: the current directory. Where there are drives the name
+// must be a root, and the products are taken from the cluster counts.
 bool GetVolumeSpace(const char* name, VolumeSpace* space);
 
 // Bytes that this user may still write on the volume that holds an existing directory; null as above.

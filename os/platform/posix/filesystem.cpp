@@ -113,15 +113,25 @@ bool GetInformationAt(int directory, const char* name, FileInformation* informat
   return true;
 }
 
-bool UsesDriveLetters() { return false; }
+bool UsesDriveLetters() {
+  return false;
+}
 
-void BootDirectory(char (&directory)[kNameSize]) { directory[0] = '\0'; }
+void BootDirectory(char (&directory)[kNameSize]) {
+  directory[0] = '\0';
+}
 
-uint32_t Drives() { return 0; }
+uint32_t Drives() {
+  return 0;
+}
 
-bool CurrentDirectory(char (&directory)[kNameSize]) { return getcwd(directory, kNameSize) != nullptr; }
+bool CurrentDirectory(char (&directory)[kNameSize]) {
+  return getcwd(directory, kNameSize) != nullptr;
+}
 
-bool ChangeDirectory(const char* name) { return chdir(name) == 0; }
+bool ChangeDirectory(const char* name) {
+  return chdir(name) == 0;
+}
 
 bool AbsoluteName(const char* name, char (&absolute)[kNameSize]) {
   char directory[kNameSize] = "";
@@ -137,9 +147,13 @@ bool GetInformation(const char* name, FileInformation* information) {
   return GetInformationAt(AT_FDCWD, name, information);
 }
 
-bool MakeDirectory(const char* name) { return mkdir(name, 0777) == 0; }
+bool MakeDirectory(const char* name) {
+  return mkdir(name, 0777) == 0;
+}
 
-bool RemoveEmptyDirectory(const char* name) { return rmdir(name) == 0; }
+bool RemoveEmptyDirectory(const char* name) {
+  return rmdir(name) == 0;
+}
 
 bool RemoveFile(const char* name) {
   if (unlink(name) == 0) return true;
@@ -147,7 +161,9 @@ bool RemoveFile(const char* name) {
   return false;
 }
 
-bool RemoveLink(const char* name) { return unlink(name) == 0; }
+bool RemoveLink(const char* name) {
+  return unlink(name) == 0;
+}
 
 bool RenameWithoutReplacing(const char* from, const char* to) {
   if (renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE) == 0) return true;

@@ -55,7 +55,9 @@ FILE* OpenStream(const char* name, const OpenOptions& options) {
   return stream;
 }
 
-int DescriptorOf(FILE* stream) { return fileno(stream); }
+int DescriptorOf(FILE* stream) {
+  return fileno(stream);
+}
 
 bool SynchronizeDescriptor(FILE* stream) {
   // Flushing gives back what was read ahead, and forgets the position that the C library remembers.
@@ -83,7 +85,9 @@ int64_t SeekDescriptor(int descriptor, int64_t offset, int whence) {
   return lseek(descriptor, offset, kOrigins[whence]);
 }
 
-bool TruncateDescriptor(int descriptor) { return ftruncate(descriptor, 0) == 0; }
+bool TruncateDescriptor(int descriptor) {
+  return ftruncate(descriptor, 0) == 0;
+}
 
 bool GetDescriptorInformation(int descriptor, FileInformation* information) {
   struct stat status;

@@ -11,9 +11,13 @@
 namespace platform {
 namespace {
 
-bool IsOwnOrParent(const char* name) { return strcmp(name, ".") == 0 || strcmp(name, "..") == 0; }
+bool IsOwnOrParent(const char* name) {
+  return strcmp(name, ".") == 0 || strcmp(name, "..") == 0;
+}
 
-DIR* HandleOf(DirectorySearch* search) { return reinterpret_cast<DIR*>(search); }
+DIR* HandleOf(DirectorySearch* search) {
+  return reinterpret_cast<DIR*>(search);
+}
 
 // False when the entry went away meanwhile.
 bool Describe(DIR* directory, const char* name, DirectoryEntry* entry) {

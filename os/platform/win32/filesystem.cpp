@@ -39,7 +39,9 @@ FileInformation InformationFrom(const WIN32_FIND_DATAA& found) {
   return {isDirectory, isLink, isDirectory ? 0 : size, UnitsOf(found.ftLastWriteTime)};
 }
 
-bool UsesDriveLetters() { return true; }
+bool UsesDriveLetters() {
+  return true;
+}
 
 void BootDirectory(char (&directory)[kNameSize]) {
   if (ReadBootDirectory(directory)) return;
@@ -50,7 +52,9 @@ void BootDirectory(char (&directory)[kNameSize]) {
   directory[2] = '\0';
 }
 
-uint32_t Drives() { return GetLogicalDrives(); }
+uint32_t Drives() {
+  return GetLogicalDrives();
+}
 
 bool CurrentDirectory(char (&directory)[kNameSize]) {
   const DWORD length = GetCurrentDirectoryA(kNameSize, directory);
@@ -59,7 +63,9 @@ bool CurrentDirectory(char (&directory)[kNameSize]) {
   return false;
 }
 
-bool ChangeDirectory(const char* name) { return SetCurrentDirectoryA(name) != 0; }
+bool ChangeDirectory(const char* name) {
+  return SetCurrentDirectoryA(name) != 0;
+}
 
 bool AbsoluteName(const char* name, char (&absolute)[kNameSize]) {
   const DWORD length = GetFullPathNameA(name, kNameSize, absolute, nullptr);
@@ -77,19 +83,28 @@ bool GetInformation(const char* name, FileInformation* information) {
   return true;
 }
 
-bool MakeDirectory(const char* name) { return CreateDirectoryA(name, nullptr) != 0; }
+bool MakeDirectory(const char* name) {
+  return CreateDirectoryA(name, nullptr) != 0;
+}
 
-bool RemoveEmptyDirectory(const char* name) { return RemoveDirectoryA(name) != 0; }
+bool RemoveEmptyDirectory(const char* name) {
+  return RemoveDirectoryA(name) != 0;
+}
 
-bool RemoveFile(const char* name) { return DeleteFileA(name) != 0; }
+bool RemoveFile(const char* name) {
+  return DeleteFileA(name) != 0;
+}
 
 bool RemoveLink(const char* name) {
   const DWORD attributes = GetFileAttributesA(name);
-  const bool isDirectory = attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+  const bool isDirectory =
+      attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
   return isDirectory ? RemoveEmptyDirectory(name) : RemoveFile(name);
 }
 
-bool RenameWithoutReplacing(const char* from, const char* to) { return MoveFileA(from, to) != 0; }
+bool RenameWithoutReplacing(const char* from, const char* to) {
+  return MoveFileA(from, to) != 0;
+}
 
 bool DuplicateFile(const char* from, const char* to) {
   if (CopyFileA(from, to, TRUE) == 0) return false;

@@ -26,7 +26,9 @@ int OpenFlags(const OpenOptions& options) {
   return flags | (updates ? _O_RDWR : _O_WRONLY);
 }
 
-HANDLE HandleOf(int descriptor) { return reinterpret_cast<HANDLE>(_get_osfhandle(descriptor)); }
+HANDLE HandleOf(int descriptor) {
+  return reinterpret_cast<HANDLE>(_get_osfhandle(descriptor));
+}
 
 }  // namespace
 
@@ -39,7 +41,9 @@ FILE* OpenStream(const char* name, const OpenOptions& options) {
   return stream;
 }
 
-int DescriptorOf(FILE* stream) { return _fileno(stream); }
+int DescriptorOf(FILE* stream) {
+  return _fileno(stream);
+}
 
 bool SynchronizeDescriptor(FILE* stream) {
   if (fflush(stream) != 0) return false;
@@ -61,7 +65,9 @@ int64_t SeekDescriptor(int descriptor, int64_t offset, int whence) {
   return _lseeki64(descriptor, offset, kOrigins[whence]);
 }
 
-bool TruncateDescriptor(int descriptor) { return _chsize(descriptor, 0) == 0; }
+bool TruncateDescriptor(int descriptor) {
+  return _chsize(descriptor, 0) == 0;
+}
 
 bool GetDescriptorInformation(int descriptor, FileInformation* information) {
   BY_HANDLE_FILE_INFORMATION opened;
@@ -72,6 +78,8 @@ bool GetDescriptorInformation(int descriptor, FileInformation* information) {
   return true;
 }
 
-bool NameLeadsToDescriptor(const char*, int) { return true; }
+bool NameLeadsToDescriptor(const char*, int) {
+  return true;
+}
 
 }  // namespace platform

@@ -18,7 +18,9 @@ struct DirectorySearch {
 
 namespace {
 
-bool IsOwnOrParent(const char* name) { return strcmp(name, ".") == 0 || strcmp(name, "..") == 0; }
+bool IsOwnOrParent(const char* name) {
+  return strcmp(name, ".") == 0 || strcmp(name, "..") == 0;
+}
 
 bool FormPattern(const char* directory, char (&pattern)[kNameSize]) {
   const size_t length = strlen(directory);

@@ -1,0 +1,63 @@
+// Directories: making, finding, the current one, and removing a whole tree.
+#include "qz/directory.h"
+
+#include <cstring>
+
+#include "os/file_internal.h"
+#include "os/owned.h"
+#include "os/platform/error.h"
+#include "os/platform/filesystem.h"
+#include "qz/error.h"
+#include "qz/file.h"
+
+namespace {
+
+ErrorCode Create(const char* name) {
+  char systemName[kFileNameSize];
+  const ErrorCode status = iFile_ToSystemName(name, systemName);
+  if (status != Error_None) return status;
+  if (platform::MakeDirectory(systemName)) return Error_None;
+  return Error_FromSystem("CreateDirectory", name, platform::LastSystemError());
+}
+
+// The status of a name that is to be a directory.
+ErrorCode FindOrCreate(const char* name, bool create, int32_t* isFile) {
+  FileState state;
+  const ErrorCode status = File_GetState(name, &state);
+  if (status != Error_None) return status;
+  if (state.exists == 0) return create ? Create(name) : Error_NotFound;
+  if (state.isDirectory != 0) return Error_None;
+  if (isFile != nullptr) *isFile = 1;
+  return Error_Exists;
+}
+
+}  // namespace
+
+ErrorCode Directory_New(const char* name) {
+  return Create(name);
+}
+
+ErrorCode Directory_Find(const char* name, int32_t create, int32_t* isFile, char* result) {
+  if (isFile != nullptr) *isFile = 0;
+  const ErrorCode status = FindOrCreate(name, create != 0, isFile);
+  if (status == Error_None) return iFile_CopyName(name, result);
+  if (result != nullptr) result[0] = '\0';
+  return status;
+}
+
+ErrorCode Directory_GetCurrent(char* buffer) {
+  if (buffer == nullptr) return Error_Invalid;
+  buffer[0] = '\0';
+  char systemName[kFileNameSize];
+  if (!platform::CurrentDirectory(systemName)) {
+    return Error_FromSystem("Directory_GetCurrent", nullptr, platform::LastSystemError());
+  }
+  const ErrorCode status = iFile_FromSystemName(systemName, systemName);
+  return status == Error_None ? iFile_CopyName(systemName, buffer) : status;
+}
+
+int32_t Directory_SetCurrent(const char* name) {
+  char systemName[kFileNameSize];
+  if (iFile_ToSystemName(name, systemName) != Error_None) return -1;
+  return platform::ChangeDirectory(systemName) ? 0 : -1;
+}
