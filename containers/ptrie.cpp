@@ -1,0 +1,302 @@
+// A prefix trie: look-up, insertion and emptying. Every operation walks the key from the root and goes by the
+// kind of node it reaches.
+#include "qz/ptrie.h"
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+#include "containers/ptrie_internal.h"
+#include "os/owned.h"
+#include "qz/error.h"
+#include "qz/memory.h"
+
+namespace {
+
+constexpr uint32_t kTag = 0x70747265u;  // "ptre"
+
+// Where the value of a key stands, or null.
+void** FindValue(const PTrieReference& root, PTrieKey key) {
+  auto* at = const_cast<PTrieReference*>(&root);
+  while (true) {
+    switch (at->kind) {
+      case PTrieNode::Value:
+        return key.length == 0 ? &at->pointer : nullptr;
+      case PTrieNode::String: {
+        PTrieString& string = *StringOf(*at);
+        if (key.length < string.length || memcmp(key.bytes, string.Bytes(), string.length) != 0)
+          return nullptr;
+        key.Skip(string.length);
+        at = &string.next;
+        break;
+      }
+      case PTrieNode::Branch:
+      case PTrieNode::BranchWithValue: {
+        PTrieBranch& branch = *BranchOf(*at);
+        if (key.length == 0) return at->kind == PTrieNode::BranchWithValue ? &branch.value : nullptr;
+        at = iPTrie_FindChild(branch, *key.bytes);
+        if (at == nullptr) return nullptr;
+        key.Skip(1);
+        break;
+      }
+      default:
+        return nullptr;
+    }
+  }
+}
+
+// A reference to what bytes lead to: a string of them in front of `next`, or `next` itself when there are
+// none. Frees the string again unless it was taken.
+class Run {
+ public:
+  Run(const uint8_t* bytes, uint32_t length, const PTrieReference& next) : reference_(next) {
+    if (length == 0) return;
+    string_.reset(iPTrie_NewString(bytes, length, next));
+    reference_ = {string_.get(), PTrieNode::String, 0};
+  }
+
+  bool IsMade() const { return reference_.kind != PTrieNode::String || reference_.pointer != nullptr; }
+
+  PTrieReference TakeFor(uint8_t byte) {
+    string_.release();
+    return {reference_.pointer, reference_.kind, byte};
+  }
+
+ private:
+  PTrieReference reference_;
+  Owned<PTrieString, Memory_Delete> string_;
+};
+
+// The rest of a key behind a branch's byte, with the key's value at its end.
+Run NewTail(const PTrieKey& key, uint32_t branchByte, void* value) {
+  return {key.bytes + branchByte + 1, key.length - branchByte - 1, {value, PTrieNode::Value, 0}};
+}
+
+constexpr size_t BranchSize(size_t count) {
+  return sizeof(PTrieBranch) + count * sizeof(PTrieReference);
+}
+
+PTrieBranch* NewBranch(void* value) {
+  // Room for two, the most that a new branch gets at once.
+  auto* branch = static_cast<PTrieBranch*>(Memory_New(BranchSize(2)));
+  if (branch != nullptr) *branch = {value, 0, 0};
+  return branch;
+}
+
+// Puts a child at its sorted place; the room must be there.
+void AddChild(PTrieBranch& branch, const PTrieReference& child) {
+  PTrieReference* end = branch.Children() + branch.count;
+  PTrieReference* place = branch.Children() + iPTrie_LowerBound(branch, child.byte);
+  std::move_backward(place, end, end + 1);
+  *place = child;
+  ++branch.count;
+}
+
+ErrorCode InsertAtEmpty(PTrieReference& at, const PTrieKey& key, void* value) {
+  Run whole(key.bytes, key.length, {value, PTrieNode::Value, 0});
+  if (!whole.IsMade()) return Error_Memory;
+  at = whole.TakeFor(at.byte);
+  return Error_None;
+}
+
+// A value in the way becomes a branch that keeps it and has one child.
+ErrorCode InsertAtValue(PTrieReference& at, const PTrieKey& key, void* value) {
+  Run tail = NewTail(key, 0, value);
+  PTrieBranch* branch = tail.IsMade() ? NewBranch(at.pointer) : nullptr;
+  if (branch == nullptr) return Error_Memory;
+  AddChild(*branch, tail.TakeFor(key.bytes[0]));
+  at = {branch, PTrieNode::BranchWithValue, at.byte};
+  return Error_None;
+}
+
+ErrorCode InsertAtBranchEnd(PTrieReference& at, void* value) {
+  if (at.kind == PTrieNode::BranchWithValue) return Error_Exists;
+  BranchOf(at)->value = value;
+  at.kind = PTrieNode::BranchWithValue;
+  return Error_None;
+}
+
+ErrorCode InsertChild(PTrieReference& at, const PTrieKey& key, void* value) {
+  Run tail = NewTail(key, 0, value);
+  if (!tail.IsMade()) return Error_Fail;
+  void* grown = Memory_Realloc(at.pointer, BranchSize(BranchOf(at)->count + size_t{1}));
+  if (grown == nullptr) return Error_Memory;
+  at.pointer = grown;
+  AddChild(*BranchOf(at), tail.TakeFor(key.bytes[0]));
+  return Error_None;
+}
+
+// A key leaves a string after `shared` of its bytes. In the string's place come the shared bytes, if any,
+// then a branch to the string's rest and, unless the key ends there, to the key's rest. All is made before
+// anything is linked.
+ErrorCode InsertInString(PTrieReference& at, const PTrieKey& key, uint32_t shared, void* value) {
+  PTrieString& old = *StringOf(at);
+  const bool keyEnds = key.length == shared;
+  const auto kind = keyEnds ? PTrieNode::BranchWithValue : PTrieNode::Branch;
+  Owned<PTrieBranch, Memory_Delete> branch(NewBranch(keyEnds ? value : nullptr));
+  if (!branch) return Error_Memory;
+  Run above(old.Bytes(), shared, {branch.get(), kind, 0});
+  Run oldRest(old.Bytes() + shared + 1, old.length - shared - 1u, old.next);
+  if (!above.IsMade() || !oldRest.IsMade()) return Error_Memory;
+  if (!keyEnds) {
+    Run tail = NewTail(key, shared, value);
+    if (!tail.IsMade()) return Error_Fail;
+    AddChild(*branch.get(), tail.TakeFor(key.bytes[shared]));
+  }
+  AddChild(*branch.get(), oldRest.TakeFor(old.Bytes()[shared]));
+  branch.release();
+  at = above.TakeFor(at.byte);
+  Memory_Delete(&old);
+  return Error_None;
+}
+
+// Where to go on after a child is done: the next child of the same parent, or up, when next is empty.
+struct Ascent {
+  PTrieReference parent;
+  PTrieReference next;
+};
+
+// Frees the parent when it has no child left.
+Ascent LeaveChild(PTrieReference parent) {
+  if (parent.kind == PTrieNode::String) {
+    const PTrieReference above = StringOf(parent)->next;
+    Memory_Delete(parent.pointer);
+    return {above, kPTrieNothing};
+  }
+  PTrieBranch& branch = *BranchOf(parent);
+  const PTrieReference above = branch.Children()[branch.visiting];
+  if (++branch.visiting == branch.count) {
+    Memory_Delete(&branch);
+    return {above, kPTrieNothing};
+  }
+  return {parent, std::exchange(branch.Children()[branch.visiting], above)};
+}
+
+// Frees everything below a reference, in the order of the keys. The way back up is kept in the references
+// that were followed down, so that neither a deep trie nor a lack of memory can stop it.
+void FreeNodes(const PTrie& trie, PTrieReference at) {
+  PTrieReference parent = kPTrieNothing;
+  while (true) {
+    if (at.kind == PTrieNode::String) {
+      const PTrieReference below = std::exchange(StringOf(at)->next, parent);
+      parent = at;
+      at = below;
+      continue;
+    }
+    if (at.kind == PTrieNode::Branch || at.kind == PTrieNode::BranchWithValue) {
+      PTrieBranch& branch = *BranchOf(at);
+      if (at.kind == PTrieNode::BranchWithValue) iPTrie_CallDeleter(trie, branch.value);
+      branch.visiting = 0;
+      const PTrieReference below = std::exchange(branch.Children()[0], parent);
+      parent = at;
+      at = below;
+      continue;
+    }
+    if (at.kind == PTrieNode::Value) iPTrie_CallDeleter(trie, at.pointer);
+    at = kPTrieNothing;
+    while (at.kind == PTrieNode::Empty) {
+      if (parent.kind == PTrieNode::Empty) return;
+      const Ascent ascent = LeaveChild(parent);
+      parent = ascent.parent;
+      at = ascent.next;
+    }
+  }
+}
+
+}  // namespace
+
+PTrieString* iPTrie_NewString(const uint8_t* bytes, uint32_t length, PTrieReference next) {
+  auto* string = static_cast<PTrieString*>(Memory_New(sizeof(PTrieString) + length));
+  if (string == nullptr) return nullptr;
+  *string = {next, static_cast<uint16_t>(length)};
+  if (bytes != nullptr) Memory_Copy(bytes, string->Bytes(), length);
+  return string;
+}
+
+uint32_t iPTrie_LowerBound(PTrieBranch& branch, uint8_t byte) {
+  const PTrieReference* children = branch.Children();
+  uint32_t low = 0;
+  uint32_t high = branch.count;
+  while (low < high) {
+    const uint32_t middle = (low + high) / 2;
+    if (static_cast<int8_t>(children[middle].byte) < static_cast<int8_t>(byte)) {
+      low = middle + 1;
+    } else {
+      high = middle;
+    }
+  }
+  return low;
+}
+
+PTrieReference* iPTrie_FindChild(PTrieBranch& branch, uint8_t byte) {
+  PTrieReference* child = branch.Children() + iPTrie_LowerBound(branch, byte);
+  return child != branch.Children() + branch.count && child->byte == byte ? child : nullptr;
+}
+
+uint32_t iPTrie_CountShared(PTrieString& string, const PTrieKey& key) {
+  const uint32_t limit = std::min<uint32_t>(string.length, key.length);
+  const uint8_t* bytes = string.Bytes();
+  return static_cast<uint32_t>(std::mismatch(bytes, bytes + limit, key.bytes).first - bytes);
+}
+
+PTrie* PTrie_New(PTrieDeleter valueDeleter) {
+  auto* trie = static_cast<PTrie*>(Memory_New(sizeof(PTrie)));
+  if (trie != nullptr) *trie = {kTag, valueDeleter, kPTrieNothing};
+  return trie;
+}
+
+int32_t PTrie_FindElement(const PTrie* trie, const void* key, uint16_t length, void** value) {
+  void** found = nullptr;
+  if (iPTrie_IsUsable(trie, key, length))
+    found = FindValue(trie->root, {static_cast<const uint8_t*>(key), length});
+  if (value != nullptr) *value = found != nullptr ? *found : nullptr;
+  return found != nullptr ? 1 : 0;
+}
+
+ErrorCode PTrie_InsertElement(PTrie* trie, const void* key, uint16_t length, void* value) {
+  if (!iPTrie_IsUsable(trie, key, length)) return Error_Invalid;
+  PTrieReference* at = &trie->root;
+  PTrieKey rest = {static_cast<const uint8_t*>(key), length};
+  while (true) {
+    switch (at->kind) {
+      case PTrieNode::Value:
+        return rest.length == 0 ? Error_Exists : InsertAtValue(*at, rest, value);
+      case PTrieNode::String: {
+        PTrieString& string = *StringOf(*at);
+        const uint32_t shared = iPTrie_CountShared(string, rest);
+        if (shared != string.length) return InsertInString(*at, rest, shared, value);
+        rest.Skip(shared);
+        at = &string.next;
+        break;
+      }
+      case PTrieNode::Branch:
+      case PTrieNode::BranchWithValue: {
+        if (rest.length == 0) return InsertAtBranchEnd(*at, value);
+        PTrieReference* child = iPTrie_FindChild(*BranchOf(*at), *rest.bytes);
+        if (child == nullptr) return InsertChild(*at, rest, value);
+        rest.Skip(1);
+        at = child;
+        break;
+      }
+      default:
+        return InsertAtEmpty(*at, rest, value);
+    }
+  }
+}
+
+ErrorCode PTrie_ReplaceElement(PTrie* trie, const void* key, uint16_t length, void* value) {
+  if (!iPTrie_IsUsable(trie, key, length)) return Error_Invalid;
+  void** found = FindValue(trie->root, {static_cast<const uint8_t*>(key), length});
+  if (found == nullptr) return Error_NotFound;
+  iPTrie_CallDeleter(*trie, std::exchange(*found, value));
+  return Error_None;
+}
+
+void PTrie_Empty(PTrie* trie) {
+  if (trie != nullptr) FreeNodes(*trie, std::exchange(trie->root, kPTrieNothing));
+}
+
+void PTrie_Delete(PTrie* trie) {
+  PTrie_Empty(trie);
+  Memory_Delete(trie);
+}
