@@ -172,30 +172,27 @@ Ascent LeaveChild(PTrieReference parent) {
   return {parent, std::exchange(branch.Children()[branch.visiting], above)};
 }
 
+// The first reference below a node; a branch's own value, which comes before its children, is discarded here.
+PTrieReference& EnterNode(const PTrie& trie, const PTrieReference& node) {
+  if (node.kind == PTrieNode::String) return StringOf(node)->next;
+  PTrieBranch& branch = *BranchOf(node);
+  branch.visiting = 0;
+  if (node.kind == PTrieNode::BranchWithValue) iPTrie_CallDeleter(trie, branch.value);
+  return branch.Children()[0];
+}
+
 // Frees everything below a reference, in the order of the keys. The way back up is kept in the references
 // that were followed down, so that neither a deep trie nor a lack of memory can stop it.
 void FreeNodes(const PTrie& trie, PTrieReference at) {
   PTrieReference parent = kPTrieNothing;
-  while (true) {
-    if (at.kind == PTrieNode::String) {
-      const PTrieReference below = std::exchange(StringOf(at)->next, parent);
-      parent = at;
-      at = below;
-      continue;
+  while (at.kind != PTrieNode::Empty) {
+    while (at.kind != PTrieNode::Value) {
+      PTrieReference below = std::exchange(EnterNode(trie, at), parent);
+      parent = std::exchange(at, below);
     }
-    if (at.kind == PTrieNode::Branch || at.kind == PTrieNode::BranchWithValue) {
-      PTrieBranch& branch = *BranchOf(at);
-      if (at.kind == PTrieNode::BranchWithValue) iPTrie_CallDeleter(trie, branch.value);
-      branch.visiting = 0;
-      const PTrieReference below = std::exchange(branch.Children()[0], parent);
-      parent = at;
-      at = below;
-      continue;
-    }
-    if (at.kind == PTrieNode::Value) iPTrie_CallDeleter(trie, at.pointer);
+    iPTrie_CallDeleter(trie, at.pointer);
     at = kPTrieNothing;
-    while (at.kind == PTrieNode::Empty) {
-      if (parent.kind == PTrieNode::Empty) return;
+    while (at.kind == PTrieNode::Empty && parent.kind != PTrieNode::Empty) {
       const Ascent ascent = LeaveChild(parent);
       parent = ascent.parent;
       at = ascent.next;
