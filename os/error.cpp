@@ -113,6 +113,7 @@ void iError_SetSink(ErrorSink sink) {
 }
 
 void Error(const char* format, ...) {
+  if (format == nullptr) format = "";
   char message[kMaximumMessage + 1];
   va_list arguments;
   va_start(arguments, format);

@@ -61,18 +61,24 @@ void Memory_Delete(void* pointer) {
 }
 
 void Memory_Copy(const void* source, void* destination, size_t count) {
-  if (count != 0) memmove(destination, source, count);
+  if (count == 0 || source == nullptr || destination == nullptr) return;
+  memmove(destination, source, count);
 }
 
 void Memory_Set(void* pointer, size_t count, int byte) {
-  if (count != 0) memset(pointer, byte, count);
+  if (count != 0 && pointer != nullptr) memset(pointer, byte, count);
 }
 
 int32_t Memory_Compare(const void* a, const void* b, size_t count) {
+  if (count == 0) return 0;
+  if (a == nullptr || b == nullptr) return (a != nullptr ? 1 : 0) - (b != nullptr ? 1 : 0);
+  if (memcmp(a, b, count) == 0) return 0;
+  // Signed characters on every platform, whatever the compiler's own are.
   const int8_t* left = static_cast<const int8_t*>(a);
   const int8_t* right = static_cast<const int8_t*>(b);
-  for (size_t i = 0; i < count; ++i) {
-    if (left[i] != right[i]) return left[i] - right[i];
+  while (*left == *right) {
+    ++left;
+    ++right;
   }
-  return 0;
+  return *left - *right;
 }

@@ -5,6 +5,7 @@
 
 #include <string>
 
+#include "tests/support/debug_channel.h"
 #include "tests/support/error_capture.h"
 
 namespace {
@@ -55,6 +56,32 @@ TEST(Error, WritesExactlyOneLine) {
   EXPECT_EQ(capture.Lines()[0], "#### Error: 5\n");
 }
 
+TEST(Error, ReachesTheSystemsDiagnosticChannel) {
+  EXPECT_EQ(CaptureDebugChannel([] { Error("%d", 5); }), "#### Error: 5\n");
+}
+
+TEST(Error, SendsEachMessageAsALineOfItsOwn) {
+  const std::string received = CaptureDebugChannel([] {
+    Error("OS_Init: %s failed", "WSAStartup");
+    Error_FromSocket("Socket_Exit", "WSACleanup", 10093);
+  });
+  EXPECT_EQ(received, "#### Error: OS_Init: WSAStartup failed\n#### Error: WSA Not initialized!\n");
+}
+
+TEST(Error, SendsAnEmptyLineForAMissingFormat) {
+  ErrorCapture capture;
+  const char* noFormat = nullptr;
+  Error(noFormat);
+  ASSERT_EQ(capture.Lines().size(), 1u);
+  EXPECT_EQ(capture.Lines()[0], "#### Error: \n");
+}
+
+TEST(Error, KeepsAMessageThatJustFits) {
+  ErrorCapture capture;
+  Error("%s", std::string(1010, 'y').c_str());
+  EXPECT_EQ(capture.Lines()[0], "#### Error: " + std::string(1010, 'y') + "\n");
+}
+
 TEST(Error, CutsALongMessageAndKeepsTheNewline) {
   ErrorCapture capture;
   Error("%s", std::string(5000, 'x').c_str());
@@ -71,7 +98,8 @@ TEST(Error, NeverTakesUserTextForAFormat) {
 
 TEST(ErrorFromSystem, TranslatesEveryRow) {
   const int32_t rows[][2] = {{0, 0}, {2, -3}, {3, -3}, {5, -5}, {32, -7}, {112, 5}, {123, -4}};
-  for (auto& row : rows) EXPECT_EQ(Error_FromSystem("a", "b", static_cast<uint32_t>(row[0])), row[1]) << row[0];
+  for (auto& row : rows)
+    EXPECT_EQ(Error_FromSystem("a", "b", static_cast<uint32_t>(row[0])), row[1]) << row[0];
 }
 
 TEST(ErrorFromSystem, GivesFailForAnyOtherNumber) {
@@ -82,11 +110,12 @@ TEST(ErrorFromSystem, GivesFailForAnyOtherNumber) {
 }
 
 TEST(ErrorFromSocket, TranslatesEveryRow) {
-  const int32_t rows[][2] = {{0, 0},      {10004, 7}, {10038, 7},  {10014, -4}, {10024, 1},
-                             {10055, 1},  {10035, 6}, {10048, 3},  {10050, -7}, {10051, -7},
-                             {10054, 9},  {11002, 9}, {10060, 8},  {10061, -5}, {11001, -3}};
+  const int32_t rows[][2] = {{0, 0},     {10004, 7}, {10038, 7}, {10014, -4}, {10024, 1},
+                             {10055, 1}, {10035, 6}, {10048, 3}, {10050, -7}, {10051, -7},
+                             {10054, 9}, {11002, 9}, {10060, 8}, {10061, -5}, {11001, -3}};
   ErrorCapture capture;
-  for (auto& row : rows) EXPECT_EQ(Error_FromSocket("a", "b", static_cast<uint32_t>(row[0])), row[1]) << row[0];
+  for (auto& row : rows)
+    EXPECT_EQ(Error_FromSocket("a", "b", static_cast<uint32_t>(row[0])), row[1]) << row[0];
   EXPECT_TRUE(capture.Lines().empty());
 }
 
