@@ -1,0 +1,170 @@
+// Removing a whole tree.
+//
+// The tree is walked by what the system lists, never by lines of text: a name with a line end in it would
+// become two names. Links are removed and never followed. What leads to a root is refused.
+#include <cstring>
+
+#include "os/file_internal.h"
+#include "os/owned.h"
+#include "os/platform/error.h"
+#include "os/platform/filesystem.h"
+#include "qz/directory.h"
+#include "qz/error.h"
+#include "qz/file.h"
+
+namespace {
+
+using Search = Owned<platform::DirectorySearch, platform::EndSearch>;
+
+// One path serves all levels: each puts its entry's name behind its own and takes it off again.
+struct Removal {
+  char path[kFileNameSize];  // in the system's form
+  size_t length;
+  char separator;
+  ErrorCode firstFailure;
+  platform::DirectoryEntry entry;
+};
+
+void Note(Removal* removal, ErrorCode status) {
+  if (removal->firstFailure == Error_None) removal->firstFailure = status;
+}
+
+void NoteSystemError(Removal* removal) {
+  Note(removal, Error_FromSystem("File_Unlink", removal->path, platform::LastSystemError()));
+}
+
+bool Enter(Removal* removal, const char* name) {
+  const size_t nameLength = strlen(name);
+  if (removal->length + 1 + nameLength >= sizeof removal->path) {
+    Note(removal, Error_Exceed);
+    return false;
+  }
+  removal->path[removal->length] = removal->separator;
+  memcpy(removal->path + removal->length + 1, name, nameLength + 1);
+  removal->length += 1 + nameLength;
+  return true;
+}
+
+void Leave(Removal* removal, size_t length) {
+  removal->length = length;
+  removal->path[length] = '\0';
+}
+
+bool RemoveTree(Removal* removal);
+
+bool RemoveEntry(Removal* removal) {
+  const platform::FileInformation information = removal->entry.information;
+  const size_t length = removal->length;
+  if (!Enter(removal, removal->entry.name)) return false;
+  bool removed;
+  if (information.isDirectory && !information.isLink) {
+    removed = RemoveTree(removal);
+  } else {
+    removed = information.isLink ? platform::RemoveLink(removal->path) : platform::RemoveFile(removal->path);
+    if (!removed) NoteSystemError(removal);
+  }
+  Leave(removal, length);
+  return removed;
+}
+
+// Whether anything was removed.
+bool RemoveEntries(Removal* removal) {
+  Search search(platform::BeginSearch(removal->path));
+  bool removedAny = false;
+  while (search && platform::NextEntry(search.get(), &removal->entry)) {
+    if (RemoveEntry(removal)) removedAny = true;
+  }
+  return removedAny;
+}
+
+bool IsNotEmpty(uint32_t systemError) {
+  return systemError == 145;
+}
+
+// Some systems skip entries when others are removed during a search, so a directory that is still not empty
+// is searched again as long as that removes anything.
+bool RemoveTree(Removal* removal) {
+  for (;;) {
+    const bool removedAny = RemoveEntries(removal);
+    if (platform::RemoveEmptyDirectory(removal->path)) return true;
+    if (removedAny && IsNotEmpty(platform::LastSystemError())) continue;
+    NoteSystemError(removal);
+    return false;
+  }
+}
+
+// ---- what may not be removed -------------------------------------------------------------------
+
+// How many names stand below the root, with "." and ".." taken into account.
+size_t DepthBelowRoot(const char* rest) {
+  size_t depth = 0;
+  while (*rest != '\0') {
+    const size_t length = strcspn(rest, "/");
+    if (length == 2 && memcmp(rest, "..", 2) == 0) {
+      depth -= depth != 0 ? 1 : 0;
+    } else if (length != 0 && !(length == 1 && rest[0] == '.')) {
+      ++depth;
+    }
+    rest += length;
+    rest += *rest == '/' ? 1 : 0;
+  }
+  return depth;
+}
+
+size_t RootLength(const char* absolute) {
+  if (absolute[0] != '/') return 0;
+  const bool hasRootName = platform::UsesDriveLetters();
+  const int32_t length = hasRootName ? File_StripRoot(absolute, nullptr, nullptr) : 1;
+  return length > 0 ? static_cast<size_t>(length) : strlen(absolute);
+}
+
+// A share is a root on every platform, so that one name is refused everywhere.
+bool IsShare(const char* name) {
+  if (name[0] != '/' || name[1] != '/') return false;
+  const int32_t length = File_StripRoot(name, nullptr, nullptr);
+  return length < 0 || DepthBelowRoot(name + length) == 0;
+}
+
+bool LeadsToRoot(const char* name) {
+  char absolute[kFileNameSize];
+  if (name[0] == '\0' || IsShare(name) || iFile_AbsoluteName(name, absolute) != Error_None) return true;
+  return DepthBelowRoot(absolute + RootLength(absolute)) == 0;
+}
+
+void DropTrailingSeparators(Removal* removal) {
+  while (removal->length > 1 && removal->path[removal->length - 1] == removal->separator) {
+    Leave(removal, removal->length - 1);
+  }
+}
+
+ErrorCode CheckTarget(Removal* removal, platform::FileInformation* information) {
+  // Where names are searched by pattern, none may choose what is removed.
+  const bool isPattern = platform::UsesDriveLetters() && strpbrk(removal->path, "*?") != nullptr;
+  if (isPattern) return Error_Invalid;
+  if (!platform::GetInformation(removal->path, information)) {
+    return Error_FromSystem("File_Unlink", removal->path, platform::LastSystemError());
+  }
+  return information->isDirectory ? Error_None : Error_Invalid;
+}
+
+}  // namespace
+
+ErrorCode Directory_Delete(const char* name) {
+  if (name == nullptr || LeadsToRoot(name)) return Error_Invalid;
+  Removal removal{};
+  removal.separator = platform::UsesDriveLetters() ? '\\' : '/';
+  ErrorCode status = iFile_ToSystemName(name, removal.path);
+  if (status != Error_None) return status;
+  removal.length = strlen(removal.path);
+  DropTrailingSeparators(&removal);
+
+  platform::FileInformation information;
+  status = CheckTarget(&removal, &information);
+  if (status != Error_None) return status;
+  if (!information.isLink) {
+    RemoveTree(&removal);
+  } else if (!platform::RemoveLink(removal.path)) {
+    NoteSystemError(&removal);
+  }
+  return removal.firstFailure;
+}

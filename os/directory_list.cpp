@@ -1,0 +1,244 @@
+// Listings: a directory as lines of text in a file, and such a file line by line.
+//
+//   mode 0   name
+//   mode 1   directory/name      directories end with "/"
+//   mode 2   drwxrwxrwx    1    nobody     nobody     1234 Sun Jan  5 09:03:07 1997 name/
+//
+// A name that would not come back as one line (with a line end in it, or too long) is left out.
+#include <cstdio>
+#include <cstring>
+
+#include "os/file_internal.h"
+#include "os/memory_internal.h"
+#include "os/owned.h"
+#include "os/platform/error.h"
+#include "os/platform/filesystem.h"
+#include "qz/directory.h"
+#include "qz/error.h"
+#include "qz/file.h"
+#include "qz/memory.h"
+#include "qz/os.h"
+#include "qz/time.h"
+
+struct DirectoryList {
+  File* file;
+  char* directory;  // behind the record; null: lines are given as they are
+};
+
+namespace {
+
+enum ListMode { kNames = 0, kPaths = 1, kLongLines = 2 };
+
+constexpr size_t kLongestLine = 1023;
+constexpr uint32_t kWriteText = 18;
+constexpr uint32_t kRead = 1;
+constexpr uint32_t kReadAndWrite = 3;
+constexpr size_t kPermissionCount = 9;
+
+// Every entry of this platform's own listings has it; the formula below is what a mode word would go through.
+constexpr uint32_t kModeWord = 0;
+
+using OwnedFile = Owned<File, File_Close>;
+using Search = Owned<platform::DirectorySearch, platform::EndSearch>;
+
+// ---- lines -------------------------------------------------------------------------------------
+
+// Kept: the owner's bits are taken from places above a 32-bit word, so they never show.
+void FormPermissions(uint32_t modeWord, char (&permissions)[kPermissionCount + 1]) {
+  const uint32_t bits = ((modeWord >> 26) & 0x1C0) | ((modeWord >> 5) & 0x38) | ((modeWord >> 16) & 7);
+  for (size_t i = 0; i < kPermissionCount; ++i) {
+    permissions[i] = ((bits >> (kPermissionCount - 1 - i)) & 1) != 0 ? "rwxrwxrwx"[i] : '-';
+  }
+  permissions[kPermissionCount] = '\0';
+}
+
+int FormLongLine(const platform::DirectoryEntry& entry, char (&line)[2 * kFileNameSize]) {
+  const bool isDirectory = entry.information.isDirectory;
+  char permissions[kPermissionCount + 1];
+  FormPermissions(kModeWord, permissions);
+  Time modified;
+  char date[64];
+  iFile_TimeFromUnits(entry.information.modified, &modified);
+  Time_ToString(&modified, date);
+  const auto size = static_cast<unsigned long>(static_cast<uint32_t>(entry.information.sizeBytes));
+  return snprintf(line, sizeof line, "%c%s %4lu %9s %10s %8lu %s %s%s", isDirectory ? 'd' : '-', permissions,
+                  1ul, "nobody", "nobody", size, date, entry.name, isDirectory ? "/" : "");
+}
+
+int FormPath(const char* directory, const platform::DirectoryEntry& entry, char (&line)[2 * kFileNameSize]) {
+  char path[kFileNameSize];
+  if (iFile_Join(directory, entry.name, path) != Error_None) return -1;
+  return snprintf(line, sizeof line, "%s%s", path, entry.information.isDirectory ? "/" : "");
+}
+
+// False for an entry that has no line.
+bool FormLine(const char* directory, int32_t listMode, const platform::DirectoryEntry& entry,
+              char (&line)[2 * kFileNameSize]) {
+  if (strpbrk(entry.name, "\r\n") != nullptr) return false;
+  int length = 0;
+  switch (listMode) {
+    case kNames:
+      length = snprintf(line, sizeof line, "%s", entry.name);
+      break;
+    case kPaths:
+      length = FormPath(directory, entry, line);
+      break;
+    default:
+      length = FormLongLine(entry, line);
+      break;
+  }
+  return length >= 0 && static_cast<size_t>(length) <= kLongestLine;
+}
+
+ErrorCode WriteLine(File* file, const char* line) {
+  return File_Print(file, "%s\n", line) >= 0 ? Error_None : Error_Ended;
+}
+
+// ---- listings ----------------------------------------------------------------------------------
+
+ErrorCode WriteDrives(int32_t listMode, File* file) {
+  if (listMode == kLongLines) return Error_System;
+  const uint32_t drives = platform::Drives();
+  for (int i = 0; i < 26; ++i) {
+    if (((drives >> i) & 1) == 0) continue;
+    if (File_Print(file, "/%c|/\n", 'A' + i) < 0) return Error_Ended;
+  }
+  return Error_None;
+}
+
+// The status of a search that gives no further entry.
+ErrorCode EndOfSearch(const char* directory) {
+  return Error_FromSystem("Directory_GetList", directory, platform::LastSystemError());
+}
+
+ErrorCode WriteEntries(const char* directory, int32_t listMode, File* file) {
+  char systemName[kFileNameSize];
+  if (iFile_ToSystemName(directory, systemName) != Error_None) return Error_None;
+  Search search(platform::BeginSearch(systemName));
+  if (!search) return platform::LastSystemError() == 8 ? Error_Memory : Error_None;
+  platform::DirectoryEntry entry;
+  char line[2 * kFileNameSize];
+  while (platform::NextEntry(search.get(), &entry)) {
+    if (!FormLine(directory, listMode, entry, line)) continue;
+    const ErrorCode status = WriteLine(file, line);
+    if (status != Error_None) return status;
+  }
+  return EndOfSearch(directory);
+}
+
+bool ListsDrives(const char* directory) {
+  return platform::UsesDriveLetters() && strcmp(directory, "/") == 0;
+}
+
+ErrorCode WriteListing(const char* directory, int32_t listMode, File* file) {
+  const ErrorCode status =
+      ListsDrives(directory) ? WriteDrives(listMode, file) : WriteEntries(directory, listMode, file);
+  if (status != Error_None) return status;
+  return File_Flush(file) == 0 ? Error_None : Error_Ended;
+}
+
+ErrorCode CheckMode(int32_t listMode) {
+  if (listMode >= kNames && listMode <= kLongLines) return Error_None;
+  Error("%s", "inListMode not implemented in Windows");
+  return Error_Fail;
+}
+
+// ---- iterations --------------------------------------------------------------------------------
+
+void DeleteList(DirectoryList* list) {
+  if (list->file != nullptr) File_Close(list->file);
+  Memory_Delete(list);
+}
+
+using OwnedList = Owned<DirectoryList, DeleteList>;
+
+DirectoryList* NewList(const char* directory) {
+  const size_t directorySize = directory != nullptr ? strlen(directory) + 1 : 0;
+  DirectoryList* list =
+      static_cast<DirectoryList*>(iMemory_NewCleared(sizeof(DirectoryList) + directorySize));
+  if (list == nullptr || directory == nullptr) return list;
+  list->directory = reinterpret_cast<char*>(list + 1);
+  memcpy(list->directory, directory, directorySize);
+  return list;
+}
+
+// A temporary file of this user's own, which nobody else can have put there.
+ErrorCode OpenTemporary(File** file) {
+  char directory[kFileNameSize];
+  char name[kFileNameSize];
+  ErrorCode status = File_GetSysDir(SysDir_Temp, directory);
+  if (status == Error_None) status = File_UniquifyName(directory, "dirList", name);
+  if (status == Error_None) status = iFile_OpenNew(name, kReadAndWrite, true, file);
+  if (status == Error_None) File_SetTemporary(*file, 1);
+  return status;
+}
+
+ErrorCode StartList(const char* directory, int32_t listMode, DirectoryList* list) {
+  ErrorCode status = OpenTemporary(&list->file);
+  if (status == Error_None) status = WriteListing(directory, listMode, list->file);
+  if (status != Error_None) return status;
+  return File_Seek(list->file, 0, 0) == 0 ? Error_None : Error_Fail;
+}
+
+}  // namespace
+
+ErrorCode Directory_GetList(const char* directory, int32_t listMode, const char* listFile) {
+  ErrorCode status = CheckMode(listMode);
+  if (status != Error_None) return status;
+  if (directory == nullptr || listFile == nullptr) return Error_Invalid;
+  OwnedFile file;
+  status = File_Open(listFile, kWriteText, file.out());
+  if (status != Error_None) return status;
+  status = WriteListing(directory, listMode, file.get());
+  if (status != Error_None) {
+    File_SetTemporary(file.get(), 1);
+    return status;
+  }
+  return iFile_CloseComplete(file.release()) == Error_None ? Error_None : Error_Ended;
+}
+
+ErrorCode Directory_StartList(const char* directory, int32_t listMode, DirectoryList** list) {
+  if (list == nullptr) return Error_Invalid;
+  *list = nullptr;
+  ErrorCode status = CheckMode(listMode);
+  if (status != Error_None) return status;
+  if (directory == nullptr) return Error_Invalid;
+  OwnedList started(NewList(nullptr));
+  if (!started) return Error_Memory;
+  status = StartList(directory, listMode, started.get());
+  if (status == Error_None) *list = started.release();
+  return status;
+}
+
+ErrorCode Directory_StartFileList(const char* directory, const char* listFile, int32_t temporary,
+                                  int32_t joinMode, DirectoryList** list) {
+  if (list == nullptr) return Error_Invalid;
+  *list = nullptr;
+  const bool joins = joinMode == 1;
+  if (listFile == nullptr || (joins && directory == nullptr)) return Error_Invalid;
+  OwnedList started(NewList(joins ? directory : nullptr));
+  if (!started) return Error_Memory;
+  const ErrorCode status = File_Open(listFile, kRead, &started->file);
+  if (status != Error_None) return status;
+  File_SetTemporary(started->file, temporary);
+  *list = started.release();
+  return Error_None;
+}
+
+ErrorCode Directory_IterateList(DirectoryList* list, char* line) {
+  if (list == nullptr || line == nullptr) return Error_Invalid;
+  line[0] = '\0';
+  char text[kFileNameSize];
+  if (File_ScanLine(list->file, sizeof text, text) < 0) return Error_Ended;
+  if (list->directory == nullptr) return iFile_CopyName(text, line);
+  char joined[kFileNameSize];
+  const ErrorCode status = iFile_Join(list->directory, text, joined);
+  return status == Error_None ? iFile_CopyName(joined, line) : status;
+}
+
+ErrorCode Directory_EndList(DirectoryList* list) {
+  if (list == nullptr) return Error_Invalid;
+  const ErrorCode status = File_Close(list->file);
+  Memory_Delete(list);
+  return status;
+}

@@ -1,0 +1,192 @@
+// Copying and moving a file in steps, with progress.
+//
+// A move within one volume is a rename and needs no steps. Everything else is read and written chunk by
+// chunk; the copy is temporary until the last byte stands in it, and a moved source goes only after that.
+#include <algorithm>
+#include <cstring>
+
+#include "os/file_internal.h"
+#include "os/memory_internal.h"
+#include "os/owned.h"
+#include "os/platform/error.h"
+#include "os/platform/filesystem.h"
+#include "qz/error.h"
+#include "qz/file.h"
+#include "qz/memory.h"
+#include "qz/string.h"
+
+struct FileCopy {
+  bool moves;
+  uint64_t remainingBytes;
+  File* source;
+  File* destination;
+  uint32_t chunkBytes;
+  ErrorCode failure;  // of an earlier step; nothing is moved after it
+  uint8_t* buffer;    // behind the record
+};
+
+namespace {
+
+constexpr uint32_t kSmallChunk = 4096;
+constexpr uint32_t kLargeChunk = 1048576;
+constexpr uint64_t kLargeChunkAbove = 2097152;
+constexpr uint32_t kProgressSteps = 100;
+constexpr uint32_t kOtherVolume = 17;
+
+// Ends a copy in any state: what was written is temporary and goes.
+void Abandon(FileCopy* copy) {
+  if (copy->source != nullptr) File_Close(copy->source);
+  if (copy->destination != nullptr) File_Close(copy->destination);
+  Memory_Delete(copy);
+}
+
+using OwnedCopy = Owned<FileCopy, Abandon>;
+
+// ---- starting ----------------------------------------------------------------------------------
+
+bool RootOf(const char* name, char (&root)[kFileNameSize]) {
+  char absolute[kFileNameSize];
+  const char* whole = name;
+  if (name[0] != '/') {
+    if (iFile_AbsoluteName(name, absolute) != Error_None) return false;
+    whole = absolute;
+  }
+  return File_StripRoot(whole, root, nullptr) >= 0;
+}
+
+bool HaveOneRoot(const char* from, const char* to) {
+  char fromRoot[kFileNameSize];
+  char toRoot[kFileNameSize];
+  return RootOf(from, fromRoot) && RootOf(to, toRoot) && String_CompareInsensitive(fromRoot, toRoot) == 0;
+}
+
+// One root may still hold several volumes where there are no drives.
+bool MustCopyInstead(ErrorCode moveStatus) {
+  return moveStatus == Error_Fail && platform::LastSystemError() == kOtherVolume;
+}
+
+FileCopy* NewCopy(uint64_t sizeBytes) {
+  uint32_t chunkBytes = (sizeBytes & ~uint64_t{1}) > kLargeChunkAbove ? kLargeChunk : kSmallChunk;
+  for (;;) {
+    FileCopy* copy = static_cast<FileCopy*>(Memory_New(sizeof(FileCopy) + chunkBytes));
+    if (copy != nullptr) {
+      *copy = {};
+      copy->remainingBytes = sizeBytes;
+      copy->chunkBytes = chunkBytes;
+      copy->buffer = reinterpret_cast<uint8_t*>(copy + 1);
+      return copy;
+    }
+    if (chunkBytes <= kSmallChunk) return nullptr;
+    chunkBytes /= 2;
+  }
+}
+
+// The name to be written: within an existing directory the source's own.
+ErrorCode DestinationOf(const char* from, const char* to, char (&destination)[kFileNameSize]) {
+  ErrorCode status = iFile_CopyName(to, destination);
+  int32_t isDirectory = 0;
+  if (status != Error_None || File_Exists(destination, &isDirectory) == 0) return status;
+  if (isDirectory == 0) return Error_Exists;
+  char name[kFileNameSize] = "";
+  status = File_SplitDir(from, nullptr, name);
+  if (status == Error_None) status = iFile_Join(destination, name, destination);
+  if (status != Error_None) return status;
+  return File_Exists(destination, &isDirectory) != 0 && isDirectory == 0 ? Error_Exists : Error_None;
+}
+
+ErrorCode OpenBoth(const char* from, const char* destination, FileCopy* copy) {
+  const ErrorCode status = File_Open(from, 1, &copy->source);
+  if (status != Error_None) return status;
+  const ErrorCode opened = iFile_OpenNew(destination, 2, false, &copy->destination);
+  if (opened == Error_None) File_SetTemporary(copy->destination, 1);
+  return opened;
+}
+
+ErrorCode CheckSource(const char* from, uint64_t* sizeBytes) {
+  FileState state;
+  const ErrorCode status = iFile_GetState64(from, &state, sizeBytes);
+  if (status != Error_None) return status;
+  if (state.exists == 0) return Error_NotFound;
+  return state.isDirectory != 0 ? Error_Invalid : Error_None;
+}
+
+ErrorCode Start(const char* from, const char* to, OwnedCopy* copy) {
+  uint64_t sizeBytes = 0;
+  ErrorCode status = CheckSource(from, &sizeBytes);
+  if (status != Error_None) return status;
+  copy->reset(NewCopy(sizeBytes));
+  if (!*copy) return Error_Memory;
+  char destination[kFileNameSize];
+  status = DestinationOf(from, to, destination);
+  return status == Error_None ? OpenBoth(from, destination, copy->get()) : status;
+}
+
+// ---- one step ----------------------------------------------------------------------------------
+
+ErrorCode MoveChunk(FileCopy* copy) {
+  const uint32_t wanted = static_cast<uint32_t>(std::min<uint64_t>(copy->chunkBytes, copy->remainingBytes));
+  if (wanted == 0) return Error_None;
+  if (Stream_Read(File_GetStream(copy->source), wanted, copy->buffer) != wanted) return Error_Ended;
+  if (Stream_Write(File_GetStream(copy->destination), wanted, copy->buffer) != wanted) return Error_Exceed;
+  copy->remainingBytes -= wanted;
+  return Error_None;
+}
+
+// A source that has grown meanwhile is not complete in the copy and must not go.
+bool SourceIsWhole(FileCopy* copy) {
+  return iFile_Size64(copy->source) == iFile_Tell64(copy->source);
+}
+
+// Closes the copy for good and frees the record; the source goes last, and only after a good close.
+ErrorCode Finish(FileCopy* copy) {
+  File* destination = copy->destination;
+  File* source = copy->source;
+  const bool moves = copy->moves;
+  Memory_Delete(copy);
+  File_SetTemporary(destination, 0);
+  const ErrorCode status = iFile_CloseComplete(destination);
+  File_SetTemporary(source, moves && status == Error_None);
+  const ErrorCode removed = File_Close(source);
+  // The copy is complete; that the old file could not be removed does not make it less so.
+  if (removed != Error_None) Error("File_CopyEnd: source not removed, %s", Error_ToString(removed));
+  return status;
+}
+
+}  // namespace
+
+ErrorCode File_CopyStart(const char* from, const char* to, int32_t move, void* idleContext,
+                         StreamProgressMethod idleMethod, FileCopy** copy) {
+  if (copy == nullptr) return Error_Invalid;
+  *copy = nullptr;
+  if (from == nullptr || to == nullptr) return Error_Invalid;
+  if (move == 1 && HaveOneRoot(from, to)) {
+    const ErrorCode moved = File_Move(from, to);
+    if (!MustCopyInstead(moved)) return moved;
+  }
+  OwnedCopy started;
+  const ErrorCode status = Start(from, to, &started);
+  if (status != Error_None) return status;
+  started->moves = move == 1;
+  Stream* destination = File_GetStream(started->destination);
+  const uint64_t total = std::min<uint64_t>(started->remainingBytes, UINT32_MAX);
+  Stream_SetProgress(destination, 0, static_cast<uint32_t>(total));
+  Stream_SetIdleMethod(destination, kProgressSteps, idleMethod, idleContext);
+  *copy = started.release();
+  return Error_None;
+}
+
+ErrorCode File_CopyEnd(FileCopy** copy) {
+  if (copy == nullptr || *copy == nullptr) return Error_None;
+  FileCopy* running = *copy;
+  if (running->failure == Error_None) running->failure = MoveChunk(running);
+  if (running->failure != Error_None || running->remainingBytes != 0) return running->failure;
+  if (running->moves && !SourceIsWhole(running)) return running->failure = Error_Ended;
+  *copy = nullptr;
+  return Finish(running);
+}
+
+void File_CopyAbort(FileCopy** copy) {
+  if (copy == nullptr || *copy == nullptr) return;
+  Abandon(*copy);
+  *copy = nullptr;
+}

@@ -1,0 +1,100 @@
+// Names that are not taken yet.
+#include <cstdio>
+#include <cstring>
+
+#include "os/file_internal.h"
+#include "os/os_internal.h"
+#include "qz/error.h"
+#include "qz/file.h"
+#include "qz/os.h"
+
+namespace {
+
+constexpr int32_t kLastNumber = 511;
+constexpr int kUniqueTries = 100;
+
+ErrorCode CheckDirectoryOf(const char* name) {
+  char directory[kFileNameSize];
+  char rest[kFileNameSize] = "";
+  const ErrorCode status = File_SplitDir(name, directory, rest);
+  if (status != Error_None) return status == Error_Exceed ? Error_Exceed : Error_Invalid;
+  if (directory[0] == '\0') return Error_None;  // the current directory
+  int32_t isDirectory = 0;
+  return File_Exists(directory, &isDirectory) != 0 && isDirectory != 0 ? Error_None : Error_Invalid;
+}
+
+// Kept: the extension begins at the last "." of the whole path, though that may stand in a directory's name.
+size_t BaseLength(const char* name) {
+  const char* dot = strrchr(name, '.');
+  return dot != nullptr ? static_cast<size_t>(dot - name) : strlen(name);
+}
+
+ErrorCode FormNumberedName(const char* name, int32_t number, char (&result)[kFileNameSize]) {
+  const size_t baseLength = BaseLength(name);
+  const int length = snprintf(result, sizeof result, "%.*s(%ld)%s", static_cast<int>(baseLength), name,
+                              static_cast<long>(number), name + baseLength);
+  if (length >= 0 && static_cast<size_t>(length) < sizeof result) return Error_None;
+  result[0] = '\0';
+  return Error_Exceed;
+}
+
+// Leaves the first free candidate in `candidate`, or the one after the last that was looked at.
+ErrorCode FindNumberedName(const char* name, char (&candidate)[kFileNameSize]) {
+  for (int32_t number = 0; File_Exists(candidate, nullptr) != 0; ++number) {
+    const ErrorCode status = FormNumberedName(name, number, candidate);
+    if (status != Error_None) return status;
+    if (number == kLastNumber) return Error_Invalid;
+  }
+  return Error_None;
+}
+
+ErrorCode FormUniqueName(const char* directory, const char* prefix, int32_t number,
+                         char (&result)[kFileNameSize]) {
+  char name[kFileNameSize];
+  const int length = snprintf(name, sizeof name, "%s%ld", prefix, static_cast<long>(number));
+  if (length >= 0 && static_cast<size_t>(length) < sizeof name) return iFile_Join(directory, name, result);
+  result[0] = '\0';
+  return Error_Exceed;
+}
+
+int32_t AddWrapping(int32_t a, int32_t b) {
+  return static_cast<int32_t>(static_cast<uint32_t>(a) + static_cast<uint32_t>(b));
+}
+
+ErrorCode FindUniqueName(const char* directory, const char* prefix, char (&candidate)[kFileNameSize]) {
+  int32_t number = OS_Random();
+  for (int i = 0; i < kUniqueTries; ++i) {
+    const ErrorCode status = FormUniqueName(directory, prefix, number, candidate);
+    if (status != Error_None || File_Exists(candidate, nullptr) == 0) return status;
+    number = AddWrapping(number, OS_Random());
+  }
+  candidate[0] = '\0';
+  return Error_Fail;
+}
+
+}  // namespace
+
+ErrorCode File_NumberName(const char* name, char* result) {
+  if (result == nullptr) return Error_Invalid;
+  char original[kFileNameSize];
+  char candidate[kFileNameSize] = "";
+  ErrorCode status = iFile_CopyName(name, original);
+  if (status == Error_None) status = CheckDirectoryOf(original);
+  if (status == Error_None) {
+    iFile_CopyName(original, candidate);
+    status = FindNumberedName(original, candidate);
+  }
+  iFile_CopyName(candidate, result);
+  return status;
+}
+
+ErrorCode File_UniquifyName(const char* directory, const char* prefix, char* result) {
+  if (result == nullptr) return Error_Invalid;
+  result[0] = '\0';
+  if (!iOS_IsInited()) return Error_NotInited;
+  if (directory == nullptr || prefix == nullptr) return Error_Invalid;
+  char candidate[kFileNameSize];
+  const ErrorCode status = FindUniqueName(directory, prefix, candidate);
+  iFile_CopyName(candidate, result);
+  return status;
+}
