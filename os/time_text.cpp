@@ -13,8 +13,8 @@
 
 namespace {
 
-// The longest text, with its terminator, is far below this.
-constexpr size_t kMaximumText = 64;
+// Room for the longest text and its terminator, as the interface asks for.
+constexpr size_t kMaximumText = 32;
 
 constexpr const char* kDayNames[] = {"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
 constexpr const char* kMonthNames[] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",

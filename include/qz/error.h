@@ -30,7 +30,7 @@ enum Error {
 
 /* Reports an unexpected fault in words: formats the message by printf rules and sends the line
  * "#### Error: <message>" and a newline to the debugger (Windows) or to standard error (elsewhere). A message
- * over 1010 bytes is cut there. Writes to no file. */
+ * over 1010 bytes is cut there; a null format gives an empty message. Writes to no file. */
 QZ_API void Error(const char* format, ...) QZ_PRINTF(1, 2);
 
 /* Returns the short text of a status ("Not Found"), or "(no error string)" when it has none. The text is the

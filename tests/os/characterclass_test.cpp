@@ -46,14 +46,19 @@ TEST(CharacterClass, MapsAsciiLettersBetweenTheCases) {
 }
 
 TEST(CharacterClass, GivesTheValueOfHexadecimalDigits) {
-  const char digits[] = "0123456789abcdef";
-  const char upperDigits[] = "0123456789ABCDEF";
+  const char digits[] = "0123456789ABCDEF";
   for (int value = 0; value < 16; ++value) {
     EXPECT_EQ(iCharacter_HexValue(static_cast<uint8_t>(digits[value])), value);
-    EXPECT_EQ(iCharacter_HexValue(static_cast<uint8_t>(upperDigits[value])), value);
   }
   for (uint8_t byte : {'g', 'G', '/', ':', '@', '`'}) EXPECT_EQ(iCharacter_HexValue(byte), 0);
   EXPECT_EQ(iCharacter_HexValue(0xFF), 0);
+}
+
+TEST(CharacterClass, GivesLowerCaseHexadecimalDigitsTheValueZero) {
+  for (uint8_t byte = 'a'; byte <= 'f'; ++byte) {
+    EXPECT_NE(iCharacter_Class(byte) & CharacterClass_Hex, 0) << byte;
+    EXPECT_EQ(iCharacter_HexValue(byte), 0) << byte;
+  }
 }
 
 }  // namespace
