@@ -13,8 +13,8 @@
 
 namespace {
 
-// Room for the longest text and its terminator, as the interface asks for.
-constexpr size_t kMaximumText = 32;
+// Bounds the texts as if every number had all of 32 bits; no real one fills 32 bytes.
+constexpr size_t kMaximumText = 64;
 
 constexpr const char* kDayNames[] = {"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
 constexpr const char* kMonthNames[] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
