@@ -8,6 +8,9 @@ constexpr char kUrlSpecial[] = ";/?:@&=$-_.+!*'(),<>#%\"\\";
 constexpr char kWhiteSpace[] = " \t\r\n";
 constexpr char kUrlReserved[] = ";/?:@&=";
 
+// From a letter in upper case to the same one in lower case.
+constexpr int kLowerDistance = 32;
+
 constexpr uint8_t Byte(char c) {
   return static_cast<uint8_t>(c);
 }
@@ -17,9 +20,9 @@ constexpr void Add(CharacterTables& tables, int byte, int bits) {
 }
 
 // Adds the letters from `first` to `last` in both cases.
-constexpr void AddLetters(CharacterTables& tables, char first, char last, int bits) {
+constexpr void AddLetters(CharacterTables& tables, uint8_t first, uint8_t last, int bits) {
   for (int upper = first; upper <= last; ++upper) {
-    const int lower = upper - 'A' + 'a';
+    const int lower = upper + kLowerDistance;
     Add(tables, upper, CharacterClass_Letter | bits);
     Add(tables, lower, CharacterClass_Letter | CharacterClass_Lower | bits);
     tables.lower[upper] = static_cast<uint8_t>(lower);

@@ -3,7 +3,9 @@
 
 #include <gtest/gtest.h>
 
+#include <sstream>
 #include <string>
+#include <thread>
 
 #include "tests/support/debug_channel.h"
 #include "tests/support/error_capture.h"
@@ -66,6 +68,28 @@ TEST(Error, SendsEachMessageAsALineOfItsOwn) {
     Error_FromSocket("Socket_Exit", "WSACleanup", 10093);
   });
   EXPECT_EQ(received, "#### Error: OS_Init: WSAStartup failed\n#### Error: WSA Not initialized!\n");
+}
+
+TEST(Error, KeepsTheLinesOfTwoThreadsApart) {
+  const std::string received = CaptureDebugChannel([] {
+    auto report = [](const char* name) {
+      for (int i = 0; i < 100; ++i) Error("%s", name);
+    };
+    std::thread first(report, "first");
+    std::thread second(report, "second");
+    first.join();
+    second.join();
+  });
+  std::istringstream lines(received);
+  int countFirst = 0;
+  int countSecond = 0;
+  for (std::string line; std::getline(lines, line);) {
+    countFirst += line == "#### Error: first" ? 1 : 0;
+    countSecond += line == "#### Error: second" ? 1 : 0;
+  }
+  EXPECT_EQ(countFirst, 100);
+  EXPECT_EQ(countSecond, 100);
+  EXPECT_EQ(received.size(), 100u * 18 + 100u * 19);
 }
 
 TEST(Error, SendsAnEmptyLineForAMissingFormat) {

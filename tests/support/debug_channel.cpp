@@ -4,6 +4,8 @@
 
 #  include <windows.h>
 
+#  include <mutex>
+
 namespace {
 
 constexpr DWORD kDebugPrintException = 0x40010006;
@@ -18,6 +20,8 @@ std::string& Received() {
 LONG CALLBACK TakeDebugPrint(EXCEPTION_POINTERS* exception) {
   const EXCEPTION_RECORD& record = *exception->ExceptionRecord;
   if (record.ExceptionCode != kDebugPrintException) return EXCEPTION_CONTINUE_SEARCH;
+  static std::mutex mutex;
+  const std::lock_guard<std::mutex> lock(mutex);
   Received().append(reinterpret_cast<const char*>(record.ExceptionInformation[1]),
                     record.ExceptionInformation[0] - 1);
   return EXCEPTION_CONTINUE_EXECUTION;
