@@ -1,0 +1,65 @@
+// The dial-up entry that the sockets use: dialled before the network is needed, hung up when the last socket
+// that needed it is gone. There is one selection, without a lock: it is made before transfers start.
+#include <cstring>
+
+#include "net/sock_internal.h"
+#include "qz/remoteaccess.h"
+
+namespace {
+
+constexpr size_t kLongestEntryName = 256;
+
+struct DialSelection {
+  bool useDialUp;
+  char entry[kLongestEntryName + 1];
+  bool hangUpWhenIdle;
+  bool connected;    // the guard has seen or made the connection
+  bool dialledHere;  // the guard made it
+};
+
+DialSelection selection{};
+
+bool OwnsIdleHangUp() {
+  return selection.connected && selection.dialledHere && selection.hangUpWhenIdle;
+}
+
+}  // namespace
+
+ErrorCode iSock_GuardRemoteAccess() {
+  if (!selection.useDialUp) return Error_None;
+  if (RemoteAccess_IsAvailable() == 0 || RemoteAccess_ValidEntry(selection.entry) == 0) return Error_None;
+  if (RemoteAccess_IsConnected(selection.entry) == 0) {
+    selection.dialledHere = false;
+    const ErrorCode status = RemoteAccess_Connect(selection.entry, nullptr, nullptr);
+    if (status != Error_None) return status;
+    selection.dialledHere = true;
+  }
+  selection.connected = true;
+  return Error_None;
+}
+
+ErrorCode Sock_SetRemoteAccess(const char* entry, int32_t hangUpWhenIdle) {
+  if (entry == nullptr || *entry == '\0') {
+    selection.useDialUp = false;
+    selection.entry[0] = '\0';
+    Sock_CloseRemoteAccess();
+    return Error_None;
+  }
+  if (RemoteAccess_ValidEntry(entry) == 0) return Error_Invalid;
+  if (OwnsIdleHangUp()) {
+    if (iSock_CountLive() != 0) return Error_Inited;
+    RemoteAccess_Disconnect(selection.entry);
+    selection.connected = false;
+    selection.dialledHere = false;
+  }
+  selection.useDialUp = true;
+  // A valid entry's name fits.
+  memcpy(selection.entry, entry, strlen(entry) + 1);
+  selection.hangUpWhenIdle = hangUpWhenIdle != 0;
+  return Error_None;
+}
+
+// Kept: the flags stay set; the next guard finds the entry disconnected and dials again.
+void Sock_CloseRemoteAccess(void) {
+  if (OwnsIdleHangUp() && iSock_CountLive() == 0) RemoteAccess_Disconnect(selection.entry);
+}

@@ -1,0 +1,224 @@
+#include "os/platform/socket.h"
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <netdb.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <climits>
+#include <cstring>
+
+#include "os/platform/error.h"
+
+namespace platform {
+
+const int32_t kSocketLevel = SOL_SOCKET;
+const int32_t kSocketReceiveBuffer = SO_RCVBUF;
+const int32_t kSocketReuseAddress = SO_REUSEADDR;
+
+namespace {
+
+// Errors of name look-ups, in the common numbering.
+constexpr uint32_t kHostNotFound = 11001;
+constexpr uint32_t kHostTryAgain = 11002;
+constexpr uint32_t kHostNoRecovery = 11003;
+constexpr uint32_t kNoBufferSpace = 10055;
+
+int Native(SocketDescriptor socket) {
+  return static_cast<int>(socket);
+}
+
+SocketDescriptor Common(int socket) {
+  return socket < 0 ? kNoSocket : static_cast<SocketDescriptor>(socket);
+}
+
+sockaddr_in ToNative(const SocketAddress& address) {
+  sockaddr_in native{};
+  native.sin_family = AF_INET;
+  memcpy(&native.sin_addr, address.address, sizeof address.address);
+  memcpy(&native.sin_port, address.port, sizeof address.port);
+  return native;
+}
+
+void FromNative(const sockaddr_in& native, SocketAddress* address) {
+  memcpy(address->address, &native.sin_addr, sizeof address->address);
+  memcpy(address->port, &native.sin_port, sizeof address->port);
+}
+
+// Repeats a call that a signal interrupted.
+template <typename Call>
+auto Uninterrupted(Call call) {
+  auto result = call();
+  while (result < 0 && errno == EINTR) result = call();
+  return result;
+}
+
+int PollOnce(SocketDescriptor socket, short wanted, int milliseconds, short* seen) {
+  pollfd entry{Native(socket), wanted, 0};
+  const int result = poll(&entry, 1, milliseconds);
+  *seen = entry.revents;
+  return result;
+}
+
+}  // namespace
+
+SocketStart StartSockets() {
+  return SocketStart::Started;
+}
+
+bool StopSockets() {
+  return true;
+}
+
+SocketDescriptor SocketCreate() {
+  return Common(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+}
+
+bool SocketCloseAbortively(SocketDescriptor socket) {
+  const linger dropUnsent{1, 0};
+  setsockopt(Native(socket), SOL_SOCKET, SO_LINGER, &dropUnsent, sizeof dropUnsent);
+  // An interrupted close has closed all the same; closing again could hit another thread's descriptor.
+  return close(Native(socket)) == 0 || errno == EINTR;
+}
+
+bool SocketBind(SocketDescriptor socket, const SocketAddress& address) {
+  const sockaddr_in native = ToNative(address);
+  return bind(Native(socket), reinterpret_cast<const sockaddr*>(&native), sizeof native) == 0;
+}
+
+bool SocketListen(SocketDescriptor socket, int32_t backlog) {
+  return listen(Native(socket), backlog) == 0;
+}
+
+SocketDescriptor SocketAccept(SocketDescriptor socket) {
+  return Common(Uninterrupted([socket] { return accept4(Native(socket), nullptr, nullptr, SOCK_CLOEXEC); }));
+}
+
+bool SocketConnect(SocketDescriptor socket, const SocketAddress& address) {
+  const sockaddr_in native = ToNative(address);
+  return connect(Native(socket), reinterpret_cast<const sockaddr*>(&native), sizeof native) == 0;
+}
+
+bool SocketShutdown(SocketDescriptor socket, int32_t how) {
+  return shutdown(Native(socket), how) == 0;
+}
+
+bool SocketLocalAddress(SocketDescriptor socket, SocketAddress* address) {
+  sockaddr_in native{};
+  socklen_t length = sizeof native;
+  if (getsockname(Native(socket), reinterpret_cast<sockaddr*>(&native), &length) != 0) return false;
+  FromNative(native, address);
+  return true;
+}
+
+bool SocketPeerAddress(SocketDescriptor socket, SocketAddress* address) {
+  sockaddr_in native{};
+  socklen_t length = sizeof native;
+  if (getpeername(Native(socket), reinterpret_cast<sockaddr*>(&native), &length) != 0) return false;
+  FromNative(native, address);
+  return true;
+}
+
+int64_t SocketReceive(SocketDescriptor socket, uint32_t count, void* buffer) {
+  return Uninterrupted([=] { return recv(Native(socket), buffer, count, MSG_DONTWAIT); });
+}
+
+int64_t SocketSend(SocketDescriptor socket, uint32_t count, const void* buffer, bool /*nonBlocking*/) {
+  return Uninterrupted([=] { return send(Native(socket), buffer, count, MSG_DONTWAIT | MSG_NOSIGNAL); });
+}
+
+bool SocketPending(SocketDescriptor socket, uint32_t* count) {
+  int pending = 0;
+  if (ioctl(Native(socket), FIONREAD, &pending) != 0) return false;
+  *count = static_cast<uint32_t>(pending);
+  return true;
+}
+
+bool SocketSetNonBlocking(SocketDescriptor socket, bool nonBlocking) {
+  int argument = nonBlocking ? 1 : 0;
+  return ioctl(Native(socket), FIONBIO, &argument) == 0;
+}
+
+bool SocketSetOption(SocketDescriptor socket, int32_t level, int32_t option, const void* value,
+                     int32_t length) {
+  return setsockopt(Native(socket), level, option, value, static_cast<socklen_t>(length)) == 0;
+}
+
+bool SocketGetOption(SocketDescriptor socket, int32_t level, int32_t option, void* value, int32_t* length) {
+  auto size = static_cast<socklen_t>(*length);
+  if (getsockopt(Native(socket), level, option, value, &size) != 0) return false;
+  *length = static_cast<int32_t>(size);
+  return true;
+}
+
+uint32_t SocketPendingError(SocketDescriptor socket) {
+  int error = 0;
+  socklen_t length = sizeof error;
+  if (getsockopt(Native(socket), SOL_SOCKET, SO_ERROR, &error, &length) != 0) return LastSocketError();
+  errno = error;
+  return LastSocketError();
+}
+
+uint32_t SocketWait(SocketDescriptor socket, uint32_t events, uint32_t milliseconds) {
+  short wanted = 0;
+  if ((events & SocketEvents_Read) != 0) wanted |= POLLIN;
+  if ((events & SocketEvents_Write) != 0) wanted |= POLLOUT;
+  if ((events & SocketEvents_Exception) != 0) wanted |= POLLPRI;
+
+  short seen = 0;
+  const int result =
+      PollOnce(socket, wanted, milliseconds > INT_MAX ? INT_MAX : static_cast<int>(milliseconds), &seen);
+  if (result < 0) return errno == EINTR ? SocketEvents_None : SocketEvents_Failed;
+  if (result == 0) return SocketEvents_None;
+  if ((seen & POLLNVAL) != 0) {
+    errno = EBADF;
+    return SocketEvents_Failed;
+  }
+  uint32_t found = SocketEvents_None;
+  if ((seen & POLLPRI) != 0) found |= SocketEvents_Exception;
+  if ((seen & (POLLIN | POLLHUP | POLLERR)) != 0) found |= events & SocketEvents_Read;
+  if ((seen & (POLLOUT | POLLHUP | POLLERR)) != 0) found |= events & SocketEvents_Write;
+  return found;
+}
+
+bool ParseHostAddress(const char* text, uint8_t* address) {
+  const in_addr_t parsed = inet_addr(text);
+  if (parsed == INADDR_NONE) return false;
+  memcpy(address, &parsed, sizeof parsed);
+  return true;
+}
+
+uint32_t LookUpHost(const char* host, uint8_t* address) {
+  addrinfo hints{};
+  hints.ai_family = AF_INET;
+  hints.ai_socktype = SOCK_STREAM;
+  addrinfo* found = nullptr;
+  switch (getaddrinfo(host, nullptr, &hints, &found)) {
+    case 0:
+      break;
+    case EAI_NONAME:
+    case EAI_NODATA:
+    case EAI_ADDRFAMILY:
+      return kHostNotFound;
+    case EAI_AGAIN:
+      return kHostTryAgain;
+    case EAI_MEMORY:
+      return kNoBufferSpace;
+    case EAI_SYSTEM:
+      return LastSocketError();
+    default:
+      return kHostNoRecovery;
+  }
+  sockaddr_in native{};
+  memcpy(&native, found->ai_addr, sizeof native);
+  memcpy(address, &native.sin_addr, sizeof native.sin_addr);
+  freeaddrinfo(found);
+  return 0;
+}
+
+}  // namespace platform

@@ -1,0 +1,218 @@
+// Windows Sockets 1.1.
+#include "os/platform/socket.h"
+
+#include <winsock.h>
+
+#include <cstring>
+
+namespace platform {
+
+const int32_t kSocketLevel = SOL_SOCKET;
+const int32_t kSocketReceiveBuffer = SO_RCVBUF;
+const int32_t kSocketReuseAddress = SO_REUSEADDR;
+
+namespace {
+
+constexpr WORD kWantedVersion = 0x0101;
+
+SOCKET Native(SocketDescriptor socket) {
+  return static_cast<SOCKET>(socket);
+}
+
+SocketDescriptor Common(SOCKET socket) {
+  return socket == INVALID_SOCKET ? kNoSocket : static_cast<SocketDescriptor>(socket);
+}
+
+sockaddr_in ToNative(const SocketAddress& address) {
+  sockaddr_in native{};
+  native.sin_family = AF_INET;
+  memcpy(&native.sin_addr, address.address, sizeof address.address);
+  memcpy(&native.sin_port, address.port, sizeof address.port);
+  return native;
+}
+
+void FromNative(const sockaddr_in& native, SocketAddress* address) {
+  memcpy(address->address, &native.sin_addr, sizeof address->address);
+  memcpy(address->port, &native.sin_port, sizeof address->port);
+}
+
+// A set of one socket, or none.
+struct OneSocket {
+  fd_set set;
+  fd_set* pointer;
+
+  OneSocket(SocketDescriptor socket, bool wanted) : set{}, pointer(wanted ? &set : nullptr) {
+    set.fd_count = 1;
+    set.fd_array[0] = Native(socket);
+  }
+  bool seen() const { return pointer != nullptr && set.fd_count != 0; }
+};
+
+}  // namespace
+
+SocketStart StartSockets() {
+  WSADATA data{};
+  if (WSAStartup(kWantedVersion, &data) != 0) return SocketStart::Failed;
+  if (data.wVersion == kWantedVersion) return SocketStart::Started;
+  WSACleanup();
+  return SocketStart::WrongVersion;
+}
+
+bool StopSockets() {
+  return WSACleanup() == 0;
+}
+
+SocketDescriptor SocketCreate() {
+  const SOCKET created = socket(AF_INET, SOCK_STREAM, 0);
+  if (created != INVALID_SOCKET)
+    SetHandleInformation(reinterpret_cast<HANDLE>(created), HANDLE_FLAG_INHERIT, 0);
+  return Common(created);
+}
+
+bool SocketCloseAbortively(SocketDescriptor socket) {
+  SocketSetNonBlocking(socket, false);
+  const linger dropUnsent{1, 0};
+  setsockopt(Native(socket), SOL_SOCKET, SO_LINGER, reinterpret_cast<const char*>(&dropUnsent),
+             sizeof dropUnsent);
+  return closesocket(Native(socket)) == 0;
+}
+
+bool SocketBind(SocketDescriptor socket, const SocketAddress& address) {
+  const sockaddr_in native = ToNative(address);
+  return bind(Native(socket), reinterpret_cast<const sockaddr*>(&native), sizeof native) == 0;
+}
+
+bool SocketListen(SocketDescriptor socket, int32_t backlog) {
+  return listen(Native(socket), backlog) == 0;
+}
+
+SocketDescriptor SocketAccept(SocketDescriptor socket) {
+  const SOCKET accepted = accept(Native(socket), nullptr, nullptr);
+  if (accepted == INVALID_SOCKET) return kNoSocket;
+  // An accepted socket takes the mode of its listener.
+  SocketSetNonBlocking(Common(accepted), false);
+  SetHandleInformation(reinterpret_cast<HANDLE>(accepted), HANDLE_FLAG_INHERIT, 0);
+  return Common(accepted);
+}
+
+bool SocketConnect(SocketDescriptor socket, const SocketAddress& address) {
+  const sockaddr_in native = ToNative(address);
+  return connect(Native(socket), reinterpret_cast<const sockaddr*>(&native), sizeof native) == 0;
+}
+
+bool SocketShutdown(SocketDescriptor socket, int32_t how) {
+  return shutdown(Native(socket), how) == 0;
+}
+
+bool SocketLocalAddress(SocketDescriptor socket, SocketAddress* address) {
+  sockaddr_in native{};
+  int length = sizeof native;
+  if (getsockname(Native(socket), reinterpret_cast<sockaddr*>(&native), &length) != 0) return false;
+  FromNative(native, address);
+  return true;
+}
+
+bool SocketPeerAddress(SocketDescriptor socket, SocketAddress* address) {
+  sockaddr_in native{};
+  int length = sizeof native;
+  if (getpeername(Native(socket), reinterpret_cast<sockaddr*>(&native), &length) != 0) return false;
+  FromNative(native, address);
+  return true;
+}
+
+int64_t SocketReceive(SocketDescriptor socket, uint32_t count, void* buffer) {
+  // There is no "do not wait" for one call: a read behind a select that says "readable" does not wait.
+  const uint32_t seen = SocketWait(socket, SocketEvents_Read, 0);
+  if (seen == SocketEvents_Failed) return -1;
+  if (seen == SocketEvents_None) {
+    WSASetLastError(WSAEWOULDBLOCK);
+    return -1;
+  }
+  const int received =
+      recv(Native(socket), static_cast<char*>(buffer), static_cast<int>(count & 0x7FFFFFFFu), 0);
+  if (received != 0) return received;
+  // Some systems show a reset to the reader as a plain end; a cut transfer must not look whole. A write of
+  // nothing sends nothing and fails with what happened.
+  if (send(Native(socket), "", 0, 0) == 0 || WSAGetLastError() != WSAECONNRESET) return 0;
+  return -1;
+}
+
+int64_t SocketSend(SocketDescriptor socket, uint32_t count, const void* buffer, bool nonBlocking) {
+  // A select that says "writable" promises room for a part only; without this a large block would wait.
+  if (!nonBlocking) SocketSetNonBlocking(socket, true);
+  const int sent =
+      send(Native(socket), static_cast<const char*>(buffer), static_cast<int>(count & 0x7FFFFFFFu), 0);
+  if (nonBlocking) return sent;
+  const int error = WSAGetLastError();
+  SocketSetNonBlocking(socket, false);
+  WSASetLastError(error);
+  return sent;
+}
+
+bool SocketPending(SocketDescriptor socket, uint32_t* count) {
+  u_long pending = 0;
+  if (ioctlsocket(Native(socket), FIONREAD, &pending) != 0) return false;
+  *count = pending;
+  return true;
+}
+
+bool SocketSetNonBlocking(SocketDescriptor socket, bool nonBlocking) {
+  u_long argument = nonBlocking ? 1 : 0;
+  return ioctlsocket(Native(socket), static_cast<long>(FIONBIO), &argument) == 0;
+}
+
+bool SocketSetOption(SocketDescriptor socket, int32_t level, int32_t option, const void* value,
+                     int32_t length) {
+  return setsockopt(Native(socket), level, option, static_cast<const char*>(value), length) == 0;
+}
+
+bool SocketGetOption(SocketDescriptor socket, int32_t level, int32_t option, void* value, int32_t* length) {
+  int size = *length;
+  if (getsockopt(Native(socket), level, option, static_cast<char*>(value), &size) != 0) return false;
+  *length = size;
+  return true;
+}
+
+uint32_t SocketPendingError(SocketDescriptor socket) {
+  int error = 0;
+  int length = sizeof error;
+  if (getsockopt(Native(socket), SOL_SOCKET, SO_ERROR, reinterpret_cast<char*>(&error), &length) != 0) {
+    return static_cast<uint32_t>(WSAGetLastError());
+  }
+  return static_cast<uint32_t>(error);
+}
+
+uint32_t SocketWait(SocketDescriptor socket, uint32_t events, uint32_t milliseconds) {
+  OneSocket read(socket, (events & SocketEvents_Read) != 0);
+  OneSocket write(socket, (events & SocketEvents_Write) != 0);
+  OneSocket exception(socket, (events & SocketEvents_Exception) != 0);
+  timeval limit{static_cast<long>(milliseconds / 1000), static_cast<long>(milliseconds % 1000) * 1000};
+  const int result = select(0, read.pointer, write.pointer, exception.pointer, &limit);
+  if (result < 0) return SocketEvents_Failed;
+  if (result == 0) return SocketEvents_None;
+
+  uint32_t found = SocketEvents_None;
+  if (read.seen()) found |= SocketEvents_Read;
+  if (write.seen()) found |= SocketEvents_Write;
+  if (exception.seen()) found |= SocketEvents_Exception;
+  return found;
+}
+
+bool ParseHostAddress(const char* text, uint8_t* address) {
+  const unsigned long parsed = inet_addr(text);
+  if (parsed == INADDR_NONE) return false;
+  memcpy(address, &parsed, 4);
+  return true;
+}
+
+uint32_t LookUpHost(const char* host, uint8_t* address) {
+  const hostent* found = gethostbyname(host);
+  if (found == nullptr || found->h_addrtype != AF_INET || found->h_addr_list[0] == nullptr) {
+    const int error = WSAGetLastError();
+    return error != 0 ? static_cast<uint32_t>(error) : static_cast<uint32_t>(WSAHOST_NOT_FOUND);
+  }
+  memcpy(address, found->h_addr_list[0], 4);
+  return 0;
+}
+
+}  // namespace platform
