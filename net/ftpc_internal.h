@@ -1,0 +1,211 @@
+// The FTP client's record, and what its files share.
+//
+//   ftpc_reply.cpp    bytes to reply, no I/O
+//   ftpc_parse.cpp    texts of replies to values, no I/O
+//   ftpc_texts.cpp    reply codes and their texts
+//   ftpc_control.cpp  control connection: open, log in, single commands, close
+//   ftpc_data.cpp     data connections: retrieve, store, end
+//   ftpc_list.cpp     directory lists into local files
+//   ftpc_move.cpp     moving a file from server to server
+#pragma once
+
+#include <string_view>
+
+#include "qz/file.h"
+#include "qz/ftpc.h"
+#include "qz/sock.h"
+#include "qz/stringlookup.h"
+#include "qz/telnet.h"
+
+// ---- ftpc_texts.cpp
+// -----------------------------------------------------------------------------------------
+
+// Reply codes of the standard.
+enum FTPReply : int32_t {
+  kFTPReply_ReadyMarker = 110,
+  kFTPReply_ReadyWait = 120,
+  kFTPReply_ReadyData = 125,
+  kFTPReply_ReadyFile = 150,
+  kFTPReply_Okay = 200,
+  kFTPReply_OkayUnimplemented = 202,
+  kFTPReply_OkaySystem = 211,
+  kFTPReply_OkayDirectory = 212,
+  kFTPReply_OkayFile = 213,
+  kFTPReply_OkayHelp = 214,
+  kFTPReply_OkaySystemType = 215,
+  kFTPReply_OkayReady = 220,
+  kFTPReply_OkayCloseControl = 221,
+  kFTPReply_OkayOpenData = 225,
+  kFTPReply_OkayCloseData = 226,
+  kFTPReply_OkayPassive = 227,
+  kFTPReply_OkayLogin = 230,
+  kFTPReply_OkayCompleted = 250,
+  kFTPReply_OkayCreated = 257,
+  kFTPReply_MaybePassword = 331,
+  kFTPReply_MaybeAccount = 332,
+  kFTPReply_MaybeMoreInfo = 350,
+  kFTPReply_DamnShutdown = 421,
+  kFTPReply_DamnData = 425,
+  kFTPReply_DamnConnection = 426,
+  kFTPReply_DamnFileBusy = 450,
+  kFTPReply_DamnServer = 451,
+  kFTPReply_DamnStorage = 452,
+  kFTPReply_ErrorSyntax = 500,
+  kFTPReply_ErrorParam = 501,
+  kFTPReply_ErrorUnimplemented = 502,
+  kFTPReply_ErrorSequence = 503,
+  kFTPReply_ErrorUnimplementedParam = 504,
+  kFTPReply_ErrorNoLogin = 530,
+  kFTPReply_ErrorNoAccount = 532,
+  kFTPReply_ErrorNoAccess = 550,
+  kFTPReply_ErrorPage = 551,
+  kFTPReply_ErrorStorage = 552,
+  kFTPReply_ErrorFileName = 553,
+};
+
+inline constexpr uint32_t kFTPReply_Count = 39;
+extern const StringLookup kFTPReply_Texts[kFTPReply_Count];
+
+// ---- ftpc_reply.cpp
+// -----------------------------------------------------------------------------------------
+
+// First digits of the reply codes.
+inline constexpr int32_t kFTPClass_Preliminary = '1';
+inline constexpr int32_t kFTPClass_Completed = '2';
+inline constexpr int32_t kFTPClass_Intermediate = '3';
+inline constexpr int32_t kFTPClass_Transient = '4';
+
+// All bytes of one reply, its long lines included. What a server sends beyond that is no reply.
+inline constexpr uint32_t kFTPReply_MaximumBytes = 4u * 1024 * 1024;
+
+// Puts a reply together from its lines:
+//
+//   "220 ready"                                         one line
+//   "220-welcome", any lines, "220 ready"               several; the last one gives the text
+class FTPReplyReader {
+ public:
+  // Takes one line without its line end; `size` is what the line took on the wire, where it may be longer.
+  // Error_None: the reply is complete. Error_Block: more lines follow. Error_Invalid: this is no reply.
+  // Error_Exceed: the reply is too long.
+  ErrorCode Take(std::string_view line, uint32_t size);
+
+  // The complete reply.
+  void Get(Reply* reply) const;
+
+ private:
+  ErrorCode TakeFirst(std::string_view line);
+  void SetText(std::string_view line);
+
+  Reply reply_ = {};
+  char digits_[3] = {};
+  bool started_ = false;
+  uint32_t sizeBytes_ = 0;
+};
+
+// What a captured line looks like in the welcome file: without the reply code and without white space at its
+// ends.
+std::string_view iFTPc_WelcomeText(std::string_view line);
+
+// ---- ftpc_parse.cpp
+// -----------------------------------------------------------------------------------------
+
+// Reads an unsigned number where "%lu" would find one: white space, a sign, digits. Numbers that need more
+// than 32 bits and negative ones give 4294967295. Moves *text behind the number; false, *text unchanged,
+// without a number.
+bool iFTPc_ScanNumber(std::string_view* text, uint32_t* number);
+
+// "227 Entering Passive Mode (h1,h2,h3,h4,p1,p2)": the address in network order and the port.
+ErrorCode iFTPc_ParsePassive(const char* text, uint8_t address[4], int32_t* port);
+
+// "213 19970105090307": fourteen digits of local time.
+ErrorCode iFTPc_ParseModTime(const char* text, Time* time);
+
+// "213 1234"
+ErrorCode iFTPc_ParseSize(const char* text, uint32_t* size);
+
+// The text between the first and the last double quote; at most 1023 bytes into path.
+ErrorCode iFTPc_ParseQuoted(const char* text, char* path);
+
+// ---- the connection
+// -----------------------------------------------------------------------------------------
+
+inline constexpr uint32_t kFTPFlag_Caller = FTPcFlag_Passive | FTPcFlag_Welcome | FTPcFlag_NoProxy;
+inline constexpr uint32_t kFTPFlag_Capturing = 8;
+inline constexpr uint32_t kFTPFlag_Transfer = 16;
+inline constexpr uint32_t kFTPFlag_Proxied = 32;
+
+inline constexpr uint32_t kFTPBuffer_Size = 1024;
+inline constexpr uint32_t kFTPPort_Default = 21;
+inline constexpr uint32_t kFTPPort_Maximum = 65535;
+
+// The host name follows in the same block.
+struct FTPc {
+  uint32_t flags;
+  Stream* stream;           // control connection, owned by telnet
+  Sock* socket;             // the socket in it
+  Telnet* telnet;           // owned
+  uint8_t localAddress[4];  // ours, network order, for PORT; after PASV the server's data address
+  int32_t dataPort;         // active: ours, last chosen; passive: the server's; -1 at first
+  File* welcome;            // owned, may be null
+  char welcomeName[kFTPBuffer_Size];
+  ErrorCode
+      moveFailure;  // of the server-to-server move that this is the source of, until both sides have ended
+  uint32_t port;    // as asked for, whatever the proxy is
+  char* host;
+};
+
+// A command, the class of reply that it needs, and the status when another one comes.
+struct FTPCommand {
+  const char* name;
+  int32_t expectedClass;
+  ErrorCode otherwise;
+};
+
+// True for a text that can be an argument: not null, and without CR and LF, which would begin another
+// command.
+bool iFTPc_IsArgument(const char* text);
+
+// Empties the reply; Error_Invalid when connection or reply is null.
+ErrorCode iFTPc_Begin(const FTPc* connection, Reply* reply);
+
+// Sends a command; argument may be null for none. Reads nothing.
+ErrorCode iFTPc_Send(FTPc* connection, const char* name, const char* argument);
+
+// Reads one reply. It is empty after a failure.
+ErrorCode iFTPc_ReadReply(FTPc* connection, Reply* reply);
+
+// Sends a command and reads its reply, of any class.
+ErrorCode iFTPc_Exchange(FTPc* connection, const char* name, const char* argument, Reply* reply);
+
+// The same, and the reply must be of the command's class.
+ErrorCode iFTPc_Command(FTPc* connection, const FTPCommand& command, const char* argument, Reply* reply);
+
+// Makes a directory: "MKD". Error_NoAccess when the server refuses.
+ErrorCode iFTPc_MakeDirectory(FTPc* connection, const char* path, Reply* reply);
+
+// The proxy that FTPc_SetProxyServer recorded.
+struct FTPProxyServer {
+  bool enabled;
+  char host[257];
+  uint32_t port;
+};
+const FTPProxyServer& iFTPc_GetProxyServer();
+
+// ---- ftpc_data.cpp
+// ------------------------------------------------------------------------------------------
+
+// "PASV": the address and port that the server listens at, into the connection.
+ErrorCode iFTPc_SetPassive(FTPc* connection, Reply* reply);
+
+// "PORT" with an address in network order and a port.
+ErrorCode iFTPc_SendPort(FTPc* connection, const uint8_t address[4], int32_t port, Reply* reply);
+
+// Readies a data connection: PASV, or a new port and PORT.
+ErrorCode iFTPc_SetUpData(FTPc* connection, Reply* reply);
+
+// Sends a transfer command and opens the data connection that was set up.
+ErrorCode iFTPc_StartData(FTPc* connection, const char* name, const char* argument, Stream** stream,
+                          Reply* reply);
+
+// Copies a data connection to its end into a stream, deletes it, and ends the transfer.
+ErrorCode iFTPc_Receive(FTPc* connection, Stream* data, Stream* destination, uint32_t* count, Reply* reply);
