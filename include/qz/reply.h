@@ -4,11 +4,11 @@
 
 #include "qz/types.h"
 
-/* Owned by the caller. After a failure without a reply: class and code 0, text empty. */
+/* Owned by the caller and passed to every call. Empty after a call that read no reply: class and code 0, text "". */
 typedef struct Reply {
-  int32_t replyClass; /* first digit of the code as a character: '1' to '5' */
+  int32_t replyClass; /* first character of the code, as a character: '1' (49) to '5' (53) */
   int32_t code;       /* the three-digit code */
-  char text[1024];    /* FTP: text of the last reply line; HTTP: first word of the reason phrase */
+  char text[1024];    /* FTP: text of the last reply line; HTTP: first word of the reason phrase. Always terminated */
 } Reply;
 
 #endif
