@@ -1,7 +1,6 @@
 // What the rest of the library needs of its initialisation.
 #pragma once
 
-#include "qz/file.h"
 #include "qz/types.h"
 
 // True between a successful OS_Init and OS_Exit.
@@ -16,5 +15,6 @@ void iOS_SetRandomSource(int32_t (*source)());
 // Whole milliseconds of a time in seconds, cut toward zero; 0 for what is not above 0 or not a number.
 uint32_t iOS_DelayMilliseconds(float seconds);
 
-// True for the log file, which stays open until OS_Exit: File_Close leaves it alone.
-bool iOS_IsSystemFile(const File* file);
+// OS_Init starts the socket layer with `start` instead of iSock_Init, for tests of its failure; null
+// restores.
+void iOS_SetSocketStart(ErrorCode (*start)());
