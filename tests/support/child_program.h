@@ -1,0 +1,25 @@
+// What the test program does when a test starts it as a child: program --qz-child ACTION ...
+//
+//   report FILE words...   writes the words, variables, current folder and open descriptors to FILE and ends
+//   wait FILE              ends when FILE exists
+//   exit CODE              ends with that code
+#pragma once
+
+#include <map>
+#include <string>
+#include <vector>
+
+// Runs the action and returns true when the command line asks for one; *exitCode is then the program's.
+bool RunAsChild(int argc, char** argv, int* exitCode);
+
+struct ChildReport {
+  bool isComplete = false;
+  uint32_t number = 0;
+  std::vector<std::string> words;
+  // Of the variables whose names begin with QZ_TEST_.
+  std::map<std::string, std::string> variables;
+  std::string currentFolder;
+  int openDescriptors = 0;  // beyond the standard streams
+};
+
+ChildReport ReadChildReport(const std::string& file);
