@@ -1,0 +1,411 @@
+// The line connection: receiving, sending, logging.
+#include "qz/telnet.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <thread>
+
+#include "net/sock_internal.h"
+#include "net/telnet_internal.h"
+#include "os/socketlayer_internal.h"
+#include "qz/readbufferstream.h"
+#include "tests/support/fail_allocation.h"
+#include "tests/support/loopback.h"
+
+namespace {
+
+// A stream that gives a text and keeps what is written.
+struct TextStream {
+  Stream stream;
+  std::string input;
+  size_t position = 0;
+  std::string output;
+  std::vector<uint32_t> writes;  // sizes
+  uint32_t room = 0xFFFFFFFFu;   // bytes that are still taken
+  bool deleted = false;
+
+  explicit TextStream(std::string text = "") : input(std::move(text)) {
+    Stream_Init(0x74657374u, &kOperations, &stream);
+  }
+
+  static TextStream* Of(Stream* stream) { return reinterpret_cast<TextStream*>(stream); }
+  static uint32_t Read(Stream* stream, uint32_t count, void* buffer) {
+    TextStream* self = Of(stream);
+    const size_t left = self->input.size() - self->position;
+    const size_t taken = count < left ? count : left;
+    memcpy(buffer, self->input.data() + self->position, taken);
+    self->position += taken;
+    return static_cast<uint32_t>(taken);
+  }
+  static uint32_t Write(Stream* stream, uint32_t count, const void* buffer) {
+    TextStream* self = Of(stream);
+    const uint32_t taken = count < self->room ? count : self->room;
+    self->output.append(static_cast<const char*>(buffer), taken);
+    self->writes.push_back(count);
+    self->room -= taken;
+    return taken;
+  }
+  static ErrorCode Delete(Stream* stream) {
+    Of(stream)->deleted = true;
+    return 0;
+  }
+  static constexpr StreamOperations kOperations = {Delete, Read, nullptr, Write, nullptr, nullptr};
+};
+
+struct Line {
+  ErrorCode status;
+  uint32_t length;
+  std::string bytes;  // without the terminator that the length counts
+
+  bool operator==(const Line&) const = default;
+};
+
+void PrintTo(const Line& line, std::ostream* out) {
+  *out << line.status << ", " << line.length << ", \"" << line.bytes << "\"";
+}
+
+Line Receive(Telnet* telnet, uint32_t bufferSize = 1024) {
+  std::string buffer(bufferSize + 16, '\x7e');
+  uint32_t length = 77;
+  const ErrorCode status = Telnet_ReceiveLine(telnet, bufferSize, &length, buffer.data());
+  for (size_t i = bufferSize; i < buffer.size(); ++i)
+    EXPECT_EQ(buffer[i], '\x7e') << "written past the buffer";
+  if (status != 0) return {status, length, ""};
+  EXPECT_EQ(buffer[length - 1], '\0');
+  return {status, length, buffer.substr(0, length - 1)};
+}
+
+class TelnetTest : public testing::Test {
+ protected:
+  void Open(const std::string& input) {
+    text = std::make_unique<TextStream>(input);
+    telnet = Telnet_Open(&text->stream, 5);
+    ASSERT_NE(telnet, nullptr);
+  }
+  void TearDown() override {
+    Telnet_Delete(telnet);
+    if (text != nullptr) {
+      EXPECT_TRUE(text->deleted);
+    }
+    remove(kLog);
+    remove(kOtherLog);
+  }
+  static std::string Contents(const char* name) {
+    std::ifstream file(name, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+  }
+  // What the log holds; the log is closed first.
+  std::string Logged() {
+    Telnet_Delete(telnet);
+    telnet = nullptr;
+    return Contents(kLog);
+  }
+
+  static constexpr char kLog[] = "qz_telnet_test.log";
+  static constexpr char kOtherLog[] = "qz_telnet_other.log";
+  std::unique_ptr<TextStream> text;
+  Telnet* telnet = nullptr;
+};
+
+TEST_F(TelnetTest, EndsALineInOneLineFeed) {
+  Open("220 Ready\r\n");
+  EXPECT_EQ(Receive(telnet), (Line{0, 11, "220 Ready\n"}));
+}
+
+TEST_F(TelnetTest, KeepsWhatFollowsForTheNextLine) {
+  Open("a\r\n\r\nbc\r\n");
+  EXPECT_EQ(Receive(telnet), (Line{0, 3, "a\n"}));
+  EXPECT_EQ(Receive(telnet), (Line{0, 2, "\n"}));
+  EXPECT_EQ(Receive(telnet), (Line{0, 4, "bc\n"}));
+  EXPECT_EQ(Receive(telnet), (Line{4, 0, ""}));
+}
+
+TEST_F(TelnetTest, TakesALoneLineFeedOrCarriageReturnForData) {
+  Open("a\nb\rc\n\r\r\n");
+  EXPECT_EQ(Receive(telnet), (Line{0, 9, "a\nb\rc\n\r\n"}));
+}
+
+TEST_F(TelnetTest, HoldsTheByteThatDoesNotFit) {
+  Open("abcdef\r\n");
+  EXPECT_EQ(Receive(telnet, 4), (Line{0, 4, "abc"}));
+  EXPECT_EQ(Receive(telnet, 4), (Line{0, 4, "def"}));
+  // The held CR meets its LF.
+  EXPECT_EQ(Receive(telnet, 4), (Line{0, 2, "\n"}));
+}
+
+TEST_F(TelnetTest, NeedsNoRoomForTheLineFeed) {
+  Open("abc\r\nd\r\n");
+  EXPECT_EQ(Receive(telnet, 5), (Line{0, 5, "abc\n"}));
+  EXPECT_EQ(Receive(telnet, 5), (Line{0, 3, "d\n"}));
+}
+
+TEST_F(TelnetTest, LosesAZeroThatDoesNotFit) {
+  Open(std::string("abc\0de\r\n", 8));
+  EXPECT_EQ(Receive(telnet, 4), (Line{0, 4, "abc"}));
+  EXPECT_EQ(Receive(telnet, 8), (Line{0, 4, "de\n"}));
+}
+
+TEST_F(TelnetTest, KeepsAZeroThatFits) {
+  Open(std::string("a\0b\r\n", 5));
+  EXPECT_EQ(Receive(telnet), (Line{0, 5, std::string("a\0b\n", 4)}));
+}
+
+TEST_F(TelnetTest, ReadsNothingIntoABufferOfNoBytes) {
+  Open("ab\r\n");
+  char untouched = '~';
+  uint32_t length = 7;
+  EXPECT_EQ(Telnet_ReceiveLine(telnet, 0, &length, &untouched), 5);
+  EXPECT_EQ(length, 0u);
+  EXPECT_EQ(untouched, '~');
+  EXPECT_EQ(text->position, 0u);
+}
+
+TEST_F(TelnetTest, GivesAnEmptyLineForABufferOfOneByte) {
+  Open("ab\r\n");
+  EXPECT_EQ(Receive(telnet, 1), (Line{0, 1, ""}));
+  EXPECT_EQ(Receive(telnet), (Line{0, 4, "ab\n"}));
+}
+
+TEST_F(TelnetTest, GivesEndedAndLogsNothing_WhenTheStreamEndsInsideALine) {
+  Open("abc");
+  ASSERT_EQ(Telnet_SetLog(telnet, kLog), 0);
+  char buffer[8];
+  memset(buffer, '~', sizeof buffer);
+  uint32_t length = 7;
+  EXPECT_EQ(Telnet_ReceiveLine(telnet, sizeof buffer, &length, buffer), 4);
+  EXPECT_EQ(length, 0u);
+  EXPECT_EQ(std::string(buffer, 4), "abc~");
+  EXPECT_EQ(Logged(), "");
+}
+
+TEST_F(TelnetTest, StoresCommandsAsDataAndAnswersNothing) {
+  Open("a\xff\xfb\x01z\xff\xfd\x03\xff\xf9\r\n");
+  EXPECT_EQ(Receive(telnet), (Line{0, 12, "a\xff\xfb\x01z\xff\xfd\x03\xff\xf9\n"}));
+  EXPECT_EQ(text->output, "");
+}
+
+TEST_F(TelnetTest, BoundsALineWithoutEnd) {
+  Open(std::string(1 << 20, 'x'));
+  for (int i = 0; i < 10; ++i) EXPECT_EQ(Receive(telnet, 100), (Line{0, 100, std::string(99, 'x')}));
+}
+
+TEST_F(TelnetTest, ReceivesWithoutALengthArgument) {
+  Open("ab\r\n");
+  char buffer[8];
+  EXPECT_EQ(Telnet_ReceiveLine(telnet, sizeof buffer, nullptr, buffer), 0);
+  EXPECT_STREQ(buffer, "ab\n");
+}
+
+TEST_F(TelnetTest, NegotiatesWhenAskedTo) {
+  struct Row {
+    std::string input;
+    ErrorCode status;
+    bool endsLine;
+    std::string output;
+  };
+  const Row rows[] = {
+      {"\xf1", 0, false, ""},
+      {"\xf9", 0, true, ""},
+      {"\xfb\x01", 0, false, "\xff\xfe\x01"},
+      {"\xfd\x18", 0, false, "\xff\xfc\x18"},
+      {"\xfc", 0, false, ""},
+      {"x", 0, false, ""},
+      {"", 4, false, ""},
+      {"\xfb", 4, false, ""},
+  };
+  for (const Row& row : rows) {
+    TextStream stream(row.input);
+    Telnet* connection = Telnet_Open(&stream.stream, 0);
+    bool endsLine = true;
+    EXPECT_EQ(iTelnet_Negotiate(connection, &endsLine), row.status);
+    EXPECT_EQ(endsLine, row.endsLine);
+    EXPECT_EQ(stream.output, row.output);
+    EXPECT_EQ(stream.writes.size(), row.output.empty() ? 0u : 1u);
+    Telnet_Delete(connection);
+  }
+}
+
+TEST_F(TelnetTest, GivesEnded_WhenAnAnswerIsNotTaken) {
+  TextStream stream("\xfb\x01");
+  stream.room = 2;
+  Telnet* connection = Telnet_Open(&stream.stream, 0);
+  bool endsLine = false;
+  EXPECT_EQ(iTelnet_Negotiate(connection, &endsLine), 4);
+  Telnet_Delete(connection);
+}
+
+TEST_F(TelnetTest, NamesItsCodes) {
+  const char* const names[] = {
+      "kTelnetCode_SE",        "kTelnetCode_NOP",         "kTelnetCode_DataMark",    "kTelnetCode_Break",
+      "kTelnetCode_Interrupt", "kTelnetCode_AbortOutput", "kTelnetCode_AreYouThere", "kTelnetCode_EraseChar",
+      "kTelnetCode_EraseLine", "kTelnetCode_GoAhead",     "kTelnetCode_SB",          "kTelnetCode_WILL",
+      "kTelnetCode_WONT",      "kTelnetCode_DO",          "kTelnetCode_DONT",        "kTelnetCode_IAC"};
+  for (int i = 0; i < 16; ++i) EXPECT_STREQ(iTelnet_CodeName(240 + i), names[i]);
+  EXPECT_EQ(iTelnet_CodeName(239), nullptr);
+  EXPECT_EQ(iTelnet_CodeName(-1), nullptr);
+}
+
+TEST_F(TelnetTest, SendsALineByOneWrite) {
+  Open("");
+  EXPECT_EQ(Telnet_SendLine(telnet, "USER a%sb"), 0);
+  EXPECT_EQ(Telnet_PrintLine(telnet, "PASS %s %d", "x", 7), 0);
+  EXPECT_EQ(Telnet_SendLine(telnet, ""), 0);
+  EXPECT_EQ(text->output, "USER a%sb\r\nPASS x 7\r\n\r\n");
+  EXPECT_EQ(text->writes, (std::vector<uint32_t>{11, 10, 2}));
+}
+
+TEST_F(TelnetTest, SendsUpTo4093Characters) {
+  Open("");
+  ASSERT_EQ(Telnet_SetLog(telnet, kLog), 0);
+  const std::string longest(4093, 'l');
+  const std::string tooLong(4094, 'l');
+  EXPECT_EQ(Telnet_SendLine(telnet, tooLong.c_str()), 5);
+  EXPECT_EQ(Telnet_PrintLine(telnet, "%s", tooLong.c_str()), 5);
+  EXPECT_EQ(Telnet_SendLine(telnet, std::string(1 << 20, 'l').c_str()), 5);
+  EXPECT_EQ(text->output, "");
+  EXPECT_EQ(Telnet_SendLine(telnet, longest.c_str()), 0);
+  EXPECT_EQ(Telnet_PrintLine(telnet, "%s", longest.c_str()), 0);
+  EXPECT_EQ(text->output, longest + "\r\n" + longest + "\r\n");
+  // 1022 characters and the line end.
+  const std::string line = "> " + std::string(1020, 'l') + "\n";
+  EXPECT_EQ(Logged(), line + line);
+}
+
+TEST_F(TelnetTest, GivesEndedAndLogsTheFailure_WhenAWriteIsShort) {
+  Open("");
+  ASSERT_EQ(Telnet_SetLog(telnet, kLog), 0);
+  text->room = 5;
+  EXPECT_EQ(Telnet_SendLine(telnet, "QUIT"), 4);
+  EXPECT_EQ(text->output, "QUIT\r");
+  EXPECT_EQ(Logged(), "> QUIT\r\n! Failed\n");
+}
+
+TEST_F(TelnetTest, LogsBothDirections) {
+  Open("331 %n%s ok\r\nx");
+  ASSERT_EQ(Telnet_SetLog(telnet, kLog), 0);
+  EXPECT_EQ(Telnet_Log(telnet, "number %d", 3), 0);
+  EXPECT_EQ(Telnet_SendLine(telnet, "PASS secret"), 0);
+  EXPECT_EQ(Receive(telnet).status, 0);
+  EXPECT_EQ(Logged(), "# number 3\n> PASS secret\r\n< 331 %n%s ok\n");
+}
+
+TEST_F(TelnetTest, LogsALineThatWasCutByItsBuffer) {
+  Open("abcdef\r\n");
+  ASSERT_EQ(Telnet_SetLog(telnet, kLog), 0);
+  Receive(telnet, 4);
+  Receive(telnet, 100);
+  EXPECT_EQ(Logged(), "< abc\n< def\n");
+}
+
+TEST_F(TelnetTest, CutsALogLineAt1022Characters) {
+  Open(std::string(1019, 'r') + "\r\n" + std::string(1020, 's') + "\r\n" + std::string(5000, 't') + "\r\n");
+  ASSERT_EQ(Telnet_SetLog(telnet, kLog), 0);
+  for (int i = 0; i < 3; ++i) Receive(telnet, 8000);
+  EXPECT_EQ(Telnet_Log(telnet, "%s", std::string(3000, 'u').c_str()), 0);
+  EXPECT_EQ(Logged(), "< " + std::string(1019, 'r') + "\n< " + std::string(1020, 's') + "\n< " +
+                          std::string(1020, 't') + "\n# " + std::string(1020, 'u') + "\n");
+}
+
+TEST_F(TelnetTest, GivesNotInited_WhenThereIsNoLog) {
+  Open("");
+  EXPECT_EQ(Telnet_Log(telnet, "x"), -2);
+}
+
+TEST_F(TelnetTest, AppendsToALogAndKeepsItUnderTheSameName) {
+  std::ofstream(kLog, std::ios::binary) << "before\n";
+  Open("");
+  ASSERT_EQ(Telnet_SetLog(telnet, kLog), 0);
+  EXPECT_EQ(Telnet_Log(telnet, "one"), 0);
+  ASSERT_EQ(Telnet_SetLog(telnet, kLog), 0);
+  EXPECT_EQ(Telnet_Log(telnet, "two"), 0);
+  ASSERT_EQ(Telnet_SetLog(telnet, kOtherLog), 0);
+  EXPECT_EQ(Telnet_Log(telnet, "three"), 0);
+  EXPECT_EQ(Logged(), "before\n# one\n# two\n");
+  EXPECT_EQ(Contents(kOtherLog), "# three\n");
+}
+
+TEST_F(TelnetTest, KeepsTheOldLog_WhenTheNewOneCannotBeOpened) {
+  Open("");
+  ASSERT_EQ(Telnet_SetLog(telnet, kLog), 0);
+  EXPECT_EQ(Telnet_SetLog(telnet, "qz_no_such_directory/log"), -1);
+  EXPECT_EQ(Telnet_Log(telnet, "still here"), 0);
+  EXPECT_EQ(Logged(), "# still here\n");
+}
+
+TEST_F(TelnetTest, RefusesNullArguments) {
+  Open("");
+  char buffer[4];
+  EXPECT_EQ(Telnet_Open(nullptr, 0), nullptr);
+  EXPECT_EQ(Telnet_SetLog(nullptr, kLog), -4);
+  EXPECT_EQ(Telnet_SetLog(telnet, nullptr), -4);
+  EXPECT_EQ(Telnet_Log(nullptr, "x"), -4);
+  EXPECT_EQ(Telnet_GetSocket(nullptr), nullptr);
+  EXPECT_EQ(Telnet_ReceiveLine(nullptr, 4, nullptr, buffer), -4);
+  EXPECT_EQ(Telnet_ReceiveLine(telnet, 4, nullptr, nullptr), -4);
+  EXPECT_EQ(Telnet_SendLine(telnet, nullptr), -4);
+  EXPECT_EQ(Telnet_SendLine(nullptr, "x"), -4);
+  EXPECT_EQ(Telnet_PrintLine(nullptr, "x"), -4);
+  Telnet_Close(nullptr);
+  Telnet_Delete(nullptr);
+}
+
+TEST(TelnetMemory, GivesTheStatus_WhenAnAllocationFails) {
+  FailEveryAllocation([] {
+    TextStream stream("ab\r\n");
+    Telnet* telnet = Telnet_Open(&stream.stream, 0);
+    if (telnet == nullptr) {
+      EXPECT_FALSE(stream.deleted);
+      return;
+    }
+    const ErrorCode status = Telnet_SetLog(telnet, "qz_telnet_memory.log");
+    EXPECT_TRUE(status == 0 || status == 1) << status;
+    EXPECT_EQ(Receive(telnet), (Line{0, 4, "ab\n"}));
+    Telnet_Close(telnet);
+    EXPECT_TRUE(stream.deleted);
+  });
+  remove("qz_telnet_memory.log");
+}
+
+TEST(TelnetSocket, FindsTheSocketAndShutsItDown) {
+  ASSERT_EQ(iSock_Init(), 0);
+  loopback::Listener listener;
+  Sock* sock = nullptr;
+  ASSERT_EQ(Sock_OpenConnectBuffer(0, "127.0.0.1", listener.port(), &sock), 0);
+  loopback::Connection peer = listener.Accept();
+  Telnet* telnet = Telnet_Open(reinterpret_cast<Stream*>(sock), 0);
+  EXPECT_EQ(Telnet_GetSocket(telnet), sock);
+  ASSERT_TRUE(peer.Send("220 a\r\n220 b\r\n"));
+  EXPECT_EQ(Receive(telnet), (Line{0, 7, "220 a\n"}));
+  EXPECT_EQ(Receive(telnet), (Line{0, 7, "220 b\n"}));
+  EXPECT_EQ(Telnet_SendLine(telnet, "QUIT"), 0);
+  std::string got;
+  EXPECT_EQ(peer.ReceiveExactly(&got, 6), loopback::Result::Data);
+  EXPECT_EQ(got, "QUIT\r\n");
+  Telnet_Close(telnet);
+  EXPECT_NE(peer.ReceiveSome(&got), loopback::Result::Timeout);
+  EXPECT_EQ(iSock_CountLive(), 0u);
+  iSock_Exit();
+}
+
+TEST(TelnetSocket, GivesEnded_WhenTheSocketTimesOut) {
+  ASSERT_EQ(iSock_Init(), 0);
+  iSock_SetWaitMilliseconds(50);
+  loopback::Listener listener;
+  Sock* sock = nullptr;
+  ASSERT_EQ(Sock_OpenConnectBuffer(0, "127.0.0.1", listener.port(), &sock), 0);
+  loopback::Connection peer = listener.Accept();
+  Telnet* telnet = Telnet_Open(reinterpret_cast<Stream*>(sock), 0);
+  peer.Send("220");
+  EXPECT_EQ(Receive(telnet), (Line{4, 0, ""}));
+  EXPECT_EQ(Sock_GetError(sock), 8);
+  Telnet_Close(telnet);
+  iSock_SetWaitMilliseconds(0);
+  iSock_Exit();
+}
+
+}  // namespace
