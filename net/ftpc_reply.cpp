@@ -59,7 +59,7 @@ void FTPReplyReader::SetText(std::string_view line) {
   const std::string_view text =
       line.size() > kTextStart ? StripEnds(line.substr(kTextStart)) : std::string_view();
   const size_t length = std::min(text.size(), sizeof reply_.text - 1);
-  memcpy(reply_.text, text.data(), length);
+  text.copy(reply_.text, length);
   reply_.text[length] = 0;
 }
 
