@@ -1,0 +1,419 @@
+// Hash: sizes, probing, removal and the table's statuses.
+#include "qz/hash.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+#include <utility>
+#include <vector>
+
+#include "containers/hash_internal.h"
+#include "os/owned.h"
+#include "tests/support/container_models.h"
+#include "tests/support/fail_allocation.h"
+
+namespace {
+
+using OwnedHash = Owned<Hash, Hash_Delete>;
+using Nodes = std::vector<std::pair<Word, Word>>;
+
+std::vector<Word>& Deleted() {
+  static std::vector<Word> values;
+  return values;
+}
+
+void RecordDeleted(Word value) {
+  Deleted().push_back(value);
+}
+
+uint32_t Zero(Word) {
+  return 0;
+}
+uint32_t Identity(Word key) {
+  return static_cast<uint32_t>(key);
+}
+uint32_t Tenfold(Word key) {
+  return static_cast<uint32_t>(key) * 10;
+}
+uint32_t Scramble(Word key) {
+  return static_cast<uint32_t>(key) * 2654435761u;
+}
+
+OwnedHash NewHash(uint32_t sizeHint, std::vector<HashFunction> functions = {}) {
+  Deleted().clear();
+  return OwnedHash(
+      Hash_New(sizeHint, static_cast<uint32_t>(functions.size()), functions.data(), RecordDeleted));
+}
+
+// Keys first to last, each with the value 1000 + key.
+void InsertKeys(Hash* table, Word first, Word last) {
+  for (Word key = first; key <= last; ++key) ASSERT_EQ(Hash_InsertNode(table, key, 1000 + key), 0) << key;
+}
+
+Nodes NodesOf(const Hash* table) {
+  Nodes nodes;
+  Hash_ForEachNode(
+      table,
+      [](Word key, Word value, void* context) {
+        static_cast<Nodes*>(context)->emplace_back(key, value);
+        return 0;
+      },
+      &nodes);
+  return nodes;
+}
+
+TEST(HashNew, TakesTheNextPrimeForTheHint) {
+  const uint32_t rows[][2] = {{0, 7},         {1, 1},         {2, 2},         {3, 3},         {4, 5},
+                              {5, 5},         {6, 7},         {7, 7},         {8, 11},        {12, 13},
+                              {100, 103},     {103, 103},     {104, 109},     {110, 127},     {499, 499},
+                              {500, 541},     {541, 541},     {1000, 1031},   {32749, 32749}, {32750, 34807},
+                              {60139, 60139}, {60140, 63901}, {63900, 63901}, {63901, 63901}};
+  for (auto& row : rows) EXPECT_EQ(iHash_CountBuckets(NewHash(row[0]).get()), row[1]) << row[0];
+}
+
+TEST(HashNew, ClampsAHintBeyondTheLargestSize) {
+  for (uint32_t hint : {63902u, 100000u, 34918434u, 0xFFFFFFFFu}) {
+    EXPECT_EQ(iHash_CountBuckets(NewHash(hint).get()), 63901u) << hint;
+  }
+}
+
+TEST(HashNew, RefusesMissingFunctions) {
+  EXPECT_EQ(Hash_New(0, 1, nullptr, nullptr), nullptr);
+  const HashFunction functions[] = {Identity, nullptr};
+  EXPECT_EQ(Hash_New(0, 2, functions, nullptr), nullptr);
+  EXPECT_EQ(Hash_New(0, 0xFFFFFFFFu, nullptr, nullptr), nullptr);
+}
+
+TEST(HashNew, CopiesTheFunctions) {
+  HashFunction functions[] = {Zero, Identity};
+  OwnedHash table(Hash_New(0, 2, functions, nullptr));
+  functions[0] = functions[1] = nullptr;
+  EXPECT_EQ(Hash_InsertNode(table.get(), 3, 30), 0);
+  EXPECT_EQ(Hash_QueryNode(table.get(), 3), 30u);
+}
+
+TEST(HashInsert, FillsTheDefaultTableBeforeItGrows) {
+  OwnedHash table = NewHash(0);
+  InsertKeys(table.get(), 1, 7);
+  EXPECT_EQ(iHash_CountBuckets(table.get()), 7u);
+  EXPECT_EQ(Hash_CountNodes(table.get()), 7u);
+  InsertKeys(table.get(), 8, 8);
+  EXPECT_EQ(iHash_CountBuckets(table.get()), 11u);
+  EXPECT_EQ(Hash_CountNodes(table.get()), 8u);
+}
+
+TEST(HashInsert, FillsEverySmallTableCompletely) {
+  OwnedHash table = NewHash(1);
+  const uint32_t bucketsAfter[] = {1, 2, 3, 5, 5, 7, 7, 11, 13, 13, 13, 13, 17};
+  // 9 nodes: 8 are more than 7, so the table of 11 grew before the ninth; 13 holds 12, one more than 11.
+  for (Word key = 1; key <= 13; ++key) {
+    InsertKeys(table.get(), key, key);
+    EXPECT_EQ(iHash_CountBuckets(table.get()), bucketsAfter[key - 1]) << key;
+  }
+}
+
+TEST(HashInsert, HoldsTwelveOfThirteen) {
+  OwnedHash table = NewHash(13);
+  InsertKeys(table.get(), 1, 12);
+  EXPECT_EQ(iHash_CountBuckets(table.get()), 13u);
+  InsertKeys(table.get(), 13, 13);
+  EXPECT_EQ(iHash_CountBuckets(table.get()), 17u);
+}
+
+TEST(HashInsert, ReturnsExists_WhenKeyIsPresent) {
+  OwnedHash table = NewHash(0);
+  InsertKeys(table.get(), 1, 3);
+  EXPECT_EQ(Hash_InsertNode(table.get(), 2, 77), 3);
+  EXPECT_EQ(Hash_QueryNode(table.get(), 2), 1002u);
+  EXPECT_EQ(Hash_CountNodes(table.get()), 3u);
+  EXPECT_TRUE(Deleted().empty());
+}
+
+TEST(HashInsert, GrowsEvenForAKeyThatIsPresent) {
+  OwnedHash table = NewHash(0);
+  InsertKeys(table.get(), 1, 7);
+  EXPECT_EQ(Hash_InsertNode(table.get(), 2, 77), 3);
+  EXPECT_EQ(iHash_CountBuckets(table.get()), 11u);
+  EXPECT_EQ(Hash_CountNodes(table.get()), 7u);
+  EXPECT_EQ(Hash_QueryNode(table.get(), 2), 1002u);
+}
+
+TEST(HashInsert, ReturnsExceed_AtTheLargestSize) {
+  OwnedHash table = NewHash(63901);
+  InsertKeys(table.get(), 1, 60140);
+  EXPECT_EQ(Hash_InsertNode(table.get(), 60141, 1), 5);
+  EXPECT_EQ(Hash_InsertNode(table.get(), 17, 1), 5);
+  EXPECT_EQ(Hash_CountNodes(table.get()), 60140u);
+  EXPECT_EQ(Hash_QueryNode(table.get(), 17), 1017u);
+  EXPECT_EQ(Hash_QueryNode(table.get(), 60141), 0u);
+}
+
+TEST(HashInsert, RefusesTheValueZero) {
+  OwnedHash table = NewHash(0);
+  InsertKeys(table.get(), 1, 7);
+  EXPECT_EQ(Hash_InsertNode(table.get(), 8, 0), -4);
+  EXPECT_EQ(iHash_CountBuckets(table.get()), 7u);
+  EXPECT_EQ(Hash_CountNodes(table.get()), 7u);
+}
+
+TEST(HashInsert, StoresTheKeyZero) {
+  OwnedHash table = NewHash(0);
+  EXPECT_EQ(Hash_QueryNode(table.get(), 0), 0u);
+  EXPECT_EQ(Hash_InsertNode(table.get(), 0, 5), 0);
+  EXPECT_EQ(Hash_QueryNode(table.get(), 0), 5u);
+}
+
+TEST(HashInsert, KeepsKeysApartThatDifferInAnyBit) {
+  OwnedHash table = NewHash(0, {Identity});
+  const Word high = Word{1} << (sizeof(Word) * 8 - 1);
+  EXPECT_EQ(Hash_InsertNode(table.get(), 5, 50), 0);
+  EXPECT_EQ(Hash_InsertNode(table.get(), high + 5, 51), 0);
+  EXPECT_EQ(Hash_QueryNode(table.get(), 5), 50u);
+  EXPECT_EQ(Hash_QueryNode(table.get(), high + 5), 51u);
+}
+
+TEST(HashProbe, StepsForwardAndWrapsWithoutFunctions) {
+  OwnedHash table = NewHash(0);
+  for (Word key : {6, 13, 20, 2}) EXPECT_EQ(Hash_InsertNode(table.get(), key, key), 0);
+  EXPECT_EQ(NodesOf(table.get()), (Nodes{{13, 13}, {20, 20}, {2, 2}, {6, 6}}));
+}
+
+TEST(HashProbe, TriesEveryFunctionAndThenTheSlotsBehindTheLast) {
+  OwnedHash table = NewHash(0, {Zero, Identity});
+  for (Word key : {14, 3, 10, 4}) EXPECT_EQ(Hash_InsertNode(table.get(), key, key), 0);
+  // 14 in slot 0; 3 in slot 3 by the second function; 10 too wants 3 and goes on to 4; 4 to 5.
+  EXPECT_EQ(NodesOf(table.get()), (Nodes{{14, 14}, {3, 3}, {10, 10}, {4, 4}}));
+  EXPECT_EQ(Hash_InsertNode(table.get(), 2, 2), 0);
+  EXPECT_EQ(NodesOf(table.get()), (Nodes{{14, 14}, {2, 2}, {3, 3}, {10, 10}, {4, 4}}));
+}
+
+TEST(HashQuery, FindsNoAbsentKeyInAFullTable) {
+  const std::vector<HashFunction> choices[] = {{}, {Identity}, {Zero, Identity}, {Zero, Tenfold, Scramble}};
+  for (const auto& functions : choices) {
+    OwnedHash table = NewHash(0, functions);
+    InsertKeys(table.get(), 1, 7);
+    EXPECT_EQ(Hash_QueryNode(table.get(), 100), 0u);
+    EXPECT_EQ(Hash_RemoveNode(table.get(), 100), 0u);
+    for (Word key = 1; key <= 7; ++key) EXPECT_EQ(Hash_QueryNode(table.get(), key), 1000 + key);
+  }
+}
+
+TEST(HashReplace, DeletesTheOldValueEvenWhenItIsTheSame) {
+  OwnedHash table = NewHash(0);
+  InsertKeys(table.get(), 1, 1);
+  EXPECT_EQ(Hash_ReplaceNode(table.get(), 1, 55), 0);
+  EXPECT_EQ(Hash_ReplaceNode(table.get(), 1, 55), 0);
+  EXPECT_EQ(Deleted(), (std::vector<Word>{1001, 55}));
+  EXPECT_EQ(Hash_QueryNode(table.get(), 1), 55u);
+}
+
+TEST(HashReplace, ReturnsNotFound_WhenKeyIsAbsent) {
+  OwnedHash table = NewHash(0);
+  EXPECT_EQ(Hash_ReplaceNode(table.get(), 1, 55), -3);
+  EXPECT_EQ(Hash_CountNodes(table.get()), 0u);
+}
+
+TEST(HashReplace, RefusesTheValueZero) {
+  OwnedHash table = NewHash(0);
+  InsertKeys(table.get(), 1, 1);
+  EXPECT_EQ(Hash_ReplaceNode(table.get(), 1, 0), -4);
+  EXPECT_EQ(Hash_ReplaceNode(table.get(), 2, 0), -4);
+  EXPECT_EQ(Hash_QueryNode(table.get(), 1), 1001u);
+  EXPECT_TRUE(Deleted().empty());
+}
+
+TEST(HashRemove, HandsTheValueBackWithoutDeletingIt) {
+  OwnedHash table = NewHash(0);
+  InsertKeys(table.get(), 1, 2);
+  EXPECT_EQ(Hash_RemoveNode(table.get(), 1), 1001u);
+  EXPECT_EQ(Hash_RemoveNode(table.get(), 1), 0u);
+  EXPECT_EQ(Hash_CountNodes(table.get()), 1u);
+  EXPECT_TRUE(Deleted().empty());
+}
+
+TEST(HashRemove, MovesACollidingKeyBack) {
+  OwnedHash table = NewHash(0);
+  Hash_InsertNode(table.get(), 7, 70);
+  Hash_InsertNode(table.get(), 14, 140);
+  EXPECT_EQ(NodesOf(table.get()), (Nodes{{7, 70}, {14, 140}}));
+  EXPECT_EQ(Hash_RemoveNode(table.get(), 7), 70u);
+  // 1 takes its home slot, which 14 left for slot 0.
+  Hash_InsertNode(table.get(), 1, 10);
+  EXPECT_EQ(NodesOf(table.get()), (Nodes{{14, 140}, {1, 10}}));
+}
+
+TEST(HashRemove, ClosesTheGapAroundTheEndOfTheSlots) {
+  OwnedHash table = NewHash(0);
+  for (Word key : {6, 13, 20, 2}) Hash_InsertNode(table.get(), key, key);
+  EXPECT_EQ(Hash_RemoveNode(table.get(), 6), 6u);
+  EXPECT_EQ(NodesOf(table.get()), (Nodes{{20, 20}, {2, 2}, {13, 13}}));
+}
+
+TEST(HashRemove, LeavesAKeyInItsHomeSlot) {
+  OwnedHash table = NewHash(0);
+  for (Word key : {0, 1, 7}) Hash_InsertNode(table.get(), key, key + 1);
+  EXPECT_EQ(Hash_RemoveNode(table.get(), 0), 1u);
+  // 1 stays in slot 1, 7 moves from 2 to 0.
+  EXPECT_EQ(NodesOf(table.get()), (Nodes{{7, 8}, {1, 2}}));
+}
+
+TEST(HashRemove, LooksThroughTheWholeTable_WithSeveralFunctions) {
+  OwnedHash table = NewHash(0, {Zero, Identity});
+  Hash_InsertNode(table.get(), 14, 140);
+  Hash_InsertNode(table.get(), 3, 30);  // slot 3, behind the empty slots 1 and 2
+  EXPECT_EQ(Hash_RemoveNode(table.get(), 14), 140u);
+  EXPECT_EQ(Hash_QueryNode(table.get(), 3), 30u);
+  EXPECT_EQ(Hash_InsertNode(table.get(), 3, 31), 3);
+  // 3 is in slot 0 now, so 10 finds slot 3 free.
+  Hash_InsertNode(table.get(), 10, 100);
+  EXPECT_EQ(NodesOf(table.get()), (Nodes{{3, 30}, {10, 100}}));
+}
+
+TEST(HashRemove, ShrinksByOneSize_WhenNodesFallBelowThePrimeThreeBelow) {
+  OwnedHash table = NewHash(173);
+  InsertKeys(table.get(), 1, 138);
+  EXPECT_EQ(Hash_RemoveNode(table.get(), 1), 1001u);
+  EXPECT_EQ(iHash_CountBuckets(table.get()), 173u);
+  EXPECT_EQ(Hash_RemoveNode(table.get(), 2), 1002u);
+  EXPECT_EQ(Hash_CountNodes(table.get()), 136u);
+  EXPECT_EQ(iHash_CountBuckets(table.get()), 163u);
+  for (Word key = 3; key <= 138; ++key) EXPECT_EQ(Hash_QueryNode(table.get(), key), 1000 + key);
+}
+
+TEST(HashRemove, ShrinksOneSizeAtATime) {
+  OwnedHash table = NewHash(103);
+  InsertKeys(table.get(), 1, 2);
+  EXPECT_EQ(Hash_RemoveNode(table.get(), 1), 1001u);
+  EXPECT_EQ(iHash_CountBuckets(table.get()), 97u);
+}
+
+TEST(HashRemove, NeverShrinksBelowSevenSlots) {
+  OwnedHash table = NewHash(11);
+  InsertKeys(table.get(), 1, 3);
+  EXPECT_EQ(Hash_RemoveNode(table.get(), 1), 1001u);
+  EXPECT_EQ(iHash_CountBuckets(table.get()), 7u);
+  EXPECT_EQ(Hash_RemoveNode(table.get(), 2), 1002u);
+  EXPECT_EQ(Hash_RemoveNode(table.get(), 3), 1003u);
+  EXPECT_EQ(iHash_CountBuckets(table.get()), 7u);
+  EXPECT_EQ(Hash_CountNodes(table.get()), 0u);
+}
+
+TEST(HashDeleteNode, CallsTheDeleter) {
+  OwnedHash table = NewHash(0);
+  InsertKeys(table.get(), 1, 2);
+  EXPECT_EQ(Hash_DeleteNode(table.get(), 2), 0);
+  EXPECT_EQ(Deleted(), (std::vector<Word>{1002}));
+  EXPECT_EQ(Hash_DeleteNode(table.get(), 2), -3);
+  EXPECT_EQ(Deleted().size(), 1u);
+}
+
+TEST(HashDelete, CallsTheDeleterInSlotOrder) {
+  OwnedHash table = NewHash(0);
+  for (Word key : {5, 3, 1, 8}) Hash_InsertNode(table.get(), key, key * 10);
+  table.reset();
+  // 8 wants slot 1, which is taken, and stands in slot 2.
+  EXPECT_EQ(Deleted(), (std::vector<Word>{10, 80, 30, 50}));
+}
+
+TEST(Hash, NeedsNoDeleter) {
+  OwnedHash table(Hash_New(0, 0, nullptr, nullptr));
+  InsertKeys(table.get(), 1, 3);
+  EXPECT_EQ(Hash_ReplaceNode(table.get(), 1, 5), 0);
+  EXPECT_EQ(Hash_DeleteNode(table.get(), 1), 0);
+  EXPECT_EQ(Hash_CountNodes(table.get()), 2u);
+}
+
+TEST(HashForEach, StopsAtANonZeroResult) {
+  OwnedHash table = NewHash(0);
+  InsertKeys(table.get(), 1, 5);
+  struct Visit {
+    int count = 0;
+    static int32_t Next(Word key, Word /*value*/, void* context) {
+      ++static_cast<Visit*>(context)->count;
+      return key == 3 ? -42 : 0;
+    }
+  } visit;
+  EXPECT_EQ(Hash_ForEachNode(table.get(), Visit::Next, &visit), -42);
+  EXPECT_EQ(visit.count, 3);
+}
+
+TEST(Hash, RefusesNullPointers) {
+  EXPECT_EQ(Hash_InsertNode(nullptr, 1, 1), -4);
+  EXPECT_EQ(Hash_ReplaceNode(nullptr, 1, 1), -4);
+  EXPECT_EQ(Hash_QueryNode(nullptr, 1), 0u);
+  EXPECT_EQ(Hash_RemoveNode(nullptr, 1), 0u);
+  EXPECT_EQ(Hash_DeleteNode(nullptr, 1), -4);
+  EXPECT_EQ(Hash_CountNodes(nullptr), 0u);
+  Hash_Delete(nullptr);
+  EXPECT_EQ(Hash_ForEachNode(NewHash(0).get(), nullptr, nullptr), 0);
+}
+
+TEST(HashMemory, LeavesTheTableAsItWas_WhenGrowingFails) {
+  FailEveryAllocation([] {
+    OwnedHash table = NewHash(0);
+    if (!table) return;
+    InsertKeys(table.get(), 1, 7);
+    const int32_t status = Hash_InsertNode(table.get(), 8, 1008);
+    ASSERT_TRUE(status == 0 || status == 1) << status;
+    EXPECT_EQ(iHash_CountBuckets(table.get()), status == 0 ? 11u : 7u);
+    EXPECT_EQ(Hash_CountNodes(table.get()), status == 0 ? 8u : 7u);
+    for (Word key = 1; key <= 7; ++key) EXPECT_EQ(Hash_QueryNode(table.get(), key), 1000 + key);
+  });
+}
+
+TEST(HashMemory, ClosesTheGapInPlace_WhenShrinkingFails) {
+  const std::vector<HashFunction> choices[] = {{}, {Zero}, {Zero, Identity}};
+  for (const auto& functions : choices) {
+    OwnedHash table = NewHash(11, functions);
+    InsertKeys(table.get(), 1, 3);
+    iMemory_FailAllocation(1);
+    EXPECT_EQ(Hash_RemoveNode(table.get(), 1), 1001u);
+    iMemory_FailAllocation(0);
+    EXPECT_EQ(iHash_CountBuckets(table.get()), 11u);
+    EXPECT_EQ(Hash_QueryNode(table.get(), 1), 0u);
+    EXPECT_EQ(Hash_QueryNode(table.get(), 2), 1002u);
+    EXPECT_EQ(Hash_QueryNode(table.get(), 3), 1003u);
+  }
+}
+
+TEST(HashMemory, AllocatesTheRecordAndTheSlotsOnly) {
+  const int64_t before = iMemory_CountLive();
+  OwnedHash table = NewHash(0, {Identity, Zero});
+  InsertKeys(table.get(), 1, 40);
+  EXPECT_EQ(iMemory_CountLive() - before, 2);
+}
+
+class HashRandom : public testing::TestWithParam<std::vector<HashFunction>> {};
+
+TEST_P(HashRandom, AgreesWithTheModelSlotBySlot) {
+  std::mt19937 random(20250101);
+  OwnedHash table = NewHash(0, GetParam());
+  HashModel model(4, GetParam());
+  for (int step = 0; step < 20000; ++step) {
+    // The table fills and empties in turn.
+    const bool filling = step / 1500 % 2 == 0;
+    const Word key = random() % 400 * 3;
+    const Word value = random() % 1000 + 1;
+    const uint32_t choice = random() % 8;
+    if (choice == 0) {
+      ASSERT_EQ(Hash_ReplaceNode(table.get(), key, value), model.Replace(key, value));
+    } else if ((choice < 6) == filling) {
+      ASSERT_EQ(Hash_InsertNode(table.get(), key, value), model.Insert(key, value));
+    } else {
+      ASSERT_EQ(Hash_RemoveNode(table.get(), key), model.Remove(key));
+    }
+    ASSERT_EQ(Hash_QueryNode(table.get(), key), model.Query(key));
+    ASSERT_EQ(iHash_CountBuckets(table.get()), model.CountBuckets());
+    if (step % 16 == 0) {
+      ASSERT_EQ(NodesOf(table.get()), model.Nodes()) << step;
+    }
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Functions, HashRandom,
+                         testing::Values(std::vector<HashFunction>{}, std::vector<HashFunction>{Scramble},
+                                         std::vector<HashFunction>{Zero},
+                                         std::vector<HashFunction>{Identity, Scramble},
+                                         std::vector<HashFunction>{Scramble, Tenfold, Zero}));
+
+}  // namespace
