@@ -4,15 +4,14 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <chrono>
 #include <random>
 #include <string>
-#include <thread>
 #include <utility>
 #include <vector>
 
 #include "containers/ptrie_internal.h"
 #include "os/owned.h"
+#include "os/platform/clock.h"
 #include "os/platform/thread.h"
 #include "qz/memory.h"
 #include "tests/support/container_models.h"
@@ -591,7 +590,7 @@ TEST(PTrieDepth, NeedsNoStackForEveryLevel) {
                                        nullptr};
   constexpr uint32_t kSmallStackBytes = 0x20000;
   ASSERT_TRUE(platform::StartThread(&start, kSmallStackBytes));
-  while (result == 0) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  while (result == 0) platform::SleepMilliseconds(1);
   EXPECT_EQ(result, 100);
   EXPECT_EQ(iMemory_CountLive(), before);
 }

@@ -1,0 +1,248 @@
+// ReadBufferStream: which reads reach the stream beneath, and what is said about its end.
+#include "qz/readbufferstream.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "qz/memorystream.h"
+#include "qz/sizestream.h"
+#include "tests/support/fail_allocation.h"
+#include "tests/support/scripted_stream.h"
+
+namespace {
+
+using Counts = std::vector<uint32_t>;
+
+struct Buffered {
+  Buffered(uint32_t size, std::deque<std::string> pieces)
+      : script(std::move(pieces)), stream(ReadBufferStream_New(size, script.stream(), 0)) {}
+  ~Buffered() { Stream_Delete(stream); }
+
+  std::string Read(uint32_t count) {
+    std::string bytes(count, '#');
+    bytes.resize(Stream_Read(stream, count, bytes.data()));
+    return bytes;
+  }
+
+  ScriptedStream script;
+  Stream* stream;
+};
+
+TEST(ReadBufferStream, ReadsAWholeBufferForASmallRequest) {
+  Buffered buffered(512, {std::string(600, 'a')});
+  EXPECT_EQ(buffered.Read(100), std::string(100, 'a'));
+  EXPECT_EQ(buffered.script.reads, (Counts{512}));
+  EXPECT_EQ(buffered.Read(412).size(), 412u);
+  EXPECT_EQ(buffered.script.reads, (Counts{512}));
+}
+
+TEST(ReadBufferStream, ReadsALargeRequestDirectly) {
+  Buffered buffered(512, {std::string(2000, 'a')});
+  EXPECT_EQ(buffered.Read(1000).size(), 1000u);
+  EXPECT_EQ(buffered.script.reads, (Counts{1000}));
+  EXPECT_EQ(buffered.Read(512).size(), 512u);
+  EXPECT_EQ(buffered.script.reads, (Counts{1000, 512}));
+}
+
+TEST(ReadBufferStream, ReadsTheRestDirectly_WhenItIsABufferOrMore) {
+  Buffered buffered(10, {"0123456789", "abcdefghijklmnop"});
+  EXPECT_EQ(buffered.Read(4), "0123");
+  EXPECT_EQ(buffered.Read(16), "456789abcdefghij");
+  EXPECT_EQ(buffered.script.reads, (Counts{10, 10}));
+  EXPECT_EQ(buffered.Read(1), "k");
+}
+
+TEST(ReadBufferStream, MakesOneDirectReadOnly) {
+  Buffered buffered(10, {"0123456789", "abc", "def"});
+  EXPECT_EQ(buffered.Read(4), "0123");
+  EXPECT_EQ(buffered.Read(20), "456789abc") << "a short direct read ends the request";
+  EXPECT_EQ(buffered.script.reads, (Counts{10, 14}));
+}
+
+TEST(ReadBufferStream, RefillsUntilTheRequestIsSatisfied) {
+  Buffered buffered(10, {"01", "23", "4567"});
+  EXPECT_EQ(buffered.Read(6), "012345");
+  EXPECT_EQ(buffered.script.reads, (Counts{10, 10, 10}));
+  EXPECT_EQ(buffered.Read(2), "67");
+}
+
+TEST(ReadBufferStream, GivesWhatCame_WhenARefillBringsNothing) {
+  Buffered buffered(10, {"01", "23"});
+  EXPECT_EQ(buffered.Read(6), "0123");
+  EXPECT_EQ(buffered.script.reads, (Counts{10, 10, 10}));
+  EXPECT_EQ(buffered.Read(6), "");
+}
+
+TEST(ReadBufferStream, GoesOn_WhenMoreComesAfterNothing) {
+  Buffered buffered(10, {});
+  EXPECT_EQ(buffered.Read(2), "");
+  buffered.script.pieces = {"abc"};
+  EXPECT_EQ(buffered.Read(2), "ab");
+}
+
+TEST(ReadBufferStream, BuffersNothing_WhenItsSizeIsZero) {
+  Buffered buffered(0, {"abc"});
+  EXPECT_EQ(buffered.Read(1), "a");
+  EXPECT_EQ(buffered.Read(5), "bc");
+  EXPECT_EQ(buffered.script.reads, (Counts{1, 5}));
+}
+
+TEST(ReadBufferStream, RefillsForARequestOfNothing) {
+  Buffered buffered(4, {"abc"});
+  EXPECT_EQ(buffered.Read(0), "");
+  EXPECT_EQ(buffered.script.reads, (Counts{4}));
+  EXPECT_EQ(buffered.Read(0), "");
+  EXPECT_EQ(buffered.script.reads, (Counts{4}));
+  EXPECT_EQ(buffered.Read(3), "abc");
+}
+
+TEST(ReadBufferStream, WritesThrough) {
+  Buffered buffered(10, {});
+  EXPECT_EQ(Stream_Write(buffered.stream, 3, "abc"), 3u);
+  EXPECT_EQ(buffered.script.writes, (std::vector<std::string>{"abc"}));
+}
+
+TEST(ReadBufferStream, AddsTheBufferedBytesToTheAvailableOnes) {
+  Buffered buffered(10, {"abcdef"});
+  buffered.script.available = 100;
+  EXPECT_EQ(Stream_ReadAvail(buffered.stream), 100u);
+  buffered.Read(2);
+  EXPECT_EQ(Stream_ReadAvail(buffered.stream), 104u);
+}
+
+TEST(ReadBufferStream, AddsToAnUnknownCountInThirtyTwoBits) {
+  Buffered buffered(10, {"abcd"});
+  buffered.script.available = 0xFFFFFFFFu;
+  EXPECT_EQ(Stream_ReadAvail(buffered.stream), 0xFFFFFFFFu);
+  buffered.Read(1);
+  EXPECT_EQ(Stream_ReadAvail(buffered.stream), 2u);
+}
+
+TEST(ReadBufferStreamError, GivesAnyErrorButTheEnd) {
+  Buffered buffered(10, {"abc"});
+  for (int32_t error : {0, 8, 7, -1, -7}) {
+    buffered.script.error = error;
+    EXPECT_EQ(Stream_Error(buffered.stream), error);
+  }
+  buffered.Read(2);
+  buffered.script.error = Error_Timeout;
+  EXPECT_EQ(Stream_Error(buffered.stream), 8);
+}
+
+TEST(ReadBufferStreamError, MasksTheEnd_AfterAPartialRefillOnly) {
+  Buffered untouched(4, {});
+  untouched.script.error = Error_Ended;
+  EXPECT_EQ(Stream_Error(untouched.stream), 4);
+  untouched.Read(1);
+  EXPECT_EQ(Stream_Error(untouched.stream), 4);
+
+  Buffered partial(4, {"abc"});
+  partial.script.error = Error_Ended;
+  partial.Read(1);
+  EXPECT_EQ(Stream_Error(partial.stream), 0);
+  partial.Read(2);
+  EXPECT_EQ(Stream_Error(partial.stream), 0) << "masked even when all buffered bytes are read";
+  partial.Read(1);
+  EXPECT_EQ(Stream_Error(partial.stream), 4);
+
+  Buffered full(4, {"abcd"});
+  full.script.error = Error_Ended;
+  full.Read(1);
+  EXPECT_EQ(Stream_Error(full.stream), 4);
+}
+
+TEST(ReadBufferStreamError, IsNotChangedByADirectRead) {
+  Buffered buffered(4, {"abc", "0123456789"});
+  buffered.script.error = Error_Ended;
+  buffered.Read(3);
+  EXPECT_EQ(buffered.Read(10), "0123456789");
+  EXPECT_EQ(Stream_Error(buffered.stream), 0);
+  EXPECT_EQ(buffered.Read(10), "");
+  EXPECT_EQ(Stream_Error(buffered.stream), 0);
+}
+
+TEST(ReadBufferStream, FindsTheStreamsBeneath) {
+  ScriptedStream script;
+  Stream* inner = ReadBufferStream_New(4, script.stream(), 0);
+  Stream* outer = ReadBufferStream_New(4, inner, 1);
+  EXPECT_EQ(Stream_FindType(outer, StreamType_ReadBuffer), outer);
+  EXPECT_EQ(Stream_FindType(outer, kScriptedStreamType), script.stream());
+  EXPECT_EQ(Stream_FindType(outer, StreamType_File), nullptr);
+  EXPECT_EQ(Stream_Delete(outer), 0);
+  EXPECT_EQ(script.deletions, 0);
+}
+
+TEST(ReadBufferStream, DeletesTheStreamBeneathByItsFlag) {
+  ScriptedStream script;
+  EXPECT_EQ(Stream_Delete(ReadBufferStream_New(4, script.stream(), 1)), 0);
+  EXPECT_EQ(script.deletions, 1);
+  EXPECT_EQ(Stream_Delete(ReadBufferStream_New(4, script.stream(), 0)), 0);
+  EXPECT_EQ(script.deletions, 1);
+
+  Stream* stream = ReadBufferStream_New(4, script.stream(), 0);
+  EXPECT_EQ(ReadBufferStream_SetDeleteStream(stream, -1), 0);
+  Stream_Delete(stream);
+  EXPECT_EQ(script.deletions, 2);
+
+  stream = ReadBufferStream_New(4, script.stream(), 1);
+  EXPECT_EQ(ReadBufferStream_SetDeleteStream(stream, 0), 0);
+  Stream_Delete(stream);
+  EXPECT_EQ(script.deletions, 2);
+}
+
+TEST(ReadBufferStreamSetDeleteStream, RefusesAnyOtherStream) {
+  ScriptedStream script;
+  Stream* memory = MemoryStream_New(nullptr, 0);
+  EXPECT_EQ(ReadBufferStream_SetDeleteStream(script.stream(), 1), -4);
+  EXPECT_EQ(ReadBufferStream_SetDeleteStream(memory, 1), -4);
+  EXPECT_EQ(ReadBufferStream_SetDeleteStream(nullptr, 1), -4);
+  Stream_Delete(memory);
+}
+
+TEST(ReadBufferStream, CountsProgressOnBothStreams) {
+  Buffered buffered(10, {"0123456789"});
+  static int outer, inner;
+  outer = inner = 0;
+  Stream_SetIdleMethod(
+      buffered.stream, 10, [](void*, uint32_t, uint32_t) { ++outer; }, nullptr);
+  Stream_SetProgress(buffered.stream, 0, 10);
+  Stream_SetIdleMethod(
+      buffered.script.stream(), 10, [](void*, uint32_t, uint32_t) { ++inner; }, nullptr);
+  Stream_SetProgress(buffered.script.stream(), 0, 10);
+  buffered.Read(3);
+  EXPECT_EQ(outer, 3);
+  EXPECT_EQ(inner, 10);
+}
+
+TEST(ReadBufferStream, GivesClearedBytes_WhenTheStreamBeneathStoresNone) {
+  Stream* stream = ReadBufferStream_New(16, SizeStream_New(), 1);
+  std::string bytes(5, '#');
+  EXPECT_EQ(Stream_Read(stream, 5, bytes.data()), 5u);
+  EXPECT_EQ(bytes, std::string(5, '\0'));
+  Stream_Delete(stream);
+}
+
+TEST(ReadBufferStream, RefusesNoStream) {
+  EXPECT_EQ(ReadBufferStream_New(16, nullptr, 0), nullptr);
+}
+
+TEST(ReadBufferStreamMemory, LeavesTheStreamBeneathAlone_WhenItCannotBeMade) {
+  ScriptedStream script;
+  iMemory_FailAllocation(1);
+  EXPECT_EQ(ReadBufferStream_New(16, script.stream(), 1), nullptr);
+  iMemory_FailAllocation(0);
+  EXPECT_EQ(script.deletions, 0);
+}
+
+TEST(ReadBufferStreamMemory, NeedsOneAllocation) {
+  ScriptedStream script;
+  const int64_t before = iMemory_CountLive();
+  Stream* stream = ReadBufferStream_New(4096, script.stream(), 0);
+  EXPECT_EQ(iMemory_CountLive(), before + 1);
+  Stream_Delete(stream);
+  EXPECT_EQ(iMemory_CountLive(), before);
+}
+
+}  // namespace

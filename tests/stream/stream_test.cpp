@@ -1,0 +1,418 @@
+// The stream core: dispatch, progress, formatted writing and reading to a delimiter.
+#include "qz/stream.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "qz/readbufferstream.h"
+#include "qz/sizestream.h"
+#include "tests/support/scripted_stream.h"
+
+namespace {
+
+using Reports = std::vector<std::pair<uint32_t, uint32_t>>;  // position, total
+
+void Record(void* context, uint32_t position, uint32_t total) {
+  static_cast<Reports*>(context)->emplace_back(position, total);
+}
+
+// A size stream, which reads and writes any count, with the reports of its progress.
+struct ProgressStream {
+  ProgressStream(uint32_t steps, uint32_t total) {
+    Stream_SetIdleMethod(stream, steps, Record, &reports);
+    Stream_SetProgress(stream, 0, total);
+  }
+  ~ProgressStream() { Stream_Delete(stream); }
+
+  // The reports of one read.
+  Reports Read(uint32_t count) {
+    reports.clear();
+    EXPECT_EQ(Stream_Read(stream, count, nullptr), count);
+    return reports;
+  }
+
+  Stream* stream = SizeStream_New();
+  Reports reports;
+};
+
+struct Line {
+  ErrorCode status;
+  uint32_t count;
+  std::string bytes;
+};
+
+Line ReadTo(Stream* stream, const std::string& delimiter, uint32_t bufferSize) {
+  std::string buffer(bufferSize + 1, '#');
+  uint32_t count = 12345;
+  const ErrorCode status = Stream_ReadTo(stream, static_cast<uint32_t>(delimiter.size()), delimiter.data(),
+                                         bufferSize, buffer.data(), &count);
+  EXPECT_EQ(buffer[count], '#') << "something was stored behind the counted bytes";
+  return {status, count, buffer.substr(0, count)};
+}
+
+// ---- header and dispatch -------------------------------------------------------------------------
+
+TEST(StreamInit, StoresTheTypeAndClearsTheProgress) {
+  static constexpr StreamOperations operations{};
+  Stream stream;
+  memset(&stream, 0xAA, sizeof stream);
+  Stream_Init(0x61626364, &operations, &stream);
+  EXPECT_EQ(stream.operations, &operations);
+  EXPECT_EQ(stream.type, 0x61626364u);
+  EXPECT_EQ(stream.progressMethod, nullptr);
+  EXPECT_EQ(stream.progressContext, nullptr);
+  EXPECT_EQ(stream.progressSteps, 0u);
+  EXPECT_EQ(stream.progressPosition, 0u);
+  EXPECT_EQ(stream.progressTotal, 0u);
+}
+
+TEST(Stream, HasItsTypeCodes) {
+  EXPECT_EQ(StreamType_File, 0x66696C65u);
+  EXPECT_EQ(StreamType_Sock, 0x736F636Bu);
+  EXPECT_EQ(StreamType_Memory, 0x6D6D7374u);
+  EXPECT_EQ(StreamType_ReadBuffer, 0x62667373u);
+  EXPECT_EQ(StreamType_Size, 0x737A7374u);
+}
+
+TEST(Stream, AnswersForEmptySlots) {
+  static constexpr StreamOperations operations{};
+  Stream stream;
+  Stream_Init(0x61626364, &operations, &stream);
+  EXPECT_EQ(Stream_ReadAvail(&stream), 0xFFFFFFFFu);
+  EXPECT_EQ(Stream_Error(&stream), 0);
+  EXPECT_EQ(Stream_Delete(&stream), 0);
+  EXPECT_EQ(Stream_FindType(&stream, StreamType_File), nullptr);
+  EXPECT_EQ(Stream_FindType(&stream, 0x61626364), &stream);
+}
+
+TEST(Stream, PassesEverythingToTheOperations) {
+  ScriptedStream script({"abc"});
+  script.error = Error_Timeout;
+  script.available = 17;
+  char buffer[8] = {};
+  EXPECT_EQ(Stream_Read(script.stream(), 8, buffer), 3u);
+  EXPECT_STREQ(buffer, "abc");
+  EXPECT_EQ(script.reads, (std::vector<uint32_t>{8}));
+  EXPECT_EQ(Stream_Write(script.stream(), 2, "xyz"), 2u);
+  EXPECT_EQ(script.writes, (std::vector<std::string>{"xy"}));
+  EXPECT_EQ(Stream_ReadAvail(script.stream()), 17u);
+  EXPECT_EQ(Stream_Error(script.stream()), 8);
+  EXPECT_EQ(Stream_Delete(script.stream()), 7);
+  EXPECT_EQ(script.deletions, 1);
+}
+
+TEST(StreamGetType, DoesNotLookBeneath) {
+  ScriptedStream script;
+  Stream* wrapper = ReadBufferStream_New(16, script.stream(), 0);
+  EXPECT_EQ(Stream_GetType(wrapper, StreamType_ReadBuffer), wrapper);
+  EXPECT_EQ(Stream_GetType(wrapper, kScriptedStreamType), nullptr);
+  EXPECT_EQ(Stream_FindType(wrapper, kScriptedStreamType), script.stream());
+  EXPECT_EQ(Stream_FindType(wrapper, StreamType_ReadBuffer), wrapper);
+  EXPECT_EQ(Stream_FindType(wrapper, StreamType_Sock), nullptr);
+  Stream_Delete(wrapper);
+}
+
+TEST(Stream, RefusesNullPointers) {
+  char byte = 0;
+  uint32_t count = 5;
+  Stream_Init(1, nullptr, nullptr);
+  Stream_SetIdleMethod(nullptr, 1, nullptr, nullptr);
+  Stream_SetProgress(nullptr, 1, 2);
+  EXPECT_EQ(Stream_Write(nullptr, 1, &byte), 0u);
+  EXPECT_EQ(Stream_Read(nullptr, 1, &byte), 0u);
+  EXPECT_EQ(Stream_ReadAvail(nullptr), 0xFFFFFFFFu);
+  EXPECT_EQ(Stream_Error(nullptr), -4);
+  EXPECT_EQ(Stream_GetType(nullptr, 1), nullptr);
+  EXPECT_EQ(Stream_FindType(nullptr, 1), nullptr);
+  EXPECT_EQ(Stream_Delete(nullptr), -4);
+  EXPECT_EQ(Stream_WriteF(nullptr, "%d", 1), -4);
+  EXPECT_EQ(Stream_WriteFLine(nullptr, "%d", 1), -4);
+  EXPECT_EQ(Stream_ReadTo(nullptr, 1, "\n", 1, &byte, &count), -4);
+  EXPECT_EQ(count, 0u);
+
+  ScriptedStream script({"a"});
+  EXPECT_EQ(Stream_ReadTo(script.stream(), 1, nullptr, 1, &byte, nullptr), -4);
+  EXPECT_EQ(Stream_ReadTo(script.stream(), 1, "\n", 1, nullptr, nullptr), -4);
+  EXPECT_TRUE(script.reads.empty());
+}
+
+// ---- progress ------------------------------------------------------------------------------------
+
+TEST(StreamProgress, TakesTheSmallerForThePosition) {
+  ProgressStream progress(10, 0);
+  Stream_SetProgress(progress.stream, 500, 100);
+  EXPECT_EQ(progress.stream->progressPosition, 100u);
+  EXPECT_EQ(progress.stream->progressTotal, 500u);
+  Stream_SetProgress(progress.stream, 7, 9);
+  EXPECT_EQ(progress.stream->progressPosition, 7u);
+  EXPECT_EQ(progress.stream->progressTotal, 9u);
+}
+
+TEST(StreamProgress, ReportsTheStartOfTheStepBefore) {
+  ProgressStream progress(10, 1000);
+  EXPECT_EQ(progress.Read(250), (Reports{{0, 1000}, {100, 1000}}));
+  EXPECT_EQ(progress.Read(50), (Reports{{200, 1000}}));
+  EXPECT_EQ(progress.Read(99), Reports{});
+  EXPECT_EQ(progress.Read(1), (Reports{{300, 1000}}));
+  EXPECT_EQ(progress.Read(0), Reports{});
+  EXPECT_EQ(progress.Read(600),
+            (Reports{{400, 1000}, {500, 1000}, {600, 1000}, {700, 1000}, {800, 1000}, {900, 1000}}));
+}
+
+TEST(StreamProgress, CountsWritesToo) {
+  ProgressStream progress(10, 1000);
+  EXPECT_EQ(Stream_Write(progress.stream, 250, nullptr), 250u);
+  EXPECT_EQ(progress.reports, (Reports{{0, 1000}, {100, 1000}}));
+}
+
+TEST(StreamProgress, CountsWhatWasWrittenAndNotWhatWasAsked) {
+  ScriptedStream script;
+  script.writeLimit = 100;
+  Reports reports;
+  Stream_SetIdleMethod(script.stream(), 10, Record, &reports);
+  Stream_SetProgress(script.stream(), 0, 1000);
+  EXPECT_EQ(Stream_Write(script.stream(), 500, std::string(500, 'x').data()), 100u);
+  EXPECT_EQ(reports, (Reports{{0, 1000}}));
+  EXPECT_EQ(script.header.progressPosition, 100u);
+}
+
+TEST(StreamProgress, RaisesTheTotalBeforeTheStepIsComputed) {
+  ProgressStream progress(10, 100);
+  // 2000 become the total, so a step is 200.
+  EXPECT_EQ(progress.Read(2000), (Reports{{0, 2000},
+                                          {200, 2000},
+                                          {400, 2000},
+                                          {600, 2000},
+                                          {800, 2000},
+                                          {1000, 2000},
+                                          {1200, 2000},
+                                          {1400, 2000},
+                                          {1600, 2000},
+                                          {1800, 2000}}));
+  EXPECT_EQ(progress.stream->progressTotal, 2000u);
+  EXPECT_EQ(progress.stream->progressPosition, 2000u);
+}
+
+TEST(StreamProgress, ComputesTheStepInSinglePrecision) {
+  // 1000 / 3 is 333.33334 in single precision, so 1000 lies just below the third boundary.
+  ProgressStream progress(3, 1000);
+  EXPECT_EQ(progress.Read(333), Reports{});
+  EXPECT_EQ(progress.Read(1), (Reports{{0, 1000}}));
+  EXPECT_EQ(progress.Read(666), (Reports{{333, 1000}}));
+}
+
+TEST(StreamProgress, ReportsSeveralTimesAByte_WhenThereAreMoreStepsThanBytes) {
+  ProgressStream progress(8, 2);
+  EXPECT_EQ(progress.Read(1), (Reports{{0, 2}, {0, 2}, {0, 2}, {0, 2}}));
+  EXPECT_EQ(progress.Read(1), (Reports{{1, 2}, {1, 2}, {1, 2}, {1, 2}}));
+}
+
+TEST(StreamProgress, WrapsThePositionAtThirtyTwoBits) {
+  ProgressStream progress(4, 0xFFFFFFFFu);
+  Stream_SetProgress(progress.stream, 0xFFFFFFF0u, 0xFFFFFFFFu);
+  EXPECT_EQ(progress.Read(0x20), Reports{});
+  EXPECT_EQ(progress.stream->progressPosition, 0x10u);
+  EXPECT_EQ(progress.stream->progressTotal, 0xFFFFFFFFu);
+}
+
+TEST(StreamProgress, DoesNotMoveThePosition_UnlessAllIsSet) {
+  Reports reports;
+  Stream* stream = SizeStream_New();
+  Stream_SetProgress(stream, 5, 100);
+  Stream_Read(stream, 50, nullptr);
+  EXPECT_EQ(stream->progressPosition, 5u);
+
+  Stream_SetIdleMethod(stream, 0, Record, &reports);
+  Stream_Read(stream, 50, nullptr);
+  EXPECT_EQ(stream->progressPosition, 5u);
+
+  Stream_SetIdleMethod(stream, 10, nullptr, &reports);
+  Stream_Read(stream, 50, nullptr);
+  EXPECT_EQ(stream->progressPosition, 5u);
+
+  Stream_SetIdleMethod(stream, 10, Record, &reports);
+  Stream_SetProgress(stream, 0, 0);
+  Stream_Read(stream, 50, nullptr);
+  EXPECT_EQ(stream->progressPosition, 0u);
+  EXPECT_EQ(stream->progressTotal, 0u);
+  EXPECT_TRUE(reports.empty());
+  Stream_Delete(stream);
+}
+
+TEST(StreamProgress, StoresThePositionBeforeItReportsAndFinishesTheRound) {
+  struct Changing {
+    Stream* stream;
+    Reports reports;
+    uint32_t positionSeen = 0;
+    static void Report(void* context, uint32_t position, uint32_t total) {
+      auto* self = static_cast<Changing*>(context);
+      self->positionSeen = self->stream->progressPosition;
+      self->reports.emplace_back(position, total);
+      Stream_SetIdleMethod(self->stream, 0, nullptr, nullptr);
+      Stream_SetProgress(self->stream, 1, 3);
+    }
+  } changing{SizeStream_New(), {}};
+  Stream_SetIdleMethod(changing.stream, 10, Changing::Report, &changing);
+  Stream_SetProgress(changing.stream, 0, 1000);
+  Stream_Read(changing.stream, 250, nullptr);
+  EXPECT_EQ(changing.reports, (Reports{{0, 1000}, {100, 1000}}));
+  EXPECT_EQ(changing.stream->progressPosition, 1u);
+  Stream_Delete(changing.stream);
+}
+
+// ---- formatted writing ---------------------------------------------------------------------------
+
+TEST(StreamWriteF, WritesTheTextInOneCall) {
+  ScriptedStream script;
+  EXPECT_EQ(Stream_WriteF(script.stream(), "%s %d%%", "RETR", 42), 0);
+  EXPECT_EQ(script.writes, (std::vector<std::string>{"RETR 42%"}));
+}
+
+TEST(StreamWriteF, AllowsFourThousandNinetySixCharacters) {
+  ScriptedStream script;
+  const std::string text(4096, 'x');
+  EXPECT_EQ(Stream_WriteF(script.stream(), "%s", text.c_str()), 0);
+  EXPECT_EQ(script.writes, (std::vector<std::string>{text}));
+  EXPECT_EQ(Stream_WriteF(script.stream(), "%sy", text.c_str()), 5);
+  EXPECT_EQ(Stream_WriteF(script.stream(), "%s", std::string(100000, 'x').c_str()), 5);
+  EXPECT_EQ(script.writes.size(), 1u);
+}
+
+TEST(StreamWriteF, CallsTheStreamForAnEmptyText) {
+  ScriptedStream script;
+  EXPECT_EQ(Stream_WriteF(script.stream(), "%s", ""), 0);
+  EXPECT_EQ(script.writes, (std::vector<std::string>{""}));
+}
+
+TEST(StreamWriteF, GivesTheStreamsError_WhenTheWriteIsShort) {
+  ScriptedStream script;
+  script.writeLimit = 2;
+  EXPECT_EQ(Stream_WriteF(script.stream(), "abc"), 4);
+  script.error = Error_Timeout;
+  EXPECT_EQ(Stream_WriteF(script.stream(), "abc"), 8);
+  EXPECT_EQ(Stream_WriteFLine(script.stream(), "abc"), 8);
+  EXPECT_EQ(script.writes, (std::vector<std::string>{"ab", "ab", "ab"}));
+}
+
+TEST(StreamWriteFLine, AppendsCrLfInTheSameCall) {
+  ScriptedStream script;
+  EXPECT_EQ(Stream_WriteFLine(script.stream(), "USER %s", "me"), 0);
+  EXPECT_EQ(Stream_WriteFLine(script.stream(), "%s", ""), 0);
+  EXPECT_EQ(script.writes, (std::vector<std::string>{"USER me\r\n", "\r\n"}));
+}
+
+TEST(StreamWriteFLine, AllowsFourThousandNinetyFourCharacters) {
+  ScriptedStream script;
+  const std::string text(4094, 'x');
+  EXPECT_EQ(Stream_WriteFLine(script.stream(), "%s", text.c_str()), 0);
+  EXPECT_EQ(script.writes, (std::vector<std::string>{text + "\r\n"}));
+  EXPECT_EQ(Stream_WriteFLine(script.stream(), "%sy", text.c_str()), 5);
+  EXPECT_EQ(Stream_WriteFLine(script.stream(), "%syz", text.c_str()), 5);
+  EXPECT_EQ(script.writes.size(), 1u);
+}
+
+// ---- reading to a delimiter ----------------------------------------------------------------------
+
+TEST(StreamReadTo, StoresTheDelimiterToo) {
+  ScriptedStream script({"ab\r\nrest"});
+  const Line line = ReadTo(script.stream(), "\r\n", 100);
+  EXPECT_EQ(line.status, 0);
+  EXPECT_EQ(line.count, 4u);
+  EXPECT_EQ(line.bytes, "ab\r\n");
+}
+
+TEST(StreamReadTo, TakesNothingBehindTheDelimiter) {
+  ScriptedStream script({"ab\r\nrest"});
+  ReadTo(script.stream(), "\r\n", 100);
+  EXPECT_EQ(script.reads, (std::vector<uint32_t>{1, 1, 1, 1}));
+  EXPECT_EQ(script.pieces.front(), "rest");
+}
+
+TEST(StreamReadTo, ReturnsExceed_WhenTheBufferIsFullBeforeTheDelimiter) {
+  ScriptedStream script({"ab\r\n"});
+  const Line line = ReadTo(script.stream(), "\r\n", 3);
+  EXPECT_EQ(line.status, 5);
+  EXPECT_EQ(line.count, 3u);
+  EXPECT_EQ(line.bytes, "ab\r");
+  EXPECT_EQ(script.reads.size(), 3u) << "the buffer is looked at before another byte is read";
+}
+
+TEST(StreamReadTo, FillsTheBufferWithTheDelimitersLastByte) {
+  ScriptedStream script({"ab\r\n"});
+  EXPECT_EQ(ReadTo(script.stream(), "\r\n", 4).status, 0);
+}
+
+TEST(StreamReadTo, ReadsNothingIntoNoBuffer) {
+  ScriptedStream script({"ab"});
+  EXPECT_EQ(ReadTo(script.stream(), "\n", 0).status, 5);
+  EXPECT_TRUE(script.reads.empty());
+}
+
+TEST(StreamReadTo, ReadsNothingForAnEmptyDelimiter) {
+  ScriptedStream script({"ab"});
+  const Line line = ReadTo(script.stream(), "", 100);
+  EXPECT_EQ(line.status, 0);
+  EXPECT_EQ(line.count, 0u);
+  EXPECT_TRUE(script.reads.empty());
+  EXPECT_EQ(Stream_ReadTo(script.stream(), 0, nullptr, 0, nullptr, nullptr), 0);
+}
+
+TEST(StreamReadTo, ReturnsEndedWithWhatCame_WhenTheInputEnds) {
+  ScriptedStream script({"abc"});
+  const Line line = ReadTo(script.stream(), "\n", 100);
+  EXPECT_EQ(line.status, 4);
+  EXPECT_EQ(line.bytes, "abc");
+}
+
+TEST(StreamReadTo, ReturnsTheStreamsError) {
+  ScriptedStream script({"abc"});
+  script.error = Error_Timeout;
+  const Line line = ReadTo(script.stream(), "\n", 100);
+  EXPECT_EQ(line.status, 8);
+  EXPECT_EQ(line.count, 3u);
+}
+
+TEST(StreamReadTo, DoesNotCompareABreakingByteAgain) {
+  // The second CR breaks the match and is not taken for a new beginning.
+  ScriptedStream script({"a\r\r\nb\r\n"});
+  EXPECT_EQ(ReadTo(script.stream(), "\r\n", 100).bytes, "a\r\r\nb\r\n");
+  ScriptedStream tripled({"\r\r\r\n\r\n"});
+  EXPECT_EQ(ReadTo(tripled.stream(), "\r\n", 100).bytes, "\r\r\r\n");
+}
+
+TEST(StreamReadTo, NeedsAllBytesInARow) {
+  ScriptedStream script({"\rx\n\r\n"});
+  EXPECT_EQ(ReadTo(script.stream(), "\r\n", 100).bytes, "\rx\n\r\n");
+}
+
+TEST(StreamReadTo, FindsAZeroByte) {
+  ScriptedStream script({std::string("ab\0cd", 5)});
+  EXPECT_EQ(ReadTo(script.stream(), std::string(1, '\0'), 100).bytes, std::string("ab\0", 3));
+}
+
+TEST(StreamReadTo, GoesOnOverShortReads) {
+  ScriptedStream script({"a", "b\r", "\n"});
+  EXPECT_EQ(ReadTo(script.stream(), "\r\n", 100).bytes, "ab\r\n");
+}
+
+TEST(StreamReadTo, CountsProgressByteByByte) {
+  ScriptedStream script({"abcd\n"});
+  Reports reports;
+  Stream_SetIdleMethod(script.stream(), 5, Record, &reports);
+  Stream_SetProgress(script.stream(), 0, 5);
+  ReadTo(script.stream(), "\n", 100);
+  EXPECT_EQ(reports, (Reports{{0, 5}, {1, 5}, {2, 5}, {3, 5}, {4, 5}}));
+}
+
+TEST(StreamReadTo, ReadsThroughAStreamThatStoresNothing) {
+  // A size stream stores no byte; what is compared is a zero and never what happened to lie there.
+  Stream* stream = SizeStream_New();
+  EXPECT_EQ(ReadTo(stream, std::string(2, '\0'), 10).bytes, std::string(2, '\0'));
+  EXPECT_EQ(ReadTo(stream, "\n", 10).status, 5);
+  Stream_Delete(stream);
+}
+
+}  // namespace
