@@ -1,6 +1,10 @@
 # Compiler settings, by what they are for.
 
 set(QZ_WARNINGS -Wall -Wextra -Wconversion -Wshadow -Werror)
+if(CMAKE_CXX_COMPILER_ID STREQUAL GNU)
+  # Where a bounded print cuts a text, that is what it is there for.
+  list(APPEND QZ_WARNINGS -Wno-format-truncation)
+endif()
 
 if(QZ_SANITIZE)
   add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
