@@ -12,6 +12,7 @@
 #include "qz/winosregistry.h"
 #include "tests/support/environment.h"
 #include "tests/support/error_capture.h"
+#include "tests/support/fail_allocation.h"
 #include "tests/support/os_session.h"
 
 namespace {
@@ -194,6 +195,24 @@ TEST_F(OSInit, CanBeRepeated) {
     EXPECT_FALSE(iOS_IsInited());
   }
   EXPECT_EQ(errors_.Lines(), Lines{});
+}
+
+TEST_F(OSInit, ComesUpOrGivesMemory_WhenMemoryRunsOut) {
+  const std::string log = places_.Folder().Name("x.log");
+  FailEveryAllocation([&] {
+    const ErrorCode status = OS_Init(Name(), 1, log.c_str(), 2, 5, 6, kGuid, 0);
+    if (status == 0) {
+      File* file = File_GetSysFile(0, 2);
+      if (file != nullptr) {
+        EXPECT_EQ(File_Write(file, 1, "x"), 1u);
+      }
+    } else {
+      EXPECT_EQ(status, 1);
+    }
+    OS_Exit(0);
+    iSysDir_Exit();
+    WinOSRegistry_SetID(0, nullptr);
+  });
 }
 
 TEST_F(OSInit, CutsALongCompanyName) {

@@ -98,6 +98,7 @@ TEST(Thread, IsNotRunningAndHasNoExitCode_BeforeItsBodyBegins) {
   }
   ASSERT_EQ(Semaphore_Wait(gate.begun, 10000), 0);
   Semaphore_Signal(gate.mayEnd);
+  EXPECT_TRUE(Eventually([&] { return Thread_ExitCode(thread) == 41 && Thread_IsRunning(thread) == 0; }));
   Thread_Delete(thread);
 }
 

@@ -7,6 +7,8 @@
 #  include <windows.h>
 // After windows.h, which declares what this builds upon.
 #  include <shlobj.h>
+
+#  include "qz/winosregistry.h"
 #else
 #  include <cstdlib>
 #endif
@@ -86,7 +88,8 @@ WithoutStartupFolder::WithoutStartupFolder(const fs::path&) : state_(std::make_u
 WithoutStartupFolder::~WithoutStartupFolder() {
   RegOverridePredefKey(HKEY_CURRENT_USER, nullptr);
   RegCloseKey(state_->empty);
-  RegDeleteKeyA(HKEY_CURRENT_USER, TestKeyName().c_str());
+  // The system itself has written to it meanwhile.
+  WinOSRegistry_DeleteKey(("HKEY_CURRENT_USER\\" + TestKeyName()).c_str());
 }
 
 #else

@@ -16,8 +16,6 @@
 #include "os/owned.h"
 #include "qz/memory.h"
 
-extern char** environ;
-
 namespace platform {
 namespace {
 

@@ -11,7 +11,7 @@ namespace {
 
 // Unlike the Windows figure, which is what is reserved at first, this is all a thread ever gets: room for
 // path buffers and the system's name resolver.
-constexpr uint32_t kMinimumStackBytes = 512 * 1024;
+constexpr uint32_t kMinimumStackBytes = 1024 * 1024;
 
 void* RunThread(void* start) {
   const ThreadStart& thread = *static_cast<const ThreadStart*>(start);
