@@ -1,0 +1,199 @@
+// One request and its response: the text that is sent, and the order of the steps.
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <utility>
+
+#include "net/copy_internal.h"
+#include "net/httpc_internal.h"
+#include "qz/error.h"
+#include "qz/sock.h"
+#include "qz/url.h"
+
+namespace {
+
+using std::string_view;
+
+constexpr const char* kProtocolVersion = "HTTP/1.0";
+constexpr const char* kTextHeaderNames[kHTTPcRequestTexts] = {"Referer", "Connection", "User-Agent", "Host",
+                                                              "Accept"};
+constexpr const char* kContentLengthName = "Content-length";
+constexpr const char* kRangeName = "Range";
+
+constexpr uint32_t kToTheEnd = UINT32_MAX;
+
+// The receive buffer while a body is read: the small one of the connection would hold every round trip to its size.
+constexpr uint32_t kBodyBufferBytes = 1024 * 1024;
+
+bool HasRequest(const HTTPcRequestRecord& request, uint32_t index) { return (request.set & (1u << index)) != 0; }
+
+bool BreaksRequestLine(uint8_t byte) { return byte <= ' ' || byte > '~'; }
+
+template <typename... Arguments>
+void AppendLine(char (&buffer)[kHTTPcRequestSize], uint32_t* length, const char* format, Arguments... arguments) {
+  const int written = snprintf(buffer + *length, sizeof buffer - *length, format, arguments...);
+  *length += static_cast<uint32_t>(written);
+}
+
+// What one request sends, and where its results go.
+struct Exchange {
+  const char* method;
+  string_view uri;
+  Stream* body;  // null: none
+  uint32_t bodyLength;
+  uint32_t sent;
+};
+
+ErrorCode SendRequestText(HTTPc* connection, const Exchange& exchange) {
+  char uri[kHTTPcUriSize];
+  iHTTPc_EncodeUri(exchange.uri, uri);
+  char text[kHTTPcRequestSize];
+  const uint32_t length = iHTTPc_FormatRequest(connection->request, exchange.method, uri, text);
+  // All lines go out in one piece: small ones would wait for each other's acknowledgement.
+  if (Stream_Write(connection->stream, length, text) == length) return Error_None;
+  const ErrorCode status = Stream_Error(connection->stream);
+  return status != Error_None ? status : Error_Ended;
+}
+
+ErrorCode SendBody(HTTPc* connection, Exchange* exchange) {
+  if (exchange->body == nullptr || exchange->bodyLength == 0) return Error_None;
+  return iNet_CopyStream(exchange->body, connection->stream, exchange->bodyLength, &exchange->sent);
+}
+
+void WidenReceiveBuffer(HTTPc* connection) {
+  Stream* stream = Stream_FindType(connection->stream, StreamType_Sock);
+  if (stream == nullptr) return;
+  Sock* same = nullptr;
+  Sock_NewBuffer(reinterpret_cast<Sock*>(stream), SockBuffer_Large, kBodyBufferBytes, &same);
+}
+
+ErrorCode RunExchange(HTTPc* connection, Exchange* exchange, Reply* reply, Stream** stream) {
+  ErrorCode status = SendRequestText(connection, *exchange);
+  if (status == Error_None) status = SendBody(connection, exchange);
+  if (status == Error_None) status = iHTTPc_ReadResponse(connection->stream, &connection->response, reply);
+  if (status != Error_None) {
+    *reply = {};
+    return status;
+  }
+  WidenReceiveBuffer(connection);
+  *stream = connection->stream;
+  return Error_None;
+}
+
+ErrorCode ReadLine(Stream* stream, char (&line)[kHTTPcMaximumLine], uint32_t* length) {
+  return Stream_ReadTo(stream, 1, "\n", sizeof line, line, length);
+}
+
+ErrorCode SetDefaultHost(HTTPcRequestRecord* request, const char* host) {
+  if (host == nullptr || HasRequest(*request, HTTPcRequest_Host)) return Error_None;
+  return iHTTPc_SetRequestText(request, HTTPcRequest_Host, host);
+}
+
+}  // namespace
+
+ErrorCode iHTTPc_SetRequestText(HTTPcRequestRecord* request, uint32_t index, string_view text) {
+  if (text.size() >= kHTTPcTextSize) return Error_Exceed;
+  if (text.find_first_of("\r\n") != string_view::npos) return Error_Invalid;
+  iHTTPc_CopyText(text, request->texts[index]);
+  request->set |= 1u << index;
+  return Error_None;
+}
+
+void iHTTPc_EncodeUri(string_view text, char (&uri)[kHTTPcUriSize]) {
+  constexpr char kDigits[] = "0123456789ABCDEF";
+  if (text.empty()) text = "/";
+  char* out = uri;
+  for (const char c : text.substr(0, kHTTPcMaximumUrl)) {
+    const uint8_t byte = static_cast<uint8_t>(c);
+    if (BreaksRequestLine(byte)) {
+      *out++ = '%';
+      *out++ = kDigits[byte >> 4];
+      *out++ = kDigits[byte & 15];
+    } else {
+      *out++ = c;
+    }
+  }
+  *out = 0;
+}
+
+uint32_t iHTTPc_FormatRequest(const HTTPcRequestRecord& request, const char* method, const char* uri,
+                              char (&buffer)[kHTTPcRequestSize]) {
+  uint32_t length = 0;
+  AppendLine(buffer, &length, "%s %s %s\r\n", method, uri, kProtocolVersion);
+  for (uint32_t i = 0; i < kHTTPcRequestTexts; ++i) {
+    if (HasRequest(request, i)) AppendLine(buffer, &length, "%s: %s\r\n", kTextHeaderNames[i], request.texts[i]);
+  }
+  if (HasRequest(request, HTTPcRequest_ContentLength)) {
+    AppendLine(buffer, &length, "%s: %lu\r\n", kContentLengthName, static_cast<unsigned long>(request.contentLength));
+  }
+  if (HasRequest(request, HTTPcRequest_Range)) {
+    const auto first = static_cast<unsigned long>(request.rangeFirst);
+    if (request.rangeLast == kToTheEnd) {
+      AppendLine(buffer, &length, "%s: bytes=%lu-\r\n", kRangeName, first);
+    } else {
+      AppendLine(buffer, &length, "%s: bytes=%lu-%lu\r\n", kRangeName, first,
+                 static_cast<unsigned long>(request.rangeLast));
+    }
+  }
+  AppendLine(buffer, &length, "%s", "\r\n");
+  return length;
+}
+
+ErrorCode iHTTPc_ReadResponse(Stream* stream, HTTPcResponseRecord* response, Reply* reply) {
+  *response = {};
+  char line[kHTTPcMaximumLine];
+  uint32_t length = 0;
+  ErrorCode status = ReadLine(stream, line, &length);
+  if (status == Error_None) status = iHTTPc_ParseStatusLine({line, length}, response, reply);
+
+  HTTPcHeaderState state = {};
+  for (uint32_t headerBytes = 0; status == Error_None && !state.complete;) {
+    status = ReadLine(stream, line, &length);
+    if (status != Error_None) break;
+    headerBytes += length;
+    if (headerBytes > kHTTPcMaximumHeaderBytes) return Error_Exceed;
+    status = iHTTPc_TakeHeaderLine({line, length}, &state, response);
+  }
+  return status;
+}
+
+ErrorCode HTTPc_Get(HTTPc* connection, const char* url, Reply* reply, Stream** stream) {
+  if (stream != nullptr) *stream = nullptr;
+  if (reply != nullptr) *reply = {};
+  if (connection == nullptr || url == nullptr || reply == nullptr || stream == nullptr) return Error_Invalid;
+  const string_view whole(url);
+  if (whole.size() > kHTTPcMaximumUrl) return Error_Exceed;
+
+  char buffer[kHTTPcMaximumUrl + 1];
+  memcpy(buffer, url, whole.size() + 1);
+  URLData data = {};
+  if (URL_ToData(buffer, &data) != Error_None) return kHTTPc_BadUrl;
+  if (const ErrorCode status = SetDefaultHost(&connection->request, data.host); status != Error_None) return status;
+
+  Exchange exchange = {};
+  exchange.method = "GET";
+  if (connection->viaProxy) {
+    exchange.uri = whole;
+  } else if (data.path != nullptr) {
+    exchange.uri = data.path;
+  }
+  return RunExchange(connection, &exchange, reply, stream);
+}
+
+ErrorCode HTTPc_Post(HTTPc* connection, const char* uri, uint32_t bodyLength, Stream* body, uint32_t* sentOut,
+                     Reply* reply, Stream** stream) {
+  if (sentOut != nullptr) *sentOut = 0;
+  if (stream != nullptr) *stream = nullptr;
+  if (reply != nullptr) *reply = {};
+  if (connection == nullptr || uri == nullptr || reply == nullptr || stream == nullptr) return Error_Invalid;
+
+  Exchange exchange = {};
+  exchange.method = "POST";
+  exchange.uri = uri;
+  exchange.body = body;
+  exchange.bodyLength = bodyLength;
+  if (exchange.uri.size() > kHTTPcMaximumUrl) return Error_Exceed;
+  const ErrorCode status = RunExchange(connection, &exchange, reply, stream);
+  if (sentOut != nullptr) *sentOut = exchange.sent;
+  return status;
+}

@@ -1,0 +1,218 @@
+// The response of an HTTP server, from lines to values. Nothing here reads: a line comes in, a value goes into the
+// record.
+//
+//   HTTP/1.1 206 Partial Content          version, code, first word of the reason
+//   Content-Type: multipart/byteranges; boundary=XYZ
+//   Content-Range: bytes 1000-1999/5000   name ":" value
+//                                         an empty line ends the headers,
+//   --XYZ                                 unless a boundary was named: then the headers of the first part follow,
+//   Content-Type: text/plain              whose own type names none,
+//                                         and the next empty line ends them
+#include <algorithm>
+#include <cstring>
+
+#include "net/httpc_internal.h"
+#include "qz/error.h"
+
+namespace {
+
+using std::string_view;
+
+constexpr string_view kLineBlanks = " \t\n\r";
+constexpr string_view kScanBlanks = " \t\n\v\f\r";
+constexpr string_view kTypeDelimiters = " \t\r\n;=\"";
+constexpr string_view kVersionStart = "HTTP/";
+constexpr uint32_t kStatusLineBit = 1u << 0;
+
+enum class Kind { text, time, length, range };
+
+using TextSlot = char (HTTPcResponseRecord::*)[kHTTPcTextSize];
+using TimeSlot = Time HTTPcResponseRecord::*;
+
+struct HeaderRow {
+  int32_t index;
+  string_view name;
+  Kind kind;
+  TextSlot text;
+  TimeSlot time;
+};
+
+using Record = HTTPcResponseRecord;
+
+constexpr HeaderRow kHeaders[] = {
+    {HTTPcResponse_Server, "Server", Kind::text, &Record::server, nullptr},
+    {HTTPcResponse_Connection, "Connection", Kind::text, &Record::connection, nullptr},
+    {HTTPcResponse_Date, "Date", Kind::time, &Record::date, &Record::dateTime},
+    {HTTPcResponse_ContentType, "Content-type", Kind::text, &Record::contentType, nullptr},
+    {HTTPcResponse_AcceptRanges, "Accept-Ranges", Kind::text, &Record::acceptRanges, nullptr},
+    {HTTPcResponse_LastModified, "Last-Modified", Kind::time, &Record::lastModified, &Record::lastModifiedTime},
+    {HTTPcResponse_ContentLength, "Content-length", Kind::length, nullptr, nullptr},
+    {HTTPcResponse_ContentRange, "Content-Range", Kind::range, nullptr, nullptr},
+    {HTTPcResponse_Location, "Location", Kind::text, &Record::location, nullptr},
+};
+
+char ToLower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c; }
+
+bool EqualsInsensitive(string_view a, string_view b) {
+  return std::equal(a.begin(), a.end(), b.begin(), b.end(),
+                    [](char x, char y) { return ToLower(x) == ToLower(y); });
+}
+
+bool IsDigit(char c) { return c >= '0' && c <= '9'; }
+
+void SkipAny(string_view set, string_view* text) {
+  text->remove_prefix(std::min(text->find_first_not_of(set), text->size()));
+}
+
+string_view Strip(string_view text) {
+  SkipAny(kLineBlanks, &text);
+  return text.substr(0, text.find_last_not_of(kLineBlanks) + 1);
+}
+
+// The next run of bytes outside `delimiters`; empty when none is left.
+string_view TakeToken(string_view delimiters, string_view* text) {
+  SkipAny(delimiters, text);
+  const string_view token = text->substr(0, text->find_first_of(delimiters));
+  text->remove_prefix(token.size());
+  return token;
+}
+
+bool TakeChar(char c, string_view* text) {
+  if (text->empty() || text->front() != c) return false;
+  text->remove_prefix(1);
+  return true;
+}
+
+// A decimal number with a sign and blanks before it, cut to the range of the type; a number that would wrap never
+// does.
+bool TakeInteger(string_view* text, int32_t* value) {
+  SkipAny(kScanBlanks, text);
+  const bool isNegative = TakeChar('-', text);
+  if (!isNegative) TakeChar('+', text);
+  if (text->empty() || !IsDigit(text->front())) return false;
+  int64_t number = 0;
+  for (; !text->empty() && IsDigit(text->front()); text->remove_prefix(1)) {
+    number = std::min<int64_t>(number * 10 + (text->front() - '0'), int64_t{INT32_MAX} + 1);
+  }
+  *value = static_cast<int32_t>(isNegative ? -number : std::min<int64_t>(number, INT32_MAX));
+  return true;
+}
+
+// As above, for lengths and offsets. A negative number is none: taken as written it would become a huge length.
+bool TakeUnsigned(string_view* text, uint32_t* value) {
+  SkipAny(kScanBlanks, text);
+  TakeChar('+', text);
+  if (text->empty() || !IsDigit(text->front())) return false;
+  uint64_t number = 0;
+  for (; !text->empty() && IsDigit(text->front()); text->remove_prefix(1)) {
+    number = std::min<uint64_t>(number * 10 + static_cast<uint64_t>(text->front() - '0'), UINT32_MAX);
+  }
+  *value = static_cast<uint32_t>(number);
+  return true;
+}
+
+// "bytes 1000-1999/5000". The total is not kept, and may be "*": a server that does not know it still says where
+// the body begins, and a caller that resumes must not miss that.
+bool ParseRange(string_view value, uint32_t* first, uint32_t* last) {
+  const size_t blank = value.find(' ');
+  string_view rest = blank == string_view::npos ? value : value.substr(blank + 1);
+  uint32_t firstRead = 0;
+  uint32_t lastRead = 0;
+  if (!TakeUnsigned(&rest, &firstRead) || !TakeChar('-', &rest) || !TakeUnsigned(&rest, &lastRead)) return false;
+  *first = firstRead;
+  *last = lastRead;
+  return true;
+}
+
+bool StoreValue(const HeaderRow& row, string_view value, HTTPcResponseRecord* response) {
+  switch (row.kind) {
+    case Kind::text:
+      iHTTPc_CopyText(value, response->*row.text);
+      return true;
+    case Kind::time: {
+      iHTTPc_CopyText(value, response->*row.text);
+      Time time = {};
+      if (Time_FromString(response->*row.text, &time) != Error_None) return false;
+      response->*row.time = time;
+      return true;
+    }
+    case Kind::length:
+      return TakeUnsigned(&value, &response->contentLength);
+    case Kind::range:
+      return ParseRange(value, &response->rangeFirst, &response->rangeLast);
+  }
+  return false;
+}
+
+// Headers of no interest, empty ones and those with a zero byte, which no text could hold whole, are passed over.
+void TakeHeader(string_view name, string_view value, HTTPcResponseRecord* response) {
+  if (value.empty() || value.find('\0') != string_view::npos) return;
+  for (const HeaderRow& row : kHeaders) {
+    if (!EqualsInsensitive(name, row.name)) continue;
+    if (StoreValue(row, value, response)) response->set |= 1u << row.index;
+    return;
+  }
+}
+
+// The token after "boundary" in a content type; empty when there is none.
+string_view FindBoundary(string_view contentType) {
+  for (string_view rest = contentType;;) {
+    const string_view token = TakeToken(kTypeDelimiters, &rest);
+    if (token.empty()) return token;
+    if (EqualsInsensitive(token, "boundary")) return TakeToken(kTypeDelimiters, &rest);
+  }
+}
+
+void TakeEmptyLine(HTTPcHeaderState* state, const HTTPcResponseRecord& response) {
+  string_view boundary;
+  if ((response.set & (1u << HTTPcResponse_ContentType)) != 0) boundary = FindBoundary(response.contentType);
+  if (boundary.empty()) {
+    state->complete = true;
+  } else {
+    iHTTPc_CopyText(boundary, state->boundary);
+  }
+}
+
+bool HoldsBoundary(const HTTPcHeaderState& state, string_view line) {
+  return state.boundary[0] != 0 && line.find(string_view(state.boundary)) != string_view::npos;
+}
+
+}  // namespace
+
+void iHTTPc_CopyText(string_view text, char (&slot)[kHTTPcTextSize]) {
+  const size_t length = std::min(text.size(), kHTTPcTextSize - 1);
+  memcpy(slot, text.data(), length);
+  slot[length] = 0;
+}
+
+ErrorCode iHTTPc_ParseStatusLine(string_view line, HTTPcResponseRecord* response, Reply* reply) {
+  if (line.find('\0') != string_view::npos) return Error_Invalid;
+  string_view rest = Strip(line);
+  const string_view version = TakeToken(kScanBlanks, &rest);
+  int32_t code = 0;
+  if (!TakeInteger(&rest, &code)) return Error_Invalid;
+  const string_view reason = TakeToken(kScanBlanks, &rest);
+  const size_t versionStart = version.find(kVersionStart);
+  if (reason.empty() || versionStart == string_view::npos) return Error_Invalid;
+
+  const size_t versionLength = version.copy(response->version, sizeof response->version - 1, versionStart);
+  response->version[versionLength] = 0;
+  response->set |= kStatusLineBit;
+  reply->replyClass = code / 100 + '0';
+  reply->code = code;
+  reply->text[reason.copy(reply->text, sizeof reply->text - 1)] = 0;
+  return Error_None;
+}
+
+ErrorCode iHTTPc_TakeHeaderLine(string_view line, HTTPcHeaderState* state, HTTPcResponseRecord* response) {
+  const string_view text = Strip(line);
+  if (text.empty()) {
+    TakeEmptyLine(state, *response);
+    return Error_None;
+  }
+  if (HoldsBoundary(*state, text)) return Error_None;
+  const size_t colon = text.find(':');
+  if (colon == string_view::npos) return Error_Invalid;
+  TakeHeader(text.substr(0, colon), Strip(text.substr(colon + 1)), response);
+  return Error_None;
+}
