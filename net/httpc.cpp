@@ -26,8 +26,8 @@ Sock* SocketOf(HTTPc* connection) {
   return reinterpret_cast<Sock*>(Stream_FindType(connection->stream, StreamType_Sock));
 }
 
-// The small receive buffer comes only after the connection stands: set before, it would fix the window scale of the
-// whole connection, and no later size could undo that.
+// The small receive buffer comes only after the connection stands: set before, it would fix the window scale
+// of the whole connection, and no later size could undo that.
 ErrorCode ConnectSocket(const char* host, uint32_t port, Stream** stream) {
   Sock* sock = nullptr;
   ErrorCode status = Sock_OpenConnectBuffer(SockBuffer_System, host, static_cast<uint16_t>(port), &sock);
@@ -49,7 +49,9 @@ struct Value {
   bool isText;
 };
 
-Value TextValue(const char* text) { return {text, static_cast<uint32_t>(strlen(text)), true}; }
+Value TextValue(const char* text) {
+  return {text, static_cast<uint32_t>(strlen(text)), true};
+}
 
 Value ResponseValue(const HTTPcResponseRecord& response, int32_t index) {
   static_assert(offsetof(HTTPcResponseRecord, rangeLast) == offsetof(HTTPcResponseRecord, rangeFirst) + 4);
@@ -140,7 +142,8 @@ ErrorCode HTTPc_SetAttribute(HTTPc* connection, int32_t index, uint32_t length, 
 ErrorCode HTTPc_GetAttribute(HTTPc* connection, int32_t index, uint32_t bufferSize, uint32_t* lengthOut,
                              void* buffer) {
   if (lengthOut != nullptr) *lengthOut = 0;
-  if (connection == nullptr || index < HTTPcResponse_Server || index > HTTPcResponse_Location) return Error_Invalid;
+  if (connection == nullptr || index < HTTPcResponse_Server || index > HTTPcResponse_Location)
+    return Error_Invalid;
   if ((connection->response.set & (1u << index)) == 0) return Error_NotFound;
   const Value value = ResponseValue(connection->response, index);
   if (lengthOut != nullptr) *lengthOut = value.length;

@@ -1,5 +1,6 @@
-// HTTPc from the inside: the record of one connection, and the steps from lines to values and back. What stands
-// here between the record and iHTTPc_Send does no input or output, so that tests and fuzzers reach it directly.
+// HTTPc from the inside: the record of one connection, and the steps from lines to values and back. What
+// stands here between the record and iHTTPc_Send does no input or output, so that tests and fuzzers reach it
+// directly.
 #pragma once
 
 #include <cstdint>
@@ -14,8 +15,8 @@ constexpr size_t kHTTPcTextSize = 256;
 // A URL or request URI has at most this many bytes.
 constexpr size_t kHTTPcMaximumUrl = 1023;
 
-// Kept: a URL that does not parse gives a number that is no status of enum Error; the transfer engine tells it
-// apart from every failure of the connection by that.
+// Kept: a URL that does not parse gives a number that is no status of enum Error; the transfer engine tells
+// it apart from every failure of the connection by that.
 constexpr ErrorCode kHTTPc_BadUrl = -6;
 
 constexpr uint32_t kHTTPcRequestTexts = 5;
@@ -33,7 +34,8 @@ struct HTTPcRequestRecord {
   uint32_t rangeLast;  // all ones: to the end
 };
 
-// What the server answered. `set` has one bit for each index of enum HTTPcResponse; bit 0: a status line came.
+// What the server answered. `set` has one bit for each index of enum HTTPcResponse; bit 0: a status line
+// came.
 struct HTTPcResponseRecord {
   uint32_t set;
   uint32_t contentLength;
@@ -70,7 +72,8 @@ constexpr size_t kHTTPcRequestSize = 8192;
 // Copies the text into a slot, cut to what fits, and ends it.
 void iHTTPc_CopyText(std::string_view text, char (&slot)[kHTTPcTextSize]);
 
-// Stores a request text. Error_Exceed above 255 bytes, Error_Invalid with CR or LF in it; then nothing is stored.
+// Stores a request text. Error_Exceed above 255 bytes, Error_Invalid with CR or LF in it; then nothing is
+// stored.
 ErrorCode iHTTPc_SetRequestText(HTTPcRequestRecord* request, uint32_t index, std::string_view text);
 
 // Writes `text` as it can stand in a request line: blanks, control bytes and bytes above 126 as "%" and two
@@ -82,8 +85,8 @@ void iHTTPc_EncodeUri(std::string_view text, char (&uri)[kHTTPcUriSize]);
 uint32_t iHTTPc_FormatRequest(const HTTPcRequestRecord& request, const char* method, const char* uri,
                               char (&buffer)[kHTTPcRequestSize]);
 
-// Takes "HTTP/1.0 200 OK" apart; the line's ends may still carry blanks and the line end. Error_Invalid when it
-// is no status line; then nothing is stored.
+// Takes "HTTP/1.0 200 OK" apart; the line's ends may still carry blanks and the line end. Error_Invalid when
+// it is no status line; then nothing is stored.
 ErrorCode iHTTPc_ParseStatusLine(std::string_view line, HTTPcResponseRecord* response, Reply* reply);
 
 // The progress of reading headers from line to line.
@@ -92,13 +95,14 @@ struct HTTPcHeaderState {
   bool complete;                  // the body follows
 };
 
-// Takes one header line (its ends may still carry blanks and the line end) into the record, or ends the headers.
-// Error_Invalid for a line without a colon.
-ErrorCode iHTTPc_TakeHeaderLine(std::string_view line, HTTPcHeaderState* state, HTTPcResponseRecord* response);
+// Takes one header line (its ends may still carry blanks and the line end) into the record, or ends the
+// headers. Error_Invalid for a line without a colon.
+ErrorCode iHTTPc_TakeHeaderLine(std::string_view line, HTTPcHeaderState* state,
+                                HTTPcResponseRecord* response);
 
-// Reads the status line and the headers and leaves the stream at the first byte of the body. Error_Invalid for
-// lines that do not parse, Error_Exceed for a line over 1024 bytes or headers over 1 MiB, else the status of the
-// stream.
+// Reads the status line and the headers and leaves the stream at the first byte of the body. Error_Invalid
+// for lines that do not parse, Error_Exceed for a line over 1024 bytes or headers over 1 MiB, else the status
+// of the stream.
 ErrorCode iHTTPc_ReadResponse(Stream* stream, HTTPcResponseRecord* response, Reply* reply);
 
 // A connection record without a stream; null when memory runs out. Freed by HTTPc_Close.

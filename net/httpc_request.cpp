@@ -22,15 +22,21 @@ constexpr const char* kRangeName = "Range";
 
 constexpr uint32_t kToTheEnd = UINT32_MAX;
 
-// The receive buffer while a body is read: the small one of the connection would hold every round trip to its size.
+// The receive buffer while a body is read: the small one of the connection would hold every round trip to its
+// size.
 constexpr uint32_t kBodyBufferBytes = 1024 * 1024;
 
-bool HasRequest(const HTTPcRequestRecord& request, uint32_t index) { return (request.set & (1u << index)) != 0; }
+bool HasRequest(const HTTPcRequestRecord& request, uint32_t index) {
+  return (request.set & (1u << index)) != 0;
+}
 
-bool BreaksRequestLine(uint8_t byte) { return byte <= ' ' || byte > '~'; }
+bool BreaksRequestLine(uint8_t byte) {
+  return byte <= ' ' || byte > '~';
+}
 
 template <typename... Arguments>
-void AppendLine(char (&buffer)[kHTTPcRequestSize], uint32_t* length, const char* format, Arguments... arguments) {
+void AppendLine(char (&buffer)[kHTTPcRequestSize], uint32_t* length, const char* format,
+                Arguments... arguments) {
   const int written = snprintf(buffer + *length, sizeof buffer - *length, format, arguments...);
   *length += static_cast<uint32_t>(written);
 }
@@ -121,10 +127,12 @@ uint32_t iHTTPc_FormatRequest(const HTTPcRequestRecord& request, const char* met
   uint32_t length = 0;
   AppendLine(buffer, &length, "%s %s %s\r\n", method, uri, kProtocolVersion);
   for (uint32_t i = 0; i < kHTTPcRequestTexts; ++i) {
-    if (HasRequest(request, i)) AppendLine(buffer, &length, "%s: %s\r\n", kTextHeaderNames[i], request.texts[i]);
+    if (HasRequest(request, i))
+      AppendLine(buffer, &length, "%s: %s\r\n", kTextHeaderNames[i], request.texts[i]);
   }
   if (HasRequest(request, HTTPcRequest_ContentLength)) {
-    AppendLine(buffer, &length, "%s: %lu\r\n", kContentLengthName, static_cast<unsigned long>(request.contentLength));
+    AppendLine(buffer, &length, "%s: %lu\r\n", kContentLengthName,
+               static_cast<unsigned long>(request.contentLength));
   }
   if (HasRequest(request, HTTPcRequest_Range)) {
     const auto first = static_cast<unsigned long>(request.rangeFirst);
@@ -168,7 +176,8 @@ ErrorCode HTTPc_Get(HTTPc* connection, const char* url, Reply* reply, Stream** s
   memcpy(buffer, url, whole.size() + 1);
   URLData data = {};
   if (URL_ToData(buffer, &data) != Error_None) return kHTTPc_BadUrl;
-  if (const ErrorCode status = SetDefaultHost(&connection->request, data.host); status != Error_None) return status;
+  if (const ErrorCode status = SetDefaultHost(&connection->request, data.host); status != Error_None)
+    return status;
 
   Exchange exchange = {};
   exchange.method = "GET";

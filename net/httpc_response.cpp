@@ -1,12 +1,12 @@
-// The response of an HTTP server, from lines to values. Nothing here reads: a line comes in, a value goes into the
-// record.
+// The response of an HTTP server, from lines to values. Nothing here reads: a line comes in, a value goes
+// into the record.
 //
 //   HTTP/1.1 206 Partial Content          version, code, first word of the reason
 //   Content-Type: multipart/byteranges; boundary=XYZ
 //   Content-Range: bytes 1000-1999/5000   name ":" value
 //                                         an empty line ends the headers,
-//   --XYZ                                 unless a boundary was named: then the headers of the first part follow,
-//   Content-Type: text/plain              whose own type names none,
+//   --XYZ                                 unless a boundary was named: then the headers of the first part
+//   follow, Content-Type: text/plain              whose own type names none,
 //                                         and the next empty line ends them
 #include <algorithm>
 #include <cstring>
@@ -45,20 +45,25 @@ constexpr HeaderRow kHeaders[] = {
     {HTTPcResponse_Date, "Date", Kind::time, &Record::date, &Record::dateTime},
     {HTTPcResponse_ContentType, "Content-type", Kind::text, &Record::contentType, nullptr},
     {HTTPcResponse_AcceptRanges, "Accept-Ranges", Kind::text, &Record::acceptRanges, nullptr},
-    {HTTPcResponse_LastModified, "Last-Modified", Kind::time, &Record::lastModified, &Record::lastModifiedTime},
+    {HTTPcResponse_LastModified, "Last-Modified", Kind::time, &Record::lastModified,
+     &Record::lastModifiedTime},
     {HTTPcResponse_ContentLength, "Content-length", Kind::length, nullptr, nullptr},
     {HTTPcResponse_ContentRange, "Content-Range", Kind::range, nullptr, nullptr},
     {HTTPcResponse_Location, "Location", Kind::text, &Record::location, nullptr},
 };
 
-char ToLower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c; }
+char ToLower(char c) {
+  return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c;
+}
 
 bool EqualsInsensitive(string_view a, string_view b) {
   return std::equal(a.begin(), a.end(), b.begin(), b.end(),
                     [](char x, char y) { return ToLower(x) == ToLower(y); });
 }
 
-bool IsDigit(char c) { return c >= '0' && c <= '9'; }
+bool IsDigit(char c) {
+  return c >= '0' && c <= '9';
+}
 
 void SkipAny(string_view set, string_view* text) {
   text->remove_prefix(std::min(text->find_first_not_of(set), text->size()));
@@ -83,8 +88,8 @@ bool TakeChar(char c, string_view* text) {
   return true;
 }
 
-// A decimal number with a sign and blanks before it, cut to the range of the type; a number that would wrap never
-// does.
+// A decimal number with a sign and blanks before it, cut to the range of the type; a number that would wrap
+// never does.
 bool TakeInteger(string_view* text, int32_t* value) {
   SkipAny(kScanBlanks, text);
   const bool isNegative = TakeChar('-', text);
@@ -98,7 +103,8 @@ bool TakeInteger(string_view* text, int32_t* value) {
   return true;
 }
 
-// As above, for lengths and offsets. A negative number is none: taken as written it would become a huge length.
+// As above, for lengths and offsets. A negative number is none: taken as written it would become a huge
+// length.
 bool TakeUnsigned(string_view* text, uint32_t* value) {
   SkipAny(kScanBlanks, text);
   TakeChar('+', text);
@@ -111,14 +117,15 @@ bool TakeUnsigned(string_view* text, uint32_t* value) {
   return true;
 }
 
-// "bytes 1000-1999/5000". The total is not kept, and may be "*": a server that does not know it still says where
-// the body begins, and a caller that resumes must not miss that.
+// "bytes 1000-1999/5000". The total is not kept, and may be "*": a server that does not know it still says
+// where the body begins, and a caller that resumes must not miss that.
 bool ParseRange(string_view value, uint32_t* first, uint32_t* last) {
   const size_t blank = value.find(' ');
   string_view rest = blank == string_view::npos ? value : value.substr(blank + 1);
   uint32_t firstRead = 0;
   uint32_t lastRead = 0;
-  if (!TakeUnsigned(&rest, &firstRead) || !TakeChar('-', &rest) || !TakeUnsigned(&rest, &lastRead)) return false;
+  if (!TakeUnsigned(&rest, &firstRead) || !TakeChar('-', &rest) || !TakeUnsigned(&rest, &lastRead))
+    return false;
   *first = firstRead;
   *last = lastRead;
   return true;
@@ -144,7 +151,8 @@ bool StoreValue(const HeaderRow& row, string_view value, HTTPcResponseRecord* re
   return false;
 }
 
-// Headers of no interest, empty ones and those with a zero byte, which no text could hold whole, are passed over.
+// Headers of no interest, empty ones and those with a zero byte, which no text could hold whole, are passed
+// over.
 void TakeHeader(string_view name, string_view value, HTTPcResponseRecord* response) {
   if (value.empty() || value.find('\0') != string_view::npos) return;
   for (const HeaderRow& row : kHeaders) {

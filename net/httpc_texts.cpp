@@ -58,4 +58,6 @@ static_assert(IsAscending());
 
 }  // namespace
 
-const char* iHTTPc_ReplyText(int32_t code) { return StringLookup_ByIndex(kReplyTexts, kReplyTextCount, code); }
+const char* iHTTPc_ReplyText(int32_t code) {
+  return StringLookup_ByIndex(kReplyTexts, kReplyTextCount, code);
+}

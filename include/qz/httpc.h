@@ -1,11 +1,11 @@
 /* HTTPc: one HTTP/1.0 request per connection (RFC 1945, ranges of RFC 7233).
  *
- * HTTPc_Open connects, HTTPc_SetAttribute gives request headers, HTTPc_Get or HTTPc_Post sends the one request and
- * reads the status line and the headers; the body is then read from the connection's stream. HTTPc_Close ends the
- * connection. The status code of the server never makes a call fail: look at the reply.
+ * HTTPc_Open connects, HTTPc_SetAttribute gives request headers, HTTPc_Get or HTTPc_Post sends the one
+ * request and reads the status line and the headers; the body is then read from the connection's stream.
+ * HTTPc_Close ends the connection. The status code of the server never makes a call fail: look at the reply.
  *
- * Every call may block, at most 61 seconds for each single wait on the network. One thread uses a connection at a
- * time; different connections are independent. Needs OS_Init. */
+ * Every call may block, at most 61 seconds for each single wait on the network. One thread uses a connection
+ * at a time; different connections are independent. Needs OS_Init. */
 #ifndef QZ_HTTPC_H
 #define QZ_HTTPC_H
 
@@ -40,51 +40,50 @@ enum HTTPcResponse {
   HTTPcResponse_Location = 9       /* text */
 };
 
-/* Connects to a server, or to the proxy when the proxy settings name one for HTTP and the host does not bypass it.
- * host: name or dotted address, at most 1023 bytes; copied. port: 0 to 65535. connection: receives the connection,
- * owned by the caller (free with HTTPc_Close); null after a failure.
- * Returns None, Invalid (null argument, port out of range), Exceed (host too long), Memory, or the status of
- * connecting (see Sock_OpenConnectBuffer). */
+/* Connects to a server, or to the proxy when the proxy settings name one for HTTP and the host does not
+ * bypass it. host: name or dotted address, at most 1023 bytes; copied. port: 0 to 65535. connection: receives
+ * the connection, owned by the caller (free with HTTPc_Close); null after a failure. Returns None, Invalid
+ * (null argument, port out of range), Exceed (host too long), Memory, or the status of connecting (see
+ * Sock_OpenConnectBuffer). */
 QZ_API ErrorCode HTTPc_Open(const char* host, uint32_t port, HTTPc** connection);
 
 /* Sets one request header; setting it again replaces it.
- * index: of enum HTTPcRequest. length: bytes at value: those of the text (a terminator is not needed), or 4 or 8.
- * value: the text or numbers; copied.
- * Returns None, Invalid (null argument, any other index, a wrong length of numbers, CR or LF in a text), Exceed (a
- * text over 255 bytes). After a failure the header is as before. */
+ * index: of enum HTTPcRequest. length: bytes at value: those of the text (a terminator is not needed), or 4
+ * or 8. value: the text or numbers; copied. Returns None, Invalid (null argument, any other index, a wrong
+ * length of numbers, CR or LF in a text), Exceed (a text over 255 bytes). After a failure the header is as
+ * before. */
 QZ_API ErrorCode HTTPc_SetAttribute(HTTPc* connection, int32_t index, uint32_t length, const void* value);
 
-/* Sends "GET" and reads the status line and the headers. What is asked for is the path of the URL ("/" when it has
- * none), or the whole URL text over a proxy; blanks, control bytes and bytes above 126 are written as "%" and two
- * hexadecimal digits.
- * url: at most 1023 bytes. reply: receives class, code and the first word of the reason. stream: receives the
- * connection's stream at the first byte of the body; it stays the connection's, borrowed until HTTPc_Close. After
- * a failure reply is empty and stream null.
- * Returns None, whatever the server's code; -6 (no named status) for a URL that does not parse, Invalid (null
- * argument, CR or LF in the host), Exceed (URL over 1023 or host over 255 bytes): nothing was sent. Invalid for a
- * response that is none, Exceed for a line over 1024 bytes or headers over 1 MiB, else the status of the
- * connection: Ended, Timeout, Retry, ... */
+/* Sends "GET" and reads the status line and the headers. What is asked for is the path of the URL ("/" when
+ * it has none), or the whole URL text over a proxy; blanks, control bytes and bytes above 126 are written as
+ * "%" and two hexadecimal digits. url: at most 1023 bytes. reply: receives class, code and the first word of
+ * the reason. stream: receives the connection's stream at the first byte of the body; it stays the
+ * connection's, borrowed until HTTPc_Close. After a failure reply is empty and stream null. Returns None,
+ * whatever the server's code; -6 (no named status) for a URL that does not parse, Invalid (null argument, CR
+ * or LF in the host), Exceed (URL over 1023 or host over 255 bytes): nothing was sent. Invalid for a response
+ * that is none, Exceed for a line over 1024 bytes or headers over 1 MiB, else the status of the connection:
+ * Ended, Timeout, Retry, ... */
 QZ_API ErrorCode HTTPc_Get(HTTPc* connection, const char* url, Reply* reply, Stream** stream);
 
 /* Sends "POST" with a body and reads the status line and the headers. No header is added: the caller sets
  * HTTPcRequest_ContentLength and HTTPcRequest_Host.
- * uri: the request URI, at most 1023 bytes; escaped as for HTTPc_Get. bodyLength: bytes of the body; all ones: to
- * the end of the body stream. body: read from its position, borrowed; null: no body. sentOut: receives the bytes of
- * the body that were sent, also after a failure; may be null. reply, stream: as for HTTPc_Get.
- * Returns as HTTPc_Get, and the failure of reading or sending the body: Ended when the body stream is shorter than
- * bodyLength, Exceed when the connection takes no more. */
+ * uri: the request URI, at most 1023 bytes; escaped as for HTTPc_Get. bodyLength: bytes of the body; all
+ * ones: to the end of the body stream. body: read from its position, borrowed; null: no body. sentOut:
+ * receives the bytes of the body that were sent, also after a failure; may be null. reply, stream: as for
+ * HTTPc_Get. Returns as HTTPc_Get, and the failure of reading or sending the body: Ended when the body stream
+ * is shorter than bodyLength, Exceed when the connection takes no more. */
 QZ_API ErrorCode HTTPc_Post(HTTPc* connection, const char* uri, uint32_t bodyLength, Stream* body,
                             uint32_t* sentOut, Reply* reply, Stream** stream);
 
 /* Gives one value of the response.
- * index: of enum HTTPcResponse. bufferSize: bytes at buffer. lengthOut: receives the length of the text without its
- * terminator, or the bytes of a number or time; also when the buffer is too small; 0 after other failures; may be
- * null. buffer: receives the value, a text with its terminator; may be null when bufferSize is 0, to ask for the
- * length. Nothing is written to it after a failure.
- * Returns None, Invalid (null argument, index outside 1 to 9), NotFound (the server did not send it, or it did not
- * parse), Exceed (the buffer is too small; a text needs its length and one byte). */
-QZ_API ErrorCode HTTPc_GetAttribute(HTTPc* connection, int32_t index, uint32_t bufferSize, uint32_t* lengthOut,
-                                    void* buffer);
+ * index: of enum HTTPcResponse. bufferSize: bytes at buffer. lengthOut: receives the length of the text
+ * without its terminator, or the bytes of a number or time; also when the buffer is too small; 0 after other
+ * failures; may be null. buffer: receives the value, a text with its terminator; may be null when bufferSize
+ * is 0, to ask for the length. Nothing is written to it after a failure. Returns None, Invalid (null
+ * argument, index outside 1 to 9), NotFound (the server did not send it, or it did not parse), Exceed (the
+ * buffer is too small; a text needs its length and one byte). */
+QZ_API ErrorCode HTTPc_GetAttribute(HTTPc* connection, int32_t index, uint32_t bufferSize,
+                                    uint32_t* lengthOut, void* buffer);
 
 /* Gives the address of the server, or of the proxy.
  * address: receives 4 bytes, port: 2 bytes, both in network order; each may be null.

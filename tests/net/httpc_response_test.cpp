@@ -84,8 +84,19 @@ TEST(HTTPcStatusLine, GivesVersionClassCodeAndTheFirstReasonWord) {
 
 TEST(HTTPcStatusLine, RefusesWhatIsNotThreeWords) {
   const char* lines[] = {
-      "",       "\r\n",          " \t \r\n",  "HTTP/1.0",      "HTTP/1.0 200",   "HTTP/1.0 200 \r\n", "HTTP/1.0 OK 200",
-      "200 OK", "HTTP/1.0 - OK", "HTTP/1.0+", "FTP/1.0 200 OK", "http/1.0 200 OK", "<html><body>hello</body>",
+      "",
+      "\r\n",
+      " \t \r\n",
+      "HTTP/1.0",
+      "HTTP/1.0 200",
+      "HTTP/1.0 200 \r\n",
+      "HTTP/1.0 OK 200",
+      "200 OK",
+      "HTTP/1.0 - OK",
+      "HTTP/1.0+",
+      "FTP/1.0 200 OK",
+      "http/1.0 200 OK",
+      "<html><body>hello</body>",
   };
   for (const char* line : lines) {
     const StatusResult result = ParseStatus(line);
@@ -149,8 +160,8 @@ TEST(HTTPcHeaders, MatchesNamesWithoutRegardToCase) {
 }
 
 TEST(HTTPcHeaders, PassesOverUnknownNamesAndEmptyValues) {
-  for (const char* line : {"X-Server: x", "Serve: x", "Servers: x", "Server : x", ": x", "Server:", "Server: \t \r\n",
-                           "Content-Length:", "Set-Cookie: a=b", "Age:1"}) {
+  for (const char* line : {"X-Server: x", "Serve: x", "Servers: x", "Server : x", ": x",
+                           "Server:", "Server: \t \r\n", "Content-Length:", "Set-Cookie: a=b", "Age:1"}) {
     const HeaderResult result = TakeLines({line});
     EXPECT_EQ(result.status, 0) << line;
     EXPECT_EQ(result.response.set, 0u) << line;
@@ -333,8 +344,9 @@ TEST(HTTPcMultipart, FindsTheBoundaryAmongTheTokens) {
 }
 
 TEST(HTTPcMultipart, IsNone_WhenNoBoundaryIsNamed) {
-  for (const char* type : {"multipart/byteranges", "multipart/byteranges; boundary", "multipart/byteranges; boundary=",
-                           "multipart/byteranges; boundary=\"\"", "x; xboundary=a", "x; boundaryx=a"}) {
+  for (const char* type : {"multipart/byteranges", "multipart/byteranges; boundary",
+                           "multipart/byteranges; boundary=", "multipart/byteranges; boundary=\"\"",
+                           "x; xboundary=a", "x; boundaryx=a"}) {
     const HeaderResult result = TakeLines({"Content-Type: " + string(type), ""});
     EXPECT_TRUE(result.state.complete) << type;
     EXPECT_STREQ(result.state.boundary, "") << type;
@@ -376,10 +388,11 @@ TEST(HTTPcReadResponse, LeavesTheStreamAtTheFirstByteOfTheBody) {
   EXPECT_EQ(ReadResponse("HTTP/1.0 200 OK\r\nContent-Length: 4\r\n\r\n\r\nab").rest, "\r\nab");
   EXPECT_EQ(ReadResponse("HTTP/1.0 200 OK\n\nbody").rest, "body");
   EXPECT_EQ(ReadResponse("HTTP/1.0 204 No\r\n\r\n").rest, "");
-  EXPECT_EQ(ReadResponse("HTTP/1.1 206 Partial\r\nContent-Type: multipart/byteranges; boundary=B\r\n\r\n"
-                         "--B\r\nContent-Type: text/plain\r\nContent-Range: bytes 1-2/9\r\n\r\nxy\r\n--B--\r\n")
-                .rest,
-            "xy\r\n--B--\r\n");
+  EXPECT_EQ(
+      ReadResponse("HTTP/1.1 206 Partial\r\nContent-Type: multipart/byteranges; boundary=B\r\n\r\n"
+                   "--B\r\nContent-Type: text/plain\r\nContent-Range: bytes 1-2/9\r\n\r\nxy\r\n--B--\r\n")
+          .rest,
+      "xy\r\n--B--\r\n");
 }
 
 TEST(HTTPcReadResponse, StartsFromAnEmptyRecord) {
