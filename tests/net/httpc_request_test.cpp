@@ -306,6 +306,14 @@ TEST(HTTPcGet, GivesAnEmptyReplyAfterAFailure) {
   }
 }
 
+TEST(HTTPcGet, ForgetsTheResponseBefore) {
+  Fixture fixture("HTTP/1.0 200 OK\r\nServer: s\r\n\r\nHTTP/1.0 204 No\r\nConnection: close\r\n\r\n");
+  EXPECT_EQ(fixture.Get("http://h/f"), 0);
+  EXPECT_EQ(fixture.Get("http://h/f"), 0);
+  EXPECT_EQ(fixture.reply.code, 204);
+  EXPECT_EQ(fixture.connection->response.set, 1u | 4u);
+}
+
 TEST(HTTPcGet, GivesTheStatusOfTheConnection_WhenTheRequestIsNotTaken) {
   Fixture fixture;
   fixture.wire.LimitWrites(5, Error_Timeout);
