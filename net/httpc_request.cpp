@@ -22,9 +22,10 @@ constexpr const char* kRangeName = "Range";
 
 constexpr uint32_t kToTheEnd = UINT32_MAX;
 
-// The receive buffer while a body is read: the small one of the connection would hold every round trip to its
-// size.
-constexpr uint32_t kBodyBufferBytes = 1024 * 1024;
+// The receive buffer of a response. It must stand before the request goes out: a server that sends more than
+// the small buffer of the connection holds has its packets dropped, waits longer and longer before it sends
+// them again, and does not recover when the buffer grows later.
+constexpr uint32_t kResponseBufferBytes = 1024 * 1024;
 
 bool HasRequest(const HTTPcRequestRecord& request, uint32_t index) {
   return (request.set & (1u << index)) != 0;
@@ -66,14 +67,16 @@ ErrorCode SendBody(HTTPc* connection, Exchange* exchange) {
   return iNet_CopyStream(exchange->body, connection->stream, exchange->bodyLength, &exchange->sent);
 }
 
+// A matter of speed only: a system that refuses the size goes on with what it has.
 void WidenReceiveBuffer(HTTPc* connection) {
   Stream* stream = Stream_FindType(connection->stream, StreamType_Sock);
   if (stream == nullptr) return;
   Sock* same = nullptr;
-  Sock_NewBuffer(reinterpret_cast<Sock*>(stream), SockBuffer_Large, kBodyBufferBytes, &same);
+  Sock_NewBuffer(reinterpret_cast<Sock*>(stream), SockBuffer_Large, kResponseBufferBytes, &same);
 }
 
 ErrorCode RunExchange(HTTPc* connection, Exchange* exchange, Reply* reply, Stream** stream) {
+  WidenReceiveBuffer(connection);
   ErrorCode status = SendRequestText(connection, *exchange);
   if (status == Error_None) status = SendBody(connection, exchange);
   if (status == Error_None) status = iHTTPc_ReadResponse(connection->stream, &connection->response, reply);
@@ -81,7 +84,6 @@ ErrorCode RunExchange(HTTPc* connection, Exchange* exchange, Reply* reply, Strea
     *reply = {};
     return status;
   }
-  WidenReceiveBuffer(connection);
   *stream = connection->stream;
   return Error_None;
 }

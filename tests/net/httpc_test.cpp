@@ -286,7 +286,7 @@ TEST_F(HTTPcConnection, GivesEveryCodeToTheCaller) {
   }
 }
 
-TEST_F(HTTPcConnection, WidensTheReceiveBufferForTheBodyOnly) {
+TEST_F(HTTPcConnection, WidensTheReceiveBufferForTheResponse) {
   ScriptedServer server({Answer(Okay("body"))});
   ASSERT_EQ(Open(server), 0);
   const int32_t before = ReceiveBufferBytes();
