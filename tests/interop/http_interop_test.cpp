@@ -213,9 +213,9 @@ TEST_F(HTTPInterop, GetsAnEmptyFile) {
 TEST_F(HTTPInterop, IsToldWhereARedirectGoes) {
   for (int n = 3; n > 0; --n) {
     Open(nginxPort);
-    Get("/redirect/" + std::to_string(n), 302);
+    Get(string("/redirect/").append(std::to_string(n)), 302);
     EXPECT_EQ(reply.replyClass, '3');
-    EXPECT_EQ(Text(9), base + "/redirect/" + std::to_string(n - 1));
+    EXPECT_EQ(Text(9), base + string("/redirect/").append(std::to_string(n - 1)));
   }
   Open(nginxPort);
   Get("/redirect/0", 200);
@@ -240,7 +240,7 @@ TEST_F(HTTPInterop, IsToldWhereARedirectGoes) {
 TEST_F(HTTPInterop, IsToldWhatWentWrong) {
   for (int32_t code : {400, 401, 403, 404, 416, 500, 503}) {
     Open(nginxPort);
-    Get("/status/" + std::to_string(code), code);
+    Get(string("/status/").append(std::to_string(code)), code);
     EXPECT_EQ(reply.replyClass, '0' + code / 100);
   }
   for (uint32_t port : {nginxPort, lighttpdPort}) {
