@@ -17,7 +17,8 @@ bool EndsWithinTenSeconds(Process* process) {
 }
 
 std::string Command(const char* rest) {
-  return "\"" + ProgramPath().string() + "\" --qz-child " + rest;
+  std::string command = "\"";
+  return command.append(ProgramPath().string()).append("\" --qz-child ").append(rest);
 }
 
 TEST(ProcessLaunchHere, LooksForTheProgramWhereTheSystemDoes) {

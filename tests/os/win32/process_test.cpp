@@ -12,7 +12,8 @@
 namespace {
 
 TEST(ProcessIsActive, TakesTheExitCode259ForAChildThatRuns) {
-  const std::string command = "\"" + ProgramPath().string() + "\" --qz-child exit 259";
+  std::string command = "\"";
+  command += ProgramPath().string() + "\" --qz-child exit 259";
   Process* process = nullptr;
   ASSERT_EQ(Process_Launch(nullptr, command.c_str(), nullptr, &process), 0);
   // The record begins with the process's number.
