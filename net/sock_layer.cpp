@@ -1,5 +1,6 @@
 // Starting and stopping the socket layer, and the count of sockets alive.
 #include "net/sock_internal.h"
+#include "os/os_internal.h"
 #include "os/platform/error.h"
 #include "os/platform/window.h"
 #include "os/socketlayer_internal.h"
@@ -46,7 +47,7 @@ ErrorCode iSock_Init() {
     case platform::SocketStart::WrongVersion:
       return Error_Fail;
   }
-  const platform::WindowCreation window = platform::CreateHiddenWindow(kWindowName, 0);
+  const platform::WindowCreation window = platform::CreateHiddenWindow(kWindowName, iOS_GetInstance());
   if (window == platform::WindowCreation::Created) return Error_None;
   Error("%s", MessageOf(window));
   platform::StopSockets();

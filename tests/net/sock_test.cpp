@@ -1,77 +1,453 @@
-// Sockets: making, connecting, moving bytes.
+// Sockets: making, naming, setting up and closing them.
 #include "qz/sock.h"
 
 #include <gtest/gtest.h>
 
 #include <cstring>
 #include <string>
+#include <vector>
 
-#include "net/sock_internal.h"
-#include "os/socketlayer_internal.h"
-#include "qz/error.h"
-#include "tests/support/loopback.h"
-#include "tests/support/scripted_server.h"
+#include "tests/net/sock_fixture.h"
+#include "tests/support/error_capture.h"
+#include "tests/support/fail_allocation.h"
+#include "tests/support/socket_probe.h"
 
 using loopback::Result;
 
 namespace {
 
-class SockTest : public testing::Test {
- protected:
-  void SetUp() override {
-    ASSERT_EQ(iSock_Init(), 0);
-    ASSERT_EQ(iSock_CountLive(), 0u);
-    iSock_SetWaitMilliseconds(10000);
-  }
-  void TearDown() override {
-    iSock_SetWaitMilliseconds(0);
-    iSock_SetLookUp(nullptr);
-    EXPECT_EQ(iSock_CountLive(), 0u);
+uint16_t PortIn(const uint8_t* bytes) {
+  return static_cast<uint16_t>(bytes[0] * 256 + bytes[1]);
+}
+
+int lookUps = 0;
+std::string lastLookUp;
+
+uint32_t AnswerWithThisMachine(const char* host, uint8_t* address) {
+  ++lookUps;
+  lastLookUp = host;
+  const uint8_t loopbackAddress[4] = {127, 0, 0, 1};
+  memcpy(address, loopbackAddress, 4);
+  return 0;
+}
+
+uint32_t AnswerWithAllOnes(const char* /*host*/, uint8_t* address) {
+  memset(address, 0xFF, 4);
+  return 0;
+}
+
+uint32_t lookUpError = 0;
+uint32_t AnswerWithAnError(const char* /*host*/, uint8_t* /*address*/) {
+  return lookUpError;
+}
+
+TEST(SockLayer, OwnsAWindowWhileItRuns) {
+  ASSERT_EQ(iSock_Init(), 0);
+  EXPECT_EQ(socket_probe::WindowExists("qzSockHandler"), socket_probe::HasWindows());
+  iSock_Exit();
+  EXPECT_FALSE(socket_probe::WindowExists("qzSockHandler"));
+}
+
+TEST(SockLayer, ReportsThatTheWindowClassIsTaken) {
+  ASSERT_EQ(iSock_Init(), 0);
+  ErrorCapture capture;
+  if (socket_probe::HasWindows()) {
+    EXPECT_EQ(iSock_Init(), -1);
+    ASSERT_EQ(capture.Lines().size(), 1u);
+    EXPECT_EQ(capture.Lines()[0], "#### Error: OS_Init: Socket RegisterClass(...) failed\n");
+  } else {
+    EXPECT_EQ(iSock_Init(), 0);
+    EXPECT_TRUE(capture.Lines().empty());
     iSock_Exit();
   }
+  iSock_Exit();
+  EXPECT_FALSE(socket_probe::WindowExists("qzSockHandler"));
+}
 
-  // A socket of the library and the test's own end of the same connection.
-  void Open(uint32_t bufferKind = 0) {
-    ASSERT_EQ(Sock_OpenConnectBuffer(bufferKind, "127.0.0.1", listener.port(), &sock), 0);
-    peer = listener.Accept();
-    ASSERT_TRUE(peer.IsOpen());
+TEST(SockLayer, StartsAgainAfterItsEnd) {
+  for (int i = 0; i < 3; ++i) {
+    ASSERT_EQ(iSock_Init(), 0);
+    iSock_Exit();
   }
+}
 
-  loopback::Listener listener;
-  loopback::Connection peer;
+TEST(SockLayer, ForgetsSocketsThatOutliveIt) {
+  ASSERT_EQ(iSock_Init(), 0);
   Sock* sock = nullptr;
-};
+  ASSERT_EQ(Sock_NewCreate(&sock), 0);
+  EXPECT_EQ(iSock_CountLive(), 1u);
+  iSock_Exit();
+  EXPECT_EQ(iSock_CountLive(), 0u);
+  ASSERT_EQ(iSock_Init(), 0);
+  Sock_Delete(sock);
+  EXPECT_EQ(iSock_CountLive(), 0u);
+  iSock_Exit();
+}
 
-TEST_F(SockTest, ReadsWhatHasArrivedAndNoMore) {
+TEST(SockWait, Lasts61SecondsUnlessATestSaysOtherwise) {
+  EXPECT_EQ(iSock_GetWaitMilliseconds(), 61000u);
+  iSock_SetWaitMilliseconds(5);
+  EXPECT_EQ(iSock_GetWaitMilliseconds(), 5u);
+  iSock_SetWaitMilliseconds(0);
+  EXPECT_EQ(iSock_GetWaitMilliseconds(), 61000u);
+}
+
+TEST_F(SockTest, IsAStreamOfItsType) {
   Open();
-  ASSERT_TRUE(peer.Send(std::string(30, 'x')));
-  ASSERT_EQ(Sock_SelectRead(sock, 5, 0), 0);
-  char bytes[100];
-  EXPECT_EQ(Sock_Read(sock, 100, bytes), 30u);
+  auto* stream = reinterpret_cast<Stream*>(sock);
+  EXPECT_EQ(stream->type, 0x736F636Bu);
+  EXPECT_EQ(Stream_FindType(stream, 0x736F636Bu), stream);
+  EXPECT_EQ(Stream_FindType(stream, 0x66696C65u), nullptr);
+  EXPECT_EQ(Stream_Error(stream), 0);
+  EXPECT_EQ(Stream_Delete(stream), 0);
+  sock = nullptr;
+  EXPECT_EQ(iSock_CountLive(), 0u);
+}
+
+TEST_F(SockTest, CountsSocketsThatWereMadeOrAccepted) {
+  Sock* server = nullptr;
+  ASSERT_EQ(Sock_OpenListen(0, &server), 0);
+  uint8_t port[2];
+  ASSERT_EQ(Sock_GetSockName(server, nullptr, port), 0);
+  ASSERT_EQ(Sock_OpenConnectBuffer(0, "127.0.0.1", PortIn(port), &sock), 0);
+  Sock* accepted = nullptr;
+  ASSERT_EQ(Sock_Accept(server, &accepted), 0);
+  EXPECT_EQ(iSock_CountLive(), 3u);
+  EXPECT_EQ(Sock_Close(accepted), 0);
+  EXPECT_EQ(iSock_CountLive(), 3u);
+  EXPECT_EQ(Sock_Delete(accepted), 0);
+  EXPECT_EQ(Sock_Delete(server), 0);
+  EXPECT_EQ(iSock_CountLive(), 1u);
+}
+
+TEST_F(SockTest, GivesNamesInNetworkOrder) {
+  Open();
+  uint8_t address[4];
+  uint8_t port[2];
+  ASSERT_EQ(Sock_GetPeerName(sock, address, port), 0);
+  EXPECT_EQ(memcmp(address, "\x7f\0\0\1", 4), 0);
+  EXPECT_EQ(PortIn(port), listener.port());
+  memset(address, 0, sizeof address);
+  ASSERT_EQ(Sock_GetSockName(sock, address, nullptr), 0);
+  EXPECT_EQ(memcmp(address, "\x7f\0\0\1", 4), 0);
+}
+
+TEST_F(SockTest, GivesNoneAndZeroesForThePeerOfAnUnconnectedSocket) {
+  ASSERT_EQ(Sock_NewCreate(&sock), 0);
+  uint8_t address[4] = {9, 9, 9, 9};
+  uint8_t port[2] = {9, 9};
+  EXPECT_EQ(Sock_GetPeerName(sock, address, port), 0);
   EXPECT_EQ(Sock_GetError(sock), 0);
-  EXPECT_EQ(std::string(bytes, 30), std::string(30, 'x'));
-  EXPECT_EQ(Sock_Delete(sock), 0);
+  EXPECT_EQ(memcmp(address, "\0\0\0\0", 4), 0);
+  EXPECT_EQ(memcmp(port, "\0\0", 2), 0);
 }
 
-TEST_F(SockTest, GivesEnded_WhenThePeerHasClosed) {
-  Open();
-  peer.Close();
-  char byte = 0;
-  EXPECT_EQ(Sock_Read(sock, 1, &byte), 0u);
-  EXPECT_EQ(Sock_GetError(sock), 4);
-  EXPECT_EQ(Sock_Delete(sock), 0);
+TEST_F(SockTest, CopiesNoNameWhenItFails) {
+  ASSERT_EQ(Sock_NewCreate(&sock), 0);
+  Sock_Close(sock);
+  uint8_t address[4] = {9, 9, 9, 9};
+  EXPECT_EQ(Sock_GetSockName(sock, address, nullptr), 7);
+  EXPECT_EQ(address[0], 9);
 }
 
-TEST_F(SockTest, WritesEverything) {
-  Open();
-  const std::string block(3 << 20, 'w');
+TEST_F(SockTest, LooksAllOnesUpByName) {
+  iSock_SetLookUp(AnswerWithThisMachine);
+  lookUps = 0;
+  ASSERT_EQ(Sock_OpenConnectBuffer(0, "255.255.255.255", listener.port(), &sock), 0);
+  EXPECT_EQ(lookUps, 1);
+  EXPECT_EQ(lastLookUp, "255.255.255.255");
+}
+
+TEST_F(SockTest, DoesNotLookDottedAddressesUp) {
+  iSock_SetLookUp(AnswerWithThisMachine);
+  lookUps = 0;
+  ASSERT_EQ(Sock_OpenConnectBuffer(0, "127.0.0.1", listener.port(), &sock), 0);
+  EXPECT_EQ(lookUps, 0);
+}
+
+TEST_F(SockTest, GivesInvalid_WhenTheAddressIsAllOnes) {
+  iSock_SetLookUp(AnswerWithAllOnes);
+  ASSERT_EQ(Sock_NewCreate(&sock), 0);
+  EXPECT_EQ(Sock_Connect(sock, "somewhere", 80), -4);
+  EXPECT_EQ(Sock_GetError(sock), -4);
+}
+
+TEST_F(SockTest, TranslatesFailedLookUps) {
+  iSock_SetLookUp(AnswerWithAnError);
+  ASSERT_EQ(Sock_NewCreate(&sock), 0);
+  const int32_t rows[][2] = {{11001, -3}, {11002, 9}, {11003, -1}, {10050, -7}, {10055, 1}};
+  for (auto& row : rows) {
+    lookUpError = static_cast<uint32_t>(row[0]);
+    EXPECT_EQ(Sock_Connect(sock, "somewhere", 80), row[1]) << row[0];
+    EXPECT_EQ(Sock_Bind(sock, "somewhere", 0), row[1]) << row[0];
+  }
+}
+
+TEST_F(SockTest, FindsTheSystemsNames) {
+  ASSERT_EQ(Sock_NewCreate(&sock), 0);
+  EXPECT_EQ(Sock_Connect(sock, "localhost", listener.port()), 0);
+}
+
+TEST_F(SockTest, RefusesHostsThatCanBeNoName) {
+  iSock_SetLookUp(AnswerWithThisMachine);
+  lookUps = 0;
+  ASSERT_EQ(Sock_NewCreate(&sock), 0);
+  EXPECT_EQ(Sock_Connect(sock, "", listener.port()), -3);
+  EXPECT_EQ(Sock_Connect(sock, std::string(65536, 'h').c_str(), listener.port()), -3);
+  EXPECT_EQ(Sock_Connect(sock, std::string(256, 'h').c_str(), listener.port()), -3);
+  EXPECT_EQ(lookUps, 0);
+  EXPECT_EQ(Sock_Connect(sock, std::string(255, 'h').c_str(), listener.port()), 0);
+}
+
+TEST_F(SockTest, GivesNoAccess_WhenNobodyListens) {
+  ASSERT_EQ(Sock_NewCreate(&sock), 0);
+  EXPECT_EQ(Sock_Connect(sock, "127.0.0.1", loopback::UnusedPort()), -5);
+  EXPECT_EQ(Sock_GetError(sock), -5);
+}
+
+TEST_F(SockTest, GivesExists_WhenThePortIsTaken) {
+  ASSERT_EQ(Sock_NewCreate(&sock), 0);
+  EXPECT_EQ(Sock_Bind(sock, "127.0.0.1", listener.port()), 3);
+  EXPECT_EQ(Sock_GetError(sock), 3);
+}
+
+TEST_F(SockTest, BindsAndListens) {
+  ASSERT_EQ(Sock_NewCreate(&sock), 0);
+  ASSERT_EQ(Sock_Bind(sock, "127.0.0.1", 0), 0);
+  ASSERT_EQ(Sock_Listen(sock, 0), 0);
+  uint8_t port[2];
+  ASSERT_EQ(Sock_GetSockName(sock, nullptr, port), 0);
+  loopback::Connection client = loopback::Connect(PortIn(port));
+  Sock* accepted = nullptr;
+  ASSERT_EQ(Sock_AcceptBuffer(sock, 2, &accepted), 0);
+  EXPECT_EQ(socket_probe::ReceiveBufferOf(Sock_GetDescriptor(accepted)),
+            socket_probe::ReceiveBufferAfterAsking(4096));
+  EXPECT_EQ(Sock_Write(accepted, 2, "hi"), 2u);
   std::string got;
-  std::thread reader([&] { peer.ReceiveExactly(&got, block.size()); });
-  EXPECT_EQ(Sock_Write(sock, static_cast<uint32_t>(block.size()), block.data()), block.size());
-  EXPECT_EQ(Sock_GetError(sock), 0);
-  reader.join();
+  EXPECT_EQ(client.ReceiveExactly(&got, 2), Result::Data);
+  EXPECT_EQ(Sock_Delete(accepted), 0);
+}
+
+TEST_F(SockTest, ListensAtOnceAtAPortThatWasJustUsed) {
+  Sock* server = nullptr;
+  ASSERT_EQ(Sock_OpenListen(0, &server), 0);
+  uint8_t port[2];
+  Sock_GetSockName(server, nullptr, port);
+  loopback::Connection client = loopback::Connect(PortIn(port));
+  Sock* accepted = nullptr;
+  ASSERT_EQ(Sock_Accept(server, &accepted), 0);
+  Sock_Shutdown(accepted, 1);
+  Sock_Delete(accepted);
+  Sock_Delete(server);
+  EXPECT_EQ(Sock_OpenListen(PortIn(port), &sock), 0);
+}
+
+TEST_F(SockTest, SetsTheReceiveBufferByKindAndSize) {
+  struct Row {
+    uint32_t kind;
+    uint32_t size;
+    int asked;  // 0: nothing is changed
+  };
+  for (const Row& row : {Row{0, 0, 0}, Row{0, 5000, 0}, Row{1, 0, 1024}, Row{2, 0, 4096}, Row{77, 0, 4096},
+                         Row{1, 20000, 20000}, Row{2, 20000, 20000}}) {
+    Sock* created = nullptr;
+    Sock* out = nullptr;
+    ASSERT_EQ(Sock_NewCreate(&created), 0);
+    EXPECT_EQ(Sock_NewBuffer(created, row.kind, row.size, &out), 0);
+    EXPECT_EQ(out, created);
+    EXPECT_EQ(socket_probe::ReceiveBufferOf(Sock_GetDescriptor(created)),
+              socket_probe::ReceiveBufferAfterAsking(row.asked))
+        << row.kind << " " << row.size;
+    Sock_Delete(created);
+  }
+}
+
+TEST_F(SockTest, MovesMuchThroughTheSmallestBuffer) {
+  Open(1);
+  const std::string block(1 << 20, 'b');
+  std::thread sender([&] { peer.Send(block); });
+  std::string got;
+  while (got.size() < block.size()) {
+    const std::string piece = Read(65536);
+    if (piece.empty()) break;
+    got += piece;
+  }
+  sender.join();
   EXPECT_TRUE(got == block);
-  EXPECT_EQ(Sock_Delete(sock), 0);
+}
+
+TEST_F(SockTest, PassesOptionsThrough) {
+  ASSERT_EQ(Sock_NewCreate(&sock), 0);
+  int32_t value = 30000;
+  EXPECT_EQ(Sock_SetOpt(sock, socket_probe::SocketLevel(), socket_probe::ReceiveBufferOption(), &value, 4),
+            0);
+  int32_t read = 0;
+  int32_t length = 4;
+  EXPECT_EQ(
+      Sock_GetOpt(sock, socket_probe::SocketLevel(), socket_probe::ReceiveBufferOption(), &read, &length), 0);
+  EXPECT_EQ(read, socket_probe::ReceiveBufferAfterAsking(30000));
+  EXPECT_EQ(length, 4);
+  // An option that no system knows.
+  EXPECT_EQ(Sock_SetOpt(sock, socket_probe::SocketLevel(), 0x7FFF, &value, 4), -1);
+  EXPECT_EQ(Sock_GetError(sock), -1);
+  EXPECT_EQ(Sock_GetOpt(sock, socket_probe::SocketLevel(), 0x7FFF, &read, &length), -1);
+}
+
+TEST_F(SockTest, DoesNotSupportKeepAlive) {
+  Open();
+  EXPECT_EQ(Sock_SetKeepAlive(sock, 1), -4);
+  EXPECT_EQ(Sock_SetKeepAlive(sock, 0), -4);
+  EXPECT_EQ(Sock_GetError(sock), 0);
+}
+
+TEST_F(SockTest, IsNotInheritedByChildPrograms) {
+  Sock* server = nullptr;
+  ASSERT_EQ(Sock_OpenListen(0, &server), 0);
+  uint8_t port[2];
+  Sock_GetSockName(server, nullptr, port);
+  ASSERT_EQ(Sock_OpenConnectBuffer(0, "127.0.0.1", PortIn(port), &sock), 0);
+  Sock* accepted = nullptr;
+  ASSERT_EQ(Sock_Accept(server, &accepted), 0);
+  for (Sock* each : {server, sock, accepted})
+    EXPECT_FALSE(socket_probe::IsInherited(Sock_GetDescriptor(each)));
+  Sock_Delete(accepted);
+  Sock_Delete(server);
+}
+
+TEST_F(SockTest, GivesCancelFromEveryCallOnceClosed) {
+  Open();
+  EXPECT_EQ(Sock_Close(sock), 0);
+  EXPECT_EQ(Sock_GetDescriptor(sock), 0xFFFFFFFFu);
+  EXPECT_EQ(Sock_Close(sock), 0);
+  char byte = 0;
+  uint32_t count = 9;
+  int32_t value = 1;
+  int32_t length = 4;
+  Sock* other = nullptr;
+  EXPECT_EQ(Sock_Bind(sock, nullptr, 0), 7);
+  EXPECT_EQ(Sock_Listen(sock, 1), 7);
+  EXPECT_EQ(Sock_Accept(sock, &other), 7);
+  EXPECT_EQ(other, nullptr);
+  EXPECT_EQ(Sock_Connect(sock, "127.0.0.1", 1), 7);
+  EXPECT_EQ(Sock_Shutdown(sock, 2), 7);
+  EXPECT_EQ(Sock_ReadAvail(sock, &count), 7);
+  EXPECT_EQ(count, 0u);
+  EXPECT_EQ(Stream_ReadAvail(reinterpret_cast<Stream*>(sock)), 0u);
+  EXPECT_EQ(Sock_Read(sock, 1, &byte), 0u);
+  EXPECT_EQ(Sock_GetError(sock), 7);
+  EXPECT_EQ(Sock_Write(sock, 1, &byte), 0u);
+  EXPECT_EQ(Sock_GetError(sock), 7);
+  EXPECT_EQ(Sock_SelectRead(sock, 10, 0), 7);
+  EXPECT_EQ(Sock_SelectWrite(sock, 10, 0), 7);
+  EXPECT_EQ(Sock_SetAsync(sock, 1), 7);
+  EXPECT_EQ(Sock_SetOpt(sock, 1, 1, &value, 4), 7);
+  EXPECT_EQ(Sock_GetOpt(sock, 1, 1, &value, &length), 7);
+  EXPECT_EQ(Sock_GetPeerName(sock, nullptr, nullptr), 0);
+}
+
+TEST_F(SockTest, ClosesAbortively) {
+  Open();
+  const std::string block(200000, 'u');
+  peer.SetReceiveBuffer(2048);
+  Sock_SetAsync(sock, 1);
+  iSock_SetWaitMilliseconds(1);
+  Sock_Write(sock, static_cast<uint32_t>(block.size()), block.data());
+  EXPECT_EQ(Sock_Close(sock), 0);
+  std::string got;
+  EXPECT_EQ(peer.ReceiveAll(&got), Result::Reset);
+}
+
+TEST_F(SockTest, ShutsOneDirectionDown) {
+  Open();
+  EXPECT_EQ(Sock_Shutdown(sock, 1), 0);
+  std::string got;
+  EXPECT_EQ(peer.ReceiveAll(&got), Result::Closed);
+  ASSERT_TRUE(peer.Send("late"));
+  peer.Close();
+  std::string late;
+  for (std::string piece = Read(10); !piece.empty(); piece = Read(10)) late += piece;
+  EXPECT_EQ(late, "late");
+  EXPECT_EQ(Sock_GetError(sock), 4);
+  // The end after one's own shutdown is an end, however often it is asked for.
+  EXPECT_EQ(Read(1), "");
+  EXPECT_EQ(Sock_GetError(sock), 4);
+}
+
+TEST_F(SockTest, LeavesNothingBehind_WhenOpeningFails) {
+  Sock* other = reinterpret_cast<Sock*>(&listener);
+  EXPECT_EQ(Sock_OpenConnectBuffer(1, "127.0.0.1", loopback::UnusedPort(), &other), -5);
+  EXPECT_EQ(other, nullptr);
+  EXPECT_EQ(iSock_CountLive(), 0u);
+}
+
+TEST_F(SockTest, RefusesNullArguments) {
+  ASSERT_EQ(Sock_NewCreate(&sock), 0);
+  Sock* out = nullptr;
+  uint32_t count = 0;
+  EXPECT_EQ(Sock_NewCreate(nullptr), -4);
+  EXPECT_EQ(Sock_Connect(sock, nullptr, 1), -4);
+  EXPECT_EQ(Sock_Connect(nullptr, "127.0.0.1", 1), -4);
+  EXPECT_EQ(Sock_Bind(nullptr, nullptr, 1), -4);
+  EXPECT_EQ(Sock_Listen(nullptr, 1), -4);
+  EXPECT_EQ(Sock_Accept(nullptr, &out), -4);
+  EXPECT_EQ(Sock_Accept(sock, nullptr), -4);
+  EXPECT_EQ(Sock_AcceptBuffer(nullptr, 0, &out), -4);
+  EXPECT_EQ(Sock_Shutdown(nullptr, 2), -4);
+  EXPECT_EQ(Sock_GetSockName(nullptr, nullptr, nullptr), -4);
+  EXPECT_EQ(Sock_GetPeerName(nullptr, nullptr, nullptr), -4);
+  EXPECT_EQ(Sock_ReadAvail(nullptr, &count), -4);
+  EXPECT_EQ(Sock_ReadAvail(sock, nullptr), -4);
+  EXPECT_EQ(Sock_Read(nullptr, 1, &count), 0u);
+  EXPECT_EQ(Sock_Write(nullptr, 1, &count), 0u);
+  EXPECT_EQ(Sock_Read(sock, 1, nullptr), 0u);
+  EXPECT_EQ(Sock_GetError(sock), -4);
+  EXPECT_EQ(Sock_Write(sock, 1, nullptr), 0u);
+  EXPECT_EQ(Sock_GetError(sock), -4);
+  EXPECT_EQ(Sock_SelectRead(nullptr, 0, 0), -4);
+  EXPECT_EQ(Sock_SelectWrite(nullptr, 0, 0), -4);
+  EXPECT_EQ(Sock_SetAsync(nullptr, 1), -4);
+  EXPECT_EQ(Sock_SetOpt(sock, 1, 1, nullptr, 4), -4);
+  EXPECT_EQ(Sock_GetOpt(sock, 1, 1, nullptr, nullptr), -4);
+  EXPECT_EQ(Sock_GetError(nullptr), -4);
+  EXPECT_EQ(Sock_GetDescriptor(nullptr), 0xFFFFFFFFu);
+  EXPECT_EQ(Sock_Close(nullptr), -4);
+  EXPECT_EQ(Sock_Delete(nullptr), -4);
+  EXPECT_EQ(Sock_NewBuffer(nullptr, 1, 0, &out), -4);
+  EXPECT_EQ(Sock_NewBuffer(sock, 1, 0, nullptr), -4);
+  EXPECT_EQ(Sock_OpenConnectBuffer(0, "127.0.0.1", 1, nullptr), -4);
+  EXPECT_EQ(Sock_OpenConnectBuffer(0, nullptr, 1, &out), -4);
+  EXPECT_EQ(Sock_OpenListen(0, nullptr), -4);
+}
+
+TEST_F(SockTest, GivesMemory_WhenAnAllocationFails) {
+  FailEveryAllocation([this] {
+    Sock* server = nullptr;
+    ErrorCode status = Sock_OpenListen(0, &server);
+    if (server == nullptr) {
+      EXPECT_EQ(status, 1);
+      return;
+    }
+    uint8_t port[2];
+    Sock_GetSockName(server, nullptr, port);
+    Sock* client = nullptr;
+    status = Sock_OpenConnectBuffer(1, "127.0.0.1", PortIn(port), &client);
+    EXPECT_EQ(status, client == nullptr ? 1 : 0);
+    loopback::Connection own;
+    if (client == nullptr) own = loopback::Connect(PortIn(port));
+    Sock* accepted = nullptr;
+    status = Sock_AcceptBuffer(server, 1, &accepted);
+    EXPECT_EQ(status, accepted == nullptr ? 1 : 0);
+    if (accepted == nullptr && client != nullptr) {
+      // The connection that could not be recorded is closed.
+      char byte = 0;
+      EXPECT_EQ(Sock_Read(client, 1, &byte), 0u);
+      EXPECT_NE(Sock_GetError(client), 8);
+    }
+    Sock_Delete(accepted);
+    Sock_Delete(client);
+    Sock_Delete(server);
+    EXPECT_EQ(iSock_CountLive(), 0u);
+  });
 }
 
 }  // namespace

@@ -41,7 +41,6 @@ LPCSTR NameOf(ATOM atom) {
 }  // namespace
 
 WindowCreation CreateHiddenWindow(const char* name, Word instance) {
-  hidden = HiddenWindow{};
   const auto module = instance != 0 ? reinterpret_cast<HINSTANCE>(instance) : GetModuleHandleA(nullptr);
   const ATOM classAtom = RegisterClassOf(name, module);
   if (classAtom == 0) return WindowCreation::ClassFailed;
