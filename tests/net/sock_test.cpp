@@ -340,8 +340,11 @@ TEST_F(SockTest, GivesCancelFromEveryCallOnceClosed) {
   EXPECT_EQ(Sock_SelectRead(sock, 10, 0), 7);
   EXPECT_EQ(Sock_SelectWrite(sock, 10, 0), 7);
   EXPECT_EQ(Sock_SetAsync(sock, 1), 7);
-  EXPECT_EQ(Sock_SetOpt(sock, 1, 1, &value, 4), 7);
-  EXPECT_EQ(Sock_GetOpt(sock, 1, 1, &value, &length), 7);
+  EXPECT_EQ(Sock_SetOpt(sock, socket_probe::SocketLevel(), socket_probe::ReceiveBufferOption(), &value, 4),
+            7);
+  EXPECT_EQ(
+      Sock_GetOpt(sock, socket_probe::SocketLevel(), socket_probe::ReceiveBufferOption(), &value, &length),
+      7);
   EXPECT_EQ(Sock_GetPeerName(sock, nullptr, nullptr), 0);
 }
 

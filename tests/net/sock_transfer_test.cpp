@@ -1,0 +1,615 @@
+// Sockets: waiting, reading, writing, and closing while another thread waits.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstring>
+#include <future>
+#include <string>
+#include <vector>
+
+#include "qz/stream.h"
+#include "tests/net/sock_fixture.h"
+#include "tests/support/fault_proxy.h"
+#include "tests/support/scripted_server.h"
+#include "tests/support/socket_probe.h"
+
+using loopback::Result;
+
+namespace {
+
+class SockTransfer : public SockTest {
+ protected:
+  // Runs `wait` on another thread, closes the socket while it waits and gives what `wait` gave. It must end
+  // within a second.
+  template <typename Wait>
+  auto CloseDuring(Wait wait) {
+    auto result = std::async(std::launch::async, wait);
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    const Stopwatch watch;
+    EXPECT_EQ(Sock_Close(sock), 0);
+    auto value = result.get();
+    EXPECT_LT(watch.Milliseconds(), 1000);
+    return value;
+  }
+
+  std::string ReadAll(uint32_t pieceBytes) {
+    std::string all;
+    for (std::string piece = Read(pieceBytes); !piece.empty(); piece = Read(pieceBytes)) all += piece;
+    return all;
+  }
+};
+
+std::string Pattern(size_t size) {
+  std::string bytes(size, '\0');
+  uint32_t state = 12345;
+  for (char& byte : bytes) {
+    state = state * 1664525u + 1013904223u;
+    byte = static_cast<char>(state >> 24);
+  }
+  return bytes;
+}
+
+// ---- reading -----------------------------------------------------------------------------------
+
+TEST_F(SockTransfer, ReadsWhatHasArrivedAndNoMore) {
+  for (const uint32_t asked : {100u, 5000u}) {
+    Open();
+    ASSERT_TRUE(peer.Send(std::string(30, 'x')));
+    ASSERT_TRUE(WaitForPending(30));
+    EXPECT_EQ(Read(asked), std::string(30, 'x'));
+    EXPECT_EQ(Sock_GetError(sock), 0);
+    Sock_Delete(sock);
+    sock = nullptr;
+  }
+}
+
+TEST_F(SockTransfer, GivesEnded_WhenThePeerHasClosed) {
+  Open();
+  peer.Close();
+  for (int i = 0; i < 3; ++i) {
+    EXPECT_EQ(Read(1 + static_cast<uint32_t>(i) * 5000), "");
+    EXPECT_EQ(Sock_GetError(sock), 4);
+  }
+}
+
+TEST_F(SockTransfer, GivesTheBytesBeforeTheEnd) {
+  for (const uint32_t asked : {1u, 100u, 5000u}) {
+    Open();
+    ASSERT_TRUE(peer.Send("0123456789"));
+    peer.Close();
+    ASSERT_TRUE(WaitForPending(10));
+    if (asked > 10) {
+      // What came with the end is a whole read; the end is the next one's.
+      EXPECT_EQ(Read(asked), "0123456789");
+      EXPECT_EQ(Sock_GetError(sock), 0);
+    } else {
+      for (int i = 0; i < 10; ++i) {
+        EXPECT_EQ(Read(1), std::string(1, static_cast<char>('0' + i)));
+        EXPECT_EQ(Sock_GetError(sock), 0);
+      }
+    }
+    EXPECT_EQ(Read(asked), "");
+    EXPECT_EQ(Sock_GetError(sock), 4);
+    Sock_Delete(sock);
+    sock = nullptr;
+  }
+}
+
+TEST_F(SockTransfer, GivesRetry_WhenThePeerResets) {
+  Open();
+  peer.Reset();
+  EXPECT_EQ(Read(100), "");
+  EXPECT_EQ(Sock_GetError(sock), 9);
+}
+
+TEST_F(SockTransfer, GivesRetry_WhenThePeerResetsDuringTheRead) {
+  Open();
+  auto read = std::async(std::launch::async, [this] { return Read(5000); });
+  std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  peer.Reset();
+  EXPECT_EQ(read.get(), "");
+  EXPECT_EQ(Sock_GetError(sock), 9);
+}
+
+TEST_F(SockTransfer, ReadsNoBytesWithoutWaiting) {
+  Open();
+  char byte = 0;
+  EXPECT_EQ(Sock_Read(sock, 0, &byte), 0u);
+  EXPECT_EQ(Sock_GetError(sock), 0);
+  EXPECT_EQ(Sock_Read(sock, 0, nullptr), 0u);
+  EXPECT_EQ(Sock_GetError(sock), 0);
+}
+
+TEST_F(SockTransfer, GivesTimeout_WhenNothingArrives) {
+  Open();
+  iSock_SetWaitMilliseconds(300);
+  const Stopwatch watch;
+  EXPECT_EQ(Read(100), "");
+  EXPECT_EQ(Sock_GetError(sock), 8);
+  EXPECT_GE(watch.Milliseconds(), 290);
+  EXPECT_LT(watch.Milliseconds(), 5000);
+  // The connection is not harmed.
+  ASSERT_TRUE(peer.Send("late"));
+  EXPECT_EQ(Read(4), "late");
+  EXPECT_EQ(Sock_GetError(sock), 0);
+}
+
+TEST_F(SockTransfer, CountsTheBytesReadAhead) {
+  Open();
+  ASSERT_TRUE(peer.Send("0123456789"));
+  ASSERT_TRUE(WaitForPending(10));
+  EXPECT_EQ(Read(1), "0");
+  uint32_t count = 0;
+  EXPECT_EQ(Sock_ReadAvail(sock, &count), 0);
+  EXPECT_EQ(count, 9u);
+  EXPECT_EQ(Stream_ReadAvail(reinterpret_cast<Stream*>(sock)), 9u);
+  EXPECT_EQ(Sock_SelectRead(sock, 0, 0), 0);
+  ASSERT_TRUE(peer.Send("ab"));
+  ASSERT_TRUE(WaitForPending(11));
+  // The bytes read ahead and those in the system come in one read and in order.
+  EXPECT_EQ(Read(5000), "123456789ab");
+  EXPECT_EQ(Sock_ReadAvail(sock, &count), 0);
+  EXPECT_EQ(count, 0u);
+  EXPECT_EQ(Sock_SelectRead(sock, 0, 0), 8);
+}
+
+TEST_F(SockTransfer, GivesWhatWasReadAheadBeforeTheEnd) {
+  Open();
+  ASSERT_TRUE(peer.Send("ab"));
+  ASSERT_TRUE(WaitForPending(2));
+  EXPECT_EQ(Read(1), "a");
+  peer.Close();
+  EXPECT_EQ(Sock_SelectRead(sock, 5, 0), 0);
+  EXPECT_EQ(Read(100), "b");
+  EXPECT_EQ(Sock_GetError(sock), 0);
+  EXPECT_EQ(Read(100), "");
+  EXPECT_EQ(Sock_GetError(sock), 4);
+}
+
+TEST_F(SockTransfer, GivesNothingReadAheadOnceClosed) {
+  Open();
+  ASSERT_TRUE(peer.Send("ab"));
+  ASSERT_TRUE(WaitForPending(2));
+  EXPECT_EQ(Read(1), "a");
+  Sock_Close(sock);
+  EXPECT_EQ(Sock_SelectRead(sock, 0, 0), 7);
+  EXPECT_EQ(Read(1), "");
+  EXPECT_EQ(Sock_GetError(sock), 7);
+}
+
+TEST_F(SockTransfer, KeepsEveryByteInOrder_WhateverTheSizesOfTheReads) {
+  const std::string sent = Pattern(3000000);
+  Open();
+  std::thread sender([&] {
+    peer.Send(sent);
+    peer.Finish();
+  });
+  const uint32_t sizes[] = {1, 7, 1023, 1024, 1025, 12288, 65536, 1 << 20, 3};
+  std::string got;
+  for (size_t i = 0;; ++i) {
+    const std::string piece = Read(sizes[i % 9]);
+    if (piece.empty()) break;
+    got += piece;
+  }
+  sender.join();
+  EXPECT_EQ(Sock_GetError(sock), 4);
+  EXPECT_TRUE(got == sent);
+}
+
+TEST_F(SockTransfer, ReportsProgress) {
+  Open();
+  static std::vector<uint32_t> positions;
+  positions.clear();
+  auto* stream = reinterpret_cast<Stream*>(sock);
+  Stream_SetProgress(stream, 0, 100);
+  Stream_SetIdleMethod(
+      stream, 2, [](void*, uint32_t position, uint32_t) { positions.push_back(position); }, nullptr);
+  ASSERT_TRUE(peer.Send(std::string(100, 'p')));
+  ASSERT_TRUE(WaitForPending(100));
+  EXPECT_EQ(Read(100).size(), 100u);
+  EXPECT_EQ(positions, (std::vector<uint32_t>{0, 50}));
+}
+
+TEST_F(SockTransfer, DoesNotEndAtUrgentData) {
+  Open();
+  ASSERT_TRUE(peer.Send("ab"));
+  ASSERT_TRUE(peer.SendUrgent('!'));
+  ASSERT_TRUE(peer.Send("cd"));
+  peer.Finish();
+  std::string got;
+  while (true) {
+    const std::string piece = Read(100);
+    if (piece.empty()) break;
+    got += piece;
+  }
+  EXPECT_EQ(got, "abcd");
+  EXPECT_EQ(Sock_GetError(sock), 4);
+}
+
+TEST_F(SockTransfer, WaitsOn_WhenThereIsNothingButUrgentData) {
+  Open();
+  iSock_SetWaitMilliseconds(300);
+  ASSERT_TRUE(peer.SendUrgent('!'));
+  const Stopwatch watch;
+  EXPECT_EQ(Read(100), "");
+  EXPECT_EQ(Sock_GetError(sock), 8);
+  EXPECT_GE(watch.Milliseconds(), 290);
+}
+
+TEST_F(SockTransfer, IsNotEndedByASignal) {
+  Open();
+  std::string got;
+  std::thread reader([&] { got = Read(5); });
+  for (int i = 0; i < 10; ++i) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    socket_probe::Interrupt(reader);
+  }
+  peer.Send("hello");
+  reader.join();
+  EXPECT_EQ(got, "hello");
+  EXPECT_EQ(Sock_GetError(sock), 0);
+}
+
+TEST_F(SockTransfer, KeepsItsTimeUnderSignals) {
+  Open();
+  iSock_SetWaitMilliseconds(400);
+  const Stopwatch watch;
+  std::thread reader([&] { Read(5); });
+  for (int i = 0; i < 50; ++i) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    socket_probe::Interrupt(reader);
+  }
+  reader.join();
+  EXPECT_EQ(Sock_GetError(sock), 8);
+  EXPECT_GE(watch.Milliseconds(), 390);
+  EXPECT_LT(watch.Milliseconds(), 3000);
+}
+
+TEST_F(SockTransfer, WorksBeyond1024Descriptors) {
+  const socket_probe::LowDescriptorsTaken taken;
+  Open();
+  EXPECT_GE(Sock_GetDescriptor(sock), taken.leastNumber());
+  EXPECT_EQ(Sock_SelectWrite(sock, 5, 0), 0);
+  EXPECT_EQ(Sock_Write(sock, 5, "hello"), 5u);
+  std::string got;
+  EXPECT_EQ(peer.ReceiveExactly(&got, 5), Result::Data);
+  ASSERT_TRUE(peer.Send("world"));
+  EXPECT_EQ(Read(5), "world");
+  iSock_SetWaitMilliseconds(50);
+  EXPECT_EQ(Read(5), "");
+  EXPECT_EQ(Sock_GetError(sock), 8);
+  EXPECT_EQ(Sock_Delete(sock), 0);
+  sock = nullptr;
+}
+
+TEST_F(SockTransfer, GivesExactlyTheBytesBeforeACut) {
+  const std::string body = Pattern(40);
+  for (uint64_t cut = 0; cut <= body.size(); ++cut) {
+    ScriptedServer server({{script::Send(body), script::ReadToEnd()}});
+    FaultProxy proxy(server.port());
+    proxy.OnEvery(FaultProxy::ToClient, Fault::CutByFin(cut));
+    ASSERT_EQ(Sock_OpenConnectBuffer(0, "127.0.0.1", proxy.port(), &sock), 0);
+    EXPECT_EQ(ReadAll(100), body.substr(0, cut)) << cut;
+    EXPECT_EQ(Sock_GetError(sock), 4) << cut;
+    Sock_Delete(sock);
+    sock = nullptr;
+    server.AllowUnfinished();
+  }
+}
+
+TEST_F(SockTransfer, NeverTakesAResetForTheEnd) {
+  for (const uint64_t cut : {1u, 5u, 40u}) {
+    ScriptedServer server({{script::Send(Pattern(40)), script::ReadToEnd()}});
+    FaultProxy proxy(server.port());
+    proxy.OnEvery(FaultProxy::ToClient, Fault::CutByReset(cut));
+    ASSERT_EQ(Sock_OpenConnectBuffer(0, "127.0.0.1", proxy.port(), &sock), 0);
+    const std::string got = ReadAll(100);
+    EXPECT_EQ(got, Pattern(40).substr(0, got.size()));
+    EXPECT_LE(got.size(), cut);
+    EXPECT_EQ(Sock_GetError(sock), 9) << cut;
+    Sock_Delete(sock);
+    sock = nullptr;
+    server.AllowUnfinished();
+  }
+}
+
+TEST_F(SockTransfer, ReadsOneByteAtATime) {
+  ScriptedServer server({{script::Send("0123456789"), script::Close()}});
+  FaultProxy proxy(server.port());
+  proxy.OnEvery(FaultProxy::ToClient, Fault::Slow(1, 5));
+  ASSERT_EQ(Sock_OpenConnectBuffer(0, "127.0.0.1", proxy.port(), &sock), 0);
+  EXPECT_EQ(ReadAll(100), "0123456789");
+  EXPECT_EQ(Sock_GetError(sock), 4);
+}
+
+TEST_F(SockTransfer, GivesTimeout_WhenThePeerFallsSilent) {
+  ScriptedServer server({{script::Send("0123456789"), script::Stall()}});
+  FaultProxy proxy(server.port());
+  proxy.OnEvery(FaultProxy::ToClient, Fault::Stall(4));
+  iSock_SetWaitMilliseconds(300);
+  ASSERT_EQ(Sock_OpenConnectBuffer(0, "127.0.0.1", proxy.port(), &sock), 0);
+  EXPECT_EQ(ReadAll(100), "0123");
+  EXPECT_EQ(Sock_GetError(sock), 8);
+  server.AllowUnfinished();
+}
+
+// ---- writing -----------------------------------------------------------------------------------
+
+TEST_F(SockTransfer, WritesEverything) {
+  const std::string block = Pattern(3 << 20);
+  for (const int32_t async : {0, 1}) {
+    Open();
+    Sock_SetAsync(sock, async);
+    std::string got;
+    std::thread reader([&] { peer.ReceiveExactly(&got, block.size()); });
+    EXPECT_EQ(Sock_Write(sock, static_cast<uint32_t>(block.size()), block.data()), block.size());
+    EXPECT_EQ(Sock_GetError(sock), 0);
+    reader.join();
+    EXPECT_TRUE(got == block);
+    Sock_Delete(sock);
+    sock = nullptr;
+  }
+}
+
+TEST_F(SockTransfer, WritesNothingWithoutAStatus) {
+  Open();
+  EXPECT_EQ(Sock_SetAsync(sock, 0), 0);
+  EXPECT_EQ(Sock_SetOpt(sock, 0x7FFF, 0x7FFF, "xxxx", 4), -1);
+  EXPECT_EQ(Sock_Write(sock, 0, nullptr), 0u);
+  EXPECT_EQ(Sock_GetError(sock), 0);
+}
+
+TEST_F(SockTransfer, GivesTimeoutAndThePart_WhenThePeerTakesNoMore) {
+  Open();
+  iSock_SetWaitMilliseconds(300);
+  const std::string block(64 << 20, 'w');
+  const Stopwatch watch;
+  const uint32_t written = Sock_Write(sock, static_cast<uint32_t>(block.size()), block.data());
+  EXPECT_EQ(Sock_GetError(sock), 8);
+  EXPECT_GT(written, 0u);
+  EXPECT_LT(written, block.size());
+  EXPECT_LT(watch.Milliseconds(), 5000);
+}
+
+TEST_F(SockTransfer, GivesAFailure_WhenThePeerHasReset) {
+  Open();
+  peer.Reset();
+  const std::string block(1 << 20, 'w');
+  // The first write may be taken over before the reset is seen; the signal that kills others must not come.
+  for (int i = 0; i < 50 && Sock_Write(sock, static_cast<uint32_t>(block.size()), block.data()) != 0; ++i) {
+  }
+  EXPECT_EQ(Sock_Write(sock, 1, "x"), 0u);
+  EXPECT_EQ(Sock_GetError(sock), 9);
+}
+
+// ---- select, accept, connect -------------------------------------------------------------------
+
+TEST_F(SockTransfer, SelectsUntilTheTimeIsOver) {
+  Open();
+  Stopwatch watch;
+  EXPECT_EQ(Sock_SelectRead(sock, 0, 200000), 8);
+  EXPECT_GE(watch.Milliseconds(), 190);
+  EXPECT_EQ(Sock_GetError(sock), 8);
+  watch = Stopwatch();
+  // A million microseconds and more carry over into the seconds.
+  EXPECT_EQ(Sock_SelectRead(sock, 0, 1200000), 8);
+  EXPECT_GE(watch.Milliseconds(), 1190);
+  EXPECT_LT(watch.Milliseconds(), 5000);
+}
+
+TEST_F(SockTransfer, GivesTheEarlierFailure_WhenTheSocketIsReady) {
+  Open();
+  ASSERT_TRUE(peer.Send("x"));
+  ASSERT_TRUE(WaitForPending(1));
+  EXPECT_EQ(Sock_SelectRead(sock, 5, 0), 0);
+  int32_t value = 0;
+  EXPECT_EQ(Sock_SetOpt(sock, 0x7FFF, 0x7FFF, &value, 4), -1);
+  EXPECT_EQ(Sock_SelectRead(sock, 5, 0), -1);
+  EXPECT_EQ(Sock_SelectWrite(sock, 5, 0), -1);
+  EXPECT_EQ(Read(1), "x");
+  EXPECT_EQ(Sock_SelectWrite(sock, 5, 0), 0);
+  // A time-out is a failure like any other.
+  EXPECT_EQ(Sock_SelectRead(sock, 0, 1000), 8);
+  EXPECT_EQ(Sock_SelectWrite(sock, 5, 0), 8);
+}
+
+TEST_F(SockTransfer, SelectsThePeersEnd) {
+  Open();
+  peer.Close();
+  EXPECT_EQ(Sock_SelectRead(sock, 5, 0), 0);
+}
+
+TEST_F(SockTransfer, SelectsUrgentDataWithoutAFailure) {
+  Open();
+  ASSERT_TRUE(peer.SendUrgent('!'));
+  EXPECT_EQ(Sock_SelectRead(sock, 5, 0), 0);
+}
+
+TEST_F(SockTransfer, SelectsWritingOnlyWithRoom) {
+  Open();
+  EXPECT_EQ(Sock_SelectWrite(sock, 5, 0), 0);
+  iSock_SetWaitMilliseconds(200);
+  const std::string block(64 << 20, 'w');
+  Sock_Write(sock, static_cast<uint32_t>(block.size()), block.data());
+  Sock_Write(sock, 0, nullptr);
+  EXPECT_EQ(Sock_GetError(sock), 0);
+  EXPECT_EQ(Sock_SelectWrite(sock, 0, 50000), 8);
+}
+
+TEST_F(SockTransfer, TurnsAsyncOnByOneOnly) {
+  ASSERT_EQ(Sock_OpenListen(0, &sock), 0);
+  iSock_SetWaitMilliseconds(300);
+  Sock* accepted = nullptr;
+  struct Row {
+    int32_t flag;
+    ErrorCode status;
+  };
+  for (const Row& row : {Row{1, 6}, Row{0, 8}, Row{1, 6}, Row{2, 8}, Row{-1, 8}}) {
+    ASSERT_EQ(Sock_SetAsync(sock, row.flag), 0);
+    const Stopwatch watch;
+    EXPECT_EQ(Sock_Accept(sock, &accepted), row.status) << row.flag;
+    EXPECT_EQ(accepted, nullptr);
+    EXPECT_EQ(Sock_GetError(sock), row.status);
+    EXPECT_EQ(watch.Milliseconds() >= 290, row.status == 8);
+  }
+}
+
+TEST_F(SockTransfer, ConnectsWithoutWaiting_WhenAsync) {
+  ASSERT_EQ(Sock_NewCreate(&sock), 0);
+  ASSERT_EQ(Sock_SetAsync(sock, 1), 0);
+  const ErrorCode status = Sock_Connect(sock, "127.0.0.1", listener.port());
+  EXPECT_TRUE(status == 6 || status == 0) << status;
+  peer = listener.Accept();
+  ASSERT_TRUE(peer.IsOpen());
+  Sock_Write(sock, 0, nullptr);
+  EXPECT_EQ(Sock_SelectWrite(sock, 5, 0), 0);
+  EXPECT_EQ(Sock_Write(sock, 2, "hi"), 2u);
+}
+
+TEST_F(SockTransfer, GivesTimeout_WhenNoConnectionIsMade) {
+  // A listener whose queue is full does not answer.
+  loopback::Listener full(0);
+  std::vector<loopback::Connection> waiting;
+  for (int i = 0; i < 4; ++i) waiting.push_back(loopback::Connect(full.port(), 100));
+  iSock_SetWaitMilliseconds(300);
+  ASSERT_EQ(Sock_NewCreate(&sock), 0);
+  const Stopwatch watch;
+  EXPECT_EQ(Sock_Connect(sock, "127.0.0.1", full.port()), 8);
+  EXPECT_GE(watch.Milliseconds(), 290);
+  EXPECT_LT(watch.Milliseconds(), 3000);
+}
+
+// ---- closing from another thread ---------------------------------------------------------------
+
+TEST_F(SockTransfer, CancelsARead_WhenClosed) {
+  for (const uint32_t asked : {1u, 100u, 65536u}) {
+    Open();
+    EXPECT_EQ(CloseDuring([this, asked] { return Read(asked); }), "");
+    EXPECT_EQ(Sock_GetError(sock), 7);
+    Sock_Delete(sock);
+    sock = nullptr;
+  }
+}
+
+TEST_F(SockTransfer, CancelsAWrite_WhenClosed) {
+  Open();
+  const std::string block(64 << 20, 'w');
+  const uint32_t written =
+      CloseDuring([&] { return Sock_Write(sock, static_cast<uint32_t>(block.size()), block.data()); });
+  EXPECT_LT(written, block.size());
+  EXPECT_EQ(Sock_GetError(sock), 7);
+}
+
+TEST_F(SockTransfer, CancelsASelect_WhenClosed) {
+  Open();
+  EXPECT_EQ(CloseDuring([this] { return Sock_SelectRead(sock, 30, 0); }), 7);
+}
+
+TEST_F(SockTransfer, CancelsAnAccept_WhenClosed) {
+  ASSERT_EQ(Sock_OpenListen(0, &sock), 0);
+  Sock* accepted = nullptr;
+  EXPECT_EQ(CloseDuring([&] { return Sock_Accept(sock, &accepted); }), 7);
+  EXPECT_EQ(accepted, nullptr);
+}
+
+TEST_F(SockTransfer, CancelsAConnect_WhenClosed) {
+  loopback::Listener full(0);
+  std::vector<loopback::Connection> waiting;
+  for (int i = 0; i < 4; ++i) waiting.push_back(loopback::Connect(full.port(), 100));
+  ASSERT_EQ(Sock_NewCreate(&sock), 0);
+  EXPECT_EQ(CloseDuring([&] { return Sock_Connect(sock, "127.0.0.1", full.port()); }), 7);
+}
+
+TEST_F(SockTransfer, ClearsTheStatus_WhenClosed) {
+  Open();
+  iSock_SetWaitMilliseconds(50);
+  EXPECT_EQ(Read(1), "");
+  EXPECT_EQ(Sock_GetError(sock), 8);
+  Sock_Close(sock);
+  EXPECT_EQ(Sock_GetError(sock), 0);
+}
+
+// A descriptor that is closed under a reader would be given to the next socket at once, and the reader would
+// take that one's bytes.
+TEST_F(SockTransfer, NeverReadsFromASocketThatTookTheNumberOver) {
+  for (int round = 0; round < 10; ++round) {
+    Open();
+    Sock* first = sock;
+    loopback::Connection firstPeer = std::move(peer);
+    std::atomic<uint32_t> stolen{0};
+    std::thread reader([&] {
+      char bytes[100];
+      stolen = Sock_Read(first, sizeof bytes, bytes);
+    });
+    std::this_thread::sleep_for(std::chrono::milliseconds(5 + round * 7));
+    Sock_Close(first);
+    Open();
+    peer.Send("for the second");
+    EXPECT_EQ(Read(14), "for the second");
+    reader.join();
+    EXPECT_EQ(stolen, 0u);
+    EXPECT_EQ(Sock_GetError(first), 7);
+    Sock_Delete(first);
+    Sock_Delete(sock);
+    sock = nullptr;
+  }
+}
+
+TEST_F(SockTransfer, ClosesOnce_WhenManyThreadsClose) {
+  for (int round = 0; round < 20; ++round) {
+    Open();
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; ++i) threads.emplace_back([this] { EXPECT_EQ(Sock_Close(sock), 0); });
+    // A number that is closed twice would close one of these.
+    Sock* other = nullptr;
+    EXPECT_EQ(Sock_NewCreate(&other), 0);
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_EQ(Sock_Bind(other, nullptr, 0), 0);
+    Sock_Delete(other);
+    Sock_Delete(sock);
+    sock = nullptr;
+  }
+}
+
+TEST_F(SockTransfer, LetsOneThreadReadWhileAnotherWrites) {
+  Open();
+  const std::string block = Pattern(4 << 20);
+  std::thread echo([&] {
+    std::string piece;
+    size_t echoed = 0;
+    while (echoed < block.size() && peer.ReceiveSome(&piece) == Result::Data) {
+      echoed += piece.size();
+      peer.Send(piece);
+      piece.clear();
+    }
+  });
+  std::thread writer([&] { Sock_Write(sock, static_cast<uint32_t>(block.size()), block.data()); });
+  std::string got;
+  while (got.size() < block.size()) {
+    const std::string piece = Read(65536);
+    if (piece.empty()) break;
+    got += piece;
+  }
+  writer.join();
+  echo.join();
+  EXPECT_TRUE(got == block);
+}
+
+// ---- lines, for counting calls to the system ---------------------------------------------------
+
+TEST_F(SockTransfer, ReadsAThousandLines) {
+  Open();
+  std::string lines;
+  for (int i = 0; i < 1000; ++i) lines += "250-a line of the usual length, about fifty bytes!\r\n";
+  std::thread sender([&] { peer.Send(lines); });
+  char line[200];
+  uint32_t count = 0;
+  for (int i = 0; i < 1000; ++i) {
+    ASSERT_EQ(Stream_ReadTo(reinterpret_cast<Stream*>(sock), 2, "\r\n", sizeof line, line, &count), 0);
+    ASSERT_EQ(count, 52u);
+  }
+  sender.join();
+}
+
+}  // namespace
