@@ -1,4 +1,18 @@
-/* File: files in the library's own name form; an open file is a stream. */
+/* File: files in the library's own name form; an open file is a stream.
+ *
+ * Names are texts of at most 1023 bytes with "/" between their parts: /C|/dir/file for C:\dir\file,
+ * //server/share/file for a network name, /dir/file for a place on the boot drive, dir/file for one below the
+ * current directory. They are borrowed for the call. Buffers for names hold 1024 bytes; a result that does
+ * not fit gives Error_Exceed and is emptied. Null where it is not allowed gives Error_Invalid, or the failure
+ * value of a function without a status.
+ *
+ * An open file moves bytes through its descriptor (File_Read, File_Write, File_Seek) and lines and formatted
+ * text through a C stream (File_Print, File_ScanLine); both share one position, and output that is held back
+ * is written before the descriptor is used. Files over 2 GiB can be read and written; only positions and
+ * sizes are 32-bit. Other programs that are started do not inherit open files.
+ *
+ * One thread at a time uses an open file or a copy; functions that take names may be called from any thread,
+ * but all depend on the one current directory. Calls block as long as the file system does. */
 #ifndef QZ_FILE_H
 #define QZ_FILE_H
 
@@ -10,47 +24,163 @@ QZ_BEGIN_C
 typedef struct File File;
 typedef struct FileCopy FileCopy;
 
+/* What stands under a name. A name under which nothing stands has all fields 0. */
 typedef struct FileState {
-  int32_t exists;
-  int32_t isDirectory;
-  uint32_t size;         /* bytes; the low 32 bits */
-  Time modificationTime;
+  int32_t exists;        /* 1 or 0 */
+  int32_t isDirectory;   /* 1 or 0 */
+  uint32_t size;         /* bytes; the low 32 bits; 0 for a directory */
+  Time modificationTime; /* zero when it is not known */
 } FileState;
 
+/* Returns in buffer (1024 bytes) the path of a system directory (enum SysDir, qz/os.h). Error_None;
+ * Error_NotInited before OS_Init; Error_NotFound when the directory is gone and cannot be had again;
+ * otherwise the status of finding it. buffer is empty after a failure. */
 QZ_API ErrorCode File_GetSysDir(int32_t id, char* buffer);
+
+/* Returns the system file of a number (only 0, the log file), opened with `mode` on first use; the library's,
+ * and open until OS_Exit. Null before OS_Init, for another number, or when it cannot be opened. */
 QZ_API File* File_GetSysFile(int32_t id, uint32_t mode);
+
+/* Opens a file and returns it owned in *file (free with File_Close); null after a failure.
+ * mode: 1 read; 2 write, cut to length 0; 3 or 6 read and write, cut; 4 or 5 read and write an existing file;
+ * 8 append (always binary); 11, 12 or 15 read and append; add 16 for text, whose line ends are the system's.
+ * Error_None; Error_Memory; Error_Fail for another mode, a directory, and whatever else cannot be opened. */
 QZ_API ErrorCode File_Open(const char* name, uint32_t mode, File** file);
+
+/* Writes what is pending, closes the file, removes it when it is marked temporary, and frees the handle in
+ * any case. Error_None; Error_Exceed when pending output no longer fits the disk; otherwise the system's
+ * error. The log file stays open: no effect, Error_None. A temporary file is removed under the name it was
+ * opened by, even if the current directory has changed; not if another file stands there by now. */
 QZ_API ErrorCode File_Close(File* file);
+
+/* Returns the file as a stream: the same object, borrowed. Stream_Delete on it is File_Close;
+ * Stream_ReadAvail gives the bytes from the position to the end; Stream_Error gives Error_Ended after a read
+ * at the end, Error_Exceed after a write to a full disk, Error_None after a call that went well. Null for
+ * null. */
 QZ_API Stream* File_GetStream(File* file);
+
+/* Marks the file to be removed when it is closed (flag not 0), or not to be. */
 QZ_API void File_SetTemporary(File* file, int32_t flag);
+
+/* Locks are not supported: reports so and returns Error_Fail. */
 QZ_API ErrorCode File_SetLock(File* file, ...);
+
+/* Reads up to count bytes into buffer and returns how many; 0 at the end and on failure (Stream_Error tells
+ * which). */
 QZ_API uint32_t File_Read(File* file, uint32_t count, void* buffer);
+
+/* Writes count bytes from buffer and returns how many were written, less than count on failure. */
 QZ_API uint32_t File_Write(File* file, uint32_t count, const void* buffer);
+
+/* Sets the position. seekMode: 0 from the start, 1 from the current position, 2 from the end; offset in
+ * bytes. Returns 0 (not the position), -1 on failure; Error_Fail after a report for another seekMode. */
 QZ_API int32_t File_Seek(File* file, int32_t seekMode, int32_t offset);
+
+/* Writes what is pending and returns the position in bytes; -1 on failure, and where the position is over
+ * 2147483647. */
 QZ_API int32_t File_Tell(File* file);
+
+/* Print by printf rules, held back until it is flushed, closed or followed by another kind of call. Return
+ * the number of bytes, negative on failure. */
 QZ_API int32_t File_Print(File* file, const char* format, ...) QZ_PRINTF(2, 3);
 QZ_API int32_t File_VPrint(File* file, const char* format, va_list arguments) QZ_PRINTF(2, 0);
+
+/* Hand what is pending to the system. 0, or -1 on failure. The two are the same: neither waits for the disk.
+ */
 QZ_API int32_t File_Flush(File* file);
 QZ_API int32_t File_Sync(File* file);
+
+/* Reads one line of at most size - 1 bytes into buffer (size bytes, at least 2), takes every CR and LF off
+ * its end, and returns the length that is left; -1 at the end of the file and on failure, with an empty
+ * buffer. The rest of a longer line comes with the next call. */
 QZ_API int32_t File_ScanLine(File* file, int32_t size, char* buffer);
+
+/* Reads up to size bytes into buffer and returns the first (0 to 255); *remaining receives how many follow it
+ * and *next where they begin. Returns 0 with *remaining 0 at the end and on failure. remaining, next: may be
+ * null. */
 QZ_API int32_t File_GetChar(File* file, uint32_t size, char* buffer, uint32_t* remaining, char** next);
+
+/* Cuts the file to length 0; the position stays. 0, or -1 on failure. */
 QZ_API int32_t File_Truncate(File* file);
+
+/* Returns 1 when something stands under the name, else 0. isDirectory: null, or receives 1 for a directory,
+ * else 0. A link counts as what it leads to; one that leads nowhere exists. */
 QZ_API int32_t File_Exists(const char* name, int32_t* isDirectory);
+
+/* Fills in what stands under a name; a name under which nothing stands is no failure. On Windows a drive
+ * that is there (/C|) is a directory, one that is not comes back as an existing file, and a name with * or ?
+ * means the first match. Error_None; Error_NoAccess and others of Error_FromSystem. */
 QZ_API ErrorCode File_GetState(const char* name, FileState* state);
+
+/* The same for an open file, pending output included; the time is in whole seconds. 0, or -1 on failure. */
 QZ_API int32_t File_GetStateOpenFile(File* file, FileState* state);
+
+/* Removes a file, an empty directory, or a link itself. Error_None; Error_NotFound; others of
+ * Error_FromSystem. */
 QZ_API ErrorCode File_Unlink(const char* name);
+
+/* Renames a file or directory; never replaces what stands under the new name. Error_None; Error_NotFound when
+ * there is no source or no directory for the target; Error_NoAccess; Error_Fail for anything else, a target
+ * that exists among it. */
 QZ_API ErrorCode File_Move(const char* from, const char* to);
+
+/* Copies a file in one call; never replaces an existing target. Returns 0 when the copy failed, and the
+ * translation of the system's last error, 0, when it succeeded: look for the copy instead. Error_Invalid and
+ * Error_Exceed for names that cannot be used. */
 QZ_API ErrorCode File_Copy(const char* from, const char* to);
+
+/* Makes a shell shortcut (WinOSShortcut_Create) to target under linkName. arguments, description: may be
+ * null; iconFile: may be null, else the file that holds icon number iconIndex. Error_System where there are
+ * no shell shortcuts. */
 QZ_API ErrorCode File_Link(const char* target, const char* arguments, const char* linkName,
                            const char* description, const char* iconFile, int32_t iconIndex);
+
+/* Joins a directory and a name with one "/" between them, none after an empty directory or one that ends with
+ * it. result (1024 bytes) may be either of them. Returns the length; Error_Exceed with an empty result when
+ * that does not fit. */
 QZ_API int32_t File_CatDir(const char* directory, const char* name, char* result);
+
+/* Splits a path at its last "/"; one at the end is dropped first. "/x" gives "/" and "x", "x" gives "" and
+ * "x". A share, //server/share, is all directory, and name is left as it is. directory, name: 1024 bytes, may
+ * be null, may be path. Error_None; Error_Fail after a report when there is no "/" after the server;
+ * Error_Exceed. Both are empty after a failure. */
 QZ_API ErrorCode File_SplitDir(const char* path, char* directory, char* name);
+
+/* Splits off a path's root: //server/share, /C|, or else the first part (/home of /home/x). rest receives
+ * what follows, with its "/". root, rest: 1024 bytes, may be null, may be path. Returns the root's length;
+ * Error_Fail with both empty for a path that is too long and, after a report, when there is no "/" after the
+ * server. */
 QZ_API int32_t File_StripRoot(const char* path, char* root, char* rest);
+
+/* Returns in result (1024 bytes) the name itself when nothing stands under it, else the first free one of
+ * base(0)ext, base(1)ext, ...; ext begins at the last "." of the path. Error_None; Error_Invalid when its
+ * directory does not exist, and after 512 names, with the next one in result; Error_Exceed. Nothing is made:
+ * another program may take the name. */
 QZ_API ErrorCode File_NumberName(const char* name, char* result);
+
+/* Returns in result (1024 bytes) directory/prefixNUMBER with a random number under which nothing stands.
+ * Error_None; Error_NotInited before OS_Init; Error_Fail after 100 numbers; Error_Exceed. Empty after a
+ * failure. */
 QZ_API ErrorCode File_UniquifyName(const char* directory, const char* prefix, char* result);
+
+/* Begins to copy, or with move 1 to move, a file; File_CopyEnd does the work. Returns the copy owned in *copy
+ * (free with File_CopyEnd or File_CopyAbort); null after a failure, and with Error_None when a move was done
+ * at once by a rename, as between names of one root. to: the new name, or a directory to copy into; never an
+ * existing file. idleMethod: null, or called about 100 times with idleContext, the bytes written and the
+ * source's size (at most 4294967295). Error_None; Error_NotFound; Error_Invalid when the source is a
+ * directory; Error_Exists when the target is there; Error_Memory; Error_Fail when a file cannot be opened;
+ * for a rename the statuses of File_Move. */
 QZ_API ErrorCode File_CopyStart(const char* from, const char* to, int32_t move, void* idleContext,
                                 StreamProgressMethod idleMethod, FileCopy** copy);
+
+/* Moves the next chunk (4096 bytes, 1048576 for files over 2 MiB). When it was the last, closes both files,
+ * removes the source when moving, frees the copy and sets *copy to null. Error_None; Error_Ended when the
+ * source is shorter (or, when moving, longer) than it was at the start; Error_Exceed when a write fails.
+ * After a failure *copy stays, unless closing failed, and File_CopyAbort is due. Null in *copy is ignored. */
 QZ_API ErrorCode File_CopyEnd(FileCopy** copy);
+
+/* Closes both files, removes the incomplete target, leaves the source, frees the copy and sets *copy to null.
+ * Null in *copy is ignored. */
 QZ_API void File_CopyAbort(FileCopy** copy);
 
 QZ_END_C
