@@ -14,6 +14,9 @@
 
 namespace {
 
+constexpr uint32_t kOutOfMemory = 8;
+constexpr uint32_t kNotEmpty = 145;
+
 using Search = Owned<platform::DirectorySearch, platform::EndSearch>;
 
 // One path serves all levels: each puts its entry's name behind its own and takes it off again.
@@ -70,6 +73,7 @@ bool RemoveEntry(Removal* removal) {
 // Whether anything was removed.
 bool RemoveEntries(Removal* removal) {
   Search search(platform::BeginSearch(removal->path));
+  if (!search && platform::LastSystemError() == kOutOfMemory) Note(removal, Error_Memory);
   bool removedAny = false;
   while (search && platform::NextEntry(search.get(), &removal->entry)) {
     if (RemoveEntry(removal)) removedAny = true;
@@ -87,7 +91,7 @@ bool RemoveTree(Removal* removal) {
   for (;;) {
     const bool removedAny = RemoveEntries(removal);
     if (platform::RemoveEmptyDirectory(removal->path)) return true;
-    if (removedAny && IsNotEmpty(platform::LastSystemError())) continue;
+    if (removedAny && platform::LastSystemError() == kNotEmpty) continue;
     NoteSystemError(removal);
     return false;
   }

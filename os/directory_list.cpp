@@ -34,6 +34,7 @@ constexpr uint32_t kWriteText = 18;
 constexpr uint32_t kRead = 1;
 constexpr uint32_t kReadAndWrite = 3;
 constexpr size_t kPermissionCount = 9;
+constexpr uint32_t kOutOfMemory = 8;
 
 // Every entry of this platform's own listings has it; the formula below is what a mode word would go through.
 constexpr uint32_t kModeWord = 0;
@@ -115,7 +116,7 @@ ErrorCode WriteEntries(const char* directory, int32_t listMode, File* file) {
   char systemName[kFileNameSize];
   if (iFile_ToSystemName(directory, systemName) != Error_None) return Error_None;
   Search search(platform::BeginSearch(systemName));
-  if (!search) return platform::LastSystemError() == 8 ? Error_Memory : Error_None;
+  if (!search) return platform::LastSystemError() == kOutOfMemory ? Error_Memory : Error_None;
   platform::DirectoryEntry entry;
   char line[2 * kFileNameSize];
   while (platform::NextEntry(search.get(), &entry)) {

@@ -49,10 +49,16 @@ ErrorCode SystemStatus(const File* file) {
 
 // ---- moving bytes ------------------------------------------------------------------------------
 
+// C libraries may drop what they could not write and then close without a word, so the loss is remembered.
+void NoteLostOutput(File* file) {
+  file->lastStatus = SystemStatus(file);
+  if (file->lostOutput == Error_None) file->lostOutput = file->lastStatus;
+}
+
 bool PrepareFor(File* file, FileUse use) {
   if (file->lastUse == use) return true;
   if (file->lastUse != FileUse::Descriptor && !platform::SynchronizeDescriptor(file->cStream)) {
-    file->lastStatus = SystemStatus(file);
+    NoteLostOutput(file);
     return false;
   }
   file->lastUse = use;
@@ -154,7 +160,8 @@ ErrorCode CloseRecord(File* file, bool removeIncomplete) {
   const bool isTemporary = (file->mode & kFileMode_Temporary) != 0;
   const bool mayRemove = (isTemporary || removeIncomplete) &&
                          platform::NameLeadsToDescriptor(file->removalName, file->descriptor);
-  ErrorCode status = fclose(file->cStream) == 0 ? Error_None : SystemStatus(file);
+  const ErrorCode lostOutput = file->lostOutput;
+  ErrorCode status = fclose(file->cStream) == 0 ? lostOutput : SystemStatus(file);
   if (mayRemove && (isTemporary || status != Error_None)) {
     const ErrorCode removed = Remove(file->removalName);
     if (status == Error_None) status = removed;
@@ -310,14 +317,15 @@ int32_t File_Print(File* file, const char* format, ...) {
 int32_t File_VPrint(File* file, const char* format, va_list arguments) {
   if (file == nullptr || format == nullptr || !PrepareFor(file, FileUse::StreamWriting)) return -1;
   const int32_t result = vfprintf(file->cStream, format, arguments);
-  file->lastStatus = result >= 0 ? Error_None : SystemStatus(file);
+  file->lastStatus = Error_None;
+  if (result < 0) NoteLostOutput(file);
   return result;
 }
 
 int32_t File_Flush(File* file) {
   if (file == nullptr) return -1;
   if (fflush(file->cStream) == 0) return 0;
-  file->lastStatus = SystemStatus(file);
+  NoteLostOutput(file);
   return -1;
 }
 

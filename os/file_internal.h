@@ -25,6 +25,7 @@ struct File {
   int descriptor;        // of cStream; for bytes
   char* removalName;     // the system form, from the root, fixed at opening: the current directory may change
   ErrorCode lastStatus;  // of the last call that moved bytes
+  ErrorCode lostOutput;  // why text that was held back could not be written; Error_None: nothing was lost
   FileUse lastUse;       // who stands at the file's true position
 };
 

@@ -1,0 +1,314 @@
+// What stands under a name; removing, renaming and copying in one step.
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "os/file_internal.h"
+#include "os/owned.h"
+#include "qz/directory.h"
+#include "qz/file.h"
+#include "tests/support/file_system.h"
+#include "tests/support/temp_dir.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+class FileStateTest : public testing::Test {
+ protected:
+  FileState StateOf(const std::string& name) {
+    FileState state;
+    EXPECT_EQ(File_GetState(directory_.Name(name).c_str(), &state), 0) << name;
+    return state;
+  }
+
+  std::string Name(const std::string& name) { return directory_.Name(name); }
+
+  TempDir directory_;
+};
+
+TEST_F(FileStateTest, TellsAFile) {
+  directory_.Write("f", "abcde");
+  directory_.SetModified("f", 852454987);
+  const FileState state = StateOf("f");
+  EXPECT_EQ(state.exists, 1);
+  EXPECT_EQ(state.isDirectory, 0);
+  EXPECT_EQ(state.size, 5u);
+  EXPECT_EQ(state.modificationTime.seconds, 852454987u);
+  EXPECT_EQ(state.modificationTime.milliseconds, 0u);
+}
+
+TEST_F(FileStateTest, TellsADirectoryWithSizeZero) {
+  directory_.MakeDirectory("d");
+  directory_.Write("d/f", "abc");
+  for (const char* name : {"d", "d/", "d//"}) {
+    const FileState state = StateOf(name);
+    EXPECT_EQ(state.exists, 1) << name;
+    EXPECT_EQ(state.isDirectory, 1) << name;
+    EXPECT_EQ(state.size, 0u) << name;
+    EXPECT_NE(state.modificationTime.seconds, 0u) << name;
+  }
+}
+
+TEST_F(FileStateTest, TellsThatNothingStandsThere) {
+  directory_.Write("f", "abc");
+  for (const std::string& name :
+       {std::string("missing"), std::string("missing/x"), std::string("f/x"), std::string(300, 'a')}) {
+    const FileState state = StateOf(name);
+    EXPECT_EQ(state.exists, 0) << name;
+    EXPECT_EQ(state.isDirectory, 0) << name;
+    EXPECT_EQ(state.size, 0u) << name;
+    EXPECT_EQ(state.modificationTime.seconds, 0u) << name;
+  }
+  FileState state;
+  EXPECT_EQ(File_GetState("", &state), 0);
+  EXPECT_EQ(state.exists, 0);
+}
+
+TEST_F(FileStateTest, RefusesNullAndTooLongNames) {
+  FileState state;
+  state.exists = 9;
+  EXPECT_EQ(File_GetState(nullptr, &state), -4);
+  EXPECT_EQ(state.exists, 0);
+  EXPECT_EQ(File_GetState("x", nullptr), -4);
+  EXPECT_EQ(File_GetState(std::string(1024, 'a').c_str(), &state), 5);
+  EXPECT_EQ(state.exists, 0);
+  EXPECT_EQ(File_Exists(nullptr, nullptr), 0);
+}
+
+TEST_F(FileStateTest, GivesTheLowHalfOfALargeSize) {
+  MakeSparseFile(directory_.SystemName("big"), 0x140000005);  // 5 GiB + 5
+  EXPECT_EQ(StateOf("big").size, 0x40000005u);
+  FileState state;
+  uint64_t size = 0;
+  EXPECT_EQ(iFile_GetState64(Name("big").c_str(), &state, &size), 0);
+  EXPECT_EQ(size, 0x140000005u);
+}
+
+TEST_F(FileStateTest, GivesNoTimeThatATimeCannotHold) {
+  directory_.Write("f", "abc");
+  directory_.SetModified("f", 5000000000);  // after 2106
+  EXPECT_EQ(StateOf("f").modificationTime.seconds, 0u);
+  EXPECT_EQ(StateOf("f").exists, 1);
+}
+
+TEST_F(FileStateTest, TellsTheTopAsADirectory) {
+  FileState state;
+  EXPECT_EQ(File_GetState("/", &state), 0);
+  EXPECT_EQ(state.exists, 1);
+  EXPECT_EQ(state.isDirectory, 1);
+  int32_t isDirectory = 0;
+  EXPECT_EQ(File_Exists("/C|", &isDirectory), 1);
+  EXPECT_EQ(isDirectory, 1);
+}
+
+TEST_F(FileStateTest, TellsAMissingDriveAsAnExistingFile) {
+  if (!kIsWindows) GTEST_SKIP() << "there are no drives here";
+  for (const char* name : {"/Q|", "/Q|/"}) {
+    int32_t isDirectory = 9;
+    EXPECT_EQ(File_Exists(name, &isDirectory), 1);
+    EXPECT_EQ(isDirectory, 0);
+  }
+  EXPECT_EQ(File_Exists("/Q|/x", nullptr), 0);
+}
+
+TEST_F(FileStateTest, TellsADriveAsADirectoryWithoutATime) {
+  if (!kIsWindows) GTEST_SKIP() << "there are no drives here";
+  FileState state;
+  EXPECT_EQ(File_GetState("/C|/", &state), 0);
+  EXPECT_EQ(state.isDirectory, 1);
+  EXPECT_EQ(state.modificationTime.seconds, 0u);
+}
+
+TEST_F(FileStateTest, TakesThePatternsFirstMatch) {
+  directory_.Write("abc.txt", "12345");
+  EXPECT_EQ(StateOf("a*.txt").exists, kIsWindows ? 1 : 0);
+  EXPECT_EQ(StateOf("ab?.txt").size, kIsWindows ? 5u : 0u);
+}
+
+TEST_F(FileStateTest, NeverRemovesByAPattern) {
+  directory_.Write("abc.txt", "12345");
+  directory_.MakeDirectory("dir");
+  EXPECT_NE(File_Unlink(Name("a*.txt").c_str()), 0);
+  EXPECT_NE(File_Unlink(Name("di?").c_str()), 0);
+  EXPECT_NE(Directory_Delete(Name("di?").c_str()), 0);
+  EXPECT_TRUE(directory_.Exists("abc.txt"));
+  EXPECT_TRUE(directory_.Exists("dir"));
+}
+
+TEST_F(FileStateTest, SaysWhetherANameExists) {
+  directory_.Write("f", "");
+  directory_.MakeDirectory("d");
+  int32_t isDirectory = 9;
+  EXPECT_EQ(File_Exists(Name("f").c_str(), &isDirectory), 1);
+  EXPECT_EQ(isDirectory, 0);
+  EXPECT_EQ(File_Exists(Name("d").c_str(), &isDirectory), 1);
+  EXPECT_EQ(isDirectory, 1);
+  EXPECT_EQ(File_Exists(Name("missing").c_str(), &isDirectory), 0);
+  EXPECT_EQ(isDirectory, 0);
+  EXPECT_EQ(File_Exists(Name("f").c_str(), nullptr), 1);
+}
+
+// ---- removing ----------------------------------------------------------------------------------
+
+TEST_F(FileStateTest, RemovesAFileOrAnEmptyDirectory) {
+  directory_.Write("f", "abc");
+  directory_.MakeDirectory("d");
+  EXPECT_EQ(File_Unlink(Name("f").c_str()), 0);
+  EXPECT_EQ(File_Unlink(Name("d").c_str()), 0);
+  EXPECT_FALSE(directory_.Exists("f"));
+  EXPECT_FALSE(directory_.Exists("d"));
+  EXPECT_EQ(File_Unlink(Name("f").c_str()), -3);
+}
+
+TEST_F(FileStateTest, KeepsAFullDirectory) {
+  directory_.MakeDirectory("d");
+  directory_.Write("d/f", "abc");
+  EXPECT_EQ(File_Unlink(Name("d").c_str()), -1);
+  EXPECT_TRUE(directory_.Exists("d/f"));
+}
+
+TEST_F(FileStateTest, RemovesNoRoot) {
+  EXPECT_NE(File_Unlink("/"), 0);
+  EXPECT_NE(File_Unlink("/C|"), 0);
+  EXPECT_NE(File_Unlink(""), 0);
+  EXPECT_EQ(File_Unlink(nullptr), -4);
+}
+
+TEST_F(FileStateTest, SaysThatADirectoryMayNotBeWritten) {
+  directory_.MakeDirectory("d");
+  directory_.Write("d/f", "abc");
+  directory_.Write("g", "abc");
+  WriteProtection protection(directory_.SystemName("d"));
+  if (!protection.IsActive()) GTEST_SKIP() << "no read-only directory can be arranged here";
+  EXPECT_EQ(File_Unlink(Name("d/f").c_str()), -5);
+  EXPECT_EQ(File_Move(Name("d/f").c_str(), Name("d/h").c_str()), -5);
+  EXPECT_EQ(Directory_New(Name("d/new").c_str()), -5);
+  EXPECT_EQ(Directory_Delete(Name("d").c_str()), -5);
+  File* file = nullptr;
+  EXPECT_EQ(File_Open(Name("d/new").c_str(), 2, &file), -1);
+  EXPECT_TRUE(directory_.Exists("d/f"));
+}
+
+// ---- links -------------------------------------------------------------------------------------
+
+class FileLinkTest : public FileStateTest {
+ protected:
+  void SetUp() override {
+    if (kIsWindows) GTEST_SKIP() << "links cannot be made here";
+    directory_.Write("f", "abcde");
+    directory_.MakeDirectory("d");
+    directory_.Write("d/kept", "abc");
+    fs::create_symlink("f", directory_.SystemName("toFile"));
+    fs::create_symlink("d", directory_.SystemName("toDirectory"));
+    fs::create_symlink("nowhere", directory_.SystemName("dangling"));
+    fs::create_symlink("loop", directory_.SystemName("loop"));
+  }
+};
+
+TEST_F(FileLinkTest, CountsAsWhatItLeadsTo) {
+  EXPECT_EQ(StateOf("toFile").size, 5u);
+  EXPECT_EQ(StateOf("toFile").isDirectory, 0);
+  EXPECT_EQ(StateOf("toDirectory").isDirectory, 1);
+}
+
+TEST_F(FileLinkTest, ExistsEvenWhenItLeadsNowhere) {
+  for (const char* name : {"dangling", "loop"}) {
+    EXPECT_EQ(StateOf(name).exists, 1) << name;
+    EXPECT_EQ(StateOf(name).isDirectory, 0) << name;
+  }
+}
+
+TEST_F(FileLinkTest, IsRemovedItself) {
+  for (const char* name : {"toFile", "toDirectory", "dangling", "loop"}) {
+    EXPECT_EQ(File_Unlink(Name(name).c_str()), 0) << name;
+    EXPECT_FALSE(directory_.Exists(name)) << name;
+  }
+  EXPECT_EQ(directory_.Read("f"), "abcde");
+  EXPECT_EQ(directory_.Read("d/kept"), "abc");
+}
+
+TEST_F(FileLinkTest, IsRenamedItself) {
+  EXPECT_EQ(File_Move(Name("dangling").c_str(), Name("moved").c_str()), 0);
+  EXPECT_FALSE(directory_.Exists("dangling"));
+  EXPECT_EQ(fs::read_symlink(directory_.SystemName("moved")), "nowhere");
+}
+
+TEST_F(FileLinkTest, IsNeverReplacedOrWrittenThrough) {
+  EXPECT_EQ(File_Move(Name("f").c_str(), Name("dangling").c_str()), -1);
+  EXPECT_EQ(File_Copy(Name("f").c_str(), Name("dangling").c_str()), 0);
+  FileCopy* copy = nullptr;
+  EXPECT_EQ(File_CopyStart(Name("f").c_str(), Name("dangling").c_str(), 0, nullptr, nullptr, &copy), 3);
+  File* file = nullptr;
+  EXPECT_EQ(iFile_OpenNew(Name("dangling").c_str(), 2, false, &file), 3);
+  EXPECT_FALSE(directory_.Exists("nowhere"));
+}
+
+// ---- renaming ----------------------------------------------------------------------------------
+
+TEST_F(FileStateTest, RenamesFilesAndDirectories) {
+  directory_.Write("f", "abc");
+  directory_.MakeDirectory("d");
+  directory_.Write("d/x", "xyz");
+  EXPECT_EQ(File_Move(Name("f").c_str(), Name("d/g").c_str()), 0);
+  EXPECT_EQ(File_Move(Name("d").c_str(), Name("e").c_str()), 0);
+  EXPECT_FALSE(directory_.Exists("f"));
+  EXPECT_FALSE(directory_.Exists("d"));
+  EXPECT_EQ(directory_.Read("e/g"), "abc");
+  EXPECT_EQ(directory_.Read("e/x"), "xyz");
+}
+
+TEST_F(FileStateTest, RefusesToReplaceByRenaming) {
+  directory_.Write("f", "abc");
+  directory_.Write("g", "xyz");
+  directory_.MakeDirectory("d");
+  directory_.MakeDirectory("e");
+  EXPECT_EQ(File_Move(Name("f").c_str(), Name("g").c_str()), -1);
+  EXPECT_EQ(directory_.Read("f"), "abc");
+  EXPECT_EQ(directory_.Read("g"), "xyz");
+  EXPECT_NE(File_Move(Name("d").c_str(), Name("e").c_str()), 0);
+  EXPECT_TRUE(directory_.Exists("d"));
+}
+
+TEST_F(FileStateTest, SaysWhyARenameFailed) {
+  directory_.Write("f", "abc");
+  EXPECT_EQ(File_Move(Name("missing").c_str(), Name("g").c_str()), -3);
+  EXPECT_EQ(File_Move(Name("f").c_str(), Name("missing/g").c_str()), -3);
+  EXPECT_EQ(File_Move(nullptr, Name("g").c_str()), -4);
+  EXPECT_EQ(File_Move(Name("f").c_str(), nullptr), -4);
+  EXPECT_EQ(File_Move(Name("f").c_str(), std::string(1024, 'a').c_str()), 5);
+  EXPECT_EQ(directory_.Read("f"), "abc");
+}
+
+// ---- copying in one step -----------------------------------------------------------------------
+
+TEST_F(FileStateTest, CopiesWithTimeAndGivesZero) {
+  directory_.Write("f", std::string(100000, 'a'));
+  directory_.SetModified("f", 852454987);
+  EXPECT_EQ(File_Copy(Name("f").c_str(), Name("g").c_str()), 0);
+  EXPECT_EQ(directory_.Read("g"), std::string(100000, 'a'));
+  EXPECT_EQ(StateOf("g").modificationTime.seconds, 852454987u);
+}
+
+TEST_F(FileStateTest, GivesZeroForACopyThatFailed) {
+  directory_.Write("f", "abc");
+  directory_.Write("g", "xyz");
+  directory_.MakeDirectory("d");
+  EXPECT_EQ(File_Copy(Name("missing").c_str(), Name("h").c_str()), 0);
+  EXPECT_FALSE(directory_.Exists("h"));
+  EXPECT_EQ(File_Copy(Name("f").c_str(), Name("g").c_str()), 0);
+  EXPECT_EQ(directory_.Read("g"), "xyz");
+  EXPECT_EQ(File_Copy(Name("d").c_str(), Name("h").c_str()), 0);
+  EXPECT_FALSE(directory_.Exists("h"));
+  EXPECT_EQ(File_Copy(nullptr, Name("h").c_str()), -4);
+}
+
+TEST_F(FileStateTest, LeavesNoPartOfACopyOnAFullDisk) {
+  directory_.Write("f", std::string(1000, 'a'));
+  DiskLimit limit(500);
+  if (!limit.IsActive()) GTEST_SKIP() << "no full disk can be arranged here";
+  EXPECT_EQ(File_Copy(Name("f").c_str(), Name("g").c_str()), 0);
+  EXPECT_FALSE(directory_.Exists("g"));
+}
+
+}  // namespace

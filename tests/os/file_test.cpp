@@ -1,0 +1,584 @@
+// Open files: modes, bytes, positions, lines, and what happens when they are mixed.
+#include "qz/file.h"
+
+#include <gtest/gtest.h>
+
+#include <cstddef>
+#include <cstring>
+#include <string>
+
+#include "os/file_internal.h"
+#include "os/owned.h"
+#include "qz/directory.h"
+#include "qz/error.h"
+#include "tests/support/error_capture.h"
+#include "tests/support/fail_allocation.h"
+#include "tests/support/file_system.h"
+#include "tests/support/temp_dir.h"
+
+namespace {
+
+using OwnedFile = Owned<File, File_Close>;
+
+class FileTest : public testing::Test {
+ protected:
+  OwnedFile Open(const std::string& name, uint32_t mode) {
+    OwnedFile file;
+    EXPECT_EQ(File_Open(directory_.Name(name).c_str(), mode, file.out()), 0) << name << " " << mode;
+    return file;
+  }
+
+  ErrorCode OpenStatus(const std::string& name, uint32_t mode) {
+    File* file = reinterpret_cast<File*>(1);
+    const ErrorCode status = File_Open(directory_.Name(name).c_str(), mode, &file);
+    EXPECT_EQ(file != nullptr, status == 0);
+    if (file != nullptr) File_Close(file);
+    return status;
+  }
+
+  std::string ReadAll(File* file, uint32_t count) {
+    std::string bytes(count, '?');
+    bytes.resize(File_Read(file, count, bytes.data()));
+    return bytes;
+  }
+
+  TempDir directory_;
+};
+
+#if INTPTR_MAX == INT32_MAX
+static_assert(sizeof(Stream) == 28);
+static_assert(offsetof(File, name) == 28 && offsetof(File, mode) == 32);
+static_assert(offsetof(File, cStream) == 36 && offsetof(File, descriptor) == 40);
+#endif
+
+// ---- modes -------------------------------------------------------------------------------------
+
+TEST_F(FileTest, NormalisesTheModes) {
+  const uint32_t rows[][2] = {{1, 1},   {2, 2},   {3, 7},   {4, 7},   {5, 7},     {6, 7},
+                              {8, 10},  {11, 15}, {12, 15}, {15, 15}, {17, 17},   {18, 18},
+                              {19, 23}, {20, 23}, {24, 10}, {27, 31}, {0xFFE1, 1}};
+  for (auto& row : rows) {
+    directory_.Write("f", "abc");
+    EXPECT_EQ(Open("f", row[0])->mode, row[1]) << row[0];
+  }
+}
+
+TEST_F(FileTest, RefusesOtherModes) {
+  directory_.Write("f", "abc");
+  for (uint32_t mode : {0u, 7u, 9u, 10u, 13u, 14u, 16u, 23u}) EXPECT_EQ(OpenStatus("f", mode), -1) << mode;
+  EXPECT_EQ(directory_.Read("f"), "abc");
+}
+
+TEST_F(FileTest, CutsCreatesOrKeepsByMode) {
+  for (uint32_t mode : {2u, 3u, 6u}) {
+    directory_.Write("f", "abc");
+    EXPECT_EQ(OpenStatus("f", mode), 0);
+    EXPECT_EQ(directory_.Read("f"), "") << mode;
+    EXPECT_EQ(OpenStatus("new" + std::to_string(mode), mode), 0);
+    EXPECT_TRUE(directory_.Exists("new" + std::to_string(mode)));
+  }
+  for (uint32_t mode : {1u, 4u, 5u}) {
+    directory_.Write("f", "abc");
+    EXPECT_EQ(OpenStatus("f", mode), 0);
+    EXPECT_EQ(directory_.Read("f"), "abc") << mode;
+    EXPECT_EQ(OpenStatus("missing", mode), -1);
+    EXPECT_FALSE(directory_.Exists("missing"));
+  }
+  for (uint32_t mode : {8u, 11u, 12u, 15u}) {
+    directory_.Write("f", "abc");
+    EXPECT_EQ(File_Write(Open("f", mode).get(), 2, "de"), 2u);
+    EXPECT_EQ(directory_.Read("f"), "abcde") << mode;
+  }
+}
+
+TEST_F(FileTest, RefusesADirectory) {
+  directory_.MakeDirectory("d");
+  for (uint32_t mode : {1u, 2u, 4u, 8u, 11u}) EXPECT_EQ(OpenStatus("d", mode), -1) << mode;
+}
+
+TEST_F(FileTest, RefusesNullAndNamesThatCannotBe) {
+  File* file = reinterpret_cast<File*>(1);
+  EXPECT_EQ(File_Open(nullptr, 1, &file), -4);
+  EXPECT_EQ(file, nullptr);
+  EXPECT_EQ(File_Open("x", 1, nullptr), -4);
+  EXPECT_EQ(File_Open(std::string(2000, 'a').c_str(), 2, &file), -1);
+  EXPECT_EQ(OpenStatus(std::string(300, 'a'), 2), -1);
+  EXPECT_EQ(File_Open("", 1, &file), -1);
+}
+
+TEST_F(FileTest, OpensNothingOverANameThatIsTaken) {
+  directory_.Write("f", "abc");
+  File* file = nullptr;
+  EXPECT_EQ(iFile_OpenNew(directory_.Name("f").c_str(), 2, false, &file), 3);
+  EXPECT_EQ(file, nullptr);
+  EXPECT_EQ(directory_.Read("f"), "abc");
+  ASSERT_EQ(iFile_OpenNew(directory_.Name("g").c_str(), 2, false, &file), 0);
+  File_Close(file);
+  EXPECT_EQ(iFile_OpenNew(directory_.Name("missing/g").c_str(), 2, false, &file), -1);
+}
+
+TEST_F(FileTest, FailsCleanlyWithoutMemory) {
+  directory_.Write("f", "abc");
+  FailEveryAllocation([&] {
+    File* file = nullptr;
+    const ErrorCode status = File_Open(directory_.Name("f").c_str(), 1, &file);
+    EXPECT_TRUE(status == 0 || (status == 1 && file == nullptr));
+    if (file != nullptr) File_Close(file);
+  });
+}
+
+// ---- bytes and positions -----------------------------------------------------------------------
+
+TEST_F(FileTest, ReadsAndWritesBytes) {
+  OwnedFile file = Open("f", 3);
+  EXPECT_EQ(File_Write(file.get(), 6, "ab\ncd\r"), 6u);
+  EXPECT_EQ(File_Seek(file.get(), 0, 1), 0);
+  EXPECT_EQ(ReadAll(file.get(), 3), "b\nc");
+  EXPECT_EQ(ReadAll(file.get(), 10), "d\r");
+  EXPECT_EQ(ReadAll(file.get(), 10), "");
+  file.reset();
+  EXPECT_EQ(directory_.Read("f"), "ab\ncd\r");
+}
+
+TEST_F(FileTest, SeeksFromThreeOrigins) {
+  directory_.Write("f", "0123456789");
+  OwnedFile file = Open("f", 1);
+  EXPECT_EQ(File_Seek(file.get(), 0, 4), 0);
+  EXPECT_EQ(File_Tell(file.get()), 4);
+  EXPECT_EQ(File_Seek(file.get(), 1, -1), 0);
+  EXPECT_EQ(File_Tell(file.get()), 3);
+  EXPECT_EQ(File_Seek(file.get(), 2, -2), 0);
+  EXPECT_EQ(ReadAll(file.get(), 5), "89");
+  EXPECT_EQ(File_Seek(file.get(), 0, -1), -1);
+  EXPECT_EQ(File_Tell(file.get()), 10);
+}
+
+TEST_F(FileTest, ReportsAnotherSeekMode) {
+  OwnedFile file = Open("f", 2);
+  ErrorCapture capture;
+  EXPECT_EQ(File_Seek(file.get(), 3, 0), -1);
+  ASSERT_EQ(capture.Lines().size(), 1u);
+  EXPECT_EQ(capture.Lines()[0], "#### Error: Invalid seekMode 3\n");
+  EXPECT_EQ(File_Seek(file.get(), -1, 0), -1);
+  EXPECT_EQ(capture.Lines()[1], "#### Error: Invalid seekMode -1\n");
+}
+
+TEST_F(FileTest, WritesBeyondTwoGigabytes) {
+  MakeSparseFile(directory_.SystemName("big"), 0x140000000);  // 5 GiB
+  OwnedFile file = Open("big", 4);
+  EXPECT_EQ(iFile_Size64(file.get()), 0x140000000);
+  EXPECT_EQ(iFile_Seek64(file.get(), 0, 0x13FFFFFFF), 0x13FFFFFFF);
+  EXPECT_EQ(File_Tell(file.get()), -1);
+  EXPECT_EQ(iFile_Tell64(file.get()), 0x13FFFFFFF);
+  EXPECT_EQ(ReadAll(file.get(), 5), "x");
+  EXPECT_EQ(File_Seek(file.get(), 1, -1), 0);
+  EXPECT_EQ(File_Write(file.get(), 2, "yz"), 2u);
+  EXPECT_EQ(iFile_Size64(file.get()), 0x140000001);
+  FileState state;
+  EXPECT_EQ(File_GetStateOpenFile(file.get(), &state), 0);
+  EXPECT_EQ(state.size, 0x40000001u);
+}
+
+TEST_F(FileTest, CutsToLengthZero) {
+  directory_.Write("f", "0123456789");
+  OwnedFile file = Open("f", 4);
+  EXPECT_EQ(File_Truncate(file.get()), 0);
+  EXPECT_EQ(directory_.Size("f"), 0u);
+  EXPECT_EQ(File_Write(file.get(), 1, "x"), 1u);
+  file.reset();
+  EXPECT_EQ(directory_.Read("f"), "x");
+  EXPECT_EQ(File_Truncate(Open("f", 1).get()), -1);
+  EXPECT_EQ(directory_.Read("f"), "x");
+}
+
+TEST_F(FileTest, WritesNothingToAFileOpenedForReading) {
+  directory_.Write("f", "abc");
+  OwnedFile file = Open("f", 1);
+  EXPECT_EQ(File_Write(file.get(), 3, "xyz"), 0u);
+  EXPECT_LT(Stream_Error(File_GetStream(file.get())), 0);
+  EXPECT_EQ(ReadAll(file.get(), 3), "abc");
+  EXPECT_EQ(Stream_Error(File_GetStream(file.get())), 0);
+}
+
+TEST_F(FileTest, ReadsNothingFromAFileOpenedForWriting) {
+  OwnedFile file = Open("f", 2);
+  EXPECT_EQ(ReadAll(file.get(), 3), "");
+  EXPECT_LT(Stream_Error(File_GetStream(file.get())), 0);
+  char line[16] = "unset";
+  EXPECT_EQ(File_ScanLine(file.get(), sizeof line, line), -1);
+  EXPECT_STREQ(line, "");
+}
+
+// ---- lines and formatted text ------------------------------------------------------------------
+
+TEST_F(FileTest, PrintsFormattedText) {
+  OwnedFile file = Open("f", 2);
+  EXPECT_EQ(File_Print(file.get(), "%s-%d\n", "a", 5), 4);
+  EXPECT_EQ(File_Flush(file.get()), 0);
+  EXPECT_EQ(directory_.Read("f"), "a-5\n");
+  EXPECT_EQ(File_Print(file.get(), "%s", "%n%s"), 4);
+  EXPECT_EQ(File_Sync(file.get()), 0);
+  EXPECT_EQ(directory_.Read("f"), "a-5\n%n%s");
+}
+
+TEST_F(FileTest, ScansLinesWithoutTheirEnds) {
+  directory_.Write("f", "one\r\ntwo\n\r\n\nlast\r\r\n  \nend");
+  OwnedFile file = Open("f", 1);
+  char line[64];
+  for (const char* expected : {"one", "two", "", "", "last", "  ", "end"}) {
+    EXPECT_EQ(File_ScanLine(file.get(), sizeof line, line), static_cast<int32_t>(strlen(expected)));
+    EXPECT_STREQ(line, expected);
+  }
+  EXPECT_EQ(File_ScanLine(file.get(), sizeof line, line), -1);
+  EXPECT_STREQ(line, "");
+  EXPECT_EQ(Stream_Error(File_GetStream(file.get())), 4);
+}
+
+TEST_F(FileTest, ScansALongLineInPieces) {
+  directory_.Write("f", "abcdefgh\n");
+  OwnedFile file = Open("f", 1);
+  char line[5] = "????";
+  EXPECT_EQ(File_ScanLine(file.get(), 5, line), 4);
+  EXPECT_STREQ(line, "abcd");
+  EXPECT_EQ(File_ScanLine(file.get(), 5, line), 4);
+  EXPECT_STREQ(line, "efgh");
+  EXPECT_EQ(File_ScanLine(file.get(), 5, line), 0);
+  EXPECT_EQ(File_ScanLine(file.get(), 5, line), -1);
+}
+
+TEST_F(FileTest, ScansNothingIntoNoRoom) {
+  directory_.Write("f", "abc\n");
+  OwnedFile file = Open("f", 1);
+  char line[4] = "?";
+  for (int32_t size : {1, 0, -1}) EXPECT_EQ(File_ScanLine(file.get(), size, line), -1) << size;
+  EXPECT_EQ(File_ScanLine(file.get(), 4, line), 3);
+}
+
+TEST_F(FileTest, ScansWhatWasAddedAfterTheEnd) {
+  directory_.Write("f", "one\n");
+  OwnedFile file = Open("f", 1);
+  char line[16];
+  EXPECT_EQ(File_ScanLine(file.get(), sizeof line, line), 3);
+  EXPECT_EQ(File_ScanLine(file.get(), sizeof line, line), -1);
+  File_Write(Open("f", 8).get(), 4, "two\n");
+  EXPECT_EQ(File_ScanLine(file.get(), sizeof line, line), 3);
+  EXPECT_STREQ(line, "two");
+}
+
+TEST_F(FileTest, WritesTheSystemsLineEndsInTextMode) {
+  for (uint32_t mode : {18u, 19u, 27u}) {
+    directory_.Write("f", "");
+    OwnedFile file = Open("f", mode);
+    File_Print(file.get(), "a\n");
+    EXPECT_EQ(File_Write(file.get(), 2, "b\n"), 2u);
+    file.reset();
+    EXPECT_EQ(directory_.Read("f"), kIsWindows ? "a\r\nb\r\n" : "a\nb\n") << mode;
+  }
+}
+
+TEST_F(FileTest, AppendsInBinaryEvenWhenTextIsAskedFor) {
+  OwnedFile file = Open("f", 24);
+  File_Print(file.get(), "a\n");
+  EXPECT_EQ(File_Write(file.get(), 2, "b\n"), 2u);
+  file.reset();
+  EXPECT_EQ(directory_.Read("f"), "a\nb\n");
+}
+
+TEST_F(FileTest, ReadsTheSystemsLineEndsInTextMode) {
+  directory_.Write("f", "a\r\nb\r\n");
+  EXPECT_EQ(ReadAll(Open("f", 17).get(), 100), kIsWindows ? "a\nb\n" : "a\r\nb\r\n");
+}
+
+TEST_F(FileTest, GetsCharactersInBlocks) {
+  directory_.Write("f",
+                   "\xFF"
+                   "bcd");
+  OwnedFile file = Open("f", 1);
+  char buffer[3];
+  uint32_t remaining = 99;
+  char* next = nullptr;
+  EXPECT_EQ(File_GetChar(file.get(), 3, buffer, &remaining, &next), 255);
+  EXPECT_EQ(remaining, 2u);
+  EXPECT_EQ(next, buffer + 1);
+  EXPECT_EQ(std::string(next, 2), "bc");
+  EXPECT_EQ(File_GetChar(file.get(), 3, buffer, &remaining, &next), 'd');
+  EXPECT_EQ(remaining, 0u);
+  EXPECT_EQ(File_GetChar(file.get(), 3, buffer, &remaining, nullptr), 0);
+  EXPECT_EQ(remaining, 0u);
+}
+
+// ---- both ways into one file -------------------------------------------------------------------
+
+TEST_F(FileTest, WritesPendingTextBeforeBytes) {
+  OwnedFile file = Open("f", 2);
+  File_Print(file.get(), "one ");
+  EXPECT_EQ(File_Write(file.get(), 4, "two "), 4u);
+  File_Print(file.get(), "three ");
+  EXPECT_EQ(File_Tell(file.get()), 14);
+  File_Print(file.get(), "four");
+  EXPECT_EQ(File_Seek(file.get(), 0, 0), 0);
+  EXPECT_EQ(File_Write(file.get(), 3, "ONE"), 3u);
+  File_Print(file.get(), "-");
+  file.reset();
+  EXPECT_EQ(directory_.Read("f"), "ONE-two three four");
+}
+
+TEST_F(FileTest, ReadsBytesWhereTheLastLineEnded) {
+  directory_.Write("f", "one\ntwo\nthree\n");
+  OwnedFile file = Open("f", 1);
+  char line[16];
+  EXPECT_EQ(File_ScanLine(file.get(), sizeof line, line), 3);
+  EXPECT_EQ(File_Tell(file.get()), 4);
+  EXPECT_EQ(ReadAll(file.get(), 2), "tw");
+  EXPECT_EQ(File_ScanLine(file.get(), sizeof line, line), 1);
+  EXPECT_STREQ(line, "o");
+  EXPECT_EQ(File_Seek(file.get(), 1, 2), 0);
+  EXPECT_EQ(File_ScanLine(file.get(), sizeof line, line), 3);
+  EXPECT_STREQ(line, "ree");
+}
+
+TEST_F(FileTest, ScansFromWhereASeekWent) {
+  directory_.Write("f", "one\ntwo\n");
+  OwnedFile file = Open("f", 1);
+  char line[16];
+  while (File_ScanLine(file.get(), sizeof line, line) >= 0) {
+  }
+  EXPECT_EQ(File_Seek(file.get(), 0, 0), 0);
+  EXPECT_EQ(File_ScanLine(file.get(), sizeof line, line), 3);
+  EXPECT_STREQ(line, "one");
+}
+
+TEST_F(FileTest, PrintsWhereTheLastLineEnded) {
+  directory_.Write("f", "one\ntwo\nthree\n");
+  OwnedFile file = Open("f", 4);
+  char line[16];
+  EXPECT_EQ(File_ScanLine(file.get(), sizeof line, line), 3);
+  EXPECT_EQ(File_Print(file.get(), "TWO"), 3);
+  EXPECT_EQ(File_ScanLine(file.get(), sizeof line, line), 0);
+  EXPECT_EQ(File_ScanLine(file.get(), sizeof line, line), 5);
+  EXPECT_STREQ(line, "three");
+  file.reset();
+  EXPECT_EQ(directory_.Read("f"), "one\nTWO\nthree\n");
+}
+
+TEST_F(FileTest, TellsTheTruePositionAfterEveryKindOfCall) {
+  OwnedFile file = Open("f", 3);
+  EXPECT_EQ(File_Tell(file.get()), 0);
+  File_Write(file.get(), 5, "abcde");
+  EXPECT_EQ(File_Tell(file.get()), 5);
+  File_Print(file.get(), "fg\n");
+  EXPECT_EQ(File_Tell(file.get()), 8);
+  File_Seek(file.get(), 0, 2);
+  EXPECT_EQ(File_Tell(file.get()), 2);
+  char line[4];
+  EXPECT_EQ(File_ScanLine(file.get(), 3, line), 2);
+  EXPECT_EQ(File_Tell(file.get()), 4);
+  File_Read(file.get(), 1, line);
+  EXPECT_EQ(File_Tell(file.get()), 5);
+}
+
+TEST_F(FileTest, StandsAtTheEndWhenAppending) {
+  directory_.Write("f", "abc");
+  OwnedFile file = Open("f", 8);
+  EXPECT_EQ(File_Tell(file.get()), 3);
+  File_Print(file.get(), "d");
+  EXPECT_EQ(File_Tell(file.get()), 4);
+}
+
+TEST_F(FileTest, CountsPendingTextInTheState) {
+  OwnedFile file = Open("f", 2);
+  File_Print(file.get(), "abc");
+  FileState state;
+  EXPECT_EQ(File_GetStateOpenFile(file.get(), &state), 0);
+  EXPECT_EQ(state.exists, 1);
+  EXPECT_EQ(state.isDirectory, 0);
+  EXPECT_EQ(state.size, 3u);
+}
+
+TEST_F(FileTest, GivesTheTimeOfAnOpenFileInSeconds) {
+  directory_.Write("f", "abc");
+  directory_.SetModified("f", 852454987);
+  FileState state;
+  EXPECT_EQ(File_GetStateOpenFile(Open("f", 1).get(), &state), 0);
+  EXPECT_EQ(state.modificationTime.seconds, 852454987u);
+  EXPECT_EQ(state.modificationTime.milliseconds, 0u);
+}
+
+// ---- the stream --------------------------------------------------------------------------------
+
+TEST_F(FileTest, IsAStream) {
+  OwnedFile file = Open("f", 3);
+  Stream* stream = File_GetStream(file.get());
+  EXPECT_EQ(static_cast<void*>(stream), static_cast<void*>(file.get()));
+  EXPECT_EQ(stream->type, 0x66696C65u);
+  EXPECT_EQ(Stream_Write(stream, 5, "abcde"), 5u);
+  EXPECT_EQ(Stream_WriteF(stream, "%d", 7), 0);
+  File_Seek(file.get(), 0, 0);
+  EXPECT_EQ(Stream_ReadAvail(stream), 6u);
+  char buffer[8];
+  EXPECT_EQ(Stream_Read(stream, 4, buffer), 4u);
+  EXPECT_EQ(Stream_ReadAvail(stream), 2u);
+  EXPECT_EQ(Stream_Error(stream), 0);
+  EXPECT_EQ(Stream_Read(stream, 4, buffer), 2u);
+  EXPECT_EQ(Stream_Error(stream), 0);
+  EXPECT_EQ(Stream_Read(stream, 4, buffer), 0u);
+  EXPECT_EQ(Stream_Error(stream), 4);
+  EXPECT_EQ(Stream_Read(stream, 0, buffer), 0u);
+  EXPECT_EQ(Stream_Error(stream), 0);
+  EXPECT_EQ(Stream_FindType(stream, 0x66696C65u), stream);
+  EXPECT_EQ(Stream_FindType(stream, 0x736F636Bu), nullptr);
+}
+
+TEST_F(FileTest, IsClosedByStreamDelete) {
+  OwnedFile file = Open("f", 2);
+  File_SetTemporary(file.get(), 1);
+  EXPECT_EQ(Stream_Delete(File_GetStream(file.release())), 0);
+  EXPECT_FALSE(directory_.Exists("f"));
+}
+
+// ---- closing -----------------------------------------------------------------------------------
+
+TEST_F(FileTest, RemovesATemporaryFileOnClosing) {
+  OwnedFile file = Open("f", 2);
+  File_SetTemporary(file.get(), 1);
+  EXPECT_EQ(file->mode, 0x80000002u);
+  EXPECT_TRUE(directory_.Exists("f"));
+  EXPECT_EQ(File_Close(file.release()), 0);
+  EXPECT_FALSE(directory_.Exists("f"));
+}
+
+TEST_F(FileTest, KeepsAFileThatIsNoLongerTemporary) {
+  OwnedFile file = Open("f", 2);
+  File_SetTemporary(file.get(), 1);
+  File_SetTemporary(file.get(), 0);
+  EXPECT_EQ(file->mode, 2u);
+  EXPECT_EQ(File_Close(file.release()), 0);
+  EXPECT_TRUE(directory_.Exists("f"));
+}
+
+TEST_F(FileTest, RemovesATemporaryFileWhereItWasOpened) {
+  directory_.MakeDirectory("one");
+  directory_.MakeDirectory("two");
+  directory_.Write("two/f", "mine");
+  char original[1024];
+  ASSERT_EQ(Directory_GetCurrent(original), 0);
+  ASSERT_EQ(Directory_SetCurrent(directory_.Name("one").c_str()), 0);
+  File* file = nullptr;
+  EXPECT_EQ(File_Open("f", 2, &file), 0);
+  File_SetTemporary(file, 1);
+  EXPECT_EQ(Directory_SetCurrent(directory_.Name("two").c_str()), 0);
+  EXPECT_EQ(File_Close(file), 0);
+  ASSERT_EQ(Directory_SetCurrent(original), 0);
+  EXPECT_FALSE(directory_.Exists("one/f"));
+  EXPECT_EQ(directory_.Read("two/f"), "mine");
+}
+
+TEST_F(FileTest, ClosesATemporaryFileThatIsGone) {
+  if (kIsWindows) GTEST_SKIP() << "an open file cannot be removed there";
+  OwnedFile file = Open("f", 2);
+  File_SetTemporary(file.get(), 1);
+  std::filesystem::remove(directory_.SystemName("f"));
+  EXPECT_EQ(File_Close(file.release()), 0);
+}
+
+TEST_F(FileTest, LeavesAnotherFileUnderTheTemporaryName) {
+  if (kIsWindows) GTEST_SKIP() << "an open file keeps its name there";
+  OwnedFile file = Open("f", 2);
+  File_SetTemporary(file.get(), 1);
+  std::filesystem::rename(directory_.SystemName("f"), directory_.SystemName("g"));
+  directory_.Write("f", "somebody else's");
+  EXPECT_EQ(File_Close(file.release()), 0);
+  EXPECT_EQ(directory_.Read("f"), "somebody else's");
+}
+
+TEST_F(FileTest, LeavesTheSystemFileOpen) {
+  OwnedFile file = Open("log", 8);
+  iFile_SetSystemFile(file.get());
+  EXPECT_EQ(File_Close(file.get()), 0);
+  EXPECT_EQ(Stream_Delete(File_GetStream(file.get())), 0);
+  EXPECT_EQ(File_Print(file.get(), "still open\n"), 11);
+  file.release();
+  EXPECT_EQ(iFile_CloseSystemFile(), 0);
+  EXPECT_EQ(directory_.Read("log"), "still open\n");
+  EXPECT_EQ(iFile_CloseSystemFile(), 0);
+}
+
+TEST_F(FileTest, RemovesATemporarySystemFileInTheEnd) {
+  OwnedFile file = Open("log", 8);
+  iFile_SetSystemFile(file.get());
+  File_SetTemporary(file.release(), 1);
+  EXPECT_EQ(iFile_CloseSystemFile(), 0);
+  EXPECT_FALSE(directory_.Exists("log"));
+}
+
+TEST_F(FileTest, ReportsThatLocksAreNotThere) {
+  OwnedFile file = Open("f", 2);
+  ErrorCapture capture;
+  EXPECT_EQ(File_SetLock(file.get()), -1);
+  ASSERT_EQ(capture.Lines().size(), 1u);
+  EXPECT_EQ(capture.Lines()[0], "#### Error: Unimplemented in Windows.\n");
+}
+
+TEST(File, RefusesNull) {
+  char buffer[4];
+  FileState state;
+  EXPECT_EQ(File_Close(nullptr), -4);
+  EXPECT_EQ(File_GetStream(nullptr), nullptr);
+  File_SetTemporary(nullptr, 1);
+  EXPECT_EQ(File_Read(nullptr, 4, buffer), 0u);
+  EXPECT_EQ(File_Write(nullptr, 4, "abc"), 0u);
+  EXPECT_EQ(File_Seek(nullptr, 0, 0), -1);
+  EXPECT_EQ(File_Tell(nullptr), -1);
+  EXPECT_EQ(File_Print(nullptr, "x"), -1);
+  EXPECT_EQ(File_Flush(nullptr), -1);
+  EXPECT_EQ(File_Sync(nullptr), -1);
+  EXPECT_EQ(File_ScanLine(nullptr, 4, buffer), -1);
+  EXPECT_EQ(File_GetChar(nullptr, 4, buffer, nullptr, nullptr), 0);
+  EXPECT_EQ(File_Truncate(nullptr), -1);
+  EXPECT_EQ(File_GetStateOpenFile(nullptr, &state), -1);
+}
+
+// ---- a disk that fills up ----------------------------------------------------------------------
+
+TEST_F(FileTest, WritesWhatFitsAFullDisk) {
+  DiskLimit limit(100);
+  if (!limit.IsActive()) GTEST_SKIP() << "no full disk can be arranged here";
+  OwnedFile file = Open("f", 2);
+  EXPECT_EQ(File_Write(file.get(), 60, std::string(60, 'a').c_str()), 60u);
+  EXPECT_EQ(File_Write(file.get(), 60, std::string(60, 'b').c_str()), 40u);
+  EXPECT_EQ(Stream_Error(File_GetStream(file.get())), 5);
+  EXPECT_EQ(File_Write(file.get(), 1, "c"), 0u);
+  EXPECT_EQ(Stream_Error(File_GetStream(file.get())), 5);
+  EXPECT_EQ(File_Close(file.release()), 0);
+  EXPECT_EQ(directory_.Size("f"), 100u);
+}
+
+TEST_F(FileTest, SaysThatPendingTextDoesNotFitAFullDisk) {
+  DiskLimit limit(10);
+  if (!limit.IsActive()) GTEST_SKIP() << "no full disk can be arranged here";
+  OwnedFile file = Open("f", 2);
+  EXPECT_EQ(File_Print(file.get(), "%s", "0123456789abc"), 13);
+  EXPECT_EQ(File_Flush(file.get()), -1);
+  EXPECT_EQ(Stream_Error(File_GetStream(file.get())), 5);
+  EXPECT_EQ(File_Close(file.release()), 5);
+}
+
+TEST_F(FileTest, SaysOnClosingThatPendingTextDidNotFit) {
+  DiskLimit limit(10);
+  if (!limit.IsActive()) GTEST_SKIP() << "no full disk can be arranged here";
+  OwnedFile file = Open("f", 2);
+  EXPECT_EQ(File_Print(file.get(), "%s", "0123456789abc"), 13);
+  EXPECT_EQ(File_Close(file.release()), 5);
+}
+
+TEST_F(FileTest, WritesNoBytesWhenPendingTextDidNotFit) {
+  DiskLimit limit(10);
+  if (!limit.IsActive()) GTEST_SKIP() << "no full disk can be arranged here";
+  OwnedFile file = Open("f", 2);
+  EXPECT_EQ(File_Print(file.get(), "%s", "0123456789abc"), 13);
+  EXPECT_EQ(File_Write(file.get(), 1, "x"), 0u);
+  EXPECT_EQ(Stream_Error(File_GetStream(file.get())), 5);
+  EXPECT_EQ(File_Close(file.release()), 5);
+}
+
+}  // namespace

@@ -1,0 +1,59 @@
+// What file tests need of the system at hand, and what sets the two systems apart.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+
+// True where names have drives, line ends are CR LF and a name with * or ? is a pattern.
+extern const bool kIsWindows;
+
+int ProcessNumber();
+
+void SetModifiedTime(const std::filesystem::path& path, int64_t secondsSince1970);
+
+// Makes the file `sizeBytes` long without filling it, with one byte 'x' at its end.
+void MakeSparseFile(const std::filesystem::path& path, uint64_t sizeBytes);
+
+// The rest of the scope runs on as a user who may not write `path`; false where the tests cannot arrange
+// that.
+class WriteProtection {
+ public:
+  explicit WriteProtection(const std::filesystem::path& path);
+  ~WriteProtection();
+  WriteProtection(const WriteProtection&) = delete;
+  WriteProtection& operator=(const WriteProtection&) = delete;
+  bool IsActive() const { return isActive_; }
+
+ private:
+  std::filesystem::path path_;
+  bool isActive_ = false;
+};
+
+// No file can grow over `bytes` in this scope, as on a disk that fills up.
+class DiskLimit {
+ public:
+  explicit DiskLimit(uint64_t bytes);
+  ~DiskLimit();
+  DiskLimit(const DiskLimit&) = delete;
+  DiskLimit& operator=(const DiskLimit&) = delete;
+  bool IsActive() const { return state_ != nullptr; }
+
+ private:
+  struct State;
+  std::shared_ptr<State> state_;
+};
+
+// A volume of its own of the given size, mounted on an existing directory while the object lives.
+class SmallVolume {
+ public:
+  SmallVolume(const std::filesystem::path& directory, uint64_t sizeBytes);
+  ~SmallVolume();
+  SmallVolume(const SmallVolume&) = delete;
+  SmallVolume& operator=(const SmallVolume&) = delete;
+  bool IsMounted() const { return isMounted_; }
+
+ private:
+  std::filesystem::path directory_;
+  bool isMounted_ = false;
+};
