@@ -81,10 +81,6 @@ bool RemoveEntries(Removal* removal) {
   return removedAny;
 }
 
-bool IsNotEmpty(uint32_t systemError) {
-  return systemError == 145;
-}
-
 // Some systems skip entries when others are removed during a search, so a directory that is still not empty
 // is searched again as long as that removes anything.
 bool RemoveTree(Removal* removal) {

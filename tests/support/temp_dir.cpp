@@ -83,5 +83,6 @@ std::string LibraryName(const fs::path& path) {
     if (c == '\\') c = '/';
   }
   const bool hasDrive = text.size() >= 2 && text[1] == ':';
-  return hasDrive ? "/" + text.substr(0, 1) + "|" + text.substr(2) : text;
+  if (hasDrive) text.replace(1, 1, 1, '|').insert(0, 1, '/');
+  return text;
 }

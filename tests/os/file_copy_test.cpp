@@ -1,0 +1,397 @@
+// Copying and moving in steps.
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "os/file_internal.h"
+#include "os/owned.h"
+#include "qz/directory.h"
+#include "qz/file.h"
+#include "qz/stream.h"
+#include "tests/support/error_capture.h"
+#include "tests/support/fail_allocation.h"
+#include "tests/support/file_system.h"
+#include "tests/support/temp_dir.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+using Reports = std::vector<std::pair<uint32_t, uint32_t>>;
+
+void Record(void* context, uint32_t position, uint32_t total) {
+  static_cast<Reports*>(context)->emplace_back(position, total);
+}
+
+class FileCopyTest : public testing::Test {
+ protected:
+  ~FileCopyTest() override { File_CopyAbort(&copy_); }
+
+  ErrorCode Start(const std::string& from, const std::string& to, int32_t move = 0) {
+    return File_CopyStart(directory_.Name(from).c_str(), directory_.Name(to).c_str(), move, &reports_, Record,
+                          &copy_);
+  }
+
+  // Steps until the copy ends or fails; the number of calls goes to *calls.
+  ErrorCode Run(int* calls = nullptr) {
+    ErrorCode status = kGood;
+    int count = 0;
+    while (copy_ != nullptr && status == kGood) {
+      status = File_CopyEnd(&copy_);
+      ++count;
+    }
+    if (calls != nullptr) *calls = count;
+    return status;
+  }
+
+  static constexpr ErrorCode kGood = 0;
+  TempDir directory_;
+  FileCopy* copy_ = nullptr;
+  Reports reports_;
+};
+
+std::string Pattern(size_t size) {
+  std::string bytes(size, '\0');
+  for (size_t i = 0; i < size; ++i) bytes[i] = static_cast<char>(i * 7 + i / 251);
+  return bytes;
+}
+
+TEST_F(FileCopyTest, CopiesInChunks) {
+  const std::string bytes = Pattern(10000);
+  directory_.Write("f", bytes);
+  ASSERT_EQ(Start("f", "g"), 0);
+  ASSERT_NE(copy_, nullptr);
+  EXPECT_EQ(File_CopyEnd(&copy_), 0);
+  EXPECT_NE(copy_, nullptr);
+  EXPECT_EQ(directory_.Size("g"), 4096u);
+  EXPECT_EQ(File_CopyEnd(&copy_), 0);
+  EXPECT_EQ(directory_.Size("g"), 8192u);
+  EXPECT_EQ(File_CopyEnd(&copy_), 0);
+  EXPECT_EQ(copy_, nullptr);
+  EXPECT_EQ(directory_.Read("g"), bytes);
+  EXPECT_EQ(directory_.Read("f"), bytes);
+}
+
+TEST_F(FileCopyTest, EndsInTheCallThatMovesTheLastByte) {
+  const std::pair<size_t, int> rows[] = {{0, 1}, {1, 1}, {4096, 1}, {4097, 2}, {8192, 2}};
+  for (const auto& [size, expectedCalls] : rows) {
+    directory_.Write("f", Pattern(size));
+    ASSERT_EQ(Start("f", "g"), 0);
+    int calls = 0;
+    EXPECT_EQ(Run(&calls), 0);
+    EXPECT_EQ(calls, expectedCalls) << size;
+    EXPECT_EQ(directory_.Read("g"), Pattern(size)) << size;
+    fs::remove(directory_.SystemName("g"));
+  }
+}
+
+TEST_F(FileCopyTest, TakesLargeChunksOnlyAboveTwoMegabytesAndAByte) {
+  const std::pair<size_t, uint64_t> rows[] = {{2097152, 4096}, {2097153, 4096}, {2097154, 1048576}};
+  for (const auto& [size, firstChunk] : rows) {
+    directory_.Write("f", Pattern(size));
+    ASSERT_EQ(Start("f", "g"), 0);
+    EXPECT_EQ(File_CopyEnd(&copy_), 0);
+    EXPECT_EQ(directory_.Size("g"), firstChunk) << size;
+    EXPECT_EQ(Run(), 0);
+    EXPECT_EQ(directory_.Read("g"), Pattern(size));
+    fs::remove(directory_.SystemName("g"));
+  }
+}
+
+TEST_F(FileCopyTest, HalvesTheChunkWithoutMemory) {
+  directory_.Write("f", Pattern(3000000));
+  // The first allocation of a start is the record with its chunk.
+  iMemory_FailAllocation(1);
+  ASSERT_EQ(Start("f", "g"), 0);
+  iMemory_FailAllocation(0);
+  EXPECT_EQ(File_CopyEnd(&copy_), 0);
+  EXPECT_EQ(directory_.Size("g"), 524288u);
+  EXPECT_EQ(Run(), 0);
+  EXPECT_EQ(directory_.Read("g"), Pattern(3000000));
+}
+
+TEST_F(FileCopyTest, FailsCleanlyWithoutMemory) {
+  directory_.Write("f", Pattern(5000));
+  FailEveryAllocation([&] {
+    const ErrorCode status = Start("f", "g");
+    EXPECT_TRUE(status == 0 || (status == 1 && copy_ == nullptr)) << status;
+    EXPECT_EQ(Run(), 0);
+    EXPECT_EQ(directory_.Exists("g"), status == 0);
+    fs::remove(directory_.SystemName("g"));
+  });
+}
+
+TEST_F(FileCopyTest, ReportsProgress) {
+  directory_.Write("f", Pattern(4096 * 4));
+  ASSERT_EQ(Start("f", "g"), 0);
+  EXPECT_TRUE(reports_.empty());
+  EXPECT_EQ(File_CopyEnd(&copy_), 0);
+  // 100 steps of 163.84 bytes: a quarter of the file crosses 25 of them.
+  ASSERT_EQ(reports_.size(), 25u);
+  EXPECT_EQ(reports_[0], (std::pair<uint32_t, uint32_t>{0, 16384}));
+  EXPECT_EQ(reports_[1], (std::pair<uint32_t, uint32_t>{163, 16384}));
+  EXPECT_EQ(reports_[24], (std::pair<uint32_t, uint32_t>{3932, 16384}));
+  EXPECT_EQ(Run(), 0);
+  EXPECT_EQ(reports_.size(), 100u);
+}
+
+TEST_F(FileCopyTest, NeedsNoProgressMethod) {
+  directory_.Write("f", Pattern(5000));
+  EXPECT_EQ(
+      File_CopyStart(directory_.Name("f").c_str(), directory_.Name("g").c_str(), 0, nullptr, nullptr, &copy_),
+      0);
+  EXPECT_EQ(Run(), 0);
+  EXPECT_EQ(directory_.Read("g"), Pattern(5000));
+}
+
+TEST_F(FileCopyTest, CopiesIntoADirectoryUnderTheSourcesName) {
+  directory_.Write("f", "abc");
+  directory_.MakeDirectory("d");
+  ASSERT_EQ(Start("f", "d"), 0);
+  EXPECT_EQ(Run(), 0);
+  EXPECT_EQ(directory_.Read("d/f"), "abc");
+}
+
+TEST_F(FileCopyTest, ReplacesNothing) {
+  directory_.Write("f", "abc");
+  directory_.Write("g", "xyz");
+  directory_.MakeDirectory("d");
+  directory_.Write("d/f", "mine");
+  EXPECT_EQ(Start("f", "g"), 3);
+  EXPECT_EQ(copy_, nullptr);
+  EXPECT_EQ(Start("f", "d"), 3);
+  EXPECT_EQ(Start("f", "f"), 3);
+  // Into its own directory, the copy would be the source itself.
+  EXPECT_EQ(
+      File_CopyStart(directory_.Name("f").c_str(), directory_.Name().c_str(), 0, nullptr, nullptr, &copy_),
+      3);
+  EXPECT_EQ(directory_.Read("f"), "abc");
+  EXPECT_EQ(directory_.Read("g"), "xyz");
+  EXPECT_EQ(directory_.Read("d/f"), "mine");
+}
+
+TEST_F(FileCopyTest, LeavesAFileThatAppearedMeanwhile) {
+  directory_.Write("f", "abc");
+  directory_.MakeDirectory("d/f");
+  EXPECT_NE(Start("f", "d"), 0);  // a directory stands where the copy would
+  EXPECT_EQ(copy_, nullptr);
+}
+
+TEST_F(FileCopyTest, RefusesWhatCannotBeCopied) {
+  directory_.MakeDirectory("d");
+  directory_.Write("f", "abc");
+  EXPECT_EQ(Start("missing", "g"), -3);
+  EXPECT_EQ(Start("d", "g"), -4);
+  EXPECT_EQ(Start("f", "missing/g"), -1);
+  EXPECT_EQ(File_CopyStart(nullptr, "g", 0, nullptr, nullptr, &copy_), -4);
+  EXPECT_EQ(File_CopyStart("f", nullptr, 0, nullptr, nullptr, &copy_), -4);
+  EXPECT_EQ(File_CopyStart("f", "g", 0, nullptr, nullptr, nullptr), -4);
+  EXPECT_EQ(File_CopyStart(directory_.Name("f").c_str(), std::string(1024, 'a').c_str(), 0, nullptr, nullptr,
+                           &copy_),
+            5);
+  EXPECT_EQ(copy_, nullptr);
+  EXPECT_FALSE(directory_.Exists("g"));
+}
+
+TEST_F(FileCopyTest, RemovesTheCopyWhenAborted) {
+  directory_.Write("f", Pattern(10000));
+  ASSERT_EQ(Start("f", "g"), 0);
+  EXPECT_EQ(File_CopyEnd(&copy_), 0);
+  EXPECT_TRUE(directory_.Exists("g"));
+  File_CopyAbort(&copy_);
+  EXPECT_EQ(copy_, nullptr);
+  EXPECT_FALSE(directory_.Exists("g"));
+  EXPECT_EQ(directory_.Size("f"), 10000u);
+}
+
+TEST_F(FileCopyTest, IgnoresNull) {
+  FileCopy* none = nullptr;
+  EXPECT_EQ(File_CopyEnd(&none), 0);
+  EXPECT_EQ(File_CopyEnd(nullptr), 0);
+  File_CopyAbort(&none);
+  File_CopyAbort(nullptr);
+}
+
+TEST_F(FileCopyTest, EndsWhenTheSourceIsCut) {
+  directory_.Write("f", Pattern(10000));
+  ASSERT_EQ(Start("f", "g"), 0);
+  EXPECT_EQ(File_CopyEnd(&copy_), 0);
+  fs::resize_file(directory_.SystemName("f"), 5000);
+  EXPECT_EQ(File_CopyEnd(&copy_), 4);
+  ASSERT_NE(copy_, nullptr);
+  EXPECT_EQ(File_CopyEnd(&copy_), 4);
+  File_CopyAbort(&copy_);
+  EXPECT_FALSE(directory_.Exists("g"));
+  EXPECT_TRUE(directory_.Exists("f"));
+}
+
+// ---- a disk that fills up ----------------------------------------------------------------------
+
+TEST_F(FileCopyTest, SaysThatTheDiskIsFull) {
+  directory_.Write("f", Pattern(10000));
+  ASSERT_EQ(Start("f", "g"), 0);
+  DiskLimit limit(6000);
+  if (!limit.IsActive()) GTEST_SKIP() << "no full disk can be arranged here";
+  EXPECT_EQ(File_CopyEnd(&copy_), 0);
+  EXPECT_EQ(File_CopyEnd(&copy_), 5);
+  EXPECT_EQ(File_CopyEnd(&copy_), 5);
+  File_CopyAbort(&copy_);
+  EXPECT_FALSE(directory_.Exists("g"));
+  EXPECT_EQ(directory_.Read("f"), Pattern(10000));
+}
+
+TEST_F(FileCopyTest, KeepsTheSourceWhenAMoveFillsTheOtherVolume) {
+  directory_.Write("f", Pattern(200000));
+  directory_.MakeDirectory("small");
+  SmallVolume volume(directory_.SystemName("small"), 65536);
+  if (!volume.IsMounted()) GTEST_SKIP() << "no small volume can be made here";
+  ASSERT_EQ(Start("f", "small/g", 1), 0);
+  ASSERT_NE(copy_, nullptr);
+  EXPECT_EQ(Run(), 5);
+  File_CopyAbort(&copy_);
+  EXPECT_FALSE(directory_.Exists("small/g"));
+  EXPECT_EQ(directory_.Read("f"), Pattern(200000));
+}
+
+// ---- moving ------------------------------------------------------------------------------------
+
+TEST_F(FileCopyTest, RenamesWithinOneRoot) {
+  directory_.Write("f", "abc");
+  EXPECT_EQ(Start("f", "g", 1), 0);
+  EXPECT_EQ(copy_, nullptr);
+  EXPECT_FALSE(directory_.Exists("f"));
+  EXPECT_EQ(directory_.Read("g"), "abc");
+}
+
+TEST_F(FileCopyTest, GivesTheRenamesStatus) {
+  directory_.Write("f", "abc");
+  directory_.Write("g", "xyz");
+  EXPECT_EQ(Start("missing", "h", 1), -3);
+  EXPECT_EQ(Start("f", "g", 1), -1);
+  EXPECT_EQ(copy_, nullptr);
+  EXPECT_EQ(directory_.Read("f"), "abc");
+  EXPECT_EQ(directory_.Read("g"), "xyz");
+}
+
+TEST_F(FileCopyTest, RenamesDirectoriesToo) {
+  directory_.MakeDirectory("d");
+  directory_.Write("d/x", "abc");
+  EXPECT_EQ(Start("d", "e", 1), 0);
+  EXPECT_EQ(copy_, nullptr);
+  EXPECT_EQ(directory_.Read("e/x"), "abc");
+}
+
+TEST_F(FileCopyTest, TakesRelativeNamesFromTheCurrentDirectory) {
+  directory_.Write("f", "abc");
+  char original[1024];
+  ASSERT_EQ(Directory_GetCurrent(original), 0);
+  ASSERT_EQ(Directory_SetCurrent(directory_.Name().c_str()), 0);
+  EXPECT_EQ(File_CopyStart("f", directory_.Name("g").c_str(), 1, nullptr, nullptr, &copy_), 0);
+  ASSERT_EQ(Directory_SetCurrent(original), 0);
+  EXPECT_EQ(copy_, nullptr);
+  EXPECT_EQ(directory_.Read("g"), "abc");
+}
+
+TEST_F(FileCopyTest, CopiesForAnyOtherMoveFlag) {
+  directory_.Write("f", "abc");
+  ASSERT_EQ(Start("f", "g", 2), 0);
+  ASSERT_NE(copy_, nullptr);
+  EXPECT_EQ(Run(), 0);
+  EXPECT_TRUE(directory_.Exists("f"));
+}
+
+// One root, but the target is another volume.
+class FileMoveAcrossTest : public FileCopyTest {
+ protected:
+  void SetUp() override {
+    directory_.MakeDirectory("other");
+    volume_ = std::make_unique<SmallVolume>(directory_.SystemName("other"), 16777216);
+    if (!volume_->IsMounted()) GTEST_SKIP() << "no second volume can be made here";
+  }
+
+  std::unique_ptr<SmallVolume> volume_;
+};
+
+TEST_F(FileMoveAcrossTest, CopiesAndThenRemovesTheSource) {
+  directory_.Write("f", Pattern(10000));
+  ASSERT_EQ(Start("f", "other/g", 1), 0);
+  ASSERT_NE(copy_, nullptr);
+  EXPECT_EQ(File_CopyEnd(&copy_), 0);
+  EXPECT_TRUE(directory_.Exists("f"));
+  EXPECT_EQ(Run(), 0);
+  EXPECT_FALSE(directory_.Exists("f"));
+  EXPECT_EQ(directory_.Read("other/g"), Pattern(10000));
+}
+
+TEST_F(FileMoveAcrossTest, RefusesADirectory) {
+  directory_.MakeDirectory("d");
+  EXPECT_EQ(Start("d", "other/e", 1), -4);
+  EXPECT_TRUE(directory_.Exists("d"));
+}
+
+TEST_F(FileMoveAcrossTest, ReplacesNothing) {
+  directory_.Write("f", "abc");
+  directory_.Write("other/g", "xyz");
+  EXPECT_NE(Start("f", "other/g", 1), 0);
+  EXPECT_EQ(copy_, nullptr);
+  EXPECT_EQ(directory_.Read("other/g"), "xyz");
+  EXPECT_EQ(directory_.Read("f"), "abc");
+}
+
+TEST_F(FileMoveAcrossTest, KeepsTheSourceWhenAborted) {
+  directory_.Write("f", Pattern(10000));
+  ASSERT_EQ(Start("f", "other/g", 1), 0);
+  EXPECT_EQ(File_CopyEnd(&copy_), 0);
+  File_CopyAbort(&copy_);
+  EXPECT_EQ(directory_.Read("f"), Pattern(10000));
+  EXPECT_FALSE(directory_.Exists("other/g"));
+}
+
+TEST_F(FileMoveAcrossTest, KeepsASourceThatGrewMeanwhile) {
+  directory_.Write("f", Pattern(5000));
+  ASSERT_EQ(Start("f", "other/g", 1), 0);
+  EXPECT_EQ(File_CopyEnd(&copy_), 0);
+  directory_.Write("f", Pattern(6000));
+  EXPECT_EQ(Run(), 4);
+  File_CopyAbort(&copy_);
+  EXPECT_EQ(directory_.Read("f"), Pattern(6000));
+  EXPECT_FALSE(directory_.Exists("other/g"));
+}
+
+TEST_F(FileMoveAcrossTest, EndsWellWhenTheSourceMayNotBeRemoved) {
+  directory_.MakeDirectory("locked");
+  directory_.Write("locked/f", Pattern(5000));
+  fs::permissions(directory_.SystemName("other"), fs::perms::all);
+  ErrorCapture capture;
+  {
+    WriteProtection protection(directory_.SystemName("locked"));
+    if (!protection.IsActive()) GTEST_SKIP() << "no read-only directory can be arranged here";
+    // Two roots, so that no rename is tried: it would be refused first.
+    ASSERT_EQ(File_CopyStart(directory_.Name("locked/f").c_str(), ("/." + directory_.Name("other/g")).c_str(),
+                             1, nullptr, nullptr, &copy_),
+              0);
+    EXPECT_EQ(Run(), 0);
+  }
+  EXPECT_EQ(copy_, nullptr);
+  EXPECT_EQ(directory_.Read("locked/f"), Pattern(5000));
+  EXPECT_EQ(directory_.Read("other/g"), Pattern(5000));
+  ASSERT_EQ(capture.Lines().size(), 1u);
+  EXPECT_EQ(capture.Lines()[0], "#### Error: File_CopyEnd: source not removed, No Access\n");
+}
+
+TEST_F(FileCopyTest, CopiesAllOfAFileOverFourGigabytes) {
+  MakeSparseFile(directory_.SystemName("big"), 0x100001388);  // 4 GiB + 5000
+  ASSERT_EQ(Start("big", "copy"), 0);
+  // By the low 32 bits of the size the copy would end after 5000 bytes, in small chunks.
+  for (int i = 0; i < 3; ++i) ASSERT_EQ(File_CopyEnd(&copy_), 0);
+  EXPECT_NE(copy_, nullptr);
+  EXPECT_EQ(directory_.Size("copy"), 3145728u);
+  File_CopyAbort(&copy_);
+  EXPECT_FALSE(directory_.Exists("copy"));
+  EXPECT_TRUE(directory_.Exists("big"));
+}
+
+}  // namespace
