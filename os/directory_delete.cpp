@@ -70,25 +70,36 @@ bool RemoveEntry(Removal* removal) {
   return removed;
 }
 
-// Whether anything was removed.
-bool RemoveEntries(Removal* removal) {
+struct Pass {
+  bool removedAny;
+  ErrorCode searchStatus;
+};
+
+ErrorCode SearchStatus(const Removal* removal) {
+  const uint32_t error = platform::LastSystemError();
+  return error == kOutOfMemory ? Error_Memory : Error_FromSystem("File_Unlink", removal->path, error);
+}
+
+Pass RemoveEntries(Removal* removal) {
   Search search(platform::BeginSearch(removal->path));
-  if (!search && platform::LastSystemError() == kOutOfMemory) Note(removal, Error_Memory);
-  bool removedAny = false;
-  while (search && platform::NextEntry(search.get(), &removal->entry)) {
-    if (RemoveEntry(removal)) removedAny = true;
+  if (!search) return {false, SearchStatus(removal)};
+  Pass pass{false, Error_None};
+  while (platform::NextEntry(search.get(), &removal->entry)) {
+    if (RemoveEntry(removal)) pass.removedAny = true;
   }
-  return removedAny;
+  return pass;
 }
 
 // Some systems skip entries when others are removed during a search, so a directory that is still not empty
 // is searched again as long as that removes anything.
 bool RemoveTree(Removal* removal) {
   for (;;) {
-    const bool removedAny = RemoveEntries(removal);
+    const Pass pass = RemoveEntries(removal);
     if (platform::RemoveEmptyDirectory(removal->path)) return true;
-    if (removedAny && platform::LastSystemError() == kNotEmpty) continue;
-    NoteSystemError(removal);
+    const uint32_t error = platform::LastSystemError();
+    if (pass.removedAny && error == kNotEmpty) continue;
+    if (pass.searchStatus != Error_None) Note(removal, pass.searchStatus);
+    Note(removal, Error_FromSystem("File_Unlink", removal->path, error));
     return false;
   }
 }

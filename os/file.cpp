@@ -55,9 +55,15 @@ void NoteLostOutput(File* file) {
   if (file->lostOutput == Error_None) file->lostOutput = file->lastStatus;
 }
 
+bool Synchronize(File* file) {
+  const bool wasRead = file->lastUse == FileUse::StreamReading;
+  return platform::SynchronizeDescriptor(file->cStream,
+                                         wasRead ? platform::StreamUse::Read : platform::StreamUse::Written);
+}
+
 bool PrepareFor(File* file, FileUse use) {
   if (file->lastUse == use) return true;
-  if (file->lastUse != FileUse::Descriptor && !platform::SynchronizeDescriptor(file->cStream)) {
+  if (file->lastUse != FileUse::Descriptor && !Synchronize(file)) {
     NoteLostOutput(file);
     return false;
   }
@@ -338,6 +344,7 @@ int32_t File_ScanLine(File* file, int32_t size, char* buffer) {
   buffer[0] = '\0';
   if (!PrepareFor(file, FileUse::StreamReading)) return -1;
   // Some C libraries remember the end of the file and never see what was added since.
+  if (feof(file->cStream)) Synchronize(file);
   clearerr(file->cStream);
   if (fgets(buffer, size, file->cStream) == nullptr) {
     file->lastStatus = iFile_Error(file);

@@ -13,7 +13,7 @@ namespace {
 
 // What the system may answer about a name under which nothing stands: file, path, (no) more files, network
 // path, network name, invalid name, invalid path.
-constexpr uint32_t kNotFoundErrors[] = {2, 3, 18, 53, 67, 123, 161};
+constexpr uint32_t kNotFoundErrors[] = {2, 3, 18, 53, 67, 123, 161, 206};
 
 // Write-protected, sharing violation and lock violation are refused access to a rename.
 constexpr uint32_t kNoAccessErrors[] = {5, 19, 32, 33};

@@ -70,9 +70,13 @@ struct OpenOptions {
 FILE* OpenStream(const char* name, const OpenOptions& options);
 int DescriptorOf(FILE* stream);
 
-// Brings the descriptor to where the C stream stands: writes out pending output, gives back what was read
-// ahead. Needed between the use of one and the use of the other.
-bool SynchronizeDescriptor(FILE* stream);
+// What a C stream has done since its descriptor was last where the stream stands.
+enum class StreamUse { Read, Written };
+
+// Brings the descriptor to where the C stream stands: gives back what was read ahead, or writes out pending
+// output. Needed between the use of one and the use of the other, and to read what was added behind the end
+// of a file.
+bool SynchronizeDescriptor(FILE* stream, StreamUse use);
 
 // The most that one call below may be asked to move.
 constexpr uint32_t kLargestMove = 0x40000000;

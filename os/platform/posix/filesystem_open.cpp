@@ -59,8 +59,8 @@ int DescriptorOf(FILE* stream) {
   return fileno(stream);
 }
 
-bool SynchronizeDescriptor(FILE* stream) {
-  // Flushing gives back what was read ahead, and forgets the position that the C library remembers.
+bool SynchronizeDescriptor(FILE* stream, StreamUse /*use*/) {
+  // Flushing also gives back what was read ahead, and forgets the position that the C library remembers.
   return fflush(stream) == 0;
 }
 

@@ -45,15 +45,18 @@ int DescriptorOf(FILE* stream) {
   return _fileno(stream);
 }
 
-bool SynchronizeDescriptor(FILE* stream) {
-  if (fflush(stream) != 0) return false;
+bool SynchronizeDescriptor(FILE* stream, StreamUse use) {
+  if (use == StreamUse::Written) return fflush(stream) == 0;
   // Setting the position drops what was read ahead; a pipe has no position and nothing to give back.
   fpos_t position;
   return fgetpos(stream, &position) != 0 || fsetpos(stream, &position) == 0;
 }
 
 int64_t ReadDescriptor(int descriptor, uint32_t count, void* buffer) {
-  return _read(descriptor, buffer, count);
+  const int moved = _read(descriptor, buffer, count);
+  // Some C libraries remember the end of a file until the position is set.
+  if (moved == 0) _lseeki64(descriptor, 0, SEEK_CUR);
+  return moved;
 }
 
 int64_t WriteDescriptor(int descriptor, uint32_t count, const void* buffer) {
