@@ -228,34 +228,6 @@ TEST_F(FileCopyTest, EndsWhenTheSourceIsCut) {
   EXPECT_TRUE(directory_.Exists("f"));
 }
 
-// ---- a disk that fills up ----------------------------------------------------------------------
-
-TEST_F(FileCopyTest, SaysThatTheDiskIsFull) {
-  directory_.Write("f", Pattern(10000));
-  ASSERT_EQ(Start("f", "g"), 0);
-  DiskLimit limit(6000);
-  if (!limit.IsActive()) GTEST_SKIP() << "no full disk can be arranged here";
-  EXPECT_EQ(File_CopyEnd(&copy_), 0);
-  EXPECT_EQ(File_CopyEnd(&copy_), 5);
-  EXPECT_EQ(File_CopyEnd(&copy_), 5);
-  File_CopyAbort(&copy_);
-  EXPECT_FALSE(directory_.Exists("g"));
-  EXPECT_EQ(directory_.Read("f"), Pattern(10000));
-}
-
-TEST_F(FileCopyTest, KeepsTheSourceWhenAMoveFillsTheOtherVolume) {
-  directory_.Write("f", Pattern(200000));
-  directory_.MakeDirectory("small");
-  SmallVolume volume(directory_.SystemName("small"), 65536);
-  if (!volume.IsMounted()) GTEST_SKIP() << "no small volume can be made here";
-  ASSERT_EQ(Start("f", "small/g", 1), 0);
-  ASSERT_NE(copy_, nullptr);
-  EXPECT_EQ(Run(), 5);
-  File_CopyAbort(&copy_);
-  EXPECT_FALSE(directory_.Exists("small/g"));
-  EXPECT_EQ(directory_.Read("f"), Pattern(200000));
-}
-
 // ---- moving ------------------------------------------------------------------------------------
 
 TEST_F(FileCopyTest, RenamesWithinOneRoot) {
@@ -301,85 +273,6 @@ TEST_F(FileCopyTest, CopiesForAnyOtherMoveFlag) {
   ASSERT_NE(copy_, nullptr);
   EXPECT_EQ(Run(), 0);
   EXPECT_TRUE(directory_.Exists("f"));
-}
-
-// One root, but the target is another volume.
-class FileMoveAcrossTest : public FileCopyTest {
- protected:
-  void SetUp() override {
-    directory_.MakeDirectory("other");
-    volume_ = std::make_unique<SmallVolume>(directory_.SystemName("other"), 16777216);
-    if (!volume_->IsMounted()) GTEST_SKIP() << "no second volume can be made here";
-  }
-
-  std::unique_ptr<SmallVolume> volume_;
-};
-
-TEST_F(FileMoveAcrossTest, CopiesAndThenRemovesTheSource) {
-  directory_.Write("f", Pattern(10000));
-  ASSERT_EQ(Start("f", "other/g", 1), 0);
-  ASSERT_NE(copy_, nullptr);
-  EXPECT_EQ(File_CopyEnd(&copy_), 0);
-  EXPECT_TRUE(directory_.Exists("f"));
-  EXPECT_EQ(Run(), 0);
-  EXPECT_FALSE(directory_.Exists("f"));
-  EXPECT_EQ(directory_.Read("other/g"), Pattern(10000));
-}
-
-TEST_F(FileMoveAcrossTest, RefusesADirectory) {
-  directory_.MakeDirectory("d");
-  EXPECT_EQ(Start("d", "other/e", 1), -4);
-  EXPECT_TRUE(directory_.Exists("d"));
-}
-
-TEST_F(FileMoveAcrossTest, ReplacesNothing) {
-  directory_.Write("f", "abc");
-  directory_.Write("other/g", "xyz");
-  EXPECT_NE(Start("f", "other/g", 1), 0);
-  EXPECT_EQ(copy_, nullptr);
-  EXPECT_EQ(directory_.Read("other/g"), "xyz");
-  EXPECT_EQ(directory_.Read("f"), "abc");
-}
-
-TEST_F(FileMoveAcrossTest, KeepsTheSourceWhenAborted) {
-  directory_.Write("f", Pattern(10000));
-  ASSERT_EQ(Start("f", "other/g", 1), 0);
-  EXPECT_EQ(File_CopyEnd(&copy_), 0);
-  File_CopyAbort(&copy_);
-  EXPECT_EQ(directory_.Read("f"), Pattern(10000));
-  EXPECT_FALSE(directory_.Exists("other/g"));
-}
-
-TEST_F(FileMoveAcrossTest, KeepsASourceThatGrewMeanwhile) {
-  directory_.Write("f", Pattern(5000));
-  ASSERT_EQ(Start("f", "other/g", 1), 0);
-  EXPECT_EQ(File_CopyEnd(&copy_), 0);
-  directory_.Write("f", Pattern(6000));
-  EXPECT_EQ(Run(), 4);
-  File_CopyAbort(&copy_);
-  EXPECT_EQ(directory_.Read("f"), Pattern(6000));
-  EXPECT_FALSE(directory_.Exists("other/g"));
-}
-
-TEST_F(FileMoveAcrossTest, EndsWellWhenTheSourceMayNotBeRemoved) {
-  directory_.MakeDirectory("locked");
-  directory_.Write("locked/f", Pattern(5000));
-  fs::permissions(directory_.SystemName("other"), fs::perms::all);
-  ErrorCapture capture;
-  {
-    WriteProtection protection(directory_.SystemName("locked"));
-    if (!protection.IsActive()) GTEST_SKIP() << "no read-only directory can be arranged here";
-    // Two roots, so that no rename is tried: it would be refused first.
-    ASSERT_EQ(File_CopyStart(directory_.Name("locked/f").c_str(), ("/." + directory_.Name("other/g")).c_str(),
-                             1, nullptr, nullptr, &copy_),
-              0);
-    EXPECT_EQ(Run(), 0);
-  }
-  EXPECT_EQ(copy_, nullptr);
-  EXPECT_EQ(directory_.Read("locked/f"), Pattern(5000));
-  EXPECT_EQ(directory_.Read("other/g"), Pattern(5000));
-  ASSERT_EQ(capture.Lines().size(), 1u);
-  EXPECT_EQ(capture.Lines()[0], "#### Error: File_CopyEnd: source not removed, No Access\n");
 }
 
 TEST_F(FileCopyTest, CopiesAllOfAFileOverFourGigabytes) {

@@ -104,24 +104,6 @@ TEST_F(FileStateTest, TellsTheTopAsADirectory) {
   EXPECT_EQ(isDirectory, 1);
 }
 
-TEST_F(FileStateTest, TellsAMissingDriveAsAnExistingFile) {
-  if (!kIsWindows) GTEST_SKIP() << "there are no drives here";
-  for (const char* name : {"/Q|", "/Q|/"}) {
-    int32_t isDirectory = 9;
-    EXPECT_EQ(File_Exists(name, &isDirectory), 1);
-    EXPECT_EQ(isDirectory, 0);
-  }
-  EXPECT_EQ(File_Exists("/Q|/x", nullptr), 0);
-}
-
-TEST_F(FileStateTest, TellsADriveAsADirectoryWithoutATime) {
-  if (!kIsWindows) GTEST_SKIP() << "there are no drives here";
-  FileState state;
-  EXPECT_EQ(File_GetState("/C|/", &state), 0);
-  EXPECT_EQ(state.isDirectory, 1);
-  EXPECT_EQ(state.modificationTime.seconds, 0u);
-}
-
 TEST_F(FileStateTest, TakesThePatternsFirstMatch) {
   directory_.Write("abc.txt", "12345");
   EXPECT_EQ(StateOf("a*.txt").exists, kIsWindows ? 1 : 0);
@@ -175,75 +157,6 @@ TEST_F(FileStateTest, RemovesNoRoot) {
   EXPECT_NE(File_Unlink("/C|"), 0);
   EXPECT_NE(File_Unlink(""), 0);
   EXPECT_EQ(File_Unlink(nullptr), -4);
-}
-
-TEST_F(FileStateTest, SaysThatADirectoryMayNotBeWritten) {
-  directory_.MakeDirectory("d");
-  directory_.Write("d/f", "abc");
-  directory_.Write("g", "abc");
-  WriteProtection protection(directory_.SystemName("d"));
-  if (!protection.IsActive()) GTEST_SKIP() << "no read-only directory can be arranged here";
-  EXPECT_EQ(File_Unlink(Name("d/f").c_str()), -5);
-  EXPECT_EQ(File_Move(Name("d/f").c_str(), Name("d/h").c_str()), -5);
-  EXPECT_EQ(Directory_New(Name("d/new").c_str()), -5);
-  EXPECT_EQ(Directory_Delete(Name("d").c_str()), -5);
-  File* file = nullptr;
-  EXPECT_EQ(File_Open(Name("d/new").c_str(), 2, &file), -1);
-  EXPECT_TRUE(directory_.Exists("d/f"));
-}
-
-// ---- links -------------------------------------------------------------------------------------
-
-class FileLinkTest : public FileStateTest {
- protected:
-  void SetUp() override {
-    if (kIsWindows) GTEST_SKIP() << "links cannot be made here";
-    directory_.Write("f", "abcde");
-    directory_.MakeDirectory("d");
-    directory_.Write("d/kept", "abc");
-    fs::create_symlink("f", directory_.SystemName("toFile"));
-    fs::create_symlink("d", directory_.SystemName("toDirectory"));
-    fs::create_symlink("nowhere", directory_.SystemName("dangling"));
-    fs::create_symlink("loop", directory_.SystemName("loop"));
-  }
-};
-
-TEST_F(FileLinkTest, CountsAsWhatItLeadsTo) {
-  EXPECT_EQ(StateOf("toFile").size, 5u);
-  EXPECT_EQ(StateOf("toFile").isDirectory, 0);
-  EXPECT_EQ(StateOf("toDirectory").isDirectory, 1);
-}
-
-TEST_F(FileLinkTest, ExistsEvenWhenItLeadsNowhere) {
-  for (const char* name : {"dangling", "loop"}) {
-    EXPECT_EQ(StateOf(name).exists, 1) << name;
-    EXPECT_EQ(StateOf(name).isDirectory, 0) << name;
-  }
-}
-
-TEST_F(FileLinkTest, IsRemovedItself) {
-  for (const char* name : {"toFile", "toDirectory", "dangling", "loop"}) {
-    EXPECT_EQ(File_Unlink(Name(name).c_str()), 0) << name;
-    EXPECT_FALSE(directory_.Exists(name)) << name;
-  }
-  EXPECT_EQ(directory_.Read("f"), "abcde");
-  EXPECT_EQ(directory_.Read("d/kept"), "abc");
-}
-
-TEST_F(FileLinkTest, IsRenamedItself) {
-  EXPECT_EQ(File_Move(Name("dangling").c_str(), Name("moved").c_str()), 0);
-  EXPECT_FALSE(directory_.Exists("dangling"));
-  EXPECT_EQ(fs::read_symlink(directory_.SystemName("moved")), "nowhere");
-}
-
-TEST_F(FileLinkTest, IsNeverReplacedOrWrittenThrough) {
-  EXPECT_EQ(File_Move(Name("f").c_str(), Name("dangling").c_str()), -1);
-  EXPECT_EQ(File_Copy(Name("f").c_str(), Name("dangling").c_str()), 0);
-  FileCopy* copy = nullptr;
-  EXPECT_EQ(File_CopyStart(Name("f").c_str(), Name("dangling").c_str(), 0, nullptr, nullptr, &copy), 3);
-  File* file = nullptr;
-  EXPECT_EQ(iFile_OpenNew(Name("dangling").c_str(), 2, false, &file), 3);
-  EXPECT_FALSE(directory_.Exists("nowhere"));
 }
 
 // ---- renaming ----------------------------------------------------------------------------------
@@ -303,14 +216,6 @@ TEST_F(FileStateTest, GivesZeroForACopyThatFailed) {
   EXPECT_EQ(File_Copy(Name("d").c_str(), Name("h").c_str()), 0);
   EXPECT_FALSE(directory_.Exists("h"));
   EXPECT_EQ(File_Copy(nullptr, Name("h").c_str()), -4);
-}
-
-TEST_F(FileStateTest, LeavesNoPartOfACopyOnAFullDisk) {
-  directory_.Write("f", std::string(1000, 'a'));
-  DiskLimit limit(500);
-  if (!limit.IsActive()) GTEST_SKIP() << "no full disk can be arranged here";
-  EXPECT_EQ(File_Copy(Name("f").c_str(), Name("g").c_str()), 0);
-  EXPECT_FALSE(directory_.Exists("g"));
 }
 
 }  // namespace

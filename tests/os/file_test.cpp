@@ -473,24 +473,6 @@ TEST_F(FileTest, RemovesATemporaryFileWhereItWasOpened) {
   EXPECT_EQ(directory_.Read("two/f"), "mine");
 }
 
-TEST_F(FileTest, ClosesATemporaryFileThatIsGone) {
-  if (kIsWindows) GTEST_SKIP() << "an open file cannot be removed there";
-  OwnedFile file = Open("f", 2);
-  File_SetTemporary(file.get(), 1);
-  std::filesystem::remove(directory_.SystemName("f"));
-  EXPECT_EQ(File_Close(file.release()), 0);
-}
-
-TEST_F(FileTest, LeavesAnotherFileUnderTheTemporaryName) {
-  if (kIsWindows) GTEST_SKIP() << "an open file keeps its name there";
-  OwnedFile file = Open("f", 2);
-  File_SetTemporary(file.get(), 1);
-  std::filesystem::rename(directory_.SystemName("f"), directory_.SystemName("g"));
-  directory_.Write("f", "somebody else's");
-  EXPECT_EQ(File_Close(file.release()), 0);
-  EXPECT_EQ(directory_.Read("f"), "somebody else's");
-}
-
 TEST_F(FileTest, LeavesTheSystemFileOpen) {
   OwnedFile file = Open("log", 8);
   iFile_SetSystemFile(file.get());
@@ -536,49 +518,6 @@ TEST(File, RefusesNull) {
   EXPECT_EQ(File_GetChar(nullptr, 4, buffer, nullptr, nullptr), 0);
   EXPECT_EQ(File_Truncate(nullptr), -1);
   EXPECT_EQ(File_GetStateOpenFile(nullptr, &state), -1);
-}
-
-// ---- a disk that fills up ----------------------------------------------------------------------
-
-TEST_F(FileTest, WritesWhatFitsAFullDisk) {
-  DiskLimit limit(100);
-  if (!limit.IsActive()) GTEST_SKIP() << "no full disk can be arranged here";
-  OwnedFile file = Open("f", 2);
-  EXPECT_EQ(File_Write(file.get(), 60, std::string(60, 'a').c_str()), 60u);
-  EXPECT_EQ(File_Write(file.get(), 60, std::string(60, 'b').c_str()), 40u);
-  EXPECT_EQ(Stream_Error(File_GetStream(file.get())), 5);
-  EXPECT_EQ(File_Write(file.get(), 1, "c"), 0u);
-  EXPECT_EQ(Stream_Error(File_GetStream(file.get())), 5);
-  EXPECT_EQ(File_Close(file.release()), 0);
-  EXPECT_EQ(directory_.Size("f"), 100u);
-}
-
-TEST_F(FileTest, SaysThatPendingTextDoesNotFitAFullDisk) {
-  DiskLimit limit(10);
-  if (!limit.IsActive()) GTEST_SKIP() << "no full disk can be arranged here";
-  OwnedFile file = Open("f", 2);
-  EXPECT_EQ(File_Print(file.get(), "%s", "0123456789abc"), 13);
-  EXPECT_EQ(File_Flush(file.get()), -1);
-  EXPECT_EQ(Stream_Error(File_GetStream(file.get())), 5);
-  EXPECT_EQ(File_Close(file.release()), 5);
-}
-
-TEST_F(FileTest, SaysOnClosingThatPendingTextDidNotFit) {
-  DiskLimit limit(10);
-  if (!limit.IsActive()) GTEST_SKIP() << "no full disk can be arranged here";
-  OwnedFile file = Open("f", 2);
-  EXPECT_EQ(File_Print(file.get(), "%s", "0123456789abc"), 13);
-  EXPECT_EQ(File_Close(file.release()), 5);
-}
-
-TEST_F(FileTest, WritesNoBytesWhenPendingTextDidNotFit) {
-  DiskLimit limit(10);
-  if (!limit.IsActive()) GTEST_SKIP() << "no full disk can be arranged here";
-  OwnedFile file = Open("f", 2);
-  EXPECT_EQ(File_Print(file.get(), "%s", "0123456789abc"), 13);
-  EXPECT_EQ(File_Write(file.get(), 1, "x"), 0u);
-  EXPECT_EQ(Stream_Error(File_GetStream(file.get())), 5);
-  EXPECT_EQ(File_Close(file.release()), 5);
 }
 
 }  // namespace

@@ -1,5 +1,7 @@
 #include "tests/support/file_system.h"
 
+#include <gtest/gtest.h>
+
 #include <cstdio>
 #include <string>
 
@@ -34,16 +36,6 @@ void SetModifiedTime(const fs::path& path, int64_t secondsSince1970) {
   CloseHandle(file);
 }
 
-WriteProtection::WriteProtection(const fs::path& path) : path_(path) {}
-WriteProtection::~WriteProtection() = default;
-
-struct DiskLimit::State {};
-DiskLimit::DiskLimit(uint64_t) {}
-DiskLimit::~DiskLimit() = default;
-
-SmallVolume::SmallVolume(const fs::path& directory, uint64_t) : directory_(directory) {}
-SmallVolume::~SmallVolume() = default;
-
 #else
 
 const bool kIsWindows = false;
@@ -59,7 +51,9 @@ void SetModifiedTime(const fs::path& path, int64_t secondsSince1970) {
 
 WriteProtection::WriteProtection(const fs::path& path) : path_(path) {
   // Root writes anywhere, so the scope runs as somebody else.
-  isActive_ = chmod(path_.c_str(), 0555) == 0 && (geteuid() != 0 || seteuid(65534) == 0);
+  constexpr uid_t kNobody = 65534;
+  const bool isProtected = chmod(path_.c_str(), 0555) == 0 && (geteuid() != 0 || seteuid(kNobody) == 0);
+  EXPECT_TRUE(isProtected);
 }
 
 WriteProtection::~WriteProtection() {
@@ -72,7 +66,7 @@ struct DiskLimit::State {
   sighandler_t handler;
 };
 
-DiskLimit::DiskLimit(uint64_t bytes) : state_(std::make_shared<State>()) {
+DiskLimit::DiskLimit(uint64_t bytes) : state_(std::make_unique<State>()) {
   getrlimit(RLIMIT_FSIZE, &state_->limit);
   state_->handler = signal(SIGXFSZ, SIG_IGN);
   const struct rlimit lowered = {bytes, state_->limit.rlim_max};

@@ -8,8 +8,6 @@
 // True where names have drives, line ends are CR LF and a name with * or ? is a pattern.
 extern const bool kIsWindows;
 
-int ProcessNumber();
-
 void SetModifiedTime(const std::filesystem::path& path, int64_t secondsSince1970);
 
 // Makes the file `sizeBytes` long without filling it, with one byte 'x' at its end.
@@ -23,11 +21,9 @@ class WriteProtection {
   ~WriteProtection();
   WriteProtection(const WriteProtection&) = delete;
   WriteProtection& operator=(const WriteProtection&) = delete;
-  bool IsActive() const { return isActive_; }
 
  private:
   std::filesystem::path path_;
-  bool isActive_ = false;
 };
 
 // No file can grow over `bytes` in this scope, as on a disk that fills up.
@@ -37,14 +33,14 @@ class DiskLimit {
   ~DiskLimit();
   DiskLimit(const DiskLimit&) = delete;
   DiskLimit& operator=(const DiskLimit&) = delete;
-  bool IsActive() const { return state_ != nullptr; }
 
  private:
   struct State;
-  std::shared_ptr<State> state_;
+  std::unique_ptr<State> state_;
 };
 
-// A volume of its own of the given size, mounted on an existing directory while the object lives.
+// A volume of its own of the given size, mounted on an existing directory while the object lives; for that
+// the tests must run as root of a system that lets them.
 class SmallVolume {
  public:
   SmallVolume(const std::filesystem::path& directory, uint64_t sizeBytes);

@@ -1,7 +1,6 @@
 #include "tests/support/temp_dir.h"
 
 #include <algorithm>
-#include <atomic>
 #include <fstream>
 #include <iterator>
 
@@ -9,37 +8,16 @@
 
 namespace fs = std::filesystem;
 
-namespace {
-
-std::string FreshName() {
-  static std::atomic<int> count{0};
-  return "qz-test-" + std::to_string(ProcessNumber()) + "-" + std::to_string(++count);
-}
-
-}  // namespace
-
-TempDir::TempDir() : TempDir(fs::temp_directory_path()) {}
-
-TempDir::TempDir(const fs::path& parent) : path_(parent / FreshName()) {
-  fs::remove_all(path_);
-  fs::create_directories(path_);
-}
-
-TempDir::~TempDir() {
-  std::error_code ignored;
-  fs::remove_all(path_, ignored);
-}
-
 std::string TempDir::Name() const {
-  return LibraryName(path_);
+  return folder_.Name();
 }
 
 std::string TempDir::Name(const std::string& name) const {
-  return LibraryName(path_) + "/" + name;
+  return folder_.Name(name);
 }
 
 fs::path TempDir::SystemName(const std::string& name) const {
-  return name.empty() ? path_ : path_ / name;
+  return name.empty() ? folder_.Path() : folder_.Path() / name;
 }
 
 void TempDir::Write(const std::string& name, const std::string& bytes) const {
@@ -75,14 +53,4 @@ std::vector<std::string> TempDir::List(const std::string& name) const {
 
 void TempDir::SetModified(const std::string& name, int64_t secondsSince1970) const {
   SetModifiedTime(SystemName(name), secondsSince1970);
-}
-
-std::string LibraryName(const fs::path& path) {
-  std::string text = path.string();
-  for (char& c : text) {
-    if (c == '\\') c = '/';
-  }
-  const bool hasDrive = text.size() >= 2 && text[1] == ':';
-  if (hasDrive) text.replace(1, 1, 1, '|').insert(0, 1, '/');
-  return text;
 }

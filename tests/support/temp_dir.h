@@ -7,15 +7,10 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/environment.h"
+
 class TempDir {
  public:
-  TempDir();
-  // Within `parent`, a directory of the system, instead of the system's temporary directory.
-  explicit TempDir(const std::filesystem::path& parent);
-  ~TempDir();
-  TempDir(const TempDir&) = delete;
-  TempDir& operator=(const TempDir&) = delete;
-
   // The directory, or what is in it, in the library's form: /tmp/qz-test-1-2/name, /C|/users/.../name.
   std::string Name() const;
   std::string Name(const std::string& name) const;
@@ -33,8 +28,5 @@ class TempDir {
   void SetModified(const std::string& name, int64_t secondsSince1970) const;
 
  private:
-  std::filesystem::path path_;
+  TemporaryFolder folder_;
 };
-
-// A system name in the library's form, by the tests' own rule.
-std::string LibraryName(const std::filesystem::path& path);

@@ -1,0 +1,93 @@
+// Removing trees with links, odd names, read-only directories and long paths.
+#include "qz/directory.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "tests/support/file_system.h"
+#include "tests/support/temp_dir.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+class DirectoryOnPosixTest : public testing::Test {
+ protected:
+  std::string Name(const std::string& name) { return directory_.Name(name); }
+
+  TempDir directory_;
+};
+
+TEST_F(DirectoryOnPosixTest, RemovesANameWithALineEnd) {
+  // Taken for two lines, the second part would be a name in the current directory.
+  char original[1024];
+  ASSERT_EQ(Directory_GetCurrent(original), 0);
+  directory_.MakeDirectory("cwd");
+  directory_.Write("cwd/victim", "mine");
+  directory_.MakeDirectory("d/sub\nvictim");
+  directory_.Write("d/a\nvictim", "1");
+  ASSERT_EQ(Directory_SetCurrent(Name("cwd").c_str()), 0);
+  EXPECT_EQ(Directory_Delete(Name("d").c_str()), 0);
+  ASSERT_EQ(Directory_SetCurrent(original), 0);
+  EXPECT_FALSE(directory_.Exists("d"));
+  EXPECT_EQ(directory_.Read("cwd/victim"), "mine");
+}
+
+TEST_F(DirectoryOnPosixTest, RemovesLinksAndFollowsNone) {
+  directory_.MakeDirectory("outside");
+  directory_.Write("outside/kept", "mine");
+  directory_.MakeDirectory("d");
+  fs::create_symlink("../outside", directory_.SystemName("d/toDirectory"));
+  fs::create_symlink("../outside/kept", directory_.SystemName("d/toFile"));
+  fs::create_symlink("nowhere", directory_.SystemName("d/dangling"));
+  fs::create_symlink(".", directory_.SystemName("d/self"));
+  EXPECT_EQ(Directory_Delete(Name("d").c_str()), 0);
+  EXPECT_FALSE(directory_.Exists("d"));
+  EXPECT_EQ(directory_.Read("outside/kept"), "mine");
+}
+
+TEST_F(DirectoryOnPosixTest, RemovesOnlyTheLinkWhenItIsOne) {
+  directory_.MakeDirectory("outside");
+  directory_.Write("outside/kept", "mine");
+  fs::create_symlink("outside", directory_.SystemName("one"));
+  fs::create_symlink("outside", directory_.SystemName("two"));
+  EXPECT_EQ(Directory_Delete(Name("one").c_str()), 0);
+  EXPECT_EQ(Directory_Delete(Name("two/").c_str()), 0);
+  EXPECT_EQ(directory_.List(), std::vector<std::string>{"outside"});
+  EXPECT_EQ(directory_.Read("outside/kept"), "mine");
+}
+
+TEST_F(DirectoryOnPosixTest, GoesOnAfterAFailureAndGivesTheFirst) {
+  directory_.MakeDirectory("d/locked");
+  directory_.Write("d/locked/f", "1");
+  directory_.Write("d/other", "2");
+  std::error_code ignored;
+  fs::permissions(directory_.SystemName("d"), fs::perms::all, ignored);
+  WriteProtection protection(directory_.SystemName("d/locked"));
+  EXPECT_EQ(Directory_Delete(Name("d").c_str()), -5);
+  EXPECT_TRUE(directory_.Exists("d/locked/f"));
+  EXPECT_FALSE(directory_.Exists("d/other"));
+}
+
+TEST_F(DirectoryOnPosixTest, SaysThatAPathIsTooLong) {
+  fs::path deep = directory_.SystemName("d");
+  for (int i = 0; i < 6; ++i) deep /= std::string(200, 'x');
+  fs::create_directories(deep);
+  EXPECT_EQ(Directory_Delete(Name("d").c_str()), 5);
+  EXPECT_TRUE(fs::exists(deep));
+}
+
+TEST_F(DirectoryOnPosixTest, RemovesANearlyTooLongPath) {
+  fs::path deep = directory_.SystemName("d");
+  for (int i = 0; i < 4; ++i) deep /= std::string(200, 'x');
+  const size_t left = 1023 - deep.string().size() - 1;
+  deep /= std::string(left, 'y');
+  ASSERT_EQ(deep.string().size(), 1023u);
+  fs::create_directories(deep);
+  EXPECT_EQ(Directory_Delete(Name("d").c_str()), 0);
+  EXPECT_FALSE(directory_.Exists("d"));
+}
+
+}  // namespace

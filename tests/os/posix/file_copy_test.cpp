@@ -1,0 +1,165 @@
+// Copying and moving between volumes, and onto full ones.
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "os/file_internal.h"
+#include "os/owned.h"
+#include "qz/directory.h"
+#include "qz/file.h"
+#include "qz/stream.h"
+#include "tests/support/error_capture.h"
+#include "tests/support/fail_allocation.h"
+#include "tests/support/file_system.h"
+#include "tests/support/temp_dir.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+using Reports = std::vector<std::pair<uint32_t, uint32_t>>;
+
+void Record(void* context, uint32_t position, uint32_t total) {
+  static_cast<Reports*>(context)->emplace_back(position, total);
+}
+
+class FileCopyOnPosixTest : public testing::Test {
+ protected:
+  ~FileCopyOnPosixTest() override { File_CopyAbort(&copy_); }
+
+  ErrorCode Start(const std::string& from, const std::string& to, int32_t move = 0) {
+    return File_CopyStart(directory_.Name(from).c_str(), directory_.Name(to).c_str(), move, &reports_, Record,
+                          &copy_);
+  }
+
+  // Steps until the copy ends or fails; the number of calls goes to *calls.
+  ErrorCode Run(int* calls = nullptr) {
+    ErrorCode status = kGood;
+    int count = 0;
+    while (copy_ != nullptr && status == kGood) {
+      status = File_CopyEnd(&copy_);
+      ++count;
+    }
+    if (calls != nullptr) *calls = count;
+    return status;
+  }
+
+  static constexpr ErrorCode kGood = 0;
+  TempDir directory_;
+  FileCopy* copy_ = nullptr;
+  Reports reports_;
+};
+
+std::string Pattern(size_t size) {
+  std::string bytes(size, '\0');
+  for (size_t i = 0; i < size; ++i) bytes[i] = static_cast<char>(i * 7 + i / 251);
+  return bytes;
+}
+
+TEST_F(FileCopyOnPosixTest, SaysThatTheDiskIsFull) {
+  directory_.Write("f", Pattern(10000));
+  ASSERT_EQ(Start("f", "g"), 0);
+  DiskLimit limit(6000);
+  EXPECT_EQ(File_CopyEnd(&copy_), 0);
+  EXPECT_EQ(File_CopyEnd(&copy_), 5);
+  EXPECT_EQ(File_CopyEnd(&copy_), 5);
+  File_CopyAbort(&copy_);
+  EXPECT_FALSE(directory_.Exists("g"));
+  EXPECT_EQ(directory_.Read("f"), Pattern(10000));
+}
+
+TEST_F(FileCopyOnPosixTest, KeepsTheSourceWhenAMoveFillsTheOtherVolume) {
+  directory_.Write("f", Pattern(200000));
+  directory_.MakeDirectory("small");
+  SmallVolume volume(directory_.SystemName("small"), 65536);
+  if (!volume.IsMounted()) GTEST_SKIP() << "no small volume can be made here";
+  ASSERT_EQ(Start("f", "small/g", 1), 0);
+  ASSERT_NE(copy_, nullptr);
+  EXPECT_EQ(Run(), 5);
+  File_CopyAbort(&copy_);
+  EXPECT_FALSE(directory_.Exists("small/g"));
+  EXPECT_EQ(directory_.Read("f"), Pattern(200000));
+}
+
+// One root, but the target is another volume.
+class FileMoveAcrossTest : public FileCopyOnPosixTest {
+ protected:
+  void SetUp() override {
+    directory_.MakeDirectory("other");
+    volume_ = std::make_unique<SmallVolume>(directory_.SystemName("other"), 16777216);
+    if (!volume_->IsMounted()) GTEST_SKIP() << "no second volume can be made here";
+  }
+
+  std::unique_ptr<SmallVolume> volume_;
+};
+
+TEST_F(FileMoveAcrossTest, CopiesAndThenRemovesTheSource) {
+  directory_.Write("f", Pattern(10000));
+  ASSERT_EQ(Start("f", "other/g", 1), 0);
+  ASSERT_NE(copy_, nullptr);
+  EXPECT_EQ(File_CopyEnd(&copy_), 0);
+  EXPECT_TRUE(directory_.Exists("f"));
+  EXPECT_EQ(Run(), 0);
+  EXPECT_FALSE(directory_.Exists("f"));
+  EXPECT_EQ(directory_.Read("other/g"), Pattern(10000));
+}
+
+TEST_F(FileMoveAcrossTest, RefusesADirectory) {
+  directory_.MakeDirectory("d");
+  EXPECT_EQ(Start("d", "other/e", 1), -4);
+  EXPECT_TRUE(directory_.Exists("d"));
+}
+
+TEST_F(FileMoveAcrossTest, ReplacesNothing) {
+  directory_.Write("f", "abc");
+  directory_.Write("other/g", "xyz");
+  EXPECT_NE(Start("f", "other/g", 1), 0);
+  EXPECT_EQ(copy_, nullptr);
+  EXPECT_EQ(directory_.Read("other/g"), "xyz");
+  EXPECT_EQ(directory_.Read("f"), "abc");
+}
+
+TEST_F(FileMoveAcrossTest, KeepsTheSourceWhenAborted) {
+  directory_.Write("f", Pattern(10000));
+  ASSERT_EQ(Start("f", "other/g", 1), 0);
+  EXPECT_EQ(File_CopyEnd(&copy_), 0);
+  File_CopyAbort(&copy_);
+  EXPECT_EQ(directory_.Read("f"), Pattern(10000));
+  EXPECT_FALSE(directory_.Exists("other/g"));
+}
+
+TEST_F(FileMoveAcrossTest, KeepsASourceThatGrewMeanwhile) {
+  directory_.Write("f", Pattern(5000));
+  ASSERT_EQ(Start("f", "other/g", 1), 0);
+  EXPECT_EQ(File_CopyEnd(&copy_), 0);
+  directory_.Write("f", Pattern(6000));
+  EXPECT_EQ(Run(), 4);
+  File_CopyAbort(&copy_);
+  EXPECT_EQ(directory_.Read("f"), Pattern(6000));
+  EXPECT_FALSE(directory_.Exists("other/g"));
+}
+
+TEST_F(FileMoveAcrossTest, EndsWellWhenTheSourceMayNotBeRemoved) {
+  directory_.MakeDirectory("locked");
+  directory_.Write("locked/f", Pattern(5000));
+  fs::permissions(directory_.SystemName("other"), fs::perms::all);
+  ErrorCapture capture;
+  {
+    WriteProtection protection(directory_.SystemName("locked"));
+    // Two roots, so that no rename is tried: it would be refused first.
+    ASSERT_EQ(File_CopyStart(directory_.Name("locked/f").c_str(), ("/." + directory_.Name("other/g")).c_str(),
+                             1, nullptr, nullptr, &copy_),
+              0);
+    EXPECT_EQ(Run(), 0);
+  }
+  EXPECT_EQ(copy_, nullptr);
+  EXPECT_EQ(directory_.Read("locked/f"), Pattern(5000));
+  EXPECT_EQ(directory_.Read("other/g"), Pattern(5000));
+  ASSERT_EQ(capture.Lines().size(), 1u);
+  EXPECT_EQ(capture.Lines()[0], "#### Error: File_CopyEnd: source not removed, No Access\n");
+}
+
+}  // namespace

@@ -1,0 +1,172 @@
+// Open files and names where links, line ends in names, full disks and read-only directories can be arranged.
+#include "qz/file.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "os/file_internal.h"
+#include "os/owned.h"
+#include "qz/directory.h"
+#include "tests/support/file_system.h"
+#include "tests/support/temp_dir.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+using OwnedFile = Owned<File, File_Close>;
+
+class FileOnPosixTest : public testing::Test {
+ protected:
+  std::string Name(const std::string& name) { return directory_.Name(name); }
+
+  OwnedFile Open(const std::string& name, uint32_t mode) {
+    OwnedFile file;
+    EXPECT_EQ(File_Open(Name(name).c_str(), mode, file.out()), 0) << name;
+    return file;
+  }
+
+  TempDir directory_;
+};
+
+// ---- temporary files ---------------------------------------------------------------------------
+
+TEST_F(FileOnPosixTest, ClosesATemporaryFileThatIsGone) {
+  OwnedFile file = Open("f", 2);
+  File_SetTemporary(file.get(), 1);
+  std::filesystem::remove(directory_.SystemName("f"));
+  EXPECT_EQ(File_Close(file.release()), 0);
+}
+
+TEST_F(FileOnPosixTest, LeavesAnotherFileUnderTheTemporaryName) {
+  OwnedFile file = Open("f", 2);
+  File_SetTemporary(file.get(), 1);
+  std::filesystem::rename(directory_.SystemName("f"), directory_.SystemName("g"));
+  directory_.Write("f", "somebody else's");
+  EXPECT_EQ(File_Close(file.release()), 0);
+  EXPECT_EQ(directory_.Read("f"), "somebody else's");
+}
+
+// ---- a disk that fills up ----------------------------------------------------------------------
+
+TEST_F(FileOnPosixTest, WritesWhatFitsAFullDisk) {
+  DiskLimit limit(100);
+  OwnedFile file = Open("f", 2);
+  EXPECT_EQ(File_Write(file.get(), 60, std::string(60, 'a').c_str()), 60u);
+  EXPECT_EQ(File_Write(file.get(), 60, std::string(60, 'b').c_str()), 40u);
+  EXPECT_EQ(Stream_Error(File_GetStream(file.get())), 5);
+  EXPECT_EQ(File_Write(file.get(), 1, "c"), 0u);
+  EXPECT_EQ(Stream_Error(File_GetStream(file.get())), 5);
+  EXPECT_EQ(File_Close(file.release()), 0);
+  EXPECT_EQ(directory_.Size("f"), 100u);
+}
+
+TEST_F(FileOnPosixTest, SaysThatPendingTextDoesNotFitAFullDisk) {
+  DiskLimit limit(10);
+  OwnedFile file = Open("f", 2);
+  EXPECT_EQ(File_Print(file.get(), "%s", "0123456789abc"), 13);
+  EXPECT_EQ(File_Flush(file.get()), -1);
+  EXPECT_EQ(Stream_Error(File_GetStream(file.get())), 5);
+  EXPECT_EQ(File_Close(file.release()), 5);
+}
+
+TEST_F(FileOnPosixTest, SaysOnClosingThatPendingTextDidNotFit) {
+  DiskLimit limit(10);
+  OwnedFile file = Open("f", 2);
+  EXPECT_EQ(File_Print(file.get(), "%s", "0123456789abc"), 13);
+  EXPECT_EQ(File_Close(file.release()), 5);
+}
+
+TEST_F(FileOnPosixTest, WritesNoBytesWhenPendingTextDidNotFit) {
+  DiskLimit limit(10);
+  OwnedFile file = Open("f", 2);
+  EXPECT_EQ(File_Print(file.get(), "%s", "0123456789abc"), 13);
+  EXPECT_EQ(File_Write(file.get(), 1, "x"), 0u);
+  EXPECT_EQ(Stream_Error(File_GetStream(file.get())), 5);
+  EXPECT_EQ(File_Close(file.release()), 5);
+}
+
+TEST_F(FileOnPosixTest, LeavesNoPartOfACopyOnAFullDisk) {
+  directory_.Write("f", std::string(1000, 'a'));
+  DiskLimit limit(500);
+  EXPECT_EQ(File_Copy(Name("f").c_str(), Name("g").c_str()), 0);
+  EXPECT_FALSE(directory_.Exists("g"));
+}
+
+// ---- a directory that may not be written -------------------------------------------------------
+
+TEST_F(FileOnPosixTest, SaysThatADirectoryMayNotBeWritten) {
+  directory_.MakeDirectory("d");
+  directory_.Write("d/f", "abc");
+  directory_.Write("g", "abc");
+  WriteProtection protection(directory_.SystemName("d"));
+  EXPECT_EQ(File_Unlink(Name("d/f").c_str()), -5);
+  EXPECT_EQ(File_Move(Name("d/f").c_str(), Name("d/h").c_str()), -5);
+  EXPECT_EQ(Directory_New(Name("d/new").c_str()), -5);
+  EXPECT_EQ(Directory_Delete(Name("d").c_str()), -5);
+  File* file = nullptr;
+  EXPECT_EQ(File_Open(Name("d/new").c_str(), 2, &file), -1);
+  EXPECT_TRUE(directory_.Exists("d/f"));
+}
+
+// ---- links -------------------------------------------------------------------------------------
+
+class FileLinkTest : public FileOnPosixTest {
+ protected:
+  FileLinkTest() {
+    directory_.Write("f", "abcde");
+    directory_.MakeDirectory("d");
+    directory_.Write("d/kept", "abc");
+    fs::create_symlink("f", directory_.SystemName("toFile"));
+    fs::create_symlink("d", directory_.SystemName("toDirectory"));
+    fs::create_symlink("nowhere", directory_.SystemName("dangling"));
+    fs::create_symlink("loop", directory_.SystemName("loop"));
+  }
+
+  FileState StateOf(const std::string& name) {
+    FileState state;
+    EXPECT_EQ(File_GetState(Name(name).c_str(), &state), 0) << name;
+    return state;
+  }
+};
+
+TEST_F(FileLinkTest, CountsAsWhatItLeadsTo) {
+  EXPECT_EQ(StateOf("toFile").size, 5u);
+  EXPECT_EQ(StateOf("toFile").isDirectory, 0);
+  EXPECT_EQ(StateOf("toDirectory").isDirectory, 1);
+}
+
+TEST_F(FileLinkTest, ExistsEvenWhenItLeadsNowhere) {
+  for (const char* name : {"dangling", "loop"}) {
+    EXPECT_EQ(StateOf(name).exists, 1) << name;
+    EXPECT_EQ(StateOf(name).isDirectory, 0) << name;
+  }
+}
+
+TEST_F(FileLinkTest, IsRemovedItself) {
+  for (const char* name : {"toFile", "toDirectory", "dangling", "loop"}) {
+    EXPECT_EQ(File_Unlink(Name(name).c_str()), 0) << name;
+    EXPECT_FALSE(directory_.Exists(name)) << name;
+  }
+  EXPECT_EQ(directory_.Read("f"), "abcde");
+  EXPECT_EQ(directory_.Read("d/kept"), "abc");
+}
+
+TEST_F(FileLinkTest, IsRenamedItself) {
+  EXPECT_EQ(File_Move(Name("dangling").c_str(), Name("moved").c_str()), 0);
+  EXPECT_FALSE(directory_.Exists("dangling"));
+  EXPECT_EQ(fs::read_symlink(directory_.SystemName("moved")), "nowhere");
+}
+
+TEST_F(FileLinkTest, IsNeverReplacedOrWrittenThrough) {
+  EXPECT_EQ(File_Move(Name("f").c_str(), Name("dangling").c_str()), -1);
+  EXPECT_EQ(File_Copy(Name("f").c_str(), Name("dangling").c_str()), 0);
+  FileCopy* copy = nullptr;
+  EXPECT_EQ(File_CopyStart(Name("f").c_str(), Name("dangling").c_str(), 0, nullptr, nullptr, &copy), 3);
+  File* file = nullptr;
+  EXPECT_EQ(iFile_OpenNew(Name("dangling").c_str(), 2, false, &file), 3);
+  EXPECT_FALSE(directory_.Exists("nowhere"));
+}
+
+}  // namespace
