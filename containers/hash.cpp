@@ -5,7 +5,6 @@
 #include "qz/hash.h"
 
 #include <algorithm>
-#include <cstddef>
 #include <iterator>
 
 #include "containers/hash_internal.h"
@@ -45,7 +44,10 @@ struct Hash {
   uint32_t freeCount;
   HashDeleter valueDeleter;
   uint32_t functionCount;
-  HashFunction functions[1];  // functionCount of them in the same allocation
+  // functionCount functions follow in the same allocation.
+
+  HashFunction* Functions() { return reinterpret_cast<HashFunction*>(this + 1); }
+  const HashFunction* Functions() const { return reinterpret_cast<const HashFunction*>(this + 1); }
 };
 
 namespace {
@@ -69,7 +71,7 @@ uint32_t NextSlot(const Hash& table, uint32_t slot) {
 
 // Where the way to a key begins in a table with at most one hash function.
 uint32_t HomeSlot(const Hash& table, Word key) {
-  if (table.functionCount != 0) return table.functions[0](key) % table.bucketCount;
+  if (table.functionCount != 0) return table.Functions()[0](key) % table.bucketCount;
   return static_cast<uint32_t>(key % table.bucketCount);
 }
 
@@ -83,7 +85,7 @@ uint32_t Probe(const Hash& table, Word key) {
   uint32_t slot = HomeSlot(table, key);
   if (EndsWay(table.slots[slot], key)) return slot;
   for (uint32_t i = 1; i < table.functionCount; ++i) {
-    slot = table.functions[i](key) % table.bucketCount;
+    slot = table.Functions()[i](key) % table.bucketCount;
     if (EndsWay(table.slots[slot], key)) return slot;
   }
   const uint32_t begin = slot;
@@ -168,22 +170,18 @@ uint32_t iHash_CountBuckets(const Hash* table) {
 
 Hash* Hash_New(uint32_t sizeHint, uint32_t hashFunctionCount, const HashFunction* hashFunctions,
                HashDeleter valueDeleter) {
-  constexpr size_t kFixedSize = offsetof(Hash, functions);
-  if (hashFunctionCount > (SIZE_MAX - sizeof(Hash)) / sizeof(HashFunction)) return nullptr;
   if (hashFunctionCount != 0 && hashFunctions == nullptr) return nullptr;
-  if (std::find(hashFunctions, hashFunctions + hashFunctionCount, nullptr) !=
-      hashFunctions + hashFunctionCount) {
-    return nullptr;
-  }
-  const size_t functionsSize = hashFunctionCount * sizeof(HashFunction);
-  auto* table = static_cast<Hash*>(Memory_New(std::max(sizeof(Hash), kFixedSize + functionsSize)));
+  if (std::count(hashFunctions, hashFunctions + hashFunctionCount, nullptr) != 0) return nullptr;
+  const uint64_t functionsSize = uint64_t{hashFunctionCount} * sizeof(HashFunction);
+  if (functionsSize > SIZE_MAX - sizeof(Hash)) return nullptr;
+  auto* table = static_cast<Hash*>(Memory_New(sizeof(Hash) + static_cast<size_t>(functionsSize)));
   if (table == nullptr) return nullptr;
   table->sizeIndex = IndexForHint(sizeHint);
   table->bucketCount = kPrimes[table->sizeIndex];
   table->freeCount = table->bucketCount;
   table->valueDeleter = valueDeleter;
   table->functionCount = hashFunctionCount;
-  Memory_Copy(hashFunctions, table->functions, functionsSize);
+  Memory_Copy(hashFunctions, table->Functions(), static_cast<size_t>(functionsSize));
   table->slots = NewSlots(table->bucketCount);
   if (table->slots == nullptr) {
     Memory_Delete(table);

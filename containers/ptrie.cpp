@@ -244,8 +244,7 @@ PTrie* PTrie_New(PTrieDeleter valueDeleter) {
 
 int32_t PTrie_FindElement(const PTrie* trie, const void* key, uint16_t length, void** value) {
   void** found = nullptr;
-  if (iPTrie_IsUsable(trie, key, length))
-    found = FindValue(trie->root, {static_cast<const uint8_t*>(key), length});
+  if (iPTrie_IsUsable(trie, key, length)) found = FindValue(trie->root, iPTrie_MakeKey(key, length));
   if (value != nullptr) *value = found != nullptr ? *found : nullptr;
   return found != nullptr ? 1 : 0;
 }
@@ -253,7 +252,7 @@ int32_t PTrie_FindElement(const PTrie* trie, const void* key, uint16_t length, v
 ErrorCode PTrie_InsertElement(PTrie* trie, const void* key, uint16_t length, void* value) {
   if (!iPTrie_IsUsable(trie, key, length)) return Error_Invalid;
   PTrieReference* at = &trie->root;
-  PTrieKey rest = {static_cast<const uint8_t*>(key), length};
+  PTrieKey rest = iPTrie_MakeKey(key, length);
   while (true) {
     switch (at->kind) {
       case PTrieNode::Value:
@@ -283,7 +282,7 @@ ErrorCode PTrie_InsertElement(PTrie* trie, const void* key, uint16_t length, voi
 
 ErrorCode PTrie_ReplaceElement(PTrie* trie, const void* key, uint16_t length, void* value) {
   if (!iPTrie_IsUsable(trie, key, length)) return Error_Invalid;
-  void** found = FindValue(trie->root, {static_cast<const uint8_t*>(key), length});
+  void** found = FindValue(trie->root, iPTrie_MakeKey(key, length));
   if (found == nullptr) return Error_NotFound;
   iPTrie_CallDeleter(*trie, std::exchange(*found, value));
   return Error_None;

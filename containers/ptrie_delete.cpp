@@ -131,7 +131,7 @@ void* RemoveValue(const Path& path) {
 int32_t PTrie_DeleteElement(PTrie* trie, const void* key, uint16_t length) {
   if (!iPTrie_IsUsable(trie, key, length)) return 0;
   Path path;
-  if (!Walk(*trie, {static_cast<const uint8_t*>(key), length}, path)) return 0;
+  if (!Walk(*trie, iPTrie_MakeKey(key, length), path)) return 0;
   const bool atBranch = path.last.end->kind == PTrieNode::BranchWithValue;
   iPTrie_CallDeleter(*trie, atBranch ? RemoveBranchValue(path) : RemoveValue(path));
   return 1;

@@ -64,6 +64,12 @@ struct PTrieKey {
   }
 };
 
+// A key as callers give it; a null one is the empty key.
+inline PTrieKey iPTrie_MakeKey(const void* key, uint32_t length) {
+  static constexpr uint8_t kNoBytes[1] = {};
+  return {key != nullptr ? static_cast<const uint8_t*>(key) : kNoBytes, length};
+}
+
 // A key may be null only when it is empty.
 inline bool iPTrie_IsUsable(const PTrie* trie, const void* key, uint16_t length) {
   return trie != nullptr && (key != nullptr || length == 0);

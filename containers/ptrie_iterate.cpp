@@ -137,13 +137,13 @@ bool IsSound(const PTrieState* state) {
 int32_t PTrie_Iterate(const PTrie* trie, const void* prefix, uint16_t prefixLength, PTrieState* state) {
   if (!iPTrie_IsUsable(trie, prefix, prefixLength) || !IsSound(state)) return Error_Invalid;
   state->value = nullptr;
-  PTrieKey known = {static_cast<const uint8_t*>(prefix), prefixLength};
+  PTrieKey known = iPTrie_MakeKey(prefix, prefixLength);
   Start start;
   if (state->started == 0) {
     start = FindPrefix(trie->root, known);
   } else if (state->keyLength >= prefixLength &&
              (prefixLength == 0 || memcmp(state->keyBuffer, prefix, prefixLength) == 0)) {
-    known = {state->keyBuffer, state->keyLength};
+    known = iPTrie_MakeKey(state->keyBuffer, state->keyLength);
     start = FindBehind(trie->root, known, prefixLength);
   }
   return start.at != nullptr ? Deliver(start, known, *state) : 0;

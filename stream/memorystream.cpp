@@ -90,8 +90,9 @@ uint32_t ReadAvailable(Stream* /*stream*/) {
 }
 
 uint8_t* AddChunk(MemoryStream& record, uint32_t length) {
-  if (length > SIZE_MAX - sizeof(OwnChunk)) return nullptr;
-  auto* chunk = static_cast<OwnChunk*>(iMemory_NewCleared(sizeof(OwnChunk) + length));
+  const size_t size = sizeof(OwnChunk) + length;
+  if (size < length) return nullptr;
+  auto* chunk = static_cast<OwnChunk*>(iMemory_NewCleared(size));
   if (chunk == nullptr) return nullptr;
   chunk->older = record.ownChunks;
   record.ownChunks = chunk;

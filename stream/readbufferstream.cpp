@@ -100,9 +100,10 @@ constexpr StreamOperations kOperations = {DeleteRecord, ReadBuffered, CountAvail
 }  // namespace
 
 Stream* ReadBufferStream_New(uint32_t bufferSize, Stream* underlying, int32_t deleteUnderlying) {
-  if (underlying == nullptr || bufferSize > SIZE_MAX - sizeof(ReadBufferStream)) return nullptr;
+  const size_t size = sizeof(ReadBufferStream) + bufferSize;
+  if (underlying == nullptr || size < bufferSize) return nullptr;
   // Cleared, because a stream beneath may count bytes that it never stores.
-  auto* record = static_cast<ReadBufferStream*>(iMemory_NewCleared(sizeof(ReadBufferStream) + bufferSize));
+  auto* record = static_cast<ReadBufferStream*>(iMemory_NewCleared(size));
   if (record == nullptr) return nullptr;
   Stream_Init(StreamType_ReadBuffer, &kOperations, &record->header);
   record->deleteUnderlying = deleteUnderlying;
