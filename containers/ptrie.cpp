@@ -203,24 +203,25 @@ void FreeNodes(const PTrie& trie, PTrieReference at) {
 }  // namespace
 
 PTrieString* iPTrie_NewString(const uint8_t* bytes, uint32_t length, PTrieReference next) {
-  auto* string = static_cast<PTrieString*>(Memory_New(sizeof(PTrieString) + length));
+  static_assert(offsetof(PTrieString, length) + sizeof(uint16_t) == PTrieString::kBytesOffset);
+  const size_t size = std::max(sizeof(PTrieString), PTrieString::kBytesOffset + length);
+  auto* string = static_cast<PTrieString*>(Memory_New(size));
   if (string == nullptr) return nullptr;
   *string = {next, static_cast<uint16_t>(length)};
   if (bytes != nullptr) Memory_Copy(bytes, string->Bytes(), length);
   return string;
 }
 
+// The halving has no branch to predict: which half comes next is as good as random.
 uint32_t iPTrie_LowerBound(PTrieBranch& branch, uint8_t byte) {
   const PTrieReference* children = branch.Children();
+  const auto wanted = static_cast<int8_t>(byte);
   uint32_t low = 0;
-  uint32_t high = branch.count;
-  while (low < high) {
-    const uint32_t middle = (low + high) / 2;
-    if (static_cast<int8_t>(children[middle].byte) < static_cast<int8_t>(byte)) {
-      low = middle + 1;
-    } else {
-      high = middle;
-    }
+  for (uint32_t left = branch.count; left != 0;) {
+    const uint32_t half = (left + 1) / 2;
+    const bool isBelow = static_cast<int8_t>(children[low + half - 1].byte) < wanted;
+    low += isBelow ? half : 0;
+    left = isBelow ? left - half : half - 1;
   }
   return low;
 }

@@ -8,6 +8,7 @@
 // string leads to another string only where memory ran out while the two were to be joined.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 #include "qz/ptrie.h"
@@ -26,7 +27,9 @@ struct PTrieString {
   PTrieReference next;
   uint16_t length;
 
-  uint8_t* Bytes() { return reinterpret_cast<uint8_t*>(this + 1); }
+  // The bytes begin where the length ends, in what would be padding.
+  uint8_t* Bytes() { return reinterpret_cast<uint8_t*>(this) + kBytesOffset; }
+  static constexpr size_t kBytesOffset = sizeof(PTrieReference) + sizeof(uint16_t);
 };
 
 struct PTrieBranch {
