@@ -1,0 +1,288 @@
+// Listings, and reading them line by line.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "qz/directory.h"
+#include "qz/file.h"
+#include "qz/os.h"
+#include "tests/support/error_capture.h"
+#include "tests/support/fail_allocation.h"
+#include "tests/support/file_system.h"
+#include "tests/support/os_session.h"
+#include "tests/support/temp_dir.h"
+
+namespace {
+
+using Lines = std::vector<std::string>;
+
+class DirectoryListTest : public testing::Test {
+ protected:
+  DirectoryListTest() {
+    directory_.MakeDirectory("d/sub");
+    directory_.Write("d/file", "abcde");
+    directory_.Write("d/b c", "");
+    directory_.SetModified("d/file", 852454987);
+    directory_.SetModified("d/sub", 852454987);
+    directory_.SetModified("d/b c", 852454987);
+  }
+
+  std::string Name(const std::string& name) { return directory_.Name(name); }
+
+  // The lines of the listing file, sorted: the system gives entries in any order.
+  Lines Listed() {
+    std::istringstream text(directory_.Read("list"));
+    Lines lines;
+    for (std::string line; std::getline(text, line);) lines.push_back(line);
+    std::sort(lines.begin(), lines.end());
+    return lines;
+  }
+
+  ErrorCode List(const std::string& name, int32_t mode) {
+    return Directory_GetList(Name(name).c_str(), mode, Name("list").c_str());
+  }
+
+  // The system's line end in text mode.
+  const std::string end_ = kIsWindows ? "\r" : "";
+  TempDir directory_;
+};
+
+TEST_F(DirectoryListTest, ListsNames) {
+  EXPECT_EQ(List("d", 0), 0);
+  EXPECT_EQ(Listed(), (Lines{"b c" + end_, "file" + end_, "sub" + end_}));
+}
+
+TEST_F(DirectoryListTest, ListsPaths) {
+  EXPECT_EQ(List("d", 1), 0);
+  EXPECT_EQ(Listed(), (Lines{Name("d/b c") + end_, Name("d/file") + end_, Name("d/sub/") + end_}));
+}
+
+TEST_F(DirectoryListTest, ListsLongLines) {
+  EXPECT_EQ(List("d", 2), 0);
+  EXPECT_EQ(Listed(),
+            (Lines{"----------    1    nobody     nobody        0 Sun Jan  5 09:03:07 1997 b c" + end_,
+                   "----------    1    nobody     nobody        5 Sun Jan  5 09:03:07 1997 file" + end_,
+                   "d---------    1    nobody     nobody        0 Sun Jan  5 09:03:07 1997 sub/" + end_}));
+}
+
+TEST_F(DirectoryListTest, EndsEveryLine) {
+  directory_.MakeDirectory("one");
+  directory_.Write("one/file", "");
+  EXPECT_EQ(List("one", 0), 0);
+  EXPECT_EQ(directory_.Read("list"), kIsWindows ? "file\r\n" : "file\n");
+}
+
+TEST_F(DirectoryListTest, ListsTheSizeModuloFourGigabytes) {
+  directory_.MakeDirectory("one");
+  MakeSparseFile(directory_.SystemName("one/big"), 0x140000005);  // 5 GiB + 5
+  directory_.SetModified("one/big", 852454987);
+  EXPECT_EQ(List("one", 2), 0);
+  EXPECT_EQ(Listed(),
+            Lines{"----------    1    nobody     nobody 1073741829 Sun Jan  5 09:03:07 1997 big" + end_});
+}
+
+TEST_F(DirectoryListTest, GivesAnEmptyFileForAnEmptyDirectory) {
+  for (int32_t mode : {0, 1, 2}) {
+    EXPECT_EQ(List("d/sub", mode), 0);
+    EXPECT_TRUE(directory_.Exists("list"));
+    EXPECT_EQ(directory_.Size("list"), 0u);
+  }
+}
+
+TEST_F(DirectoryListTest, GivesAnEmptyFileForADirectoryThatCannotBeSearched) {
+  for (const char* name : {"missing", "d/file"}) {
+    EXPECT_EQ(List(name, 0), 0) << name;
+    EXPECT_TRUE(directory_.Exists("list")) << name;
+    EXPECT_EQ(directory_.Size("list"), 0u) << name;
+  }
+}
+
+TEST_F(DirectoryListTest, RefusesAnotherModeBeforeTheFileIsTouched) {
+  directory_.Write("list", "mine");
+  for (int32_t mode : {-1, 3}) {
+    ErrorCapture capture;
+    EXPECT_EQ(List("d", mode), -1);
+    ASSERT_EQ(capture.Lines().size(), 1u);
+    EXPECT_EQ(capture.Lines()[0], "#### Error: inListMode not implemented in Windows\n");
+  }
+  EXPECT_EQ(directory_.Read("list"), "mine");
+}
+
+TEST_F(DirectoryListTest, ReplacesAnOldListing) {
+  directory_.Write("list", std::string(1000, 'x'));
+  EXPECT_EQ(List("d/sub", 0), 0);
+  EXPECT_EQ(directory_.Read("list"), "");
+}
+
+TEST_F(DirectoryListTest, SaysThatTheListingCannotBeOpened) {
+  EXPECT_EQ(Directory_GetList(Name("d").c_str(), 0, Name("missing/list").c_str()), -1);
+  EXPECT_EQ(Directory_GetList(nullptr, 0, Name("list").c_str()), -4);
+  EXPECT_EQ(Directory_GetList(Name("d").c_str(), 0, nullptr), -4);
+}
+
+TEST_F(DirectoryListTest, ListsTheTop) {
+  EXPECT_EQ(Directory_GetList("/", 1, Name("list").c_str()), 0);
+  const Lines lines = Listed();
+  const std::string expected = kIsWindows ? "/C|/\r" : "/tmp/";
+  EXPECT_NE(std::find(lines.begin(), lines.end(), expected), lines.end());
+}
+
+TEST_F(DirectoryListTest, LeavesNoListingWithoutMemory) {
+  FailEveryAllocation([&] {
+    const ErrorCode status = List("d", 0);
+    EXPECT_TRUE(status == 0 || status == 1) << status;
+    EXPECT_EQ(directory_.Exists("list"), status == 0);
+    std::filesystem::remove(directory_.SystemName("list"));
+  });
+}
+
+// ---- reading -----------------------------------------------------------------------------------
+
+class DirectoryIterationTest : public DirectoryListTest {
+ protected:
+  DirectoryIterationTest() { EXPECT_EQ(session_.Status(), 0); }
+  ~DirectoryIterationTest() override {
+    if (list_ != nullptr) Directory_EndList(list_);
+  }
+
+  Lines Iterate() {
+    Lines lines;
+    char line[1024];
+    while (Directory_IterateList(list_, line) == 0) lines.emplace_back(line);
+    EXPECT_STREQ(line, "");
+    return lines;
+  }
+
+  ErrorCode End() {
+    DirectoryList* list = list_;
+    list_ = nullptr;
+    return Directory_EndList(list);
+  }
+
+  // The listings that are in the temporary directory.
+  static Lines Temporaries() {
+    Lines names;
+    char folder[1024];
+    EXPECT_EQ(File_GetSysDir(1, folder), 0);
+    for (const auto& entry : std::filesystem::directory_iterator(std::filesystem::temp_directory_path())) {
+      const std::string name = entry.path().filename().string();
+      if (name.compare(0, 7, "dirList") == 0) names.push_back(name);
+    }
+    return names;
+  }
+
+  OSSession session_;
+  DirectoryList* list_ = nullptr;
+};
+
+TEST_F(DirectoryIterationTest, GivesTheLinesOfADirectory) {
+  ASSERT_EQ(Directory_StartList(Name("d").c_str(), 1, &list_), 0);
+  Lines lines = Iterate();
+  std::sort(lines.begin(), lines.end());
+  EXPECT_EQ(lines, (Lines{Name("d/b c"), Name("d/file"), Name("d/sub/")}));
+  char line[1024] = "unset";
+  EXPECT_EQ(Directory_IterateList(list_, line), 4);
+  EXPECT_STREQ(line, "");
+  EXPECT_EQ(End(), 0);
+}
+
+TEST_F(DirectoryIterationTest, GivesNothingForAnEmptyDirectory) {
+  ASSERT_EQ(Directory_StartList(Name("d/sub").c_str(), 0, &list_), 0);
+  EXPECT_TRUE(Iterate().empty());
+}
+
+TEST_F(DirectoryIterationTest, KeepsTheListingInATemporaryFile) {
+  const Lines before = Temporaries();
+  ASSERT_EQ(Directory_StartList(Name("d").c_str(), 0, &list_), 0);
+  EXPECT_GE(Temporaries().size(), 1u);
+  Lines during = Temporaries();
+  EXPECT_EQ(End(), 0);
+  Lines after = Temporaries();
+  for (const std::string& name : before) {
+    during.erase(std::remove(during.begin(), during.end(), name), during.end());
+  }
+  ASSERT_GE(during.size(), 1u);
+  EXPECT_EQ(std::find(after.begin(), after.end(), during[0]), after.end());
+}
+
+TEST_F(DirectoryIterationTest, RefusesAnotherMode) {
+  ErrorCapture capture;
+  list_ = reinterpret_cast<DirectoryList*>(1);
+  EXPECT_EQ(Directory_StartList(Name("d").c_str(), 3, &list_), -1);
+  EXPECT_EQ(list_, nullptr);
+  ASSERT_EQ(capture.Lines().size(), 1u);
+  EXPECT_EQ(capture.Lines()[0], "#### Error: inListMode not implemented in Windows\n");
+}
+
+TEST_F(DirectoryIterationTest, ReadsAnExistingListing) {
+  directory_.Write("list", "one\r\n\ntwo/\n three");
+  ASSERT_EQ(Directory_StartFileList(nullptr, Name("list").c_str(), 0, 0, &list_), 0);
+  EXPECT_EQ(Iterate(), (Lines{"one", "", "two/", " three"}));
+  EXPECT_EQ(End(), 0);
+  EXPECT_TRUE(directory_.Exists("list"));
+}
+
+TEST_F(DirectoryIterationTest, JoinsEachLineToTheDirectory) {
+  directory_.Write("list", "one\ntwo/\n");
+  std::string joined = "/a/b";
+  ASSERT_EQ(Directory_StartFileList(joined.c_str(), Name("list").c_str(), 0, 1, &list_), 0);
+  joined = "gone";
+  EXPECT_EQ(Iterate(), (Lines{"/a/b/one", "/a/b/two/"}));
+}
+
+TEST_F(DirectoryIterationTest, RemovesATemporaryListing) {
+  directory_.Write("list", "one\n");
+  ASSERT_EQ(Directory_StartFileList("/a", Name("list").c_str(), 1, 0, &list_), 0);
+  EXPECT_EQ(Iterate(), Lines{"one"});
+  EXPECT_EQ(End(), 0);
+  EXPECT_FALSE(directory_.Exists("list"));
+}
+
+TEST_F(DirectoryIterationTest, GoesOnBehindALineThatIsTooLongOnceJoined) {
+  directory_.Write("list", std::string(1000, 'x') + "\nshort\n");
+  ASSERT_EQ(Directory_StartFileList(std::string(100, 'd').c_str(), Name("list").c_str(), 0, 1, &list_), 0);
+  char line[1024] = "unset";
+  EXPECT_EQ(Directory_IterateList(list_, line), 5);
+  EXPECT_STREQ(line, "");
+  EXPECT_EQ(Directory_IterateList(list_, line), 0);
+  EXPECT_EQ(line, std::string(100, 'd') + "/short");
+}
+
+TEST_F(DirectoryIterationTest, GivesALongLineInPieces) {
+  directory_.Write("list", std::string(1023, 'x') + "yz\n");
+  ASSERT_EQ(Directory_StartFileList(nullptr, Name("list").c_str(), 0, 0, &list_), 0);
+  EXPECT_EQ(Iterate(), (Lines{std::string(1023, 'x'), "yz"}));
+}
+
+TEST_F(DirectoryIterationTest, RefusesNullAndAMissingListing) {
+  char line[1024];
+  list_ = reinterpret_cast<DirectoryList*>(1);
+  EXPECT_EQ(Directory_StartFileList("d", Name("missing").c_str(), 0, 0, &list_), -1);
+  EXPECT_EQ(list_, nullptr);
+  EXPECT_EQ(Directory_StartFileList(nullptr, Name("list").c_str(), 0, 1, &list_), -4);
+  EXPECT_EQ(Directory_StartFileList("d", nullptr, 0, 0, &list_), -4);
+  EXPECT_EQ(Directory_StartFileList("d", "list", 0, 0, nullptr), -4);
+  EXPECT_EQ(Directory_StartList("d", 0, nullptr), -4);
+  EXPECT_EQ(Directory_StartList(nullptr, 0, &list_), -4);
+  EXPECT_EQ(Directory_IterateList(nullptr, line), -4);
+  EXPECT_EQ(Directory_EndList(nullptr), -4);
+}
+
+TEST_F(DirectoryIterationTest, FailsCleanlyWithoutMemory) {
+  FailEveryAllocation([&] {
+    const ErrorCode status = Directory_StartList(Name("d").c_str(), 0, &list_);
+    EXPECT_TRUE(status == 0 || (status == 1 && list_ == nullptr)) << status;
+    if (list_ != nullptr) End();
+  });
+}
+
+TEST(DirectoryIteration, NeedsTheLibrary) {
+  DirectoryList* list = nullptr;
+  EXPECT_EQ(Directory_StartList("/", 0, &list), -2);
+  EXPECT_EQ(list, nullptr);
+}
+
+}  // namespace

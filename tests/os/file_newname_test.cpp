@@ -1,0 +1,184 @@
+// Names that are not taken yet.
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "os/os_internal.h"
+#include "qz/directory.h"
+#include "qz/file.h"
+#include "tests/support/os_session.h"
+#include "tests/support/temp_dir.h"
+
+namespace {
+
+class FileNewNameTest : public testing::Test {
+ protected:
+  // The status, and the result without the directory.
+  ErrorCode Number(const std::string& name) {
+    char result[1024] = "unset";
+    const ErrorCode status = File_NumberName(directory_.Name(name).c_str(), result);
+    const std::string prefix = directory_.Name() + "/";
+    result_ = result;
+    if (result_.compare(0, prefix.size(), prefix) == 0) result_.erase(0, prefix.size());
+    return status;
+  }
+
+  TempDir directory_;
+  std::string result_;
+};
+
+TEST_F(FileNewNameTest, GivesAFreeNameAsItIs) {
+  EXPECT_EQ(Number("a.txt"), 0);
+  EXPECT_EQ(result_, "a.txt");
+  EXPECT_FALSE(directory_.Exists("a.txt"));
+}
+
+TEST_F(FileNewNameTest, NumbersFromZero) {
+  directory_.Write("a.txt", "");
+  EXPECT_EQ(Number("a.txt"), 0);
+  EXPECT_EQ(result_, "a(0).txt");
+  directory_.Write("a(0).txt", "");
+  EXPECT_EQ(Number("a.txt"), 0);
+  EXPECT_EQ(result_, "a(1).txt");
+  directory_.Write("a(2).txt", "");
+  EXPECT_EQ(Number("a.txt"), 0);
+  EXPECT_EQ(result_, "a(1).txt");
+}
+
+TEST_F(FileNewNameTest, NumbersDirectoriesToo) {
+  directory_.MakeDirectory("d");
+  EXPECT_EQ(Number("d"), 0);
+  EXPECT_EQ(result_, "d(0)");
+}
+
+TEST_F(FileNewNameTest, TakesTheLastDotOfTheName) {
+  directory_.Write("a.tar.gz", "");
+  EXPECT_EQ(Number("a.tar.gz"), 0);
+  EXPECT_EQ(result_, "a.tar(0).gz");
+  directory_.Write(".rc", "");
+  EXPECT_EQ(Number(".rc"), 0);
+  EXPECT_EQ(result_, "(0).rc");
+  directory_.Write("100%n", "");
+  EXPECT_EQ(Number("100%n"), 0);
+  EXPECT_EQ(result_, "100%n(0)");
+}
+
+TEST_F(FileNewNameTest, TakesTheDotOfADirectory) {
+  directory_.MakeDirectory("x.d");
+  directory_.MakeDirectory("x(0).d");
+  directory_.Write("x.d/name", "");
+  EXPECT_EQ(Number("x.d/name"), 0);
+  EXPECT_EQ(result_, "x(0).d/name");
+}
+
+TEST_F(FileNewNameTest, NeedsTheDirectory) {
+  directory_.Write("f", "");
+  EXPECT_EQ(Number("missing/a.txt"), -4);
+  EXPECT_EQ(result_, "");
+  EXPECT_EQ(Number("f/a.txt"), -4);
+}
+
+TEST_F(FileNewNameTest, TriesFiveHundredAndTwelveNames) {
+  directory_.Write("a", "");
+  for (int n = 0; n < 510; ++n) directory_.Write("a(" + std::to_string(n) + ")", "");
+  EXPECT_EQ(Number("a"), 0);
+  EXPECT_EQ(result_, "a(510)");
+  directory_.Write("a(510)", "");
+  // The next one is formed and given, but it is not looked at: it is free.
+  EXPECT_EQ(Number("a"), -4);
+  EXPECT_EQ(result_, "a(511)");
+}
+
+TEST_F(FileNewNameTest, TakesTheCurrentDirectoryForABareName) {
+  directory_.Write("a.txt", "");
+  char original[1024];
+  char result[1024];
+  ASSERT_EQ(Directory_GetCurrent(original), 0);
+  ASSERT_EQ(Directory_SetCurrent(directory_.Name().c_str()), 0);
+  EXPECT_EQ(File_NumberName("a.txt", result), 0);
+  ASSERT_EQ(Directory_SetCurrent(original), 0);
+  EXPECT_STREQ(result, "a(0).txt");
+}
+
+TEST_F(FileNewNameTest, AcceptsTheNameAsTheResult) {
+  directory_.Write("a.txt", "");
+  char name[1024];
+  directory_.Name("a.txt").copy(name, sizeof name);
+  name[directory_.Name("a.txt").size()] = '\0';
+  EXPECT_EQ(File_NumberName(name, name), 0);
+  EXPECT_EQ(name, directory_.Name("a(0).txt"));
+}
+
+TEST_F(FileNewNameTest, RefusesNullAndWhatDoesNotFit) {
+  char result[1024] = "unset";
+  EXPECT_EQ(File_NumberName(nullptr, result), -4);
+  EXPECT_STREQ(result, "");
+  EXPECT_EQ(File_NumberName("a", nullptr), -4);
+  EXPECT_EQ(File_NumberName(std::string(1024, 'a').c_str(), result), 5);
+  EXPECT_STREQ(result, "");
+}
+
+// ---- random names ------------------------------------------------------------------------------
+
+int32_t nextRandom = 0;
+
+class FileUniqueNameTest : public FileNewNameTest {
+ protected:
+  FileUniqueNameTest() {
+    EXPECT_EQ(session_.Status(), 0);
+    nextRandom = 40;
+    iOS_SetRandomSource([] { return ++nextRandom; });
+  }
+  ~FileUniqueNameTest() override { iOS_SetRandomSource(nullptr); }
+
+  ErrorCode Unique(const std::string& prefix) {
+    char result[1024] = "unset";
+    const ErrorCode status = File_UniquifyName(directory_.Name().c_str(), prefix.c_str(), result);
+    result_ = result;
+    return status;
+  }
+
+  OSSession session_;
+};
+
+TEST_F(FileUniqueNameTest, PutsARandomNumberBehindThePrefix) {
+  EXPECT_EQ(Unique("list"), 0);
+  EXPECT_EQ(result_, directory_.Name("list41"));
+  EXPECT_FALSE(directory_.Exists("list41"));
+}
+
+TEST_F(FileUniqueNameTest, AddsTheNextRandomNumberWhenTheNameIsTaken) {
+  directory_.Write("list41", "");
+  directory_.MakeDirectory("list83");  // 41 + 42
+  EXPECT_EQ(Unique("list"), 0);
+  EXPECT_EQ(result_, directory_.Name("list126"));  // 41 + 42 + 43
+}
+
+TEST_F(FileUniqueNameTest, GivesUpAfterAHundredNames) {
+  iOS_SetRandomSource([] { return 1; });
+  for (int n = 1; n <= 99; ++n) directory_.Write("list" + std::to_string(n), "");
+  EXPECT_EQ(Unique("list"), 0);
+  EXPECT_EQ(result_, directory_.Name("list100"));
+  directory_.Write("list100", "");
+  EXPECT_EQ(Unique("list"), -1);
+  EXPECT_EQ(result_, "");
+}
+
+TEST_F(FileUniqueNameTest, RefusesNullAndWhatDoesNotFit) {
+  char result[1024] = "unset";
+  EXPECT_EQ(File_UniquifyName(nullptr, "a", result), -4);
+  EXPECT_STREQ(result, "");
+  EXPECT_EQ(File_UniquifyName("/", nullptr, result), -4);
+  EXPECT_EQ(File_UniquifyName("/", "a", nullptr), -4);
+  EXPECT_EQ(File_UniquifyName(std::string(1020, 'a').c_str(), "abc", result), 5);
+  EXPECT_STREQ(result, "");
+  EXPECT_EQ(File_UniquifyName("/", std::string(2000, 'a').c_str(), result), 5);
+}
+
+TEST(FileUniqueName, NeedsTheLibrary) {
+  char result[1024] = "unset";
+  EXPECT_EQ(File_UniquifyName("/", "list", result), -2);
+  EXPECT_STREQ(result, "");
+}
+
+}  // namespace

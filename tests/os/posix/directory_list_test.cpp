@@ -1,0 +1,76 @@
+// Listings of odd names, links, and onto a disk that is full.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "qz/directory.h"
+#include "qz/file.h"
+#include "tests/support/file_system.h"
+#include "tests/support/temp_dir.h"
+
+namespace {
+
+class DirectoryListOnPosixTest : public testing::Test {
+ protected:
+  DirectoryListOnPosixTest() { directory_.MakeDirectory("d"); }
+
+  ErrorCode List(int32_t mode) {
+    return Directory_GetList(directory_.Name("d").c_str(), mode, directory_.Name("list").c_str());
+  }
+
+  TempDir directory_;
+};
+
+TEST_F(DirectoryListOnPosixTest, LeavesOutNamesWithALineEnd) {
+  directory_.Write("d/a\nb", "");
+  directory_.Write("d/a\rb", "");
+  directory_.Write("d/end\n", "");
+  directory_.Write("d/kept\tname", "");
+  for (int32_t mode : {0, 1, 2}) {
+    EXPECT_EQ(List(mode), 0);
+    const std::string text = directory_.Read("list");
+    EXPECT_NE(text.find("kept\tname\n"), std::string::npos);
+    EXPECT_EQ(text.find('\n'), text.size() - 1) << "one line only";
+  }
+}
+
+TEST_F(DirectoryListOnPosixTest, LeavesOutLinesThatAreTooLong) {
+  // The directory's name is made so long that one entry's path has 1023 bytes and the other's has 1024.
+  std::string name = "d";
+  while (directory_.Name(name).size() < 700) name += "/" + std::string(150, 'x');
+  directory_.MakeDirectory(name);
+  const size_t room = 1023 - directory_.Name(name).size() - 1;
+  const size_t shorter = room < 200 ? room : 200;
+  name += "/" + std::string(room - shorter - 1, 'y');
+  directory_.MakeDirectory(name);
+  directory_.Write(name + "/" + std::string(shorter, 'a'), "");
+  directory_.Write(name + "/" + std::string(shorter + 1, 'b'), "");
+  EXPECT_EQ(Directory_GetList(directory_.Name(name).c_str(), 1, directory_.Name("list").c_str()), 0);
+  const std::string text = directory_.Read("list");
+  EXPECT_EQ(text.size(), 1024u);
+  EXPECT_EQ(text, directory_.Name(name) + "/" + std::string(shorter, 'a') + "\n");
+}
+
+TEST_F(DirectoryListOnPosixTest, ListsALinkAsWhatItLeadsTo) {
+  directory_.MakeDirectory("target");
+  std::filesystem::create_symlink("../target", directory_.SystemName("d/link"));
+  EXPECT_EQ(List(1), 0);
+  EXPECT_EQ(directory_.Read("list"), directory_.Name("d/link/") + "\n");
+}
+
+TEST_F(DirectoryListOnPosixTest, RemovesTheListingWhenTheDiskIsFull) {
+  for (int i = 0; i < 2000; ++i) directory_.Write("d/file" + std::to_string(i), "");
+  DiskLimit limit(100);
+  EXPECT_EQ(List(0), 4);
+  EXPECT_FALSE(directory_.Exists("list"));
+}
+
+TEST_F(DirectoryListOnPosixTest, RemovesTheListingWhenItsLastLinesDoNotFit) {
+  directory_.Write("d/a long enough name", "");
+  DiskLimit limit(10);
+  EXPECT_EQ(List(0), 4);
+  EXPECT_FALSE(directory_.Exists("list"));
+}
+
+}  // namespace
