@@ -13,6 +13,7 @@
 #include "tests/support/environment.h"
 #include "tests/support/error_capture.h"
 #include "tests/support/fail_allocation.h"
+#include "tests/support/module.h"
 #include "tests/support/os_session.h"
 
 namespace {
@@ -39,6 +40,8 @@ class OSInit : public testing::Test {
   }
 
   OSPlaces places_{"qzinit" + std::to_string(ProgramNumber())};
+  // A module that is there, because window classes are registered with it.
+  const Word instance_ = FindSystemModule().instance;
   ErrorCapture errors_;
 };
 
@@ -134,8 +137,8 @@ TEST_F(OSInit, IgnoresTheServices_WithoutThePlatformCode) {
 }
 
 TEST_F(OSInit, AppliesTheServices_WhereverThePlatformCodeStands) {
-  ASSERT_EQ(OS_Init(Name(), 6, kGuid, 5, 4, Word{0x1234}, Word{0x5678}, 2, 0), 0);
-  EXPECT_EQ(iOS_GetInstance(), 0x1234u);
+  ASSERT_EQ(OS_Init(Name(), 6, kGuid, 5, 4, instance_, Word{0x5678}, 2, 0), 0);
+  EXPECT_EQ(iOS_GetInstance(), instance_);
   EXPECT_EQ(WinOSRegistry_GetID(0), kGuid);
   EXPECT_EQ(errors_.Lines(), Lines{});
 }
@@ -149,7 +152,8 @@ TEST_F(OSInit, EmptiesTheIdentifierTable_WhenItSetsItsOwn) {
 }
 
 TEST_F(OSInit, ExitUndoesWhatTheListAskedFor) {
-  ASSERT_EQ(OS_Init(Name(), 2, 4, Word{0x1234}, Word{0}, 5, 6, kGuid, 0), 0);
+  ASSERT_EQ(OS_Init(Name(), 2, 4, instance_, Word{0}, 5, 6, kGuid, 0), 0);
+  ASSERT_EQ(iOS_GetInstance(), instance_);
   WinOSRegistry_SetID(1, kOtherGuid);
   OS_Exit(77);
   EXPECT_EQ(iOS_GetInstance(), 0u);

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "os/memory_internal.h"
+#include "os/platform/process.h"
 #include "qz/error.h"
 #include "qz/os.h"
 #include "tests/support/child_program.h"
@@ -233,11 +234,16 @@ TEST(Process, NamesTheModuleOfTheInstance) {
 }
 
 TEST(Process, NamesWhatTheSystemSays_ForAnInstanceThatIsNoModule) {
-  const WithInstance up(Word{16});
-  ASSERT_EQ(up.Status(), 0);
-  char name[1024] = "as was";
-  EXPECT_EQ(Process_GetPathname(name), kUnknownInstanceIsTheProgram ? 0 : -1);
-  EXPECT_EQ(name, kUnknownInstanceIsTheProgram ? LibraryName(ProgramPath()) : "");
+  char name[1024] = "";
+  EXPECT_EQ(platform::FindModulePathname(16, name), kUnknownInstanceIsTheProgram);
+  if (kUnknownInstanceIsTheProgram) {
+    EXPECT_EQ(name, ProgramPath().string());
+  }
+}
+
+TEST(Process, HasNoNameOfItsOwn_WhereItDoesNotFit) {
+  char name[4] = "";
+  EXPECT_FALSE(platform::FindModulePathname(0, name));
 }
 
 }  // namespace

@@ -6,12 +6,14 @@
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <tuple>
 
 #include "os/platform/sysdirs.h"
 #include "os/sysdir_internal.h"
 #include "qz/file.h"
 #include "qz/os.h"
 #include "tests/support/environment.h"
+#include "tests/support/error_capture.h"
 #include "tests/support/os_session.h"
 
 namespace {
@@ -117,6 +119,20 @@ TEST_F(UserFolders, AreTheDesktopOfOSInit) {
   EXPECT_EQ(File_GetSysDir(SysDir_Desk, name), 0);
   EXPECT_EQ(name, desktop.string());
   EXPECT_FALSE(fs::exists(ProgramPath().parent_path() / (places.ApplicationName() + "Desk")));
+}
+
+// The status of the lookup, "exists", is not passed on for a folder without a fallback.
+TEST_F(UserFolders, FailTheStartWithNotFound_WhenAFileStandsInTheirPlace) {
+  const OSPlaces places("qzplain" + std::to_string(ProgramNumber()));
+  ErrorCapture errors;
+  for (const auto& [variable, folder, id] :
+       {std::tuple{"XDG_CONFIG_HOME", "autostart", "5"}, std::tuple{"XDG_DATA_HOME", "applications", "7"}}) {
+    const ScopedVariable parent(variable, home_.Path().c_str());
+    std::ofstream(Below(folder)) << "x";
+    EXPECT_EQ(OS_Init(places.ApplicationName().c_str(), 1, places.Folder().Name("x.log").c_str(), 0), -3);
+    EXPECT_EQ(errors.Lines()[errors.Lines().size() - 2],
+              std::string("#### Error: OS_Init: File: Can't update system directory ") + id + "\n");
+  }
 }
 
 }  // namespace
