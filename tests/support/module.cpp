@@ -22,7 +22,7 @@ bool LeadsTo(const std::string& libraryName, const std::filesystem::path& file) 
 }
 
 SystemModule FindSystemModule() {
-  const HMODULE module = GetModuleHandleA("USER32.DLL");
+  const HMODULE module = GetModuleHandleA("ADVAPI32.DLL");
   char path[MAX_PATH] = "";
   GetModuleFileNameA(module, path, sizeof path);
   return {reinterpret_cast<Word>(module), path};
