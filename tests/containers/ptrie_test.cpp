@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <random>
 #include <string>
@@ -417,6 +418,21 @@ TEST(PTrieIterate, GoesOnBehindTheLastKey_WhenTheTrieChanges) {
   EXPECT_EQ(iteration.Key(), "g");
 }
 
+TEST(PTrieIterate, ComparesSignedBytes_WhenTheLastKeyIsGone) {
+  OwnedTrie trie = NewTrie({"b\x41", "b\xC1x"});
+  Iteration iteration(10);
+  EXPECT_EQ(iteration.Next(trie.get()), 1);
+  EXPECT_EQ(iteration.Key(), "b\xC1x");
+  EXPECT_EQ(Delete(trie.get(), "b\xC1x"), 1);
+  // One string is left. Its 0x41 lies behind the 0xC1 of the key that was delivered ...
+  EXPECT_EQ(iteration.Next(trie.get()), 1);
+  EXPECT_EQ(iteration.Key(), "b\x41");
+  // ... and the other way round it does not.
+  EXPECT_EQ(Insert(trie.get(), "b\xC1y", Number(3)), 0);
+  EXPECT_EQ(Delete(trie.get(), "b\x41"), 1);
+  EXPECT_EQ(iteration.Next(trie.get()), 0);
+}
+
 TEST(PTrieIterate, AllowsEveryKeyToBeDeletedAsItComes) {
   OwnedTrie trie = NewTrie({"a", "ab", "abc", "b", "bcd", "bce", ""});
   Iteration iteration(10);
@@ -629,6 +645,15 @@ TEST(PTrieRandom, AgreesWithAMap) {
     } else {
       ASSERT_EQ(Delete(trie.get(), key), present ? 1 : 0);
       model.erase(key);
+    }
+    Iteration iteration(10);
+    std::copy(key.begin(), key.end(), iteration.buffer.begin());
+    iteration.state.keyLength = static_cast<uint32_t>(key.size());
+    iteration.state.started = 1;
+    const auto next = model.upper_bound(key);
+    ASSERT_EQ(iteration.Next(trie.get()), next != model.end() ? 1 : 0);
+    if (next != model.end()) {
+      ASSERT_EQ(iteration.Key(), next->first);
     }
     if (step % 200 != 0) continue;
     Keys expected;

@@ -61,6 +61,12 @@ TEST(ReadBufferStream, MakesOneDirectReadOnly) {
   EXPECT_EQ(buffered.script.reads, (Counts{10, 14}));
 }
 
+TEST(ReadBufferStream, ReadsARequestOfExactlyTheBufferSizeDirectly) {
+  Buffered buffered(4, {"ab", "cd", "ef"});
+  EXPECT_EQ(buffered.Read(4), "ab") << "a direct read is not repeated";
+  EXPECT_EQ(buffered.Read(3), "cde") << "a request below the size refills";
+}
+
 TEST(ReadBufferStream, RefillsUntilTheRequestIsSatisfied) {
   Buffered buffered(10, {"01", "23", "4567"});
   EXPECT_EQ(buffered.Read(6), "012345");
