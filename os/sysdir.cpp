@@ -5,6 +5,7 @@
 #include <atomic>
 #include <cstdio>
 #include <cstring>
+#include <optional>
 
 #include "os/file_internal.h"
 #include "os/lock_internal.h"
@@ -25,27 +26,25 @@ constexpr int32_t kDirectoryCount = 8;
 constexpr size_t kPathBytes = kFileNameSize;
 constexpr int32_t kLogFile = 0;
 
-enum class Primary { kNone, kFolder };
 enum class Fallback { kNone, kCurrentDirectory, kApplicationNamed };
 
 struct DirectoryRow {
   int32_t id;
-  Primary primary;
-  SystemFolder folder;  // when there is a primary source
+  std::optional<SystemFolder> primary;
   Fallback fallback;
   const char* suffix;  // behind the application name
 };
 
 // Kept: a fallback's name has no separator before its suffix ("app412Temp"); directories of that name exist.
 constexpr DirectoryRow kDirectories[kDirectoryCount] = {
-    {SysDir_App, Primary::kFolder, SystemFolder::kApplication, Fallback::kCurrentDirectory, ""},
-    {SysDir_Temp, Primary::kFolder, SystemFolder::kTemporary, Fallback::kApplicationNamed, "Temp"},
-    {SysDir_Cache, Primary::kNone, {}, Fallback::kApplicationNamed, "Cache"},
-    {SysDir_Desk, Primary::kFolder, SystemFolder::kDesktop, Fallback::kApplicationNamed, "Desk"},
-    {SysDir_Prefs, Primary::kFolder, SystemFolder::kPreferences, Fallback::kApplicationNamed, "Prefs"},
-    {SysDir_Startup, Primary::kFolder, SystemFolder::kStartup, Fallback::kNone, ""},
-    {SysDir_OS, Primary::kFolder, SystemFolder::kSystem, Fallback::kNone, ""},
-    {SysDir_Programs, Primary::kFolder, SystemFolder::kPrograms, Fallback::kNone, ""},
+    {SysDir_App, SystemFolder::kApplication, Fallback::kCurrentDirectory, ""},
+    {SysDir_Temp, SystemFolder::kTemporary, Fallback::kApplicationNamed, "Temp"},
+    {SysDir_Cache, std::nullopt, Fallback::kApplicationNamed, "Cache"},
+    {SysDir_Desk, SystemFolder::kDesktop, Fallback::kApplicationNamed, "Desk"},
+    {SysDir_Prefs, SystemFolder::kPreferences, Fallback::kApplicationNamed, "Prefs"},
+    {SysDir_Startup, SystemFolder::kStartup, Fallback::kNone, ""},
+    {SysDir_OS, SystemFolder::kSystem, Fallback::kNone, ""},
+    {SysDir_Programs, SystemFolder::kPrograms, Fallback::kNone, ""},
 };
 
 constexpr bool RowsStandAtTheirIds() {
@@ -96,11 +95,11 @@ bool ApplicationSystemName(Path& systemName) {
 }
 
 bool FindPrimary(const DirectoryRow& row, Path& name) {
-  if (row.primary == Primary::kNone) return false;
+  if (!row.primary) return false;
   Path application;
   const bool applicationKnown = ApplicationSystemName(application);
   Path systemName = "";
-  return platform::FindSystemFolder(row.folder, applicationKnown ? application : nullptr, systemName) &&
+  return platform::FindSystemFolder(*row.primary, applicationKnown ? application : nullptr, systemName) &&
          ToLibraryForm(systemName, name);
 }
 
@@ -143,7 +142,10 @@ ErrorCode BuildAndStore(const DirectoryRow& row) {
 }
 
 ErrorCode BuildAllDirectories() {
-  for (const DirectoryRow& row : kDirectories) directories[row.id][0] = '\0';
+  {
+    LibraryLock lock;
+    for (Path& directory : directories) directory[0] = '\0';
+  }
   for (const DirectoryRow& row : kDirectories) {
     const ErrorCode status = BuildAndStore(row);
     if (status == Error_None) continue;
