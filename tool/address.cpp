@@ -1,0 +1,220 @@
+#include "tool/address.h"
+
+#include <algorithm>
+#include <memory>
+
+#include "qz/error.h"
+#include "qz/memory.h"
+#include "qz/url.h"
+#include "tool/failure.h"
+#include "tool/text.h"
+
+namespace tool {
+namespace {
+
+constexpr std::size_t kLongestURL = 1000;  // the library's limit is 1023, the request adds a little
+constexpr std::string_view kSchemeEnd = "://";
+
+[[noreturn]] void Refuse(const std::string& text, const std::string& why) {
+  constexpr std::size_t kShown = 120;
+  const std::string url = text.size() > kShown ? text.substr(0, kShown) + "..." : text;
+  throw Failure{ExitCode::Usage, "\"" + url + "\" " + why};
+}
+
+bool IsHexadecimal(char c) {
+  return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
+}
+
+bool IsEscape(const std::string& text, std::size_t position) {
+  return text[position] == '%' && position + 2 < text.size() && IsHexadecimal(text[position + 1]) &&
+         IsHexadecimal(text[position + 2]);
+}
+
+// The library's parser reads upper-case escapes only.
+std::string WithUpperCaseEscapes(std::string text) {
+  for (std::size_t i = 0; i < text.size(); i++) {
+    if (!IsEscape(text, i)) continue;
+    for (std::size_t digit = i + 1; digit <= i + 2; digit++) {
+      if (text[digit] >= 'a') text[digit] = static_cast<char>(text[digit] - 'a' + 'A');
+    }
+  }
+  return text;
+}
+
+std::string Trimmed(const std::string& text) {
+  constexpr const char* kBlank = " \t\r\n";
+  const std::size_t first = text.find_first_not_of(kBlank);
+  if (first == std::string::npos) return "";
+  return text.substr(first, text.find_last_not_of(kBlank) - first + 1);
+}
+
+// For messages: what stands between the scheme and the last "@" of the host part is a password or near one.
+std::string WithoutLogin(const std::string& text) {
+  const std::size_t scheme = text.find(kSchemeEnd);
+  if (scheme == std::string::npos) return text;
+  const std::size_t start = scheme + kSchemeEnd.size();
+  const std::size_t end = std::min(text.find('/', start), text.size());
+  const std::size_t at = text.rfind('@', end == 0 ? 0 : end - 1);
+  if (at == std::string::npos || at < start) return text;
+  return text.substr(0, start) + text.substr(at + 1);
+}
+
+Scheme SchemeOf(const std::string& text) {
+  const std::size_t end = text.find(kSchemeEnd);
+  const std::string shown = WithoutLogin(text);
+  if (end == std::string::npos) Refuse(shown, "is no URL; write it as ftp://host/path or http://host/path");
+  const std::string scheme = LowerCase(text.substr(0, end));
+  if (scheme == "http") return Scheme::HTTP;
+  if (scheme == "ftp") return Scheme::FTP;
+  if (scheme == "https") {
+    Refuse(shown, "cannot be fetched: https (encrypted HTTP) is not supported; try http:// or ftp://");
+  }
+  Refuse(shown, "begins with \"" + scheme + "://\", which is not supported; qz knows ftp:// and http://");
+}
+
+bool IsHostCharacter(char c) {
+  return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '.' || c == '-' ||
+         c == '_';
+}
+
+// The port as written, because the parser takes anything else for the scheme's own port.
+void CheckPort(const std::string& text, const std::string& shown) {
+  const std::string bare = WithoutLogin(text);
+  const std::size_t start = bare.find(kSchemeEnd) + kSchemeEnd.size();
+  const std::string host = bare.substr(start, bare.find('/', start) - start);
+  const std::size_t colon = host.find(':');
+  if (colon == std::string::npos) return;
+  const std::string port = host.substr(colon + 1);
+  const bool digits = !port.empty() && port.find_first_not_of("0123456789") == std::string::npos;
+  if (!digits || port.size() > 5 || std::stoul(port) == 0 || std::stoul(port) > 65535) {
+    Refuse(shown, "has a port that is not a number from 1 to 65535");
+  }
+}
+
+struct FreeBlock {
+  void operator()(URLData* data) const { Memory_Delete(data); }
+};
+
+std::unique_ptr<URLData, FreeBlock> Split(const std::string& text, const std::string& shown) {
+  URLData* data = nullptr;
+  const ErrorCode status = URL_NewData(text.c_str(), &data);
+  if (status == Error_Memory) throw Failure{ExitCode::Other, "out of memory"};
+  if (status != Error_None) Refuse(shown, "is no URL; write it as ftp://host/path or http://host/path");
+  return std::unique_ptr<URLData, FreeBlock>(data);
+}
+
+// What follows the host, as written, without a fragment; "/" when nothing does.
+std::string TargetOf(const std::string& text) {
+  const std::size_t start = text.find('/', text.find(kSchemeEnd) + kSchemeEnd.size());
+  if (start == std::string::npos) return "/";
+  return text.substr(start, text.find('#', start) - start);
+}
+
+std::string Unescaped(const std::string& text) {
+  std::string result;
+  for (std::size_t i = 0; i < text.size(); i++) {
+    if (!IsEscape(text, i)) {
+      result.push_back(text[i]);
+      continue;
+    }
+    result.push_back(static_cast<char>(std::stoi(text.substr(i + 1, 2), nullptr, 16)));
+    i += 2;
+  }
+  return result;
+}
+
+void TakeParts(const std::string& text, const URLData& data, Address* address) {
+  if (data.user != nullptr) address->user = data.user;
+  if (data.password != nullptr) address->password = data.password;
+  address->host = data.host == nullptr ? "" : data.host;
+  address->port = static_cast<std::uint32_t>(data.port);
+  if (address->scheme == Scheme::HTTP) {
+    address->target = TargetOf(text);
+    address->fileName = SafeFileName(Unescaped(address->target.substr(0, address->target.find('?'))));
+    return;
+  }
+  // A URL's path is relative to the folder that the login leads to; "//x" or "/%2Fx" names the root's.
+  if (data.path != nullptr) address->path = data.path + 1;
+  address->fileName = SafeFileName(address->path);
+}
+
+void Check(const Address& address) {
+  if (address.host.empty()) Refuse(address.shown, "names no host");
+  if (!std::all_of(address.host.begin(), address.host.end(), IsHostCharacter)) {
+    Refuse(address.shown, "has a host name with characters that no host name has");
+  }
+  if (address.scheme == Scheme::HTTP && address.user) {
+    Refuse(address.shown, "carries a user name, but qz can log in to FTP servers only; leave it out");
+  }
+  const auto isLineEnd = [](char c) { return c == '\r' || c == '\n'; };
+  const std::string& user = address.user ? *address.user : address.path;
+  const std::string& password = address.password ? *address.password : address.path;
+  for (const std::string* part : {&address.path, &user, &password}) {
+    if (std::any_of(part->begin(), part->end(), isLineEnd)) Refuse(address.shown, "contains a line end");
+  }
+}
+
+bool HasScheme(const std::string& location) {
+  const std::size_t end = location.find_first_of(":/?#");
+  return end != std::string::npos && end > 0 && location[end] == ':';
+}
+
+std::string AbsoluteLocation(const Address& from, const std::string& location) {
+  if (HasScheme(location)) return location;
+  if (location.rfind("//", 0) == 0) return "http:" + location;
+  const std::string origin = "http://" + HostAndPort(from);
+  if (location[0] == '/') return origin + location;
+  const std::string path = from.target.substr(0, from.target.find('?'));
+  if (location[0] == '?') return origin + path + location;
+  return origin + path.substr(0, path.rfind('/') + 1) + location;
+}
+
+}  // namespace
+
+Address ParseAddress(const std::string& given) {
+  const std::string text = WithUpperCaseEscapes(Trimmed(given));
+  const std::string shown = WithoutLogin(text);
+  if (text.size() > kLongestURL) Refuse(shown, "is too long; at most 1000 characters work");
+  const auto isControl = [](char c) { return static_cast<unsigned char>(c) < ' ' || c == 0x7F; };
+  if (std::any_of(text.begin(), text.end(), isControl)) Refuse(shown, "contains control characters");
+  Address address;
+  address.scheme = SchemeOf(text);
+  address.shown = shown;
+  CheckPort(text, shown);
+  TakeParts(text, *Split(text, shown), &address);
+  Check(address);
+  return address;
+}
+
+Address Redirected(const Address& from, const std::string& location) {
+  if (location.empty()) throw Failure{ExitCode::Protocol, "the server redirects, but does not say where to"};
+  const std::string text = AbsoluteLocation(from, location);
+  if (LowerCase(text.substr(0, text.find(':'))) != "http") {
+    const std::string hint = LowerCase(text.substr(0, 6)) == "https:" ? " (https is not supported)" : "";
+    throw Failure{ExitCode::Protocol, "the server redirects to \"" + text +
+                                          "\", which is another kind of address; it is not followed" + hint};
+  }
+  try {
+    Address address = ParseAddress(text);
+    address.fileName = from.fileName;
+    return address;
+  } catch (const Failure& failure) {
+    throw Failure{ExitCode::Protocol,
+                  "the server redirects to an address that cannot be used: " + failure.text};
+  }
+}
+
+std::string HostAndPort(const Address& address) {
+  const std::uint32_t usual = address.scheme == Scheme::HTTP ? 80 : 21;
+  return address.port == usual ? address.host : address.host + ":" + std::to_string(address.port);
+}
+
+std::string RequestURL(const Address& address, bool throughProxy) {
+  std::string target = address.target;
+  for (std::size_t i = 0; !throughProxy && i < target.size(); i++) {
+    if (IsEscape(target, i)) target.insert(i + 1, "25");
+  }
+  return "http://" + HostAndPort(address) + target;
+}
+
+}  // namespace tool

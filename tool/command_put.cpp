@@ -1,0 +1,136 @@
+// qz put: a local file onto an FTP server, going on where the server's copy ends.
+#include <limits>
+
+#include "qz/error.h"
+#include "qz/sock.h"
+#include "tool/address.h"
+#include "tool/commands.h"
+#include "tool/data_loop.h"
+#include "tool/disk_file.h"
+#include "tool/download.h"
+#include "tool/ftp_session.h"
+#include "tool/text.h"
+
+namespace tool {
+namespace {
+
+constexpr int kShutdownSending = 1;
+
+class Upload {
+ public:
+  Upload(const std::string& file, const Address& address, const Options& options, Reporter* reporter)
+      : address_(address), login_(LoginFor(address, options)), options_(options), reporter_(reporter) {
+    file_.OpenForReading(file);
+    size_ = file_.Size();
+  }
+
+  void Run() {
+    RetryCounter retries(options_, 0, reporter_);
+    for (bool again = false;; again = true) {
+      try {
+        Attempt(again);
+        reporter_->EndProgress();
+        session_->SayGoodbye();
+        return;
+      } catch (const Failure& failure) {
+        reporter_->EndProgress();
+        retries.Wait(failure, position_);
+      }
+    }
+  }
+
+ private:
+  void Attempt(bool again) {
+    session_.reset();
+    session_ = std::make_unique<FTPSession>(address_, options_, reporter_);
+    session_->LogIn(login_);
+    session_->SetType('I');
+    std::uint32_t offset = 0;
+    if (again || !options_.restart) offset = Offset();
+    if (offset > 0 && offset == size_) {
+      reporter_->Say("\"" + address_.path + "\" is complete on the server already; --restart sends it again");
+      return;
+    }
+    const bool resuming = offset > 0;
+    Stream* stream = session_->StartStore(address_.path, &offset);
+    if (resuming && offset == 0)
+      reporter_->Say("the server cannot go on in the middle of a file: starting again");
+    if (resuming && offset > 0) reporter_->Say("going on at " + SizeText(offset));
+    Send(stream, offset);
+    CheckWhole();
+    reporter_->Say("stored \"" + address_.path + "\" (" + SizeText(size_) + ")");
+  }
+
+  // What the server holds of this file, as far as it can be told: 0 for nothing or for another file.
+  std::uint32_t Offset() {
+    const auto remote = session_->SizeOf(address_.path);
+    if (!remote || remote->tooLarge() || remote->bytes > size_) return 0;
+    return remote->bytes;
+  }
+
+  void Send(Stream* stream, std::uint32_t offset) {
+    ErrorCode status = Error_None;
+    try {
+      file_.SeekTo(offset);
+      position_ = offset;
+      reporter_->BeginProgress(address_.fileName, offset, size_);
+      status = SendFrom(&file_, offset, stream, options_, reporter_);
+      // Closing a socket drops what is not sent yet, so the server's end of the connection is waited for.
+      Sock_Shutdown(reinterpret_cast<Sock*>(Stream_FindType(stream, StreamType_Sock)), kShutdownSending);
+      if (status == Error_None) WaitForEnd(stream, options_);
+    } catch (...) {
+      Stream_Delete(stream);
+      throw;
+    }
+    // The server's word explains a connection that broke: no room, not allowed.
+    session_->EndTransfer(stream);
+    if (status != Error_None) throw Failure{ExitCode::Network, NetworkTrouble(status), Retry::Yes};
+    position_ = size_;
+  }
+
+  void CheckWhole() {
+    const auto remote = session_->SizeOf(address_.path);
+    if (!remote || remote->tooLarge() || remote->bytes == size_) return;
+    throw Failure{
+        ExitCode::Network,
+        "the server holds " + GroupedNumber(remote->bytes) + " of " + GroupedNumber(size_) + " bytes",
+        Retry::Yes};
+  }
+
+  const Address address_;
+  const Login login_;
+  const Options& options_;
+  Reporter* reporter_;
+  DiskFile file_;
+  std::uint64_t size_ = 0;
+  std::uint64_t position_ = 0;
+  std::unique_ptr<FTPSession> session_;
+};
+
+std::string LastPart(const std::string& path) {
+  return path.substr(path.find_last_of("/\\") + 1);
+}
+
+}  // namespace
+
+void RunPut(const Options& options, Reporter* reporter) {
+  const std::string& file = options.operands[0];
+  Address address = ParseAddress(options.operands[1]);
+  if (address.scheme != Scheme::FTP) throw Failure{ExitCode::Usage, "qz put stores on FTP servers only"};
+  if (address.path.empty() || address.path.back() == '/') {
+    address.path += LastPart(file);
+    address.fileName = LastPart(file);
+  }
+  if (DiskFile::KindOf(file) == DiskFile::Kind::Nothing) {
+    throw Failure{ExitCode::NotFound, "the file \"" + file + "\" does not exist"};
+  }
+  try {
+    Upload(file, address, options, reporter).Run();
+  } catch (const Interruption&) {
+    reporter->EndProgress();
+    reporter->Complain("interrupted; run the same command again to go on");
+    throw;
+  }
+}
+
+}  // namespace tool

@@ -1,0 +1,38 @@
+// Moving bytes between a connection and the local disk, in large pieces, with Ctrl-C noticed at any time.
+#ifndef TOOL_DATA_LOOP_H
+#define TOOL_DATA_LOOP_H
+
+#include <cstdint>
+#include <optional>
+
+#include "qz/stream.h"
+#include "tool/options.h"
+#include "tool/part_file.h"
+#include "tool/reporter.h"
+
+namespace tool {
+
+// How receiving ended: Error_None when `limit` bytes came, Error_Ended when the server ended the data
+// properly, else the status of what broke. Every byte that came is in the part file, none beyond the limit.
+// Throws Interruption, and Failure (Disk) when the part file cannot take the data.
+ErrorCode ReceiveInto(PartFile* part, Stream* stream, std::optional<std::uint64_t> limit,
+                      const Options& options, Reporter* reporter);
+
+// Reads one byte more, where the end is expected: count 0 and the status that ended the data, else count 1.
+struct OneByte {
+  std::uint32_t count;
+  ErrorCode status;
+};
+OneByte ReadOneByte(Stream* stream, const Options& options);
+
+// Sends the rest of the file from its current position. Error_None when all of it is on its way, else the
+// status of what broke. Throws as above.
+ErrorCode SendFrom(DiskFile* file, std::uint64_t position, Stream* stream, const Options& options,
+                   Reporter* reporter);
+
+// Waits until the peer closes its side, for at most the time-out of the options.
+void WaitForEnd(Stream* stream, const Options& options);
+
+}  // namespace tool
+
+#endif

@@ -1,0 +1,241 @@
+#include "tool/ftp_session.h"
+
+#include <algorithm>
+#include <chrono>
+
+#include "qz/error.h"
+#include "qz/sock.h"
+#include "tool/console.h"
+#include "tool/failure.h"
+#include "tool/text.h"
+
+namespace tool {
+namespace {
+
+constexpr const char* kAnonymousUser = "anonymous";
+constexpr const char* kAnonymousPassword = "qz@";
+constexpr int kShutdownBoth = 2;
+
+std::string PasswordFor(const std::string& user, const Address& address, const Options& options) {
+  if (options.password) return *options.password;
+  const auto answer = console::AskHidden("Password of " + Printable(user) + " at " + address.host + ": ");
+  if (answer) return *answer;
+  throw Failure{ExitCode::Usage,
+                "no password for \"" + user + "\" and no terminal to ask on; use --password-file FILE"};
+}
+
+bool HasLineEnd(const std::string& text) {
+  return text.find_first_of("\r\n") != std::string::npos;
+}
+
+bool IsTemporary(int code) {
+  return code == 421 || code == 425 || code == 426 || code == 450 || code == 451;
+}
+
+Failure RefusalOf(const std::string& what, const Reply& reply) {
+  const std::string said =
+      what + ": the server answered \"" + std::to_string(reply.code) + " " + reply.text + "\"";
+  switch (reply.code) {
+    case 530:
+      return {ExitCode::Login, said};
+    case 332:
+    case 532:
+      return {ExitCode::Login, said + "; it wants an account, which qz does not support"};
+    case 550:
+      return {ExitCode::NotFound, said};
+    case 452:
+    case 552:
+      return {ExitCode::Other, said + "; there is no room on the server"};
+    case 553:
+      return {ExitCode::Other, said + "; choose another name or folder"};
+    default:
+      break;
+  }
+  if (IsTemporary(reply.code)) return {ExitCode::Network, said, Retry::Yes};
+  return {ExitCode::Protocol, said};
+}
+
+Failure TroubleOf(const std::string& what, ErrorCode status) {
+  if (status == Error_Memory) return {ExitCode::Other, what + ": out of memory"};
+  if (status == Error_Exceed) return {ExitCode::Protocol, what + ": the server's answer is too long"};
+  if (status == Error_Invalid)
+    return {ExitCode::Protocol, what + ": the server's answer cannot be understood"};
+  const bool mayPass = status == Error_Timeout || status == Error_Ended || status == Error_Retry ||
+                       status == Error_NoAccess || status == Error_System;
+  return {ExitCode::Network, what + ": " + NetworkTrouble(status), mayPass ? Retry::Yes : Retry::No};
+}
+
+}  // namespace
+
+Login LoginFor(const Address& address, const Options& options) {
+  Login login;
+  if (!address.user && !options.user) return {kAnonymousUser, kAnonymousPassword};
+  login.user = address.user ? *address.user : *options.user;
+  login.password = address.password ? *address.password : PasswordFor(login.user, address, options);
+  if (HasLineEnd(login.user) || HasLineEnd(login.password)) {
+    throw Failure{ExitCode::Usage, "user name and password must not contain line ends"};
+  }
+  return login;
+}
+
+FTPSession::FTPSession(const Address& address, const Options& options, Reporter* reporter)
+    : options_(options), reporter_(reporter), host_(HostAndPort(address)) {
+  Reply reply{};
+  const std::uint32_t mode = options.active ? 0u : std::uint32_t{FTPcFlag_Passive};
+  const std::uint32_t direct = options.proxyHost ? 0u : std::uint32_t{FTPcFlag_NoProxy};
+  ErrorCode status = Error_None;
+  {
+    const console::BlockingCall blocking;
+    status = FTPc_Open(address.host.c_str(), address.port, mode | direct, &connection_, &reply);
+  }
+  reporter_->Received(reply.code, reply.text);
+  if (status == Error_None) return;
+  connection_ = nullptr;
+  Fail("cannot connect to " + host_, status, reply);
+}
+
+FTPSession::~FTPSession() {
+  if (connection_ != nullptr) FTPc_Delete(connection_);
+}
+
+void FTPSession::LogIn(const Login& login) {
+  reporter_->Sent("USER " + login.user);
+  reporter_->Sent("PASS ********");
+  Reply reply{};
+  const console::BlockingCall blocking;
+  const ErrorCode status = FTPc_Login(connection_, login.user.c_str(), login.password.c_str(), &reply);
+  reporter_->Received(reply.code, reply.text);
+  if (status == Error_None) return;
+  if (status == Error_NoAccess && reply.code >= 400 && !IsTemporary(reply.code)) {
+    throw Failure{ExitCode::Login, host_ + " refuses the login of \"" + login.user + "\": \"" +
+                                       std::to_string(reply.code) + " " + reply.text +
+                                       "\"; check --user and the password"};
+  }
+  Fail("cannot log in to " + host_, status, reply);
+}
+
+void FTPSession::SetType(char type) {
+  reporter_->Sent(std::string("TYPE ") + type);
+  Reply reply{};
+  const console::BlockingCall blocking;
+  const ErrorCode status = FTPc_FileType(connection_, type, 'N', &reply);
+  reporter_->Received(reply.code, reply.text);
+  if (status != Error_None) Fail("cannot set the kind of transfer", status, reply);
+}
+
+std::optional<RemoteSize> FTPSession::SizeOf(const std::string& path) {
+  reporter_->Sent("SIZE " + path);
+  Reply reply{};
+  RemoteSize size;
+  const console::BlockingCall blocking;
+  const ErrorCode status = FTPc_FileSize(connection_, path.c_str(), &size.bytes, &reply);
+  reporter_->Received(reply.code, reply.text);
+  if (status == Error_None) return size;
+  // An answer, whatever it says, means that the size is unknown; none means that the connection is lost.
+  if (reply.code == 0 || reply.code == 421) Fail("cannot ask for the size", status, reply);
+  return std::nullopt;
+}
+
+std::optional<Time> FTPSession::TimeOf(const std::string& path) {
+  reporter_->Sent("MDTM " + path);
+  Reply reply{};
+  Time time{};
+  const console::BlockingCall blocking;
+  const ErrorCode status = FTPc_ModTime(connection_, path.c_str(), &time, &reply);
+  reporter_->Received(reply.code, reply.text);
+  if (status != Error_None) return std::nullopt;
+  return time;
+}
+
+bool FTPSession::CanRestart() {
+  reporter_->Sent("REST 100");
+  reporter_->Sent("REST 0");
+  std::int32_t supported = 0;
+  const console::BlockingCall blocking;
+  FTPc_RestartSupported(connection_, &supported);
+  return supported != 0;
+}
+
+Stream* FTPSession::StartRetrieve(const std::string& path, std::uint32_t* offset) {
+  if (*offset > 0) reporter_->Sent("REST " + std::to_string(*offset));
+  reporter_->Sent("RETR " + path);
+  Reply reply{};
+  Stream* stream = nullptr;
+  const console::BlockingCall blocking;
+  const ErrorCode status = *offset > 0
+                               ? FTPc_StartRetrieveRestart(connection_, path.c_str(), offset, &stream, &reply)
+                               : FTPc_StartRetrieve(connection_, path.c_str(), &stream, &reply);
+  reporter_->Received(reply.code, reply.text);
+  if (status != Error_None) Fail("cannot get \"" + path + "\"", status, reply);
+  return stream;
+}
+
+Stream* FTPSession::StartStore(const std::string& path, std::uint32_t* offset) {
+  if (*offset > 0) reporter_->Sent("REST " + std::to_string(*offset));
+  reporter_->Sent("STOR " + path);
+  Reply reply{};
+  Stream* stream = nullptr;
+  const console::BlockingCall blocking;
+  const ErrorCode status = *offset > 0
+                               ? FTPc_StartStoreRestart(connection_, path.c_str(), offset, &stream, &reply)
+                               : FTPc_StartStore(connection_, path.c_str(), &stream, &reply);
+  reporter_->Received(reply.code, reply.text);
+  if (status != Error_None) Fail("cannot store \"" + path + "\"", status, reply);
+  return stream;
+}
+
+// The reply may take its time; it is asked for in slices.
+ErrorCode FTPSession::AwaitFinalReply(Reply* reply) {
+  using Clock = std::chrono::steady_clock;
+  constexpr unsigned kFirstPauseMilliseconds = 1, kLongestPauseMilliseconds = 50;
+  const auto deadline = Clock::now() + std::chrono::seconds(options_.timeoutSeconds);
+  for (unsigned pause = kFirstPauseMilliseconds;; pause = std::min(pause * 2, kLongestPauseMilliseconds)) {
+    ErrorCode status = Error_None;
+    {
+      const console::BlockingCall blocking;
+      status = FTPc_EndTransfer(connection_, reply);
+    }
+    if (status != Error_Block) return status;
+    if (Clock::now() >= deadline) return Error_Timeout;
+    console::Pause(pause);
+  }
+}
+
+void FTPSession::EndTransfer(Stream* stream) {
+  Stream* socket = Stream_FindType(stream, StreamType_Sock);
+  Sock_Shutdown(reinterpret_cast<Sock*>(socket), kShutdownBoth);
+  Stream_Delete(stream);
+  Reply reply{};
+  const ErrorCode status = AwaitFinalReply(&reply);
+  reporter_->Received(reply.code, reply.text);
+  if (status != Error_None) Fail("the server did not confirm the transfer", status, reply);
+}
+
+void FTPSession::List(const std::string& folder, bool namesOnly, const std::string& localFile) {
+  if (!folder.empty()) reporter_->Sent("CWD " + folder);
+  reporter_->Sent(namesOnly ? "NLST" : "LIST");
+  Reply reply{};
+  const console::BlockingCall blocking;
+  const ErrorCode status =
+      FTPc_GetDirectoryList(connection_, folder.empty() ? nullptr : folder.c_str(),
+                            namesOnly ? FTPcList_Names : FTPcList_Long, localFile.c_str(), &reply);
+  reporter_->Received(reply.code, reply.text);
+  if (status != Error_None) Fail("cannot list \"/" + folder + "\"", status, reply);
+}
+
+void FTPSession::SayGoodbye() {
+  reporter_->Sent("QUIT");
+  Reply reply{};
+  const console::BlockingCall blocking;
+  FTPc_Close(connection_, &reply);
+  connection_ = nullptr;
+  reporter_->Received(reply.code, reply.text);
+}
+
+// The reply of a call that failed decides where there is one that refuses; else the status does.
+void FTPSession::Fail(const std::string& what, ErrorCode status, const Reply& reply) const {
+  if (reply.code >= 400 || reply.code == 332) throw RefusalOf(what, reply);
+  throw TroubleOf(what, status);
+}
+
+}  // namespace tool

@@ -1,0 +1,169 @@
+#include "tool/http_request.h"
+
+#include <cstring>
+
+#include "qz/error.h"
+#include "qz/version.h"
+#include "tool/console.h"
+#include "tool/text.h"
+
+namespace tool {
+namespace {
+
+constexpr int kMostRedirects = 10;
+constexpr std::size_t kLongestURL = 1023;
+// The library keeps this much of a text and cuts the rest; a text of this length may be a cut one.
+constexpr std::size_t kLongestValue = 255;
+
+bool IsRedirect(int code) {
+  return code == 301 || code == 302 || code == 303 || code == 307 || code == 308;
+}
+
+[[noreturn]] void Fail(const std::string& what, ErrorCode status) {
+  switch (status) {
+    case Error_Invalid:
+      throw Failure{ExitCode::Protocol, what + ": the answer is not one of an HTTP server"};
+    case Error_Exceed:
+      throw Failure{ExitCode::Protocol, what + ": the header of the answer is too long"};
+    case Error_Memory:
+      throw Failure{ExitCode::Other, what + ": out of memory"};
+    default:
+      throw Failure{ExitCode::Network, what + ": " + NetworkTrouble(status), Retry::Yes};
+  }
+}
+
+}  // namespace
+
+HTTPResponse::HTTPResponse(const Address& address, const std::optional<ByteRange>& range,
+                           const Options& options, Reporter* reporter)
+    : options_(options), reporter_(reporter) {
+  Connect(address);
+  try {
+    SetHeaders(address, range);
+    const std::string url = RequestURL(address, options.proxyHost.has_value());
+    if (url.size() > kLongestURL) throw Failure{ExitCode::Usage, "\"" + address.shown + "\" is too long"};
+    reporter_->Sent("GET " + (options.proxyHost ? url : address.target) + " HTTP/1.0");
+    const console::BlockingCall blocking;
+    const ErrorCode status = HTTPc_Get(connection_, url.c_str(), &reply_, &stream_);
+    if (status != Error_None) Fail("cannot get \"" + address.shown + "\"", status);
+  } catch (...) {
+    HTTPc_Close(connection_);
+    throw;
+  }
+  reporter_->Received(reply_.code, reply_.text);
+}
+
+HTTPResponse::~HTTPResponse() {
+  HTTPc_Close(connection_);
+}
+
+void HTTPResponse::Connect(const Address& address) {
+  const console::BlockingCall blocking;
+  const ErrorCode status = HTTPc_Open(address.host.c_str(), address.port, &connection_);
+  if (status == Error_None) return;
+  const std::string peer = options_.proxyHost
+                               ? "the proxy " + *options_.proxyHost + ":" + std::to_string(options_.proxyPort)
+                               : HostAndPort(address);
+  Fail("cannot connect to " + peer, status);
+}
+
+void HTTPResponse::SetHeaders(const Address& address, const std::optional<ByteRange>& range) {
+  SetText(HTTPcRequest_Connection, "close");
+  SetText(HTTPcRequest_UserAgent, "qz/" QZ_VERSION_STRING);
+  SetText(HTTPcRequest_Host, HostAndPort(address));
+  SetText(HTTPcRequest_Accept, "*/*");
+  if (!range) return;
+  const std::uint32_t bytes[2] = {range->first, range->last};
+  HTTPc_SetAttribute(connection_, HTTPcRequest_Range, sizeof bytes, bytes);
+  const std::string last = range->last == kToTheEnd ? "" : std::to_string(range->last);
+  reporter_->Sent("Range: bytes=" + std::to_string(range->first) + "-" + last);
+}
+
+void HTTPResponse::SetText(int index, const std::string& text) {
+  const auto length = static_cast<std::uint32_t>(text.size());
+  const ErrorCode status = HTTPc_SetAttribute(connection_, index, length, text.data());
+  if (status != Error_None)
+    throw Failure{ExitCode::Usage, "\"" + Printable(text) + "\" is too long for a request"};
+}
+
+std::string HTTPResponse::GetText(int index) const {
+  char buffer[kLongestValue + 1] = "";
+  std::uint32_t length = 0;
+  if (HTTPc_GetAttribute(connection_, index, sizeof buffer, &length, buffer) != Error_None) return "";
+  return buffer;
+}
+
+std::optional<std::uint32_t> HTTPResponse::Length() const {
+  std::uint32_t length = 0;
+  const ErrorCode status =
+      HTTPc_GetAttribute(connection_, HTTPcResponse_ContentLength, sizeof length, nullptr, &length);
+  if (status != Error_None) return std::nullopt;
+  return length;
+}
+
+std::optional<ByteRange> HTTPResponse::Range() const {
+  std::uint32_t bytes[2] = {0, 0};
+  const ErrorCode status =
+      HTTPc_GetAttribute(connection_, HTTPcResponse_ContentRange, sizeof bytes, nullptr, bytes);
+  if (status != Error_None) return std::nullopt;
+  return ByteRange{bytes[0], bytes[1]};
+}
+
+std::optional<Time> HTTPResponse::Modified() const {
+  Time time{};
+  const ErrorCode status =
+      HTTPc_GetAttribute(connection_, HTTPcResponse_LastModified, sizeof time, nullptr, &time);
+  if (status != Error_None) return std::nullopt;
+  return time;
+}
+
+std::string HTTPResponse::Location() const {
+  const std::string location = GetText(HTTPcResponse_Location);
+  if (location.size() < kLongestValue) return location;
+  throw Failure{ExitCode::Protocol, "the server redirects to an address that is too long to follow"};
+}
+
+bool HTTPResponse::IsMultipart() const {
+  return LowerCase(GetText(HTTPcResponse_ContentType)).rfind("multipart/", 0) == 0;
+}
+
+std::string HTTPResponse::Said() const {
+  return std::to_string(reply_.code) + " " + reply_.text;
+}
+
+std::unique_ptr<HTTPResponse> Request(Address* address, const std::optional<ByteRange>& range,
+                                      const Options& options, Reporter* reporter) {
+  for (int redirects = 0; redirects <= kMostRedirects; redirects++) {
+    auto response = std::make_unique<HTTPResponse>(*address, range, options, reporter);
+    if (!IsRedirect(response->Code())) return response;
+    *address = Redirected(*address, response->Location());
+    reporter->Say("redirected to " + address->shown);
+  }
+  throw Failure{ExitCode::Protocol,
+                "the server redirects in a circle (more than " + std::to_string(kMostRedirects) + " times)"};
+}
+
+Failure RefusalOf(const HTTPResponse& response, const Address& address) {
+  const std::string said =
+      "cannot get \"" + address.shown + "\": the server answered \"" + response.Said() + "\"";
+  switch (response.Code()) {
+    case 404:
+    case 410:
+      return {ExitCode::NotFound, said + "; check the path"};
+    case 401:
+    case 407:
+      return {ExitCode::Login, said + "; it wants a login, and qz can log in to FTP servers only"};
+    case 403:
+      return {ExitCode::Login, said + "; access is not allowed"};
+    case 408:
+    case 429:
+    case 502:
+    case 503:
+    case 504:
+      return {ExitCode::Network, said + "; try again later", Retry::Yes};
+    default:
+      return {ExitCode::Protocol, said};
+  }
+}
+
+}  // namespace tool

@@ -1,0 +1,67 @@
+// One HTTP request and what its response says, redirects followed.
+#ifndef TOOL_HTTP_REQUEST_H
+#define TOOL_HTTP_REQUEST_H
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "qz/httpc.h"
+#include "qz/time.h"
+#include "tool/address.h"
+#include "tool/failure.h"
+#include "tool/options.h"
+#include "tool/reporter.h"
+
+namespace tool {
+
+struct ByteRange {
+  std::uint32_t first;
+  std::uint32_t last;  // kToTheEnd: whatever follows
+};
+
+constexpr std::uint32_t kToTheEnd = 0xFFFFFFFFu;
+
+// Owns the connection; `stream` stands at the body and ends with this.
+class HTTPResponse {
+ public:
+  HTTPResponse(const Address& address, const std::optional<ByteRange>& range, const Options& options,
+               Reporter* reporter);
+  ~HTTPResponse();
+  HTTPResponse(const HTTPResponse&) = delete;
+  HTTPResponse& operator=(const HTTPResponse&) = delete;
+
+  int Code() const { return reply_.code; }
+  Stream* Body() const { return stream_; }
+  std::optional<std::uint32_t> Length() const;
+  std::optional<ByteRange> Range() const;
+  std::optional<Time> Modified() const;
+  std::string Location() const;  // empty when there is none that can be used
+  bool IsMultipart() const;
+  // What the server answered, for messages.
+  std::string Said() const;
+
+ private:
+  void Connect(const Address& address);
+  void SetHeaders(const Address& address, const std::optional<ByteRange>& range);
+  void SetText(int index, const std::string& text);
+  std::string GetText(int index) const;
+
+  const Options& options_;
+  Reporter* reporter_;
+  HTTPc* connection_ = nullptr;
+  Stream* stream_ = nullptr;
+  Reply reply_{};
+};
+
+// Follows redirects, at most 10, from `address`; leaves the address that answered in it. Throws Failure.
+std::unique_ptr<HTTPResponse> Request(Address* address, const std::optional<ByteRange>& range,
+                                      const Options& options, Reporter* reporter);
+
+// The failure that a response stands for whose code is neither success nor redirect.
+Failure RefusalOf(const HTTPResponse& response, const Address& address);
+
+}  // namespace tool
+
+#endif

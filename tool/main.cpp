@@ -1,0 +1,95 @@
+// qz: gets and stores files over FTP and HTTP, and goes on where it was cut off.
+#include <exception>
+#include <new>
+
+#include "qz/error.h"
+#include "qz/os.h"
+#include "qz/proxy.h"
+#include "qz/version.h"
+#include "tool/commands.h"
+#include "tool/console.h"
+#include "tool/failure.h"
+#include "tool/text.h"
+
+namespace tool {
+namespace {
+
+class Library {
+ public:
+  Library() {
+    const ErrorCode status = OS_Init("qz", OSInitCode_End);
+    if (status == Error_None) return;
+    throw Failure{ExitCode::Other,
+                  std::string("the qz library does not start: ") + Error_ToLongString(status)};
+  }
+  ~Library() { OS_Exit(0); }
+  Library(const Library&) = delete;
+  Library& operator=(const Library&) = delete;
+};
+
+void SetProxy(const Options& options) {
+  if (!options.proxyHost) return;
+  Proxy_SetServer(ProxyIndex_HTTP, options.proxyHost->c_str(), options.proxyPort);
+  Proxy_SetServer(ProxyIndex_FTP, options.proxyHost->c_str(), options.proxyPort);
+  Proxy_SetEnabled(1);
+}
+
+void PrintText(const std::string& text) {
+  if (console::Write(console::Channel::Output, text.data(), text.size())) return;
+  throw Failure{ExitCode::Disk, "cannot write to standard output"};
+}
+
+void RunCommand(const Options& options) {
+  const Library library;
+  SetProxy(options);
+  Reporter reporter(options);
+  switch (options.command) {
+    case Command::Get:
+      return RunGet(options, &reporter);
+    case Command::Put:
+      return RunPut(options, &reporter);
+    case Command::List:
+      return RunList(options, &reporter);
+    case Command::Size:
+      return RunSize(options, &reporter);
+    case Command::Help:
+    case Command::Version:
+      return;
+  }
+}
+
+void Run(int count, char** arguments) {
+  Options options = ParseCommandLine(count, arguments);
+  if (options.command == Command::Version) return PrintText("qz " QZ_VERSION_STRING "\n");
+  if (options.command == Command::Help || options.help) return PrintText(HelpText(options.commandName));
+  ReadPasswordFile(&options);
+  RunCommand(options);
+}
+
+int Complain(ExitCode code, const std::string& text) {
+  if (!text.empty()) {
+    const std::string line = "qz: " + Printable(text) + "\n";
+    console::Write(console::Channel::Messages, line.data(), line.size());
+  }
+  return static_cast<int>(code);
+}
+
+}  // namespace
+}  // namespace tool
+
+int main(int count, char** arguments) {
+  using tool::ExitCode;
+  tool::console::Prepare();
+  try {
+    tool::Run(count, arguments);
+    return static_cast<int>(ExitCode::Done);
+  } catch (const tool::Failure& failure) {
+    return tool::Complain(failure.code, failure.text);
+  } catch (const tool::Interruption&) {
+    return tool::Complain(ExitCode::Interrupted, "");
+  } catch (const std::bad_alloc&) {
+    return tool::Complain(ExitCode::Other, "out of memory");
+  } catch (const std::exception& error) {
+    return tool::Complain(ExitCode::Other, error.what());
+  }
+}

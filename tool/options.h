@@ -1,0 +1,48 @@
+// The command line.
+#ifndef TOOL_OPTIONS_H
+#define TOOL_OPTIONS_H
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace tool {
+
+enum class Command { Get, Put, List, Size, Help, Version };
+enum class ProgressKind { Automatic, Bar, Lines, None };
+
+struct Options {
+  Command command = Command::Help;
+  std::vector<std::string> operands;
+  std::string commandName;  // "" for the program itself
+  bool help = false;
+
+  std::optional<std::string> output;
+  std::optional<std::string> user;
+  std::optional<std::string> passwordFile;
+  std::optional<std::string> password;  // its first line, filled by ReadPasswordFile
+  std::optional<std::string> proxyHost;
+  unsigned proxyPort = 0;
+  bool active = false;
+  bool restart = false;
+  bool namesOnly = false;
+  bool quiet = false;
+  bool verbose = false;
+  ProgressKind progress = ProgressKind::Automatic;
+  unsigned retries = 5;
+  unsigned retryWaitSeconds = 2;
+  unsigned timeoutSeconds = 61;
+};
+
+// Throws Failure (Usage).
+Options ParseCommandLine(int count, char** arguments);
+
+// Takes the password from the file that the options name, if they name one. Throws Failure (Usage).
+void ReadPasswordFile(Options* options);
+
+// The text of `qz --help` for "", else of `qz COMMAND --help`.
+std::string HelpText(const std::string& commandName);
+
+}  // namespace tool
+
+#endif

@@ -1,0 +1,34 @@
+// Texts shown to a person and names made from what servers send. Nothing here does I/O.
+#ifndef TOOL_TEXT_H
+#define TOOL_TEXT_H
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "qz/types.h"
+
+namespace tool {
+
+// A text from outside with every byte that could steer a terminal replaced by "?": control bytes and DEL,
+// bytes that are not UTF-8, and the UTF-8 forms of control and writing-direction characters.
+std::string Printable(std::string_view text);
+
+// A name for a file in the current folder, made from the last part of a path that a person or a server gave:
+// no folder, no device, no hidden meaning, and short enough for ".part" and a number to follow.
+std::string SafeFileName(std::string_view path);
+
+// "512 bytes", "45.2 MiB".
+std::string SizeText(std::uint64_t bytes);
+
+// "1234567" as "1,234,567".
+std::string GroupedNumber(std::uint64_t number);
+
+// What a failed status of the network functions means to the person who waits.
+std::string NetworkTrouble(ErrorCode status);
+
+std::string LowerCase(std::string_view text);
+
+}  // namespace tool
+
+#endif

@@ -1,0 +1,150 @@
+// The console and the process on Windows.
+#include "tool/console.h"
+
+#include <fcntl.h>
+#include <io.h>
+#include <stdio.h>
+#include <windows.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <vector>
+
+#include "qz/winosfile.h"
+#include "tool/failure.h"
+
+namespace tool::console {
+namespace {
+
+constexpr unsigned kColumnsWhenUnknown = 80;
+constexpr std::size_t kLongestLibraryName = 1024;
+
+// The handler runs on a thread of its own, so these are read and written by interlocked calls.
+volatile LONG interrupted = 0;
+volatile LONG insideBlockingCall = 0;
+volatile LONG removalArmed = 0;
+char removalPath[MAX_PATH];
+
+HANDLE HandleOf(Channel channel) {
+  return GetStdHandle(channel == Channel::Output ? STD_OUTPUT_HANDLE : STD_ERROR_HANDLE);
+}
+
+void EndAtOnce() {
+  static const char text[] =
+      "\r\nqz: interrupted; what was received is kept, the same command goes on from there\r\n";
+  if (removalArmed != 0) DeleteFileA(removalPath);
+  DWORD written = 0;
+  WriteFile(HandleOf(Channel::Messages), text, sizeof text - 1, &written, nullptr);
+  ExitProcess(static_cast<UINT>(ExitCode::Interrupted));
+}
+
+BOOL WINAPI OnInterrupt(DWORD) {
+  if (InterlockedExchange(&interrupted, 1) != 0 || insideBlockingCall != 0) EndAtOnce();
+  return TRUE;
+}
+
+bool IsConsole(HANDLE handle) {
+  DWORD mode = 0;
+  return handle != INVALID_HANDLE_VALUE && GetConsoleMode(handle, &mode) != 0;
+}
+
+std::string Converted(const std::string& name, ErrorCode (*convert)(const char*, char*)) {
+  if (name.size() + 4 > kLongestLibraryName) throw Failure{ExitCode::Disk, "file name too long: " + name};
+  std::vector<char> buffer(kLongestLibraryName * 2);
+  convert(name.c_str(), buffer.data());
+  return buffer.data();
+}
+
+}  // namespace
+
+void Prepare() {
+  SetConsoleCtrlHandler(OnInterrupt, TRUE);
+  _setmode(_fileno(stdout), _O_BINARY);
+}
+
+bool IsTerminal(Channel channel) {
+  return IsConsole(HandleOf(channel));
+}
+
+// Escape sequences are not understood by every console of this platform.
+bool HasColour(Channel) {
+  return false;
+}
+
+unsigned Columns() {
+  CONSOLE_SCREEN_BUFFER_INFO information;
+  if (!GetConsoleScreenBufferInfo(HandleOf(Channel::Messages), &information)) return kColumnsWhenUnknown;
+  const int columns = information.srWindow.Right - information.srWindow.Left + 1;
+  return columns > 0 ? static_cast<unsigned>(columns) : kColumnsWhenUnknown;
+}
+
+bool Write(Channel channel, const char* bytes, std::size_t count) {
+  while (count > 0) {
+    DWORD written = 0;
+    if (!WriteFile(HandleOf(channel), bytes, static_cast<DWORD>(count), &written, nullptr) || written == 0) {
+      return false;
+    }
+    bytes += written;
+    count -= written;
+  }
+  return true;
+}
+
+std::optional<std::string> AskHidden(const std::string& question) {
+  const HANDLE input = GetStdHandle(STD_INPUT_HANDLE);
+  DWORD mode = 0;
+  if (!IsConsole(input) || !GetConsoleMode(input, &mode)) return std::nullopt;
+  SetConsoleMode(input, mode & ~static_cast<DWORD>(ENABLE_ECHO_INPUT));
+  Write(Channel::Messages, question.data(), question.size());
+  char line[1024];
+  DWORD count = 0;
+  const BOOL read = ReadConsoleA(input, line, sizeof line, &count, nullptr);
+  SetConsoleMode(input, mode);
+  Write(Channel::Messages, "\r\n", 2);
+  if (Interrupted()) throw Interruption{};
+  if (!read || count == 0) return std::nullopt;
+  std::string answer(line, count);
+  while (!answer.empty() && (answer.back() == '\n' || answer.back() == '\r')) answer.pop_back();
+  return answer;
+}
+
+bool Interrupted() {
+  return interrupted != 0;
+}
+
+void Pause(unsigned milliseconds) {
+  constexpr unsigned kSliceMilliseconds = 100;
+  while (milliseconds > 0 && !Interrupted()) {
+    const unsigned slice = milliseconds < kSliceMilliseconds ? milliseconds : kSliceMilliseconds;
+    Sleep(slice);
+    milliseconds -= slice;
+  }
+}
+
+BlockingCall::BlockingCall() {
+  InterlockedExchange(&insideBlockingCall, 1);
+  if (!Interrupted()) return;
+  InterlockedExchange(&insideBlockingCall, 0);
+  throw Interruption{};
+}
+
+BlockingCall::~BlockingCall() {
+  InterlockedExchange(&insideBlockingCall, 0);
+}
+
+void RemoveWhenEnded(const std::string& path) {
+  InterlockedExchange(&removalArmed, 0);
+  if (path.empty() || path.size() >= sizeof removalPath) return;
+  std::memcpy(removalPath, path.c_str(), path.size() + 1);
+  InterlockedExchange(&removalArmed, 1);
+}
+
+std::string ToLibraryName(const std::string& systemName) {
+  return Converted(systemName, WinOSFile_DOSNameToFileName);
+}
+
+std::string ToSystemName(const std::string& libraryName) {
+  return Converted(libraryName, WinOSFile_FileNameToDOSName);
+}
+
+}  // namespace tool::console
