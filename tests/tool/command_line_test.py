@@ -1,0 +1,162 @@
+"""The command line, local names, and what is never shown."""
+
+import unittest
+
+from support import *
+
+
+class CommandLine(ProgramTest):
+    def test_version_needs_nothing(self):
+        result = self.expect(DONE, "--version")
+        self.assertRegex(result.output, r"^qz \d+\.\d+\.\d+\n$")
+        self.assertEqual(result.errors, "")
+
+    def test_help_goes_to_standard_output_with_the_exit_codes(self):
+        for arguments in (("--help",), ("get", "--help"), ("put", "--help"), ("ls", "-h"), ("size", "--help"),
+                          ("help", "get")):
+            result = self.expect(DONE, *arguments)
+            self.assertIn("Exit codes:", result.output)
+            self.assertIn("130", result.output)
+            self.assertIn("Examples:", result.output)
+            self.assertEqual(result.errors, "")
+
+    def test_wrong_command_lines_give_2(self):
+        url = "http://127.0.0.1:1/x"
+        for arguments in ((), ("fetch", url), ("get",), ("get", "--nonsense", url), ("get", url, "-o"),
+                          ("get", url, url, "-o", "one"), ("get", url, "-o", ""), ("put", "x"), ("ls",),
+                          ("ls", url), ("size", url, url), ("get", url, "--progress", "loud"),
+                          ("get", url, "--retries", "-1"), ("get", url, "--timeout", "0"),
+                          ("get", url, "--proxy", "host"), ("get", url, "--proxy", "host:99999"),
+                          ("ls", "--output", "x", "ftp://127.0.0.1:1/"), ("get", url, "--password-file", "missing")):
+            result = self.expect(USAGE, *arguments)
+            self.assertTrue(result.errors.startswith("qz: "), result)
+            self.assertEqual(self.names(), [])
+
+    def test_urls_that_cannot_be_used_give_2(self):
+        for url in ("data.bin", "https://127.0.0.1/x", "gopher://127.0.0.1/x", "file:///etc/passwd", "://x", "http://",
+                    "http:///x", "http://127.0.0.1:0/x", "http://127.0.0.1:65536/x", "http://127.0.0.1:80x/x",
+                    "http://a b/x", "http://h%0Ax/x", "http://127.0.0.1/" + "x" * 2000, "http://me:pw@127.0.0.1/x",
+                    "http://127.0.0.1/a\nb", "ftp://127.0.0.1/", "http://[::1]/x", "http://127.0.0.1\\x/y"):
+            result = self.expect(USAGE, "get", url)
+            self.assertEqual(self.names(), [], url)
+            self.assertNotIn("pw", result.errors)
+
+    def test_https_is_named_in_its_refusal(self):
+        self.assertIn("https (encrypted HTTP) is not supported",
+                      self.expect(USAGE, "get", "https://127.0.0.1/x").errors)
+
+    def test_unknown_host_gives_4(self):
+        self.expect(NETWORK, "get", "http://no-such-host.invalid/x")
+
+
+class Names(ProgramTest):
+    def saved(self, path):
+        server = self.serve(HTTPServer(lambda n, request: [http("200 OK", b"x")]))
+        self.expect(DONE, "get", server.url(path))
+        names = self.names()
+        self.assertEqual(len(names), 1)
+        os.remove(self.path(names[0]))
+        return names[0]
+
+    def test_hostile_names_stay_in_the_folder(self):
+        for path, name in (("/a/b.txt", "b.txt"), ("/", "_"), ("/a/", "_"), ("/a/..", "_.."), ("/.", "_."),
+                           ("/%2E%2E%2F%2E%2E%2Fetc%2Fpasswd", "passwd"), ("/..%5C..%5Cboot.ini", "boot.ini"),
+                           ("/C:x", "C_x"), ("/a%3Ab%2Ac%3Fd%22e%3Cf%3Eg%7Ch", "a_b_c_d_e_f_g_h"),
+                           ("/x%1B%5B2Jy%0Az", "x_[2Jy_z"), ("/CON", "_CON"), ("/nul.txt", "_nul.txt"),
+                           ("/Com1", "_Com1"), ("/lpt9.tar.gz", "_lpt9.tar.gz"), ("/console", "console"),
+                           ("/trailing.", "trailing_"), ("/blank%20", "blank_"), ("/q.txt?a=b/c", "q.txt"),
+                           ("/-rf", "-rf"), ("/%%", "%%")):
+            self.assertEqual(self.saved(path), name, path)
+
+    def test_long_names_are_cut_and_keep_their_extension(self):
+        name = self.saved("/" + "n" * 500 + ".tar")
+        self.assertEqual(name, "n" * 196 + ".tar")
+
+    def test_output_that_is_a_folder_is_refused(self):
+        os.mkdir(self.path("there"))
+        for output in ("there", "there/", ".", "..", "none/x"):
+            result = self.run_qz("get", "http://127.0.0.1:1/x", "-o", output)
+            self.assertIn(result.code, (USAGE, DISK), output)
+        self.assertEqual(self.names(), ["there"])
+
+
+class Privacy(ProgramTest):
+    SECRET = "s3cr3t-w0rd"
+
+    def assert_hidden(self, result):
+        self.assertNotIn(self.SECRET, result.output + result.errors, result)
+
+    def test_verbose_shows_the_conversation_without_the_password(self):
+        server = self.serve(FTPServer({"data": b"x"}))
+        result = self.expect(DONE, "get", "-v", server.url("data", "me:%s@" % self.SECRET))
+        self.assert_hidden(result)
+        for line in ("> USER me", "> PASS ********", "< 230 welcome", "> SIZE data", "> RETR data", "< 226 done"):
+            self.assertIn(line + "\n", result.errors.replace("\r", ""))
+
+    def test_failures_never_show_the_password(self):
+        server = self.serve(FTPServer({"data": b"x"}))
+        server.login = "530 no"
+        login = "me:%s@" % self.SECRET
+        for command in ("get", "ls", "size"):
+            self.assert_hidden(self.run_qz(command, "-v", server.url("data", login)))
+        for url in ("http://me:%s@127.0.0.1:1/x", "ftp://me:%s@127.0.0.1:1/x", "ftp://me:%s@127.0.0.1:99999/x",
+                    "gopher://me:%s@h/x", "ftp://a@me:%s@h h/x", "me:%s@host", "ftp://me:%s@h/" + "x" * 3000):
+            result = self.run_qz("get", "-v", url % self.SECRET)
+            self.assertNotEqual(result.code, DONE)
+            self.assert_hidden(result)
+        self.assert_hidden(self.run_qz("get", "--password=" + self.SECRET, "ftp://h/x"))
+
+    def test_the_password_is_in_no_file(self):
+        server = self.serve(FTPServer({"data": b"x" * 1000}))
+        server.cut = (500, "fin")
+        self.run_qz("get", server.url("data", "me:%s@" % self.SECRET), "--retries", "0")
+        for name in self.names():
+            self.assertNotIn(self.SECRET.encode(), self.read(name))
+
+    def test_server_texts_cannot_steer_the_terminal(self):
+        server = self.serve(FTPServer({"data": b"x"}))
+        server.login = "530 \x1b]0;title\x07\x1b[31mred \x9b1m"
+        result = self.expect(LOGIN, "get", "-v", server.url("data"))
+        for byte in "\x1b\x07\x9b":
+            self.assertNotIn(byte, result.errors)
+        self.assertIn("530 ?]0;title??[31mred", result.errors)
+
+    def test_server_texts_are_no_formats(self):
+        server = self.serve(FTPServer({"data": b"x"}))
+        server.login = "530 %s%n%x 100%"
+        self.assertIn("%s%n%x 100%", self.expect(LOGIN, "get", server.url("data")).errors)
+
+
+class Output(ProgramTest):
+    def test_quiet_says_nothing(self):
+        server = self.serve(HTTPServer(lambda n, request: [http("200 OK", b"x")]))
+        result = self.expect(DONE, "get", "-q", server.url("/x"))
+        self.assertEqual(result.errors + result.output, "")
+
+    def test_quiet_still_shows_errors(self):
+        server = self.serve(HTTPServer(lambda n, request: [http("404 Not Found")]))
+        self.assertIn("404", self.expect(NOT_FOUND, "get", "-q", server.url("/x")).errors)
+
+    def test_lines_show_name_share_amount_and_time_left(self):
+        data = some_bytes(3 * 1024 * 1024)
+        def answer(number, request):
+            whole = http("200 OK", data)
+            for start in range(0, len(whole), 400000):
+                time.sleep(0.8)
+                yield whole[start:start + 400000]
+        server = self.serve(HTTPServer(answer))
+        result = self.expect(DONE, "get", server.url("/big"), "--progress", "lines")
+        self.assertRegex(result.errors, r"big:   0%  0 bytes of 3\.0 MiB\n")
+        self.assertRegex(result.errors, r"big:  \d\d%  \d\.\d MiB of 3\.0 MiB  \d+\.\d KiB/s  \d+ seconds? left\n")
+        self.assertIn('saved "big" (3.0 MiB', result.errors)
+        self.assertNotIn("\r", result.errors)
+
+    def test_none_shows_messages_only(self):
+        server = self.serve(HTTPServer(lambda n, request: [http("200 OK", b"x")]))
+        result = self.expect(DONE, "get", "--progress=none", server.url("/x"))
+        self.assertEqual(result.errors.count("\n"), 1)
+        self.assertIn('saved "x"', result.errors)
+
+
+if __name__ == "__main__":
+    unittest.main()

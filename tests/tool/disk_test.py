@@ -1,0 +1,197 @@
+"""The local disk: full, in the way, not writable, shared with others."""
+
+import resource
+import shutil
+import signal
+import unittest
+
+from support import *
+
+DATA = some_bytes(2 * 1024 * 1024, 5)
+
+
+class Disk(ProgramTest):
+    def url(self, data=DATA):
+        server = self.serve(HTTPServer(lambda n, request: [honest(data, request)]))
+        return server.url("/data")
+
+    def limited(self):
+        # The limit is a multiple of nothing in particular: the last write is a partial one.
+        resource.setrlimit(resource.RLIMIT_FSIZE, (1000001, resource.RLIM_INFINITY))
+
+    @only_posix
+    def test_full_disk_gives_7_and_keeps_the_part(self):
+        url = self.url()
+        result = self.expect(DISK, "get", url, preexec_fn=self.limited)
+        self.assertEqual(self.names(), ["data.part"])
+        self.assertEqual(digest(self.read("data.part")), digest(DATA[:1000001]))
+        self.assertIn("make room", result.errors)
+        self.expect(DONE, "get", url)
+        self.assert_file("data", DATA)
+
+    @only_posix
+    @unittest.skipUnless(os.geteuid() == 0, "only root can mount")
+    def test_full_volume_gives_7_and_keeps_the_part(self):
+        small = self.path("small")
+        os.mkdir(small)
+        subprocess.run(["mount", "-t", "tmpfs", "-o", "size=1m", "none", small], check=True)
+        try:
+            url = self.url()
+            self.expect(DISK, "get", url, "-o", "small/data")
+            self.assertEqual(os.listdir(small), ["data.part"])
+            kept = self.read("small/data.part")
+            self.assertGreater(len(kept), 0)
+            self.assertEqual(digest(kept), digest(DATA[:len(kept)]))
+        finally:
+            subprocess.run(["umount", "-l", small], check=True)
+
+    @only_posix
+    def test_link_in_the_way_is_refused_and_untouched(self):
+        self.write("precious", b"mine")
+        for target in ("precious", "missing"):
+            os.symlink(target, self.path("data.part"))
+            result = self.expect(DISK, "get", self.url())
+            self.assertIn("link", result.errors)
+            self.assertTrue(os.path.islink(self.path("data.part")))
+            os.remove(self.path("data.part"))
+        self.assertEqual(self.names(), ["precious"])
+        self.assertEqual(self.read("precious"), b"mine")
+
+    @only_posix
+    def test_pipe_in_the_way_is_refused_at_once(self):
+        os.mkfifo(self.path("data.part"))
+        self.expect(DISK, "get", self.url(), seconds=20)
+        self.assertEqual(self.names(), ["data.part"])
+
+    @only_posix
+    def test_target_that_is_a_link_is_not_written_through(self):
+        self.write("precious", b"mine")
+        os.symlink("precious", self.path("data"))
+        self.expect(DONE, "get", self.url())
+        self.assertEqual(self.read("precious"), b"mine")
+        self.assert_file("data(0)", DATA)
+
+    def test_folder_in_the_way_is_refused_and_untouched(self):
+        os.mkdir(self.path("data.part"))
+        self.write("data.part/inside", b"mine")
+        self.expect(DISK, "get", self.url())
+        self.assertEqual(self.read("data.part/inside"), b"mine")
+
+    @only_posix
+    def test_folder_that_cannot_be_written_gives_7(self):
+        if os.geteuid() == 0:
+            self.skipTest("root may write everywhere")
+        os.chmod(self.folder, 0o555)
+        self.addCleanup(os.chmod, self.folder, 0o755)
+        self.expect(DISK, "get", self.url())
+
+    def test_files_of_others_stay_as_they_are(self):
+        others = {"data.part.part": b"1", "data(0).part": b"2", "dat.part": b"3", "data": b"4"}
+        for name, content in others.items():
+            self.write(name, content)
+        self.expect(DONE, "get", self.url())
+        for name, content in others.items():
+            self.assertEqual(self.read(name), content)
+        self.assert_file("data(0)", DATA)
+
+    def test_second_program_on_the_same_part_is_refused(self):
+        def answer(number, request):
+            whole = http("200 OK", DATA)
+            return [whole[:1000000], "stall"] if number == 0 else [whole]
+        server = self.serve(HTTPServer(answer))
+        first = self.start_qz("get", server.url("/data"))
+        self.wait_for(lambda: os.path.exists(self.path("data.part")) and os.path.getsize(self.path("data.part")) > 0)
+        result = self.expect(DISK, "get", server.url("/data"))
+        self.assertIn("another program", result.errors)
+        self.assertIsNone(first.poll())
+
+    def test_nothing_is_left_in_the_current_folder_but_the_file(self):
+        self.expect(DONE, "get", self.url())
+        self.assertEqual(self.names(), ["data"])
+
+    @only_posix
+    def test_works_from_a_folder_that_is_read_only_for_it(self):
+        if os.geteuid() != 0:
+            self.skipTest("needs root to make the folder another user's")
+        # The cleaning-up of sanitizers needs no file either, so any build serves.
+        home, place = self.path("home"), self.path("bin")
+        os.mkdir(place)
+        source = os.path.dirname(program()[-1])
+        for name in os.listdir(source):
+            if name == "qz" or name.startswith("libqz.so"):
+                shutil.copy(os.path.join(source, name), place, follow_symlinks=True)
+        os.mkdir(home)
+        work = self.path("work")
+        os.mkdir(work)
+        os.chmod(self.folder, 0o755)
+        for folder in (home, work):
+            os.chown(folder, 65534, 65534)
+        done = subprocess.run([os.path.join(place, "qz"), "get", self.url()], cwd=work, user=65534, group=65534,
+                              extra_groups=[], env={"HOME": home, "PATH": "/usr/bin:/bin"}, timeout=RUN_SECONDS,
+                              stdout=subprocess.PIPE, stderr=subprocess.PIPE, check=False)
+        self.assertEqual(done.returncode, DONE, done.stderr)
+        self.assertEqual(os.listdir(work), ["data"])
+        self.assertNotIn("qzCache", os.listdir(place))
+
+
+class Interrupting(ProgramTest):
+    def slow_server(self):
+        def answer(number, request):
+            whole = honest(DATA, request)
+            return [whole[:700000], "stall"] if number == 0 else [whole]
+        return self.serve(HTTPServer(answer))
+
+    @only_posix
+    def test_interrupt_keeps_the_part_and_gives_130(self):
+        for signals in (1, 2):
+            server = self.slow_server()
+            process = self.start_qz("get", server.url("/data"))
+            self.wait_for(lambda: os.path.exists(self.path("data.part"))
+                          and os.path.getsize(self.path("data.part")) > 600000)
+            begin = time.monotonic()
+            for _ in range(signals):
+                process.send_signal(signal.SIGINT)
+            _, errors = process.communicate(timeout=15)
+            self.assertEqual(process.returncode, INTERRUPTED, errors)
+            self.assertLess(time.monotonic() - begin, 5)
+            self.assertIn(b"interrupted", errors)
+            kept = self.read("data.part")
+            self.assertEqual(digest(kept), digest(DATA[:len(kept)]))
+            self.expect(DONE, "get", server.url("/data"))
+            self.assert_file("data", DATA)
+            os.remove(self.path("data"))
+
+    @only_posix
+    def test_interrupt_is_noticed_while_the_server_says_nothing(self):
+        server = self.serve(HTTPServer(lambda n, request: ["stall"]))
+        process = self.start_qz("get", server.url("/data"))
+        self.wait_for(lambda: server.requests)
+        process.send_signal(signal.SIGINT)
+        process.communicate(timeout=10)
+        self.assertEqual(process.returncode, INTERRUPTED)
+
+    @only_posix
+    def test_interrupt_is_noticed_while_waiting_to_go_on(self):
+        server = self.serve(HTTPServer(lambda n, request: [http("200 OK", DATA)[:1000]]))
+        process = self.start_qz("get", server.url("/data"), "--retry-wait", "60")
+        self.wait_for(lambda: os.path.exists(self.path("data.part")))
+        time.sleep(0.5)
+        process.send_signal(signal.SIGINT)
+        process.communicate(timeout=10)
+        self.assertEqual(process.returncode, INTERRUPTED)
+        self.assertEqual(self.names(), ["data.part"])
+
+    @only_posix
+    def test_killed_program_resumes_identically(self):
+        server = self.slow_server()
+        process = self.start_qz("get", server.url("/data"))
+        self.wait_for(lambda: os.path.exists(self.path("data.part"))
+                      and os.path.getsize(self.path("data.part")) > 600000)
+        process.kill()
+        process.wait()
+        self.expect(DONE, "get", server.url("/data"))
+        self.assert_file("data", DATA)
+
+
+if __name__ == "__main__":
+    unittest.main()

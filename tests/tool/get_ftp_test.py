@@ -1,0 +1,257 @@
+"""qz get, ls and size over FTP against servers that do what no good server does."""
+
+import unittest
+
+from support import *
+
+DATA = some_bytes(300000, 2)
+SOON = ("--retry-wait", "0")
+
+
+class FTPGet(ProgramTest):
+    def server(self, **attributes):
+        server = self.serve(FTPServer({"data": DATA, "sub/file.txt": b"in a folder"}))
+        for name, value in attributes.items():
+            setattr(server, name, value)
+        return server
+
+    def test_gets_a_file_anonymously(self):
+        server = self.server()
+        self.expect(DONE, "get", server.url("sub/file.txt"))
+        self.assertEqual(self.read("file.txt"), b"in a folder")
+        self.assertEqual([line for _, line in server.commands if not line.startswith("PASS")],
+                         ["USER anonymous", "TYPE I", "SIZE sub/file.txt", "PASV", "RETR sub/file.txt", "QUIT"])
+
+    def test_gets_a_file_in_active_mode(self):
+        server = self.server()
+        self.expect(DONE, "get", server.url("data"), "--active")
+        self.assert_file("data", DATA)
+        self.assertIn("PORT", server.verbs())
+
+    def test_url_login_is_used(self):
+        server = self.server()
+        self.expect(DONE, "get", server.url("data", "me%40home:p%3Aw@"))
+        self.assertEqual([line for _, line in server.commands][:2], ["USER me@home", "PASS p:w"])
+
+    def test_user_and_password_file_are_used(self):
+        self.write("pw.txt", b"geheim\r\nsecond line")
+        server = self.server()
+        self.expect(DONE, "get", server.url("data"), "--user", "me", "--password-file", "pw.txt")
+        self.assertEqual([line for _, line in server.commands][:2], ["USER me", "PASS geheim"])
+
+    def test_password_comes_from_standard_input(self):
+        server = self.server()
+        self.expect(DONE, "get", server.url("data"), "--user", "me", "--password-file", "-", stdin=b"typed\n")
+        self.assertEqual([line for _, line in server.commands][:2], ["USER me", "PASS typed"])
+
+    def test_refused_login_gives_5_and_is_not_tried_again(self):
+        server = self.server(login="530 go away")
+        result = self.expect(LOGIN, "get", server.url("data"), *SOON)
+        self.assertEqual(server.count, 1)
+        self.assertIn("go away", result.errors)
+
+    def test_missing_file_gives_3(self):
+        for mode in ((), ("--active",)):
+            server = self.server()
+            self.expect(NOT_FOUND, "get", server.url("nothing"), *mode)
+            self.assertEqual(self.names(), [])
+
+    def test_codes_of_the_greeting(self):
+        for greeting, code in (("421 too many", NETWORK), ("500 broken", PROTOCOL), ("hello there", PROTOCOL)):
+            server = self.server(greeting=greeting)
+            self.expect(code, "get", server.url("data"))
+            self.assertEqual(server.count, 1)
+
+    # ---- cut and resumed
+
+    def test_goes_on_by_itself_after_a_cut_at_any_byte(self):
+        for how in ("fin", "reset"):
+            for cut in (1, 4097, 299999):
+                server = self.server(cut=lambda number, cut=cut, how=how: (cut, how) if number == 0 else None)
+                name = "%s-%d" % (how, cut)
+                server.files[name] = DATA
+                self.expect(DONE, "get", server.url(name), *SOON)
+                self.assert_file(name, DATA)
+                if how == "fin":
+                    self.assertIn((1, "REST %d" % cut), server.commands)
+
+    def test_goes_on_after_a_stall(self):
+        server = self.server(cut=lambda number: (100000, "stall") if number == 0 else None)
+        self.expect(DONE, "get", server.url("data"), "--timeout", "1", *SOON)
+        self.assert_file("data", DATA)
+
+    def test_resumes_a_part_that_was_left(self):
+        self.write("data.part", DATA[:4321])
+        server = self.server()
+        result = self.expect(DONE, "get", server.url("data"))
+        self.assertIn((0, "REST 4321"), server.commands)
+        self.assert_file("data", DATA)
+        self.assertEqual(self.names(), ["data"])
+        self.assertIn("going on at 4.2 KiB", result.errors)
+
+    def test_starts_again_when_the_server_refuses_rest(self):
+        self.write("data.part", b"y" * 4321)
+        server = self.server(rest=False)
+        result = self.expect(DONE, "get", server.url("data"))
+        self.assert_file("data", DATA)
+        self.assertIn("starting again", result.errors)
+
+    def test_starts_again_when_the_file_became_smaller(self):
+        self.write("data.part", b"y" * 300001)
+        server = self.server()
+        result = self.expect(DONE, "get", server.url("data"))
+        self.assert_file("data", DATA)
+        self.assertIn("smaller", result.errors)
+        self.assertNotIn("REST", server.verbs())
+
+    def test_starts_again_when_the_size_changed_between_attempts(self):
+        longer = some_bytes(400000, 3)
+        def cut(number):
+            if number == 0:
+                return (1000, "fin")
+            return None
+        server = self.server(cut=cut)
+        original = server._value
+        def value(name, number):
+            if number == 1:
+                server.files["data"] = longer
+            return original(name, number)
+        server._value = value
+        result = self.expect(DONE, "get", server.url("data"), *SOON)
+        self.assert_file("data", longer)
+        self.assertIn("changed", result.errors)
+
+    def test_names_a_part_that_is_whole(self):
+        self.write("data.part", DATA)
+        server = self.server()
+        self.expect(DONE, "get", server.url("data"))
+        self.assert_file("data", DATA)
+        self.assertNotIn("RETR", server.verbs())
+
+    def test_part_is_not_cut_when_the_server_refuses(self):
+        self.write("nothing.part", b"keep me")
+        server = self.server()
+        self.expect(NOT_FOUND, "get", server.url("nothing"))
+        self.assertEqual(self.read("nothing.part"), b"keep me")
+
+    # ---- the end of a transfer
+
+    def test_not_complete_without_the_final_reply(self):
+        server = self.server(final="")
+        self.expect(NETWORK, "get", server.url("data"), "--retries", "0")
+        self.assertEqual(self.names(), ["data.part"])
+
+    def test_not_complete_while_the_final_reply_does_not_come(self):
+        server = self.server(final="silent")
+        self.expect(NETWORK, "get", server.url("data"), "--retries", "0", "--timeout", "1")
+        self.assertEqual(self.names(), ["data.part"])
+
+    def test_not_complete_when_the_final_reply_is_a_failure(self):
+        for final, code in (("426 aborted", NETWORK), ("451 local error", NETWORK), ("550 oops", NOT_FOUND)):
+            server = self.server(final=final)
+            self.expect(code, "get", server.url("data"), "--retries", "0", "--restart")
+            self.assertEqual(self.names(), ["data.part"])
+
+    def test_missing_final_reply_is_made_good_by_asking_again(self):
+        server = self.server(final=lambda number: "" if number == 0 else "226 done")
+        self.expect(DONE, "get", server.url("data"), *SOON)
+        self.assert_file("data", DATA)
+
+    def test_not_complete_when_size_promises_more(self):
+        server = self.server(size="213 300500")
+        result = self.expect(NETWORK, "get", server.url("data"), "--retries", "2", *SOON)
+        self.assertEqual(self.names(), ["data.part"])
+        self.assertIn("300,000 of 300,500", result.errors)
+
+    def test_not_complete_when_size_promises_less(self):
+        server = self.server(size="213 200000")
+        self.expect(PROTOCOL, "get", server.url("data"))
+        self.assertEqual(self.read("data.part"), DATA[:200000])
+
+    def test_sizes_that_cannot_be_used_count_as_unknown(self):
+        for size in ("550 not for you", "502 no SIZE", "213 junk", "213"):
+            server = self.server(size=size)
+            self.expect(DONE, "get", server.url("data"))
+            self.assert_file("data", DATA)
+            os.remove(self.path("data"))
+
+    def test_four_gibibytes_and_more_are_never_complete_when_short(self):
+        for size in ("213 4294967295", "213 5368709120", "213 9223372036854775808"):
+            server = self.server(size=size)
+            result = self.expect(NETWORK, "get", server.url("data"), "--retries", "0", "--restart")
+            self.assertEqual(self.names(), ["data.part"])
+            self.assertIn("4 GiB", result.errors)
+
+    def test_unknown_size_does_not_make_a_longer_part_complete(self):
+        self.write("data.part", DATA + b"tail of another file")
+        server = self.server(size="502 no SIZE")
+        self.expect(PROTOCOL, "get", server.url("data"))
+        self.assertEqual(self.names(), ["data.part"])
+
+    def test_passive_replies_that_lie(self):
+        closed = socket.create_server(("127.0.0.1", 0))
+        port = closed.getsockname()[1]
+        closed.close()
+        for pasv, code in (("227 (127,0,0,1,%d,%d)" % (port >> 8, port & 255), NETWORK), ("227 (1,2,3)", PROTOCOL),
+                           ("227 (127,0,0,256,4,5)", PROTOCOL), ("227 nowhere", PROTOCOL), ("502 no", PROTOCOL)):
+            server = self.server(pasv=pasv)
+            self.expect(code, "get", server.url("data"))
+            self.assertEqual(self.names(), [])
+
+    def test_line_ends_in_a_url_are_never_sent(self):
+        server = self.server()
+        for path in ("x%0D%0ADELE%20data", "x%0d%0aDELE data"):
+            result = self.run_qz("get", server.url(path))
+            self.assertNotEqual(result.code, DONE)
+        self.expect(USAGE, "get", server.url("data", "me%0AQUIT:x@"))
+        self.assertNotIn("DELE", server.verbs())
+
+    def test_a_folder_is_refused_with_a_hint(self):
+        result = self.expect(USAGE, "get", self.server().url("sub/"))
+        self.assertIn("qz ls", result.errors)
+
+    # ---- ls and size
+
+    def test_ls_prints_what_the_server_lists(self):
+        lines = b"-rw-r--r-- 1 a b 5 Jan  1 10:00 one\r\n-rw-r--r-- 1 a b 6 Jan  1 10:00 two\r\n"
+        server = self.server(listing=lines)
+        result = self.expect(DONE, "ls", server.url("pub/"))
+        self.assertEqual(result.output, lines.decode().replace("\r", ""))
+        self.assertIn((0, "CWD pub"), server.commands)
+        self.assertIn((0, "LIST"), server.commands)
+        self.assertEqual(self.names(), [])
+
+    def test_ls_names_only(self):
+        server = self.server(listing=b"one\r\ntwo\r\n")
+        result = self.expect(DONE, "ls", "--names", server.url(""))
+        self.assertEqual(result.output, "one\ntwo\n")
+        self.assertIn((0, "NLST"), server.commands)
+        self.assertNotIn("CWD", server.verbs())
+
+    def test_ls_makes_steering_bytes_harmless(self):
+        server = self.server(listing=b"a\x1b[2Jb\x07c\x9b31md\r\n\xc2\x9bx\xc3\xa4\r\n")
+        result = self.expect(DONE, "ls", server.url(""))
+        self.assertEqual(result.output, "a?[2Jb?c?31md\n?x\u00e4\n")
+
+    def test_ls_of_a_missing_folder_gives_3(self):
+        self.expect(NOT_FOUND, "ls", self.server().url("missing/"))
+
+    def test_ls_that_breaks_off_gives_a_failure(self):
+        server = self.server(listing=b"one\r\ntwo\r\n", final="426 broken")
+        self.assertNotEqual(self.run_qz("ls", server.url("")).code, DONE)
+
+    def test_size_shows_size_time_and_resume(self):
+        result = self.expect(DONE, "size", self.server().url("data"))
+        self.assertEqual(result.output, "size:   300000 bytes (293.0 KiB)\ntime:   2026-03-04 05:06:07 GMT\n"
+                                        "resume: yes\n")
+
+    def test_size_says_no_when_rest_is_refused(self):
+        result = self.expect(DONE, "size", self.server(rest=False).url("data"))
+        self.assertIn("resume: no", result.output)
+
+    def test_size_of_a_missing_file_gives_3(self):
+        self.expect(NOT_FOUND, "size", self.server().url("nothing"))
+
+
+if __name__ == "__main__":
+    unittest.main()

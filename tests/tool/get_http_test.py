@@ -1,0 +1,350 @@
+"""qz get over HTTP against servers that do what no good server does."""
+
+import unittest
+
+from support import *
+
+DATA = some_bytes(300000)
+SOON = ("--retry-wait", "0")
+
+
+class HTTPGet(ProgramTest):
+    def server(self, answer):
+        return self.serve(HTTPServer(answer))
+
+    def test_gets_a_file_under_the_last_part_of_its_path(self):
+        server = self.server(lambda n, request: [http("200 OK", DATA)])
+        result = self.expect(DONE, "get", server.url("/pub/data.bin"))
+        self.assert_file("data.bin", DATA)
+        self.assertEqual(self.names(), ["data.bin"])
+        self.assertEqual(result.output, "")
+
+    def test_sends_the_path_as_it_was_written(self):
+        server = self.server(lambda n, request: [http("200 OK", b"x")])
+        self.expect(DONE, "get", server.url("/a%20b%2fc%25/d+e.txt?q=1%262&r#part"))
+        self.assertEqual(server.requests[0].split("\r\n")[0], "GET /a%20b%2Fc%25/d+e.txt?q=1%262&r HTTP/1.0")
+        self.assertIn("Host: 127.0.0.1:%d\r\n" % server.port, server.requests[0])
+        self.assertEqual(self.names(), ["d+e.txt"])
+
+    def test_sends_the_slash_for_a_url_without_a_path(self):
+        server = self.server(lambda n, request: [http("200 OK", b"x")])
+        self.expect(DONE, "get", "http://127.0.0.1:%d" % server.port)
+        self.assertEqual(server.requests[0].split("\r\n")[0], "GET / HTTP/1.0")
+        self.assertEqual(self.names(), ["_"])
+
+    def test_gets_an_empty_file(self):
+        server = self.server(lambda n, request: [http("200 OK", b"")])
+        self.expect(DONE, "get", server.url("/empty"))
+        self.assert_file("empty", b"")
+
+    def test_numbers_the_file_when_the_name_is_taken(self):
+        self.write("a.txt", b"mine")
+        self.write("a(0).txt", b"mine too")
+        server = self.server(lambda n, request: [http("200 OK", b"new")])
+        self.expect(DONE, "get", server.url("/a.txt"))
+        self.assertEqual(self.names(), ["a(0).txt", "a(1).txt", "a.txt"])
+        self.assertEqual(self.read("a.txt"), b"mine")
+        self.assertEqual(self.read("a(1).txt"), b"new")
+
+    def test_output_in_a_folder_with_a_dot_is_numbered_in_its_name(self):
+        os.mkdir(self.path("v1.2"))
+        self.write("v1.2/out", b"mine")
+        server = self.server(lambda n, request: [http("200 OK", b"new")])
+        self.expect(DONE, "get", server.url("/x"), "-o", "v1.2/out")
+        self.assertEqual(sorted(os.listdir(self.path("v1.2"))), ["out", "out(0)"])
+
+    def test_gets_several_urls_and_gives_the_first_failure(self):
+        def answer(number, request):
+            return [http("404 Not Found", b"no")] if "/gone" in request else [http("200 OK", b"x")]
+        server = self.server(answer)
+        self.expect(NOT_FOUND, "get", server.url("/gone"), server.url("/here"))
+        self.assertEqual(self.names(), ["here"])
+
+    def test_leaves_no_part_file_when_there_is_no_such_file(self):
+        server = self.server(lambda n, request: [http("404 Not Found", b"no such page")])
+        self.expect(NOT_FOUND, "get", server.url("/gone"))
+        self.assertEqual(self.names(), [])
+
+    def test_codes_of_the_server_become_exit_codes(self):
+        for status, code in (("401 Unauthorized", LOGIN), ("403 Forbidden", LOGIN), ("410 Gone", NOT_FOUND),
+                             ("407 Proxy", LOGIN), ("503 Busy", NETWORK), ("500 Broken", PROTOCOL),
+                             ("204 Nothing", PROTOCOL), ("304 Same", PROTOCOL)):
+            server = self.server(lambda n, request, status=status: [http(status)])
+            self.expect(code, "get", server.url("/x"))
+            self.assertEqual(server.count, 1)
+
+    # ---- cut and resumed
+
+    def test_goes_on_by_itself_after_a_cut_at_any_byte(self):
+        for how in ("end", "reset"):
+            for cut in (1, 1023, 65536, 299999):
+                def answer(number, request, cut=cut, how=how):
+                    whole = honest(DATA, request)
+                    return [whole[:len(whole) - len(DATA) + cut], how] if number == 0 else [whole]
+                server = self.server(answer)
+                name = "%s-%d" % (how, cut)
+                result = self.expect(DONE, "get", server.url("/" + name), *SOON)
+                self.assert_file(name, DATA)
+                if how == "end":
+                    self.assertEqual(range_start(server.requests[1]), cut)
+                    self.assertEqual(server.count, 2, result)
+
+    def test_goes_on_after_a_stall(self):
+        def answer(number, request):
+            whole = honest(DATA, request)
+            return [whole[:100000], "stall"] if number == 0 else [whole]
+        server = self.server(answer)
+        self.expect(DONE, "get", server.url("/data"), "--timeout", "1", *SOON)
+        self.assert_file("data", DATA)
+
+    def test_keeps_the_part_and_gives_4_when_the_body_is_shorter_than_its_length(self):
+        server = self.server(lambda n, request: [http("200 OK", DATA[:1000], length=5000)])
+        result = self.expect(NETWORK, "get", server.url("/data"), "--retries", "0")
+        self.assertEqual(self.names(), ["data.part"])
+        self.assertEqual(self.read("data.part"), DATA[:1000])
+        self.assertIn("data.part", result.errors)
+
+    def test_ends_when_every_attempt_stops_at_the_same_byte(self):
+        server = self.server(lambda n, request: [http("200 OK", DATA[:1000], length=5000)])
+        self.expect(NETWORK, "get", server.url("/data"), "--retries", "3", *SOON)
+        self.assertLessEqual(server.count, 8)
+        self.assertEqual(self.read("data.part"), DATA[:1000])
+
+    def test_resumes_a_part_that_was_left(self):
+        self.write("data.part", DATA[:12345])
+        server = self.server(lambda n, request: [honest(DATA, request)])
+        self.expect(DONE, "get", server.url("/data"))
+        self.assertEqual(range_start(server.requests[0]), 12345)
+        self.assert_file("data", DATA)
+        self.assertEqual(self.names(), ["data"])
+
+    def test_restart_ignores_the_part(self):
+        self.write("data.part", b"something else")
+        server = self.server(lambda n, request: [honest(DATA, request)])
+        self.expect(DONE, "get", server.url("/data"), "--restart")
+        self.assertIsNone(range_start(server.requests[0]))
+        self.assert_file("data", DATA)
+
+    def test_starts_again_when_200_answers_a_range(self):
+        self.write("data.part", b"z" * 5000)
+        server = self.server(lambda n, request: [http("200 OK", DATA)])
+        result = self.expect(DONE, "get", server.url("/data"))
+        self.assert_file("data", DATA)
+        self.assertIn("starting again", result.errors)
+
+    def test_names_a_part_that_is_whole(self):
+        for answer in (lambda n, request: [honest(DATA, request)], lambda n, request: [http("200 OK", DATA)]):
+            self.write("data.part", DATA)
+            server = self.server(answer)
+            self.expect(DONE, "get", server.url("/data"))
+            self.assert_file("data", DATA)
+            os.remove(self.path("data"))
+            self.assertEqual(self.names(), [])
+
+    def test_starts_again_when_the_file_became_smaller(self):
+        small = DATA[:5000]
+        for answer in (lambda n, request: [honest(small, request)], lambda n, request: [http("200 OK", small)]):
+            self.write("data.part", b"y" * 9000)
+            server = self.server(answer)
+            result = self.expect(DONE, "get", server.url("/data"))
+            self.assert_file("data", small)
+            self.assertIn("smaller", result.errors)
+            os.remove(self.path("data"))
+
+    def test_mixes_nothing_when_206_begins_elsewhere(self):
+        for wrong in ("bytes 0-299999/300000", "bytes 900-299999/300000", "bytes 1001-299999/300000",
+                      "bytes 1000-999/300000", "bytes 1000-4294967295/*", "nonsense"):
+            self.write("data.part", b"q" * 1000)
+            def answer(number, request, wrong=wrong):
+                if range_start(request) is None:
+                    return [http("200 OK", DATA)]
+                return [http("206 Partial Content", DATA[1000:], Content_Range=wrong)]
+            server = self.server(answer)
+            self.expect(DONE, "get", server.url("/data"))
+            self.assert_file("data", DATA)
+            os.remove(self.path("data"))
+
+    def test_mixes_nothing_when_206_has_no_range_or_is_multipart(self):
+        boundary = "--b\r\nContent-type: text/plain\r\nContent-Range: bytes 1000-1999/300000\r\n\r\n"
+        for partial in (http("206 Partial Content", DATA[1000:]),
+                        http("206 Partial Content", boundary.encode() + DATA[1000:2000], length="none",
+                             Content_type="multipart/byteranges; boundary=b")):
+            self.write("data.part", b"q" * 1000)
+            def answer(number, request, partial=partial):
+                return [http("200 OK", DATA)] if range_start(request) is None else [partial]
+            server = self.server(answer)
+            self.expect(DONE, "get", server.url("/data"))
+            self.assert_file("data", DATA)
+            os.remove(self.path("data"))
+
+    def test_starts_again_when_the_total_changed_between_attempts(self):
+        longer = some_bytes(310000, 7)
+        def answer(number, request):
+            if number == 0:
+                return [http("200 OK", DATA)[:100000]]
+            return [honest(longer, request)]
+        server = self.server(answer)
+        result = self.expect(DONE, "get", server.url("/data"), *SOON)
+        self.assert_file("data", longer)
+        self.assertIn("changed", result.errors)
+
+    def test_starts_again_when_the_date_changed_between_attempts(self):
+        other = some_bytes(300000, 8)
+        def answer(number, request):
+            if number == 0:
+                return [http("200 OK", DATA, Last_Modified="Wed, 04 Feb 2026 05:06:07 GMT")[:100000]]
+            return [honest(other, request, Last_Modified="Wed, 04 Feb 2026 05:06:08 GMT")]
+        server = self.server(answer)
+        self.expect(DONE, "get", server.url("/data"), *SOON)
+        self.assert_file("data", other)
+
+    def test_asks_on_when_a_206_ends_before_the_file_does(self):
+        self.write("data.part", DATA[:1000])
+        def answer(number, request):
+            first = range_start(request)
+            if first is None or first >= len(DATA):
+                return [honest(DATA, request)]
+            last = min(first + 99999, len(DATA) - 1)
+            value = "bytes %d-%d/%d" % (first, last, len(DATA))
+            return [http("206 Partial Content", DATA[first:last + 1], Content_Range=value)]
+        server = self.server(answer)
+        self.expect(DONE, "get", server.url("/data"))
+        self.assert_file("data", DATA)
+
+    def test_416_that_cannot_be_explained_is_no_loop(self):
+        self.write("data.part", b"x" * 10)
+        server = self.server(lambda n, request: [http("416 No", b"")])
+        self.expect(PROTOCOL, "get", server.url("/data"), *SOON)
+        self.assertLessEqual(server.count, 3)
+        self.assertEqual(self.read("data.part"), b"x" * 10)
+
+    # ---- odd bodies
+
+    def test_takes_only_the_declared_bytes_of_a_longer_body(self):
+        server = self.server(lambda n, request: [http("200 OK", DATA, length=1000)])
+        self.expect(DONE, "get", server.url("/data"))
+        self.assert_file("data", DATA[:1000])
+
+    def test_takes_a_body_without_length_to_the_end_of_the_connection(self):
+        server = self.server(lambda n, request: [http("200 OK", DATA, length="none")])
+        self.expect(DONE, "get", server.url("/data"))
+        self.assert_file("data", DATA)
+
+    def test_body_without_length_that_is_reset_is_not_complete(self):
+        server = self.server(lambda n, request: [http("200 OK", DATA, length="none"), "reset"])
+        self.expect(NETWORK, "get", server.url("/data"), "--retries", "0")
+        self.assertEqual(self.names(), ["data.part"])
+
+    def test_length_that_is_no_number_counts_as_unknown(self):
+        for length in ("-5", "abc"):
+            server = self.server(lambda n, request, length=length: [http("200 OK", b"body", length=length)])
+            self.run_qz("get", server.url("/data"), "--retries", "0")
+            for name in self.names():
+                self.assertEqual(self.read(name), b"body")
+                os.remove(self.path(name))
+
+    def test_four_gibibytes_and_more_are_never_complete_when_short(self):
+        for length in ("4294967295", "5368709120", "18446744073709551617"):
+            server = self.server(lambda n, request, length=length: [http("200 OK", DATA, length=length)])
+            result = self.expect(NETWORK, "get", server.url("/data"), "--retries", "0", "--restart")
+            self.assertEqual(self.names(), ["data.part"])
+            self.assertIn("4 GiB", result.errors)
+
+    def test_answers_that_are_not_http_give_6(self):
+        for text in (b"SSH-2.0-x\r\n\r\n", b"HTTP/1.0 200\r\n\r\n", b"HTTP/1.0 200 OK\r\nno colon\r\n\r\n",
+                     b"HTTP/1.0 200 OK\r\nX: " + b"y" * 5000 + b"\r\n\r\n"):
+            server = self.server(lambda n, request, text=text: [text])
+            self.expect(PROTOCOL, "get", server.url("/data"))
+            self.assertEqual(self.names(), [])
+
+    def test_a_server_that_says_nothing_gives_4(self):
+        server = self.server(lambda n, request: [])
+        self.expect(NETWORK, "get", server.url("/data"))
+
+    def test_a_port_where_nobody_listens_gives_4_at_once(self):
+        server = self.server(lambda n, request: [])
+        server.stop()
+        begin = time.monotonic()
+        self.expect(NETWORK, "get", server.url("/data"))
+        self.assertLess(time.monotonic() - begin, 20)
+
+    # ---- redirects
+
+    def redirect(self, location):
+        return [http("302 Found", Location=location)]
+
+    def test_follows_redirects_and_keeps_the_name(self):
+        for location in ("/sub/real.exe", "real.exe", "?other", "//127.0.0.1:%d/real.exe", "http://127.0.0.1:%d/%%61"):
+            def answer(number, request, location=location):
+                if "GET /asked.txt HTTP" in request:
+                    return self.redirect(location % server.port if "%d" in location else location)
+                return [http("200 OK", b"here")]
+            server = self.server(answer)
+            self.expect(DONE, "get", server.url("/asked.txt"))
+            self.assertEqual(self.names(), ["asked.txt"])
+            os.remove(self.path("asked.txt"))
+
+    def test_resolves_a_relative_redirect_beside_the_path(self):
+        def answer(number, request):
+            return self.redirect("real?x=/y") if number == 0 else [http("200 OK", b"here")]
+        server = self.server(answer)
+        self.expect(DONE, "get", server.url("/a/b/asked?q=/z/"))
+        self.assertTrue(server.requests[1].startswith("GET /a/b/real?x=/y HTTP/1.0\r\n"), server.requests[1])
+
+    def test_follows_ten_redirects_and_no_more(self):
+        for hops, code in ((10, DONE), (11, PROTOCOL)):
+            def answer(number, request, hops=hops):
+                return self.redirect("/r%d" % number) if number < hops else [http("200 OK", b"here")]
+            server = self.server(answer)
+            self.expect(code, "get", server.url("/start"))
+            self.assertLessEqual(server.count, 11)
+
+    def test_never_follows_to_another_kind_of_scheme(self):
+        secret = self.path("secret")
+        self.write("secret", b"mine")
+        for location in ("file://" + secret, "ftp://127.0.0.1/x", "https://127.0.0.1/x", "javascript:x", "vrx://h/x"):
+            server = self.server(lambda n, request, location=location: self.redirect(location))
+            self.expect(PROTOCOL, "get", server.url("/x"))
+            self.assertEqual(server.count, 1)
+        self.assertEqual(self.names(), ["secret"])
+
+    def test_redirect_without_a_place_or_with_one_too_long_gives_6(self):
+        for answer in ([http("302 Found")], self.redirect("/" + "x" * 400)):
+            server = self.server(lambda n, request, answer=answer: answer)
+            self.expect(PROTOCOL, "get", server.url("/x"))
+
+    def test_resumes_through_a_redirect(self):
+        self.write("data.part", DATA[:777])
+        def answer(number, request):
+            return self.redirect("/real") if "GET /data " in request else [honest(DATA, request)]
+        server = self.server(answer)
+        self.expect(DONE, "get", server.url("/data"))
+        self.assert_file("data", DATA)
+
+    # ---- a proxy
+
+    def test_asks_a_proxy_for_the_whole_url(self):
+        server = self.server(lambda n, request: [http("200 OK", b"through")])
+        self.expect(DONE, "get", "http://files.invalid/a%20b.txt", "--proxy", "127.0.0.1:%d" % server.port)
+        self.assertTrue(server.requests[0].startswith("GET http://files.invalid/a%20b.txt HTTP/1.0\r\n"))
+        self.assertEqual(self.names(), ["a b.txt"])
+
+    def test_size_shows_size_time_and_resume(self):
+        def answer(number, request):
+            if range_start(request) is None:
+                return [http("200 OK", DATA, Last_Modified="Wed, 04 Feb 2026 05:06:07 GMT")]
+            return [http("206 Partial Content", DATA[:1], Content_Range="bytes 0-0/300000")]
+        server = self.server(answer)
+        result = self.expect(DONE, "size", server.url("/x"))
+        self.assertEqual(result.output, "size:   300000 bytes (293.0 KiB)\ntime:   2026-02-04 05:06:07 GMT\n"
+                                        "resume: yes\n")
+        self.assertEqual(self.names(), [])
+
+    def test_size_says_no_and_unknown(self):
+        server = self.server(lambda n, request: [http("200 OK", b"abc", length="none")])
+        result = self.expect(DONE, "size", server.url("/x"))
+        self.assertEqual(result.output, "size:   unknown\ntime:   unknown\nresume: no\n")
+
+
+if __name__ == "__main__":
+    unittest.main()

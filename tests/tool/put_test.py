@@ -1,0 +1,91 @@
+"""qz put: storing on an FTP server."""
+
+import unittest
+
+from support import *
+
+DATA = some_bytes(400000, 4)
+SOON = ("--retry-wait", "0")
+
+
+class Put(ProgramTest):
+    def setUp(self):
+        super().setUp()
+        self.write("local.bin", DATA)
+        self.server = self.serve(FTPServer())
+
+    def test_stores_every_byte(self):
+        self.expect(DONE, "put", "local.bin", self.server.url("remote.bin"))
+        self.assertEqual(digest(self.server.files["remote.bin"]), digest(DATA))
+
+    def test_takes_the_files_name_for_a_folder(self):
+        self.expect(DONE, "put", "local.bin", self.server.url("inbox/"))
+        self.assertEqual(digest(self.server.files["inbox/local.bin"]), digest(DATA))
+
+    def test_stores_in_active_mode(self):
+        self.expect(DONE, "put", "local.bin", self.server.url("remote.bin"), "--active")
+        self.assertEqual(digest(self.server.files["remote.bin"]), digest(DATA))
+
+    def test_stores_an_empty_file(self):
+        self.write("empty", b"")
+        self.expect(DONE, "put", "empty", self.server.url("empty"))
+        self.assertEqual(self.server.files["empty"], b"")
+
+    def test_sends_only_the_rest(self):
+        self.server.files["remote.bin"] = DATA[:150000]
+        self.expect(DONE, "put", "local.bin", self.server.url("remote.bin"))
+        self.assertIn((0, "REST 150000"), self.server.commands)
+        self.assertEqual(digest(self.server.files["remote.bin"]), digest(DATA))
+
+    def test_sends_nothing_when_it_is_there(self):
+        self.server.files["remote.bin"] = DATA
+        result = self.expect(DONE, "put", "local.bin", self.server.url("remote.bin"))
+        self.assertNotIn("STOR", self.server.verbs())
+        self.assertIn("--restart", result.errors)
+
+    def test_sends_all_of_it_again_with_restart(self):
+        self.server.files["remote.bin"] = b"z" * 150000
+        self.expect(DONE, "put", "local.bin", self.server.url("remote.bin"), "--restart")
+        self.assertNotIn("REST", self.server.verbs())
+        self.assertEqual(digest(self.server.files["remote.bin"]), digest(DATA))
+
+    def test_sends_all_of_it_when_the_servers_is_longer(self):
+        self.server.files["remote.bin"] = b"z" * 500000
+        self.expect(DONE, "put", "local.bin", self.server.url("remote.bin"))
+        self.assertEqual(digest(self.server.files["remote.bin"]), digest(DATA))
+
+    def test_sends_all_of_it_when_rest_is_refused(self):
+        self.server.files["remote.bin"] = DATA[:150000]
+        self.server.rest = False
+        self.expect(DONE, "put", "local.bin", self.server.url("remote.bin"))
+        self.assertEqual(digest(self.server.files["remote.bin"]), digest(DATA))
+
+    def test_goes_on_by_itself_after_a_cut(self):
+        self.server.cut = lambda number: (100000, "reset") if number == 0 else None
+        self.expect(DONE, "put", "local.bin", self.server.url("remote.bin"), *SOON)
+        self.assertEqual(digest(self.server.files["remote.bin"]), digest(DATA))
+        self.assertIn("REST", self.server.verbs(1))
+
+    def test_not_stored_without_the_final_reply(self):
+        self.server.final = ""
+        self.expect(NETWORK, "put", "local.bin", self.server.url("remote.bin"), "--retries", "0")
+
+    def test_no_room_on_the_server_gives_1(self):
+        self.server.final = "552 full"
+        result = self.expect(OTHER, "put", "local.bin", self.server.url("remote.bin"), "--retries", "0")
+        self.assertIn("no room", result.errors)
+
+    def test_not_stored_when_the_server_holds_less(self):
+        self.server.size = "213 399999"
+        self.expect(NETWORK, "put", "local.bin", self.server.url("remote.bin"), "--restart", "--retries", "0")
+
+    def test_missing_local_file_gives_3_and_asks_nobody(self):
+        self.expect(NOT_FOUND, "put", "nothing", self.server.url("remote.bin"))
+        self.assertEqual(self.server.count, 0)
+
+    def test_http_is_refused(self):
+        self.expect(USAGE, "put", "local.bin", "http://127.0.0.1:1/x")
+
+
+if __name__ == "__main__":
+    unittest.main()
