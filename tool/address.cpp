@@ -48,11 +48,11 @@ std::string Trimmed(const std::string& text) {
   return text.substr(first, text.find_last_not_of(kBlank) - first + 1);
 }
 
-// For messages: what stands between the scheme and the last "@" of the host part is a password or near one.
+// For messages: what stands between the scheme, if there is one, and the last "@" of the host part is a password
+// or near one.
 std::string WithoutLogin(const std::string& text) {
   const std::size_t scheme = text.find(kSchemeEnd);
-  if (scheme == std::string::npos) return text;
-  const std::size_t start = scheme + kSchemeEnd.size();
+  const std::size_t start = scheme == std::string::npos ? 0 : scheme + kSchemeEnd.size();
   const std::size_t end = std::min(text.find('/', start), text.size());
   const std::size_t at = text.rfind('@', end == 0 ? 0 : end - 1);
   if (at == std::string::npos || at < start) return text;

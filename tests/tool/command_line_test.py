@@ -142,7 +142,7 @@ class Output(ProgramTest):
         def answer(number, request):
             whole = http("200 OK", data)
             for start in range(0, len(whole), 400000):
-                time.sleep(0.8)
+                time.sleep(1.1)
                 yield whole[start:start + 400000]
         server = self.serve(HTTPServer(answer))
         result = self.expect(DONE, "get", server.url("/big"), "--progress", "lines")
