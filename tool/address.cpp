@@ -48,8 +48,8 @@ std::string Trimmed(const std::string& text) {
   return text.substr(first, text.find_last_not_of(kBlank) - first + 1);
 }
 
-// For messages: what stands between the scheme, if there is one, and the last "@" of the host part is a password
-// or near one.
+// For messages: what stands between the scheme, if there is one, and the last "@" of the host part is a
+// password or near one.
 std::string WithoutLogin(const std::string& text) {
   const std::size_t scheme = text.find(kSchemeEnd);
   const std::size_t start = scheme == std::string::npos ? 0 : scheme + kSchemeEnd.size();

@@ -74,7 +74,7 @@ class Upload {
       file_.SeekTo(offset);
       position_ = offset;
       reporter_->BeginProgress(address_.fileName, offset, size_);
-      status = SendFrom(&file_, offset, stream, options_, reporter_);
+      status = SendFrom(&file_, &position_, stream, options_, reporter_);
       // Closing a socket drops what is not sent yet, so the server's end of the connection is waited for.
       Sock_Shutdown(reinterpret_cast<Sock*>(Stream_FindType(stream, StreamType_Sock)), kShutdownSending);
       if (status == Error_None) WaitForEnd(stream, options_);

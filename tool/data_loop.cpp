@@ -88,7 +88,7 @@ OneByte ReadOneByte(Stream* stream, const Options& options) {
   }
 }
 
-ErrorCode SendFrom(DiskFile* file, std::uint64_t position, Stream* stream, const Options& options,
+ErrorCode SendFrom(DiskFile* file, std::uint64_t* position, Stream* stream, const Options& options,
                    Reporter* reporter) {
   Sock* sock = SocketOf(stream);
   std::vector<char> buffer(kSendBytes);
@@ -100,8 +100,8 @@ ErrorCode SendFrom(DiskFile* file, std::uint64_t position, Stream* stream, const
       if (ready != Error_None) return ready;
       const std::uint32_t moved = Stream_Write(stream, count - sent, buffer.data() + sent);
       sent += moved;
-      position += moved;
-      reporter->MoveProgress(position);
+      *position += moved;
+      reporter->MoveProgress(*position);
       const ErrorCode status = sent < count ? Stream_Error(stream) : Error_None;
       if (IsFailure(status)) return status;
     }

@@ -25,9 +25,9 @@ struct OneByte {
 };
 OneByte ReadOneByte(Stream* stream, const Options& options);
 
-// Sends the rest of the file from its current position. Error_None when all of it is on its way, else the
-// status of what broke. Throws as above.
-ErrorCode SendFrom(DiskFile* file, std::uint64_t position, Stream* stream, const Options& options,
+// Sends the rest of the file from its current position, which `position` follows. Error_None when all of it
+// is on its way, else the status of what broke. Throws as above.
+ErrorCode SendFrom(DiskFile* file, std::uint64_t* position, Stream* stream, const Options& options,
                    Reporter* reporter);
 
 // Waits until the peer closes its side, for at most the time-out of the options.

@@ -237,7 +237,8 @@ void ReadPasswordFile(Options* options) {
     return;
   }
   std::ifstream file(*options->passwordFile);
-  if (!file) Misuse(options->commandName, "cannot read the password file \"" + *options->passwordFile + "\"");
+  // The name is not shown: it may be a password that was meant for another option.
+  if (!file) Misuse(options->commandName, "--password-file takes the name of a file that can be read");
   options->password = FirstLine(file);
 }
 

@@ -19,8 +19,9 @@ constexpr auto kLineInterval = seconds(5);
 constexpr auto kSampleInterval = milliseconds(500);
 constexpr double kNewestSampleWeight = 0.3;
 constexpr std::size_t kShortestBar = 10;
-constexpr std::size_t kLongestBar = 40;
+constexpr std::size_t kLongestBar = 20;
 constexpr std::size_t kLongestBarName = 24;
+constexpr std::size_t kNameShareOfLine = 3;  // at most a third
 constexpr const char* kBarColour = "\x1b[36m";
 constexpr const char* kPlainColour = "\x1b[0m";
 
@@ -116,7 +117,7 @@ std::string ProgressMeter::TimeLeftText() const {
 std::string BarLine(const std::string& name, const ProgressMeter& meter, unsigned columns) {
   const std::string numbers = Joined(Joined(meter.AmountText(), meter.SpeedText()), meter.TimeLeftText());
   const std::size_t wanted = columns > 1 ? columns - 1 : 1;  // the last column makes some terminals wrap
-  std::string line = CutToWidth(name, kLongestBarName);
+  std::string line = CutToWidth(name, std::min(kLongestBarName, wanted / kNameShareOfLine));
   if (const auto share = meter.Share()) {
     line += " " + PercentText(*share) + " ";
     const std::size_t taken = Width(line) + 2 + 1 + Width(numbers);

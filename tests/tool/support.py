@@ -292,9 +292,15 @@ class Session:
         self.connection.sendall((line + "\r\n").encode("latin-1"))
 
     def run(self):
+        try:
+            self.converse()
+        finally:
+            if self.passive:
+                self.passive.close()
+
+    def converse(self):
         self.say(self.value("greeting"))
-        reader = self.connection.makefile("rb")
-        for raw in reader:
+        for raw in self.connection.makefile("rb"):
             line = raw.decode("latin-1").rstrip("\r\n")
             self.server.commands.append((self.number, line))
             verb, _, argument = line.partition(" ")
@@ -393,6 +399,9 @@ class Session:
         return self.end_data()
 
     def on_retr(self, name):
+        if not self.active and not self.passive:
+            self.say("425 no data connection")
+            return None
         if name not in self.server.files:
             self.say("550 no file")
             return None
