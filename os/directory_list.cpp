@@ -34,6 +34,7 @@ constexpr uint32_t kWriteText = 18;
 constexpr uint32_t kRead = 1;
 constexpr uint32_t kReadAndWrite = 3;
 constexpr size_t kPermissionCount = 9;
+constexpr uint32_t kTooManyOpenFiles = 4;
 constexpr uint32_t kOutOfMemory = 8;
 
 // Every entry of this platform's own listings has it; the formula below is what a mode word would go through.
@@ -112,11 +113,18 @@ ErrorCode EndOfSearch(const char* directory) {
   return Error_FromSystem("Directory_GetList", directory, platform::LastSystemError());
 }
 
+// A directory that cannot be searched has an empty listing. Not so when it could be searched a moment later:
+// an empty listing would say that everything in it is gone.
+ErrorCode StartOfSearch() {
+  const uint32_t error = platform::LastSystemError();
+  return error == kOutOfMemory || error == kTooManyOpenFiles ? Error_Memory : Error_None;
+}
+
 ErrorCode WriteEntries(const char* directory, int32_t listMode, File* file) {
   char systemName[kFileNameSize];
   if (iFile_ToSystemName(directory, systemName) != Error_None) return Error_None;
   Search search(platform::BeginSearch(systemName));
-  if (!search) return platform::LastSystemError() == kOutOfMemory ? Error_Memory : Error_None;
+  if (!search) return StartOfSearch();
   platform::DirectoryEntry entry;
   char line[2 * kFileNameSize];
   while (platform::NextEntry(search.get(), &entry)) {

@@ -36,9 +36,9 @@ QZ_API ErrorCode Directory_Delete(const char* name);
 /* Writes the listing of a directory into listFile, which is replaced.
  * listMode: 0 names; 1 directory/name, with "/" behind a directory; 2 long lines as of "ls -l", the size
  * modulo 4 GiB. On Windows the directory "/" lists the drives as "/C|/" (Error_System in mode 2). Error_None,
- * also with an empty list for a directory that cannot be searched; Error_Fail for another mode, after a
- * report, and when listFile cannot be opened; Error_Ended when it cannot be written; listFile is then
- * removed. */
+ * also with an empty list for a directory that cannot be searched; Error_Memory when memory or descriptors
+ * run out; Error_Fail for another mode, after a report, and when listFile cannot be opened; Error_Ended when
+ * it cannot be written; listFile is then removed. */
 QZ_API ErrorCode Directory_GetList(const char* directory, int32_t listMode, const char* listFile);
 
 /* Lists a directory into a temporary file and returns it owned in *list (free with Directory_EndList); null

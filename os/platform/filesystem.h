@@ -53,7 +53,7 @@ bool RemoveFile(const char* name);
 bool RemoveLink(const char* name);
 // Never replaces what stands under the new name (error 183, or 80); error 17 when that is another volume.
 bool RenameWithoutReplacing(const char* from, const char* to);
-// Copies contents, permissions and modification time of one file; never replaces. After success
+// Copies contents, permissions and modification time of one ordinary file; never replaces. After success
 // LastSystemError is 0; after failure the new file is gone again.
 bool DuplicateFile(const char* from, const char* to);
 
@@ -66,7 +66,8 @@ struct OpenOptions {
   bool isPrivate;    // a file made new is for this user alone, where the system tells users apart
 };
 
-// Opens a C stream that programs started later do not inherit. A directory is refused.
+// Opens a C stream that programs started later do not inherit. A directory is refused. Does not wait for
+// somebody at the other end of a pipe.
 FILE* OpenStream(const char* name, const OpenOptions& options);
 int DescriptorOf(FILE* stream);
 
@@ -102,7 +103,8 @@ struct DirectoryEntry {
 
 struct DirectorySearch;
 
-// Starts a search over all entries of a directory; null on failure (error 8 when out of memory).
+// Starts a search over all entries of a directory; null on failure (error 8 when out of memory, 4 when too
+// many files are open).
 DirectorySearch* BeginSearch(const char* directory);
 // The next entry but "." and "..". False at the end, and then LastSystemError is 0, or on failure.
 bool NextEntry(DirectorySearch* search, DirectoryEntry* entry);

@@ -15,7 +15,7 @@ struct Row {
 constexpr Row kSystemErrors[] = {
     {ENOENT, 2},  {ENOTDIR, 3}, {EACCES, 5}, {EPERM, 5},    {EROFS, 5},    {EBUSY, 32},        {ETXTBSY, 32},
     {ENOSPC, 112}, {EDQUOT, 112}, {EFBIG, 112}, {EINVAL, 123}, {ENAMETOOLONG, 123}, {EEXIST, 183},
-    {ENOTEMPTY, 145}, {EXDEV, 17},
+    {ENOTEMPTY, 145}, {EXDEV, 17}, {EMFILE, 4}, {ENFILE, 4}, {ENOMEM, 8},
 };
 
 constexpr Row kSocketErrors[] = {

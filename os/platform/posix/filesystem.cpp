@@ -63,7 +63,7 @@ bool CopyContents(int from, int to, const struct stat& status) {
 bool DuplicateOpenFile(int from, const char* to) {
   struct stat status;
   if (fstat(from, &status) != 0) return false;
-  if (S_ISDIR(status.st_mode)) {
+  if (!S_ISREG(status.st_mode)) {
     errno = EACCES;
     return false;
   }
@@ -172,7 +172,7 @@ bool RenameWithoutReplacing(const char* from, const char* to) {
 }
 
 bool DuplicateFile(const char* from, const char* to) {
-  const int descriptor = open(from, O_RDONLY | O_CLOEXEC);
+  const int descriptor = open(from, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
   if (descriptor < 0) return false;
   const bool copied = DuplicateOpenFile(descriptor, to);
   const int error = errno != 0 ? errno : kUnnamedError;

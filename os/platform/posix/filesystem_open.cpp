@@ -14,7 +14,7 @@ namespace {
 
 int OpenFlags(const OpenOptions& options) {
   const bool updates = options.mode[1] == '+';
-  int flags = O_CLOEXEC | O_NOCTTY;
+  int flags = O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
   switch (options.mode[0]) {
     case 'r':
       return flags | (updates ? O_RDWR : O_RDONLY);
@@ -28,17 +28,20 @@ int OpenFlags(const OpenOptions& options) {
   return flags | (updates ? O_RDWR : O_WRONLY);
 }
 
-bool IsDirectory(int descriptor) {
-  struct stat status;
-  return fstat(descriptor, &status) == 0 && S_ISDIR(status.st_mode);
+// What is no ordinary file was opened without waiting for somebody at its other end, and is used as usual.
+bool MakeBlocking(int descriptor) {
+  const int flags = fcntl(descriptor, F_GETFL);
+  return flags >= 0 && fcntl(descriptor, F_SETFL, flags & ~O_NONBLOCK) == 0;
 }
 
-FILE* Wrap(int descriptor, const char* mode) {
-  if (IsDirectory(descriptor)) {
+bool IsUsable(int descriptor) {
+  struct stat status;
+  if (fstat(descriptor, &status) != 0) return false;
+  if (S_ISDIR(status.st_mode)) {
     errno = EACCES;
-    return nullptr;
+    return false;
   }
-  return fdopen(descriptor, mode);
+  return S_ISREG(status.st_mode) || MakeBlocking(descriptor);
 }
 
 }  // namespace
@@ -46,7 +49,7 @@ FILE* Wrap(int descriptor, const char* mode) {
 FILE* OpenStream(const char* name, const OpenOptions& options) {
   const int descriptor = open(name, OpenFlags(options), options.isPrivate ? 0600 : 0666);
   if (descriptor < 0) return nullptr;
-  FILE* stream = Wrap(descriptor, options.mode);
+  FILE* stream = IsUsable(descriptor) ? fdopen(descriptor, options.mode) : nullptr;
   if (stream == nullptr) {
     const int error = errno;
     close(descriptor);

@@ -1,5 +1,7 @@
 // Listings of odd names, links, and onto a disk that is full.
 #include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <unistd.h>
 
 #include <string>
 #include <vector>
@@ -70,6 +72,23 @@ TEST_F(DirectoryListOnPosixTest, RemovesTheListingWhenItsLastLinesDoNotFit) {
   directory_.Write("d/a long enough name", "");
   DiskLimit limit(10);
   EXPECT_EQ(List(0), 4);
+  EXPECT_FALSE(directory_.Exists("list"));
+}
+
+TEST_F(DirectoryListOnPosixTest, SaysThatDescriptorsRanOut) {
+  directory_.Write("d/file", "");
+  const std::string listed = directory_.Name("d");
+  const std::string listing = directory_.Name("list");
+  struct rlimit original;
+  getrlimit(RLIMIT_NOFILE, &original);
+  const int nextDescriptor = dup(0);
+  close(nextDescriptor);
+  // Enough for the listing and not for the search: an empty listing would say that the directory is empty.
+  const struct rlimit lowered = {static_cast<rlim_t>(nextDescriptor) + 1, original.rlim_max};
+  setrlimit(RLIMIT_NOFILE, &lowered);
+  const ErrorCode status = Directory_GetList(listed.c_str(), 0, listing.c_str());
+  setrlimit(RLIMIT_NOFILE, &original);
+  EXPECT_EQ(status, 1);
   EXPECT_FALSE(directory_.Exists("list"));
 }
 

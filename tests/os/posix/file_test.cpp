@@ -1,7 +1,9 @@
 // Open files and names where links, line ends in names, full disks and read-only directories can be arranged.
 #include "qz/file.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <string>
 
@@ -108,6 +110,40 @@ TEST_F(FileOnPosixTest, SaysThatADirectoryMayNotBeWritten) {
   File* file = nullptr;
   EXPECT_EQ(File_Open(Name("d/new").c_str(), 2, &file), -1);
   EXPECT_TRUE(directory_.Exists("d/f"));
+}
+
+// ---- what is no ordinary file ------------------------------------------------------------------
+
+TEST_F(FileOnPosixTest, DoesNotWaitForTheOtherEndOfAPipe) {
+  ASSERT_EQ(mkfifo(directory_.SystemName("pipe").c_str(), 0600), 0);
+  char byte;
+  EXPECT_EQ(File_Read(Open("pipe", 1).get(), 1, &byte), 0u);
+  File* file = nullptr;
+  EXPECT_EQ(File_Open(Name("pipe").c_str(), 2, &file), -1);
+  EXPECT_EQ(File_Copy(Name("pipe").c_str(), Name("copy").c_str()), 0);
+  EXPECT_FALSE(directory_.Exists("copy"));
+}
+
+TEST_F(FileOnPosixTest, SaysThatADeviceIsFull) {
+  OwnedFile file;
+  ASSERT_EQ(File_Open("/dev/full", 2, file.out()), 0);
+  EXPECT_EQ(File_Write(file.get(), 3, "abc"), 0u);
+  EXPECT_EQ(Stream_Error(File_GetStream(file.get())), 5);
+  EXPECT_EQ(File_Print(file.get(), "abc"), 3);
+  EXPECT_EQ(File_Close(file.release()), 5);
+}
+
+TEST_F(FileOnPosixTest, IsNotInheritedByOtherPrograms) {
+  for (uint32_t mode : {2u, 8u, 4u, 1u}) {
+    OwnedFile file = Open("f", mode);
+    EXPECT_EQ(fcntl(file->descriptor, F_GETFD) & FD_CLOEXEC, FD_CLOEXEC) << mode;
+  }
+}
+
+TEST_F(FileOnPosixTest, RefusesToMoveADirectoryIntoItself) {
+  directory_.MakeDirectory("d");
+  EXPECT_EQ(File_Move(Name("d").c_str(), Name("d/e").c_str()), -1);
+  EXPECT_TRUE(directory_.Exists("d"));
 }
 
 // ---- links -------------------------------------------------------------------------------------
