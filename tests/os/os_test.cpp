@@ -29,6 +29,8 @@ class OSInit : public testing::Test {
     iOS_SetSocketStart(nullptr);
     OS_Exit(0);
     iSysDir_Exit();
+    // The services of a failed start stay; the next start, be it one that fails at once, forgets the instance.
+    EXPECT_EQ(OS_Init(nullptr, 99), -1);
     for (uint32_t slot = 0; slot < 3; ++slot) WinOSRegistry_SetID(slot, nullptr);
   }
 

@@ -171,6 +171,9 @@ TEST(OSInitOLE, FailsTheStart_WhenTheThreadBelongsToAnotherModel) {
   EXPECT_FALSE(iOS_IsInited());
   EXPECT_EQ(iOS_GetInstance(), 0x77u) << "what was applied before stays";
   CoUninitialize();
+  // The next start, be it one that fails at once, forgets it.
+  EXPECT_EQ(OS_Init(nullptr, 99), -1);
+  EXPECT_EQ(iOS_GetInstance(), 0u);
 }
 
 }  // namespace
