@@ -40,6 +40,8 @@ ErrorCode iSock_GuardRemoteAccess() {
 
 ErrorCode Sock_SetRemoteAccess(const char* entry, int32_t hangUpWhenIdle) {
   if (entry == nullptr || *entry == '\0') {
+    // Kept: the name is cleared before the hang-up looks for it, so clearing leaves a connection up; programs
+    // clear the selection at their start and would cut a connection that another part uses.
     selection.useDialUp = false;
     selection.entry[0] = '\0';
     Sock_CloseRemoteAccess();

@@ -1,0 +1,475 @@
+// Dial-up connections over a service of the tests' own.
+#include "qz/remoteaccess.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "net/sock_internal.h"
+#include "os/socketlayer_internal.h"
+#include "tests/support/fail_allocation.h"
+#include "tests/support/loopback.h"
+#include "tests/support/rasapi32/fake_service.h"
+
+namespace {
+
+constexpr uint32_t kConnected = 0x2000;
+constexpr uint32_t kDialling = 2;
+
+class RemoteAccessTest : public testing::Test {
+ protected:
+  static void SetUpTestSuite() { fake = InstallFakeService(); }
+
+  void SetUp() override {
+    ASSERT_NE(fake, nullptr);
+    *fake = FakeService{};
+    ASSERT_EQ(RemoteAccess_IsAvailable(), 1);
+  }
+  void TearDown() override {
+    if (fake != nullptr) {
+      EXPECT_EQ(fake->badSizes, 0u);
+    }
+  }
+
+  static void AddEntry(const std::string& name, bool hasPassword = false) {
+    FakeEntry& entry = fake->entries[fake->entryCount++];
+    strcpy(entry.name, name.c_str());
+    strcpy(entry.user, "stored user");
+    strcpy(entry.password, "stored password");
+    entry.hasPassword = hasPassword;
+  }
+
+  static FakeConnection& AddConnection(uint32_t handle, const std::string& entry, uint32_t state) {
+    FakeConnection& connection = fake->connections[fake->connectionCount++];
+    connection.handle = handle;
+    strcpy(connection.entry, entry.c_str());
+    connection.state = state;
+    return connection;
+  }
+
+  // The list in a buffer of so many bytes, separators as "|"; what lies behind the list must be zero.
+  static std::string List(uint32_t size) {
+    std::vector<char> buffer(size + 8, '~');
+    EXPECT_EQ(RemoteAccess_ListEntries(size, buffer.data()), 0);
+    EXPECT_EQ(std::string(buffer.data() + size, 8), "~~~~~~~~") << "written past the buffer";
+    std::string list;
+    size_t at = 0;
+    while (at < size && buffer[at] != '\0') {
+      const std::string name(buffer.data() + at);
+      list += name + "|";
+      at += name.size() + 1;
+    }
+    for (; at < size; ++at) EXPECT_EQ(buffer[at], '\0');
+    return list;
+  }
+
+  static FakeService* fake;
+};
+FakeService* RemoteAccessTest::fake = nullptr;
+
+TEST_F(RemoteAccessTest, ListsTheEntries) {
+  AddEntry("one");
+  AddEntry("two words");
+  AddEntry("three");
+  EXPECT_EQ(List(1024), "one|two words|three|");
+}
+
+TEST_F(RemoteAccessTest, ListsNothing_WhenThereAreNoEntries) {
+  EXPECT_EQ(List(64), "");
+  AddEntry("one");
+  fake->entriesNeedNothing = true;
+  EXPECT_EQ(List(64), "");
+}
+
+TEST_F(RemoteAccessTest, ListsAnEntryOfTheGreatestLength) {
+  AddEntry(std::string(256, 'n'));
+  EXPECT_EQ(List(1024), std::string(256, 'n') + "|");
+}
+
+TEST_F(RemoteAccessTest, ListsNoNameInThreeBytesOrLess) {
+  AddEntry("a");
+  for (const uint32_t size : {0u, 1u, 2u, 3u}) EXPECT_EQ(List(size), "") << size;
+  EXPECT_EQ(List(4), "a|");
+}
+
+TEST_F(RemoteAccessTest, SkipsANameThatDoesNotFitAndTriesTheNext) {
+  AddEntry("abcdef");
+  AddEntry("xy");
+  AddEntry("z");
+  // 6 + 2 is not less than 8; 2 + 2 is; then 5 bytes are left for "z".
+  EXPECT_EQ(List(8), "xy|z|");
+  EXPECT_EQ(List(9), "abcdef|");
+  // 13 - 7 = 6 left: "xy" fits, 3 left: "z" does not, as 1 + 2 is not less than 3.
+  EXPECT_EQ(List(13), "abcdef|xy|");
+  EXPECT_EQ(List(14), "abcdef|xy|z|");
+}
+
+TEST_F(RemoteAccessTest, ClearsTheListAndGivesFail_WhenTheServiceFails) {
+  AddEntry("one");
+  AddEntry("two");
+  fake->enumerateEntriesError = 87;
+  char buffer[8];
+  memset(buffer, '~', sizeof buffer);
+  EXPECT_EQ(RemoteAccess_ListEntries(sizeof buffer, buffer), -1);
+  EXPECT_EQ(std::string(buffer, 8), std::string(8, '\0'));
+}
+
+TEST_F(RemoteAccessTest, KnowsValidEntriesAndTheirPasswords) {
+  AddEntry("with", true);
+  AddEntry("without", false);
+  EXPECT_EQ(RemoteAccess_ValidEntry("with"), 1);
+  EXPECT_EQ(RemoteAccess_ValidEntry("without"), 1);
+  EXPECT_EQ(RemoteAccess_ValidEntry("other"), 0);
+  EXPECT_EQ(RemoteAccess_HasPassword("with"), 1);
+  EXPECT_EQ(RemoteAccess_HasPassword("without"), 0);
+  EXPECT_EQ(RemoteAccess_HasPassword("other"), 0);
+}
+
+TEST_F(RemoteAccessTest, TakesNamesOver256BytesForInvalid) {
+  AddEntry(std::string(256, 'n'));
+  EXPECT_EQ(RemoteAccess_ValidEntry(std::string(256, 'n').c_str()), 1);
+  EXPECT_EQ(RemoteAccess_ValidEntry(std::string(257, 'n').c_str()), 0);
+  EXPECT_EQ(RemoteAccess_ValidEntry(std::string(65536, 'n').c_str()), 0);
+  EXPECT_EQ(RemoteAccess_Connect(std::string(257, 'n').c_str(), nullptr, nullptr), -1);
+  EXPECT_EQ(Sock_SetRemoteAccess(std::string(257, 'n').c_str(), 1), -4);
+}
+
+TEST_F(RemoteAccessTest, IsConnectedInTheConnectedStateOnly) {
+  AddConnection(5, "other", kConnected);
+  FakeConnection& connection = AddConnection(7, "isp", kConnected);
+  EXPECT_EQ(RemoteAccess_IsConnected("isp"), 1);
+  EXPECT_EQ(RemoteAccess_IsConnected("is"), 0);
+  EXPECT_EQ(RemoteAccess_IsConnected("ispx"), 0);
+  connection.state = kDialling;
+  EXPECT_EQ(RemoteAccess_IsConnected("isp"), 0);
+  connection.state = 0x2001;
+  EXPECT_EQ(RemoteAccess_IsConnected("isp"), 0);
+  connection.state = kConnected;
+  connection.statusError = 87;
+  EXPECT_EQ(RemoteAccess_IsConnected("isp"), 0);
+  connection.statusError = 0;
+  fake->enumerateConnectionsError = 87;
+  EXPECT_EQ(RemoteAccess_IsConnected("isp"), 0);
+}
+
+TEST_F(RemoteAccessTest, LooksAtTheFirstConnectionOfAnEntry) {
+  AddConnection(5, "isp", kDialling);
+  AddConnection(6, "isp", kConnected);
+  EXPECT_EQ(RemoteAccess_IsConnected("isp"), 0);
+}
+
+TEST_F(RemoteAccessTest, DialsWithTheStoredNames) {
+  AddEntry("isp", true);
+  EXPECT_EQ(RemoteAccess_Connect("isp", nullptr, nullptr), 0);
+  EXPECT_EQ(fake->dials, 1u);
+  EXPECT_STREQ(fake->lastDialled.entry, "isp");
+  EXPECT_STREQ(fake->lastDialled.user, "stored user");
+  EXPECT_STREQ(fake->lastDialled.password, "stored password");
+  EXPECT_STREQ(fake->lastDialled.phoneNumber, "");
+  EXPECT_EQ(RemoteAccess_IsConnected("isp"), 1);
+}
+
+TEST_F(RemoteAccessTest, DialsWithTheNamesGiven) {
+  AddEntry("isp");
+  EXPECT_EQ(RemoteAccess_Connect("isp", "me", nullptr), 0);
+  EXPECT_STREQ(fake->lastDialled.user, "me");
+  EXPECT_STREQ(fake->lastDialled.password, "stored password");
+  RemoteAccess_Disconnect("isp");
+  EXPECT_EQ(RemoteAccess_Connect("isp", nullptr, "secret"), 0);
+  EXPECT_STREQ(fake->lastDialled.user, "stored user");
+  EXPECT_STREQ(fake->lastDialled.password, "secret");
+}
+
+TEST_F(RemoteAccessTest, RefusesNamesThatDoNotFit) {
+  AddEntry("isp");
+  EXPECT_EQ(RemoteAccess_Connect("isp", std::string(257, 'u').c_str(), nullptr), -1);
+  EXPECT_EQ(RemoteAccess_Connect("isp", nullptr, std::string(257, 'p').c_str()), -1);
+  EXPECT_EQ(fake->dials, 0u);
+  EXPECT_EQ(RemoteAccess_Connect("isp", std::string(256, 'u').c_str(), nullptr), 0);
+}
+
+TEST_F(RemoteAccessTest, DoesNotDialAgain) {
+  AddEntry("isp");
+  AddConnection(5, "isp", kConnected);
+  EXPECT_EQ(RemoteAccess_Connect("isp", nullptr, nullptr), 0);
+  EXPECT_EQ(fake->dials, 0u);
+}
+
+TEST_F(RemoteAccessTest, GivesFail_WhenItCannotDial) {
+  EXPECT_EQ(RemoteAccess_Connect("unknown", nullptr, nullptr), -1);
+  EXPECT_EQ(fake->dials, 0u);
+  AddEntry("isp");
+  fake->dialError = 676;
+  EXPECT_EQ(RemoteAccess_Connect("isp", nullptr, nullptr), -1);
+  EXPECT_EQ(fake->dials, 1u);
+}
+
+TEST_F(RemoteAccessTest, HangsUpTheEntrysConnection) {
+  AddConnection(5, "other", kConnected);
+  AddConnection(6, "isp", kConnected);
+  EXPECT_EQ(RemoteAccess_Disconnect("isp"), 0);
+  EXPECT_EQ(fake->hangUps, 1u);
+  EXPECT_EQ(fake->lastHungUp, 6u);
+  EXPECT_EQ(RemoteAccess_Disconnect("isp"), 0);
+  EXPECT_EQ(fake->hangUps, 1u);
+}
+
+TEST_F(RemoteAccessTest, LeavesAConnectionAloneThatIsNotUp) {
+  AddConnection(6, "isp", kDialling);
+  EXPECT_EQ(RemoteAccess_Disconnect("isp"), 0);
+  EXPECT_EQ(fake->hangUps, 0u);
+}
+
+TEST_F(RemoteAccessTest, GivesFail_WhenItCannotHangUp) {
+  AddConnection(6, "isp", kConnected).hangUpError = 87;
+  EXPECT_EQ(RemoteAccess_Disconnect("isp"), -1);
+}
+
+TEST_F(RemoteAccessTest, KillsEveryConnectionThatIsNotUp) {
+  AddConnection(1, "a", kConnected);
+  AddConnection(2, "b", kDialling).statusesUntilGone = 3;
+  AddConnection(3, "c", 0x2001);
+  AddConnection(4, "d", kDialling).statusError = 87;
+  EXPECT_EQ(RemoteAccess_KillBadConnections(), 0);
+  EXPECT_FALSE(fake->connections[0].isGone);
+  EXPECT_TRUE(fake->connections[1].isGone);
+  EXPECT_TRUE(fake->connections[2].isGone);
+  EXPECT_FALSE(fake->connections[3].isGone);
+  EXPECT_EQ(fake->hangUps, 2u);
+}
+
+TEST_F(RemoteAccessTest, GoesOnKilling_WhenOneCannotBeHungUp) {
+  AddConnection(1, "a", kDialling).hangUpError = 87;
+  AddConnection(2, "b", kDialling);
+  EXPECT_EQ(RemoteAccess_KillBadConnections(), -1);
+  EXPECT_FALSE(fake->connections[0].isGone);
+  EXPECT_TRUE(fake->connections[1].isGone);
+}
+
+TEST_F(RemoteAccessTest, GivesFailAfterThreeSeconds_WhenAConnectionDoesNotGo) {
+  AddConnection(1, "a", kDialling).statusesUntilGone = 1000000;
+  AddConnection(2, "b", kDialling);
+  const auto start = std::chrono::steady_clock::now();
+  EXPECT_EQ(RemoteAccess_KillBadConnections(), -1);
+  const auto passed = std::chrono::steady_clock::now() - start;
+  EXPECT_GE(passed, std::chrono::milliseconds(2950));
+  EXPECT_LT(passed, std::chrono::milliseconds(6000));
+  EXPECT_TRUE(fake->connections[1].isGone);
+}
+
+TEST_F(RemoteAccessTest, KillsNone_WhenTheyCannotBeListed) {
+  AddConnection(1, "a", kDialling);
+  fake->enumerateConnectionsError = 87;
+  EXPECT_EQ(RemoteAccess_KillBadConnections(), 0);
+  EXPECT_EQ(fake->hangUps, 0u);
+}
+
+TEST_F(RemoteAccessTest, KillsNone_WhenThereAreMoreThan32) {
+  for (uint32_t i = 0; i < 33; ++i) AddConnection(i + 1, "a", kDialling);
+  EXPECT_EQ(RemoteAccess_KillBadConnections(), 0);
+  EXPECT_EQ(fake->hangUps, 0u);
+  fake->connections[0].isGone = true;
+  EXPECT_EQ(RemoteAccess_KillBadConnections(), 0);
+  EXPECT_EQ(fake->hangUps, 32u);
+}
+
+TEST_F(RemoteAccessTest, RefusesNullArguments) {
+  EXPECT_EQ(RemoteAccess_ListEntries(8, nullptr), -4);
+  EXPECT_EQ(RemoteAccess_ValidEntry(nullptr), 0);
+  EXPECT_EQ(RemoteAccess_HasPassword(nullptr), 0);
+  EXPECT_EQ(RemoteAccess_IsConnected(nullptr), 0);
+  EXPECT_EQ(RemoteAccess_Connect(nullptr, nullptr, nullptr), -4);
+  EXPECT_EQ(RemoteAccess_Disconnect(nullptr), -4);
+}
+
+TEST_F(RemoteAccessTest, GivesMemory_WhenAnAllocationFails) {
+  AddEntry("one");
+  AddConnection(5, "one", kConnected);
+  FailEveryAllocation([] {
+    char buffer[64];
+    const ErrorCode status = RemoteAccess_ListEntries(sizeof buffer, buffer);
+    EXPECT_TRUE(status == 0 || status == 1) << status;
+    EXPECT_STREQ(buffer, status == 0 ? "one" : "");
+    const int32_t isConnected = RemoteAccess_IsConnected("one");
+    EXPECT_TRUE(isConnected == 0 || isConnected == 1);
+  });
+}
+
+// ---- the entry that sockets use ----------------------------------------------------------------
+
+class SockDialUp : public RemoteAccessTest {
+ protected:
+  void SetUp() override {
+    ASSERT_NO_FATAL_FAILURE(RemoteAccessTest::SetUp());
+    ASSERT_EQ(iSock_Init(), 0);
+    AddEntry("isp");
+    AddEntry("second");
+  }
+  void TearDown() override {
+    // Clears what the selection remembers of this test: an idle connection that it dialled is given up.
+    Sock_SetRemoteAccess("isp", 1);
+    Sock_SetRemoteAccess(nullptr, 0);
+    iSock_Exit();
+    RemoteAccessTest::TearDown();
+  }
+
+  // What a socket does before its first connection; fails, as nobody listens there.
+  static void Resolve() {
+    platform::SocketAddress address;
+    EXPECT_EQ(iSock_Resolve("127.0.0.1", 1, &address), 0);
+  }
+};
+
+TEST_F(SockDialUp, DialsBeforeAHostIsResolved) {
+  ASSERT_EQ(Sock_SetRemoteAccess("isp", 1), 0);
+  EXPECT_EQ(fake->dials, 0u);
+  loopback::Listener listener;
+  Sock* sock = nullptr;
+  ASSERT_EQ(Sock_OpenConnectBuffer(0, "127.0.0.1", listener.port(), &sock), 0);
+  EXPECT_EQ(fake->dials, 1u);
+  EXPECT_STREQ(fake->lastDialled.entry, "isp");
+  EXPECT_STREQ(fake->lastDialled.user, "stored user");
+  Resolve();
+  EXPECT_EQ(fake->dials, 1u);
+  Sock_Delete(sock);
+}
+
+TEST_F(SockDialUp, DialsBeforeListening) {
+  ASSERT_EQ(Sock_SetRemoteAccess("isp", 1), 0);
+  Sock* sock = nullptr;
+  ASSERT_EQ(Sock_OpenListen(0, &sock), 0);
+  EXPECT_EQ(fake->dials, 1u);
+  Sock_Delete(sock);
+}
+
+TEST_F(SockDialUp, GivesTheFailureOfDiallingOnlyWhenListening) {
+  fake->dialError = 676;
+  ASSERT_EQ(Sock_SetRemoteAccess("isp", 1), 0);
+  loopback::Listener listener;
+  Sock* sock = nullptr;
+  EXPECT_EQ(Sock_OpenConnectBuffer(0, "127.0.0.1", listener.port(), &sock), 0);
+  Sock_Delete(sock);
+  ASSERT_EQ(Sock_NewCreate(&sock), 0);
+  EXPECT_EQ(Sock_Bind(sock, nullptr, 0), 0);
+  EXPECT_EQ(Sock_Listen(sock, 5), -1);
+  EXPECT_EQ(Sock_GetError(sock), -1);
+  Sock_Delete(sock);
+  EXPECT_EQ(Sock_OpenListen(0, &sock), -1);
+  EXPECT_EQ(sock, nullptr);
+}
+
+TEST_F(SockDialUp, HangsUpWhenTheLastSocketIsGone) {
+  ASSERT_EQ(Sock_SetRemoteAccess("isp", 1), 0);
+  Sock* first = nullptr;
+  Sock* second = nullptr;
+  ASSERT_EQ(Sock_OpenListen(0, &first), 0);
+  ASSERT_EQ(Sock_OpenListen(0, &second), 0);
+  Sock_Delete(first);
+  EXPECT_EQ(fake->hangUps, 0u);
+  Sock_Close(second);
+  EXPECT_EQ(fake->hangUps, 0u);
+  Sock_Delete(second);
+  EXPECT_EQ(fake->hangUps, 1u);
+  EXPECT_EQ(RemoteAccess_IsConnected("isp"), 0);
+}
+
+TEST_F(SockDialUp, DialsAgainAfterHangingUp) {
+  ASSERT_EQ(Sock_SetRemoteAccess("isp", 1), 0);
+  for (uint32_t round = 1; round <= 3; ++round) {
+    Sock* sock = nullptr;
+    ASSERT_EQ(Sock_OpenListen(0, &sock), 0);
+    EXPECT_EQ(fake->dials, round);
+    Sock_Delete(sock);
+    EXPECT_EQ(fake->hangUps, round);
+  }
+}
+
+TEST_F(SockDialUp, KeepsTheConnection_WhenNotAskedToHangUp) {
+  ASSERT_EQ(Sock_SetRemoteAccess("isp", 0), 0);
+  Sock* sock = nullptr;
+  ASSERT_EQ(Sock_OpenListen(0, &sock), 0);
+  Sock_Delete(sock);
+  EXPECT_EQ(fake->dials, 1u);
+  EXPECT_EQ(fake->hangUps, 0u);
+}
+
+TEST_F(SockDialUp, LeavesAConnectionThatItDidNotDial) {
+  AddConnection(5, "isp", kConnected);
+  ASSERT_EQ(Sock_SetRemoteAccess("isp", 1), 0);
+  Sock* sock = nullptr;
+  ASSERT_EQ(Sock_OpenListen(0, &sock), 0);
+  Sock_Delete(sock);
+  EXPECT_EQ(fake->dials, 0u);
+  EXPECT_EQ(fake->hangUps, 0u);
+}
+
+TEST_F(SockDialUp, GivesInited_WhileSocketsUseTheConnectionItDialled) {
+  ASSERT_EQ(Sock_SetRemoteAccess("isp", 1), 0);
+  Sock* sock = nullptr;
+  ASSERT_EQ(Sock_OpenListen(0, &sock), 0);
+  EXPECT_EQ(Sock_SetRemoteAccess("second", 1), 2);
+  // Nothing has changed: the first entry is still the one in use.
+  Resolve();
+  EXPECT_EQ(fake->dials, 1u);
+  Sock_Delete(sock);
+  EXPECT_EQ(fake->hangUps, 1u);
+}
+
+TEST_F(SockDialUp, HangsUpTheOldEntry_WhenAnotherIsSelected) {
+  ASSERT_EQ(Sock_SetRemoteAccess("isp", 1), 0);
+  Resolve();
+  EXPECT_EQ(fake->dials, 1u);
+  EXPECT_EQ(Sock_SetRemoteAccess("second", 0), 0);
+  EXPECT_EQ(fake->hangUps, 1u);
+  EXPECT_EQ(RemoteAccess_IsConnected("isp"), 0);
+  Resolve();
+  EXPECT_EQ(fake->dials, 2u);
+  EXPECT_STREQ(fake->lastDialled.entry, "second");
+}
+
+TEST_F(SockDialUp, RefusesAnInvalidEntryAndKeepsTheOld) {
+  ASSERT_EQ(Sock_SetRemoteAccess("isp", 1), 0);
+  EXPECT_EQ(Sock_SetRemoteAccess("unknown", 1), -4);
+  Resolve();
+  EXPECT_STREQ(fake->lastDialled.entry, "isp");
+}
+
+TEST_F(SockDialUp, DialsNoMoreOnceCleared) {
+  ASSERT_EQ(Sock_SetRemoteAccess("isp", 1), 0);
+  EXPECT_EQ(Sock_SetRemoteAccess("", 1), 0);
+  Resolve();
+  EXPECT_EQ(fake->dials, 0u);
+}
+
+// The name is cleared before the hang-up looks for it.
+TEST_F(SockDialUp, LeavesTheConnectionUp_WhenTheSelectionIsCleared) {
+  ASSERT_EQ(Sock_SetRemoteAccess("isp", 1), 0);
+  Resolve();
+  EXPECT_EQ(Sock_SetRemoteAccess(nullptr, 1), 0);
+  EXPECT_EQ(fake->hangUps, 0u);
+  EXPECT_EQ(RemoteAccess_IsConnected("isp"), 1);
+}
+
+TEST_F(SockDialUp, SkipsAnEntryThatIsNoLongerInThePhoneBook) {
+  ASSERT_EQ(Sock_SetRemoteAccess("isp", 1), 0);
+  fake->entryCount = 0;
+  Resolve();
+  EXPECT_EQ(fake->dials, 0u);
+  EXPECT_EQ(iSock_GuardRemoteAccess(), 0);
+}
+
+TEST_F(SockDialUp, HangsUpAtTheEnd_WhenSocketsAreLeft) {
+  ASSERT_EQ(Sock_SetRemoteAccess("isp", 1), 0);
+  Sock* sock = nullptr;
+  ASSERT_EQ(Sock_OpenListen(0, &sock), 0);
+  iSock_Exit();
+  EXPECT_EQ(fake->hangUps, 1u);
+  EXPECT_EQ(iSock_CountLive(), 0u);
+  ASSERT_EQ(iSock_Init(), 0);
+  Sock_Delete(sock);
+}
+
+}  // namespace

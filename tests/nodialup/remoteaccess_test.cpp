@@ -1,0 +1,60 @@
+// A system without a usable dial-up service: missing, or missing one of the six calls.
+#include "qz/remoteaccess.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+
+#include "net/sock_internal.h"
+#include "os/socketlayer_internal.h"
+#include "tests/support/loopback.h"
+#include "tests/support/rasapi32/fake_service.h"
+
+namespace {
+
+class RemoteAccessMissing : public testing::Test {
+ protected:
+  static void SetUpTestSuite() { ASSERT_TRUE(InstallIncompleteService()); }
+};
+
+TEST_F(RemoteAccessMissing, AnswersNoToEveryQuery) {
+  EXPECT_EQ(RemoteAccess_IsAvailable(), 0);
+  EXPECT_EQ(RemoteAccess_ValidEntry("isp"), 0);
+  EXPECT_EQ(RemoteAccess_HasPassword("isp"), 0);
+  EXPECT_EQ(RemoteAccess_IsConnected("isp"), 0);
+}
+
+TEST_F(RemoteAccessMissing, GivesNotInitedFromEveryAction) {
+  EXPECT_EQ(RemoteAccess_Connect("isp", nullptr, nullptr), -2);
+  EXPECT_EQ(RemoteAccess_Disconnect("isp"), -2);
+  EXPECT_EQ(RemoteAccess_KillBadConnections(), -2);
+}
+
+TEST_F(RemoteAccessMissing, ClearsTheWholeListAllTheSame) {
+  char buffer[20];
+  memset(buffer, '~', sizeof buffer);
+  EXPECT_EQ(RemoteAccess_ListEntries(16, buffer), -2);
+  EXPECT_EQ(std::string(buffer, 20), std::string(16, '\0') + "~~~~");
+}
+
+TEST_F(RemoteAccessMissing, SelectsNoEntryForSockets) {
+  EXPECT_EQ(Sock_SetRemoteAccess("isp", 1), -4);
+  EXPECT_EQ(Sock_SetRemoteAccess("", 1), 0);
+  EXPECT_EQ(Sock_SetRemoteAccess(nullptr, 0), 0);
+  Sock_CloseRemoteAccess();
+}
+
+TEST_F(RemoteAccessMissing, LetsSocketsWorkWithoutDialling) {
+  ASSERT_EQ(iSock_Init(), 0);
+  EXPECT_EQ(iSock_GuardRemoteAccess(), 0);
+  loopback::Listener listener;
+  Sock* sock = nullptr;
+  EXPECT_EQ(Sock_OpenConnectBuffer(0, "127.0.0.1", listener.port(), &sock), 0);
+  EXPECT_EQ(Sock_Delete(sock), 0);
+  EXPECT_EQ(Sock_OpenListen(0, &sock), 0);
+  EXPECT_EQ(Sock_Delete(sock), 0);
+  iSock_Exit();
+}
+
+}  // namespace
