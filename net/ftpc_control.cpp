@@ -32,8 +32,7 @@ constexpr size_t kLoginBufferSize = 256;
 
 FTPProxyServer proxyServer = {};
 
-// ---- welcome file
-// -------------------------------------------------------------------------------------------
+// ---- welcome file ----------------------------------------------------------------------------------------
 
 // The name with its ending must be free; that the name without it is says nothing.
 ErrorCode MakeWelcomeName(char* name) {
@@ -85,8 +84,7 @@ class Capturing {
   FTPc* connection_;
 };
 
-// ---- lines
-// --------------------------------------------------------------------------------------------------
+// ---- lines -----------------------------------------------------------------------------------------------
 
 // The line connection says Ended for every failure; the stream knows which it was.
 ErrorCode LineFailure(FTPc* connection, ErrorCode status) {
@@ -145,8 +143,7 @@ ErrorCode ReceiveReply(FTPc* connection, Reply* reply) {
   return taken;
 }
 
-// ---- opening
-// ------------------------------------------------------------------------------------------------
+// ---- opening ---------------------------------------------------------------------------------------------
 
 FTPc* NewConnection(const char* host, uint32_t port, uint32_t flags) {
   const size_t hostSize = strlen(host) + 1;
@@ -193,8 +190,7 @@ ErrorCode ReadGreeting(FTPc* connection, Reply* reply) {
   return reply->replyClass == kFTPClass_Completed ? Error_None : Error_NoAccess;
 }
 
-// ---- logging in
-// ---------------------------------------------------------------------------------------------
+// ---- logging in ------------------------------------------------------------------------------------------
 
 // What USER is given: through a proxy the server is named behind the user.
 // Kept: through a proxy and for another port than 21 it is the port's digits alone; proxies set up for this
@@ -224,8 +220,7 @@ void Free(FTPc* connection) {
 
 }  // namespace
 
-// ---- commands
-// -----------------------------------------------------------------------------------------------
+// ---- commands --------------------------------------------------------------------------------------------
 
 bool iFTPc_IsArgument(const char* text) {
   return text != nullptr && strpbrk(text, "\r\n") == nullptr;
@@ -273,8 +268,7 @@ ErrorCode CommandWithArgument(FTPc* connection, const FTPCommand& command, const
 
 }  // namespace
 
-// ---- exported functions
-// -------------------------------------------------------------------------------------
+// ---- exported functions ----------------------------------------------------------------------------------
 
 ErrorCode FTPc_Open(const char* host, uint32_t port, uint32_t flags, FTPc** connection, Reply* reply) {
   if (connection != nullptr) *connection = nullptr;

@@ -48,8 +48,7 @@ uint32_t ChooseActivePort() {
   return port;
 }
 
-// ---- opening the data connection
-// ----------------------------------------------------------------------------
+// ---- opening the data connection -------------------------------------------------------------------------
 
 // A reply that has already come belongs to the command that failed, and must not be taken for the next one's.
 void TakePendingReply(FTPc* connection, Reply* reply) {
@@ -98,8 +97,7 @@ ErrorCode StartActive(FTPc* connection, const char* name, const char* argument, 
   return status;
 }
 
-// ---- starting transfers
-// -------------------------------------------------------------------------------------
+// ---- starting transfers ----------------------------------------------------------------------------------
 
 // The checks that every transfer begins with; nothing is sent before them.
 ErrorCode Prepare(const FTPc* connection, const char* path, Stream** stream, Reply* reply) {
@@ -137,8 +135,7 @@ ErrorCode StartRestart(FTPc* connection, const char* name, const char* path, uin
   return iFTPc_StartData(connection, name, path, stream, reply);
 }
 
-// ---- moving and ending
-// --------------------------------------------------------------------------------------
+// ---- moving and ending -----------------------------------------------------------------------------------
 
 Sock* SocketOf(Stream* stream) {
   return reinterpret_cast<Sock*>(Stream_FindType(stream, StreamType_Sock));
@@ -235,8 +232,7 @@ ErrorCode StartWholeRestart(FTPc* connection, const char* name, const char* path
 
 }  // namespace
 
-// ---- shared with lists and moves
-// ----------------------------------------------------------------------------
+// ---- shared with lists and moves -------------------------------------------------------------------------
 
 ErrorCode iFTPc_SetPassive(FTPc* connection, Reply* reply) {
   const ErrorCode status = iFTPc_Command(connection, kPassive, nullptr, reply);
@@ -278,8 +274,7 @@ ErrorCode iFTPc_Receive(FTPc* connection, Stream* data, Stream* destination, uin
   return Finish(connection, data, copyStatus, reply);
 }
 
-// ---- exported functions
-// -------------------------------------------------------------------------------------
+// ---- exported functions ----------------------------------------------------------------------------------
 
 ErrorCode FTPc_RestartSupported(FTPc* connection, int32_t* flag) {
   if (flag == nullptr) return Error_Invalid;

@@ -17,8 +17,7 @@
 #include "qz/stringlookup.h"
 #include "qz/telnet.h"
 
-// ---- ftpc_texts.cpp
-// -----------------------------------------------------------------------------------------
+// ---- ftpc_texts.cpp --------------------------------------------------------------------------------------
 
 // Reply codes of the standard.
 enum FTPReply : int32_t {
@@ -66,8 +65,7 @@ enum FTPReply : int32_t {
 inline constexpr uint32_t kFTPReply_Count = 39;
 extern const StringLookup kFTPReply_Texts[kFTPReply_Count];
 
-// ---- ftpc_reply.cpp
-// -----------------------------------------------------------------------------------------
+// ---- ftpc_reply.cpp --------------------------------------------------------------------------------------
 
 // First digits of the reply codes.
 inline constexpr int32_t kFTPClass_Preliminary = '1';
@@ -106,8 +104,7 @@ class FTPReplyReader {
 // ends.
 std::string_view iFTPc_WelcomeText(std::string_view line);
 
-// ---- ftpc_parse.cpp
-// -----------------------------------------------------------------------------------------
+// ---- ftpc_parse.cpp --------------------------------------------------------------------------------------
 
 // Reads an unsigned number where "%lu" would find one: white space, a sign, digits. Numbers that need more
 // than 32 bits and negative ones give 4294967295. Moves *text behind the number; false, *text unchanged,
@@ -126,8 +123,7 @@ ErrorCode iFTPc_ParseSize(const char* text, uint32_t* size);
 // The text between the first and the last double quote; at most 1023 bytes into path.
 ErrorCode iFTPc_ParseQuoted(const char* text, char* path);
 
-// ---- the connection
-// -----------------------------------------------------------------------------------------
+// ---- the connection --------------------------------------------------------------------------------------
 
 inline constexpr uint32_t kFTPFlag_Caller = FTPcFlag_Passive | FTPcFlag_Welcome | FTPcFlag_NoProxy;
 inline constexpr uint32_t kFTPFlag_Capturing = 8;
@@ -191,8 +187,7 @@ struct FTPProxyServer {
 };
 const FTPProxyServer& iFTPc_GetProxyServer();
 
-// ---- ftpc_data.cpp
-// ------------------------------------------------------------------------------------------
+// ---- ftpc_data.cpp ---------------------------------------------------------------------------------------
 
 // "PASV": the address and port that the server listens at, into the connection.
 ErrorCode iFTPc_SetPassive(FTPc* connection, Reply* reply);

@@ -70,8 +70,7 @@ void Clear(URLData* data) {
   data->port = kNoPort;
 }
 
-// ---- parsing
-// ------------------------------------------------------------------------------------------------
+// ---- parsing ---------------------------------------------------------------------------------------------
 
 // Cuts white space off the end where it stands and returns the first other character.
 char* StripEnds(char* text) {
@@ -143,8 +142,7 @@ void SplitRest(char* rest, URLData* data) {
   SplitAuthority(authority, data);
 }
 
-// ---- formatting
-// ---------------------------------------------------------------------------------------------
+// ---- formatting ------------------------------------------------------------------------------------------
 
 // Writes whole pieces into a buffer; from the first piece that does not fit on, nothing more.
 class Writer {
@@ -215,8 +213,7 @@ void AppendURL(const URLData& data, Writer* writer) {
   writer->AppendEscaped(data.path, "/&#");
 }
 
-// ---- copying and comparing
-// ----------------------------------------------------------------------------------
+// ---- copying and comparing -------------------------------------------------------------------------------
 
 size_t SizeOf(const char* text) {
   return text == nullptr ? 0 : strlen(text) + 1;

@@ -135,8 +135,7 @@ TEST(FTPcWelcome, ShowsALineWithoutItsCode) {
   }
 }
 
-// ---- the texts of the codes
-// -----------------------------------------------------------------------------------
+// ---- the texts of the codes ------------------------------------------------------------------------------
 
 struct TextRow {
   int32_t code;

@@ -214,8 +214,7 @@ TEST(URLProtocol, KnowsThePortOfEveryType) {
   for (int32_t type : {4, 5, -1, INT32_MAX, INT32_MIN}) EXPECT_EQ(URL_GetProtocolTypePort(type), -1) << type;
 }
 
-// ---- formatting
-// -----------------------------------------------------------------------------------------------
+// ---- formatting ------------------------------------------------------------------------------------------
 
 URLData Record(const char* protocol, const char* user, const char* password, const char* host, int32_t port,
                const char* path) {
@@ -316,8 +315,7 @@ TEST(URLFormat, IsRefusedWhenTheSizeGivenIsTooSmall) {
   EXPECT_EQ(iURL_Format(&data, sizeof buffer, nullptr), -4);
 }
 
-// ---- copying and comparing
-// ------------------------------------------------------------------------------------
+// ---- copying and comparing -------------------------------------------------------------------------------
 
 TEST(URLCopy, OwnsItsTexts) {
   URLData* copy = nullptr;

@@ -1,7 +1,7 @@
 // What the FTP tests put their scripts together from, and the client's side of them.
 //
-//   ScriptedServer server({ftp::Join({ftp::Login(), {ExpectLine("PWD"), SendLine("257 \"/\"")}, ftp::Gone()})});
-//   ftp::Client client(server.port());
+//   ScriptedServer server({ftp::Join({ftp::Login(), {ExpectLine("PWD"), SendLine("257 \"/\"")},
+//   ftp::Gone()})}); ftp::Client client(server.port());
 #pragma once
 
 #include <gtest/gtest.h>
@@ -27,7 +27,9 @@ inline Script Join(std::initializer_list<Script> parts) {
   return whole;
 }
 
-inline Script Greeting() { return {script::SendLine("220 ready")}; }
+inline Script Greeting() {
+  return {script::SendLine("220 ready")};
+}
 
 inline Script Login() {
   using namespace script;
@@ -45,7 +47,9 @@ inline Script Passive() {
   using namespace script;
   return {ExpectLine("PASV"), OpenPassive(), SendLine("227 Entering Passive Mode ({pasv}).")};
 }
-inline Script Active() { return {script::ExpectPort(), script::SendLine("200 ok")}; }
+inline Script Active() {
+  return {script::ExpectPort(), script::SendLine("200 ok")};
+}
 
 // A transfer command is taken and the data connection opened.
 inline Script Started(const std::string& command) {
@@ -68,15 +72,24 @@ inline Script TakesFile() {
 }
 
 // The client goes away without another word.
-inline Script Gone() { return {script::ExpectEnd()}; }
-inline Script Quit() { return {script::ExpectLine("QUIT"), script::SendLine("221 bye"), script::ExpectEnd()}; }
+inline Script Gone() {
+  return {script::ExpectEnd()};
+}
+inline Script Quit() {
+  return {script::ExpectLine("QUIT"), script::SendLine("221 bye"), script::ExpectEnd()};
+}
+
+// A server that answers what it is asked and never minds what is not: for runs in which the client gives up
+// anywhere. Every RETR, LIST and NLST gives `file`; every STOR and STOU is read to its end.
+Script Patient(const std::string& file);
 
 // A connection that is opened, and logged in unless told otherwise; freed without QUIT.
 class Client {
  public:
   explicit Client(uint16_t port, uint32_t flags = kPassive, bool logIn = true) {
     EXPECT_EQ(FTPc_Open("127.0.0.1", port, flags, &connection_, &reply), 0);
-    if (logIn && connection_ != nullptr) EXPECT_EQ(FTPc_Login(connection_, "anonymous", "me@", &reply), 0);
+    if (!logIn || connection_ == nullptr) return;
+    EXPECT_EQ(FTPc_Login(connection_, "anonymous", "me@", &reply), 0);
   }
   ~Client() { FTPc_Delete(connection_); }
   Client(const Client&) = delete;

@@ -1,0 +1,150 @@
+// Copying between streams: chunks, limits, and what each failure gives.
+#include <gtest/gtest.h>
+
+#include "net/copy_internal.h"
+#include "net/sock_internal.h"
+#include "tests/support/test_stream.h"
+
+namespace {
+
+using Sizes = std::vector<uint32_t>;
+
+// Ends the waits of a test early.
+struct ShortWait {
+  explicit ShortWait(uint32_t milliseconds) { iSock_SetWaitMilliseconds(milliseconds); }
+  ~ShortWait() { iSock_SetWaitMilliseconds(0); }
+};
+
+TEST(CopyStream, MovesEverythingInChunksOf4096) {
+  const std::string bytes(10000, 'x');
+  TestStream source(bytes);
+  TestStream destination;
+  uint32_t count = 0;
+  EXPECT_EQ(iNet_CopyStream(source.stream(), destination.stream(), kNet_NoLimit, &count), 0);
+  EXPECT_EQ(count, 10000u);
+  EXPECT_EQ(destination.written(), bytes);
+  EXPECT_EQ(source.readSizes(), (Sizes{4096, 4096, 4096, 4096}));
+  EXPECT_EQ(destination.writeSizes(), (Sizes{4096, 4096, 1808}));
+}
+
+TEST(CopyStream, StopsAtTheLimit) {
+  TestStream source(std::string(10000, 'x'));
+  TestStream destination;
+  uint32_t count = 0;
+  EXPECT_EQ(iNet_CopyStream(source.stream(), destination.stream(), 5000, &count), 0);
+  EXPECT_EQ(count, 5000u);
+  EXPECT_EQ(source.readSizes(), (Sizes{4096, 904}));
+}
+
+TEST(CopyStream, MovesNothingForALimitOf0) {
+  TestStream source("abc");
+  TestStream destination;
+  uint32_t count = 7;
+  EXPECT_EQ(iNet_CopyStream(source.stream(), destination.stream(), 0, &count), 0);
+  EXPECT_EQ(count, 0u);
+  EXPECT_TRUE(source.readSizes().empty());
+}
+
+TEST(CopyStream, GivesEnded_WhenTheSourceStopsBeforeTheLimit) {
+  for (ErrorCode end : {Error_Ended, Error_None}) {
+    TestStream source("abc");
+    source.Gives(end);
+    TestStream destination;
+    uint32_t count = 0;
+    EXPECT_EQ(iNet_CopyStream(source.stream(), destination.stream(), 4, &count), 4) << end;
+    EXPECT_EQ(count, 3u);
+    EXPECT_EQ(destination.written(), "abc");
+  }
+}
+
+TEST(CopyStream, GivesTheStatusOfAFailedRead) {
+  for (ErrorCode status : {Error_Retry, Error_Timeout, Error_Cancel, Error_Fail}) {
+    for (uint32_t limit : {kNet_NoLimit, 10u}) {
+      TestStream source("abc");
+      source.Gives(status);
+      TestStream destination;
+      uint32_t count = 0;
+      EXPECT_EQ(iNet_CopyStream(source.stream(), destination.stream(), limit, &count), status);
+      EXPECT_EQ(count, 3u);
+    }
+  }
+}
+
+TEST(CopyStream, ReadsAgain_WhenTheSourceWouldBlock) {
+  TestStream source("abc");
+  source.Gives(Error_Block).Gives(Error_Block).Gives("def");
+  TestStream destination;
+  uint32_t count = 0;
+  EXPECT_EQ(iNet_CopyStream(source.stream(), destination.stream(), kNet_NoLimit, &count), 0);
+  EXPECT_EQ(destination.written(), "abcdef");
+}
+
+TEST(CopyStream, GivesTimeout_WhenTheSourceBlocksForTooLong) {
+  ShortWait wait(60);
+  TestStream source("abc");
+  for (int i = 0; i < 1000; ++i) source.Gives(Error_Block);
+  TestStream destination;
+  uint32_t count = 0;
+  EXPECT_EQ(iNet_CopyStream(source.stream(), destination.stream(), kNet_NoLimit, &count), 8);
+  EXPECT_EQ(count, 3u);
+  // It pauses between the attempts.
+  EXPECT_LT(source.readSizes().size(), 20u);
+}
+
+TEST(CopyStream, WritesOnUntilAChunkIsGone) {
+  TestStream source("abcdef");
+  TestStream destination;
+  destination.Takes(1).Takes(2).Takes(0, Error_Block).Takes(1);
+  uint32_t count = 0;
+  EXPECT_EQ(iNet_CopyStream(source.stream(), destination.stream(), kNet_NoLimit, &count), 0);
+  EXPECT_EQ(count, 6u);
+  EXPECT_EQ(destination.written(), "abcdef");
+  EXPECT_EQ(destination.writeSizes(), (Sizes{6, 5, 3, 3, 2}));
+}
+
+TEST(CopyStream, GivesExceed_WhenTheDestinationEnds) {
+  TestStream source("abcdef");
+  TestStream destination;
+  destination.Takes(4).Takes(0, Error_Ended);
+  uint32_t count = 0;
+  EXPECT_EQ(iNet_CopyStream(source.stream(), destination.stream(), kNet_NoLimit, &count), 5);
+  EXPECT_EQ(count, 4u);
+}
+
+TEST(CopyStream, GivesUpADestinationThatTakesNothing) {
+  struct Row {
+    ErrorCode status;
+    ErrorCode result;
+  };
+  // A destination that takes nothing and says nothing must not look like success.
+  for (const Row& row :
+       {Row{Error_Exceed, 5}, Row{Error_Retry, 9}, Row{Error_Block, 6}, Row{Error_None, 8}}) {
+    ShortWait wait(60);
+    TestStream source("abcdef");
+    TestStream destination;
+    destination.Takes(4).TakesNoMore(row.status);
+    uint32_t count = 0;
+    EXPECT_EQ(iNet_CopyStream(source.stream(), destination.stream(), kNet_NoLimit, &count), row.result);
+    EXPECT_EQ(count, 4u);
+    EXPECT_GT(destination.writeSizes().size(), 3u);
+    EXPECT_LT(destination.writeSizes().size(), 20u);
+  }
+}
+
+TEST(CopyStream, DoesNotWaitTwice_WhenAWriteTimedOut) {
+  TestStream source("abcdef");
+  TestStream destination;
+  destination.TakesNoMore(Error_Timeout);
+  uint32_t count = 7;
+  EXPECT_EQ(iNet_CopyStream(source.stream(), destination.stream(), kNet_NoLimit, &count), 8);
+  EXPECT_EQ(count, 0u);
+  EXPECT_EQ(destination.writeSizes().size(), 1u);
+}
+
+TEST(CopyStream, NeedsNoCount) {
+  TestStream source("abc");
+  TestStream destination;
+  EXPECT_EQ(iNet_CopyStream(source.stream(), destination.stream(), kNet_NoLimit, nullptr), 0);
+}
+
+}  // namespace
