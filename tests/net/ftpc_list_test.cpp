@@ -1,0 +1,227 @@
+// Directory lists into local files.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "net/ftpc_internal.h"
+#include "tests/support/fail_allocation.h"
+#include "tests/support/scripted_ftp.h"
+
+using namespace script;
+
+namespace {
+
+// A name in the temporary directory for the list; whatever is left there is removed after the test.
+class FTPcListTest : public ftp::LibraryTest {
+ protected:
+  void SetUp() override {
+    ftp::LibraryTest::SetUp();
+    char folder[1024];
+    ASSERT_EQ(File_GetSysDir(SysDir_Temp, folder), 0);
+    ASSERT_EQ(File_UniquifyName(folder, "listTest", localFile_), 0);
+  }
+  void TearDown() override {
+    File_Unlink(localFile_);
+    ftp::LibraryTest::TearDown();
+  }
+
+  bool HasFile() const { return File_Exists(localFile_, nullptr) == 1; }
+
+  std::vector<std::string> FileLines() const {
+    std::vector<std::string> lines;
+    File* file = nullptr;
+    EXPECT_EQ(File_Open(localFile_, 1, &file), 0);
+    if (file == nullptr) return lines;
+    char line[1024];
+    while (File_ScanLine(file, sizeof line, line) >= 0) lines.emplace_back(line);
+    File_Close(file);
+    return lines;
+  }
+
+  char localFile_[1024];
+};
+
+using Lines = std::vector<std::string>;
+
+Script AfterLogin(std::initializer_list<Script> parts) {
+  return ftp::Join({ftp::Login(), ftp::Join(parts), ftp::Gone()});
+}
+
+TEST_F(FTPcListTest, ListsWithTheCommandOfTheKind) {
+  struct Row {
+    int32_t kind;
+    const char* command;
+  };
+  for (const Row& row : {Row{0, "NLST"}, Row{1, "NLST"}, Row{2, "LIST"}}) {
+    ScriptedServer server(
+        {AfterLogin({ftp::Passive(), ftp::Started(row.command), ftp::SendsFile("a\r\nb c\r\n")})});
+    ftp::Client client(server.port());
+    EXPECT_EQ(FTPc_GetDirectoryList(client, nullptr, row.kind, localFile_, &client.reply), 0) << row.kind;
+    EXPECT_EQ(FileLines(), (Lines{"a", "b c"}));
+    EXPECT_EQ(client.reply.code, 226);
+    FTPc_Delete(client.Release());
+    server.Finish();
+  }
+}
+
+TEST_F(FTPcListTest, ListsInActiveMode) {
+  ScriptedServer server({AfterLogin({ftp::Active(), ftp::StartedActive("LIST"), ftp::SendsFile("a\r\n")})});
+  ftp::Client client(server.port(), ftp::kActive);
+  EXPECT_EQ(FTPc_GetDirectoryList(client, nullptr, 2, localFile_, &client.reply), 0);
+  EXPECT_EQ(FileLines(), (Lines{"a"}));
+  FTPc_Delete(client.Release());
+  server.Finish();
+}
+
+TEST_F(FTPcListTest, ChangesToTheDirectoryFirst) {
+  ScriptedServer server({AfterLogin(
+      {ftp::Exchange("CWD /d e", "250 ok"), ftp::Passive(), ftp::Started("NLST"), ftp::SendsFile("")})});
+  ftp::Client client(server.port());
+  EXPECT_EQ(FTPc_GetDirectoryList(client, "/d e", 0, localFile_, &client.reply), 0);
+  EXPECT_TRUE(HasFile());
+  EXPECT_EQ(FileLines(), Lines());
+  FTPc_Delete(client.Release());
+  server.Finish();
+}
+
+TEST_F(FTPcListTest, SendsNothing_ForAnUnknownKind) {
+  ScriptedServer server({AfterLogin({})});
+  ftp::Client client(server.port());
+  DirectoryList* list = nullptr;
+  for (int32_t kind : {3, 4, -1, INT32_MAX}) {
+    EXPECT_EQ(FTPc_GetDirectoryList(client, "/d", kind, localFile_, &client.reply), -1) << kind;
+    EXPECT_EQ(FTPc_StartDirectoryList(client, "/d", kind, &list, &client.reply), -1) << kind;
+  }
+  EXPECT_FALSE(HasFile());
+  FTPc_Delete(client.Release());
+  server.Finish();
+}
+
+TEST_F(FTPcListTest, GivesNoAccess_WhenTheDirectoryIsRefused) {
+  ScriptedServer server({AfterLogin({ftp::Exchange("CWD /d", "550 no")})});
+  ftp::Client client(server.port());
+  EXPECT_EQ(FTPc_GetDirectoryList(client, "/d", 0, localFile_, &client.reply), -5);
+  EXPECT_FALSE(HasFile());
+  FTPc_Delete(client.Release());
+  server.Finish();
+}
+
+TEST_F(FTPcListTest, GivesFail_WhenTheLocalFileCannotBeOpened) {
+  ScriptedServer server({AfterLogin({ftp::Exchange("CWD /d", "250 ok")})});
+  ftp::Client client(server.port());
+  EXPECT_EQ(
+      FTPc_GetDirectoryList(client, "/d", 0, (std::string(localFile_) + "/no/file").c_str(), &client.reply),
+      -1);
+  FTPc_Delete(client.Release());
+  server.Finish();
+}
+
+TEST_F(FTPcListTest, RemovesAListThatDidNotComeWhole) {
+  struct Row {
+    Script script;
+    ErrorCode status;
+  };
+  for (const Row& row :
+       {Row{ftp::Exchange("PASV", "500 no"), -4},
+        Row{ftp::Join(
+                {ftp::Passive(), {ExpectLine("NLST"), DataAccept(), SendLine("550 none"), DataStall()}}),
+            -3},
+        Row{ftp::Join({ftp::Passive(),
+                       ftp::Started("NLST"),
+                       {DataSend("a\r\n"), DataClose(), SendLine("426 cut")}}),
+            -4},
+        Row{ftp::Join({ftp::Passive(),
+                       ftp::Started("NLST"),
+                       {DataSend("a\r\n"), Wait(50), DataReset(), SendLine("226 done")}}),
+            9}}) {
+    ScriptedServer server({AfterLogin({row.script})});
+    ftp::Client client(server.port());
+    EXPECT_EQ(FTPc_GetDirectoryList(client, nullptr, 0, localFile_, &client.reply), row.status);
+    EXPECT_FALSE(HasFile());
+    FTPc_Delete(client.Release());
+    server.Finish();
+  }
+}
+
+Lines ReadList(DirectoryList* list) {
+  Lines lines;
+  char line[1024];
+  while (Directory_IterateList(list, line) == 0) lines.emplace_back(line);
+  EXPECT_EQ(Directory_EndList(list), 0);
+  return lines;
+}
+
+TEST_F(FTPcListTest, StartsAListThatIsReadLineByLine) {
+  struct Row {
+    int32_t kind;
+    const char* command;
+    Lines lines;
+  };
+  for (const Row& row :
+       {Row{0, "NLST", {"a", "b c"}}, Row{1, "NLST", {"/d/a", "/d/b c"}}, Row{2, "LIST", {"a", "b c"}}}) {
+    ScriptedServer server({AfterLogin({ftp::Exchange("CWD /d", "250 ok"), ftp::Passive(),
+                                       ftp::Started(row.command), ftp::SendsFile("a\r\nb c\r\n")})});
+    ftp::Client client(server.port());
+    DirectoryList* list = nullptr;
+    ASSERT_EQ(FTPc_StartDirectoryList(client, "/d", row.kind, &list, &client.reply), 0);
+    EXPECT_EQ(ReadList(list), row.lines) << row.kind;
+    FTPc_Delete(client.Release());
+    server.Finish();
+  }
+}
+
+TEST_F(FTPcListTest, StartsAListOfTheCurrentDirectory) {
+  ScriptedServer server({AfterLogin({ftp::Passive(), ftp::Started("NLST"), ftp::SendsFile("a\r\n")})});
+  ftp::Client client(server.port());
+  DirectoryList* list = nullptr;
+  ASSERT_EQ(FTPc_StartDirectoryList(client, nullptr, 0, &list, &client.reply), 0);
+  EXPECT_EQ(ReadList(list), (Lines{"a"}));
+  FTPc_Delete(client.Release());
+  server.Finish();
+}
+
+TEST_F(FTPcListTest, StartsNoList_WhenTheServerRefuses) {
+  ScriptedServer server({AfterLogin({ftp::Exchange("CWD /d", "550 no")})});
+  ftp::Client client(server.port());
+  DirectoryList* list = reinterpret_cast<DirectoryList*>(1);
+  EXPECT_EQ(FTPc_StartDirectoryList(client, "/d", 0, &list, &client.reply), -5);
+  EXPECT_EQ(list, nullptr);
+  FTPc_Delete(client.Release());
+  server.Finish();
+}
+
+// Names of the temporary list files that are there.
+size_t CountTemporaryLists() {
+  char folder[1024];
+  EXPECT_EQ(File_GetSysDir(SysDir_Temp, folder), 0);
+  DirectoryList* list = nullptr;
+  EXPECT_EQ(Directory_StartList(folder, 0, &list), 0);
+  size_t count = 0;
+  for (const std::string& name : ReadList(list)) count += name.compare(0, 8, "ftpcList") == 0;
+  return count;
+}
+
+TEST_F(FTPcListTest, GivesMemory_WhenAnAllocationFails) {
+  ScriptedServer server({ftp::Patient("a\r\nb\r\n")});
+  server.RepeatLast();
+  const size_t before = CountTemporaryLists();
+  FailEveryAllocation([&] {
+    FTPc* connection = nullptr;
+    Reply reply;
+    ErrorCode status = FTPc_Open("127.0.0.1", server.port(), ftp::kPassive, &connection, &reply);
+    if (status == 0) status = FTPc_Login(connection, "u", "p", &reply);
+    DirectoryList* list = nullptr;
+    if (status == 0) status = FTPc_StartDirectoryList(connection, "/d", 0, &list, &reply);
+    ASSERT_TRUE(status == 0 || status == 1) << status;
+    ASSERT_EQ(status == 0, list != nullptr);
+    if (list != nullptr) {
+      EXPECT_EQ(ReadList(list), (Lines{"a", "b"}));
+    }
+    FTPc_Delete(connection);
+  });
+  server.Finish();
+  EXPECT_EQ(CountTemporaryLists(), before);
+}
+
+}  // namespace
