@@ -6,10 +6,12 @@
 #include <string>
 #include <vector>
 
+#include "qz/file.h"
 #include "qz/memorystream.h"
 #include "qz/sizestream.h"
 #include "tests/support/fail_allocation.h"
 #include "tests/support/scripted_stream.h"
+#include "tests/support/temp_dir.h"
 
 namespace {
 
@@ -205,6 +207,29 @@ TEST(ReadBufferStreamSetDeleteStream, RefusesAnyOtherStream) {
   EXPECT_EQ(ReadBufferStream_SetDeleteStream(memory, 1), -4);
   EXPECT_EQ(ReadBufferStream_SetDeleteStream(nullptr, 1), -4);
   Stream_Delete(memory);
+}
+
+TEST(ReadBufferStream, WrapsAFile) {
+  TempDir directory;
+  File* file = nullptr;
+  ASSERT_EQ(File_Open(directory.Name("lines.txt").c_str(), 3, &file), 0);
+  Stream* beneath = File_GetStream(file);
+  EXPECT_EQ(Stream_WriteFLine(beneath, "%s", "first"), 0);
+  EXPECT_EQ(Stream_WriteF(beneath, "%s", "second"), 0);
+  File_Seek(file, 0, 0);
+  EXPECT_EQ(ReadBufferStream_SetDeleteStream(beneath, 1), -4);
+
+  Stream* stream = ReadBufferStream_New(512, beneath, 0);
+  EXPECT_EQ(Stream_FindType(stream, StreamType_File), beneath);
+  EXPECT_EQ(Stream_GetType(stream, StreamType_File), nullptr);
+  EXPECT_EQ(ReadBufferStream_SetDeleteStream(stream, 1), 0);
+  char line[16];
+  uint32_t count = 0;
+  EXPECT_EQ(Stream_ReadTo(stream, 2, "\r\n", sizeof line, line, &count), 0);
+  EXPECT_EQ(std::string(line, count), "first\r\n");
+  EXPECT_EQ(Stream_ReadTo(stream, 2, "\r\n", sizeof line, line, &count), 4);
+  EXPECT_EQ(std::string(line, count), "second");
+  EXPECT_EQ(Stream_Delete(stream), 0);
 }
 
 TEST(ReadBufferStream, CountsProgressOnBothStreams) {
