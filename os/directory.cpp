@@ -4,7 +4,6 @@
 #include <cstring>
 
 #include "os/file_internal.h"
-#include "os/owned.h"
 #include "os/platform/error.h"
 #include "os/platform/filesystem.h"
 #include "qz/error.h"

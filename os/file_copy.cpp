@@ -3,10 +3,8 @@
 // A move within one volume is a rename and needs no steps. Everything else is read and written chunk by
 // chunk; the copy is temporary until the last byte stands in it, and a moved source goes only after that.
 #include <algorithm>
-#include <cstring>
 
 #include "os/file_internal.h"
-#include "os/memory_internal.h"
 #include "os/owned.h"
 #include "os/platform/error.h"
 #include "os/platform/filesystem.h"
