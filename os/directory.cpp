@@ -1,7 +1,5 @@
-// Directories: making, finding, the current one, and removing a whole tree.
+// Directories: making, finding, the current one.
 #include "qz/directory.h"
-
-#include <cstring>
 
 #include "os/file_internal.h"
 #include "os/platform/error.h"
