@@ -116,6 +116,8 @@ ErrorCode InsertAtBranchEnd(PTrieReference& at, void* value) {
   return Error_None;
 }
 
+// Kept: without memory for the new node below a branch the status is Error_Fail; callers tell it from
+// Error_Memory.
 ErrorCode InsertChild(PTrieReference& at, const PTrieKey& key, void* value) {
   Run tail = NewTail(key, 0, value);
   if (!tail.IsMade()) return Error_Fail;

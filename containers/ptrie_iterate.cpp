@@ -46,6 +46,7 @@ Start FindPrefix(const PTrieReference& root, PTrieKey prefix) {
   return {};
 }
 
+// Kept: bytes are signed, so names with bytes from 0x80 on come first; saved and shown lists have this order.
 bool IsBelow(uint8_t a, uint8_t b) {
   return static_cast<int8_t>(a) < static_cast<int8_t>(b);
 }

@@ -88,8 +88,8 @@ void(Stack_Pop)(Stack* stack) {
   Stack_PopInline(stack);
 }
 
-// Kept: the block below is full, yet next is null and nothing is free, so the next push starts a block anew
-// even after a pop and a push at the same place; callers read these fields.
+// Kept: after a block was left, next is null and nothing is free, so the next push allocates a block again;
+// callers read these fields.
 void _Stack_Pop(Stack* stack) {
   if (stack == nullptr || stack->blocks == nullptr) return;
   StackBlock* popped = stack->blocks;
@@ -113,8 +113,8 @@ void Stack_PopDelete(Stack* stack, StackDeleter deleter) {
   Stack_Pop(stack);
 }
 
-// Kept: within a block the deleter sees the elements oldest first; owners of linked elements rely on the
-// order.
+// Kept: the newest block comes first, but within a block the oldest element does; callers that release
+// elements in order see it.
 void Stack_Empty(Stack* stack, StackDeleter deleter) {
   if (stack == nullptr) return;
   uint32_t count = uint32_t{stack->elementsPerBlock} - stack->freeInBlock;

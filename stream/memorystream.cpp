@@ -67,8 +67,9 @@ ErrorCode DeleteRecord(Stream* stream) {
   return Error_None;
 }
 
-// Bytes between the read pointer and the end of what may be read of its chunk. Kept: the chunk of a stream
-// that started empty does not count as the last one, so all of it can be read, written or not.
+// Bytes between the read pointer and the end of what may be read of its chunk.
+// Kept: the chunk of a stream that started empty does not count as the last one, so all of it can be read,
+// written or not; readers of such a stream get whole chunks.
 uint32_t CountReadable(const MemoryStream& record) {
   const auto left = static_cast<uint32_t>(record.readEnd - record.readPointer);
   const bool isLast = record.readChunk + 1 == record.chunkCount;
