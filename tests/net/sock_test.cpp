@@ -423,7 +423,7 @@ TEST_F(SockTest, RefusesNullArguments) {
 }
 
 TEST_F(SockTest, GivesMemory_WhenAnAllocationFails) {
-  FailEveryAllocation([this] {
+  FailEveryAllocation([] {
     Sock* server = nullptr;
     ErrorCode status = Sock_OpenListen(0, &server);
     if (server == nullptr) {

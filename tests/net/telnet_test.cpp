@@ -392,6 +392,29 @@ TEST(TelnetSocket, FindsTheSocketAndShutsItDown) {
   iSock_Exit();
 }
 
+TEST(TelnetSocket, AnswersAThousandCommands) {
+  ASSERT_EQ(iSock_Init(), 0);
+  loopback::Listener listener;
+  Sock* sock = nullptr;
+  ASSERT_EQ(Sock_OpenConnectBuffer(0, "127.0.0.1", listener.port(), &sock), 0);
+  std::thread server([&] {
+    loopback::Connection peer = listener.Accept();
+    std::string command;
+    for (int i = 0; i < 1000 && peer.ReceiveExactly(&command, 6) == loopback::Result::Data; ++i) {
+      peer.Send("250 a reply of the usual length, about fifty bytes\r\n");
+    }
+    EXPECT_EQ(command.size(), 6000u);
+  });
+  Telnet* telnet = Telnet_Open(reinterpret_cast<Stream*>(sock), 0);
+  for (int i = 0; i < 1000; ++i) {
+    ASSERT_EQ(Telnet_SendLine(telnet, "NOOP"), 0);
+    ASSERT_EQ(Receive(telnet), (Line{0, 52, "250 a reply of the usual length, about fifty bytes\n"}));
+  }
+  Telnet_Close(telnet);
+  server.join();
+  iSock_Exit();
+}
+
 TEST(TelnetSocket, GivesEnded_WhenTheSocketTimesOut) {
   ASSERT_EQ(iSock_Init(), 0);
   iSock_SetWaitMilliseconds(50);
