@@ -31,21 +31,22 @@ class Patience {
   uint64_t start_ = 0;
 };
 
-// Reads at least one byte, or says why not. A stream that would block is asked again.
-ErrorCode ReadChunk(Stream* source, uint32_t size, char* chunk, uint32_t* length) {
+// Reads at least one byte, or says why not. A stream that would block may be asked again.
+ErrorCode ReadChunk(Stream* source, uint32_t size, NetCopyStall stall, char* chunk, uint32_t* length) {
   Patience patience;
   for (;;) {
     *length = Stream_Read(source, size, chunk);
     if (*length > 0) return Error_None;
     const ErrorCode status = Stream_Error(source);
-    if (status != Error_Block) return status;
+    if (status != Error_Block || stall == NetCopyStall::Failure) return status;
     if (!patience.Wait()) return Error_Timeout;
   }
 }
 
-// Writes the whole chunk; *written says how far it came. A destination that takes nothing is tried again: a
-// socket may drain, a disk may be given space.
-ErrorCode WriteChunk(Stream* destination, uint32_t length, const char* chunk, uint32_t* written) {
+// Writes the whole chunk; *written says how far it came. A destination that takes nothing may be tried again:
+// a socket may drain, a disk may be given space.
+ErrorCode WriteChunk(Stream* destination, uint32_t length, NetCopyStall stall, const char* chunk,
+                     uint32_t* written) {
   Patience patience;
   *written = 0;
   while (*written < length) {
@@ -57,15 +58,18 @@ ErrorCode WriteChunk(Stream* destination, uint32_t length, const char* chunk, ui
     }
     const ErrorCode status = Stream_Error(destination);
     if (status == Error_Ended) return Error_Exceed;
-    // A socket that gives Timeout has waited all that time itself.
-    if (status == Error_Timeout || !patience.Wait()) return status == Error_None ? Error_Timeout : status;
+    if (stall == NetCopyStall::Failure) return status == Error_None ? Error_Ended : status;
+    // A socket that gives Timeout has waited all that time itself; Cancel means that it is closed.
+    if (status == Error_Timeout || status == Error_Cancel || !patience.Wait())
+      return status == Error_None ? Error_Timeout : status;
   }
   return Error_None;
 }
 
 }  // namespace
 
-ErrorCode iNet_CopyStream(Stream* source, Stream* destination, uint32_t limit, uint32_t* count) {
+ErrorCode iNet_CopyStream(Stream* source, Stream* destination, uint32_t limit, uint32_t* count,
+                          NetCopyStall stall) {
   char chunk[kChunkSize];
   const bool limited = limit != kNet_NoLimit;
   uint32_t moved = 0;
@@ -73,14 +77,16 @@ ErrorCode iNet_CopyStream(Stream* source, Stream* destination, uint32_t limit, u
   while (!limited || moved < limit) {
     const uint32_t size = limited ? std::min(kChunkSize, limit - moved) : kChunkSize;
     uint32_t length = 0;
-    status = ReadChunk(source, size, chunk, &length);
-    if (length == 0) break;
+    status = ReadChunk(source, size, stall, chunk, &length);
+    if (length == 0) {
+      if (!limited && status == Error_Ended) status = Error_None;
+      break;
+    }
     uint32_t written = 0;
-    status = WriteChunk(destination, length, chunk, &written);
+    status = WriteChunk(destination, length, stall, chunk, &written);
     moved += written;
     if (status != Error_None) break;
   }
   if (count != nullptr) *count = moved;
-  if (!limited) return status == Error_Ended ? Error_None : status;
-  return status == Error_None && moved < limit ? Error_Ended : status;
+  return limited && status == Error_None && moved < limit ? Error_Ended : status;
 }

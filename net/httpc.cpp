@@ -81,7 +81,6 @@ Value ResponseValue(const HTTPcResponseRecord& response, int32_t index) {
 ErrorCode CopyValue(const Value& value, uint32_t bufferSize, void* buffer) {
   const uint32_t needed = value.isText ? value.length + 1 : value.length;
   if (bufferSize < needed) return Error_Exceed;
-  if (buffer == nullptr) return Error_Invalid;
   memcpy(buffer, value.bytes, needed);
   return Error_None;
 }
@@ -144,6 +143,7 @@ ErrorCode HTTPc_GetAttribute(HTTPc* connection, int32_t index, uint32_t bufferSi
   if (lengthOut != nullptr) *lengthOut = 0;
   if (connection == nullptr || index < HTTPcResponse_Server || index > HTTPcResponse_Location)
     return Error_Invalid;
+  if (buffer == nullptr && bufferSize != 0) return Error_Invalid;
   if ((connection->response.set & (1u << index)) == 0) return Error_NotFound;
   const Value value = ResponseValue(connection->response, index);
   if (lengthOut != nullptr) *lengthOut = value.length;

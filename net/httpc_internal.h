@@ -91,8 +91,9 @@ ErrorCode iHTTPc_ParseStatusLine(std::string_view line, HTTPcResponseRecord* res
 
 // The progress of reading headers from line to line.
 struct HTTPcHeaderState {
-  char boundary[kHTTPcTextSize];  // of a multipart body; empty while none is known
-  bool complete;                  // the body follows
+  char namedBoundary[kHTTPcTextSize];  // by the last Content-Type; empty: none
+  char boundary[kHTTPcTextSize];       // the one named when an empty line came; empty while none did
+  bool complete;                       // the body follows
 };
 
 // Takes one header line (its ends may still carry blanks and the line end) into the record, or ends the

@@ -64,7 +64,8 @@ ErrorCode SendRequestText(HTTPc* connection, const Exchange& exchange) {
 
 ErrorCode SendBody(HTTPc* connection, Exchange* exchange) {
   if (exchange->body == nullptr || exchange->bodyLength == 0) return Error_None;
-  return iNet_CopyStream(exchange->body, connection->stream, exchange->bodyLength, &exchange->sent);
+  return iNet_CopyStream(exchange->body, connection->stream, exchange->bodyLength, &exchange->sent,
+                         NetCopyStall::Failure);
 }
 
 // A matter of speed only: a system that refuses the size goes on with what it has.
@@ -178,6 +179,7 @@ ErrorCode HTTPc_Get(HTTPc* connection, const char* url, Reply* reply, Stream** s
   memcpy(buffer, url, whole.size() + 1);
   URLData data = {};
   if (URL_ToData(buffer, &data) != Error_None) return kHTTPc_BadUrl;
+  // Kept: the host goes without its port; callers that want it there set the header themselves.
   if (const ErrorCode status = SetDefaultHost(&connection->request, data.host); status != Error_None)
     return status;
 
@@ -186,6 +188,7 @@ ErrorCode HTTPc_Get(HTTPc* connection, const char* url, Reply* reply, Stream** s
   if (connection->viaProxy) {
     exchange.uri = whole;
   } else if (data.path != nullptr) {
+    // Kept: the path goes as parsed, with its escapes resolved: "/a%41" is asked for as "/aA".
     exchange.uri = data.path;
   }
   return RunExchange(connection, &exchange, reply, stream);

@@ -12,6 +12,7 @@
 #include <cstring>
 
 #include "net/httpc_internal.h"
+#include "os/characterclass_internal.h"
 #include "qz/error.h"
 
 namespace {
@@ -51,15 +52,6 @@ constexpr HeaderRow kHeaders[] = {
     {HTTPcResponse_ContentRange, "Content-Range", Kind::range, nullptr, nullptr},
     {HTTPcResponse_Location, "Location", Kind::text, &Record::location, nullptr},
 };
-
-char ToLower(char c) {
-  return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c;
-}
-
-bool EqualsInsensitive(string_view a, string_view b) {
-  return std::equal(a.begin(), a.end(), b.begin(), b.end(),
-                    [](char x, char y) { return ToLower(x) == ToLower(y); });
-}
 
 bool IsDigit(char c) {
   return c >= '0' && c <= '9';
@@ -151,33 +143,36 @@ bool StoreValue(const HeaderRow& row, string_view value, HTTPcResponseRecord* re
   return false;
 }
 
-// Headers of no interest, empty ones and those with a zero byte, which no text could hold whole, are passed
-// over.
-void TakeHeader(string_view name, string_view value, HTTPcResponseRecord* response) {
-  if (value.empty() || value.find('\0') != string_view::npos) return;
-  for (const HeaderRow& row : kHeaders) {
-    if (!EqualsInsensitive(name, row.name)) continue;
-    if (StoreValue(row, value, response)) response->set |= 1u << row.index;
-    return;
-  }
-}
-
 // The token after "boundary" in a content type; empty when there is none.
 string_view FindBoundary(string_view contentType) {
   for (string_view rest = contentType;;) {
     const string_view token = TakeToken(kTypeDelimiters, &rest);
     if (token.empty()) return token;
-    if (EqualsInsensitive(token, "boundary")) return TakeToken(kTypeDelimiters, &rest);
+    if (iCharacter_EqualsWithoutCase(token, "boundary")) return TakeToken(kTypeDelimiters, &rest);
   }
 }
 
-void TakeEmptyLine(HTTPcHeaderState* state, const HTTPcResponseRecord& response) {
-  string_view boundary;
-  if ((response.set & (1u << HTTPcResponse_ContentType)) != 0) boundary = FindBoundary(response.contentType);
-  if (boundary.empty()) {
+// Headers of no interest, empty ones and those with a zero byte, which no text could hold whole, are passed
+// over.
+void TakeHeader(string_view name, string_view value, HTTPcHeaderState* state, HTTPcResponseRecord* response) {
+  if (value.empty() || value.find('\0') != string_view::npos) return;
+  for (const HeaderRow& row : kHeaders) {
+    if (!iCharacter_EqualsWithoutCase(name, row.name)) continue;
+    if (StoreValue(row, value, response)) response->set |= 1u << row.index;
+    // Looked for here and not at the empty lines, which a server can send by the million.
+    if (row.index == HTTPcResponse_ContentType)
+      iHTTPc_CopyText(FindBoundary(response->contentType), state->namedBoundary);
+    return;
+  }
+}
+
+// Kept: a part without a type of its own leaves the multipart type standing, and its body is read as headers;
+// callers rely on a body that begins only behind a type without a boundary.
+void TakeEmptyLine(HTTPcHeaderState* state) {
+  if (state->namedBoundary[0] == 0) {
     state->complete = true;
   } else {
-    iHTTPc_CopyText(boundary, state->boundary);
+    iHTTPc_CopyText(state->namedBoundary, state->boundary);
   }
 }
 
@@ -199,6 +194,7 @@ ErrorCode iHTTPc_ParseStatusLine(string_view line, HTTPcResponseRecord* response
   const string_view version = TakeToken(kScanBlanks, &rest);
   int32_t code = 0;
   if (!TakeInteger(&rest, &code)) return Error_Invalid;
+  // Kept: a status line without a reason is none; callers count the Invalid against the server.
   const string_view reason = TakeToken(kScanBlanks, &rest);
   const size_t versionStart = version.find(kVersionStart);
   if (reason.empty() || versionStart == string_view::npos) return Error_Invalid;
@@ -215,12 +211,12 @@ ErrorCode iHTTPc_ParseStatusLine(string_view line, HTTPcResponseRecord* response
 ErrorCode iHTTPc_TakeHeaderLine(string_view line, HTTPcHeaderState* state, HTTPcResponseRecord* response) {
   const string_view text = Strip(line);
   if (text.empty()) {
-    TakeEmptyLine(state, *response);
+    TakeEmptyLine(state);
     return Error_None;
   }
   if (HoldsBoundary(*state, text)) return Error_None;
   const size_t colon = text.find(':');
   if (colon == string_view::npos) return Error_Invalid;
-  TakeHeader(text.substr(0, colon), Strip(text.substr(colon + 1)), response);
+  TakeHeader(text.substr(0, colon), Strip(text.substr(colon + 1)), state, response);
   return Error_None;
 }

@@ -50,17 +50,9 @@ bool HasClass(char c, uint8_t bit) {
   return (iCharacter_Class(static_cast<uint8_t>(c)) & bit) != 0;
 }
 
-bool EqualsWithoutCase(std::string_view text, std::string_view lowerCase) {
-  if (text.size() != lowerCase.size()) return false;
-  for (size_t i = 0; i < text.size(); ++i) {
-    if (iCharacter_ToLower(static_cast<uint8_t>(text[i])) != static_cast<uint8_t>(lowerCase[i])) return false;
-  }
-  return true;
-}
-
 const Scheme* FindScheme(std::string_view name) {
   for (const Scheme& scheme : kSchemes) {
-    if (EqualsWithoutCase(name, scheme.name)) return &scheme;
+    if (iCharacter_EqualsWithoutCase(name, scheme.name)) return &scheme;
   }
   return nullptr;
 }
@@ -154,6 +146,8 @@ class Writer {
   }
 
   // Writes a text with every byte escaped that must be and is not in `exempt`.
+  // Kept: "%" stays as it is, so a text that holds "%41" itself comes back as "A"; stored lists are written
+  // this way.
   void AppendEscaped(std::string_view text, std::string_view exempt) {
     static constexpr char kHexDigits[] = "0123456789ABCDEF";
     for (char c : text) {

@@ -2,7 +2,9 @@
 // is. The tables are constants: they serve before the library is initialised and after it has ended.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
+#include <string_view>
 
 // Class bits.
 enum CharacterClass : uint8_t {
@@ -35,6 +37,13 @@ inline uint8_t iCharacter_ToLower(uint8_t byte) {
 }
 inline uint8_t iCharacter_ToUpper(uint8_t byte) {
   return kCharacterTables.upper[byte];
+}
+
+// True for texts that differ at most in the case of their letters.
+inline bool iCharacter_EqualsWithoutCase(std::string_view a, std::string_view b) {
+  return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](char x, char y) {
+    return iCharacter_ToLower(static_cast<uint8_t>(x)) == iCharacter_ToLower(static_cast<uint8_t>(y));
+  });
 }
 
 // 0 to 15; 0 as well for "a" to "f" and for a byte that is no hexadecimal digit.

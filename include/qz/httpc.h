@@ -43,8 +43,8 @@ enum HTTPcResponse {
 /* Connects to a server, or to the proxy when the proxy settings name one for HTTP and the host does not
  * bypass it. host: name or dotted address, at most 1023 bytes; copied. port: 0 to 65535. connection: receives
  * the connection, owned by the caller (free with HTTPc_Close); null after a failure. Returns None, Invalid
- * (null argument, port out of range), Exceed (host too long), Memory, or the status of connecting (see
- * Sock_OpenConnectBuffer). */
+ * (null argument, port of the server or of the proxy out of range), Exceed (host too long), Memory, or the
+ * status of connecting (see Sock_OpenConnectBuffer). */
 QZ_API ErrorCode HTTPc_Open(const char* host, uint32_t port, HTTPc** connection);
 
 /* Sets one request header; setting it again replaces it.
@@ -71,17 +71,18 @@ QZ_API ErrorCode HTTPc_Get(HTTPc* connection, const char* url, Reply* reply, Str
  * ones: to the end of the body stream. body: read from its position, borrowed; null: no body. sentOut:
  * receives the bytes of the body that were sent, also after a failure; may be null. reply, stream: as for
  * HTTPc_Get. Returns as HTTPc_Get, and the failure of reading or sending the body: Ended when the body stream
- * is shorter than bodyLength, Exceed when the connection takes no more. */
+ * is shorter than bodyLength, Exceed when the connection takes no more, Block when the body stream has
+ * nothing to give yet. */
 QZ_API ErrorCode HTTPc_Post(HTTPc* connection, const char* uri, uint32_t bodyLength, Stream* body,
                             uint32_t* sentOut, Reply* reply, Stream** stream);
 
 /* Gives one value of the response.
  * index: of enum HTTPcResponse. bufferSize: bytes at buffer. lengthOut: receives the length of the text
  * without its terminator, or the bytes of a number or time; also when the buffer is too small; 0 after other
- * failures; may be null. buffer: receives the value, a text with its terminator; may be null when bufferSize
- * is 0, to ask for the length. Nothing is written to it after a failure. Returns None, Invalid (null
- * argument, index outside 1 to 9), NotFound (the server did not send it, or it did not parse), Exceed (the
- * buffer is too small; a text needs its length and one byte). */
+ * failures; may be null. buffer: receives the value, a text with its terminator; may be null only when
+ * bufferSize is 0, to ask for the length. Nothing is written to it after a failure. Returns None, Invalid
+ * (null argument, index outside 1 to 9), NotFound (the server did not send it, or it did not parse), Exceed
+ * (the buffer is too small; a text needs its length and one byte). */
 QZ_API ErrorCode HTTPc_GetAttribute(HTTPc* connection, int32_t index, uint32_t bufferSize,
                                     uint32_t* lengthOut, void* buffer);
 

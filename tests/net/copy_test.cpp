@@ -141,6 +141,45 @@ TEST(CopyStream, DoesNotWaitTwice_WhenAWriteTimedOut) {
   EXPECT_EQ(destination.writeSizes().size(), 1u);
 }
 
+TEST(CopyStream, EndsAtOnce_WhenTheDestinationIsClosed) {
+  TestStream source("abcdef");
+  TestStream destination;
+  destination.Takes(4).TakesNoMore(Error_Cancel);
+  uint32_t count = 0;
+  EXPECT_EQ(iNet_CopyStream(source.stream(), destination.stream(), kNet_NoLimit, &count), 7);
+  EXPECT_EQ(count, 4u);
+  EXPECT_EQ(destination.writeSizes(), (Sizes{6, 2}));
+}
+
+TEST(CopyStream, TriesNothingAgain_WhenAStallIsAFailure) {
+  struct Row {
+    ErrorCode status;
+    ErrorCode result;
+  };
+  for (const Row& row :
+       {Row{Error_Retry, 9}, Row{Error_Block, 6}, Row{Error_Exceed, 5}, Row{Error_Timeout, 8},
+        Row{Error_Cancel, 7}, Row{Error_Ended, 5}, Row{Error_None, 4}}) {
+    for (uint32_t limit : {kNet_NoLimit, 6u}) {
+      TestStream source("abcdef");
+      TestStream destination;
+      destination.Takes(4).TakesNoMore(row.status);
+      uint32_t count = 0;
+      EXPECT_EQ(iNet_CopyStream(source.stream(), destination.stream(), limit, &count, NetCopyStall::Failure),
+                row.result);
+      EXPECT_EQ(count, 4u);
+      EXPECT_EQ(destination.writeSizes(), (Sizes{6, 2}));
+    }
+  }
+  TestStream source("abc");
+  source.Gives(Error_Block);
+  TestStream destination;
+  uint32_t count = 0;
+  EXPECT_EQ(
+      iNet_CopyStream(source.stream(), destination.stream(), kNet_NoLimit, &count, NetCopyStall::Failure), 6);
+  EXPECT_EQ(count, 3u);
+  EXPECT_EQ(source.readSizes().size(), 2u);
+}
+
 TEST(CopyStream, NeedsNoCount) {
   TestStream source("abc");
   TestStream destination;

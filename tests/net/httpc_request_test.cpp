@@ -400,6 +400,26 @@ TEST(HTTPcPost, GivesTheStatusOfTheBody_WhenItCannotBeRead) {
   EXPECT_EQ(fixture.sent, 10u);
 }
 
+TEST(HTTPcPost, GivesBlock_WhenTheBodyHasNothingToGiveYet) {
+  Fixture fixture;
+  ByteStream body("name=value", Error_Block);
+  EXPECT_EQ(fixture.Post("/form", 11, body.stream()), 6);
+  EXPECT_EQ(fixture.sent, 10u);
+}
+
+TEST(HTTPcPost, GivesTheStatusOfTheConnection_WhenItTakesNoMore) {
+  const string head = "POST /form HTTP/1.0\r\n\r\n";
+  const ErrorCode rows[][2] = {{9, 9}, {8, 8}, {7, 7}, {0, 4}};
+  for (const auto& [status, expected] : rows) {
+    Fixture fixture;
+    fixture.wire.LimitWrites(head.size() + 4, status);
+    ByteStream body("name=value");
+    EXPECT_EQ(fixture.Post("/form", 10, body.stream()), expected) << status;
+    EXPECT_EQ(fixture.sent, 4u);
+    EXPECT_EQ(fixture.stream, nullptr);
+  }
+}
+
 TEST(HTTPcPost, GivesExceed_WhenTheConnectionTakesNoMore) {
   Fixture fixture;
   const string head = "POST /form HTTP/1.0\r\n\r\n";
@@ -552,6 +572,7 @@ TEST(HTTPcGetAttribute, RefusesNull) {
   EXPECT_EQ(HTTPc_GetAttribute(nullptr, 1, sizeof buffer, &length, buffer), -4);
   EXPECT_EQ(length, 0u);
   EXPECT_EQ(HTTPc_GetAttribute(fixture.connection.get(), 1, sizeof buffer, &length, nullptr), -4);
+  EXPECT_EQ(length, 0u);
   EXPECT_EQ(HTTPc_GetAttribute(fixture.connection.get(), 1, sizeof buffer, nullptr, buffer), 0);
   EXPECT_STREQ(buffer, "nginx/1.22.1");
 }

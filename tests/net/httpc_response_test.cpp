@@ -1,6 +1,7 @@
 // Status lines and headers: from lines to values, without a network.
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cstring>
 #include <string>
 #include <string_view>
@@ -324,6 +325,29 @@ TEST(HTTPcMultipart, ContinuesWithTheHeadersOfTheFirstPart) {
   EXPECT_EQ(result.response.rangeLast, 5u);
 }
 
+TEST(HTTPcMultipart, TakesThePartsOfAPart) {
+  HeaderResult result = TakeLines(
+      {"Content-Type: m; boundary=AAA", "", "--AAA", "Content-Type: n; boundary=BBB", "Server: not yet BBB"});
+  // The boundary counts from the empty line on.
+  EXPECT_STREQ(result.response.server, "not yet BBB");
+  EXPECT_STREQ(result.state.boundary, "AAA");
+
+  result = TakeLines({"Content-Type: m; boundary=AAA", "", "--AAA", "Content-Type: n; boundary=BBB", "",
+                      "--BBB", "Server: AAA", "Content-Type: text/plain"});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_FALSE(result.state.complete);
+  EXPECT_STREQ(result.state.boundary, "BBB");
+  EXPECT_STREQ(result.response.server, "AAA");
+  EXPECT_TRUE(TakeLines({"Content-Type: m; boundary=AAA", "", "Content-Type: n; boundary=BBB", "",
+                         "Content-Type: text/plain", ""})
+                  .state.complete);
+}
+
+TEST(HTTPcMultipart, IsNone_WhenALaterTypeNamesNoBoundary) {
+  const HeaderResult result = TakeLines({"Content-Type: m; boundary=AAA", "Content-Type: text/plain", ""});
+  EXPECT_TRUE(result.state.complete);
+}
+
 TEST(HTTPcMultipart, FindsTheBoundaryAmongTheTokens) {
   const struct {
     const char* type;
@@ -455,6 +479,25 @@ TEST(HTTPcReadResponse, GivesUpOnAnEndlessBoundary) {
   flood = "HTTP/1.0 206 Partial\r\nContent-Type: m; boundary=B\r\n\r\n";
   flood.append(2000000, '\n');
   EXPECT_EQ(ReadResponse(flood).status, 5);
+}
+
+TEST(HTTPcReadResponse, IsNotHeldByLinesThatAreCheapToSend) {
+  const string start = "HTTP/1.0 206 Partial\r\n";
+  string manyTokens = start + "Content-Type: ";
+  for (int i = 0; i < 118; ++i) manyTokens += "a;";
+  manyTokens += "boundary=B\r\n\r\n" + string(2000000, '\n');
+
+  string almostTheBoundary = start + "Content-Type: boundary=" + string(230, 'a') + "b\r\n\r\n";
+  for (int i = 0; i < 2000; ++i) almostTheBoundary += ":" + string(1000, 'a') + "\n";
+
+  string noDates = start;
+  for (int i = 0; i < 2000; ++i) noDates += "Date: " + string(1000, '1') + "\n";
+
+  for (const string& response : {manyTokens, almostTheBoundary, noDates}) {
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_EQ(ReadResponse(response).status, 5);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(20)) << response.substr(0, 60);
+  }
 }
 
 TEST(HTTPcReadResponse, StopsAtALineWithoutAColon) {

@@ -1,8 +1,11 @@
 // HTTP connections against a scripted server.
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <future>
 #include <string>
 #include <string_view>
+#include <thread>
 
 #include "net/httpc_internal.h"
 #include "net/sock_internal.h"
@@ -330,6 +333,51 @@ TEST_F(HTTPcConnection, GivesTimeout_WhenTheServerStallsWithinTheHeaders) {
     EXPECT_EQ(stream, nullptr);
     connection.reset();
   }
+}
+
+TEST_F(HTTPcConnection, GivesRetryAtOnce_WhenTheServerResetsWithinAPost) {
+  ScriptedServer server({{script::ReadUntil("\r\n\r\n"), script::ReadCount(100), script::Reset()}});
+  ASSERT_EQ(Open(server), 0);
+  ByteStream body(string(64u << 20, 'b'));
+  uint32_t sent = 0;
+  const auto begin = std::chrono::steady_clock::now();
+  EXPECT_EQ(HTTPc_Post(connection.get(), "/form", 64u << 20, body.stream(), &sent, &reply, &stream), 9);
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(10));
+  EXPECT_GE(sent, 100u);
+  EXPECT_LT(sent, 64u << 20);
+  EXPECT_EQ(stream, nullptr);
+  connection.reset();
+}
+
+TEST_F(HTTPcConnection, GivesCancel_WhenAnotherThreadClosesTheSocket) {
+  for (const char* head : {"", "HTTP/1.0 200 OK\r\nContent-Le"}) {
+    ScriptedServer server({AnswerThenStall(head)});
+    ASSERT_EQ(Open(server), 0);
+    Sock* sock = reinterpret_cast<Sock*>(Stream_FindType(connection->stream, StreamType_Sock));
+    auto got = std::async(std::launch::async, [this] { return Get("http://h/f"); });
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_EQ(Sock_Close(sock), 0);
+    EXPECT_EQ(got.get(), 7) << head;
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(1));
+    EXPECT_EQ(stream, nullptr);
+    EXPECT_EQ(HTTPc_GetPeerName(connection.get(), nullptr, nullptr), 0) << "no failure is told";
+    EXPECT_EQ(HTTPc_Close(connection.release()), 0);
+  }
+}
+
+TEST_F(HTTPcConnection, CanBeUsedOnAfterItsEnd) {
+  ScriptedServer server({Answer(Okay("body"))});
+  ASSERT_EQ(OpenAndGet(server), 0);
+  EXPECT_EQ(ReadBody(), "body");
+  const ErrorCode again = Get("http://h/f");
+  EXPECT_TRUE(again == 4 || again == 9) << again;
+  EXPECT_EQ(stream, nullptr);
+  ByteStream body("name=value");
+  uint32_t sent = 0;
+  EXPECT_NE(HTTPc_Post(connection.get(), "/f", 10, body.stream(), &sent, &reply, &stream), 0);
+  EXPECT_EQ(stream, nullptr);
+  connection.reset();
 }
 
 TEST_F(HTTPcConnection, ShowsHowABodyEnds) {

@@ -66,6 +66,9 @@ constexpr ParseRow kParseRows[] = {
     {"ftp://good@evil@real", "ftp", "good@evil", kNull, "real", 21, kNull},
     {"http://real/@evil", "http", kNull, kNull, "real", 80, "/@evil"},
     {"http://real/a@evil:8/x", "http", kNull, kNull, "real", 80, "/a@evil:8/x"},
+    {"ftp://u:p@ss@real:7/x", "ftp", "u", "p@ss", "real", 7, "/x"},
+    // A line end inside stays where it is.
+    {"http://h/a\r\nX: y", "http", kNull, kNull, "h", 80, "/a\r\nX: y"},
     // Ports.
     {"http://h:8080", "http", kNull, kNull, "h", 8080, kNull},
     {"http://h:", "http", kNull, kNull, "h", 80, kNull},
@@ -79,6 +82,9 @@ constexpr ParseRow kParseRows[] = {
     {"http://h:2147483648", "http", kNull, kNull, "h", 2147483647, kNull},
     {"http://h:99999999999999999999999999", "http", kNull, kNull, "h", 2147483647, kNull},
     {"http://h:-5", "http", kNull, kNull, "h", 80, kNull},
+    {"http://:h:1", "http", kNull, kNull, ":h:1", 80, kNull},
+    {"http://h: 8", "http", kNull, kNull, "h", 80, kNull},
+    {"http://h:%38", "http", kNull, kNull, "h", 80, kNull},
     {"http://h:1:2", "http", kNull, kNull, "h", 1, kNull},
     // No host.
     {"http://", "http", kNull, kNull, "", 80, kNull},
@@ -97,6 +103,8 @@ constexpr ParseRow kParseRows[] = {
     {"ftp://u%40evil@h", "ftp", "u@evil", kNull, "h", 21, kNull},
     {"http://h%40evil/p", "http", kNull, kNull, "h@evil", 80, "/p"},
     {"http://h%3A99/p", "http", kNull, kNull, "h:99", 80, "/p"},
+    {"http://h%2Fevil/p", "http", kNull, kNull, "h/evil", 80, "/p"},
+    {"http://h%00%0D%0Aevil/p", "http", kNull, kNull, "h\r\nevil", 80, "/p"},
     // Marks that other parsers end the host at are part of it.
     {"http://h#evil/p", "http", kNull, kNull, "h#evil", 80, "/p"},
     {"http://h;evil?x/p", "http", kNull, kNull, "h;evil?x", 80, "/p"},
@@ -266,6 +274,12 @@ TEST(URLFormat, EscapesWithUpperCaseDigits) {
             "http://h/%41$-_.+!*'(),<>\"\\~\x7f");
 }
 
+TEST(URLFormat, LosesAPercentSignThatWasEscaped) {
+  Parsed url("http://h/%2541");
+  ASSERT_STREQ(url.data->path, "/%41");
+  EXPECT_EQ(Formatted(*url.data), "http://h/%41");
+}
+
 TEST(URLFormat, GivesBackWhatItParsed) {
   for (const char* text : {"ftp://u:p@h:2121/d/f", "http://h", "http://h/x&y#z", "file:///c%3A/x", "file:///",
                            "vrx://a%40b:c%3Ad@h/%01%FF"}) {
@@ -378,6 +392,11 @@ TEST(URLCompare, ComparesFieldAfterField) {
   EXPECT_EQ(Order("ftp://h:9/a", "ftp://h:10/a"), -1);
   EXPECT_EQ(Order("ftp://h/a", "ftp://h/b"), -1);
   EXPECT_EQ(Order("ftp://h:21/a", "ftp://h/a"), 0);
+  EXPECT_EQ(Order("ftp://h:2147483647/a", "ftp://h:0/a"), 1);
+}
+
+TEST(URLCompare, TakesBytesAsSigned) {
+  EXPECT_EQ(Order("ftp://h/\xff", "ftp://h/a"), -1);
 }
 
 TEST(URLCompare, DoesNotFoldCase) {
