@@ -1,0 +1,215 @@
+// The FTP client against real servers, which tests/support/servers starts. Their ports come from the
+// environment; a variable that is missing is a failure, never a skip.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include "qz/directory.h"
+#include "qz/file.h"
+#include "qz/ftpc.h"
+#include "qz/os.h"
+#include "qz/sock.h"
+#include "tests/support/test_stream.h"
+
+namespace {
+
+constexpr uint32_t kAll = 0xFFFFFFFFu;
+constexpr const char* kServers[] = {"QZ_TEST_FTP_PORT"};
+
+// The lines 0000000 to 0099999 that the servers have as numbers.txt.
+std::string Numbers() {
+  std::string text;
+  char line[16];
+  for (int i = 0; i < 100000; ++i) {
+    snprintf(line, sizeof line, "%07d\n", i);
+    text += line;
+  }
+  return text;
+}
+
+// Every test runs against every server, in passive and in active mode.
+struct Setting {
+  const char* variable;
+  uint32_t flags;
+};
+
+class FTPInterop : public testing::TestWithParam<Setting> {
+ protected:
+  void SetUp() override {
+    ASSERT_EQ(OS_Init("ftp-interop", OSInitCode_End), 0);
+    started_ = true;
+    const char* port = getenv(GetParam().variable);
+    ASSERT_NE(port, nullptr) << GetParam().variable
+                             << " is not set: start the servers with tests/support/servers start";
+    // Away from the ranges that the servers listen in.
+    FTPc_SetPortRange(22000, 1000);
+    const uint32_t flags = GetParam().flags | FTPcFlag_NoProxy;
+    ASSERT_EQ(FTPc_Open("127.0.0.1", static_cast<uint32_t>(atoi(port)), flags, &connection_, &reply_), 0);
+    ASSERT_EQ(FTPc_Login(connection_, "anonymous", "qz@example.com", &reply_), 0) << reply_.text;
+    ASSERT_EQ(FTPc_FileType(connection_, 'I', 'N', &reply_), 0);
+  }
+  void TearDown() override {
+    if (connection_ != nullptr) {
+      EXPECT_EQ(FTPc_Close(connection_, &reply_), 0);
+      EXPECT_EQ(reply_.code, 221);
+    }
+    if (started_) OS_Exit(0);
+  }
+
+  std::string Retrieve(const std::string& path) {
+    TestStream local;
+    EXPECT_EQ(FTPc_Retrieve(connection_, path.c_str(), local.stream(), nullptr, &reply_), 0)
+        << path << reply_.text;
+    return local.written();
+  }
+
+  std::vector<std::string> List(const char* directory, int32_t kind) {
+    std::vector<std::string> lines;
+    DirectoryList* list = nullptr;
+    EXPECT_EQ(FTPc_StartDirectoryList(connection_, directory, kind, &list, &reply_), 0) << reply_.text;
+    if (list == nullptr) return lines;
+    char line[1024];
+    while (Directory_IterateList(list, line) == 0) lines.emplace_back(line);
+    EXPECT_EQ(Directory_EndList(list), 0);
+    return lines;
+  }
+
+  FTPc* connection_ = nullptr;
+  Reply reply_ = {};
+  bool started_ = false;
+};
+
+TEST_P(FTPInterop, RetrievesWholeFiles) {
+  EXPECT_EQ(Retrieve("/small.txt"), "hello\n");
+  EXPECT_EQ(Retrieve("/empty.txt"), "");
+  EXPECT_TRUE(Retrieve("/numbers.txt") == Numbers());
+  EXPECT_EQ(Retrieve("/folder/inner.txt"), "inner\n");
+}
+
+TEST_P(FTPInterop, RetrievesFromAnOffset) {
+  const std::string numbers = Numbers();
+  int32_t canRestart = 0;
+  EXPECT_EQ(FTPc_RestartSupported(connection_, &canRestart), 0);
+  EXPECT_EQ(canRestart, 1);
+  for (uint32_t wanted : {1u, 400000u, 799999u, 800000u}) {
+    uint32_t offset = wanted;
+    uint32_t count = 0;
+    TestStream local;
+    EXPECT_EQ(FTPc_RetrieveRestart(connection_, "/numbers.txt", &offset, local.stream(), &count, &reply_), 0);
+    EXPECT_EQ(offset, wanted);
+    EXPECT_EQ(count, 800000 - wanted);
+    EXPECT_TRUE(local.written() == numbers.substr(wanted));
+  }
+}
+
+TEST_P(FTPInterop, KnowsSizeTimeAndDirectory) {
+  uint32_t size = 0;
+  EXPECT_EQ(FTPc_FileSize(connection_, "/numbers.txt", &size, &reply_), 0);
+  EXPECT_EQ(size, 800000u);
+  Time time = {};
+  EXPECT_EQ(FTPc_ModTime(connection_, "/numbers.txt", &time, &reply_), 0);
+  Time now = {};
+  Time_Get(&now);
+  EXPECT_GT(time.seconds, 1700000000u);
+  EXPECT_LE(time.seconds, now.seconds + 1);
+  char path[1024];
+  EXPECT_EQ(FTPc_CurrentDirectory(connection_, path, &reply_), 0);
+  EXPECT_STREQ(path, "/");
+  EXPECT_EQ(FTPc_ChangeDirectory(connection_, "/folder", &reply_), 0);
+  EXPECT_EQ(FTPc_CurrentDirectory(connection_, path, &reply_), 0);
+  EXPECT_STREQ(path, "/folder");
+  EXPECT_EQ(FTPc_ChangeDirectory(connection_, "/missing", &reply_), -5);
+}
+
+TEST_P(FTPInterop, RefusesAMissingFile) {
+  const bool passive = (GetParam().flags & FTPcFlag_Passive) != 0;
+  TestStream local;
+  EXPECT_EQ(FTPc_Retrieve(connection_, "/missing", local.stream(), nullptr, &reply_), passive ? -3 : -5);
+  EXPECT_EQ(reply_.code, 550);
+  uint32_t size = 0;
+  EXPECT_EQ(FTPc_FileSize(connection_, "/missing", &size, &reply_), -4);
+  // The connection is still in step.
+  EXPECT_EQ(Retrieve("/small.txt"), "hello\n");
+}
+
+TEST_P(FTPInterop, StoresAppendsAndDeletes) {
+  const std::string numbers = Numbers();
+  const char* path = "/incoming/upload.txt";
+  TestStream first(numbers);
+  uint32_t count = 0;
+  ASSERT_EQ(FTPc_Store(connection_, path, first.stream(), kAll, &count, &reply_), 0) << reply_.text;
+  EXPECT_EQ(count, 800000u);
+  EXPECT_TRUE(Retrieve(path) == numbers);
+
+  // Over the second half, from an offset.
+  TestStream rest("tail\n");
+  uint32_t offset = 800000;
+  ASSERT_EQ(FTPc_StoreRestart(connection_, path, &offset, rest.stream(), kAll, &count, &reply_), 0)
+      << reply_.text;
+  EXPECT_EQ(offset, 800000u);
+  EXPECT_TRUE(Retrieve(path) == numbers + "tail\n");
+
+  // Written anew, and no more than the limit.
+  TestStream again("hello");
+  ASSERT_EQ(FTPc_Store(connection_, path, again.stream(), 4, &count, &reply_), 0) << reply_.text;
+  EXPECT_EQ(Retrieve(path), "hell");
+
+  EXPECT_EQ(FTPc_DeleteFile(connection_, path, &reply_), 0);
+  EXPECT_EQ(FTPc_DeleteFile(connection_, path, &reply_), -4);
+}
+
+TEST_P(FTPInterop, ListsDirectories) {
+  std::vector<std::string> names = List("/", FTPcList_Names);
+  std::sort(names.begin(), names.end());
+  EXPECT_EQ(names, (std::vector<std::string>{"empty.txt", "folder", "incoming", "numbers.txt", "small.txt"}));
+  EXPECT_EQ(List("/folder", FTPcList_JoinedNames), (std::vector<std::string>{"/folder/inner.txt"}));
+  const std::vector<std::string> lines = List("/folder", FTPcList_Long);
+  ASSERT_EQ(lines.size(), 1u);
+  EXPECT_EQ(lines[0][0], '-');
+  EXPECT_NE(lines[0].find(" 6 "), std::string::npos);
+  EXPECT_NE(lines[0].find(" inner.txt"), std::string::npos);
+}
+
+TEST_P(FTPInterop, IsCutOffAndGoesOn) {
+  const std::string numbers = Numbers();
+  Stream* data = nullptr;
+  ASSERT_EQ(FTPc_StartRetrieve(connection_, "/numbers.txt", &data, &reply_), 0);
+  std::string got(100000, 0);
+  size_t length = 0;
+  while (length < got.size()) {
+    const uint32_t step = Stream_Read(data, static_cast<uint32_t>(got.size() - length), got.data() + length);
+    ASSERT_GT(step, 0u);
+    length += step;
+  }
+  // The data connection goes away in the middle; what the server then says depends on how much it had sent.
+  Stream_Delete(data);
+  ErrorCode status = Error_Block;
+  while (status == Error_Block) status = FTPc_EndTransfer(connection_, &reply_);
+  EXPECT_TRUE(status == 0 || status == -4) << status;
+
+  uint32_t offset = 100000;
+  TestStream rest;
+  EXPECT_EQ(FTPc_RetrieveRestart(connection_, "/numbers.txt", &offset, rest.stream(), nullptr, &reply_), 0);
+  EXPECT_TRUE(got + rest.written() == numbers);
+}
+
+std::vector<Setting> Settings() {
+  std::vector<Setting> settings;
+  for (const char* server : kServers) {
+    settings.push_back({server, FTPcFlag_Passive});
+    settings.push_back({server, 0});
+  }
+  return settings;
+}
+
+std::string NameOf(const testing::TestParamInfo<Setting>& info) {
+  const std::string variable = info.param.variable;
+  return variable.substr(8, variable.size() - 13) + (info.param.flags != 0 ? "_Passive" : "_Active");
+}
+
+INSTANTIATE_TEST_SUITE_P(Servers, FTPInterop, testing::ValuesIn(Settings()), NameOf);
+
+}  // namespace
