@@ -5,6 +5,7 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 
 #include "os/os_internal.h"
 #include "os/platform/clock.h"
@@ -18,7 +19,7 @@
 
 namespace {
 
-constexpr int32_t kNameBytes = 1024;
+constexpr size_t kNameBytes = 1024;
 constexpr uint32_t kIdentifierSlots = 3;
 constexpr uint32_t kApplicationIdentifier = 0;
 
@@ -54,9 +55,11 @@ const char* NullWhenEmpty(const char* text) {
   return text != nullptr && text[0] != '\0' ? text : nullptr;
 }
 
+// source may be `name` itself: an application that starts again passes on what OS_GetApplicationName gave.
 void CopyName(const char* source, char* name) {
-  name[0] = '\0';
-  if (source != nullptr) snprintf(name, kNameBytes, "%s", source);
+  const size_t length = source != nullptr ? strnlen(source, kNameBytes - 1) : 0;
+  if (length != 0) memmove(name, source, length);
+  name[length] = '\0';
 }
 
 ErrorCode ParseCodes(va_list list, Request* request) {

@@ -33,8 +33,9 @@ typedef struct FileState {
 } FileState;
 
 /* Returns in buffer (1024 bytes) the path of a system directory (enum SysDir, qz/os.h). Error_None;
- * Error_NotInited before OS_Init; Error_NotFound when the directory is gone and cannot be had again;
- * otherwise the status of finding it. buffer is empty after a failure. */
+ * Error_NotInited before OS_Init; Error_NotFound for another number, and when the directory is gone and
+ * cannot be made again, for whatever reason; Error_Invalid when buffer is null. buffer is empty after a
+ * failure. */
 QZ_API ErrorCode File_GetSysDir(int32_t id, char* buffer);
 
 /* Returns the system file of a number (only 0, the log file), opened with `mode` on first use; the library's,

@@ -3,12 +3,16 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <cstdlib>
 #include <string>
+#include <vector>
 
 #include "os/os_internal.h"
 #include "os/sysdir_internal.h"
 #include "qz/error.h"
 #include "qz/file.h"
+#include "qz/thread.h"
 #include "qz/winosregistry.h"
 #include "tests/support/environment.h"
 #include "tests/support/error_capture.h"
@@ -29,7 +33,8 @@ class OSInit : public testing::Test {
     iOS_SetSocketStart(nullptr);
     OS_Exit(0);
     iSysDir_Exit();
-    // The services of a failed start stay; the next start, be it one that fails at once, forgets the instance.
+    // The services of a failed start stay; the next start, be it one that fails at once, forgets the
+    // instance.
     EXPECT_EQ(OS_Init(nullptr, 99), -1);
     for (uint32_t slot = 0; slot < 3; ++slot) WinOSRegistry_SetID(slot, nullptr);
   }
@@ -64,6 +69,38 @@ TEST_F(OSInit, CopiesTheNames) {
   company.assign(company.size(), '#');
   EXPECT_STREQ(OS_GetApplicationName(), Name());
   EXPECT_STREQ(OS_GetCompanyName(), "Company");
+}
+
+TEST_F(OSInit, TakesTheNameThatItHolds) {
+  ASSERT_EQ(OS_Init(Name(), 0), 0);
+  OS_Exit(0);
+  ASSERT_EQ(OS_Init(OS_GetApplicationName(), 0), 0);
+  EXPECT_STREQ(OS_GetApplicationName(), Name());
+}
+
+TEST_F(OSInit, TakesPercentSignsInNamesForThemselves) {
+  const std::string name = places_.ApplicationName() + "%s%n%d";
+  places_.AlsoRemove(name);
+  ASSERT_EQ(OS_Init(name.c_str(), 3, "%s%n", 0), 0);
+  EXPECT_EQ(OS_GetApplicationName(), name);
+  EXPECT_STREQ(OS_GetCompanyName(), "%s%n");
+  const std::string cache = NameOf(SysDir_Cache);
+  ASSERT_GT(cache.size(), 11u);
+  EXPECT_EQ(cache.substr(cache.size() - 11), "%s%n%dCache");
+}
+
+TEST_F(OSInit, SeedsTheRandomNumbers) {
+  const auto eightNumbers = [] {
+    std::vector<int32_t> numbers;
+    for (int i = 0; i < 8; ++i) numbers.push_back(OS_Random());
+    return numbers;
+  };
+  // The sequence of a seed that the time since the system started is not.
+  srand(1);
+  const std::vector<int32_t> unseeded = eightNumbers();
+  srand(1);
+  ASSERT_EQ(OS_Init(Name(), 0), 0);
+  EXPECT_NE(eightNumbers(), unseeded);
 }
 
 TEST_F(OSInit, HasALittleEndianProcessor) {
@@ -282,6 +319,34 @@ TEST_F(LogFile, IsOpenedOnceAndKept) {
   EXPECT_EQ(File_Write(file, 3, "def"), 3u);
   OS_Exit(0);
   EXPECT_EQ(std::filesystem::file_size(path_), 6u);
+}
+
+// What eight threads got, all asking at once.
+struct Askers {
+  static constexpr int kCount = 8;
+  std::atomic<int> next{0};
+  std::atomic<bool> mayGo{false};
+  std::atomic<int> done{0};
+  File* files[kCount] = {};
+
+  static int32_t Run(void* argument) {
+    auto* askers = static_cast<Askers*>(argument);
+    const int slot = askers->next++;
+    while (!askers->mayGo) OS_Delay(0);
+    askers->files[slot] = File_GetSysFile(0, 2);
+    ++askers->done;
+    return 0;
+  }
+};
+
+TEST_F(LogFile, IsOpenedOnce_WhenManyThreadsAskAtOnce) {
+  Askers askers;
+  for (int i = 0; i < Askers::kCount; ++i) Thread_Delete(Thread_New(Askers::Run, &askers));
+  askers.mayGo = true;
+  for (int i = 0; i < 10000 && askers.done != Askers::kCount; ++i) OS_Delay(0.001f);
+  ASSERT_EQ(askers.done, 8);
+  EXPECT_NE(askers.files[0], nullptr);
+  for (File* file : askers.files) EXPECT_EQ(file, askers.files[0]);
 }
 
 TEST_F(LogFile, IsNotClosedByFileClose) {

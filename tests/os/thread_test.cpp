@@ -134,6 +134,34 @@ TEST(ThreadDelete, ReturnsAtOnce_AndTheThreadFreesTheRecord_WhenItIsRunning) {
   EXPECT_TRUE(Eventually([&] { return iMemory_CountLive() == blocksBefore; }));
 }
 
+// The function deletes its own record, and goes on for a while.
+struct SelfDeleter {
+  std::atomic<Thread*> thread{nullptr};
+  std::atomic<int64_t> blocksAfterDelete{-1};
+  Semaphore* deleted = Semaphore_New(0, 1);
+
+  static int32_t Run(void* argument) {
+    auto* self = static_cast<SelfDeleter*>(argument);
+    while (self->thread == nullptr) OS_Delay(0.001f);
+    Thread_Delete(self->thread);
+    Thread_Delete(self->thread);
+    self->blocksAfterDelete = iMemory_CountLive();
+    Semaphore_Signal(self->deleted);
+    return 0;
+  }
+};
+
+TEST(ThreadDelete, MayBeCalledByTheFunctionItself_AndAgainBeforeItEnds) {
+  SelfDeleter self;
+  const int64_t blocksBefore = iMemory_CountLive();
+  self.thread = Thread_New(SelfDeleter::Run, &self);
+  ASSERT_NE(self.thread, nullptr);
+  ASSERT_EQ(Semaphore_Wait(self.deleted, 10000), 0);
+  EXPECT_EQ(self.blocksAfterDelete, blocksBefore + 1);
+  EXPECT_TRUE(Eventually([&] { return iMemory_CountLive() == blocksBefore; }));
+  Semaphore_Delete(self.deleted);
+}
+
 TEST(ThreadDelete, FreesTheRecord_WhenTheThreadHasEnded) {
   const int64_t blocksBefore = iMemory_CountLive();
   Thread* thread = Thread_New(ReturnMinusFive, nullptr);
