@@ -97,17 +97,6 @@ void ReportTooLong() {
   Error("WinOSRegistry_BuildPath: Exceed max length of string!");
 }
 
-// The part before the last "\" and the part behind it, which stays inside path. False without a "\".
-const char* SplitLastComponent(const char* path, Path& parent) {
-  const char* last = strrchr(path, '\\');
-  if (last == nullptr) return nullptr;
-  const size_t length = static_cast<size_t>(last - path);
-  if (length >= kPathBytes) return nullptr;
-  memcpy(parent, path, length);
-  parent[length] = '\0';
-  return last + 1;
-}
-
 // ---- keys and values --------------------------------------------------------------------------
 
 ErrorCode OpenForReading(const char* path, const char* context, Key* key) {
@@ -238,13 +227,13 @@ const char* WinOSRegistry_HKEYToString(Word root) {
 
 char* WinOSRegistry_BuildPath(char* result, const char* root, ...) {
   if (result == nullptr) return nullptr;
-  result[0] = '\0';
-  if (root == nullptr) return result;
-  Path path;
-  if (strlen(root) >= kPathBytes) {
-    ReportTooLong();
+  if (root == nullptr || strlen(root) >= kPathBytes) {
+    if (root != nullptr) ReportTooLong();
+    result[0] = '\0';
     return result;
   }
+  // Joined aside: root or a component may be what result holds now.
+  Path path;
   String_Copy(root, path);
   va_list components;
   va_start(components, root);
@@ -342,18 +331,25 @@ ErrorCode WinOSRegistry_SetRestoreStringEntry(const char* fromPath, const char* 
 
 ErrorCode WinOSRegistry_DeleteKey(const char* path) {
   ParsedPath parsed;
-  if (const ErrorCode status = ParsePath(path, &parsed); status != Error_None) return status;
+  const ErrorCode status = ParsePath(path, &parsed);
+  if (status != Error_None) return status == Error_Invalid ? Error_Invalid : Error_Fail;
   if (!platform::HasRegistry()) return Error_System;
   return DeleteTree(parsed) ? Error_None : Error_Fail;
 }
 
 ErrorCode WinOSRegistry_DeleteEntry(const char* path) {
   if (path == nullptr) return Error_Invalid;
-  if (strlen(path) >= kPathBytes) return Error_Exceed;
+  const char* separator = strrchr(path, '\\');
+  if (separator == nullptr) return Error_Fail;
+  const char* valueName = separator + 1;
+  const bool namesKey = valueName[0] == '\0';
+  const size_t parentLength = static_cast<size_t>(separator - path);
+  if (parentLength + strlen(separator) >= kPathBytes) return namesKey ? Error_Fail : Error_Exceed;
+
   Path parent;
-  const char* valueName = SplitLastComponent(path, parent);
-  if (valueName == nullptr) return Error_Fail;
-  if (valueName[0] == '\0') return WinOSRegistry_DeleteKey(parent);
+  memcpy(parent, path, parentLength);
+  parent[parentLength] = '\0';
+  if (namesKey) return WinOSRegistry_DeleteKey(parent);
   ParsedPath parsed;
   if (const ErrorCode status = ParsePath(parent, &parsed); status != Error_None) return status;
   if (!platform::HasRegistry()) return Error_System;

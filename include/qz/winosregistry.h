@@ -7,8 +7,9 @@
  * value.
  *
  * Every function with a path gives Error_Invalid for one that is not of that form (null included),
- * Error_Exceed for one that is too long, and Error_System where there is no registry. Other failures of the
- * system are translated by Error_FromSystem: Error_NotFound, Error_NoAccess, Error_Fail ...
+ * Error_Exceed for one that is too long (WinOSRegistry_DeleteKey: Error_Fail), and Error_System where there
+ * is no registry. Other failures of the system are translated by Error_FromSystem: Error_NotFound,
+ * Error_NoAccess, Error_Fail ...
  *
  * Nothing is kept open between calls. The functions on values may be called from any thread; callers
  * serialise the use of the identifiers. Only WinOSRegistry_GetApplicationStringEntry needs OS_Init. */
@@ -28,8 +29,9 @@ QZ_API const char* WinOSRegistry_HKEYToString(Word root);
 
 /* Joins root and the components (const char*, ended by a null const char*) with backslashes, and returns
  * result. An empty component leaves two backslashes in a row. A component that would make the path longer
- * than 511 bytes is reported through Error; the result ends before it. result (out): 512 bytes; null is
- * returned for null. root: null gives an empty result. */
+ * than 511 bytes is reported through Error; the result ends before it. result (out): 512 bytes, which root
+ * or a component may be; null is returned for null. root: null gives an empty result, and so does one of 512
+ * bytes or more, which is reported. */
 QZ_API char* WinOSRegistry_BuildPath(char* result, const char* root, ...);
 
 /* Sets a text value; creates the key, and those above it, when missing. text: null deletes the value. */
@@ -67,13 +69,13 @@ QZ_API ErrorCode WinOSRegistry_SetSaveStringEntry(const char* path, const char* 
 QZ_API ErrorCode WinOSRegistry_SetRestoreStringEntry(const char* fromPath, const char* toPath,
                                                      const char* valueName);
 
-/* Deletes a key with all its values and subkeys. Error_Fail when it does not exist, or at the first subkey
- * that cannot be deleted; what was deleted by then is gone. */
+/* Deletes a key with all its values and subkeys. Error_Fail when it does not exist, for a path that is too
+ * long, or at the first subkey that cannot be deleted; what was deleted by then is gone. */
 QZ_API ErrorCode WinOSRegistry_DeleteKey(const char* path);
 
 /* Deletes the value that the last component of the path names, in the key before it; with nothing behind the
  * last backslash, deletes that key as WinOSRegistry_DeleteKey does. Error_Fail for a text without a
- * backslash. */
+ * backslash, whatever its length. */
 QZ_API ErrorCode WinOSRegistry_DeleteEntry(const char* path);
 
 /* Sets one of three application identifiers. slot: 0 to 2; 0 is that of OS_Init's code 6.

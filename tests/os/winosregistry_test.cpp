@@ -7,7 +7,9 @@
 #include <string>
 
 #include "qz/error.h"
+#include "qz/os.h"
 #include "tests/support/error_capture.h"
+#include "tests/support/os_session.h"
 
 namespace {
 
@@ -101,6 +103,15 @@ TEST(WinOSRegistryBuildPath, ReportsARootThatDoesNotFit) {
   EXPECT_EQ(errors.Lines().size(), 1u);
 }
 
+TEST(WinOSRegistryBuildPath, JoinsWhatTheResultHolds) {
+  char path[512] = "HKEY_USERS\\a";
+  EXPECT_EQ(WinOSRegistry_BuildPath(path, path, "b", kEnd), path);
+  EXPECT_STREQ(path, "HKEY_USERS\\a\\b");
+  char key[512] = "deep\\er";
+  WinOSRegistry_BuildPath(key, "HKEY_USERS", key, "x", key, kEnd);
+  EXPECT_STREQ(key, "HKEY_USERS\\deep\\er\\x\\deep\\er");
+}
+
 TEST(WinOSRegistryBuildPath, RefusesNull) {
   char result[512] = "as was";
   EXPECT_EQ(WinOSRegistry_BuildPath(nullptr, "R", kEnd), nullptr);
@@ -132,9 +143,28 @@ TEST(WinOSRegistryPaths, AreTooLong_From512Bytes) {
   char buffer[16];
   EXPECT_EQ(WinOSRegistry_SetStringEntry(path.c_str(), "v", "x"), 5);
   EXPECT_EQ(WinOSRegistry_GetStringEntry(path.c_str(), "v", sizeof buffer, buffer), 5);
-  EXPECT_EQ(WinOSRegistry_DeleteKey(path.c_str()), 5);
   EXPECT_EQ(WinOSRegistry_DeleteEntry(path.c_str()), 5);
   EXPECT_EQ(WinOSRegistry_EntryExists(path.c_str(), "v"), 0);
+}
+
+TEST(WinOSRegistryPaths, FailTheDeletionOfAKey_WhenTheyAreTooLong) {
+  const std::string key(494, 'k');
+  EXPECT_EQ(WinOSRegistry_DeleteKey(("HKEY_CURRENT_USER\\" + key).c_str()), -1);
+  EXPECT_EQ(WinOSRegistry_DeleteEntry(("HKEY_CURRENT_USER\\" + key + "\\").c_str()), -1);
+  EXPECT_EQ(WinOSRegistry_DeleteEntry(std::string(5000, 'k').c_str()), -1) << "no backslash";
+}
+
+TEST(WinOSRegistryPaths, HaveAnEmptyComponent_ForAnApplicationWithoutACompany) {
+  const OSPlaces places("qzapp");
+  ASSERT_EQ(OS_Init("qzapp", 1, places.Folder().Name("x.log").c_str(), 0), 0);
+  ErrorCapture errors;
+  char buffer[16];
+  // HKEY_CURRENT_USER\Software\\qzapp\kkk...: 34 bytes and the key.
+  EXPECT_NE(WinOSRegistry_GetApplicationStringEntry(std::string(477, 'k').c_str(), "v", 16, buffer), 5);
+  EXPECT_TRUE(errors.Lines().empty());
+  EXPECT_EQ(WinOSRegistry_GetApplicationStringEntry(std::string(478, 'k').c_str(), "v", 16, buffer), 5);
+  EXPECT_EQ(errors.Lines().size(), 1u);
+  OS_Exit(0);
 }
 
 TEST(WinOSRegistryDeleteEntry, RefusesWhatNamesNoValueInAKey) {

@@ -3,11 +3,15 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <string>
+
 #include "qz/error.h"
 #include "qz/file.h"
 #include "qz/os.h"
 #include "qz/startup.h"
 #include "qz/winosshortcut.h"
+#include "tests/support/environment.h"
 #include "tests/support/os_session.h"
 
 namespace {
@@ -43,6 +47,19 @@ TEST(StartupWithoutShell, GivesSystem_AndHasNothingToUninstall) {
   ASSERT_EQ(session.Status(), 0);
   EXPECT_EQ(Startup_InstallSelf(), -7);
   EXPECT_EQ(Startup_UninstallSelf(), -3);
+}
+
+// The folder's name fits, that of the link in it does not.
+TEST(StartupWithoutShell, GivesExceed_WhenTheNameOfTheLinkDoesNotFit) {
+  const OSPlaces places("qzlongstartup");
+  std::string folder = places.Folder().Path().string();
+  while (folder.size() + 10 < 1000)
+    folder += "/" + std::string(std::min<size_t>(200, 989 - folder.size()), 'd');
+  const ScopedVariable config("XDG_CONFIG_HOME", folder.c_str());
+  ASSERT_EQ(OS_Init("qzlongstartup", 1, places.Folder().Name("x.log").c_str(), 0), 0);
+  EXPECT_EQ(Startup_InstallSelf(), 5);
+  EXPECT_EQ(Startup_UninstallSelf(), 5);
+  OS_Exit(0);
 }
 
 }  // namespace

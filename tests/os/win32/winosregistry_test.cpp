@@ -209,6 +209,16 @@ TEST_F(WinOSRegistryApplication, FindsItsValuesBelowItsCompanyAndName) {
   EXPECT_EQ(WinOSRegistry_GetApplicationStringEntry("missing", "v", sizeof buffer, buffer), -3);
 }
 
+TEST_F(WinOSRegistryApplication, FindsItsValuesBelowAnEmptyComponent_WithoutACompany) {
+  Start("");
+  const std::string key = "HKEY_CURRENT_USER\\Software\\\\" + name_;
+  EXPECT_EQ(WinOSRegistry_SetStringEntry((key + "\\settings").c_str(), "v", "text"), 0);
+  char buffer[16] = "";
+  EXPECT_EQ(WinOSRegistry_GetApplicationStringEntry("settings", "v", sizeof buffer, buffer), 0);
+  EXPECT_STREQ(buffer, "text");
+  EXPECT_EQ(WinOSRegistry_DeleteKey(key.c_str()), 0);
+}
+
 TEST_F(WinOSRegistryApplication, RefusesAPathThatDoesNotFit_InsteadOfReadingAnother) {
   Start(company_.c_str());
   WinOSRegistry_SetStringEntry((path_ + "\\" + name_).c_str(), "v", "text");
@@ -327,6 +337,28 @@ TEST_F(WinOSRegistryKeys, AreDeleted_ByAnEntryThatEndsWithASeparator) {
   WinOSRegistry_SetStringEntry(Path("k\\below").c_str(), "v", "x");
   EXPECT_EQ(WinOSRegistry_DeleteEntry(Path("k\\").c_str()), 0);
   EXPECT_FALSE(KeyExists("k"));
+}
+
+TEST_F(WinOSRegistryKeys, AreDeleted_ByANameThatEndsWithASeparator) {
+  WinOSRegistry_SetStringEntry(Path("k\\below").c_str(), "v", "x");
+  EXPECT_EQ(WinOSRegistry_DeleteKey(Path("k\\").c_str()), 0);
+  EXPECT_FALSE(KeyExists("k"));
+  EXPECT_TRUE(KeyExists(nullptr));
+}
+
+TEST_F(WinOSRegistryKeys, AreDeletedHoweverDeep) {
+  HKEY key = nullptr;
+  ASSERT_EQ(RegCreateKeyA(handle_, "t", &key), ERROR_SUCCESS);
+  // The system's limit is 512 levels.
+  for (int i = 0; i < 400; ++i) {
+    HKEY below = nullptr;
+    ASSERT_EQ(RegCreateKeyA(key, "d", &below), ERROR_SUCCESS) << i;
+    RegCloseKey(key);
+    key = below;
+  }
+  RegCloseKey(key);
+  EXPECT_EQ(WinOSRegistry_DeleteKey(Path("t").c_str()), 0);
+  EXPECT_FALSE(KeyExists("t"));
 }
 
 TEST_F(WinOSRegistryKeys, AreAllClosed) {

@@ -162,6 +162,15 @@ TEST(OSInitOLE, IsStartedByItsCodeAndThePlatformCode_AndStoppedByExit) {
   EXPECT_FALSE(CanCreateLinks());
 }
 
+TEST(OSInitOLE, IsNeededByShortcuts) {
+  const TemporaryFolder folder;
+  ASSERT_FALSE(CanCreateLinks()) << "OLE must be down before this test";
+  EXPECT_EQ(WinOSShortcut_Create("C:\\windows\\notepad.exe", nullptr,
+                                 (folder.Path() / "made.lnk").string().c_str(), nullptr, nullptr, 0),
+            -1);
+  EXPECT_TRUE(std::filesystem::is_empty(folder.Path()));
+}
+
 TEST(OSInitOLE, FailsTheStart_WhenTheThreadBelongsToAnotherModel) {
   const OSPlaces places("qz-test-ole-" + std::to_string(ProgramNumber()));
   ErrorCapture errors;
