@@ -1,6 +1,7 @@
 // Child processes: starting them with an environment, watching them, letting go of them.
 #include "qz/process.h"
 
+#include <cstddef>
 #include <cstring>
 
 #include "os/file_internal.h"
@@ -13,6 +14,11 @@
 #include "qz/string.h"
 
 struct Process : platform::Process {};
+
+// Callers read the record's first three words.
+static_assert(offsetof(platform::Process, identifier) == 0);
+static_assert(offsetof(platform::Process, process) == sizeof(intptr_t));
+static_assert(offsetof(platform::Process, mainThread) == 2 * sizeof(intptr_t));
 
 namespace {
 

@@ -20,20 +20,12 @@ namespace {
 
 using Words = std::vector<std::string>;
 
-bool EndsWithinTenSeconds(Process* process) {
-  for (int i = 0; i < 10000 && Process_IsActive(process) == 1; ++i) OS_Delay(0.001f);
-  return Process_IsActive(process) == 0;
-}
-
 class ProcessLaunch : public testing::Test {
  protected:
   std::string Quoted(const std::string& text) const { return "\"" + text + "\""; }
   std::string ReportFile() const { return (folder_.Path() / "report file.txt").string(); }
-  std::string Command(const std::string& rest) const {
-    return Quoted(program_.string()) + " --qz-child " + rest;
-  }
   std::string ReportCommand(const std::string& words) const {
-    return Command("report " + Quoted(ReportFile()) + " " + words);
+    return ChildCommand("report " + Quoted(ReportFile()) + " " + words);
   }
 
   // Starts the child, waits for its end and reads what it wrote.
@@ -48,7 +40,6 @@ class ProcessLaunch : public testing::Test {
   }
 
   TemporaryFolder folder_;
-  std::filesystem::path program_ = ProgramPath();
   std::string programName_ = LibraryName(ProgramPath());
 };
 
@@ -127,7 +118,7 @@ TEST_F(ProcessLaunch, RefusesNowhereToPutTheRecord) {
 
 TEST_F(ProcessLaunch, GivesMemory_WhenMemoryRunsOut) {
   const char* const environment[] = {"QZ_TEST_ONE=1", nullptr};
-  const std::string command = Command("exit 0");
+  const std::string command = ChildCommand("exit 0");
   FailEveryAllocation([&] {
     Process* process = nullptr;
     const ErrorCode status = Process_Launch(programName_.c_str(), command.c_str(), environment, &process);
@@ -146,7 +137,7 @@ TEST_F(ProcessLaunch, GivesMemory_WhenMemoryRunsOut) {
 class RunningProcess : public ProcessLaunch {
  protected:
   void SetUp() override {
-    const std::string command = Command("wait " + Quoted((folder_.Path() / "go").string()));
+    const std::string command = ChildCommand("wait " + Quoted((folder_.Path() / "go").string()));
     ASSERT_EQ(Process_Launch(programName_.c_str(), command.c_str(), nullptr, &process_), 0);
     ASSERT_NE(process_, nullptr);
     number_ = *reinterpret_cast<uint32_t*>(process_);
@@ -175,7 +166,7 @@ TEST_F(RunningProcess, RunsOnWhenLetGo_AndLeavesNothingBehind) {
   EXPECT_TRUE(IsProcessListed(number_));
   LetItEnd();
   // Any later call of the family is the occasion to ask the system for the child's end.
-  const std::string command = Command("exit 0");
+  const std::string command = ChildCommand("exit 0");
   bool isListed = true;
   for (int i = 0; i < 200 && isListed; ++i) {
     Process* other = nullptr;
@@ -190,7 +181,7 @@ TEST_F(RunningProcess, RunsOnWhenLetGo_AndLeavesNothingBehind) {
 TEST_F(ProcessLaunch, LeavesNoRecordBehind_WhenTheChildEndedBeforeItWasLetGo) {
   const int64_t blocksBefore = iMemory_CountLive();
   Process* process = nullptr;
-  ASSERT_EQ(Process_Launch(programName_.c_str(), Command("exit 3").c_str(), nullptr, &process), 0);
+  ASSERT_EQ(Process_Launch(programName_.c_str(), ChildCommand("exit 3").c_str(), nullptr, &process), 0);
   EXPECT_TRUE(EndsWithinTenSeconds(process));
   Process_Detach(process);
   EXPECT_EQ(iMemory_CountLive(), blocksBefore);

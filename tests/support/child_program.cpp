@@ -7,11 +7,8 @@
 #include <fstream>
 #include <thread>
 
+#include "qz/os.h"
 #include "tests/support/environment.h"
-
-#ifndef _WIN32
-#  include <fcntl.h>
-#endif
 
 namespace {
 
@@ -30,8 +27,11 @@ char** Variables() {
   return environ;
 }
 int CountOpenDescriptors() {
-  int count = 0;
-  for (int descriptor = 3; descriptor < 1024; ++descriptor) count += fcntl(descriptor, F_GETFD) != -1 ? 1 : 0;
+  // The list itself is read through one more.
+  int count = -1;
+  for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+    if (std::stoi(entry.path().filename()) > 2) ++count;
+  }
   return count;
 }
 #endif
@@ -83,6 +83,16 @@ bool RunAsChild(int argc, char** argv, int* exitCode) {
   if (action == "wait") *exitCode = WaitForFile(argv[3]);
   if (action == "exit") *exitCode = atoi(argv[3]);
   return true;
+}
+
+std::string ChildCommand(const std::string& rest) {
+  std::string command = "\"";
+  return command.append(ProgramPath().string()).append("\" --qz-child ").append(rest);
+}
+
+bool EndsWithinTenSeconds(Process* process) {
+  for (int i = 0; i < 10000 && Process_IsActive(process) == 1; ++i) OS_Delay(0.001f);
+  return Process_IsActive(process) == 0;
 }
 
 ChildReport ReadChildReport(const std::string& file) {

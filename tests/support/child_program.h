@@ -9,8 +9,16 @@
 #include <string>
 #include <vector>
 
+#include "qz/process.h"
+
 // Runs the action and returns true when the command line asks for one; *exitCode is then the program's.
 bool RunAsChild(int argc, char** argv, int* exitCode);
+
+// The command line that starts this program as a child; rest: ACTION and what follows it.
+std::string ChildCommand(const std::string& rest);
+
+// Whether the child has ended, after a wait of up to ten seconds.
+bool EndsWithinTenSeconds(Process* process);
 
 struct ChildReport {
   bool isComplete = false;

@@ -92,8 +92,8 @@ TextList MakeEnvironment(const char* block) {
 
 constexpr int kFirstOwnDescriptor = STDERR_FILENO + 1;
 
-// The child begins with nothing of ours but the standard streams: no descriptor, no blocked or ignored
-// signal.
+// The child gets no descriptor of ours but the standard streams, and no signal is blocked in it. SIGPIPE,
+// which a process that uses sockets may ignore, ends it as usual; what else is ignored (nohup) stays so.
 bool PrepareChild(posix_spawn_file_actions_t* actions, posix_spawnattr_t* attributes) {
   sigset_t none;
   sigset_t ignored;

@@ -1,27 +1,67 @@
-// What the exit codes of the system mean to Process_IsActive.
+// What children are given here, and what their exit codes mean to Process_IsActive.
 #include "qz/process.h"
 
 #include <gtest/gtest.h>
+#include <windows.h>
 
+#include <filesystem>
+#include <fstream>
+#include <memory>
 #include <string>
 
 #include "qz/os.h"
+#include "tests/support/child_program.h"
 #include "tests/support/environment.h"
 #include "tests/support/module.h"
 
 namespace {
 
 TEST(ProcessIsActive, TakesTheExitCode259ForAChildThatRuns) {
-  std::string command = "\"";
-  command += ProgramPath().string() + "\" --qz-child exit 259";
   Process* process = nullptr;
-  ASSERT_EQ(Process_Launch(nullptr, command.c_str(), nullptr, &process), 0);
+  ASSERT_EQ(Process_Launch(nullptr, ChildCommand("exit 259").c_str(), nullptr, &process), 0);
   // The record begins with the process's number.
   const uint32_t number = *reinterpret_cast<uint32_t*>(process);
   for (int i = 0; i < 10000 && IsProcessListed(number); ++i) OS_Delay(0.001f);
   ASSERT_FALSE(IsProcessListed(number));
   EXPECT_EQ(Process_IsActive(process), 1);
   Process_Detach(process);
+}
+
+// A child of this program that runs until a file appears.
+class WaitingChild {
+ public:
+  WaitingChild() {
+    const std::string command = ChildCommand("wait " + Go().string());
+    EXPECT_EQ(Process_Launch(nullptr, command.c_str(), nullptr, &process_), 0);
+  }
+  ~WaitingChild() {
+    std::ofstream(Go()) << "now";
+    EXPECT_TRUE(EndsWithinTenSeconds(process_));
+    Process_Detach(process_);
+  }
+  WaitingChild(const WaitingChild&) = delete;
+  WaitingChild& operator=(const WaitingChild&) = delete;
+
+  bool IsActive() const { return Process_IsActive(process_) == 1; }
+
+ private:
+  std::filesystem::path Go() const { return folder_.Path() / "go"; }
+
+  TemporaryFolder folder_;
+  Process* process_ = nullptr;
+};
+
+TEST(ProcessLaunchHere, GivesTheChildNoHandle) {
+  const TemporaryFolder folder;
+  const std::string name = (folder.Path() / "held").string();
+  auto file = std::make_unique<OpenInheritableFile>(name);
+  const WaitingChild child;
+  file.reset();
+  // Nobody else may have the file open now, while the child runs.
+  const HANDLE alone = CreateFileA(name.c_str(), GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+  EXPECT_NE(alone, INVALID_HANDLE_VALUE);
+  EXPECT_TRUE(child.IsActive());
+  CloseHandle(alone);
 }
 
 }  // namespace
