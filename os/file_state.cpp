@@ -64,10 +64,8 @@ ErrorCode LookUp(const char* name, const char* systemName, FileState* state, uin
   return Error_None;
 }
 
-bool RemoveAny(const char* systemName) {
-  platform::FileInformation information;
-  // A pattern may find something here, but it removes nothing: the calls below refuse it.
-  if (!platform::GetInformation(systemName, &information)) return false;
+// A pattern may have found what information tells, but it removes nothing: the calls refuse it.
+bool RemoveAny(const char* systemName, const platform::FileInformation& information) {
   if (information.isLink) return platform::RemoveLink(systemName);
   return information.isDirectory ? platform::RemoveEmptyDirectory(systemName)
                                  : platform::RemoveFile(systemName);
@@ -116,7 +114,12 @@ ErrorCode File_Unlink(const char* name) {
   DropTrailingSeparators(systemName);
   // "C:" alone would mean whatever is the current directory of the drive.
   if (IsBareDrive(systemName)) return Error_Invalid;
-  if (RemoveAny(systemName)) return Error_None;
+  platform::FileInformation information;
+  if (!platform::GetInformation(systemName, &information)) {
+    const uint32_t error = platform::LastSystemError();
+    return Contains(kNotFoundErrors, error) ? Error_NotFound : Error_FromSystem("File_Unlink", name, error);
+  }
+  if (RemoveAny(systemName, information)) return Error_None;
   return Error_FromSystem("File_Unlink", name, platform::LastSystemError());
 }
 

@@ -3,61 +3,22 @@
 
 #include <memory>
 #include <string>
-#include <utility>
-#include <vector>
 
 #include "os/file_internal.h"
 #include "os/owned.h"
 #include "qz/directory.h"
 #include "qz/file.h"
 #include "qz/stream.h"
+#include "tests/support/copying_test.h"
 #include "tests/support/error_capture.h"
 #include "tests/support/fail_allocation.h"
 #include "tests/support/file_system.h"
-#include "tests/support/temp_dir.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 
-using Reports = std::vector<std::pair<uint32_t, uint32_t>>;
-
-void Record(void* context, uint32_t position, uint32_t total) {
-  static_cast<Reports*>(context)->emplace_back(position, total);
-}
-
-class FileCopyTest : public testing::Test {
- protected:
-  ~FileCopyTest() override { File_CopyAbort(&copy_); }
-
-  ErrorCode Start(const std::string& from, const std::string& to, int32_t move = 0) {
-    return File_CopyStart(directory_.Name(from).c_str(), directory_.Name(to).c_str(), move, &reports_, Record,
-                          &copy_);
-  }
-
-  // Steps until the copy ends or fails; the number of calls goes to *calls.
-  ErrorCode Run(int* calls = nullptr) {
-    ErrorCode status = kGood;
-    int count = 0;
-    while (copy_ != nullptr && status == kGood) {
-      status = File_CopyEnd(&copy_);
-      ++count;
-    }
-    if (calls != nullptr) *calls = count;
-    return status;
-  }
-
-  static constexpr ErrorCode kGood = 0;
-  TempDir directory_;
-  FileCopy* copy_ = nullptr;
-  Reports reports_;
-};
-
-std::string Pattern(size_t size) {
-  std::string bytes(size, '\0');
-  for (size_t i = 0; i < size; ++i) bytes[i] = static_cast<char>(i * 7 + i / 251);
-  return bytes;
-}
+class FileCopyTest : public CopyingTest {};
 
 TEST_F(FileCopyTest, CopiesInChunks) {
   const std::string bytes = Pattern(10000);

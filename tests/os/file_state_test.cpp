@@ -145,6 +145,14 @@ TEST_F(FileStateTest, RemovesAFileOrAnEmptyDirectory) {
   EXPECT_EQ(File_Unlink(Name("f").c_str()), -3);
 }
 
+TEST_F(FileStateTest, FindsNothingToRemove_WhereNothingCanStand) {
+  directory_.Write("f", "abc");
+  for (const std::string& name : {std::string("missing/x"), std::string("f/x"), std::string(300, 'a')}) {
+    EXPECT_EQ(File_Unlink(Name(name).c_str()), -3) << name;
+  }
+  EXPECT_TRUE(directory_.Exists("f"));
+}
+
 TEST_F(FileStateTest, KeepsAFullDirectory) {
   directory_.MakeDirectory("d");
   directory_.Write("d/f", "abc");
