@@ -75,7 +75,7 @@ void Download(const Address& address, const std::string& target, const Options& 
   }
   const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   const std::uint64_t length = part.Length();
-  const std::string name = part.Complete();
+  const std::string name = part.Complete(options.synchronise);
   const std::uint64_t moved = length > before ? length - before : length;
   reporter->Say("saved \"" + name + "\" (" + SizeText(length) + RateText(moved, seconds) + ")");
   source->SayGoodbye();

@@ -47,6 +47,7 @@ overwritten: the new one is called FILE(0), FILE(1) and so on.
 Options:
   -o, --output FILE      another name or place for the file (one URL only)
       --restart          do not go on with FILE.part, start again
+      --sync             name the file only when the disk holds all of it, even if the power fails
 )";
 
 constexpr const char* kPutHelp =

@@ -26,6 +26,7 @@ enum Long {
   kRestart,
   kRetries,
   kRetryWait,
+  kSync,
   kTimeout,
   kNames,
 };
@@ -37,7 +38,7 @@ struct OptionRow {
   unsigned commands;  // where it is allowed
 };
 
-constexpr std::array<OptionRow, 16> kOptions = {{
+constexpr std::array<OptionRow, 17> kOptions = {{
     {"active", no_argument, kActive, kAll},
     {"help", no_argument, 'h', kAll},
     {"names", no_argument, kNames, kList},
@@ -49,6 +50,7 @@ constexpr std::array<OptionRow, 16> kOptions = {{
     {"restart", no_argument, kRestart, kTransfers},
     {"retries", required_argument, kRetries, kTransfers},
     {"retry-wait", required_argument, kRetryWait, kTransfers},
+    {"sync", no_argument, kSync, kGet},
     {"timeout", required_argument, kTimeout, kTransfers},
     {"user", required_argument, kUser, kAll},
     {"verbose", no_argument, 'v', kAll},
@@ -129,6 +131,9 @@ void TakeOption(Options* options, int value, const char* argument) {
       break;
     case kRestart:
       options->restart = true;
+      break;
+    case kSync:
+      options->synchronise = true;
       break;
     case kUser:
       options->user = argument;

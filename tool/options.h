@@ -25,6 +25,7 @@ struct Options {
   unsigned proxyPort = 0;
   bool active = false;
   bool restart = false;
+  bool synchronise = false;
   bool namesOnly = false;
   bool quiet = false;
   bool verbose = false;

@@ -67,8 +67,8 @@ void PartFile::Append(std::size_t count, const void* buffer) {
   }
 }
 
-std::string PartFile::Complete() {
-  file_.Synchronise();
+std::string PartFile::Complete(bool synchronise) {
+  if (synchronise) file_.Synchronise();
   file_.Close();
   // Another program may take the free name between the two calls; the move then refuses, and the next is
   // tried.

@@ -28,8 +28,9 @@ class PartFile {
   void Restart();  // forgets what is there
   void Append(std::size_t count, const void* buffer);
 
-  // Gives the complete file its name, another one where that is taken; returns the name.
-  std::string Complete();
+  // Gives the complete file its name, another one where that is taken; returns the name. synchronise: only
+  // after the disk holds every byte.
+  std::string Complete(bool synchronise);
 
  private:
   void Close();

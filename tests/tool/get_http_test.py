@@ -118,6 +118,12 @@ class HTTPGet(ProgramTest):
         self.assert_file("data", DATA)
         self.assertEqual(self.names(), ["data"])
 
+    def test_sync_names_the_file_as_well(self):
+        server = self.server(lambda n, request: [honest(DATA, request)])
+        self.expect(DONE, "get", server.url("/data"), "--sync")
+        self.assert_file("data", DATA)
+        self.assertEqual(self.names(), ["data"])
+
     def test_restart_ignores_the_part(self):
         self.write("data.part", b"something else")
         server = self.server(lambda n, request: [honest(DATA, request)])
