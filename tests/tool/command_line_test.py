@@ -59,7 +59,7 @@ class Names(ProgramTest):
         return names[0]
 
     def test_hostile_names_stay_in_the_folder(self):
-        for path, name in (("/a/b.txt", "b.txt"), ("/", "_"), ("/a/", "_"), ("/a/..", "_.."), ("/.", "_."),
+        for path, name in (("/a/b.txt", "b.txt"), ("/", "_"), ("/a/", "_"), ("/a/..", "_" if on_windows() else "_.."), ("/.", "_" if on_windows() else "_."),
                            ("/%2E%2E%2F%2E%2E%2Fetc%2Fpasswd", "passwd"), ("/..%5C..%5Cboot.ini", "boot.ini"),
                            ("/C:x", "C_x"), ("/a%3Ab%2Ac%3Fd%22e%3Cf%3Eg%7Ch", "a_b_c_d_e_f_g_h"),
                            ("/x%1B%5B2Jy%0Az", "x_[2Jy_z"), ("/CON", "_CON"), ("/nul.txt", "_nul.txt"),
