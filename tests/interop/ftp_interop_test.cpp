@@ -17,7 +17,7 @@
 namespace {
 
 constexpr uint32_t kAll = 0xFFFFFFFFu;
-constexpr const char* kServers[] = {"QZ_TEST_FTP_PORT"};
+constexpr const char* kServers[] = {"QZ_TEST_FTP_PORT", "QZ_TEST_FTP_PROFTPD_PORT"};
 
 // The lines 0000000 to 0099999 that the servers have as numbers.txt.
 std::string Numbers() {
