@@ -78,7 +78,7 @@ uint32_t CountReadable(const MemoryStream& record) {
 
 uint32_t ReadChunks(Stream* stream, uint32_t count, void* buffer) {
   MemoryStream& record = *RecordOf(stream);
-  if (record.readPointer == nullptr) return 0;
+  if (record.readPointer == nullptr || buffer == nullptr) return 0;
   const uint32_t taken = std::min(CountReadable(record), count);
   Memory_Copy(record.readPointer, buffer, taken);
   record.readPointer += taken;
@@ -121,6 +121,7 @@ uint32_t WriteInChunk(MemoryStream& record, uint32_t count, const uint8_t* sourc
 }
 
 uint32_t WriteChunks(Stream* stream, uint32_t count, const void* buffer) {
+  if (buffer == nullptr) return 0;
   MemoryStream& record = *RecordOf(stream);
   const auto* source = static_cast<const uint8_t*>(buffer);
   const uint32_t written = WriteInChunk(record, count, source);

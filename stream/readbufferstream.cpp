@@ -4,6 +4,7 @@
 #include "qz/readbufferstream.h"
 
 #include <algorithm>
+#include <cstddef>
 
 #include "os/memory_internal.h"
 #include "qz/error.h"
@@ -20,6 +21,11 @@ struct ReadBufferStream {
   uint8_t* dataEnd;
   Stream* underlying;
 };
+
+static_assert(sizeof(void*) != 4 ||
+              (offsetof(ReadBufferStream, deleteUnderlying) == 28 &&
+               offsetof(ReadBufferStream, buffer) == 36 && offsetof(ReadBufferStream, dataEnd) == 44 &&
+               sizeof(ReadBufferStream) == 52));
 
 ReadBufferStream* RecordOf(Stream* stream) {
   return reinterpret_cast<ReadBufferStream*>(stream);
@@ -53,6 +59,7 @@ ErrorCode DeleteRecord(Stream* stream) {
 // Refills until the request is satisfied or nothing comes; only a request of a whole buffer or more goes past
 // the buffer, with one single read.
 uint32_t ReadBuffered(Stream* stream, uint32_t count, void* buffer) {
+  if (buffer == nullptr && count != 0) return 0;
   ReadBufferStream& record = *RecordOf(stream);
   auto* destination = static_cast<uint8_t*>(buffer);
   uint32_t delivered = 0;

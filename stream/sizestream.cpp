@@ -1,6 +1,8 @@
 // A stream that only counts: measures a serialization before anything is written.
 #include "qz/sizestream.h"
 
+#include <cstddef>
+
 #include "os/memory_internal.h"
 #include "qz/error.h"
 #include "qz/memory.h"
@@ -12,6 +14,9 @@ struct SizeStream {
   uint32_t bytesRead;
   uint32_t bytesWritten;
 };
+
+static_assert(sizeof(void*) != 4 ||
+              (offsetof(SizeStream, bytesRead) == 28 && offsetof(SizeStream, bytesWritten) == 32));
 
 SizeStream* RecordOf(Stream* stream) {
   return reinterpret_cast<SizeStream*>(stream);

@@ -3,6 +3,7 @@
 #include "qz/stream.h"
 
 #include <cstdarg>
+#include <cstddef>
 #include <cstdio>
 
 #include "qz/error.h"
@@ -12,6 +13,16 @@ namespace {
 constexpr uint32_t kFormatLimit = 4096;  // characters that one formatted write may produce, line end included
 constexpr uint32_t kLineEndLength = 2;
 constexpr uint32_t kReadAvailUnknown = 0xFFFFFFFFu;
+
+static_assert(sizeof(void*) != 4 ||
+              (offsetof(Stream, type) == 4 && offsetof(Stream, progressMethod) == 8 &&
+               offsetof(Stream, progressContext) == 12 && offsetof(Stream, progressSteps) == 16 &&
+               offsetof(Stream, progressPosition) == 20 && offsetof(Stream, progressTotal) == 24 &&
+               sizeof(Stream) == 28));
+static_assert(sizeof(void*) != 4 ||
+              (offsetof(StreamOperations, Read) == 4 && offsetof(StreamOperations, ReadAvail) == 8 &&
+               offsetof(StreamOperations, Write) == 12 && offsetof(StreamOperations, Error) == 16 &&
+               offsetof(StreamOperations, FindType) == 20));
 
 // Kept: the report for a boundary that was crossed carries the start of the step before it, so the first
 // report of a transfer is position 0 and the last one lies a step below the total; progress bars are scaled

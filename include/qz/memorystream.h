@@ -4,7 +4,7 @@
  * the caller's: bytes written there replace the block's, and what goes beyond its length is counted and not
  * given back. A stream that starts empty counts what is written, and MemoryStream_Delete gives a cleared
  * block of that size. Stream_ReadAvail gives 0 and reports through Error; Stream_Error is always Error_None.
- * One thread uses a stream at a time. */
+ * Without a buffer a read or write moves nothing and gives 0. One thread uses a stream at a time. */
 #ifndef QZ_MEMORYSTREAM_H
 #define QZ_MEMORYSTREAM_H
 

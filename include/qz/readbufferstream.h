@@ -4,8 +4,8 @@
  * of at least the buffer's size finds an empty buffer and is read directly; writing passes through
  * unbuffered; Stream_FindType looks into the stream beneath. Stream_ReadAvail is the number of bytes readable
  * beneath plus those buffered. Stream_Error is the error beneath, but an end beneath shows as Error_None
- * while the last refill brought a part of the buffer. Blocks where the stream beneath does. One thread uses a
- * stream at a time. */
+ * while the last refill brought a part of the buffer. A read without a buffer gives 0 and takes nothing.
+ * Blocks where the stream beneath does. One thread uses a stream at a time. */
 #ifndef QZ_READBUFFERSTREAM_H
 #define QZ_READBUFFERSTREAM_H
 

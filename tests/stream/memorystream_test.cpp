@@ -236,7 +236,24 @@ TEST(MemoryStreamDelete, LetsGoOfTheBlock_WhenOnlyTheWrapperIsDeleted) {
   EXPECT_EQ(Read(stream, 10), "");
   EXPECT_EQ(Write(stream, "defg"), 4u);
   EXPECT_EQ(Read(stream, 4), "defg");
+  // It goes on as one that started empty, and lives on when it is asked for its bytes again.
+  const Result again = Delete(stream);
+  EXPECT_EQ(again.status, 0);
+  EXPECT_EQ(again.bytes, Zeros(7));
+  Memory_Delete(again.data);
+  EXPECT_EQ(Read(stream, 1), Zeros(1));
   Stream_Delete(stream);
+}
+
+TEST(MemoryStream, ReadsAndWritesNothingWithoutABuffer) {
+  Stream* stream = NewOver("0123456789");
+  EXPECT_EQ(Stream_Write(stream, 20, nullptr), 0u);
+  EXPECT_EQ(Write(stream, "abc"), 3u);
+  EXPECT_EQ(Stream_Read(stream, 2, nullptr), 0u);
+  EXPECT_EQ(Read(stream, 10), "abc");
+  const Result result = Delete(stream);
+  EXPECT_EQ(result.bytes, "abc3456789" + Zeros(3));
+  Memory_Delete(result.data);
 }
 
 TEST(MemoryStreamDelete, RefusesAnotherStream) {

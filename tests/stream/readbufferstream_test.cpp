@@ -106,6 +106,16 @@ TEST(ReadBufferStream, RefillsForARequestOfNothing) {
   EXPECT_EQ(buffered.Read(3), "abc");
 }
 
+TEST(ReadBufferStream, ReadsNothingWithoutABuffer) {
+  Buffered buffered(4, {"abcdefgh"});
+  EXPECT_EQ(Stream_Read(buffered.stream, 2, nullptr), 0u);
+  EXPECT_EQ(Stream_Read(buffered.stream, 6, nullptr), 0u);
+  EXPECT_TRUE(buffered.script.reads.empty());
+  EXPECT_EQ(buffered.Read(1), "a");
+  EXPECT_EQ(Stream_Read(buffered.stream, 6, nullptr), 0u);
+  EXPECT_EQ(buffered.Read(7), "bcdefgh");
+}
+
 TEST(ReadBufferStream, WritesThrough) {
   Buffered buffered(10, {});
   EXPECT_EQ(Stream_Write(buffered.stream, 3, "abc"), 3u);

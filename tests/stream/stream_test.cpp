@@ -134,6 +134,10 @@ TEST(Stream, RefusesNullPointers) {
   EXPECT_EQ(count, 0u);
 
   ScriptedStream script({"a"});
+  const char* noFormat = nullptr;
+  EXPECT_EQ(Stream_WriteF(script.stream(), noFormat), -4);
+  EXPECT_EQ(Stream_WriteFLine(script.stream(), noFormat), -4);
+  EXPECT_TRUE(script.writes.empty());
   EXPECT_EQ(Stream_ReadTo(script.stream(), 1, nullptr, 1, &byte, nullptr), -4);
   EXPECT_EQ(Stream_ReadTo(script.stream(), 1, "\n", 1, nullptr, nullptr), -4);
   EXPECT_TRUE(script.reads.empty());
