@@ -1,6 +1,7 @@
 // Calendar records and file times. The C library knows the local time zone; all else is counted here, in the
 // Gregorian calendar from 1601, where its cycle of 400 years begins.
 #include <algorithm>
+#include <cstddef>
 
 #include "os/platform/walltime.h"
 #include "os/time_internal.h"
@@ -19,6 +20,12 @@ constexpr uint32_t kDaysPer4Years = 4 * kDaysPerYear + 1;
 constexpr uint32_t kDaysPer100Years = 25 * kDaysPer4Years - 1;
 constexpr uint32_t kDaysPer400Years = 4 * kDaysPer100Years + 1;
 constexpr uint32_t kDaysPerMonth[12] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
+
+static_assert(offsetof(Time, milliseconds) == 4 && sizeof(Time) == 8);
+static_assert(offsetof(TimeData, month) == 4 && offsetof(TimeData, dayOfWeek) == 8 &&
+              offsetof(TimeData, day) == 12 && offsetof(TimeData, hour) == 16 &&
+              offsetof(TimeData, minute) == 20 && offsetof(TimeData, second) == 24 &&
+              offsetof(TimeData, milliseconds) == 28 && sizeof(TimeData) == 32);
 
 constexpr char kBadCalendar[] = "FileTimeToSystemTime failed!";
 constexpr char kBadFileTime[] = "FileTimeToLocalFileTime failed!";
