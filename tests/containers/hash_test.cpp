@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <iterator>
 #include <random>
 #include <utility>
 #include <vector>
@@ -69,6 +70,28 @@ TEST(HashNew, TakesTheNextPrimeForTheHint) {
                               {500, 541},     {541, 541},     {1000, 1031},   {32749, 32749}, {32750, 34807},
                               {60139, 60139}, {60140, 63901}, {63900, 63901}, {63901, 63901}};
   for (auto& row : rows) EXPECT_EQ(iHash_CountBuckets(NewHash(row[0]).get()), row[1]) << row[0];
+}
+
+TEST(HashNew, HasEverySize) {
+  const uint32_t sizes[] = {
+      1,     2,     3,     5,     7,     11,    13,    17,    19,    23,    29,    31,    37,    41,
+      43,    47,    53,    59,    67,    71,    79,    83,    89,    97,    103,   109,   127,   137,
+      149,   163,   173,   191,   211,   227,   241,   257,   277,   307,   331,   353,   379,   409,
+      439,   467,   499,   541,   577,   613,   653,   701,   751,   797,   853,   907,   967,   1031,
+      1097,  1171,  1249,  1327,  1409,  1499,  1597,  1697,  1811,  1931,  2053,  2203,  2341,  2503,
+      2659,  2833,  3011,  3203,  3407,  3623,  3851,  4091,  4349,  4621,  4909,  5227,  5557,  5923,
+      6299,  6701,  7121,  7573,  8053,  8563,  9103,  9677,  10289, 10937, 11621, 12347, 13121, 13963,
+      14843, 15773, 16759, 17807, 18919, 20101, 21377, 22717, 24137, 25657, 27271, 28979, 30803, 32749,
+      34807, 36997, 39313, 41771, 44381, 47161, 50111, 53267, 56597, 60139, 63901};
+  EXPECT_EQ(std::size(sizes), 123u);
+  uint32_t below = 0;
+  for (uint32_t size : sizes) {
+    if (below != 0) {
+      EXPECT_EQ(iHash_CountBuckets(NewHash(below + 1).get()), size);
+    }
+    EXPECT_EQ(iHash_CountBuckets(NewHash(size).get()), size);
+    below = size;
+  }
 }
 
 TEST(HashNew, ClampsAHintBeyondTheLargestSize) {
@@ -345,7 +368,12 @@ TEST(Hash, RefusesNullPointers) {
   EXPECT_EQ(Hash_DeleteNode(nullptr, 1), -4);
   EXPECT_EQ(Hash_CountNodes(nullptr), 0u);
   Hash_Delete(nullptr);
-  EXPECT_EQ(Hash_ForEachNode(NewHash(0).get(), nullptr, nullptr), 0);
+  OwnedHash table = NewHash(0);
+  InsertKeys(table.get(), 1, 1);
+  EXPECT_EQ(Hash_ForEachNode(table.get(), nullptr, nullptr), 0);
+  EXPECT_EQ(Hash_ForEachNode(
+                nullptr, [](Word, Word, void*) { return 1; }, nullptr),
+            0);
 }
 
 TEST(HashMemory, LeavesTheTableAsItWas_WhenGrowingFails) {

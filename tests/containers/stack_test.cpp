@@ -296,9 +296,11 @@ TEST(Stack, RefusesNullPointers) {
   EXPECT_EQ(Stack_PushCopy(nullptr, &number), 0);
   Stack_Pop(nullptr);
   _Stack_Pop(nullptr);
-  Stack_PopCopy(nullptr, nullptr);
-  Stack_PopDelete(nullptr, nullptr);
-  Stack_Empty(nullptr, nullptr);
+  uint32_t untouched = 77;
+  Stack_PopCopy(nullptr, &untouched);
+  EXPECT_EQ(untouched, 77u);
+  Stack_PopDelete(nullptr, RecordDeleted);
+  Stack_Empty(nullptr, RecordDeleted);
   Stack_Delete(nullptr, nullptr);
 
   OwnedStack stack(Stack_New(4));
