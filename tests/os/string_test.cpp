@@ -233,6 +233,47 @@ TEST(StringDelimCat, ComparesTheDelimiterAsAByte) {
                "file");
 }
 
+TEST(String, WritesNothingWithoutADestination) {
+  EXPECT_EQ(String_CopyMax("abc", 4, nullptr), 0);
+  EXPECT_EQ(String_CopyLength("abc", 2, nullptr), 0);
+  EXPECT_EQ(String_Cat(nullptr, "abc"), 0);
+  EXPECT_EQ(String_CatPString(nullptr, reinterpret_cast<const uint8_t*>("\3abc")), 0);
+  EXPECT_EQ(String_DelimCat("a", "b", '/', nullptr), 0);
+  EXPECT_EQ(String_Insert("a", nullptr), 0);
+  EXPECT_EQ(String_Quote("a", '"', nullptr), 0);
+  EXPECT_EQ(String_ToLower("A", nullptr), 0);
+  EXPECT_EQ(String_Convert("a", "a", "b", nullptr), 0);
+  EXPECT_EQ(String_ReplaceFirst("abc", "b", "x", nullptr), -1);
+  EXPECT_EQ(String_StripEnds(" a ", " ", nullptr), 0);
+  EXPECT_EQ(String_Read(nullptr), 0);
+}
+
+TEST(String, TakesAMissingTextForAnEmptyOne) {
+  Buffer buffer;
+  EXPECT_EQ(String_CopyMax(nullptr, 4, buffer.text), 0);
+  EXPECT_STREQ(buffer.text, "");
+  EXPECT_EQ(String_DelimCat("dir", nullptr, '/', buffer.text), 4);
+  EXPECT_STREQ(buffer.text, "dir/");
+  EXPECT_EQ(String_CopyLength(nullptr, 3, buffer.text), 0);
+  EXPECT_STREQ(buffer.text, "");
+  EXPECT_EQ(String_DelimCat(nullptr, "file", '/', buffer.text), 4);
+  EXPECT_STREQ(buffer.text, "file");
+  EXPECT_EQ(String_Insert(nullptr, buffer.text), 4);
+  EXPECT_STREQ(buffer.text, "file");
+  EXPECT_EQ(String_Quote(nullptr, '|', buffer.text), 2);
+  EXPECT_STREQ(buffer.text, "||");
+  EXPECT_EQ(String_ToLower(nullptr, buffer.text), 0);
+  EXPECT_STREQ(buffer.text, "");
+  EXPECT_EQ(String_Convert("abc", nullptr, "x", buffer.text), 0);
+  EXPECT_STREQ(buffer.text, "abc");
+  EXPECT_EQ(String_Convert("abc", "b", nullptr, buffer.text), 0);
+  EXPECT_STREQ(buffer.text, "abc");
+  EXPECT_EQ(String_ReplaceFirst("abc", "b", nullptr, buffer.text), 1);
+  EXPECT_STREQ(buffer.text, "ac");
+  EXPECT_EQ(String_ReplaceFirst("abc", nullptr, "x", buffer.text), -1);
+  EXPECT_STREQ(buffer.text, "ac");
+}
+
 TEST(StringInsert, PutsThePrefixInFront) {
   Buffer buffer("file");
   EXPECT_EQ(String_Insert("dir/", buffer.text), 8);
