@@ -253,6 +253,10 @@ TEST(FileTime, BecomesTheSameMoment) {
   Time time = {};
   EXPECT_EQ(iTime_FromFileTime(kFileTime1970, true, &time), 0);
   ExpectTime(time, 0, 0);
+  EXPECT_EQ(iTime_FromFileTime(kFileTime1970 + 828000000000, true, &time), 0);
+  ExpectTime(time, 82800, 0);  // 23:00:00.000
+  EXPECT_EQ(iTime_FromFileTime(kFileTime1970 + 863999990000, true, &time), 0);
+  ExpectTime(time, 86399, 999);  // 23:59:59.999
   EXPECT_EQ(iTime_FromFileTime(kFileTimeLeapDay + 9999, true, &time), 0);
   ExpectTime(time, 825597296, 789);
   EXPECT_EQ(iTime_FromFileTime(kFileTime1970 + 42949672959990000, false, &time), 0);

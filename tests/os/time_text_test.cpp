@@ -113,6 +113,7 @@ TEST(TimeFromString, NeedsATimeOfDay) {
   EXPECT_EQ(Parse("Jan 5 1996 12:"), "-4");
   EXPECT_EQ(Parse("Jan 5 1996 12:x"), "-4");
   EXPECT_EQ(Parse("Jan 5 1996 123x:30"), "-4");
+  EXPECT_EQ(Parse("Jan 5 1996 12x30:40"), "-4");
 }
 
 TEST(TimeFromString, NeedsMonthAndDay) {
@@ -142,6 +143,7 @@ TEST(TimeFromString, ReadsSecondsWhenTheyAreThere) {
   EXPECT_EQ(Parse("Jan 5 10:20:30"), "Sun Jan  5 10:20:30 1997");
   EXPECT_EQ(Parse("Jan 5 10:20:"), "Sun Jan  5 10:20:00 1997");
   EXPECT_EQ(Parse("Jan 5 10:20x:30"), "Sun Jan  5 10:20:00 1997");
+  EXPECT_EQ(Parse("Jan 5 10:20x30"), "Sun Jan  5 10:20:00 1997");
 }
 
 TEST(TimeFromString, AddsTwelveHoursAfterNoonOnly) {
@@ -204,11 +206,15 @@ TEST(TimeCountdownString, SpeaksInWords) {
       {3570, "60 minutes"},
       {3599, "60 minutes"},
       {3600, "1 hour 0 minutes"},
+      {3629, "1 hour 0 minutes"},
+      {3630, "1 hour 1 minute"},
       {3660, "1 hour 1 minute"},
       {7199, "1 hour 60 minutes"},
       {7200, "2 hours 0 minutes"},
       {86399, "23 hours 60 minutes"},
       {86400, "1 day 0 hours"},
+      {88199, "1 day 0 hours"},
+      {88200, "1 day 1 hour"},
       {90000, "1 day 1 hour"},
       {172799, "1 day 24 hours"},
       {172800, "2 days 0 hours"},
