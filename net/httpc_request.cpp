@@ -179,7 +179,7 @@ ErrorCode HTTPc_Get(HTTPc* connection, const char* url, Reply* reply, Stream** s
   memcpy(buffer, url, whole.size() + 1);
   URLData data = {};
   if (URL_ToData(buffer, &data) != Error_None) return kHTTPc_BadUrl;
-  // Kept: the host goes without its port; callers that want it there set the header themselves.
+  // Kept: the host goes without its port, as servers see it from every version.
   if (const ErrorCode status = SetDefaultHost(&connection->request, data.host); status != Error_None)
     return status;
 

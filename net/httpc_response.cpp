@@ -194,7 +194,7 @@ ErrorCode iHTTPc_ParseStatusLine(string_view line, HTTPcResponseRecord* response
   const string_view version = TakeToken(kScanBlanks, &rest);
   int32_t code = 0;
   if (!TakeInteger(&rest, &code)) return Error_Invalid;
-  // Kept: a status line without a reason is none; callers count the Invalid against the server.
+  // Kept: a status line without a reason is none; callers take its first word as the reply's text.
   const string_view reason = TakeToken(kScanBlanks, &rest);
   const size_t versionStart = version.find(kVersionStart);
   if (reason.empty() || versionStart == string_view::npos) return Error_Invalid;

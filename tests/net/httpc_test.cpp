@@ -300,6 +300,15 @@ TEST_F(HTTPcConnection, WidensTheReceiveBufferForTheResponse) {
   connection.reset();
 }
 
+TEST_F(HTTPcConnection, WidensTheReceiveBufferBeforeAByteOfTheResponseCame) {
+  ScriptedServer server({AnswerThenStall("")});
+  ASSERT_EQ(Open(server), 0);
+  iSock_SetWaitMilliseconds(100);
+  EXPECT_EQ(Get("http://h/f"), 8);
+  EXPECT_GE(ReceiveBufferBytes(), 200000);
+  connection.reset();
+}
+
 // ---- cuts, resets, stalls -------------------------------------------------------------------------
 
 constexpr const char* kHead = "HTTP/1.0 200 OK\r\nContent-Length: 4\r\n\r\n";

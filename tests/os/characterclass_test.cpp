@@ -45,6 +45,16 @@ TEST(CharacterClass, MapsAsciiLettersBetweenTheCases) {
   }
 }
 
+TEST(CharacterClass, ComparesTextsWithoutRegardToTheCaseOfAsciiLetters) {
+  EXPECT_TRUE(iCharacter_EqualsWithoutCase("", ""));
+  EXPECT_TRUE(iCharacter_EqualsWithoutCase("Content-Length", "cONTENT-lENGTH"));
+  EXPECT_FALSE(iCharacter_EqualsWithoutCase("date", "dat"));
+  EXPECT_FALSE(iCharacter_EqualsWithoutCase("dat", "date"));
+  EXPECT_FALSE(iCharacter_EqualsWithoutCase("[", "{"));
+  EXPECT_FALSE(iCharacter_EqualsWithoutCase("@", "`"));
+  EXPECT_FALSE(iCharacter_EqualsWithoutCase("\xc4", "\xe4"));
+}
+
 TEST(CharacterClass, GivesTheValueOfHexadecimalDigits) {
   const char digits[] = "0123456789ABCDEF";
   for (int value = 0; value < 16; ++value) {
