@@ -125,9 +125,11 @@ TEST_P(FTPInterop, KnowsSizeTimeAndDirectory) {
 }
 
 TEST_P(FTPInterop, RefusesAMissingFile) {
-  const bool passive = (GetParam().flags & FTPcFlag_Passive) != 0;
   TestStream local;
-  EXPECT_EQ(FTPc_Retrieve(connection_, "/missing", local.stream(), nullptr, &reply_), passive ? -3 : -5);
+  const ErrorCode status = FTPc_Retrieve(connection_, "/missing", local.stream(), nullptr, &reply_);
+  // A server that closes its passive port before the client has connected gives a refused connection.
+  const bool passive = (GetParam().flags & FTPcFlag_Passive) != 0;
+  EXPECT_TRUE(status == -5 || (passive && status == -3)) << status;
   EXPECT_EQ(reply_.code, 550);
   uint32_t size = 0;
   EXPECT_EQ(FTPc_FileSize(connection_, "/missing", &size, &reply_), -4);
