@@ -1,6 +1,5 @@
 /* Fetches one file over HTTP and shows its progress: fetch http://host/path file */
 #include <qz/qz.h>
-
 #include <stdio.h>
 #include <stdlib.h>
 

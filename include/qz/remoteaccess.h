@@ -1,9 +1,10 @@
 /* RemoteAccess: dial-up connections.
  *
- * Works through the system's dial-up service, which is optional and loaded on first use. Without it the queries
- * answer 0 and the actions give Error_NotInited; so it is on systems other than Windows. Needs no OS_Init. Dialling
- * and hanging up wait for the service. Any thread may call any of these; a failure of the service is Error_Fail.
- * entry: the name of an entry in the phone book, at most 256 bytes; a longer one and null are no entries. */
+ * Works through the system's dial-up service, which is optional and loaded on first use. Without it the
+ * queries answer 0 and the actions give Error_NotInited; so it is on systems other than Windows. Needs no
+ * OS_Init. Dialling and hanging up wait for the service. Any thread may call any of these; a failure of the
+ * service is Error_Fail. entry: the name of an entry in the phone book, at most 256 bytes; a longer one and
+ * null are no entries. */
 #ifndef QZ_REMOTEACCESS_H
 #define QZ_REMOTEACCESS_H
 
@@ -38,8 +39,9 @@ QZ_API ErrorCode RemoteAccess_Connect(const char* entry, const char* user, const
  * Error_NotInited, Error_Fail; Error_Invalid for a null entry. */
 QZ_API ErrorCode RemoteAccess_Disconnect(const char* entry);
 
-/* Hangs up every connection (of at most 32) that is not fully connected, and waits up to 3 seconds for each to
- * disappear. Error_NotInited; Error_Fail when one could not be hung up, the others are tried all the same. */
+/* Hangs up every connection (of at most 32) that is not fully connected, and waits up to 3 seconds for each
+ * to disappear. Error_NotInited; Error_Fail when one could not be hung up, the others are tried all the same.
+ */
 QZ_API ErrorCode RemoteAccess_KillBadConnections(void);
 
 QZ_END_C

@@ -14,6 +14,10 @@ ErrorCapture::ErrorCapture() {
   iError_SetSink([](const char* line) { Store().emplace_back(line); });
 }
 
-ErrorCapture::~ErrorCapture() { iError_SetSink(nullptr); }
+ErrorCapture::~ErrorCapture() {
+  iError_SetSink(nullptr);
+}
 
-std::vector<std::string> ErrorCapture::Lines() { return Store(); }
+std::vector<std::string> ErrorCapture::Lines() {
+  return Store();
+}

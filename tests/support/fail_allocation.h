@@ -7,8 +7,8 @@
 
 #include "os/memory_internal.h"
 
-// scenario() runs the whole thing once, releases all it made, and returns nothing; it must check for itself that
-// each outcome is a documented one. No run may leave a block behind.
+// scenario() runs the whole thing once, releases all it made, and returns nothing; it must check for itself
+// that each outcome is a documented one. No run may leave a block behind.
 template <typename Scenario>
 void FailEveryAllocation(Scenario scenario, int64_t limit = 2000) {
   const int64_t before = iMemory_CountLive();

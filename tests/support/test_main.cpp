@@ -1,5 +1,5 @@
-// The main program of every test program, and of the children that tests start. The time zone is fixed, so that
-// date tests say the same everywhere.
+// The main program of every test program, and of the children that tests start. The time zone is fixed, so
+// that date tests say the same everywhere.
 #include <gtest/gtest.h>
 
 #include <cstdio>

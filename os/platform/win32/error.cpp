@@ -6,8 +6,12 @@
 
 namespace platform {
 
-uint32_t LastSystemError() { return GetLastError(); }
+uint32_t LastSystemError() {
+  return GetLastError();
+}
 
-uint32_t LastSocketError() { return static_cast<uint32_t>(WSAGetLastError()); }
+uint32_t LastSocketError() {
+  return static_cast<uint32_t>(WSAGetLastError());
+}
 
 }  // namespace platform

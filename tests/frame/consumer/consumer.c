@@ -1,6 +1,5 @@
 /* Uses the library as a stranger would: the public headers and the shared library, nothing else. */
 #include <qz/qz.h>
-
 #include <stdio.h>
 #include <string.h>
 
