@@ -214,6 +214,8 @@ ErrorCode Hash_InsertNode(Hash* table, Word key, Word value) {
   return Error_None;
 }
 
+// Kept: the deleter is called even when the new value is the old one; owners that count references rely on
+// one call for each replacement.
 ErrorCode Hash_ReplaceNode(Hash* table, Word key, Word value) {
   if (table == nullptr || value == 0) return Error_Invalid;
   Slot* slot = Find(table, key);

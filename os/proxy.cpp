@@ -49,6 +49,8 @@ int32_t Proxy_Resolve(uint32_t index, const char* host, uint32_t port, char* con
   return proxied ? 1 : 0;
 }
 
+// Kept: a fragment matches anywhere in the host, not only at its end; lists that users have stored rely on
+// it.
 int32_t Proxy_IsBypassed(const char* host) {
   char token[kTextSizeBytes];
   const char* list = proxies.bypassList;

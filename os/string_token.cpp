@@ -66,6 +66,8 @@ int32_t String_StripEnds(const char* text, const char* set, char* destination) {
   return static_cast<int32_t>(end - start);
 }
 
+// Kept: any byte is passed over before the number, a sign apart from it too ("- 5" is 5); numbers are taken
+// so out of the middle of replies and stored lines.
 int32_t String_ToInteger(const char* text) {
   if (text == nullptr) return 0;
   while (*text != 0 && !IsDigit(*text) && !(*text == '-' && IsDigit(text[1]))) ++text;

@@ -181,6 +181,7 @@ ErrorCode Time_FromString(const char* text, Time* time) {
   data.month = *date.month;
   data.day = *date.day;
   data.hour = *date.hour;
+  // Kept: 12 am stays 12, and "10:00pm" in one word is 10:00; dates stored from listings rely on it.
   if (date.isPm && data.hour < 12) data.hour += 12;
   data.minute = *date.minute;
   data.second = date.second;

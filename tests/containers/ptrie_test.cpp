@@ -353,6 +353,11 @@ TEST(PTrieIterate, KeepsToThePrefix) {
   for (const char* none : {"bananas", "bax", "c", "appleX", "aq"})
     EXPECT_EQ(KeysOf(trie.get(), none), Keys{}) << none;
   EXPECT_EQ(KeysOf(trie.get()), (Keys{"", "app", "apple", "apply", "apricot", "banana"}));
+
+  // "bas" leaves the shared bytes "banana" before the branch that "s" would lead on from.
+  OwnedTrie branched = NewTrie({"bananas", "bananat"});
+  EXPECT_EQ(KeysOf(branched.get(), "bas"), Keys{});
+  EXPECT_EQ(KeysOf(branched.get(), "bananas"), (Keys{"bananas"}));
 }
 
 TEST(PTrieIterate, EndsAtOnceOnAnEmptyTrie) {
@@ -431,6 +436,23 @@ TEST(PTrieIterate, ComparesSignedBytes_WhenTheLastKeyIsGone) {
   EXPECT_EQ(Insert(trie.get(), "b\xC1y", Number(3)), 0);
   EXPECT_EQ(Delete(trie.get(), "b\x41"), 1);
   EXPECT_EQ(iteration.Next(trie.get()), 0);
+}
+
+TEST(PTrieIterate, KeepsToThePrefix_WhenItsKeyWasRemoved) {
+  OwnedTrie extended = NewTrie({"xa1", "xbcd", "xbcdef", "xbd"});
+  Iteration first(10);
+  EXPECT_EQ(first.Next(extended.get(), "xbc"), 1);
+  EXPECT_EQ(first.Key(), "xbcd");
+  Delete(extended.get(), "xbcd");
+  EXPECT_EQ(first.Next(extended.get(), "xbc"), 1);
+  EXPECT_EQ(first.Key(), "xbcdef");
+  EXPECT_EQ(first.Next(extended.get(), "xbc"), 0);
+
+  OwnedTrie beside = NewTrie({"xa", "xbcz", "xbd"});
+  Iteration second(10);
+  EXPECT_EQ(second.Next(beside.get(), "xbcz"), 1);
+  Delete(beside.get(), "xbcz");
+  EXPECT_EQ(second.Next(beside.get(), "xbcz"), 0);
 }
 
 TEST(PTrieIterate, AllowsEveryKeyToBeDeletedAsItComes) {
