@@ -56,6 +56,14 @@ TEST(MemoryRealloc, KeepsTheOldBlockWhenItFails) {
   Memory_Delete(block);
 }
 
+TEST(MemoryRealloc, FreesTheBlock_ForNoBytes) {
+  const int64_t before = iMemory_CountLive();
+  void* block = Memory_New(4);
+  block = Memory_Realloc(block, 0);
+  Memory_Delete(block);
+  EXPECT_EQ(iMemory_CountLive(), before);
+}
+
 TEST(MemoryFailAllocation, FailsExactlyTheOneAskedFor) {
   iMemory_FailAllocation(2);
   void* first = Memory_New(1);
@@ -79,6 +87,8 @@ TEST(MemoryCopy, TakesTheSourceFirst) {
   char destination[6] = "#####";
   Memory_Copy("abcde", destination, 3);
   EXPECT_STREQ(destination, "abc##");
+  Memory_Copy("x", destination, 1);
+  EXPECT_STREQ(destination, "xbc##");
 }
 
 TEST(MemoryCopy, AllowsOverlapInBothDirections) {
@@ -127,6 +137,7 @@ TEST(MemoryCompare, TakesBytesAsSignedCharacters) {
 
 TEST(MemoryCompare, PutsAMissingBlockFirst) {
   EXPECT_EQ(Memory_Compare(nullptr, nullptr, 0), 0);
+  EXPECT_EQ(Memory_Compare(nullptr, "a", 0), 0);
   EXPECT_EQ(Memory_Compare(nullptr, nullptr, 1), 0);
   EXPECT_EQ(Memory_Compare(nullptr, "a", 1), -1);
   EXPECT_EQ(Memory_Compare("a", nullptr, 1), 1);

@@ -29,6 +29,11 @@ TEST(PStringDuplicate, CopiesLengthAndBytes) {
   EXPECT_EQ(memcmp(copy, "\3abc", 4), 0);
   Memory_Delete(copy);
   EXPECT_EQ(PString_Duplicate(nullptr), nullptr);
+  // The first byte is no length.
+  copy = PString_Duplicate(Pascal("\1bc").data());
+  ASSERT_NE(copy, nullptr);
+  EXPECT_EQ(memcmp(copy, "\3\1bc", 4), 0);
+  Memory_Delete(copy);
 }
 
 TEST(PStringDuplicate, GivesNullWhenMemoryRunsOut) {
@@ -109,6 +114,13 @@ TEST(PString, ConvertsInPlaceBothWays) {
   EXPECT_EQ(memcmp(bytes, "\3abc", 4), 0);
   EXPECT_EQ(PString_ToString(reinterpret_cast<uint8_t*>(bytes), bytes), 3);
   EXPECT_STREQ(bytes, "abc");
+}
+
+TEST(PString, WritesNothingWithoutADestination) {
+  EXPECT_EQ(PString_Cat(nullptr, Pascal("abc").data()), 0);
+  EXPECT_EQ(PString_CatString(nullptr, "abc"), 0);
+  EXPECT_EQ(PString_ToString(Pascal("abc").data(), nullptr), 0);
+  EXPECT_EQ(String_ToPString("abc", nullptr), 0);
 }
 
 TEST(PStringCompare, ComparesFirstBytesAndLengthsOnly) {

@@ -50,6 +50,7 @@ TEST(StringFindFirst, FindsNoEmptyText) {
   EXPECT_EQ(String_FindFirst("abc", nullptr), -1);
   EXPECT_EQ(String_FindFirst(nullptr, "a"), -1);
   EXPECT_EQ(String_FindFirstInsensitive(nullptr, "a"), -1);
+  EXPECT_EQ(String_FindFirstInsensitive("abc", nullptr), -1);
 }
 
 TEST(StringFindFirstInsensitive, IgnoresTheCaseOfAsciiLetters) {
@@ -65,6 +66,7 @@ TEST(StringFindStart, GivesTheIndexBehindThePrefix) {
   EXPECT_EQ(String_FindStart("abc", ""), 0);
   EXPECT_EQ(String_FindStart("abc", "abc"), 3);
   EXPECT_EQ(String_FindStart("", ""), 0);
+  EXPECT_EQ(String_FindStart("abc", nullptr), 0);
 }
 
 TEST(StringFindStart, GivesNotFoundForAnyOtherText) {
@@ -86,6 +88,7 @@ TEST(StringFindEnd, GivesTheIndexWhereTheSuffixBegins) {
   EXPECT_EQ(String_FindEnd("abc", "abc"), 0);
   EXPECT_EQ(String_FindEnd("abc", ""), 3);
   EXPECT_EQ(String_FindEnd("", ""), 0);
+  EXPECT_EQ(String_FindEnd("abc", nullptr), 3);
 }
 
 TEST(StringFindEnd, GivesNotFoundForAnyOtherText) {
