@@ -330,6 +330,8 @@ int32_t File_VPrint(File* file, const char* format, va_list arguments) {
 
 int32_t File_Flush(File* file) {
   if (file == nullptr) return -1;
+  // After reading nothing is pending, and some C libraries would forget the lines that were read ahead.
+  if (file->lastUse != FileUse::StreamWriting) return 0;
   if (fflush(file->cStream) == 0) return 0;
   NoteLostOutput(file);
   return -1;

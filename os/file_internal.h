@@ -55,6 +55,11 @@ ErrorCode iFile_CloseSystemFile();
 
 // ---- names -------------------------------------------------------------------------------------
 
+// Whether a drive may be called so.
+inline bool iFile_IsDriveLetter(char c) {
+  return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
+}
+
 // The name as the system's calls take it. Error_Exceed when it does not fit, Error_Invalid for null;
 // systemName is then empty. Where there are drives this is WinOSFile_FileNameToDOSName; elsewhere a name
 // stays as it is, but for a leading "/C|", which is dropped.

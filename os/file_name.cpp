@@ -12,12 +12,8 @@ static_assert(kFileNameSize == platform::kNameSize);
 
 namespace {
 
-bool IsLetter(char c) {
-  return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
-}
-
 bool BeginsWithDrive(const char* name) {
-  return name[0] == '/' && IsLetter(name[1]) && name[2] == '|';
+  return name[0] == '/' && iFile_IsDriveLetter(name[1]) && name[2] == '|';
 }
 
 bool IsNetworkName(const char* name) {

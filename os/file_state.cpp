@@ -32,12 +32,8 @@ void DropTrailingSeparators(char* systemName) {
   while (length > 1 && systemName[length - 1] == separator) systemName[--length] = '\0';
 }
 
-bool IsLetter(char c) {
-  return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
-}
-
 bool IsBareDrive(const char* systemName) {
-  return platform::UsesDriveLetters() && IsLetter(systemName[0]) && systemName[1] == ':' &&
+  return platform::UsesDriveLetters() && iFile_IsDriveLetter(systemName[0]) && systemName[1] == ':' &&
          systemName[2] == '\0';
 }
 

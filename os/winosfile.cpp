@@ -18,10 +18,6 @@
 
 namespace {
 
-bool IsLetter(char c) {
-  return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
-}
-
 void ReplaceAll(char* text, char from, char to) {
   for (; *text != '\0'; ++text) {
     if (*text == from) *text = to;
@@ -37,7 +33,7 @@ ErrorCode Deliver(int length, const char* formed, char* destination) {
 
 int FormSystemName(const char* name, char (&formed)[kFileNameSize]) {
   if (name[0] != '/' || name[1] == '/') return snprintf(formed, kFileNameSize, "%s", name);
-  if (IsLetter(name[1]) && name[2] == '|') {
+  if (iFile_IsDriveLetter(name[1]) && name[2] == '|') {
     return snprintf(formed, kFileNameSize, "%c:%s", name[1], name + 3);
   }
   // Kept: a boot directory of "C:\" doubles the separator ("C:\\dir"); stored names have been compared so.
@@ -55,7 +51,7 @@ ErrorCode WinOSFile_DOSNameToFileName(const char* systemName, char* name) {
     return Error_Invalid;
   }
   char formed[kFileNameSize];
-  const bool hasDrive = IsLetter(systemName[0]) && systemName[1] == ':';
+  const bool hasDrive = iFile_IsDriveLetter(systemName[0]) && systemName[1] == ':';
   const int length = hasDrive ? snprintf(formed, sizeof formed, "/%c|%s", systemName[0], systemName + 2)
                               : snprintf(formed, sizeof formed, "%s", systemName);
   ReplaceAll(formed, '\\', '/');

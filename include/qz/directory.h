@@ -53,7 +53,8 @@ QZ_API ErrorCode Directory_StartList(const char* directory, int32_t listMode, Di
 QZ_API ErrorCode Directory_StartFileList(const char* directory, const char* listFile, int32_t temporary,
                                          int32_t joinMode, DirectoryList** list);
 
-/* Returns the next line in `line` (1024 bytes). Error_None; Error_Ended after the last; Error_Exceed for a
+/* Returns the next line in `line` (1024 bytes); one of more than 1023 bytes comes in pieces. Error_None;
+ * Error_Ended after the last; Error_Exceed for a
  * line that is too long once joined (the next call goes on). line is empty after a failure. */
 QZ_API ErrorCode Directory_IterateList(DirectoryList* list, char* line);
 

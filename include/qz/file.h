@@ -116,7 +116,8 @@ QZ_API ErrorCode File_GetState(const char* name, FileState* state);
 /* The same for an open file, pending output included; the time is in whole seconds. 0, or -1 on failure. */
 QZ_API int32_t File_GetStateOpenFile(File* file, FileState* state);
 
-/* Removes a file, an empty directory, or a link itself. Error_None; Error_NotFound; others of
+/* Removes a file, an empty directory, or a link itself. Error_None; Error_NotFound when nothing stands under
+ * the name; on Windows Error_Invalid for a drive and for a name with * or ? that finds something; others of
  * Error_FromSystem. */
 QZ_API ErrorCode File_Unlink(const char* name);
 

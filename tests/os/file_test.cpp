@@ -361,6 +361,25 @@ TEST_F(FileTest, PrintsWhereTheLastLineEnded) {
   EXPECT_EQ(directory_.Read("f"), "one\nTWO\nthree\n");
 }
 
+TEST_F(FileTest, LosesNoLineByAFlush) {
+  directory_.Write("f", "one\ntwo\nthree\nfour\n");
+  for (uint32_t mode : {1u, 4u}) {
+    OwnedFile file = Open("f", mode);
+    char line[16];
+    EXPECT_EQ(File_Flush(file.get()), 0);
+    EXPECT_EQ(File_ScanLine(file.get(), sizeof line, line), 3);
+    EXPECT_EQ(File_Flush(file.get()), 0);
+    EXPECT_EQ(File_ScanLine(file.get(), sizeof line, line), 3);
+    EXPECT_STREQ(line, "two") << mode;
+    EXPECT_EQ(File_Sync(file.get()), 0);
+    EXPECT_EQ(File_ScanLine(file.get(), sizeof line, line), 5);
+    EXPECT_STREQ(line, "three") << mode;
+    EXPECT_EQ(File_Flush(file.get()), 0);
+    EXPECT_EQ(File_Read(file.get(), 4, line), 4u);
+    EXPECT_EQ(std::string(line, 4), "four") << mode;
+  }
+}
+
 TEST_F(FileTest, TellsTheTruePositionAfterEveryKindOfCall) {
   OwnedFile file = Open("f", 3);
   EXPECT_EQ(File_Tell(file.get()), 0);
