@@ -43,6 +43,11 @@ ErrorCode ReadChunk(Stream* source, uint32_t size, NetCopyStall stall, char* chu
   }
 }
 
+// A connection that its peer has reset never takes anything again.
+bool IsReset(Stream* stream, ErrorCode status) {
+  return status == Error_Retry && Stream_FindType(stream, StreamType_Sock) != nullptr;
+}
+
 // Writes the whole chunk; *written says how far it came. A destination that takes nothing may be tried again:
 // a socket may drain, a disk may be given space.
 ErrorCode WriteChunk(Stream* destination, uint32_t length, NetCopyStall stall, const char* chunk,
@@ -60,8 +65,8 @@ ErrorCode WriteChunk(Stream* destination, uint32_t length, NetCopyStall stall, c
     if (status == Error_Ended) return Error_Exceed;
     if (stall == NetCopyStall::Failure) return status == Error_None ? Error_Ended : status;
     // A socket that gives Timeout has waited all that time itself; Cancel means that it is closed.
-    if (status == Error_Timeout || status == Error_Cancel || !patience.Wait())
-      return status == Error_None ? Error_Timeout : status;
+    const bool isOver = status == Error_Timeout || status == Error_Cancel || IsReset(destination, status);
+    if (isOver || !patience.Wait()) return status == Error_None ? Error_Timeout : status;
   }
   return Error_None;
 }

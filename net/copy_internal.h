@@ -7,7 +7,8 @@ inline constexpr uint32_t kNet_NoLimit = 0xFFFFFFFFu;
 
 // What a stream that moves nothing, for a reason other than its end, means to the copy.
 enum class NetCopyStall {
-  Retried,  // asked again until a socket's time limit (61 seconds) is over: non-blocking sockets, full disks
+  Retried,  // asked again until a socket's time limit (61 seconds) is over: non-blocking sockets, full disks;
+            // a destination socket that was reset is the end at once
   Failure,  // the end, with the status that the stream gives
 };
 

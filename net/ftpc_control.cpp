@@ -3,8 +3,10 @@
 #include <cstring>
 
 #include "net/ftpc_internal.h"
+#include "net/sock_internal.h"
 #include "os/memory_internal.h"
 #include "os/owned.h"
+#include "os/platform/clock.h"
 #include "qz/error.h"
 #include "qz/memory.h"
 #include "qz/proxy.h"
@@ -29,6 +31,9 @@ constexpr int32_t kCacheDirectory = 2;
 constexpr uint32_t kTextFileMode = 18;
 constexpr int kWelcomeNameTries = 100;
 constexpr size_t kLoginBufferSize = 256;
+
+// A reply whose lines come and come is given this many times what a silent server is given (610 seconds).
+constexpr uint64_t kReplyWaits = 10;
 
 FTPProxyServer proxyServer = {};
 
@@ -130,6 +135,7 @@ ErrorCode ReceiveLine(FTPc* connection, Line* line) {
 }
 
 ErrorCode ReceiveReply(FTPc* connection, Reply* reply) {
+  const uint64_t start = platform::MonotonicMilliseconds();
   FTPReplyReader reader;
   Line line;
   ErrorCode taken = Error_Block;
@@ -137,6 +143,8 @@ ErrorCode ReceiveReply(FTPc* connection, Reply* reply) {
     const ErrorCode status = ReceiveLine(connection, &line);
     if (status != Error_None) return status;
     taken = reader.Take(line.view(), line.sizeBytes);
+    const uint64_t elapsed = platform::MonotonicMilliseconds() - start;
+    if (taken == Error_Block && elapsed > kReplyWaits * iSock_GetWaitMilliseconds()) return Error_Timeout;
     if (taken == Error_None || taken == Error_Block) Capture(connection, line.view());
   }
   if (taken == Error_None) reader.Get(reply);

@@ -27,6 +27,9 @@ constexpr const char* kStoreUnique = "STOU";
 constexpr uint32_t kDefaultPortBase = 3000;
 constexpr uint32_t kDefaultPortCount = 1000;
 
+// At most: a preliminary one and a final one.
+constexpr int kRepliesToACommand = 2;
+
 constexpr int32_t kShutdownSending = 1;
 constexpr int32_t kShutdownBoth = 2;
 constexpr int32_t kSeekFromStart = 0;
@@ -50,11 +53,14 @@ uint32_t ChooseActivePort() {
 
 // ---- opening the data connection -------------------------------------------------------------------------
 
-// A reply that has already come belongs to the command that failed, and must not be taken for the next one's.
-void TakePendingReply(FTPc* connection, Reply* reply) {
-  uint32_t available = 0;
-  if (Sock_ReadAvail(connection->socket, &available) == Error_None && available > 0) {
-    iFTPc_ReadReply(connection, reply);
+// Replies that have already come belong to the command that failed, and must not be taken for the next one's:
+// the final one, and before it the preliminary one of a server that saw too late that the connection failed.
+void TakePendingReplies(FTPc* connection, Reply* reply) {
+  for (int i = 0; i < kRepliesToACommand; ++i) {
+    uint32_t available = 0;
+    if (Sock_ReadAvail(connection->socket, &available) != Error_None || available == 0) return;
+    if (iFTPc_ReadReply(connection, reply) != Error_None) return;
+    if (reply->replyClass != kFTPClass_Preliminary) return;
   }
 }
 
@@ -76,7 +82,7 @@ ErrorCode StartPassive(FTPc* connection, const char* name, const char* argument,
   status = Sock_OpenConnectBuffer(SockBuffer_System, host, static_cast<uint16_t>(connection->dataPort),
                                   data.out());
   if (status != Error_None) {
-    TakePendingReply(connection, reply);
+    TakePendingReplies(connection, reply);
     return status;
   }
   status = iFTPc_ReadReply(connection, reply);
@@ -93,7 +99,7 @@ ErrorCode StartActive(FTPc* connection, const char* name, const char* argument, 
   if (status == Error_None) status = JudgeReply(*reply, Error_NoAccess);
   if (status != Error_None) return status;
   status = Sock_AcceptBuffer(listener.get(), SockBuffer_System, sock);
-  if (status != Error_None) TakePendingReply(connection, reply);
+  if (status != Error_None) TakePendingReplies(connection, reply);
   return status;
 }
 
@@ -237,7 +243,9 @@ ErrorCode StartWholeRestart(FTPc* connection, const char* name, const char* path
 ErrorCode iFTPc_SetPassive(FTPc* connection, Reply* reply) {
   const ErrorCode status = iFTPc_Command(connection, kPassive, nullptr, reply);
   if (status != Error_None) return status;
-  // Kept: the server's address takes the place of this side's; a PORT that follows names it.
+  // Kept: the server's address takes the place of this side's, and a PORT that follows names it; and the
+  // address is used as the server sent it, whatever host the control connection goes to. Moves between
+  // servers need both.
   return iFTPc_ParsePassive(reply->text, connection->localAddress, &connection->dataPort);
 }
 

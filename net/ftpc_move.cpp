@@ -45,6 +45,7 @@ ErrorCode FTPc_StartMoveServerFile(FTPc* source, FTPc* destination, const char* 
   if (destination == nullptr || !iFTPc_IsArgument(sourcePath) || !iFTPc_IsArgument(destinationPath)) {
     return Error_Invalid;
   }
+  source->moveFailure = Error_None;
   if (iFTPc_SetPassive(source, reply) == Error_None) return Error_None;
   if (iFTPc_SendPort(destination, source->localAddress, source->dataPort, reply) == Error_None)
     return Error_None;
@@ -59,7 +60,6 @@ ErrorCode FTPc_StartMoveServerFile(FTPc* source, FTPc* destination, const char* 
     return status;
   }
   destination->flags |= kFTPFlag_Transfer;
-  source->moveFailure = Error_None;
   return Error_None;
 }
 

@@ -1,16 +1,18 @@
 /* FTPc: a blocking FTP client (RFC 959), with the extensions MAGC and MIRR.
  *
- * A connection lives from FTPc_Open to FTPc_Close or FTPc_Delete. One thread uses it at a time; two connections may
- * be used by two threads. Every call blocks until the server has answered or nothing has moved for 61 seconds.
+ * A connection lives from FTPc_Open to FTPc_Close or FTPc_Delete. One thread uses it at a time; two
+ * connections may be used by two threads. Every call blocks until the server has answered or nothing has
+ * moved for 61 seconds.
  *
- * Every function that takes a reply fills it with the last reply that the call read; it is empty (class and code 0,
- * text "") when none was read or reading failed.
+ * Every function that takes a reply fills it with the last reply that the call read; it is empty (class and
+ * code 0, text "") when none was read or reading failed.
  *
- * Statuses that any of them can give, besides those named with it: Error_Invalid for a null connection, reply or
- * argument (unless "may be null" is said) and for an argument that contains CR or LF, nothing sent; Error_Exceed for
- * a command line over 4093 bytes (nothing sent) or a reply over 4 MiB; Error_Invalid for a line that is no reply;
- * Error_Ended when the server has closed; Error_Timeout after 61 silent seconds; Error_Retry when the connection was
- * reset; Error_Cancel when another thread closed the socket; Error_Memory. */
+ * Statuses that any of them can give, besides those named with it: Error_Invalid for a null connection, reply
+ * or argument (unless "may be null" is said) and for an argument that contains CR or LF, nothing sent;
+ * Error_Exceed for a command line over 4093 bytes (nothing sent) or a reply over 4 MiB; Error_Invalid for a
+ * line that is no reply; Error_Ended when the server has closed; Error_Timeout after 61 silent seconds, and
+ * for a reply of several lines whose end has not come after 610; Error_Retry when the connection was reset;
+ * Error_Cancel when another thread closed the socket; Error_Memory. */
 #ifndef QZ_FTPC_H
 #define QZ_FTPC_H
 
@@ -37,19 +39,19 @@ enum FTPcList { FTPcList_Names = 0, FTPcList_JoinedNames = 1, FTPcList_Long = 2 
 /* Connects, through the FTP proxy of the proxy settings when one applies to the host, and reads the greeting.
  * host: borrowed, at most 1023 bytes. port: 0 to 65535. flags: FTPcFlag values, other bits are ignored.
  * connection: receives the owned connection (free with FTPc_Close or FTPc_Delete); null after a failure.
- * Statuses: Error_NoAccess when the greeting is not of class '2' or the connection is refused; Error_Invalid for a
- * host or a port out of range; Error_NotFound for an unknown host. */
+ * Statuses: Error_NoAccess when the greeting is not of class '2' or the connection is refused; Error_Invalid
+ * for a host or a port out of range; Error_NotFound for an unknown host. */
 QZ_API ErrorCode FTPc_Open(const char* host, uint32_t port, uint32_t flags, FTPc** connection, Reply* reply);
 
-/* Logs in: "USER", and "PASS" when the server asks for it. Through a proxy the user becomes user@host, and for a
- * server port other than 21 the digits of that port alone.
+/* Logs in: "USER", and "PASS" when the server asks for it. Through a proxy the user becomes user@host, and
+ * for a server port other than 21 the digits of that port alone.
  * password: may be null, which is sent as an empty one.
  * Statuses: Error_NoAccess when the server refuses; Error_Exceed when user@host is over 255 bytes. */
 QZ_API ErrorCode FTPc_Login(FTPc* connection, const char* user, const char* password, Reply* reply);
 
 /* Hands over the file with the greeting and the login replies (FTPcFlag_Welcome).
- * fileName: receives its name (1024 bytes); the file is then the caller's to delete. Empty after a failure. May be
- * null: only asks whether there is one.
+ * fileName: receives its name (1024 bytes); the file is then the caller's to delete. Empty after a failure.
+ * May be null: only asks whether there is one.
  * Statuses: Error_None; Error_NotFound when there is none, it was handed over, or no login has succeeded yet;
  * Error_Invalid for a null connection. */
 QZ_API ErrorCode FTPc_InfoFile(FTPc* connection, char* fileName);
@@ -58,16 +60,18 @@ QZ_API ErrorCode FTPc_InfoFile(FTPc* connection, char* fileName);
  * Error_None, but Error_Invalid for a null connection. */
 QZ_API ErrorCode FTPc_GetPeerName(FTPc* connection, uint8_t* address, uint8_t* port);
 
-/* Returns the connection's state: 8 capturing, 16 a transfer's final reply is pending, 32 through the proxy. The flags
- * of FTPc_Open are not shown. 0 for null. */
+/* Returns the connection's state: 8 capturing, 16 a transfer's final reply is pending, 32 through the proxy.
+ * The flags of FTPc_Open are not shown. 0 for null. */
 QZ_API uint32_t FTPc_GetFlags(FTPc* connection);
 
-/* Replaces the state bits; the three flags of FTPc_Open stay as they are. Without the bit 2 in flags the welcome file
- * is closed and removed. */
+/* Replaces the state bits; the three flags of FTPc_Open stay as they are. Without the bit 2 in flags the
+ * welcome file is closed and removed. */
 QZ_API void FTPc_SetFlags(FTPc* connection, uint32_t flags);
 
-/* Sets the local ports of active data connections, for the whole library: base, base + 1, ... base + count - 1, and
- * again from base. At first 3000 and 1000. Ports over 65535 are left out; a base of 0 or over 65535 is ignored. */
+/* Sets the local ports of active data connections, for the whole library: count ports from base on, one
+ * after the other, and again from base. At first 3000 and 1000. When the port that would come next is one of
+ * the new ones too, it still comes next; else base does. Ports over 65535 are left out; a base of 0 or over
+ * 65535 is ignored. */
 QZ_API void FTPc_SetPortRange(uint32_t base, uint32_t count);
 
 /* Records a proxy (host cut to 256 bytes; null: none), for the whole library. Connections do not use it; see
@@ -91,26 +95,26 @@ QZ_API ErrorCode FTPc_Mirrors(FTPc* connection, const char* argument, Reply* rep
  * Error_Invalid when the class is not '2' or the text begins with no number. */
 QZ_API ErrorCode FTPc_FileSize(FTPc* connection, const char* path, uint32_t* size, Reply* reply);
 
-/* "MDTM". time: the modification time, read as local time; zero after a failure. Error_Invalid when the class is not
- * '2' or the text is no date. */
+/* "MDTM". time: the modification time, read as local time; zero after a failure. Error_Invalid when the class
+ * is not '2' or the text is no date. */
 QZ_API ErrorCode FTPc_ModTime(FTPc* connection, const char* path, Time* time, Reply* reply);
 
 /* "DELE". Error_Invalid when the class is not '2'. */
 QZ_API ErrorCode FTPc_DeleteFile(FTPc* connection, const char* path, Reply* reply);
 
-/* "TYPE". type: 'A', 'I', 'E' or 'L'; form: 'N' for none, else the letter after the type. With the type 'L' form is
- * the byte size as a number, and 'N' stands for 8. Error_NoAccess when the class is not '2'. */
+/* "TYPE". type: 'A', 'I', 'E' or 'L'; form: 'N' for none, else the letter after the type. With the type 'L'
+ * form is the byte size as a number, and 'N' stands for 8. Error_NoAccess when the class is not '2'. */
 QZ_API ErrorCode FTPc_FileType(FTPc* connection, char type, char form, Reply* reply);
 
 /* "CWD". Error_NoAccess when the class is not '2'. */
 QZ_API ErrorCode FTPc_ChangeDirectory(FTPc* connection, const char* path, Reply* reply);
 
-/* "PWD". path: receives the text between the first and the last double quote of the reply (1024 bytes); empty after a
- * failure. Error_Invalid when the class is not '2' or there is no quoted name. */
+/* "PWD". path: receives the text between the first and the last double quote of the reply (1024 bytes); empty
+ * after a failure. Error_Invalid when the class is not '2' or there is no quoted name. */
 QZ_API ErrorCode FTPc_CurrentDirectory(FTPc* connection, char* path, Reply* reply);
 
-/* Asks whether transfers can start at an offset ("REST 100", then "REST 0"). flag: 1 when the first was accepted, even
- * when the second then fails; else 0. Error_Invalid when either reply is not of class '3'. */
+/* Asks whether transfers can start at an offset ("REST 100", then "REST 0"). flag: 1 when the first was
+ * accepted, even when the second then fails; else 0. Error_Invalid when either reply is not of class '3'. */
 QZ_API ErrorCode FTPc_RestartSupported(FTPc* connection, int32_t* flag);
 
 /* ---- directory lists ---- */
@@ -118,15 +122,16 @@ QZ_API ErrorCode FTPc_RestartSupported(FTPc* connection, int32_t* flag);
 /* Lists a directory into a local file.
  * directory: is changed to first ("CWD"); null: the current one. kind: an FTPcList value.
  * localFile: is written new, in text mode, and removed when anything fails after it was opened.
- * Statuses: Error_Fail for an unknown kind (nothing sent) or when the file cannot be opened; as FTPc_Retrieve. */
-QZ_API ErrorCode FTPc_GetDirectoryList(FTPc* connection, const char* directory, int32_t kind, const char* localFile,
-                                       Reply* reply);
+ * Statuses: Error_Fail for an unknown kind (nothing sent) or when the file cannot be opened; as
+ * FTPc_Retrieve. */
+QZ_API ErrorCode FTPc_GetDirectoryList(FTPc* connection, const char* directory, int32_t kind,
+                                       const char* localFile, Reply* reply);
 
 /* Lists a directory for reading with Directory_IterateList, through a temporary file.
  * list: receives the owned list (free with Directory_EndList); null after a failure.
  * Statuses: as FTPc_GetDirectoryList; Error_NotInited before OS_Init. */
-QZ_API ErrorCode FTPc_StartDirectoryList(FTPc* connection, const char* directory, int32_t kind, DirectoryList** list,
-                                         Reply* reply);
+QZ_API ErrorCode FTPc_StartDirectoryList(FTPc* connection, const char* directory, int32_t kind,
+                                         DirectoryList** list, Reply* reply);
 
 /* ---- transfers that the caller moves ----
  *
@@ -136,12 +141,12 @@ QZ_API ErrorCode FTPc_StartDirectoryList(FTPc* connection, const char* directory
  * Statuses: Error_Invalid when the data connection is refused by the server or the reply is not of class '1';
  * Error_NotFound (passive) or Error_NoAccess (active) for code 550; what connecting or listening gives.
  *
- * offset (the Restart forms): in: bytes to skip; out: the same, or 0 when the server cannot restart, and the transfer
- * then begins with the first byte. */
+ * offset (the Restart forms): in: bytes to skip; out: the same, or 0 when the server cannot restart, and the
+ * transfer then begins with the first byte. */
 
 QZ_API ErrorCode FTPc_StartRetrieve(FTPc* connection, const char* path, Stream** stream, Reply* reply);
-QZ_API ErrorCode FTPc_StartRetrieveRestart(FTPc* connection, const char* path, uint32_t* offset, Stream** stream,
-                                           Reply* reply);
+QZ_API ErrorCode FTPc_StartRetrieveRestart(FTPc* connection, const char* path, uint32_t* offset,
+                                           Stream** stream, Reply* reply);
 QZ_API ErrorCode FTPc_StartStore(FTPc* connection, const char* path, Stream** stream, Reply* reply);
 /* "STOU": the server chooses a name like path and says it in the reply. */
 QZ_API ErrorCode FTPc_StartStoreUnique(FTPc* connection, const char* path, Stream** stream, Reply* reply);
@@ -149,45 +154,46 @@ QZ_API ErrorCode FTPc_StartStoreRestart(FTPc* connection, const char* path, uint
                                         Reply* reply);
 
 /* Reads the final reply of a transfer, without waiting for its first byte.
- * Statuses: Error_None for class '2'; Error_Invalid for another; Error_Block while no reply has arrived (the state bit
- * 16 stays); Error_Ended when the control connection has ended. */
+ * Statuses: Error_None for class '2'; Error_Invalid for another; Error_Block while no reply has arrived (the
+ * state bit 16 stays); Error_Ended when the control connection has ended. */
 QZ_API ErrorCode FTPc_EndTransfer(FTPc* connection, Reply* reply);
 
-/* "ABOR". Statuses: those of the exchange, whatever the reply says. A server that was in a transfer replies twice; the
- * second reply is left for FTPc_EndTransfer. */
+/* "ABOR". Statuses: those of the exchange, whatever the reply says. A server that was in a transfer replies
+ * twice; the second reply is left for FTPc_EndTransfer. */
 QZ_API ErrorCode FTPc_AbortTransfer(FTPc* connection, Reply* reply);
 
 /* ---- whole transfers ----
  *
- * stream: borrowed; is written to, or read from, where it stands. The Restart forms set a file back to its beginning
- * when the server cannot restart.
+ * stream: borrowed; is written to, or read from, where it stands. The Restart forms set a file back to its
+ * beginning when the server cannot restart.
  * limit: bytes to send at most; 4294967295 for all up to the stream's end.
  * count: receives the bytes moved (modulo 2^32), also after a failure; may be null.
- * Statuses: as the Start forms; Error_Invalid when the final reply is not of class '2'; else Error_Ended when the local
- * stream ended before the limit, Error_Exceed when the local stream is full, or what the streams give. Complete only
- * with Error_None. */
+ * Statuses: as the Start forms; Error_Invalid when the final reply is not of class '2'; else Error_Ended when
+ * the local stream ended before the limit, Error_Exceed when the local stream is full, or what the streams
+ * give. Complete only with Error_None. */
 
-QZ_API ErrorCode FTPc_Retrieve(FTPc* connection, const char* path, Stream* stream, uint32_t* count, Reply* reply);
+QZ_API ErrorCode FTPc_Retrieve(FTPc* connection, const char* path, Stream* stream, uint32_t* count,
+                               Reply* reply);
 QZ_API ErrorCode FTPc_RetrieveRestart(FTPc* connection, const char* path, uint32_t* offset, Stream* stream,
                                       uint32_t* count, Reply* reply);
-QZ_API ErrorCode FTPc_Store(FTPc* connection, const char* path, Stream* stream, uint32_t limit, uint32_t* count,
-                            Reply* reply);
-QZ_API ErrorCode FTPc_StoreUnique(FTPc* connection, const char* path, Stream* stream, uint32_t limit, uint32_t* count,
-                                  Reply* reply);
+QZ_API ErrorCode FTPc_Store(FTPc* connection, const char* path, Stream* stream, uint32_t limit,
+                            uint32_t* count, Reply* reply);
+QZ_API ErrorCode FTPc_StoreUnique(FTPc* connection, const char* path, Stream* stream, uint32_t limit,
+                                  uint32_t* count, Reply* reply);
 QZ_API ErrorCode FTPc_StoreRestart(FTPc* connection, const char* path, uint32_t* offset, Stream* stream,
                                    uint32_t limit, uint32_t* count, Reply* reply);
 
 /* ---- from server to server ---- */
 
-/* Starts moving a file from one server to another. "PASV" is sent to the source; when that succeeds, or the "PORT" to
- * the destination that follows a failure, the call ends with Error_None and no transfer is started. Only when both
- * fail are "RETR" and "STOR" sent.
+/* Starts moving a file from one server to another. "PASV" is sent to the source; when that succeeds, or the
+ * "PORT" to the destination that follows a failure, the call ends with Error_None and no transfer is started.
+ * Only when both fail are "RETR" and "STOR" sent.
  * Statuses: Error_Invalid when RETR or STOR is not answered with class '1'. */
 QZ_API ErrorCode FTPc_StartMoveServerFile(FTPc* source, FTPc* destination, const char* sourcePath,
                                           const char* destinationPath, Reply* reply);
 
-/* Reads the final replies of both sides, without waiting. When the source fails while the destination is still at it,
- * the destination is aborted.
+/* Reads the final replies of both sides, without waiting. When the source fails while the destination is
+ * still at it, the destination is aborted.
  * Statuses: Error_Block while either side is pending (call again); then Error_None, or the first failure. */
 QZ_API ErrorCode FTPc_EndMoveServerFile(FTPc* source, FTPc* destination, Reply* reply);
 

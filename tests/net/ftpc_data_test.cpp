@@ -1,6 +1,7 @@
 // Data connections: retrieving, storing, restarting and ending, in passive and in active mode.
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cstring>
 #include <string>
 
@@ -138,6 +139,23 @@ TEST_F(FTPcData, EndsAnUpload_WhenTheServerRepliesBeforeItCloses) {
   server.Finish();
 }
 
+TEST_F(FTPcData, EndsAnUploadAtOnce_WhenTheServerBreaksItOff) {
+  const std::string file = Numbers(20000000);
+  ScriptedServer server({AfterLogin(
+      {ftp::Passive(), ftp::Started("STOR /a"), {Wait(100), DataReset(), SendLine("552 full")}})});
+  ftp::Client client(server.port());
+  TestStream local(file);
+  uint32_t count = 0;
+  const auto start = std::chrono::steady_clock::now();
+  EXPECT_EQ(FTPc_Store(client, "/a", local.stream(), kAll, &count, &client.reply), -4);
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(15));
+  EXPECT_STREQ(client.reply.text, "full");
+  EXPECT_LT(count, 20000000u);
+  EXPECT_EQ(FTPc_GetFlags(client), 0u);
+  FTPc_Delete(client.Release());
+  server.Finish();
+}
+
 TEST_F(FTPcData, GivesTimeout_WhenAnUploadIsNeverAnswered) {
   iSock_SetWaitMilliseconds(300);
   ScriptedServer server(
@@ -265,6 +283,30 @@ TEST_F(FTPcData, StartsAt0_WhenTheServerCannotRestart) {
   }
 }
 
+TEST_F(FTPcData, StoresFromTheOffset_OrFrom0WhenTheServerCannotRestart) {
+  struct Row {
+    const char* reply;
+    uint32_t offset;
+  };
+  for (const Row& row : {Row{"350 ok", 3}, Row{"502 no", 0}}) {
+    ScriptedServer server({AfterLogin(
+        {ftp::Passive(), ftp::Exchange("REST 3", row.reply), ftp::Started("STOR /a"), ftp::TakesFile()})});
+    ftp::Client client(server.port());
+    Stream* data = nullptr;
+    uint32_t offset = 3;
+    ASSERT_EQ(FTPc_StartStoreRestart(client, "/a", &offset, &data, &client.reply), 0) << row.reply;
+    EXPECT_EQ(offset, row.offset);
+    EXPECT_EQ(FTPc_GetFlags(client), 16u);
+    EXPECT_EQ(Stream_Write(data, 3, "abc"), 3u);
+    Sock_Shutdown(reinterpret_cast<Sock*>(data), 1);
+    EXPECT_EQ(ReadAll(data), "");
+    Stream_Delete(data);
+    FTPc_Delete(client.Release());
+    server.Finish();
+    EXPECT_EQ(server.DataReceived(0), "abc");
+  }
+}
+
 TEST_F(FTPcData, GivesTheFailure_WhenRestIsNotAnswered) {
   ScriptedServer server({ftp::Join({ftp::Login(), ftp::Passive(), {ExpectLine("REST 3"), Close()}})});
   ftp::Client client(server.port());
@@ -384,12 +426,15 @@ TEST_F(FTPcData, MapsCode550ByTheMode) {
   }
 }
 
+// A reply to PASV that names a port at which nobody listens.
+std::string PassiveAtUnusedPort() {
+  const uint16_t unused = loopback::UnusedPort();
+  return "227 (127,0,0,1," + std::to_string(unused / 256) + "," + std::to_string(unused % 256) + ")";
+}
+
 TEST_F(FTPcData, TakesTheReplyOfAPassiveConnectionThatFailed) {
   // The server says so before the client finds out; the next command gets its own reply.
-  const uint16_t unused = loopback::UnusedPort();
-  const std::string pasv =
-      "227 (127,0,0,1," + std::to_string(unused / 256) + "," + std::to_string(unused % 256) + ")";
-  ScriptedServer server({AfterLogin({{ExpectLine("PASV"), Send(pasv + "\r\n425 can't\r\n")},
+  ScriptedServer server({AfterLogin({{ExpectLine("PASV"), Send(PassiveAtUnusedPort() + "\r\n425 can't\r\n")},
                                      {ExpectLine("RETR /a")},
                                      ftp::Exchange("DELE /b", "250 ok")})});
   ftp::Client client(server.port());
@@ -398,6 +443,35 @@ TEST_F(FTPcData, TakesTheReplyOfAPassiveConnectionThatFailed) {
   EXPECT_EQ(data, nullptr);
   EXPECT_EQ(client.reply.code, 425);
   EXPECT_EQ(FTPc_DeleteFile(client, "/b", &client.reply), 0);
+  FTPc_Delete(client.Release());
+  server.Finish();
+}
+
+TEST_F(FTPcData, TakesBothRepliesOfAPassiveConnectionThatFailed) {
+  // The server said that it starts before it saw that nobody connects.
+  ScriptedServer server({AfterLogin(
+      {{ExpectLine("PASV"), Send(PassiveAtUnusedPort() + "\r\n150-go\r\n150 now\r\n425 can't\r\n")},
+       {ExpectLine("RETR /a")},
+       ftp::Exchange("DELE /b", "250 ok")})});
+  ftp::Client client(server.port());
+  Stream* data = nullptr;
+  EXPECT_EQ(FTPc_StartRetrieve(client, "/a", &data, &client.reply), -5);
+  EXPECT_EQ(client.reply.code, 425);
+  EXPECT_EQ(FTPc_DeleteFile(client, "/b", &client.reply), 0);
+  FTPc_Delete(client.Release());
+  server.Finish();
+}
+
+TEST_F(FTPcData, TakesNoMoreThanTwoReplies_WhenAPassiveConnectionFails) {
+  ScriptedServer server(
+      {AfterLogin({{ExpectLine("PASV"), Send(PassiveAtUnusedPort() + "\r\n150 1\r\n150 2\r\n250 3\r\n")},
+                   {ExpectLine("RETR /a"), ExpectLine("DELE /b")}})});
+  ftp::Client client(server.port());
+  Stream* data = nullptr;
+  EXPECT_EQ(FTPc_StartRetrieve(client, "/a", &data, &client.reply), -5);
+  EXPECT_STREQ(client.reply.text, "2");
+  EXPECT_EQ(FTPc_DeleteFile(client, "/b", &client.reply), 0);
+  EXPECT_STREQ(client.reply.text, "3");
   FTPc_Delete(client.Release());
   server.Finish();
 }
@@ -481,6 +555,26 @@ TEST_F(FTPcData, KeepsActivePortsInsideThePossible) {
   EXPECT_EQ(AnnouncedPorts(1), (Ports{65535}));
   FTPc_SetPortRange(5000, 0);
   EXPECT_EQ(AnnouncedPorts(2), (Ports{5000, 5000}));
+}
+
+TEST_F(FTPcData, GoesOnFromItsCounter_WhenThatIsInsideANewRange) {
+  FTPc_SetPortRange(60000, 1);
+  EXPECT_EQ(AnnouncedPorts(1), (Ports{60000}));
+  FTPc_SetPortRange(3000, 1000);
+  EXPECT_EQ(AnnouncedPorts(5), (Ports{3000, 3001, 3002, 3003, 3004}));
+  // The counter is at 3005.
+  FTPc_SetPortRange(3003, 4);
+  EXPECT_EQ(AnnouncedPorts(4), (Ports{3005, 3006, 3003, 3004}));
+  // The first of a range, the last of it, and one behind it.
+  FTPc_SetPortRange(3005, 2);
+  EXPECT_EQ(AnnouncedPorts(1), (Ports{3005}));
+  FTPc_SetPortRange(3000, 7);
+  EXPECT_EQ(AnnouncedPorts(2), (Ports{3006, 3000}));
+  FTPc_SetPortRange(2990, 11);
+  EXPECT_EQ(AnnouncedPorts(1), (Ports{2990}));
+  // Below a range.
+  FTPc_SetPortRange(2992, 10);
+  EXPECT_EQ(AnnouncedPorts(1), (Ports{2992}));
 }
 
 TEST_F(FTPcData, NamesTheServersAddressInPort_AfterPasv) {

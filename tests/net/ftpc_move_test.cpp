@@ -88,6 +88,20 @@ TEST_F(FTPcMove, AbortsTheSource_WhenTheDestinationRefuses) {
   Finish();
 }
 
+TEST_F(FTPcMove, LeavesTheSourcePending_WhenTheDestinationRefuses) {
+  // The source answers the abort twice; its second reply is that of its transfer.
+  Connect(ftp::Join({kPasvFails,
+                     ftp::Exchange("RETR /a", "150 go"),
+                     {ExpectLine("ABOR"), SendLine("426 cut"), Wait(100), SendLine("226 aborted")}}),
+          ftp::Join({kPortFails, ftp::Exchange("STOR /b", "553 no")}));
+  EXPECT_EQ(Start(), -4);
+  EXPECT_EQ(FTPc_GetFlags(*source_), 16u);
+  EXPECT_EQ(FTPc_GetFlags(*destination_), 0u);
+  EXPECT_EQ(End(), 0);
+  EXPECT_EQ(FTPc_GetFlags(*source_), 0u);
+  Finish();
+}
+
 TEST_F(FTPcMove, AbortsTheDestination_WhenTheSourceFails) {
   // The destination answers twice when it was in the middle of it, else once.
   for (const Script& answer :

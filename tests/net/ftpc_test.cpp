@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cstring>
 #include <string>
 
@@ -319,6 +320,20 @@ TEST_F(FTPcTest, GivesExceed_WhenUserAndHostAreTooLongForAProxy) {
   EXPECT_EQ(LogInThroughProxy(21, longest + "u", 5), "");
 }
 
+TEST_F(FTPcTest, SendsNothing_WhenTheHostBehindAProxyWouldBeginAnotherCommand) {
+  ScriptedServer server({{SendLine("220 proxy"), ExpectEnd()}});
+  Proxy_SetServer(1, "127.0.0.1", server.port());
+  Proxy_SetEnabled(1);
+  FTPc* connection = nullptr;
+  Reply reply;
+  ASSERT_EQ(FTPc_Open("far.example\r\nDELE x", 21, FTPcFlag_Passive, &connection, &reply), 0);
+  EXPECT_EQ(FTPc_Login(connection, "joe", "p", &reply), -4);
+  ExpectEmpty(reply);
+  FTPc_Delete(connection);
+  server.Finish();
+  EXPECT_EQ(server.Received(0), "");
+}
+
 TEST_F(FTPcTest, IgnoresTheProxy_WhenToldSoOrBypassed) {
   ScriptedServer server({AfterLogin({}), AfterLogin({})});
   Proxy_SetServer(1, "127.0.0.1", loopback::UnusedPort());
@@ -394,6 +409,33 @@ TEST_F(FTPcTest, RemovesTheWelcomeFileThatNobodyTook) {
     if (way == 2) FTPc_SetFlags(client, 0);
     EXPECT_EQ(File_Exists(name.c_str(), nullptr), 0) << way;
   }
+  server.Finish();
+}
+
+TEST_F(FTPcTest, KeepsTheWelcomeFile_WhenTheFlagsThatAreSetSaySo) {
+  ScriptedServer server({ftp::Join({WelcomeScript(), ftp::Gone()})});
+  ftp::Client client(server.port(), ftp::kPassive | FTPcFlag_Welcome, false);
+  ASSERT_EQ(FTPc_Login(client, "u", "p", &client.reply), 0);
+  FTPc_SetFlags(client, 2);
+  // The login has cleared the bit, and setting it again changes nothing.
+  char name[1024];
+  ASSERT_EQ(FTPc_InfoFile(client, name), 0);
+  EXPECT_EQ(File_Unlink(name), 0);
+  FTPc_Delete(client.Release());
+  server.Finish();
+}
+
+TEST_F(FTPcTest, CapturesTheLoginThatSucceedsBehindTheOneThatFailed) {
+  ScriptedServer server({{SendLine("220 r"), ExpectLine("USER u"), SendLine("530 no"), ExpectLine("USER v"),
+                          SendLine("230 in"), ExpectEnd()}});
+  ftp::Client client(server.port(), ftp::kPassive | FTPcFlag_Welcome, false);
+  EXPECT_EQ(FTPc_Login(client, "u", "p", &client.reply), -5);
+  EXPECT_EQ(FTPc_Login(client, "v", "p", &client.reply), 0);
+  char name[1024];
+  ASSERT_EQ(FTPc_InfoFile(client, name), 0);
+  EXPECT_EQ(ReadFile(name), "r\nno\nin\n");
+  EXPECT_EQ(File_Unlink(name), 0);
+  FTPc_Delete(client.Release());
   server.Finish();
 }
 
@@ -549,7 +591,8 @@ TEST_F(FTPcTest, GivesTheServersAddress) {
 
 TEST_F(FTPcTest, HidesAndKeepsTheFlagsOfOpen) {
   ScriptedServer server({AfterLogin(ftp::Passive())});
-  ftp::Client client(server.port());
+  // Bits that are not the caller's are not taken from it.
+  ftp::Client client(server.port(), 0xFFFFFFF8u | ftp::kPassive);
   EXPECT_EQ(FTPc_GetFlags(client), 0u);
   FTPc_SetFlags(client, 0xFFFFFFF8u);
   EXPECT_EQ(FTPc_GetFlags(client), 0xFFFFFFF8u);
@@ -625,6 +668,21 @@ TEST_F(FTPcTest, GivesExceed_WhenAReplyHasNoEnd) {
     FTPc_Delete(client.Release());
     server.Finish();
   }
+}
+
+TEST_F(FTPcTest, GivesTimeout_WhenLinesComeSlowlyWithoutEnd) {
+  iSock_SetWaitMilliseconds(60);
+  std::string lines = "257-\r\n";
+  for (int i = 0; i < 100; ++i) lines += "x\r\n";
+  // It would take three seconds and more; ten times 60 milliseconds are given.
+  ScriptedServer server({ftp::Join({ftp::Login(), {ExpectLine("PWD"), SendSlowly(lines, 10), ReadToEnd()}})});
+  ftp::Client client(server.port());
+  char path[1024];
+  const auto start = std::chrono::steady_clock::now();
+  EXPECT_EQ(FTPc_CurrentDirectory(client, path, &client.reply), 8);
+  EXPECT_GT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(590));
+  ExpectEmpty(client.reply);
+  server.Stop();
 }
 
 TEST_F(FTPcTest, LeavesASecondReplyForTheNextCommand) {
