@@ -43,8 +43,10 @@ File* FileOf(Stream* stream) {
   return reinterpret_cast<File*>(stream);
 }
 
+// Why a call has failed; never Error_None, for some C libraries fail without asking the system.
 ErrorCode SystemStatus(const File* file) {
-  return Error_FromSystem("iFile_Error", file->name, platform::LastSystemError());
+  const ErrorCode status = Error_FromSystem("iFile_Error", file->name, platform::LastSystemError());
+  return status != Error_None ? status : Error_Fail;
 }
 
 // ---- moving bytes ------------------------------------------------------------------------------
@@ -322,10 +324,13 @@ int32_t File_Print(File* file, const char* format, ...) {
 
 int32_t File_VPrint(File* file, const char* format, va_list arguments) {
   if (file == nullptr || format == nullptr || !PrepareFor(file, FileUse::StreamWriting)) return -1;
+  clearerr(file->cStream);
   const int32_t result = vfprintf(file->cStream, format, arguments);
   file->lastStatus = Error_None;
-  if (result < 0) NoteLostOutput(file);
-  return result;
+  // Some C libraries count what they could not write.
+  if (result >= 0 && !ferror(file->cStream)) return result;
+  NoteLostOutput(file);
+  return -1;
 }
 
 int32_t File_Flush(File* file) {

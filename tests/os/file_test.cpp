@@ -423,6 +423,138 @@ TEST_F(FileTest, GivesTheTimeOfAnOpenFileInSeconds) {
   EXPECT_EQ(state.modificationTime.milliseconds, 0u);
 }
 
+TEST_F(FileTest, StaysAtItsPositionWhenCut) {
+  directory_.Write("f", "0123456789");
+  OwnedFile file = Open("f", 4);
+  EXPECT_EQ(File_Seek(file.get(), 0, 4), 0);
+  EXPECT_EQ(File_Truncate(file.get()), 0);
+  EXPECT_EQ(File_Tell(file.get()), 4);
+  File_Print(file.get(), "x");
+  file.reset();
+  EXPECT_EQ(directory_.Read("f"), std::string(4, '\0') + "x");
+}
+
+TEST_F(FileTest, ReadsBytesWhereTheLastLineEndedInTextMode) {
+  for (const char* text : {"one\ntwo\nthree\n", "one\r\ntwo\r\nthree\r\n", "one\ntwo\r\nthree\n"}) {
+    directory_.Write("f", text);
+    OwnedFile file = Open("f", 17);
+    char line[16];
+    EXPECT_EQ(File_ScanLine(file.get(), sizeof line, line), 3);
+    EXPECT_EQ(ReadAll(file.get(), 2), "tw") << text;
+    EXPECT_EQ(File_ScanLine(file.get(), sizeof line, line), 1) << text;
+    EXPECT_STREQ(line, "o");
+    EXPECT_EQ(File_ScanLine(file.get(), sizeof line, line), 5) << text;
+  }
+}
+
+// What a file should hold, and where it should stand, after each call.
+struct FileModel {
+  std::string bytes;
+  size_t position = 0;
+  bool appends = false;
+
+  void Write(const std::string& text) {
+    if (appends) position = bytes.size();
+    if (bytes.size() < position + text.size()) bytes.resize(position + text.size());
+    bytes.replace(position, text.size(), text);
+    position += text.size();
+  }
+  std::string Read(size_t count) {
+    if (position >= bytes.size()) return "";
+    const std::string text = bytes.substr(position, count);
+    position += text.size();
+    return text;
+  }
+  // The line with its end, of at most `size` - 1 bytes.
+  std::string ReadLine(size_t size) {
+    if (position >= bytes.size()) return "";
+    const size_t end = bytes.find('\n', position);
+    const size_t length = end == std::string::npos ? bytes.size() - position : end + 1 - position;
+    return Read(length < size - 1 ? length : size - 1);
+  }
+};
+
+class FileMixTest : public FileTest, public testing::WithParamInterface<uint32_t> {
+ protected:
+  uint32_t Random(uint32_t below) {
+    state_ = state_ * 1664525u + 1013904223u;
+    return (state_ >> 8) % below;
+  }
+
+  std::string Text() {
+    std::string text(1 + Random(40), 'a');
+    for (char& c : text) c = Random(8) == 0 ? '\n' : static_cast<char>('a' + Random(26));
+    return text;
+  }
+
+  void ScanLine() {
+    char line[32];
+    const std::string expected = model_.ReadLine(sizeof line);
+    const int32_t length = File_ScanLine(file_.get(), sizeof line, line);
+    if (expected.empty()) {
+      EXPECT_EQ(length, -1);
+    } else {
+      EXPECT_EQ(line, expected.substr(0, expected.find('\n')));
+    }
+  }
+
+  void Write(bool prints) {
+    const std::string text = Text();
+    model_.Write(text);
+    const auto size = static_cast<uint32_t>(text.size());
+    const int32_t written = prints ? File_Print(file_.get(), "%s", text.c_str())
+                                   : static_cast<int32_t>(File_Write(file_.get(), size, text.data()));
+    EXPECT_EQ(written, static_cast<int32_t>(size));
+  }
+
+  void Step() {
+    switch (Random(10)) {
+      case 0:
+      case 1:
+        return Write(false);
+      case 2:
+      case 3:
+        return Write(true);
+      case 4:
+      case 5:
+        return ScanLine();
+      case 6: {
+        const uint32_t count = 1 + Random(30);
+        EXPECT_EQ(ReadAll(file_.get(), count), model_.Read(count));
+        return;
+      }
+      case 7:
+        model_.position = Random(static_cast<uint32_t>(model_.bytes.size()) + 1);
+        EXPECT_EQ(File_Seek(file_.get(), 0, static_cast<int32_t>(model_.position)), 0);
+        return;
+      case 8:
+        EXPECT_EQ(File_Flush(file_.get()), 0);
+        return;
+      default:
+        EXPECT_EQ(File_Tell(file_.get()), static_cast<int32_t>(model_.position));
+        return;
+    }
+  }
+
+  uint32_t state_ = 1;
+  OwnedFile file_;
+  FileModel model_;
+};
+
+TEST_P(FileMixTest, HoldsWhatEveryMixOfCallsShouldLeave) {
+  file_ = Open("f", GetParam());
+  model_.appends = GetParam() == 12;
+  for (int i = 0; i < 20000 && !HasFailure(); ++i) {
+    SCOPED_TRACE(i);
+    Step();
+  }
+  EXPECT_EQ(iFile_Size64(file_.get()), static_cast<int64_t>(model_.bytes.size()));
+  file_.reset();
+  EXPECT_TRUE(directory_.Read("f") == model_.bytes);
+}
+
+INSTANTIATE_TEST_SUITE_P(Modes, FileMixTest, testing::Values(3u, 12u));
+
 // ---- the stream --------------------------------------------------------------------------------
 
 TEST_F(FileTest, IsAStream) {

@@ -19,7 +19,7 @@ int OpenFlags(const OpenOptions& options) {
     case 'r':
       return flags | (updates ? O_RDWR : O_RDONLY);
     case 'w':
-      flags |= O_CREAT | (options.mustBeNew ? O_EXCL : O_TRUNC);
+      flags |= O_CREAT | (options.mustBeNew ? O_EXCL : 0);
       break;
     default:
       flags |= O_CREAT | O_APPEND;
@@ -44,18 +44,31 @@ bool IsUsable(int descriptor) {
   return S_ISREG(status.st_mode) || MakeBlocking(descriptor);
 }
 
+// Cuts an old file only when all else has succeeded; what is no ordinary file has no length to cut.
+bool CutWhenOverwriting(int descriptor, const OpenOptions& options) {
+  if (options.mode[0] != 'w' || options.mustBeNew) return true;
+  struct stat status;
+  if (fstat(descriptor, &status) != 0) return false;
+  return !S_ISREG(status.st_mode) || ftruncate(descriptor, 0) == 0;
+}
+
+void CloseUnused(FILE* stream, int descriptor) {
+  if (stream != nullptr) fclose(stream);
+  if (stream == nullptr) close(descriptor);
+}
+
 }  // namespace
 
 FILE* OpenStream(const char* name, const OpenOptions& options) {
   const int descriptor = open(name, OpenFlags(options), options.isPrivate ? 0600 : 0666);
   if (descriptor < 0) return nullptr;
   FILE* stream = IsUsable(descriptor) ? fdopen(descriptor, options.mode) : nullptr;
-  if (stream == nullptr) {
-    const int error = errno;
-    close(descriptor);
-    errno = error;
-  }
-  return stream;
+  if (stream != nullptr && CutWhenOverwriting(descriptor, options)) return stream;
+  const int error = errno;
+  CloseUnused(stream, descriptor);
+  if (options.mustBeNew) unlink(name);
+  errno = error;
+  return nullptr;
 }
 
 int DescriptorOf(FILE* stream) {

@@ -17,7 +17,7 @@ int OpenFlags(const OpenOptions& options) {
     case 'r':
       return flags | (updates ? _O_RDWR : _O_RDONLY);
     case 'w':
-      flags |= _O_CREAT | (options.mustBeNew ? _O_EXCL : _O_TRUNC);
+      flags |= _O_CREAT | (options.mustBeNew ? _O_EXCL : 0);
       break;
     default:
       flags |= _O_CREAT | _O_APPEND;
@@ -26,8 +26,22 @@ int OpenFlags(const OpenOptions& options) {
   return flags | (updates ? _O_RDWR : _O_WRONLY);
 }
 
+// Cuts an old file only when all else has succeeded: a program has fewer C streams than descriptors.
+bool CutWhenOverwriting(int descriptor, const OpenOptions& options) {
+  const bool isOld = options.mode[0] == 'w' && !options.mustBeNew;
+  const bool isOnDisk = GetFileType(reinterpret_cast<HANDLE>(_get_osfhandle(descriptor))) == FILE_TYPE_DISK;
+  return !isOld || !isOnDisk || _chsize(descriptor, 0) == 0;
+}
+
 HANDLE HandleOf(int descriptor) {
   return reinterpret_cast<HANDLE>(_get_osfhandle(descriptor));
+}
+
+// The C library tells the position within what it read ahead as if every line ended with CR LF, and is wrong
+// where lines end with LF alone. A stream that reads text therefore reads nothing ahead.
+void KeepPositionExact(FILE* stream, const OpenOptions& options) {
+  const bool reads = options.mode[0] == 'r' || options.mode[1] == '+';
+  if (options.isText && reads) setvbuf(stream, nullptr, _IONBF, 0);
 }
 
 }  // namespace
@@ -37,8 +51,14 @@ FILE* OpenStream(const char* name, const OpenOptions& options) {
   if (descriptor < 0) return nullptr;
   char mode[4] = {options.mode[0], options.isText ? 't' : 'b', options.mode[1], '\0'};
   FILE* stream = _fdopen(descriptor, mode);
+  if (stream != nullptr && CutWhenOverwriting(descriptor, options)) {
+    KeepPositionExact(stream, options);
+    return stream;
+  }
+  if (stream != nullptr) fclose(stream);
   if (stream == nullptr) _close(descriptor);
-  return stream;
+  if (options.mustBeNew) DeleteFileA(name);
+  return nullptr;
 }
 
 int DescriptorOf(FILE* stream) {
