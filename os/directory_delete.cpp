@@ -148,6 +148,18 @@ void DropTrailingSeparators(Removal* removal) {
   }
 }
 
+// Whether the path ends with the name of a directory, rather than with a drive or a way back ("d/."): the
+// system would look through a link there, and could not remove the directory once it is emptied. Where there
+// are drives, dots and blanks at the end of a name count for nothing.
+bool EndsWithName(const Removal& removal) {
+  const bool hasDrives = platform::UsesDriveLetters();
+  const char* separator = strrchr(removal.path, removal.separator);
+  const char* last = separator != nullptr ? separator + 1 : removal.path;
+  if (hasDrives && last == removal.path && last[0] != '\0' && last[1] == ':') last += 2;
+  if (hasDrives) return last[strspn(last, ". ")] != '\0';
+  return last[0] != '\0' && strcmp(last, ".") != 0 && strcmp(last, "..") != 0;
+}
+
 ErrorCode CheckTarget(Removal* removal, platform::FileInformation* information) {
   // Where names are searched by pattern, none may choose what is removed.
   const bool isPattern = platform::UsesDriveLetters() && strpbrk(removal->path, "*?") != nullptr;
@@ -168,6 +180,7 @@ ErrorCode Directory_Delete(const char* name) {
   if (status != Error_None) return status;
   removal.length = strlen(removal.path);
   DropTrailingSeparators(&removal);
+  if (!EndsWithName(removal)) return Error_Invalid;
 
   platform::FileInformation information;
   status = CheckTarget(&removal, &information);

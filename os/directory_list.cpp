@@ -123,7 +123,8 @@ ErrorCode StartOfSearch() {
 ErrorCode WriteEntries(const char* directory, int32_t listMode, File* file) {
   char systemName[kFileNameSize];
   if (iFile_ToSystemName(directory, systemName) != Error_None) return Error_None;
-  Search search(platform::BeginSearch(systemName));
+  // No name is the current directory, as in a join; a search would take it for the root.
+  Search search(platform::BeginSearch(systemName[0] != '\0' ? systemName : "."));
   if (!search) return StartOfSearch();
   platform::DirectoryEntry entry;
   char line[2 * kFileNameSize];

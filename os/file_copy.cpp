@@ -96,8 +96,13 @@ ErrorCode OpenBoth(const char* from, const char* destination, FileCopy* copy) {
   const ErrorCode status = File_Open(from, 1, &copy->source);
   if (status != Error_None) return status;
   const ErrorCode opened = iFile_OpenNew(destination, 2, false, &copy->destination);
-  if (opened == Error_None) File_SetTemporary(copy->destination, 1);
-  return opened;
+  if (opened != Error_None) return opened;
+  File_SetTemporary(copy->destination, 1);
+  // The open file's size, for the name's may be that of a link, or have changed.
+  const int64_t sizeBytes = iFile_Size64(copy->source);
+  if (sizeBytes < 0) return Error_Fail;
+  copy->remainingBytes = static_cast<uint64_t>(sizeBytes);
+  return Error_None;
 }
 
 ErrorCode CheckSource(const char* from, uint64_t* sizeBytes) {

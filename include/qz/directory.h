@@ -21,7 +21,8 @@ QZ_API ErrorCode Directory_New(const char* name);
  * Directory_New. result is empty after a failure. */
 QZ_API ErrorCode Directory_Find(const char* name, int32_t create, int32_t* isFile, char* result);
 
-/* Returns the current directory in buffer (1024 bytes); empty after a failure. */
+/* Returns the current directory in buffer (1024 bytes); empty after a failure. Error_None; Error_Invalid,
+ * also when it is longer; others of Error_FromSystem. */
 QZ_API ErrorCode Directory_GetCurrent(char* buffer);
 
 /* Sets the current directory of the whole program. 0, or -1 on failure. */
@@ -29,16 +30,16 @@ QZ_API int32_t Directory_SetCurrent(const char* name);
 
 /* Removes a directory and everything below it; links are removed, never followed. Goes on after a failure and
  * returns the first. Error_None; Error_NotFound; Error_Invalid for a file and, before anything is removed,
- * for a root (empty, "/", a drive, a share, or a path that leads back to one); Error_Exceed where a path
- * below is too long; others of Error_FromSystem. */
+ * for a root (empty, "/", a drive, a share, or a path that leads back to one) and a path that ends in "." or
+ * ".."; Error_Exceed where a path below is too long; others of Error_FromSystem. */
 QZ_API ErrorCode Directory_Delete(const char* name);
 
 /* Writes the listing of a directory into listFile, which is replaced.
- * listMode: 0 names; 1 directory/name, with "/" behind a directory; 2 long lines as of "ls -l", the size
- * modulo 4 GiB. On Windows the directory "/" lists the drives as "/C|/" (Error_System in mode 2). Error_None,
- * also with an empty list for a directory that cannot be searched; Error_Memory when memory or descriptors
- * run out; Error_Fail for another mode, after a report, and when listFile cannot be opened; Error_Ended when
- * it cannot be written; listFile is then removed. */
+ * directory: empty for the current one. listMode: 0 names; 1 directory/name, with "/" behind a directory; 2
+ * long lines as of "ls -l", the size modulo 4 GiB. On Windows the directory "/" lists the drives as "/C|/"
+ * (Error_System in mode 2). Error_None, also with an empty list for a directory that cannot be searched;
+ * Error_Memory when memory or descriptors run out; Error_Fail for another mode, after a report, and when
+ * listFile cannot be opened; Error_Ended when it cannot be written; listFile is then removed. */
 QZ_API ErrorCode Directory_GetList(const char* directory, int32_t listMode, const char* listFile);
 
 /* Lists a directory into a temporary file and returns it owned in *list (free with Directory_EndList); null

@@ -130,6 +130,15 @@ TEST_F(DirectoryListTest, ListsTheTop) {
   EXPECT_NE(std::find(lines.begin(), lines.end(), expected), lines.end());
 }
 
+TEST_F(DirectoryListTest, TakesNoNameForTheCurrentDirectory) {
+  char original[1024];
+  ASSERT_EQ(Directory_GetCurrent(original), 0);
+  ASSERT_EQ(Directory_SetCurrent(Name("d").c_str()), 0);
+  EXPECT_EQ(Directory_GetList("", 1, Name("list").c_str()), 0);
+  ASSERT_EQ(Directory_SetCurrent(original), 0);
+  EXPECT_EQ(Listed(), (Lines{"b c" + end_, "file" + end_, "sub/" + end_}));
+}
+
 TEST_F(DirectoryListTest, LeavesNoListingWithoutMemory) {
   FailEveryAllocation([&] {
     const ErrorCode status = List("d", 0);

@@ -120,6 +120,22 @@ TEST_F(DirectoryTest, RefusesEveryRoot) {
   }
 }
 
+TEST_F(DirectoryTest, RefusesAPathThatEndsInAWayBackBeforeAnythingIsRemoved) {
+  directory_.MakeDirectory("d/e");
+  directory_.Write("d/f", "mine");
+  for (const char* name : {"d/.", "d/./", "d/..", "d/e/..", "d/e/../"}) {
+    EXPECT_EQ(Directory_Delete(Name(name).c_str()), -4) << name;
+  }
+  char original[1024];
+  ASSERT_EQ(Directory_GetCurrent(original), 0);
+  ASSERT_EQ(Directory_SetCurrent(Name("d/e").c_str()), 0);
+  EXPECT_EQ(Directory_Delete("."), -4);
+  EXPECT_EQ(Directory_Delete(".."), -4);
+  ASSERT_EQ(Directory_SetCurrent(original), 0);
+  EXPECT_EQ(directory_.Read("d/f"), "mine");
+  EXPECT_TRUE(directory_.Exists("d/e"));
+}
+
 TEST_F(DirectoryTest, FailsCleanlyWithoutMemory) {
   FailEveryAllocation([&] {
     directory_.MakeDirectory("d/e");

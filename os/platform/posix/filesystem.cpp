@@ -8,6 +8,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <cstring>
 
 #include "os/platform/posix/filesystem_posix.h"
 
@@ -126,7 +127,9 @@ uint32_t Drives() {
 }
 
 bool CurrentDirectory(char (&directory)[kNameSize]) {
-  return getcwd(directory, kNameSize) != nullptr;
+  if (getcwd(directory, kNameSize) != nullptr) return true;
+  if (errno == ERANGE) errno = ENAMETOOLONG;
+  return false;
 }
 
 bool ChangeDirectory(const char* name) {
@@ -136,7 +139,8 @@ bool ChangeDirectory(const char* name) {
 bool AbsoluteName(const char* name, char (&absolute)[kNameSize]) {
   char directory[kNameSize] = "";
   if (name[0] != '/' && !CurrentDirectory(directory)) return false;
-  const char* separator = name[0] == '/' ? "" : "/";
+  const bool isDelimited = name[0] == '/' || strcmp(directory, "/") == 0;
+  const char* separator = isDelimited ? "" : "/";
   const int length = snprintf(absolute, kNameSize, "%s%s%s", directory, separator, name);
   if (length >= 0 && static_cast<size_t>(length) < kNameSize) return true;
   errno = ENAMETOOLONG;

@@ -22,6 +22,12 @@ bool IsOwnOrParent(const char* name) {
   return strcmp(name, ".") == 0 || strcmp(name, "..") == 0;
 }
 
+// No name holds one of these; a letter of another alphabet may be written so in this code page, and the
+// result would be a path to another place.
+bool IsPath(const char* name) {
+  return strpbrk(name, "\\/:") != nullptr;
+}
+
 bool FormPattern(const char* directory, char (&pattern)[kNameSize]) {
   const size_t length = strlen(directory);
   const bool isDelimited = length != 0 && directory[length - 1] == '\\';
@@ -63,7 +69,7 @@ DirectorySearch* BeginSearch(const char* directory) {
 bool NextEntry(DirectorySearch* search, DirectoryEntry* entry) {
   do {
     if (!Advance(search)) return false;
-  } while (IsOwnOrParent(search->found.cFileName));
+  } while (IsOwnOrParent(search->found.cFileName) || IsPath(search->found.cFileName));
   memcpy(entry->name, search->found.cFileName, strlen(search->found.cFileName) + 1);
   entry->information = InformationFrom(search->found);
   return true;

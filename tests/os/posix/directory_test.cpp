@@ -59,6 +59,15 @@ TEST_F(DirectoryOnPosixTest, RemovesOnlyTheLinkWhenItIsOne) {
   EXPECT_EQ(directory_.Read("outside/kept"), "mine");
 }
 
+TEST_F(DirectoryOnPosixTest, LooksThroughNoLinkByAWayBack) {
+  directory_.MakeDirectory("outside/d");
+  directory_.Write("outside/d/kept", "mine");
+  fs::create_symlink("outside/d", directory_.SystemName("link"));
+  EXPECT_EQ(Directory_Delete(Name("link/.").c_str()), -4);
+  EXPECT_EQ(Directory_Delete(Name("link/..").c_str()), -4);
+  EXPECT_EQ(directory_.Read("outside/d/kept"), "mine");
+}
+
 TEST_F(DirectoryOnPosixTest, GoesOnAfterAFailureAndGivesTheFirst) {
   directory_.MakeDirectory("d/locked");
   directory_.Write("d/locked/f", "1");

@@ -45,6 +45,20 @@ TEST_F(FileCopyOnPosixTest, KeepsTheSourceWhenAMoveFillsTheOtherVolume) {
   EXPECT_EQ(directory_.Read("f"), Pattern(200000));
 }
 
+TEST_F(FileCopyOnPosixTest, RenamesWithinOneRootFromTheTop) {
+  directory_.Write("f", "abc");
+  char original[1024];
+  ASSERT_EQ(Directory_GetCurrent(original), 0);
+  ASSERT_EQ(Directory_SetCurrent("/"), 0);
+  EXPECT_EQ(File_CopyStart(directory_.Name("f").c_str() + 1, directory_.Name("g").c_str(), 1, nullptr,
+                           nullptr, &copy_),
+            0);
+  ASSERT_EQ(Directory_SetCurrent(original), 0);
+  EXPECT_EQ(copy_, nullptr);
+  EXPECT_EQ(directory_.Read("g"), "abc");
+  EXPECT_FALSE(directory_.Exists("f"));
+}
+
 // One root, but the target is another volume.
 class FileMoveAcrossTest : public FileCopyOnPosixTest {
  protected:

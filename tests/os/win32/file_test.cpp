@@ -6,6 +6,7 @@
 #include <windows.h>
 
 #include <string>
+#include <vector>
 
 #include "os/file_internal.h"
 #include "os/owned.h"
@@ -78,6 +79,57 @@ TEST(FileOnWindows, MakesShortcutsFromLibraryNames) {
       0);
   EXPECT_TRUE(directory.Exists("plain.lnk"));
   OS_Exit(0);
+}
+
+// A drive's letter with dots means the drive's current directory.
+TEST(FileOnWindows, RemovesNoCurrentDirectoryOfADrive) {
+  TempDir directory;
+  directory.MakeDirectory("below");
+  directory.Write("below/kept", "mine");
+  const std::string drive = directory.Name().substr(0, 3);
+  char original[1024];
+  ASSERT_EQ(Directory_GetCurrent(original), 0);
+  ASSERT_EQ(Directory_SetCurrent(directory.Name("below").c_str()), 0);
+  for (const char* rest : {".", "./", "..."}) EXPECT_EQ(Directory_Delete((drive + rest).c_str()), -4) << rest;
+  ASSERT_EQ(Directory_SetCurrent(original), 0);
+  EXPECT_EQ(directory.Read("below/kept"), "mine");
+}
+
+// A letter that this code page writes as a separator.
+TEST(FileOnWindows, RemovesNothingOutsideByANameOfAnotherAlphabet) {
+  TempDir directory;
+  directory.MakeDirectory("d");
+  directory.Write("victim", "mine");
+  const std::wstring name = directory.SystemName("d").wstring() + L"\\..\xFF3Cvictim";
+  const HANDLE file = CreateFileW(name.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, 0, nullptr);
+  ASSERT_NE(file, INVALID_HANDLE_VALUE);
+  CloseHandle(file);
+  const ErrorCode status = Directory_Delete(directory.Name("d").c_str());
+  EXPECT_EQ(directory.Read("victim"), "mine");
+  EXPECT_NE(status, 0);
+  EXPECT_TRUE(directory.Exists("d"));
+}
+
+TEST(FileOnWindows, CutsNoFileThatItCannotOpen) {
+  TempDir directory;
+  directory.Write("f", "mine");
+  std::vector<File*> files;
+  File* file = nullptr;
+  while (files.size() < 5000 && File_Open(directory.Name("f").c_str(), 1, &file) == 0) files.push_back(file);
+  EXPECT_EQ(File_Open(directory.Name("f").c_str(), 2, &file), -1);
+  EXPECT_EQ(file, nullptr);
+  EXPECT_EQ(iFile_OpenNew(directory.Name("new").c_str(), 2, false, &file), -1);
+  for (File* opened : files) File_Close(opened);
+  EXPECT_EQ(directory.Read("f"), "mine");
+  EXPECT_FALSE(directory.Exists("new"));
+}
+
+TEST(FileOnWindows, SaysThatFormattedTextDoesNotFit) {
+  Owned<File, File_Close> file;
+  ASSERT_EQ(File_Open("/Z|/dev/full", 2, file.out()), 0);
+  EXPECT_EQ(File_Print(file.get(), "%s", std::string(100000, 'x').c_str()), -1);
+  EXPECT_EQ(Stream_Error(File_GetStream(file.get())), 5);
+  EXPECT_EQ(File_Close(file.release()), 5);
 }
 
 }  // namespace
