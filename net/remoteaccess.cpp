@@ -215,6 +215,8 @@ ErrorCode RemoteAccess_KillBadConnections(void) {
   for (DialConnection& connection : connections) connection.size = sizeof connection;
   uint32_t sizeBytes = sizeof connections;
   uint32_t count = 0;
+  // Kept: connections that cannot be listed, or are more than the room, are left alone without a failure; who
+  // cleans up before dialling goes on to dial.
   if (calls->EnumerateConnections(connections, &sizeBytes, &count) != 0) return Error_None;
 
   ErrorCode result = Error_None;

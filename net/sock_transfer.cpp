@@ -13,6 +13,7 @@ constexpr uint64_t kSliceMilliseconds = 200;
 constexpr uint32_t kMillisecondsPerSecond = 1000;
 constexpr uint32_t kMicrosecondsPerMillisecond = 1000;
 constexpr uint32_t kWouldBlock = 10035;
+constexpr uint32_t kNotConnected = 10057;
 constexpr uint8_t kNoAddress[4] = {255, 255, 255, 255};
 
 std::atomic<uint32_t> waitMilliseconds{kUsualWaitMilliseconds};
@@ -134,6 +135,12 @@ uint32_t ReadMethod(Stream* stream, uint32_t count, void* buffer) {
   return done;
 }
 
+// True when room to write may come yet. Some systems say "not connected" of a connection that is still being
+// made; said again after a wait, it is final.
+bool IsWorthWaiting(uint32_t error, bool hasWaited) {
+  return error == kWouldBlock || (error == kNotConnected && !hasWaited);
+}
+
 uint32_t WriteMethod(Stream* stream, uint32_t count, const void* buffer) {
   auto* sock = reinterpret_cast<Sock*>(stream);
   sock->status.store(Error_None);
@@ -146,6 +153,7 @@ uint32_t WriteMethod(Stream* stream, uint32_t count, const void* buffer) {
   SockUse use(sock);
   const auto* bytes = static_cast<const uint8_t*>(buffer);
   uint32_t done = 0;
+  bool hasWaited = false;
   ErrorCode status = Error_None;
   while (done < count && status == Error_None) {
     // Mostly there is room, so the wait comes only after the system has refused.
@@ -157,8 +165,9 @@ uint32_t WriteMethod(Stream* stream, uint32_t count, const void* buffer) {
         platform::SocketSend(use.descriptor(), count - done, bytes + done, sock->nonBlocking.load());
     if (sent > 0) {
       done += static_cast<uint32_t>(sent);
-    } else if (sent < 0 && platform::LastSocketError() == kWouldBlock) {
+    } else if (sent < 0 && IsWorthWaiting(platform::LastSocketError(), hasWaited)) {
       status = Await(use, platform::SocketEvents_Write, kWriteLabels);
+      hasWaited = true;
     } else {
       status = LastError(kWriteLabels.failed, Error_Ended);
     }
@@ -203,7 +212,10 @@ ErrorCode Select(Sock* sock, uint32_t event, uint64_t milliseconds) {
     case SockWait::Ready:
       break;
   }
-  if ((seen & platform::SocketEvents_Exception) != 0) {
+  // Some systems show a connection attempt that failed as room to write. Only then is the error asked for
+  // without an exception, as asking clears it and a reader needs it.
+  const bool endsAttempt = event == platform::SocketEvents_Write && sock->status.load() == Error_Block;
+  if ((seen & platform::SocketEvents_Exception) != 0 || endsAttempt) {
     const uint32_t error = platform::SocketPendingError(use.descriptor());
     if (error != 0) return iSock_Store(sock, Error_FromSocket(kWriteLabels.exception, nullptr, error));
   }

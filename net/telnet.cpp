@@ -109,6 +109,7 @@ ErrorCode Answer(Telnet* telnet, int code) {
 // Sends a line of which `length` characters stand in the buffer of kSendBufferBytes.
 ErrorCode SendBuffer(Telnet* telnet, char* line, uint32_t length) {
   memcpy(line + length, "\r\n", 3);
+  // Kept: the log shows every line as it is sent, passwords too; it is read to see what a server was told.
   LogText(telnet, kSentMark, line);
   if (Stream_Write(telnet->stream, length + 2, line) == length + 2) return Error_None;
   LogText(telnet, kFailedMark, "Failed");

@@ -53,7 +53,8 @@ QZ_API ErrorCode Sock_Accept(Sock* listener, Sock** sock);
  * host: dotted address or name (at most 255 bytes), not null. port: host byte order.
  * Error_NotFound or Error_Retry when the name is not found, Error_NoAccess when refused, Error_Invalid for null
  * and for a host at address 255.255.255.255, Error_Timeout, Error_Cancel; Error_Block in non-blocking mode: the
- * attempt goes on, Sock_SelectWrite tells its end. */
+ * attempt goes on. Sock_SelectWrite then tells its end: Error_Block, the status kept from here, when connected,
+ * else the failure; Read and Write wait for it. */
 QZ_API ErrorCode Sock_Connect(Sock* sock, const char* host, uint16_t port);
 
 /* Ends a direction of the connection. how: the system's number, 0 receiving, 1 sending, 2 both. */

@@ -461,6 +461,23 @@ TEST_F(SockDialUp, SkipsAnEntryThatIsNoLongerInThePhoneBook) {
   EXPECT_EQ(iSock_GuardRemoteAccess(), 0);
 }
 
+// A connection that another program makes after dialling failed here is that program's to end.
+TEST_F(SockDialUp, ForgetsThatItDialled_WhenDiallingAgainFails) {
+  ASSERT_EQ(Sock_SetRemoteAccess("isp", 1), 0);
+  Resolve();
+  EXPECT_EQ(fake->dials, 1u);
+  fake->connections[0].state = kDialling;
+  fake->dialError = 676;
+  EXPECT_EQ(iSock_GuardRemoteAccess(), -1);
+  fake->dialError = 0;
+  fake->connections[0].state = kConnected;
+  Sock* sock = nullptr;
+  ASSERT_EQ(Sock_OpenListen(0, &sock), 0);
+  Sock_Delete(sock);
+  EXPECT_EQ(fake->dials, 2u);
+  EXPECT_EQ(fake->hangUps, 0u);
+}
+
 TEST_F(SockDialUp, HangsUpAtTheEnd_WhenSocketsAreLeft) {
   ASSERT_EQ(Sock_SetRemoteAccess("isp", 1), 0);
   Sock* sock = nullptr;

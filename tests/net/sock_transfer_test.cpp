@@ -178,6 +178,87 @@ TEST_F(SockTransfer, GivesNothingReadAheadOnceClosed) {
   EXPECT_EQ(Sock_GetError(sock), 7);
 }
 
+// The failure of an earlier call is given for bytes read ahead as for bytes in the system.
+TEST_F(SockTransfer, GivesTheEarlierFailure_WhenBytesWereReadAhead) {
+  Open();
+  ASSERT_TRUE(peer.Send("ab"));
+  ASSERT_TRUE(WaitForPending(2));
+  EXPECT_EQ(Read(1), "a");
+  int32_t value = 0;
+  EXPECT_EQ(Sock_SetOpt(sock, 0x7FFF, 0x7FFF, &value, 4), -1);
+  const Stopwatch watch;
+  EXPECT_EQ(Sock_SelectRead(sock, 5, 0), -1);
+  EXPECT_LT(watch.Milliseconds(), 1000);
+  EXPECT_EQ(Read(1), "b");
+  EXPECT_EQ(Sock_GetError(sock), 0);
+  EXPECT_EQ(Sock_SelectRead(sock, 0, 1000), 8);
+}
+
+TEST_F(SockTransfer, GivesWhatWasReadAheadBeforeAReset) {
+  Open();
+  ASSERT_TRUE(peer.Send("abc"));
+  ASSERT_TRUE(WaitForPending(3));
+  EXPECT_EQ(Read(1), "a");
+  peer.Reset();
+  EXPECT_EQ(Sock_SelectRead(sock, 5, 0), 0);
+  EXPECT_EQ(Read(2), "bc");
+  EXPECT_EQ(Sock_GetError(sock), 0);
+  EXPECT_EQ(Sock_SelectRead(sock, 5, 0), 0);
+  EXPECT_EQ(Read(1), "");
+  EXPECT_EQ(Sock_GetError(sock), 9);
+}
+
+TEST_F(SockTransfer, JoinsWhatWasReadAheadWithWhatCameWithTheEnd) {
+  Open();
+  ASSERT_TRUE(peer.Send("ab"));
+  ASSERT_TRUE(WaitForPending(2));
+  EXPECT_EQ(Read(1), "a");
+  ASSERT_TRUE(peer.Send("cd"));
+  peer.Finish();
+  ASSERT_TRUE(WaitForPending(3));
+  EXPECT_EQ(Read(100), "bcd");
+  EXPECT_EQ(Sock_GetError(sock), 0);
+  uint32_t count = 9;
+  EXPECT_EQ(Sock_ReadAvail(sock, &count), 0);
+  EXPECT_EQ(count, 0u);
+  EXPECT_EQ(Read(100), "");
+  EXPECT_EQ(Sock_GetError(sock), 4);
+}
+
+// A read that was filled to its last byte lets the next one expect more; when nothing more comes, that one
+// waits, ends and fails like any other.
+TEST_F(SockTransfer, WaitsEndsAndFailsAsEver_AfterAReadThatWasFilled) {
+  enum class After { Silence, End, Reset };
+  for (const uint32_t size : {1024u, 5000u}) {
+    for (const After after : {After::Silence, After::End, After::Reset}) {
+      Open();
+      ASSERT_TRUE(peer.Send(std::string(size, 'f')));
+      ASSERT_TRUE(WaitForPending(size));
+      // The bytes of the smaller block all pass through those read ahead.
+      const uint32_t piece = size == 1024 ? 512 : size;
+      for (uint32_t done = 0; done < size; done += piece) ASSERT_EQ(Read(piece), std::string(piece, 'f'));
+      iSock_SetWaitMilliseconds(after == After::Silence ? 300 : 10000);
+      if (after == After::End) peer.Close();
+      if (after == After::Reset) peer.Reset();
+      const Stopwatch watch;
+      EXPECT_EQ(Read(100), "");
+      EXPECT_EQ(Sock_GetError(sock), after == After::Silence ? 8 : after == After::End ? 4 : 9);
+      EXPECT_EQ(watch.Milliseconds() >= 290, after == After::Silence);
+      Sock_Delete(sock);
+      sock = nullptr;
+    }
+  }
+}
+
+TEST_F(SockTransfer, GivesEnded_WhenThePeerClosesDuringTheRead) {
+  Open();
+  auto read = std::async(std::launch::async, [this] { return Read(1); });
+  std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  peer.Close();
+  EXPECT_EQ(read.get(), "");
+  EXPECT_EQ(Sock_GetError(sock), 4);
+}
+
 TEST_F(SockTransfer, KeepsEveryByteInOrder_WhateverTheSizesOfTheReads) {
   const std::string sent = Pattern(3000000);
   Open();
@@ -467,6 +548,43 @@ TEST_F(SockTransfer, ConnectsWithoutWaiting_WhenAsync) {
   EXPECT_EQ(Sock_Write(sock, 2, "hi"), 2u);
 }
 
+// What a read or a write of a connection still being made does: it waits for it.
+TEST_F(SockTransfer, WaitsForAConnectionThatIsBeingMade) {
+  loopback::Listener full(0);
+  std::vector<loopback::Connection> waiting;
+  for (int i = 0; i < 4; ++i) waiting.push_back(loopback::Connect(full.port(), 100));
+  iSock_SetWaitMilliseconds(300);
+  ASSERT_EQ(Sock_NewCreate(&sock), 0);
+  ASSERT_EQ(Sock_SetAsync(sock, 1), 0);
+  ASSERT_EQ(Sock_Connect(sock, "127.0.0.1", full.port()), 6);
+  Stopwatch watch;
+  EXPECT_EQ(Sock_Write(sock, 2, "hi"), 0u);
+  EXPECT_EQ(Sock_GetError(sock), 8);
+  EXPECT_GE(watch.Milliseconds(), 290);
+  watch = Stopwatch();
+  EXPECT_EQ(Read(2), "");
+  EXPECT_EQ(Sock_GetError(sock), 8);
+  EXPECT_GE(watch.Milliseconds(), 290);
+}
+
+TEST_F(SockTransfer, TellsByWritabilityHowAnAsyncConnectionEnded) {
+  ASSERT_EQ(Sock_NewCreate(&sock), 0);
+  ASSERT_EQ(Sock_SetAsync(sock, 1), 0);
+  const ErrorCode refused = Sock_Connect(sock, "127.0.0.1", loopback::UnusedPort());
+  ASSERT_TRUE(refused == 6 || refused == -5) << refused;
+  EXPECT_EQ(Sock_SelectWrite(sock, 5, 0), -5);
+  Sock_Delete(sock);
+
+  ASSERT_EQ(Sock_NewCreate(&sock), 0);
+  ASSERT_EQ(Sock_SetAsync(sock, 1), 0);
+  const ErrorCode begun = Sock_Connect(sock, "127.0.0.1", listener.port());
+  ASSERT_TRUE(begun == 6 || begun == 0) << begun;
+  // The status of the attempt stays until another call sets it.
+  EXPECT_EQ(Sock_SelectWrite(sock, 5, 0), begun);
+  EXPECT_EQ(Sock_Write(sock, 2, "hi"), 2u);
+  EXPECT_EQ(Sock_GetError(sock), 0);
+}
+
 TEST_F(SockTransfer, GivesTimeout_WhenNoConnectionIsMade) {
   // A listener whose queue is full does not answer.
   loopback::Listener full(0);
@@ -504,6 +622,11 @@ TEST_F(SockTransfer, CancelsAWrite_WhenClosed) {
 TEST_F(SockTransfer, CancelsASelect_WhenClosed) {
   Open();
   EXPECT_EQ(CloseDuring([this] { return Sock_SelectRead(sock, 30, 0); }), 7);
+  Sock_Delete(sock);
+  sock = nullptr;
+  // The longest wait that can be asked for.
+  Open();
+  EXPECT_EQ(CloseDuring([this] { return Sock_SelectRead(sock, 0xFFFFFFFF, 0xFFFFFFFF); }), 7);
 }
 
 TEST_F(SockTransfer, CancelsAnAccept_WhenClosed) {
@@ -552,6 +675,58 @@ TEST_F(SockTransfer, NeverReadsFromASocketThatTookTheNumberOver) {
     EXPECT_EQ(Sock_GetError(first), 7);
     Sock_Delete(first);
     Sock_Delete(sock);
+    sock = nullptr;
+  }
+}
+
+// Every call that can be inside a socket at the time of its close ends, and none touches the number that the
+// next socket takes over.
+TEST_F(SockTransfer, EndsEveryCall_WhenClosedInTheMiddleOfMany) {
+  for (int round = 0; round < 15; ++round) {
+    Open();
+    Sock* closing = sock;
+    std::atomic<bool> done{false};
+    std::vector<std::thread> threads;
+    threads.emplace_back([&] {
+      char bytes[2000];
+      for (uint32_t i = 0; !done || Sock_GetError(closing) == 0; ++i) Sock_Read(closing, 1 + i % 2000, bytes);
+    });
+    threads.emplace_back([&] {
+      while (Sock_GetDescriptor(closing) != 0xFFFFFFFFu)
+        Sock_Write(closing, 100, std::string(100, 'w').data());
+    });
+    threads.emplace_back([&] {
+      uint32_t count = 0;
+      while (!done) {
+        Sock_ReadAvail(closing, &count);
+        Sock_SelectWrite(closing, 0, 1000);
+      }
+    });
+    std::thread echo([&] {
+      std::string piece;
+      while (peer.ReceiveSome(&piece) == Result::Data) {
+        if (!peer.Send(piece)) break;
+        piece.clear();
+      }
+    });
+    std::this_thread::sleep_for(std::chrono::milliseconds(3 + round));
+    const Stopwatch watch;
+    EXPECT_EQ(Sock_Close(closing), 0);
+    EXPECT_LT(watch.Milliseconds(), 1000);
+    Sock* next = nullptr;
+    EXPECT_EQ(Sock_OpenConnectBuffer(0, "127.0.0.1", listener.port(), &next), 0);
+    done = true;
+    for (std::thread& thread : threads) thread.join();
+    echo.join();
+    loopback::Connection nextPeer = listener.Accept();
+    uint32_t strays = 9;
+    EXPECT_EQ(Sock_SelectRead(next, 0, 1000), 8);
+    EXPECT_EQ(Sock_ReadAvail(next, &strays), 0);
+    EXPECT_EQ(strays, 0u);
+    std::string got;
+    EXPECT_EQ(nextPeer.ReceiveSome(&got, 100, 1), Result::Timeout) << got;
+    Sock_Delete(closing);
+    Sock_Delete(next);
     sock = nullptr;
   }
 }

@@ -337,6 +337,25 @@ TEST_F(TelnetTest, KeepsTheOldLog_WhenTheNewOneCannotBeOpened) {
   EXPECT_EQ(Logged(), "# still here\n");
 }
 
+TEST_F(TelnetTest, OpensNothing_WhenTheLogHasTheNameAlready) {
+  Open("");
+  ASSERT_EQ(Telnet_SetLog(telnet, kLog), 0);
+  // Opening would need memory.
+  iMemory_FailAllocation(1);
+  EXPECT_EQ(Telnet_SetLog(telnet, kLog), 0);
+  EXPECT_EQ(Telnet_SetLog(telnet, kOtherLog), 1);
+  iMemory_FailAllocation(0);
+  EXPECT_EQ(Telnet_Log(telnet, "one"), 0);
+  EXPECT_EQ(Logged(), "# one\n");
+}
+
+TEST_F(TelnetTest, HasNoSocket_WhenItsStreamIsNone) {
+  Open("");
+  EXPECT_EQ(Telnet_GetSocket(telnet), nullptr);
+  Telnet_Close(telnet);
+  telnet = nullptr;
+}
+
 TEST_F(TelnetTest, RefusesNullArguments) {
   Open("");
   char buffer[4];
@@ -387,6 +406,25 @@ TEST(TelnetSocket, FindsTheSocketAndShutsItDown) {
   EXPECT_EQ(peer.ReceiveExactly(&got, 6), loopback::Result::Data);
   EXPECT_EQ(got, "QUIT\r\n");
   Telnet_Close(telnet);
+  EXPECT_NE(peer.ReceiveSome(&got), loopback::Result::Timeout);
+  EXPECT_EQ(iSock_CountLive(), 0u);
+  iSock_Exit();
+}
+
+TEST(TelnetSocket, FindsTheSocketBeneathAReadBuffer) {
+  ASSERT_EQ(iSock_Init(), 0);
+  loopback::Listener listener;
+  Sock* sock = nullptr;
+  ASSERT_EQ(Sock_OpenConnectBuffer(0, "127.0.0.1", listener.port(), &sock), 0);
+  loopback::Connection peer = listener.Accept();
+  Stream* buffered = ReadBufferStream_New(512, reinterpret_cast<Stream*>(sock), 1);
+  ASSERT_NE(buffered, nullptr);
+  Telnet* telnet = Telnet_Open(buffered, 0);
+  EXPECT_EQ(Telnet_GetSocket(telnet), sock);
+  ASSERT_TRUE(peer.Send("220 a\r\n"));
+  EXPECT_EQ(Receive(telnet), (Line{0, 7, "220 a\n"}));
+  Telnet_Close(telnet);
+  std::string got;
   EXPECT_NE(peer.ReceiveSome(&got), loopback::Result::Timeout);
   EXPECT_EQ(iSock_CountLive(), 0u);
   iSock_Exit();

@@ -3,6 +3,7 @@
 
 #include <winsock.h>
 
+#include <climits>
 #include <cstring>
 
 namespace platform {
@@ -17,6 +18,11 @@ constexpr WORD kWantedVersion = 0x0101;
 
 SOCKET Native(SocketDescriptor socket) {
   return static_cast<SOCKET>(socket);
+}
+
+// A count as the system's calls take it; cut, never turned into 0, which would read as the peer's end.
+int ToLength(uint32_t count) {
+  return count < INT_MAX ? static_cast<int>(count) : INT_MAX;
 }
 
 SocketDescriptor Common(SOCKET socket) {
@@ -128,8 +134,7 @@ int64_t SocketReceive(SocketDescriptor socket, uint32_t count, void* buffer) {
     WSASetLastError(WSAEWOULDBLOCK);
     return -1;
   }
-  const int received =
-      recv(Native(socket), static_cast<char*>(buffer), static_cast<int>(count & 0x7FFFFFFFu), 0);
+  const int received = recv(Native(socket), static_cast<char*>(buffer), ToLength(count), 0);
   if (received != 0) return received;
   // Some systems show a reset to the reader as a plain end; a cut transfer must not look whole. A write of
   // nothing sends nothing and fails with what happened.
@@ -140,8 +145,7 @@ int64_t SocketReceive(SocketDescriptor socket, uint32_t count, void* buffer) {
 int64_t SocketSend(SocketDescriptor socket, uint32_t count, const void* buffer, bool nonBlocking) {
   // A select that says "writable" promises room for a part only; without this a large block would wait.
   if (!nonBlocking) SocketSetNonBlocking(socket, true);
-  const int sent =
-      send(Native(socket), static_cast<const char*>(buffer), static_cast<int>(count & 0x7FFFFFFFu), 0);
+  const int sent = send(Native(socket), static_cast<const char*>(buffer), ToLength(count), 0);
   if (nonBlocking) return sent;
   const int error = WSAGetLastError();
   SocketSetNonBlocking(socket, false);

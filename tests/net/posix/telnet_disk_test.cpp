@@ -1,0 +1,44 @@
+// The line connection when its log cannot be written, where a full disk can be arranged.
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <string>
+
+#include "qz/telnet.h"
+#include "tests/net/sock_fixture.h"
+#include "tests/support/file_system.h"
+
+namespace {
+
+constexpr char kLog[] = "qz_telnet_disk_test.log";
+
+TEST_F(SockTest, TalksOn_WhenTheLogOfItsLinesCannotBeWritten) {
+  Open();
+  Telnet* telnet = Telnet_Open(reinterpret_cast<Stream*>(sock), 0);
+  ASSERT_EQ(Telnet_SetLog(telnet, kLog), 0);
+  ASSERT_TRUE(peer.Send("220 a\r\n"));
+  char line[16] = "";
+  ErrorCode logged = 0;
+  ErrorCode sent = -1;
+  ErrorCode received = -1;
+  {
+    const DiskLimit full(0);
+    // The first lines fill the file's buffer.
+    for (int i = 0; i < 100 && logged == 0; ++i)
+      logged = Telnet_Log(telnet, "%s", std::string(1000, 'r').c_str());
+    sent = Telnet_SendLine(telnet, "NOOP");
+    received = Telnet_ReceiveLine(telnet, sizeof line, nullptr, line);
+    Telnet_Delete(telnet);
+    sock = nullptr;
+  }
+  EXPECT_EQ(logged, -1);
+  EXPECT_EQ(sent, 0);
+  EXPECT_EQ(received, 0);
+  EXPECT_STREQ(line, "220 a\n");
+  std::string got;
+  peer.ReceiveExactly(&got, 6);
+  EXPECT_EQ(got, "NOOP\r\n");
+  remove(kLog);
+}
+
+}  // namespace
