@@ -656,7 +656,7 @@ TEST_F(SockTransfer, ClearsTheStatus_WhenClosed) {
 // A descriptor that is closed under a reader would be given to the next socket at once, and the reader would
 // take that one's bytes.
 TEST_F(SockTransfer, NeverReadsFromASocketThatTookTheNumberOver) {
-  for (int round = 0; round < 10; ++round) {
+  for (int round = 0; round < 6; ++round) {
     Open();
     Sock* first = sock;
     loopback::Connection firstPeer = std::move(peer);
@@ -682,7 +682,7 @@ TEST_F(SockTransfer, NeverReadsFromASocketThatTookTheNumberOver) {
 // Every call that can be inside a socket at the time of its close ends, and none touches the number that the
 // next socket takes over.
 TEST_F(SockTransfer, EndsEveryCall_WhenClosedInTheMiddleOfMany) {
-  for (int round = 0; round < 15; ++round) {
+  for (int round = 0; round < 8; ++round) {
     Open();
     Sock* closing = sock;
     std::atomic<bool> done{false};
