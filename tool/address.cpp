@@ -17,7 +17,10 @@ constexpr std::string_view kSchemeEnd = "://";
 
 [[noreturn]] void Refuse(const std::string& text, const std::string& why) {
   constexpr std::size_t kShown = 120;
-  const std::string url = text.size() > kShown ? text.substr(0, kShown) + "..." : text;
+  // In a text that cannot be split, anything before an "@" may be a password.
+  const std::size_t at = text.rfind('@');
+  const std::string safe = at == std::string::npos ? text : "..." + text.substr(at + 1);
+  const std::string url = safe.size() > kShown ? safe.substr(0, kShown) + "..." : safe;
   throw Failure{ExitCode::Usage, "\"" + url + "\" " + why};
 }
 
@@ -191,7 +194,7 @@ Address Redirected(const Address& from, const std::string& location) {
   const std::string text = AbsoluteLocation(from, location);
   if (LowerCase(text.substr(0, text.find(':'))) != "http") {
     const std::string hint = LowerCase(text.substr(0, 6)) == "https:" ? " (https is not supported)" : "";
-    throw Failure{ExitCode::Protocol, "the server redirects to \"" + text +
+    throw Failure{ExitCode::Protocol, "the server redirects to \"" + WithoutLogin(text) +
                                           "\", which is another kind of address; it is not followed" + hint};
   }
   try {

@@ -1,9 +1,13 @@
 // qz get: URLs into files of the current folder, or one URL into a file anywhere.
+#include <utility>
+#include <vector>
+
 #include "qz/directory.h"
 #include "tool/address.h"
 #include "tool/commands.h"
 #include "tool/console.h"
 #include "tool/download.h"
+#include "tool/text.h"
 
 namespace tool {
 namespace {
@@ -31,6 +35,27 @@ std::string EnterFolderOf(const std::string& output) {
   return name;
 }
 
+// A part file that a URL of this run left must not be taken for the beginning of another URL's file.
+class LeftParts {
+ public:
+  void Add(const std::string& target, const std::string& url) {
+    if (DiskFile::KindOf(target + PartFile::kSuffix) == DiskFile::Kind::File) {
+      left_.emplace_back(LowerCase(target), url);
+    }
+  }
+  void Check(const std::string& target, const std::string& url) const {
+    for (const auto& [name, owner] : left_) {
+      if (name != LowerCase(target) || owner == url) continue;
+      throw Failure{ExitCode::Other,
+                    "\"" + target + PartFile::kSuffix +
+                        "\" holds the beginning of another URL's file; get this one with --output"};
+    }
+  }
+
+ private:
+  std::vector<std::pair<std::string, std::string>> left_;
+};
+
 bool EndsTheRun(ExitCode code) {
   return code == ExitCode::Disk || code == ExitCode::Usage;
 }
@@ -41,14 +66,19 @@ void RunGet(const Options& options, Reporter* reporter) {
   std::vector<Address> addresses;
   for (const std::string& url : options.operands) addresses.push_back(ParseAddress(url));
   ExitCode first = ExitCode::Done;
-  for (const Address& address : addresses) {
+  LeftParts leftParts;
+  for (std::size_t i = 0; i < addresses.size(); i++) {
+    const std::string& url = options.operands[i];
+    std::string target = addresses[i].fileName;
     try {
-      Download(address, options.output ? EnterFolderOf(*options.output) : address.fileName, options,
-               reporter);
+      if (options.output) target = EnterFolderOf(*options.output);
+      leftParts.Check(target, url);
+      Download(addresses[i], target, options, reporter);
     } catch (const Failure& failure) {
       if (!failure.text.empty()) reporter->Complain(failure.text);
       if (first == ExitCode::Done) first = failure.code;
       if (EndsTheRun(failure.code)) break;
+      leftParts.Add(target, url);
     }
   }
   if (first != ExitCode::Done) throw Failure{first, ""};

@@ -90,7 +90,7 @@ class Upload {
 
   void CheckWhole() {
     const auto remote = session_->SizeOf(address_.path);
-    if (!remote || remote->tooLarge() || remote->bytes == size_) return;
+    if (!remote || remote->bytes == size_ || (remote->tooLarge() && size_ >= remote->bytes)) return;
     throw Failure{
         ExitCode::Network,
         "the server holds " + GroupedNumber(remote->bytes) + " of " + GroupedNumber(size_) + " bytes",
@@ -120,6 +120,10 @@ void RunPut(const Options& options, Reporter* reporter) {
   if (address.path.empty() || address.path.back() == '/') {
     address.path += LastPart(file);
     address.fileName = LastPart(file);
+  }
+  if (address.path.find_first_of("\r\n") != std::string::npos) {
+    throw Failure{ExitCode::Usage,
+                  "the name \"" + LastPart(file) + "\" contains a line end; name the file in the URL"};
   }
   if (DiskFile::KindOf(file) == DiskFile::Kind::Nothing) {
     throw Failure{ExitCode::NotFound, "the file \"" + file + "\" does not exist"};

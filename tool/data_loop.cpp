@@ -84,7 +84,7 @@ OneByte ReadOneByte(Stream* stream, const Options& options) {
     const ErrorCode ready = WaitUntilReady(sock, WaitForData, options);
     if (ready != Error_None) return {0, ready};
     char byte = 0;
-    if (Stream_Read(stream, 1, &byte) == 1) return {1, Error_None};
+    if (Stream_Read(stream, 1, &byte) == 1) return {1, Error_None, byte};
     const ErrorCode status = Stream_Error(stream);
     if (IsFailure(status)) return {0, status};
   }
@@ -113,7 +113,8 @@ ErrorCode SendFrom(DiskFile* file, std::uint64_t* position, Stream* stream, cons
 void WaitForEnd(Stream* stream, const Options& options) {
   Sock* sock = SocketOf(stream);
   char ignored[256];
-  while (WaitUntilReady(sock, WaitForData, options) == Error_None) {
+  const auto deadline = Clock::now() + std::chrono::seconds(options.timeoutSeconds);
+  while (Clock::now() < deadline && WaitUntilReady(sock, WaitForData, options) == Error_None) {
     if (Stream_Read(stream, sizeof ignored, ignored) == 0 && Stream_Error(stream) != Error_Block) return;
   }
 }

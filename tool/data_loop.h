@@ -18,10 +18,12 @@ namespace tool {
 ErrorCode ReceiveInto(PartFile* part, Stream* stream, std::optional<std::uint64_t> limit,
                       const Options& options, Reporter* reporter);
 
-// Reads one byte more, where the end is expected: count 0 and the status that ended the data, else count 1.
+// Reads one byte more, where the end is expected: count 0 and the status that ended the data, else count 1
+// and the byte.
 struct OneByte {
   std::uint32_t count;
   ErrorCode status;
+  char byte = 0;
 };
 OneByte ReadOneByte(Stream* stream, const Options& options);
 

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstring>
+#include <string_view>
 
 #include "qz/error.h"
 #include "qz/sock.h"
@@ -24,12 +26,27 @@ std::string PasswordFor(const std::string& user, const Address& address, const O
                 "no password for \"" + user + "\" and no terminal to ask on; use --password-file FILE"};
 }
 
-bool HasLineEnd(const std::string& text) {
-  return text.find_first_of("\r\n") != std::string::npos;
+bool FitsALine(const std::string& text) {
+  return text.find_first_of(std::string_view("\r\n\0", 3)) == std::string::npos;
 }
 
 bool IsTemporary(int code) {
   return code == 421 || code == 425 || code == 426 || code == 450 || code == 451;
+}
+
+// An answer, whatever it says, means that the server does not tell; none means that the connection is lost.
+bool IsLost(const Reply& reply) {
+  return reply.code == 0 || reply.code == 421;
+}
+
+// Some servers repeat what they do not understand.
+void BlankPassword(const std::string& password, Reply* reply) {
+  if (password.empty()) return;
+  for (char* found = std::strstr(reply->text, password.c_str()); found != nullptr;
+       found = std::strstr(found, password.c_str())) {
+    std::memset(found, '*', password.size());
+    found += password.size();
+  }
 }
 
 Failure RefusalOf(const std::string& what, const Reply& reply) {
@@ -72,8 +89,8 @@ Login LoginFor(const Address& address, const Options& options) {
   if (!address.user && !options.user) return {kAnonymousUser, kAnonymousPassword};
   login.user = address.user ? *address.user : *options.user;
   login.password = address.password ? *address.password : PasswordFor(login.user, address, options);
-  if (HasLineEnd(login.user) || HasLineEnd(login.password)) {
-    throw Failure{ExitCode::Usage, "user name and password must not contain line ends"};
+  if (!FitsALine(login.user) || !FitsALine(login.password)) {
+    throw Failure{ExitCode::Usage, "user name and password must not contain line ends or null bytes"};
   }
   return login;
 }
@@ -104,6 +121,7 @@ void FTPSession::LogIn(const Login& login) {
   Reply reply{};
   const console::BlockingCall blocking;
   const ErrorCode status = FTPc_Login(connection_, login.user.c_str(), login.password.c_str(), &reply);
+  BlankPassword(login.password, &reply);
   reporter_->Received(reply.code, reply.text);
   if (status == Error_None) return;
   if (status == Error_NoAccess && reply.code >= 400 && !IsTemporary(reply.code)) {
@@ -131,8 +149,7 @@ std::optional<RemoteSize> FTPSession::SizeOf(const std::string& path) {
   const ErrorCode status = FTPc_FileSize(connection_, path.c_str(), &size.bytes, &reply);
   reporter_->Received(reply.code, reply.text);
   if (status == Error_None) return size;
-  // An answer, whatever it says, means that the size is unknown; none means that the connection is lost.
-  if (reply.code == 0 || reply.code == 421) Fail("cannot ask for the size", status, reply);
+  if (IsLost(reply)) Fail("cannot ask for the size", status, reply);
   return std::nullopt;
 }
 
@@ -143,8 +160,9 @@ std::optional<Time> FTPSession::TimeOf(const std::string& path) {
   const console::BlockingCall blocking;
   const ErrorCode status = FTPc_ModTime(connection_, path.c_str(), &time, &reply);
   reporter_->Received(reply.code, reply.text);
-  if (status != Error_None) return std::nullopt;
-  return time;
+  if (status == Error_None) return time;
+  if (IsLost(reply)) Fail("cannot ask for the time", status, reply);
+  return std::nullopt;
 }
 
 bool FTPSession::CanRestart() {
@@ -152,7 +170,10 @@ bool FTPSession::CanRestart() {
   reporter_->Sent("REST 0");
   std::int32_t supported = 0;
   const console::BlockingCall blocking;
-  FTPc_RestartSupported(connection_, &supported);
+  const ErrorCode status = FTPc_RestartSupported(connection_, &supported);
+  if (status == Error_Timeout || status == Error_Ended || status == Error_Retry) {
+    throw TroubleOf("cannot ask whether the server can resume", status);
+  }
   return supported != 0;
 }
 

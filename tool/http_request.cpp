@@ -1,5 +1,6 @@
 #include "tool/http_request.h"
 
+#include <array>
 #include <cstring>
 
 #include "qz/error.h"
@@ -17,6 +18,48 @@ constexpr std::size_t kLongestValue = 255;
 
 bool IsRedirect(int code) {
   return code == 301 || code == 302 || code == 303 || code == 307 || code == 308;
+}
+
+// The library keeps the first word of the reason only, so the usual reasons are known here.
+struct Reason {
+  int code;
+  const char* text;
+};
+
+constexpr std::array<Reason, 24> kReasons = {{
+    {200, "OK"},
+    {203, "Non-Authoritative Information"},
+    {204, "No Content"},
+    {206, "Partial Content"},
+    {301, "Moved Permanently"},
+    {302, "Found"},
+    {303, "See Other"},
+    {304, "Not Modified"},
+    {307, "Temporary Redirect"},
+    {308, "Permanent Redirect"},
+    {400, "Bad Request"},
+    {401, "Unauthorized"},
+    {403, "Forbidden"},
+    {404, "Not Found"},
+    {405, "Method Not Allowed"},
+    {407, "Proxy Authentication Required"},
+    {408, "Request Timeout"},
+    {416, "Range Not Satisfiable"},
+    {429, "Too Many Requests"},
+    {500, "Internal Server Error"},
+    {501, "Not Implemented"},
+    {502, "Bad Gateway"},
+    {503, "Service Unavailable"},
+    {504, "Gateway Timeout"},
+}};
+
+// The usual reason of a code where the server began with the same word, else that word.
+std::string ReasonText(int code, const std::string& firstWord) {
+  for (const Reason& reason : kReasons) {
+    const std::string text = reason.text;
+    if (reason.code == code && text.substr(0, text.find(' ')) == firstWord) return text;
+  }
+  return firstWord;
 }
 
 [[noreturn]] void Fail(const std::string& what, ErrorCode status) {
@@ -50,7 +93,7 @@ HTTPResponse::HTTPResponse(const Address& address, const std::optional<ByteRange
     HTTPc_Close(connection_);
     throw;
   }
-  reporter_->Received(reply_.code, reply_.text);
+  reporter_->Received(reply_.code, ReasonText(reply_.code, reply_.text));
 }
 
 HTTPResponse::~HTTPResponse() {
@@ -128,7 +171,7 @@ bool HTTPResponse::IsMultipart() const {
 }
 
 std::string HTTPResponse::Said() const {
-  return std::to_string(reply_.code) + " " + reply_.text;
+  return std::to_string(reply_.code) + " " + ReasonText(reply_.code, reply_.text);
 }
 
 std::unique_ptr<HTTPResponse> Request(Address* address, const std::optional<ByteRange>& range,
@@ -149,7 +192,7 @@ Failure RefusalOf(const HTTPResponse& response, const Address& address) {
   switch (response.Code()) {
     case 404:
     case 410:
-      return {ExitCode::NotFound, said + "; check the path"};
+      return {ExitCode::NotFound, said + "; there is no such file on the server, check the path"};
     case 401:
     case 407:
       return {ExitCode::Login, said + "; it wants a login, and qz can log in to FTP servers only"};

@@ -60,6 +60,7 @@ void RunCommand(const Options& options) {
 
 void Run(int count, char** arguments) {
   Options options = ParseCommandLine(count, arguments);
+  HidePasswords(count, arguments);
   if (options.command == Command::Version) return PrintText("qz " QZ_VERSION_STRING "\n");
   if (options.command == Command::Help || options.help) return PrintText(HelpText(options.commandName));
   ReadPasswordFile(&options);

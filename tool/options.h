@@ -38,6 +38,10 @@ struct Options {
 // Throws Failure (Usage).
 Options ParseCommandLine(int count, char** arguments);
 
+// Blanks the passwords of URLs in the arguments, which are what the system shows as the program's command
+// line.
+void HidePasswords(int count, char** arguments);
+
 // Takes the password from the file that the options name, if they name one. Throws Failure (Usage).
 void ReadPasswordFile(Options* options);
 

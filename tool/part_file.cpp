@@ -8,15 +8,14 @@
 namespace tool {
 namespace {
 
-constexpr const char* kSuffix = ".part";
 constexpr std::size_t kLongestLibraryName = 1024;
 
 std::string FreeName(const std::string& target) {
   char numbered[kLongestLibraryName + 16] = "";
   const ErrorCode status = File_NumberName(console::ToLibraryName(target).c_str(), numbered);
   if (status != Error_None) {
-    throw Failure{ExitCode::Disk,
-                  "no name is free for \"" + target + "\"; the data is kept in \"" + target + kSuffix + "\""};
+    throw Failure{ExitCode::Disk, "no name is free for \"" + target + "\"; the data is kept in \"" + target +
+                                      PartFile::kSuffix + "\""};
   }
   return numbered;
 }
@@ -46,14 +45,18 @@ PartFile::~PartFile() {
 }
 
 void PartFile::Begin() {
-  if (file_.IsOpen()) return;
-  file_.Create(path_);
-  createdHere_ = true;
+  if (!file_.IsOpen()) {
+    file_.Create(path_);
+    createdHere_ = true;
+  } else if (cutAtBegin_) {
+    file_.Truncate();
+  }
+  cutAtBegin_ = false;
 }
 
 void PartFile::Restart() {
   if (!file_.IsOpen()) return;
-  file_.Truncate();
+  cutAtBegin_ = true;
   length_ = 0;
 }
 
@@ -85,7 +88,7 @@ std::string PartFile::Complete(bool synchronise) {
 }
 
 void PartFile::Close() {
-  const bool leaveNothing = file_.IsOpen() && createdHere_ && length_ == 0;
+  const bool leaveNothing = file_.IsOpen() && createdHere_ && length_ == 0 && !cutAtBegin_;
   file_.Close();
   if (leaveNothing) DiskFile::Remove(path_);
 }

@@ -13,6 +13,8 @@ namespace tool {
 // created before the first data is at hand, and nothing else is ever removed or cut.
 class PartFile {
  public:
+  static constexpr const char* kSuffix = ".part";
+
   // Takes up a part file that was left, if there is one. Throws Failure (Disk) when a link, a folder or
   // another program is in the way. target: a name in the current folder.
   explicit PartFile(const std::string& target);
@@ -24,8 +26,8 @@ class PartFile {
   std::uint64_t Length() const { return length_; }
   bool Exists() const { return file_.IsOpen(); }
 
-  void Begin();    // makes the file where it does not exist yet
-  void Restart();  // forgets what is there
+  void Begin();    // makes the file ready for data: creates it, or cuts it after Restart
+  void Restart();  // forgets what is there; the disk keeps it until Begin
   void Append(std::size_t count, const void* buffer);
 
   // Gives the complete file its name, another one where that is taken; returns the name. synchronise: only
@@ -40,6 +42,7 @@ class PartFile {
   DiskFile file_;
   std::uint64_t length_ = 0;
   bool createdHere_ = false;
+  bool cutAtBegin_ = false;
 };
 
 }  // namespace tool

@@ -45,7 +45,8 @@ class FTPSource : public Source {
           "the file is 4 GiB or larger: its exact size is not known and resuming works below 4 GiB only");
     }
     const auto known = size && !size->tooLarge() ? std::optional<std::uint32_t>(size->bytes) : std::nullopt;
-    changed_ = asked_ && known != total_;
+    // Stays known until the part file is begun anew: an attempt may fail before that.
+    changed_ = changed_ || (asked_ && known != total_);
     asked_ = true;
     tooLarge_ = size && size->tooLarge();
     total_ = known;
@@ -74,14 +75,17 @@ class FTPSource : public Source {
     std::uint64_t came = 0;
     ErrorCode status = Error_None;
     try {
-      if (offset == 0) part->Restart();
+      if (offset == 0) {
+        part->Restart();
+        changed_ = false;
+      }
       part->Begin();
       const std::uint64_t before = part->Length();
       reporter_->BeginProgress(address_.fileName, before,
                                total_ ? std::optional<std::uint64_t>(*total_) : std::nullopt);
       const auto limit = total_ ? std::optional<std::uint64_t>(*total_ - before) : std::nullopt;
       status = ReceiveInto(part, stream, limit, options_, reporter_);
-      if (status == Error_None) status = ExpectEnd(stream);
+      if (status == Error_None) status = ExpectEnd(stream, part);
       came = part->Length() - before;
     } catch (...) {
       Stream_Delete(stream);
@@ -96,9 +100,11 @@ class FTPSource : public Source {
   }
 
   // All the bytes of the announced size came; the data has to end here.
-  ErrorCode ExpectEnd(Stream* stream) {
+  ErrorCode ExpectEnd(Stream* stream, PartFile* part) {
     const auto more = ReadOneByte(stream, options_);
     if (more.count == 0) return more.status;
+    // Longer than announced, the part file is taken for complete by no later run.
+    part->Append(more.count, &more.byte);
     throw Failure{ExitCode::Protocol, "the server sends more than the " + GroupedNumber(*total_) +
                                           " bytes that it announced; the data cannot be trusted"};
   }

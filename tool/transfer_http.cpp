@@ -78,7 +78,8 @@ class HTTPSource : public Source {
     const auto length = response.Length();
     const bool known = length && *length != kLengthTooLarge;
     if (part->Length() > 0) {
-      if (known && *length == part->Length()) {
+      const bool same = !Changed(response) && (!total_ || length == total_);
+      if (known && *length == part->Length() && same) {
         reporter_->Say("\"" + part->Path() + "\" is complete already");
         return;
       }

@@ -106,6 +106,35 @@ class Privacy(ProgramTest):
             self.assert_hidden(result)
         self.assert_hidden(self.run_qz("get", "--password=" + self.SECRET, "ftp://h/x"))
 
+    def test_misspelt_command_lines_never_show_the_password(self):
+        for arguments in (("ftp://me:%s@h/x",), ("get", "ftp:/me:%s@h/x"), ("get", "ftp://me:%s/1@h/x"),
+                          ("get", "me:%s/1@h/x"), ("get", "-p%s", "ftp://h/x"), ("get", "ftp://me:%s@h/x", "-zq"),
+                          ("get", "--proxy", "me:%s@127.0.0.1:1", "ftp://h/x")):
+            filled = [word.replace("%s", self.SECRET) for word in arguments]
+            self.assert_hidden(self.expect(USAGE, *filled))
+
+    def test_password_that_the_server_repeats_is_not_shown(self):
+        server = self.serve(FTPServer({"data": b"x"}))
+        server.login = "530 what is PASS %s" % self.SECRET
+        result = self.expect(LOGIN, "get", "-v", server.url("data", "me:%s@" % self.SECRET))
+        self.assert_hidden(result)
+        self.assertIn("530 what is PASS ***", result.errors)
+
+    @only_posix
+    def test_password_leaves_the_list_of_processes(self):
+        server = self.serve(FTPServer({"data": b"x" * 1000}))
+        server.cut = (500, "stall")
+        process = self.start_qz("get", server.url("data", "me:%s@" % self.SECRET))
+        self.wait_for(lambda: "RETR" in server.verbs())
+        with open("/proc/%d/cmdline" % process.pid, "rb") as file:
+            line = file.read()
+        self.assertIn(b"ftp://me:***", line)
+        self.assertNotIn(self.SECRET.encode(), line)
+
+    def test_null_bytes_in_a_password_are_refused(self):
+        self.write("password", b"one\0two\n")
+        self.expect(USAGE, "get", "ftp://me@127.0.0.1:1/x", "--password-file", "password")
+
     def test_the_password_is_in_no_file(self):
         server = self.serve(FTPServer({"data": b"x" * 1000}))
         server.cut = (500, "fin")

@@ -1,6 +1,7 @@
 """qz get, ls and size over FTP against servers that do what no good server does."""
 
 import unittest
+import unittest.mock
 
 from support import *
 
@@ -121,6 +122,19 @@ class FTPGet(ProgramTest):
         self.assert_file("data", longer)
         self.assertIn("changed", result.errors)
 
+    def test_mixes_nothing_when_an_attempt_fails_after_the_size_changed(self):
+        new = some_bytes(250000, 7)
+        server = self.server()
+        def size(number):
+            if number > 0:
+                server.files["data"] = new
+        server.size = size
+        server.cut = lambda number: (100000, "reset") if number == 0 else None
+        server.pasv = lambda number: "425 not now" if number == 1 else None
+        self.expect(DONE, "get", server.url("data"), "--retry-wait", "0")
+        self.assert_file("data", new)
+        self.assertNotIn("REST", server.verbs(2))
+
     def test_names_a_part_that_is_whole(self):
         self.write("data.part", DATA)
         server = self.server()
@@ -165,8 +179,10 @@ class FTPGet(ProgramTest):
 
     def test_not_complete_when_size_promises_less(self):
         server = self.server(size="213 200000")
-        self.expect(PROTOCOL, "get", server.url("data"))
-        self.assertEqual(self.read("data.part"), DATA[:200000])
+        for _ in range(2):  # nor by the same command again
+            self.expect(PROTOCOL, "get", server.url("data"))
+            self.assertEqual(self.names(), ["data.part"])
+            self.assertEqual(self.read("data.part"), DATA[:200001])
 
     def test_sizes_that_cannot_be_used_count_as_unknown(self):
         for size in ("550 not for you", "502 no SIZE", "213 junk", "213"):
@@ -233,6 +249,15 @@ class FTPGet(ProgramTest):
         result = self.expect(DONE, "ls", server.url(""))
         self.assertEqual(result.output, "a?[2Jb?c?31md\n?x\u00e4\n")
 
+    def test_ls_of_an_empty_folder_prints_nothing(self):
+        self.assertEqual(self.expect(DONE, "ls", self.server(listing=b"").url("")).output, "")
+
+    def test_ls_loses_nothing_after_a_very_long_line(self):
+        server = self.server(listing=b"x" * 20000 + b"\r\nlast\r\n")
+        output = self.expect(DONE, "ls", server.url("")).output
+        self.assertEqual(output.count("x"), 20000)
+        self.assertTrue(output.endswith("last\n"))
+
     def test_ls_of_a_missing_folder_gives_3(self):
         self.expect(NOT_FOUND, "ls", self.server().url("missing/"))
 
@@ -248,6 +273,12 @@ class FTPGet(ProgramTest):
     def test_size_says_no_when_rest_is_refused(self):
         result = self.expect(DONE, "size", self.server(rest=False).url("data"))
         self.assertIn("resume: no", result.output)
+
+    def test_size_gives_4_when_the_connection_is_lost_on_the_way(self):
+        for verb in ("on_mdtm", "on_rest"):
+            with unittest.mock.patch.object(Session, verb, lambda session, argument: "close"):
+                result = self.expect(NETWORK, "size", self.server().url("data"))
+                self.assertEqual(result.output, "")
 
     def test_size_of_a_missing_file_gives_3(self):
         self.expect(NOT_FOUND, "size", self.server().url("nothing"))

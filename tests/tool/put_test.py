@@ -1,6 +1,7 @@
 """qz put: storing on an FTP server."""
 
 import unittest
+import unittest.mock
 
 from support import *
 
@@ -82,6 +83,28 @@ class Put(ProgramTest):
     def test_missing_local_file_gives_3_and_asks_nobody(self):
         self.expect(NOT_FOUND, "put", "nothing", self.server.url("remote.bin"))
         self.assertEqual(self.server.count, 0)
+
+    @only_posix
+    def test_line_end_in_the_files_name_is_never_sent(self):
+        server = self.serve(FTPServer())
+        self.write("a\r\nDELE b", b"x")
+        self.expect(USAGE, "put", "a\r\nDELE b", server.url(""))
+        self.assertEqual(server.count, 0)
+
+    def test_server_that_sends_on_the_upload_connection_does_not_hold_the_program(self):
+        def endless(session, name):
+            session.say("150 send it")
+            data = session.open_data()
+            try:
+                while not session.server.stopping.is_set():
+                    data.sendall(b"x" * 4096)
+            except OSError:
+                pass
+            return "close"
+        with unittest.mock.patch.object(Session, "on_stor", endless):
+            server = self.serve(FTPServer())
+            self.write("file", b"x" * 10)
+            self.expect(NETWORK, "put", "file", server.url("x"), "--timeout", "2", "--retries", "0")
 
     def test_http_is_refused(self):
         self.expect(USAGE, "put", "local.bin", "http://127.0.0.1:1/x")

@@ -26,6 +26,21 @@ int Descriptor(std::intptr_t handle) {
   return static_cast<int>(handle);
 }
 
+// Another program may have renamed its complete file between the opening and the lock; then what is open
+// here no longer stands at the path and must not be written.
+bool StandsAt(int descriptor, const std::string& path) {
+  struct stat opened {
+  }, standing{};
+  return fstat(descriptor, &opened) == 0 && lstat(path.c_str(), &standing) == 0 &&
+         opened.st_dev == standing.st_dev && opened.st_ino == standing.st_ino;
+}
+
+void Lock(int descriptor, const std::string& path) {
+  const bool taken = flock(descriptor, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
+  if (!taken && StandsAt(descriptor, path)) return;
+  throw Failure{ExitCode::Disk, "another program is writing to \"" + path + "\"; wait until it is done"};
+}
+
 }  // namespace
 
 DiskFile::Kind DiskFile::KindOf(const std::string& path) {
@@ -57,10 +72,8 @@ void DiskFile::OpenForAppending(const std::string& path) {
   struct stat state {};
   if (fstat(descriptor, &state) != 0) FailWith("write to", path, errno);
   if (!S_ISREG(state.st_mode)) throw Failure{ExitCode::Disk, "\"" + path + "\" is not a plain file"};
-  if (flock(descriptor, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) {
-    throw Failure{ExitCode::Disk, "another program is writing to \"" + path + "\"; wait until it is done"};
-  }
-  SeekTo(static_cast<std::uint64_t>(state.st_size));
+  Lock(descriptor, path);
+  SeekTo(Size());
 }
 
 void DiskFile::Create(const std::string& path) {
@@ -68,7 +81,7 @@ void DiskFile::Create(const std::string& path) {
   if (descriptor < 0) FailWith("create", path, errno);
   handle_ = descriptor;
   path_ = path;
-  flock(descriptor, LOCK_EX | LOCK_NB);
+  Lock(descriptor, path);
 }
 
 std::uint64_t DiskFile::Size() const {
