@@ -45,8 +45,7 @@ class Upload {
     session_ = std::make_unique<FTPSession>(address_, options_, reporter_);
     session_->LogIn(login_);
     session_->SetType('I');
-    std::uint32_t offset = 0;
-    if (again || !options_.restart) offset = Offset();
+    std::uint32_t offset = Offset(again);
     if (offset > 0 && offset == size_) {
       reporter_->Say("\"" + address_.path + "\" is complete on the server already; --restart sends it again");
       return;
@@ -61,11 +60,16 @@ class Upload {
     reporter_->Say("stored \"" + address_.path + "\" (" + SizeText(size_) + ")");
   }
 
-  // What the server holds of this file, as far as it can be told: 0 for nothing or for another file.
-  std::uint32_t Offset() {
+  // What the server holds of this file, as far as it can be told: 0 for nothing or for another file. A server
+  // may keep the file that is to be replaced until the new one is whole, so an attempt that broke off is not
+  // gone on with where the old file is still there.
+  std::uint32_t Offset(bool again) {
     const auto remote = session_->SizeOf(address_.path);
-    if (!remote || remote->tooLarge() || remote->bytes > size_) return 0;
-    return remote->bytes;
+    const std::uint32_t held = remote ? remote->bytes : 0;
+    const bool tooLong = held > size_ || (remote && remote->tooLarge());
+    const bool another = tooLong || (again ? held == replaced_ : options_.restart);
+    if (!again && another) replaced_ = held;
+    return another ? 0 : held;
   }
 
   void Send(Stream* stream, std::uint32_t offset) {
@@ -104,6 +108,7 @@ class Upload {
   DiskFile file_;
   std::uint64_t size_ = 0;
   std::uint64_t position_ = 0;
+  std::uint32_t replaced_ = 0;  // the length of another file that stood on the server
   std::unique_ptr<FTPSession> session_;
 };
 

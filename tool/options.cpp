@@ -192,6 +192,7 @@ void ReadOptions(Options* options, const CommandRow& command, int count, char** 
 std::string FirstLine(std::istream& input) {
   std::string line;
   std::getline(input, line);
+  if (input.bad()) throw Failure{ExitCode::Usage, "the password cannot be read"};
   while (!line.empty() && line.back() == '\r') line.pop_back();
   return line;
 }

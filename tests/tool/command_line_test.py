@@ -131,6 +131,12 @@ class Privacy(ProgramTest):
         self.assertIn(b"ftp://me:***", line)
         self.assertNotIn(self.SECRET.encode(), line)
 
+    def test_folder_as_password_file_is_refused(self):
+        os.mkdir(self.path("folder"))
+        server = self.serve(FTPServer({"data": b"x"}))
+        self.expect(USAGE, "get", "--user", "me", "--password-file", "folder", server.url("data"))
+        self.assertEqual(server.count, 0)
+
     def test_null_bytes_in_a_password_are_refused(self):
         self.write("password", b"one\0two\n")
         self.expect(USAGE, "get", "ftp://me@127.0.0.1:1/x", "--password-file", "password")

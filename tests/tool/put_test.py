@@ -106,6 +106,23 @@ class Put(ProgramTest):
             self.write("file", b"x" * 10)
             self.expect(NETWORK, "put", "file", server.url("x"), "--timeout", "2", "--retries", "0")
 
+    def test_mixes_nothing_where_the_server_keeps_the_old_file_until_the_new_one_is_whole(self):
+        old, new = some_bytes(1000, 3), some_bytes(200000, 4)
+        server = self.serve(FTPServer({"x": old}))
+        whole = Session.on_stor
+        def replace_at_the_end(session, name):
+            if session.number > 0:
+                return whole(session, name)
+            session.say("150 send it")
+            data = session.open_data()
+            data.recv(65536)
+            reset(data)
+            return "close"
+        self.write("x", new)
+        with unittest.mock.patch.object(Session, "on_stor", replace_at_the_end):
+            self.expect(DONE, "put", "x", server.url("x"), "--restart", "--retry-wait", "0")
+        self.assertEqual(digest(server.files["x"]), digest(new))
+
     def test_http_is_refused(self):
         self.expect(USAGE, "put", "local.bin", "http://127.0.0.1:1/x")
 
