@@ -144,12 +144,20 @@ QZ_API ErrorCode FTPc_StartDirectoryList(FTPc* connection, const char* directory
  * offset (the Restart forms): in: bytes to skip; out: the same, or 0 when the server cannot restart, and the
  * transfer then begins with the first byte. */
 
+/* "RETR". */
 QZ_API ErrorCode FTPc_StartRetrieve(FTPc* connection, const char* path, Stream** stream, Reply* reply);
+
+/* "REST", "RETR". */
 QZ_API ErrorCode FTPc_StartRetrieveRestart(FTPc* connection, const char* path, uint32_t* offset,
                                            Stream** stream, Reply* reply);
+
+/* "STOR". */
 QZ_API ErrorCode FTPc_StartStore(FTPc* connection, const char* path, Stream** stream, Reply* reply);
+
 /* "STOU": the server chooses a name like path and says it in the reply. */
 QZ_API ErrorCode FTPc_StartStoreUnique(FTPc* connection, const char* path, Stream** stream, Reply* reply);
+
+/* "REST", "STOR". */
 QZ_API ErrorCode FTPc_StartStoreRestart(FTPc* connection, const char* path, uint32_t* offset, Stream** stream,
                                         Reply* reply);
 
@@ -172,14 +180,23 @@ QZ_API ErrorCode FTPc_AbortTransfer(FTPc* connection, Reply* reply);
  * the local stream ended before the limit, Error_Exceed when the local stream is full, or what the streams
  * give. Complete only with Error_None. */
 
+/* "RETR". */
 QZ_API ErrorCode FTPc_Retrieve(FTPc* connection, const char* path, Stream* stream, uint32_t* count,
                                Reply* reply);
+
+/* "REST", "RETR". */
 QZ_API ErrorCode FTPc_RetrieveRestart(FTPc* connection, const char* path, uint32_t* offset, Stream* stream,
                                       uint32_t* count, Reply* reply);
+
+/* "STOR". */
 QZ_API ErrorCode FTPc_Store(FTPc* connection, const char* path, Stream* stream, uint32_t limit,
                             uint32_t* count, Reply* reply);
+
+/* "STOU": the server chooses a name like path and says it in the reply. */
 QZ_API ErrorCode FTPc_StoreUnique(FTPc* connection, const char* path, Stream* stream, uint32_t limit,
                                   uint32_t* count, Reply* reply);
+
+/* "REST", "STOR". */
 QZ_API ErrorCode FTPc_StoreRestart(FTPc* connection, const char* path, uint32_t* offset, Stream* stream,
                                    uint32_t limit, uint32_t* count, Reply* reply);
 

@@ -136,14 +136,13 @@ class Headers(unittest.TestCase):
         self.assertEqual(included, {os.path.basename(path) for path in public_headers()} - {"qz.h"})
 
     def test_every_function_has_a_comment(self):
+        """A block of declarations without a blank line between them may share one comment."""
         bare = []
         for header in public_headers():
-            lines = read(header).split("\n")
-            for number, line in enumerate(lines):
-                if line.startswith("QZ_API") and number > 0:
-                    previous = lines[number - 1].strip()
-                    if not (previous.endswith("*/") or previous.startswith("//")):
-                        bare.append(f"{os.path.basename(header)}: {line}")
+            for block in re.split(r"\n\s*\n", read(header)):
+                first = block.find("QZ_API")
+                if first >= 0 and "*/" not in block[:first] and block.lstrip().startswith("QZ_API"):
+                    bare.append(f"{os.path.basename(header)}: {block.splitlines()[0]}")
         self.assertEqual(bare, [])
 
     def test_the_version_stands_once(self):
