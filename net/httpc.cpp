@@ -81,7 +81,7 @@ Value ResponseValue(const HTTPcResponseRecord& response, int32_t index) {
 ErrorCode CopyValue(const Value& value, uint32_t bufferSize, void* buffer) {
   const uint32_t needed = value.isText ? value.length + 1 : value.length;
   if (bufferSize < needed) return Error_Exceed;
-  memcpy(buffer, value.bytes, needed);
+  if (buffer != nullptr) memcpy(buffer, value.bytes, needed);
   return Error_None;
 }
 

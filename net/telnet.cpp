@@ -5,6 +5,7 @@
 //   logged     "< " received, "> " sent, "! " failed to send, "# " remarks of the owner
 #include "qz/telnet.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <utility>
@@ -96,7 +97,7 @@ bool ReadByte(Telnet* telnet, uint8_t* byte) {
 // Kept: the byte is compared as a signed character, so it never equals 255 and commands inside a line are its
 // data; servers that send such bytes are not answered.
 bool IsCommand(signed char byte) {
-  const int value = byte;
+  const int value = byte;  // NOLINT(bugprone-signed-char-misuse): the sign is what counts here
   return value == kTelnetCode_IAC;
 }
 
@@ -231,7 +232,7 @@ ErrorCode Telnet_SendLine(Telnet* telnet, const char* text) {
   const size_t length = strlen(text);
   if (length > kLongestSentText) return Error_Exceed;
   char line[kSendBufferBytes];
-  memcpy(line, text, length);
+  std::copy_n(text, length, line);
   return SendBuffer(telnet, line, static_cast<uint32_t>(length));
 }
 

@@ -17,7 +17,7 @@ namespace {
 std::string EnterFolderOf(const std::string& output) {
   const std::string path = console::ToLibraryName(output);
   const std::size_t separator = path.rfind('/');
-  const std::string name = separator == std::string::npos ? path : path.substr(separator + 1);
+  std::string name = separator == std::string::npos ? path : path.substr(separator + 1);
   if (name.empty() || name == "." || name == "..") {
     throw Failure{ExitCode::Usage, "\"" + output + "\" is a folder; --output takes the name of a file"};
   }

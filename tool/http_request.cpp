@@ -56,7 +56,7 @@ constexpr std::array<Reason, 24> kReasons = {{
 // The usual reason of a code where the server began with the same word, else that word.
 std::string ReasonText(int code, const std::string& firstWord) {
   for (const Reason& reason : kReasons) {
-    const std::string text = reason.text;
+    std::string text = reason.text;
     if (reason.code == code && text.substr(0, text.find(' ')) == firstWord) return text;
   }
   return firstWord;
@@ -161,7 +161,7 @@ std::optional<Time> HTTPResponse::Modified() const {
 }
 
 std::string HTTPResponse::Location() const {
-  const std::string location = GetText(HTTPcResponse_Location);
+  std::string location = GetText(HTTPcResponse_Location);
   if (location.size() < kLongestValue) return location;
   throw Failure{ExitCode::Protocol, "the server redirects to an address that is too long to follow"};
 }
