@@ -17,7 +17,15 @@
 namespace {
 
 constexpr uint32_t kAll = 0xFFFFFFFFu;
-constexpr const char* kServers[] = {"QZ_TEST_FTP_PORT", "QZ_TEST_FTP_PROFTPD_PORT"};
+
+struct Server {
+  const char* variable;  // names its port
+  const char* user;
+  const char* password;
+};
+constexpr Server kServers[] = {{"QZ_TEST_FTP_PORT", "anonymous", "qz@example.com"},
+                               {"QZ_TEST_FTP_PROFTPD_PORT", "anonymous", "qz@example.com"},
+                               {"QZ_TEST_FTP_PUREFTPD_PORT", "qz", "secret"}};
 
 // The lines 0000000 to 0099999 that the servers have as numbers.txt.
 std::string Numbers() {
@@ -32,7 +40,7 @@ std::string Numbers() {
 
 // Every test runs against every server, in passive and in active mode.
 struct Setting {
-  const char* variable;
+  Server server;
   uint32_t flags;
 };
 
@@ -41,14 +49,15 @@ class FTPInterop : public testing::TestWithParam<Setting> {
   void SetUp() override {
     ASSERT_EQ(OS_Init("ftp-interop", OSInitCode_End), 0);
     started_ = true;
-    const char* port = getenv(GetParam().variable);
-    ASSERT_NE(port, nullptr) << GetParam().variable
+    const char* port = getenv(GetParam().server.variable);
+    ASSERT_NE(port, nullptr) << GetParam().server.variable
                              << " is not set: start the servers with tests/support/servers start";
     // Away from the ranges that the servers listen in.
     FTPc_SetPortRange(22000, 1000);
     const uint32_t flags = GetParam().flags | FTPcFlag_NoProxy;
     ASSERT_EQ(FTPc_Open("127.0.0.1", static_cast<uint32_t>(atoi(port)), flags, &connection_, &reply_), 0);
-    ASSERT_EQ(FTPc_Login(connection_, "anonymous", "qz@example.com", &reply_), 0) << reply_.text;
+    ASSERT_EQ(FTPc_Login(connection_, GetParam().server.user, GetParam().server.password, &reply_), 0)
+        << reply_.text;
     ASSERT_EQ(FTPc_FileType(connection_, 'I', 'N', &reply_), 0);
   }
   void TearDown() override {
@@ -200,7 +209,7 @@ TEST_P(FTPInterop, IsCutOffAndGoesOn) {
 
 std::vector<Setting> Settings() {
   std::vector<Setting> settings;
-  for (const char* server : kServers) {
+  for (const Server& server : kServers) {
     settings.push_back({server, FTPcFlag_Passive});
     settings.push_back({server, 0});
   }
@@ -208,7 +217,7 @@ std::vector<Setting> Settings() {
 }
 
 std::string NameOf(const testing::TestParamInfo<Setting>& info) {
-  const std::string variable = info.param.variable;
+  const std::string variable = info.param.server.variable;
   return variable.substr(8, variable.size() - 13) + (info.param.flags != 0 ? "_Passive" : "_Active");
 }
 
