@@ -63,9 +63,10 @@ class ProgramTest(unittest.TestCase):
         self.folder = tempfile.mkdtemp(prefix="qz-tool-")
         self.addCleanup(shutil.rmtree, self.folder, True)
 
-    def run_qz(self, *arguments, stdin=b"", environment=None, seconds=RUN_SECONDS, **options):
+    def run_qz(self, *arguments, stdin=b"", environment=None, seconds=RUN_SECONDS, through=(), **options):
+        """through: a command that runs the program."""
         full = dict(os.environ, **(environment or {}))
-        done = subprocess.run(program() + list(arguments), cwd=self.folder, input=stdin, env=full,
+        done = subprocess.run([*through, *program(), *arguments], cwd=self.folder, input=stdin, env=full,
                               stdout=subprocess.PIPE, stderr=subprocess.PIPE, timeout=seconds, check=False, **options)
         return Result(done.returncode, done.stdout, done.stderr)
 
