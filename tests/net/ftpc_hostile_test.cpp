@@ -1,0 +1,126 @@
+// Replies that are long, endless, slow, or hold what no reply should.
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cstring>
+#include <string>
+
+#include "qz/ftpc.h"
+#include "tests/net/ftpc_fixture.h"
+
+using namespace script;
+
+namespace {
+
+TEST_F(FTPcTest, DropsTheRestOfALongLine) {
+  const std::string tail(5000, 'z');
+  ScriptedServer server({AfterLogin(ftp::Join(
+      {ftp::Exchange("PWD", "257 \"/a\" " + tail + "550 hidden"), ftp::Exchange("PWD", "257 \"/b\"")}))});
+  ftp::Client client(server.port());
+  char path[1024];
+  EXPECT_EQ(FTPc_CurrentDirectory(client, path, &client.reply), 0);
+  EXPECT_STREQ(path, "/a");
+  // Four characters of code, 1019 of text.
+  EXPECT_EQ(strlen(client.reply.text), 1019u);
+  EXPECT_EQ(FTPc_CurrentDirectory(client, path, &client.reply), 0);
+  EXPECT_STREQ(path, "/b");
+  FTPc_Delete(client.Release());
+  server.Finish();
+}
+
+TEST_F(FTPcTest, TakesLinesAroundTheBufferSize) {
+  for (size_t length : {1017u, 1018u, 1019u, 1020u, 1021u, 2040u, 2041u, 2042u, 2043u}) {
+    const std::string text(length, 'x');
+    ScriptedServer server({AfterLogin(
+        ftp::Join({ftp::Exchange("MIRR a", "200 " + text), ftp::Exchange("MIRR a", "200 next")}))});
+    ftp::Client client(server.port());
+    EXPECT_EQ(FTPc_Mirrors(client, "a", &client.reply), 0);
+    EXPECT_EQ(client.reply.text, text.substr(0, 1019)) << length;
+    EXPECT_EQ(FTPc_Mirrors(client, "a", &client.reply), 0);
+    EXPECT_STREQ(client.reply.text, "next") << length;
+    FTPc_Delete(client.Release());
+    server.Finish();
+  }
+}
+
+TEST_F(FTPcTest, GivesExceed_WhenAReplyHasNoEnd) {
+  const std::string line(4100 * 1024, 'x');
+  std::string lines;
+  for (int i = 0; i < 70000; ++i) lines += "220-" + std::string(58, 'y') + "\r\n";
+  for (const std::string& flood : {line, lines}) {
+    ScriptedServer server(
+        {ftp::Join({ftp::Login(), {ExpectLine("PWD"), Send("220-\r\n" + flood), ReadToEnd()}})});
+    ftp::Client client(server.port());
+    char path[1024];
+    EXPECT_EQ(FTPc_CurrentDirectory(client, path, &client.reply), 5);
+    ExpectEmpty(client.reply);
+    FTPc_Delete(client.Release());
+    server.Finish();
+  }
+}
+
+TEST_F(FTPcTest, GivesTimeout_WhenLinesComeSlowlyWithoutEnd) {
+  iSock_SetWaitMilliseconds(60);
+  std::string lines = "257-\r\n";
+  for (int i = 0; i < 100; ++i) lines += "x\r\n";
+  // It would take three seconds and more; ten times 60 milliseconds are given.
+  ScriptedServer server({ftp::Join({ftp::Login(), {ExpectLine("PWD"), SendSlowly(lines, 10), ReadToEnd()}})});
+  ftp::Client client(server.port());
+  char path[1024];
+  const auto start = std::chrono::steady_clock::now();
+  EXPECT_EQ(FTPc_CurrentDirectory(client, path, &client.reply), 8);
+  EXPECT_GT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(590));
+  ExpectEmpty(client.reply);
+  server.Stop();
+}
+
+TEST_F(FTPcTest, LeavesASecondReplyForTheNextCommand) {
+  ScriptedServer server(
+      {AfterLogin({ExpectLine("PWD"), Send("257 \"/a\"\r\n257 \"/b\"\r\n"), ExpectLine("PWD")})});
+  ftp::Client client(server.port());
+  char path[1024];
+  EXPECT_EQ(FTPc_CurrentDirectory(client, path, &client.reply), 0);
+  EXPECT_STREQ(path, "/a");
+  EXPECT_EQ(FTPc_CurrentDirectory(client, path, &client.reply), 0);
+  EXPECT_STREQ(path, "/b");
+  FTPc_Delete(client.Release());
+  server.Finish();
+}
+
+TEST_F(FTPcTest, TakesControlBytesAndZerosAsData) {
+  ScriptedServer server(
+      {AfterLogin(ftp::Join({ftp::Exchange("MIRR a", "200-\x01\n550 no\r"),
+                             {SendLine(std::string("\0 ", 2)), SendLine("200 \x1b[2J\x07\n x")},
+                             ftp::Exchange("MIRR a", "200 next")}))});
+  ftp::Client client(server.port());
+  EXPECT_EQ(FTPc_Mirrors(client, "a", &client.reply), 0);
+  EXPECT_EQ(client.reply.code, 200);
+  EXPECT_STREQ(client.reply.text, "\x1b[2J\x07\n x");
+  EXPECT_EQ(FTPc_Mirrors(client, "a", &client.reply), 0);
+  EXPECT_STREQ(client.reply.text, "next");
+  FTPc_Delete(client.Release());
+  server.Finish();
+}
+
+TEST_F(FTPcTest, ReadsAReplyThatComesByteByByte) {
+  ScriptedServer server({AfterLogin({ExpectLine("PWD"), SendSlowly("257-x\r\n257 \"/slow\"\r\n", 2)})});
+  ftp::Client client(server.port());
+  char path[1024];
+  EXPECT_EQ(FTPc_CurrentDirectory(client, path, &client.reply), 0);
+  EXPECT_STREQ(path, "/slow");
+  FTPc_Delete(client.Release());
+  server.Finish();
+}
+
+TEST_F(FTPcTest, GivesTimeoutAndNotEnded_WhenAReplyStays) {
+  iSock_SetWaitMilliseconds(200);
+  ScriptedServer server({ftp::Join({ftp::Login(), {ExpectLine("PWD"), Send("257 \"/a"), Stall()}})});
+  ftp::Client client(server.port());
+  char path[1024];
+  EXPECT_EQ(FTPc_CurrentDirectory(client, path, &client.reply), 8);
+  ExpectEmpty(client.reply);
+  FTPc_Delete(client.Release());
+  server.Finish();
+}
+
+}  // namespace

@@ -1,0 +1,122 @@
+// The file with the greeting and the login replies.
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "net/ftpc_internal.h"
+#include "qz/file.h"
+#include "tests/net/ftpc_fixture.h"
+
+using namespace script;
+
+namespace {
+
+std::string ReadFile(const char* name) {
+  File* file = nullptr;
+  EXPECT_EQ(File_Open(name, 1, &file), 0);
+  if (file == nullptr) return {};
+  char buffer[4096];
+  const uint32_t length = File_Read(file, sizeof buffer, buffer);
+  File_Close(file);
+  std::string text(buffer, length);
+  for (size_t at; (at = text.find('\r')) != std::string::npos;) text.erase(at, 1);
+  return text;
+}
+
+Script WelcomeScript() {
+  return {SendLine("220-Hello there "), SendLine("  and welcome"), SendLine("220-"),
+          SendLine("220 Ready."),       ExpectLine("USER u"),      SendLine("331 Who?"),
+          ExpectLine("PASS p"),         SendLine("230-%n%s"),      SendLine("230 In.")};
+}
+
+TEST_F(FTPcTest, CapturesGreetingAndLoginIntoTheWelcomeFile) {
+  ScriptedServer server({ftp::Join({WelcomeScript(), ftp::Exchange("PWD", "257 \"/\""), ftp::Gone()})});
+  ftp::Client client(server.port(), ftp::kPassive | FTPcFlag_Welcome, false);
+  char name[1024] = "old";
+  EXPECT_EQ(FTPc_InfoFile(client, name), -3);
+  EXPECT_STREQ(name, "");
+  EXPECT_EQ(FTPc_InfoFile(client, nullptr), -3);
+  ASSERT_EQ(FTPc_Login(client, "u", "p", &client.reply), 0);
+  char path[1024];
+  EXPECT_EQ(FTPc_CurrentDirectory(client, path, &client.reply), 0);
+  EXPECT_EQ(FTPc_InfoFile(client, nullptr), 0);
+  ASSERT_EQ(FTPc_InfoFile(client, name), 0);
+  EXPECT_EQ(ReadFile(name), "Hello there\nand welcome\n\nReady.\nWho?\n%n%s\nIn.\n");
+  const std::string text = name;
+  EXPECT_NE(text.find("/welcome"), std::string::npos);
+  EXPECT_EQ(text.substr(text.size() - 4), ".txt");
+  // It was handed over.
+  char again[1024];
+  EXPECT_EQ(FTPc_InfoFile(client, again), -3);
+  FTPc_Delete(client.Release());
+  EXPECT_EQ(File_Exists(name, nullptr), 1);
+  EXPECT_EQ(File_Unlink(name), 0);
+  server.Finish();
+}
+
+// The name of the file behind a logged-in client, which stays the client's.
+std::string WelcomeName(FTPc* connection) {
+  return connection->welcomeName;
+}
+
+TEST_F(FTPcTest, RemovesTheWelcomeFileThatNobodyTook) {
+  ScriptedServer server({ftp::Join({WelcomeScript(), ftp::Gone()}), ftp::Join({WelcomeScript(), ftp::Quit()}),
+                         ftp::Join({WelcomeScript(), ftp::Gone()})});
+  for (int way = 0; way < 3; ++way) {
+    ftp::Client client(server.port(), ftp::kPassive | FTPcFlag_Welcome, false);
+    ASSERT_EQ(FTPc_Login(client, "u", "p", &client.reply), 0);
+    const std::string name = WelcomeName(client);
+    ASSERT_EQ(File_Exists(name.c_str(), nullptr), 1);
+    if (way == 0) FTPc_Delete(client.Release());
+    if (way == 1) FTPc_Close(client.Release(), nullptr);
+    if (way == 2) FTPc_SetFlags(client, 0);
+    EXPECT_EQ(File_Exists(name.c_str(), nullptr), 0) << way;
+  }
+  server.Finish();
+}
+
+TEST_F(FTPcTest, KeepsTheWelcomeFile_WhenTheFlagsThatAreSetSaySo) {
+  ScriptedServer server({ftp::Join({WelcomeScript(), ftp::Gone()})});
+  ftp::Client client(server.port(), ftp::kPassive | FTPcFlag_Welcome, false);
+  ASSERT_EQ(FTPc_Login(client, "u", "p", &client.reply), 0);
+  FTPc_SetFlags(client, 2);
+  // The login has cleared the bit, and setting it again changes nothing.
+  char name[1024];
+  ASSERT_EQ(FTPc_InfoFile(client, name), 0);
+  EXPECT_EQ(File_Unlink(name), 0);
+  FTPc_Delete(client.Release());
+  server.Finish();
+}
+
+TEST_F(FTPcTest, CapturesTheLoginThatSucceedsBehindTheOneThatFailed) {
+  ScriptedServer server({{SendLine("220 r"), ExpectLine("USER u"), SendLine("530 no"), ExpectLine("USER v"),
+                          SendLine("230 in"), ExpectEnd()}});
+  ftp::Client client(server.port(), ftp::kPassive | FTPcFlag_Welcome, false);
+  EXPECT_EQ(FTPc_Login(client, "u", "p", &client.reply), -5);
+  EXPECT_EQ(FTPc_Login(client, "v", "p", &client.reply), 0);
+  char name[1024];
+  ASSERT_EQ(FTPc_InfoFile(client, name), 0);
+  EXPECT_EQ(ReadFile(name), "r\nno\nin\n");
+  EXPECT_EQ(File_Unlink(name), 0);
+  FTPc_Delete(client.Release());
+  server.Finish();
+}
+
+TEST_F(FTPcTest, HasNoWelcomeFile_WhenNoneWasAskedFor) {
+  ScriptedServer server({AfterLogin({})});
+  ftp::Client client(server.port());
+  EXPECT_EQ(FTPc_InfoFile(client, nullptr), -3);
+  FTPc_Delete(client.Release());
+  server.Finish();
+}
+
+TEST_F(FTPcTest, HandsNoWelcomeFileOut_WhenTheLoginFailed) {
+  ScriptedServer server({{SendLine("220 r"), ExpectLine("USER u"), SendLine("530 no"), ExpectEnd()}});
+  ftp::Client client(server.port(), ftp::kPassive | FTPcFlag_Welcome, false);
+  EXPECT_EQ(FTPc_Login(client, "u", "p", &client.reply), -5);
+  EXPECT_EQ(FTPc_InfoFile(client, nullptr), -3);
+  FTPc_Delete(client.Release());
+  server.Finish();
+}
+
+}  // namespace
