@@ -4,6 +4,7 @@
 
 #include "net/ftpc_internal.h"
 #include "net/sock_internal.h"
+#include "net/telnet_internal.h"
 #include "os/memory_internal.h"
 #include "os/owned.h"
 #include "os/platform/clock.h"
@@ -32,7 +33,7 @@ constexpr uint32_t kTextFileMode = 18;
 constexpr int kWelcomeNameTries = 100;
 constexpr size_t kLoginBufferSize = 256;
 
-// A reply whose lines come and come is given this many times what a silent server is given (610 seconds).
+// A reply that comes and comes is given this many times what a silent server is given (610 seconds).
 constexpr uint64_t kReplyWaits = 10;
 
 FTPProxyServer proxyServer = {};
@@ -107,7 +108,13 @@ struct Line {
   std::string_view view() const { return {text, length}; }
 };
 
-// Receives as much of a line as fits; its line feed says that its end came with it.
+bool IsOverdue(uint64_t startMilliseconds) {
+  const uint64_t elapsed = platform::MonotonicMilliseconds() - startMilliseconds;
+  return elapsed > kReplyWaits * iSock_GetWaitMilliseconds();
+}
+
+// Receives as much of a line as fits. A line feed at its end need not be the line's: one without a carriage
+// return is data, and may stand where the buffer ends.
 ErrorCode ReceivePart(FTPc* connection, Line* line, bool* isWhole) {
   uint32_t lengthAndZero = 0;
   const ErrorCode status =
@@ -115,18 +122,19 @@ ErrorCode ReceivePart(FTPc* connection, Line* line, bool* isWhole) {
   if (status != Error_None) return LineFailure(connection, status);
   line->length = lengthAndZero - 1;
   line->sizeBytes = line->length;
-  *isWhole = line->length > 0 && line->text[line->length - 1] == '\n';
-  if (*isWhole) --line->length;
+  *isWhole = !iTelnet_IsLineCut(connection->telnet);
+  if (*isWhole && line->length > 0) --line->length;
   return Error_None;
 }
 
 // Receives a line to its end. What is beyond the buffer is counted and dropped, so that it is not taken for
 // the next line.
-ErrorCode ReceiveLine(FTPc* connection, Line* line) {
+ErrorCode ReceiveLine(FTPc* connection, uint64_t startMilliseconds, Line* line) {
   bool isWhole = false;
   ErrorCode status = ReceivePart(connection, line, &isWhole);
   while (status == Error_None && !isWhole) {
     if (line->sizeBytes > kFTPReply_MaximumBytes) return Error_Exceed;
+    if (IsOverdue(startMilliseconds)) return Error_Timeout;
     Line rest;
     status = ReceivePart(connection, &rest, &isWhole);
     line->sizeBytes += rest.sizeBytes;
@@ -140,11 +148,10 @@ ErrorCode ReceiveReply(FTPc* connection, Reply* reply) {
   Line line;
   ErrorCode taken = Error_Block;
   while (taken == Error_Block) {
-    const ErrorCode status = ReceiveLine(connection, &line);
+    const ErrorCode status = ReceiveLine(connection, start, &line);
     if (status != Error_None) return status;
     taken = reader.Take(line.view(), line.sizeBytes);
-    const uint64_t elapsed = platform::MonotonicMilliseconds() - start;
-    if (taken == Error_Block && elapsed > kReplyWaits * iSock_GetWaitMilliseconds()) return Error_Timeout;
+    if (taken == Error_Block && IsOverdue(start)) return Error_Timeout;
     if (taken == Error_None || taken == Error_Block) Capture(connection, line.view());
   }
   if (taken == Error_None) reader.Get(reply);
@@ -240,6 +247,11 @@ ErrorCode iFTPc_Begin(const FTPc* connection, Reply* reply) {
   return connection == nullptr ? Error_Invalid : Error_None;
 }
 
+ErrorCode iFTPc_Refuse(Reply* reply) {
+  if (reply != nullptr) *reply = Reply{};
+  return Error_Invalid;
+}
+
 ErrorCode iFTPc_Send(FTPc* connection, const char* name, const char* argument) {
   if (argument == nullptr) return LineFailure(connection, Telnet_SendLine(connection->telnet, name));
   if (!iFTPc_IsArgument(argument)) return Error_Invalid;
@@ -329,14 +341,14 @@ ErrorCode FTPc_Mirrors(FTPc* connection, const char* argument, Reply* reply) {
 }
 
 ErrorCode FTPc_FileSize(FTPc* connection, const char* path, uint32_t* size, Reply* reply) {
-  if (size == nullptr) return Error_Invalid;
+  if (size == nullptr) return iFTPc_Refuse(reply);
   *size = 0;
   const ErrorCode status = CommandWithArgument(connection, kSize, path, reply);
   return status != Error_None ? status : iFTPc_ParseSize(reply->text, size);
 }
 
 ErrorCode FTPc_ModTime(FTPc* connection, const char* path, Time* time, Reply* reply) {
-  if (time == nullptr) return Error_Invalid;
+  if (time == nullptr) return iFTPc_Refuse(reply);
   Time_Zero(time);
   const ErrorCode status = CommandWithArgument(connection, kModTime, path, reply);
   return status != Error_None ? status : iFTPc_ParseModTime(reply->text, time);
@@ -366,7 +378,7 @@ ErrorCode iFTPc_MakeDirectory(FTPc* connection, const char* path, Reply* reply) 
 }
 
 ErrorCode FTPc_CurrentDirectory(FTPc* connection, char* path, Reply* reply) {
-  if (path == nullptr) return Error_Invalid;
+  if (path == nullptr) return iFTPc_Refuse(reply);
   path[0] = 0;
   ErrorCode status = iFTPc_Begin(connection, reply);
   if (status == Error_None) status = iFTPc_Command(connection, kCurrentDirectory, nullptr, reply);

@@ -164,6 +164,9 @@ bool iFTPc_IsArgument(const char* text);
 // Empties the reply; Error_Invalid when connection or reply is null.
 ErrorCode iFTPc_Begin(const FTPc* connection, Reply* reply);
 
+// For a call without a place for its result: empties the reply, which may be null. Error_Invalid.
+ErrorCode iFTPc_Refuse(Reply* reply);
+
 // Sends a command; argument may be null for none. Reads nothing.
 ErrorCode iFTPc_Send(FTPc* connection, const char* name, const char* argument);
 

@@ -26,6 +26,7 @@ struct Telnet {
   Stream* stream;
   uint8_t pending;  // a byte for the next line; 0: none
   File* log;
+  bool isLineCut;  // the last line filled its buffer before its end came
 };
 
 namespace {
@@ -143,6 +144,10 @@ ErrorCode iTelnet_Negotiate(Telnet* telnet, bool* endsLine) {
   }
 }
 
+bool iTelnet_IsLineCut(const Telnet* telnet) {
+  return telnet->isLineCut;
+}
+
 Telnet* Telnet_Open(Stream* stream, Word userValue) {
   if (stream == nullptr) return nullptr;
   auto* telnet = static_cast<Telnet*>(iMemory_NewCleared(sizeof(Telnet)));
@@ -182,6 +187,7 @@ Sock* Telnet_GetSocket(Telnet* telnet) {
 ErrorCode Telnet_ReceiveLine(Telnet* telnet, uint32_t bufferSize, uint32_t* lengthOut, char* buffer) {
   if (lengthOut != nullptr) *lengthOut = 0;
   if (telnet == nullptr || buffer == nullptr) return Error_Invalid;
+  telnet->isLineCut = false;
   if (bufferSize == 0) return Error_Exceed;
 
   uint32_t length = 0;
@@ -205,6 +211,7 @@ ErrorCode Telnet_ReceiveLine(Telnet* telnet, uint32_t bufferSize, uint32_t* leng
     if (length + 1 == bufferSize) {
       // Kept: a byte 0 that does not fit is lost, as 0 stands for no pending byte.
       telnet->pending = byte;
+      telnet->isLineCut = true;
       break;
     }
     buffer[length++] = static_cast<char>(byte);

@@ -23,6 +23,9 @@ inline constexpr int kTelnetCode_IAC = 255;
 // "kTelnetCode_WILL" for 251; null when the code has no name.
 const char* iTelnet_CodeName(int code);
 
+// True when the last line received filled its buffer before its end came; the rest of it comes next.
+bool iTelnet_IsLineCut(const Telnet* telnet);
+
 // Reads the command behind an IAC and answers it: WILL by DONT, DO by WONT. *endsLine becomes true for
 // GoAhead. Ended when the stream gives no byte or takes no answer.
 ErrorCode iTelnet_Negotiate(Telnet* telnet, bool* endsLine);

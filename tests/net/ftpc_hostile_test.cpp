@@ -28,6 +28,21 @@ TEST_F(FTPcTest, DropsTheRestOfALongLine) {
   server.Finish();
 }
 
+TEST_F(FTPcTest, DropsTheRestOfALongLine_WhenALineFeedStandsWhereItIsCut) {
+  for (size_t length : {1017u, 1018u, 1019u}) {
+    const std::string text = std::string(length, 'x') + "\n550 hidden";
+    ScriptedServer server({AfterLogin(
+        ftp::Join({ftp::Exchange("MIRR a", "200 " + text), ftp::Exchange("MIRR a", "200 next")}))});
+    ftp::Client client(server.port());
+    EXPECT_EQ(FTPc_Mirrors(client, "a", &client.reply), 0);
+    EXPECT_EQ(std::string(client.reply.text).substr(0, length), std::string(length, 'x')) << length;
+    EXPECT_EQ(FTPc_Mirrors(client, "a", &client.reply), 0);
+    EXPECT_STREQ(client.reply.text, "next") << length;
+    FTPc_Delete(client.Release());
+    server.Finish();
+  }
+}
+
 TEST_F(FTPcTest, TakesLinesAroundTheBufferSize) {
   for (size_t length : {1017u, 1018u, 1019u, 1020u, 1021u, 2040u, 2041u, 2042u, 2043u}) {
     const std::string text(length, 'x');
@@ -70,6 +85,25 @@ TEST_F(FTPcTest, GivesTimeout_WhenLinesComeSlowlyWithoutEnd) {
   const auto start = std::chrono::steady_clock::now();
   EXPECT_EQ(FTPc_CurrentDirectory(client, path, &client.reply), 8);
   EXPECT_GT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(590));
+  ExpectEmpty(client.reply);
+  server.Stop();
+}
+
+TEST_F(FTPcTest, GivesTimeout_WhenOneLineComesSlowlyWithoutEnd) {
+  iSock_SetWaitMilliseconds(60);
+  // More than three seconds of it; ten times 60 milliseconds are given.
+  Script script = ftp::Join({ftp::Login(), {ExpectLine("PWD")}});
+  for (int i = 0; i < 100; ++i) {
+    script.push_back(Send(std::string(2000, '2')));
+    script.push_back(Wait(30));
+  }
+  ScriptedServer server({script});
+  ftp::Client client(server.port());
+  char path[1024];
+  const auto start = std::chrono::steady_clock::now();
+  EXPECT_EQ(FTPc_CurrentDirectory(client, path, &client.reply), 8);
+  EXPECT_GT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(590));
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(2500));
   ExpectEmpty(client.reply);
   server.Stop();
 }

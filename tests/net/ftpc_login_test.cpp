@@ -215,11 +215,18 @@ TEST_F(FTPcTest, RefusesNullArguments) {
   EXPECT_EQ(FTPc_Magic(nullptr, "a", &reply), -4);
   EXPECT_EQ(FTPc_Magic(client, nullptr, &reply), -4);
   EXPECT_EQ(FTPc_Magic(client, "a", nullptr), -4);
+  reply = client.reply;
   EXPECT_EQ(FTPc_FileSize(client, "a", nullptr, &reply), -4);
+  ExpectEmpty(reply);
+  reply = client.reply;
   EXPECT_EQ(FTPc_ModTime(client, "a", nullptr, &reply), -4);
+  ExpectEmpty(reply);
   EXPECT_EQ(FTPc_FileSize(client, nullptr, &number, &reply), -4);
   EXPECT_EQ(FTPc_ModTime(client, nullptr, &time, &reply), -4);
+  reply = client.reply;
   EXPECT_EQ(FTPc_CurrentDirectory(client, nullptr, &reply), -4);
+  ExpectEmpty(reply);
+  EXPECT_EQ(FTPc_CurrentDirectory(client, nullptr, nullptr), -4);
   EXPECT_EQ(FTPc_CurrentDirectory(nullptr, path, &reply), -4);
   EXPECT_EQ(FTPc_RestartSupported(client, nullptr), -4);
   EXPECT_EQ(FTPc_RestartSupported(nullptr, &flag), -4);

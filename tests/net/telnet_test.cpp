@@ -150,6 +150,22 @@ TEST_F(TelnetTest, LosesAZeroThatDoesNotFit) {
   EXPECT_EQ(Receive(telnet, 8), (Line{0, 4, "de\n"}));
 }
 
+TEST_F(TelnetTest, TellsALineThatWasCutFromAWholeOne) {
+  // Both end in a line feed that fills the buffer.
+  Open(std::string("ab\ncd\r\nabc\r\nab\n\0\r\n", 18));
+  EXPECT_EQ(Receive(telnet, 4), (Line{0, 4, "ab\n"}));
+  EXPECT_TRUE(iTelnet_IsLineCut(telnet));
+  EXPECT_EQ(Receive(telnet, 4), (Line{0, 4, "cd\n"}));
+  EXPECT_FALSE(iTelnet_IsLineCut(telnet));
+  EXPECT_EQ(Receive(telnet, 5), (Line{0, 5, "abc\n"}));
+  EXPECT_FALSE(iTelnet_IsLineCut(telnet));
+  // A zero that is lost was there all the same.
+  EXPECT_EQ(Receive(telnet, 4), (Line{0, 4, "ab\n"}));
+  EXPECT_TRUE(iTelnet_IsLineCut(telnet));
+  EXPECT_EQ(Receive(telnet, 4), (Line{0, 2, "\n"}));
+  EXPECT_FALSE(iTelnet_IsLineCut(telnet));
+}
+
 TEST_F(TelnetTest, KeepsAZeroThatFits) {
   Open(std::string("a\0b\r\n", 5));
   EXPECT_EQ(Receive(telnet), (Line{0, 5, std::string("a\0b\n", 4)}));
