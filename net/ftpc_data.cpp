@@ -138,7 +138,11 @@ ErrorCode StartRestart(FTPc* connection, const char* name, const char* path, uin
   if (status != Error_None && status != Error_Invalid) return status;
   *fromStart = status == Error_Invalid;
   if (*fromStart) *offset = 0;
-  return iFTPc_StartData(connection, name, path, stream, reply);
+  status = iFTPc_StartData(connection, name, path, stream, reply);
+  // The reply to REST is still the last one: the command was never sent, and the server would start the next
+  // transfer at the offset.
+  if (status != Error_None && reply->replyClass == kFTPClass_Intermediate) Restart(connection, 0, reply);
+  return status;
 }
 
 // ---- moving and ending -----------------------------------------------------------------------------------
@@ -214,8 +218,7 @@ void SeekToStart(Stream* stream) {
 
 ErrorCode PrepareWhole(const Stream* stream, uint32_t* count, Reply* reply) {
   if (count != nullptr) *count = 0;
-  if (reply != nullptr) *reply = Reply{};
-  return stream == nullptr ? Error_Invalid : Error_None;
+  return stream == nullptr ? iFTPc_Refuse(reply) : Error_None;
 }
 
 ErrorCode StoreWhole(FTPc* connection, const char* name, const char* path, Stream* stream, uint32_t limit,
@@ -289,8 +292,9 @@ ErrorCode FTPc_RestartSupported(FTPc* connection, int32_t* flag) {
   *flag = 0;
   Reply reply;
   ErrorCode status = iFTPc_Begin(connection, &reply);
-  if (status == Error_None) status = Restart(connection, 100, &reply);
-  if (status != Error_None) return status;
+  if (status == Error_None) status = iFTPc_Exchange(connection, kRestart.name, "100", &reply);
+  // A refusal is an answer: callers go on with transfers from the start.
+  if (status != Error_None || reply.replyClass != kRestart.expectedClass) return status;
   *flag = 1;
   return Restart(connection, 0, &reply);
 }

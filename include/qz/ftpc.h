@@ -11,7 +11,7 @@
  * or argument (unless "may be null" is said) and for an argument that contains CR or LF, nothing sent;
  * Error_Exceed for a command line over 4093 bytes (nothing sent) or a reply over 4 MiB; Error_Invalid for a
  * line that is no reply; Error_Ended when the server has closed; Error_Timeout after 61 silent seconds, and
- * for a reply of several lines whose end has not come after 610; Error_Retry when the connection was reset;
+ * for a long reply whose end has not come after 610; Error_Retry when the connection was reset;
  * Error_Cancel when another thread closed the socket; Error_Memory. */
 #ifndef QZ_FTPC_H
 #define QZ_FTPC_H
@@ -114,7 +114,9 @@ QZ_API ErrorCode FTPc_ChangeDirectory(FTPc* connection, const char* path, Reply*
 QZ_API ErrorCode FTPc_CurrentDirectory(FTPc* connection, char* path, Reply* reply);
 
 /* Asks whether transfers can start at an offset ("REST 100", then "REST 0"). flag: 1 when the first was
- * accepted, even when the second then fails; else 0. Error_Invalid when either reply is not of class '3'. */
+ * accepted, even when the second then fails; else 0.
+ * Statuses: Error_None also when the server refuses the first, which is an answer; Error_Invalid when it
+ * refuses the second, so that the offset 100 is still set there. */
 QZ_API ErrorCode FTPc_RestartSupported(FTPc* connection, int32_t* flag);
 
 /* ---- directory lists ---- */
@@ -122,8 +124,8 @@ QZ_API ErrorCode FTPc_RestartSupported(FTPc* connection, int32_t* flag);
 /* Lists a directory into a local file.
  * directory: is changed to first ("CWD"); null: the current one. kind: an FTPcList value.
  * localFile: is written new, in text mode, and removed when anything fails after it was opened.
- * Statuses: Error_Fail for an unknown kind (nothing sent) or when the file cannot be opened; as
- * FTPc_Retrieve. */
+ * Statuses: Error_Fail for an unknown kind (nothing sent) or when the file cannot be opened; Error_NoAccess
+ * when the directory is refused; as FTPc_Retrieve. */
 QZ_API ErrorCode FTPc_GetDirectoryList(FTPc* connection, const char* directory, int32_t kind,
                                        const char* localFile, Reply* reply);
 
@@ -211,7 +213,8 @@ QZ_API ErrorCode FTPc_StartMoveServerFile(FTPc* source, FTPc* destination, const
 
 /* Reads the final replies of both sides, without waiting. When the source fails while the destination is
  * still at it, the destination is aborted.
- * Statuses: Error_Block while either side is pending (call again); then Error_None, or the first failure. */
+ * Statuses: Error_Block while either side is pending (call again); then Error_None, or the last failure of
+ * either side. */
 QZ_API ErrorCode FTPc_EndMoveServerFile(FTPc* source, FTPc* destination, Reply* reply);
 
 QZ_END_C

@@ -21,6 +21,7 @@ struct CommandRow {
 constexpr CommandRow kCommandRows[] = {
     {"MAGC x y", [](FTPc* c, Reply* r) { return FTPc_Magic(c, "x y", r); }, -4},
     {"MIRR /a b", [](FTPc* c, Reply* r) { return FTPc_Mirrors(c, "/a b", r); }, -4},
+    {"DELE /\xe4\xff", [](FTPc* c, Reply* r) { return FTPc_DeleteFile(c, "/\xe4\xff", r); }, -4},
     {"DELE /a", [](FTPc* c, Reply* r) { return FTPc_DeleteFile(c, "/a", r); }, -4},
     {"CWD /a%n", [](FTPc* c, Reply* r) { return FTPc_ChangeDirectory(c, "/a%n", r); }, -5},
     {"MKD /a", [](FTPc* c, Reply* r) { return iFTPc_MakeDirectory(c, "/a", r); }, -5},
@@ -117,7 +118,9 @@ TEST_F(FTPcTest, ProbesRestart) {
     ErrorCode status;
   };
   for (const Row& row : {Row{"350 ok", "350 ok", 1, 0}, Row{"350 ok", "501 no", 1, -4},
-                         Row{"502 no", nullptr, 0, -4}, Row{"200 odd", nullptr, 0, -4}}) {
+                         // A refusal is an answer.
+                         Row{"502 no", nullptr, 0, 0}, Row{"200 odd", nullptr, 0, 0},
+                         Row{"421 closing", nullptr, 0, 0}, Row{"35", nullptr, 0, -4}}) {
     Script script = ftp::Join({ftp::Login(), ftp::Exchange("REST 100", row.first)});
     if (row.second != nullptr) script = ftp::Join({script, ftp::Exchange("REST 0", row.second)});
     ScriptedServer server({ftp::Join({script, ftp::Gone()})});

@@ -85,6 +85,24 @@ TEST_F(FTPcData, StoresFromTheOffset_OrFrom0WhenTheServerCannotRestart) {
   }
 }
 
+// Else the server would start the next transfer at the offset, and the file would lack its beginning.
+TEST_F(FTPcData, TakesTheOffsetBack_WhenTheActivePortIsTaken) {
+  loopback::Listener other;
+  FTPc_SetPortRange(other.port(), 1);
+  ScriptedServer server(
+      {AfterLogin({ftp::Active(), ftp::Exchange("REST 3", "350 ok"), ftp::Exchange("REST 0", "350 ok")})});
+  ftp::Client client(server.port(), ftp::kActive);
+  Stream* data = nullptr;
+  uint32_t offset = 3;
+  const ErrorCode status = FTPc_StartRetrieveRestart(client, "/a", &offset, &data, &client.reply);
+  // Windows calls it access denied, for which there is no status of its own.
+  EXPECT_TRUE(status == 3 || status == -1) << status;
+  EXPECT_EQ(offset, 3u);
+  EXPECT_EQ(data, nullptr);
+  FTPc_Delete(client.Release());
+  server.Finish();
+}
+
 TEST_F(FTPcData, GivesTheFailure_WhenRestIsNotAnswered) {
   ScriptedServer server({ftp::Join({ftp::Login(), ftp::Passive(), {ExpectLine("REST 3"), Close()}})});
   ftp::Client client(server.port());
