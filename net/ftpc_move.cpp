@@ -29,9 +29,9 @@ void Abort(FTPc* connection, Reply* reply) {
     connection->flags &= ~kFTPFlag_Transfer;
 }
 
-// Keeps the first failure until both sides have ended.
+// Keeps the last failure until both sides have ended.
 void Remember(FTPc* source, ErrorCode status) {
-  if (source->moveFailure == Error_None && IsFailure(status)) source->moveFailure = status;
+  if (IsFailure(status)) source->moveFailure = status;
 }
 
 }  // namespace

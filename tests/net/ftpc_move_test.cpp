@@ -126,6 +126,23 @@ TEST_F(FTPcMove, KeepsTheFailureOfOneSide_UntilTheOtherEnds) {
   Finish();
 }
 
+TEST_F(FTPcMove, GivesTheLastFailure_WhenBothSidesFail) {
+  server_.reset(new ScriptedServer(
+      {ftp::Join({ftp::Login(), kPasvFails, ftp::Exchange("RETR /a", "150 go"), {Wait(50), Close()}})}));
+  otherServer_.reset(new ScriptedServer({ftp::Join({ftp::Login(),
+                                                    kPortFails,
+                                                    ftp::Exchange("STOR /b", "150 go"),
+                                                    ftp::Exchange("ABOR", "426 cut"),
+                                                    {SendLine("451 aborted")},
+                                                    ftp::Gone()})}));
+  source_.reset(new ftp::Client(server_->port()));
+  destination_.reset(new ftp::Client(otherServer_->port()));
+  EXPECT_EQ(Start(), 0);
+  EXPECT_EQ(End(), -4);
+  EXPECT_STREQ(reply_.text, "aborted");
+  EXPECT_EQ(EndOnce(), 0);
+}
+
 TEST_F(FTPcMove, GivesEnded_WhenTheSourceGoesAway) {
   server_.reset(new ScriptedServer(
       {ftp::Join({ftp::Login(), kPasvFails, ftp::Exchange("RETR /a", "150 go"), {Wait(50), Close()}})}));
