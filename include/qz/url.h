@@ -27,7 +27,7 @@ typedef struct URLData {
   char* password; /* may be null */
   char* host;     /* null for "file" URLs; may be empty */
   int32_t port;   /* explicit port, else the scheme's default; 0 for "file". Not checked against 65535 */
-  char* path;     /* with its leading "/"; null for none or "/" */
+  char* path;     /* with its leading "/"; null for none or "/"; for "file" all that follows "://" */
 } URLData;
 
 /* Returns the protocol type of a scheme ("http", without regard to case), or -1 when it is unknown or null.

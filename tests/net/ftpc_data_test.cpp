@@ -62,7 +62,8 @@ TEST_F(FTPcData, LeavesTheBytesToTheCaller) {
   EXPECT_EQ(client.reply.code, 150);
   EXPECT_EQ(FTPc_GetFlags(client), 16u);
   ASSERT_NE(data, nullptr);
-  EXPECT_NE(Stream_FindType(data, StreamType_Sock), nullptr);
+  EXPECT_EQ(Stream_FindType(data, StreamType_Sock), data);
+  EXPECT_TRUE(reinterpret_cast<Sock*>(data)->nonBlocking.load());
   EXPECT_EQ(ReadAll(data), "hello");
   EXPECT_EQ(Stream_Delete(data), 0);
   ErrorCode status = Error_Block;
@@ -316,6 +317,27 @@ TEST_F(FTPcData, GivesTimeout_WhenTheServerNeverConnects) {
   EXPECT_EQ(FTPc_StartRetrieve(client, "/a", &data, &client.reply), 8);
   EXPECT_EQ(client.reply.code, 425);
   EXPECT_EQ(FTPc_DeleteFile(client, "/b", &client.reply), 0);
+  FTPc_Delete(client.Release());
+  server.Finish();
+}
+
+TEST_F(FTPcData, FreesTheActivePortAfterEveryTransfer) {
+  // A free port, which both ends leave at once.
+  FTPc_SetPortRange(loopback::UnusedPort(), 1);
+  iSock_SetWaitMilliseconds(300);
+  ScriptedServer server({AfterLogin({ftp::Active(),
+                                     ftp::Exchange("RETR /a", "550 no such"),
+                                     ftp::Active(),
+                                     {ExpectLine("RETR /b"), SendLine("150 go"), SendLine("425 can't")},
+                                     ftp::Active(),
+                                     ftp::StartedActive("RETR /c"),
+                                     ftp::SendsFile("hello")})});
+  ftp::Client client(server.port(), ftp::kActive);
+  TestStream local;
+  EXPECT_EQ(FTPc_Retrieve(client, "/a", local.stream(), nullptr, &client.reply), -5);
+  EXPECT_EQ(FTPc_Retrieve(client, "/b", local.stream(), nullptr, &client.reply), 8);
+  EXPECT_EQ(FTPc_Retrieve(client, "/c", local.stream(), nullptr, &client.reply), 0);
+  EXPECT_EQ(local.written(), "hello");
   FTPc_Delete(client.Release());
   server.Finish();
 }

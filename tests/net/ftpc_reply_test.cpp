@@ -1,12 +1,16 @@
 // From lines to replies: no server needed.
 #include <gtest/gtest.h>
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
 #include "net/ftpc_internal.h"
 
 namespace {
+
+static_assert(offsetof(Reply, replyClass) == 0 && offsetof(Reply, code) == 4);
+static_assert(offsetof(Reply, text) == 8 && sizeof(Reply) == 1032);
 
 // Feeds lines until one ends the reply; the status of the last one fed.
 ErrorCode Feed(const std::vector<std::string>& lines, Reply* reply) {

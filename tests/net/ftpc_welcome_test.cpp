@@ -4,6 +4,7 @@
 #include <string>
 
 #include "net/ftpc_internal.h"
+#include "qz/directory.h"
 #include "qz/file.h"
 #include "tests/net/ftpc_fixture.h"
 
@@ -71,6 +72,51 @@ TEST_F(FTPcTest, RemovesTheWelcomeFileThatNobodyTook) {
     if (way == 1) FTPc_Close(client.Release(), nullptr);
     if (way == 2) FTPc_SetFlags(client, 0);
     EXPECT_EQ(File_Exists(name.c_str(), nullptr), 0) << way;
+  }
+  server.Finish();
+}
+
+size_t CountWelcomeFiles() {
+  char folder[1024];
+  EXPECT_EQ(File_GetSysDir(SysDir_Cache, folder), 0);
+  DirectoryList* list = nullptr;
+  EXPECT_EQ(Directory_StartList(folder, 0, &list), 0);
+  size_t count = 0;
+  char name[1024];
+  while (Directory_IterateList(list, name) == 0) count += std::string(name).compare(0, 7, "welcome") == 0;
+  EXPECT_EQ(Directory_EndList(list), 0);
+  return count;
+}
+
+TEST_F(FTPcTest, RemovesTheWelcomeFile_WhenTheGreetingIsRefused) {
+  const size_t before = CountWelcomeFiles();
+  for (const Script& greeting : {Script{SendLine("421-too"), SendLine("421 many"), ExpectEnd()},
+                                 Script{SendLine("220-cut"), Close()}}) {
+    ScriptedServer server({greeting});
+    FTPc* connection = nullptr;
+    Reply reply;
+    EXPECT_NE(FTPc_Open("127.0.0.1", server.port(), ftp::kPassive | FTPcFlag_Welcome, &connection, &reply),
+              0);
+    EXPECT_EQ(CountWelcomeFiles(), before);
+    server.Finish();
+  }
+}
+
+TEST_F(FTPcTest, GivesTwoConnectionsWelcomeFilesOfTheirOwn) {
+  ScriptedServer server(
+      {ftp::Join({WelcomeScript(), ftp::Gone()}), ftp::Join({WelcomeScript(), ftp::Gone()})});
+  const uint32_t flags = ftp::kPassive | FTPcFlag_Welcome;
+  const size_t before = CountWelcomeFiles();
+  ftp::Client first(server.port(), flags, false);
+  ftp::Client second(server.port(), flags, false);
+  EXPECT_EQ(CountWelcomeFiles(), before + 2);
+  for (ftp::Client* client : {&first, &second}) {
+    ASSERT_EQ(FTPc_Login(*client, "u", "p", &client->reply), 0);
+    char name[1024];
+    ASSERT_EQ(FTPc_InfoFile(*client, name), 0);
+    EXPECT_EQ(ReadFile(name), "Hello there\nand welcome\n\nReady.\nWho?\n%n%s\nIn.\n");
+    EXPECT_EQ(File_Unlink(name), 0);
+    FTPc_Delete(client->Release());
   }
   server.Finish();
 }

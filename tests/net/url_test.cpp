@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cstddef>
+#include <cstdint>
 #include <cstring>
 #include <string>
 
@@ -12,6 +14,12 @@
 #include "tests/support/fail_allocation.h"
 
 namespace {
+
+#if INTPTR_MAX == INT32_MAX
+static_assert(offsetof(URLData, protocol) == 0 && offsetof(URLData, user) == 4);
+static_assert(offsetof(URLData, password) == 8 && offsetof(URLData, host) == 12);
+static_assert(offsetof(URLData, port) == 16 && offsetof(URLData, path) == 20 && sizeof(URLData) == 24);
+#endif
 
 // A parsed URL that frees itself; `status` says how parsing went.
 struct Parsed {
@@ -248,6 +256,12 @@ TEST(URLFormat, WritesOnlyAPortThatDiffersFromTheDefault) {
   EXPECT_EQ(Formatted(Record("ftp", kNull, kNull, "h", -2147483647 - 1, "/x")), "ftp://h:-2147483648/x");
 }
 
+TEST(URLFormat, WritesTheURLOfAnUnknownScheme) {
+  EXPECT_EQ(Formatted(Record("gopher", kNull, kNull, "h", 70, "/x")), "gopher://h:70/x");
+  EXPECT_EQ(Formatted(Record("gopher", kNull, kNull, "h", -1, "/x")), "gopher://h/x");
+  EXPECT_EQ(Formatted(Record("a b:/", kNull, kNull, kNull, 0, kNull)), "a b:/://");
+}
+
 TEST(URLFormat, WritesUserAndPasswordOnlyBeforeAHost) {
   EXPECT_EQ(Formatted(Record("ftp", "u", "p", "h", 21, "/x")), "ftp://u:p@h/x");
   EXPECT_EQ(Formatted(Record("ftp", "u", kNull, "h", 21, "/x")), "ftp://u@h/x");
@@ -262,6 +276,7 @@ TEST(URLFormat, PutsASlashBeforeThePathWhenThereIsNone) {
   EXPECT_EQ(Formatted(Record("file", kNull, kNull, kNull, 0, "/c:/x")), "file:///c%3A/x");
   EXPECT_EQ(Formatted(Record("http", kNull, kNull, "h/", 80, "x")), "http://h%2F/x");
   EXPECT_EQ(Formatted(Record("http", kNull, kNull, "", 80, "x")), "http://x");
+  EXPECT_EQ(Formatted(Record("http", kNull, kNull, "h", 80, "")), "http://h/");
 }
 
 TEST(URLFormat, EscapesWithUpperCaseDigits) {
