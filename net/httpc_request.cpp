@@ -6,6 +6,8 @@
 
 #include "net/copy_internal.h"
 #include "net/httpc_internal.h"
+#include "net/sock_internal.h"
+#include "os/platform/clock.h"
 #include "qz/error.h"
 #include "qz/sock.h"
 #include "qz/url.h"
@@ -26,6 +28,10 @@ constexpr uint32_t kToTheEnd = UINT32_MAX;
 // the small buffer of the connection holds has its packets dropped, waits longer and longer before it sends
 // them again, and does not recover when the buffer grows later.
 constexpr uint32_t kResponseBufferBytes = 1024 * 1024;
+
+// A status line and headers that trickle in are given this many times what a silent server is given (610
+// seconds).
+constexpr uint64_t kResponseWaits = 10;
 
 bool HasRequest(const HTTPcRequestRecord& request, uint32_t index) {
   return (request.set & (1u << index)) != 0;
@@ -51,15 +57,19 @@ struct Exchange {
   uint32_t sent;
 };
 
+ErrorCode FailureOf(Stream* stream) {
+  const ErrorCode status = Stream_Error(stream);
+  return status != Error_None ? status : Error_Ended;
+}
+
 ErrorCode SendRequestText(HTTPc* connection, const Exchange& exchange) {
   char uri[kHTTPcUriSize];
   iHTTPc_EncodeUri(exchange.uri, uri);
   char text[kHTTPcRequestSize];
   const uint32_t length = iHTTPc_FormatRequest(connection->request, exchange.method, uri, text);
   // All lines go out in one piece: small ones would wait for each other's acknowledgement.
-  if (Stream_Write(connection->stream, length, text) == length) return Error_None;
-  const ErrorCode status = Stream_Error(connection->stream);
-  return status != Error_None ? status : Error_Ended;
+  return Stream_Write(connection->stream, length, text) == length ? Error_None
+                                                                  : FailureOf(connection->stream);
 }
 
 ErrorCode SendBody(HTTPc* connection, Exchange* exchange) {
@@ -89,9 +99,30 @@ ErrorCode RunExchange(HTTPc* connection, Exchange* exchange, Reply* reply, Strea
   return Error_None;
 }
 
-ErrorCode ReadLine(Stream* stream, char (&line)[kHTTPcMaximumLine], uint32_t* length) {
-  return Stream_ReadTo(stream, 1, "\n", sizeof line, line, length);
-}
+// The lines of a response up to its body. One time limit holds for all of them together: every single byte
+// may take as long as a silent server is given.
+class ResponseLines {
+ public:
+  explicit ResponseLines(Stream* stream) : stream_(stream) {}
+
+  // Reads one line with its end, and nothing behind it: the body follows the last one.
+  ErrorCode Read(char (&line)[kHTTPcMaximumLine], uint32_t* length) {
+    for (*length = 0; *length < sizeof line;) {
+      if (IsTimeOver()) return Error_Timeout;
+      if (Stream_Read(stream_, 1, line + *length) != 1) return FailureOf(stream_);
+      if (line[(*length)++] == '\n') return Error_None;
+    }
+    return Error_Exceed;
+  }
+
+ private:
+  bool IsTimeOver() const {
+    return platform::MonotonicMilliseconds() - start_ > kResponseWaits * iSock_GetWaitMilliseconds();
+  }
+
+  Stream* stream_;
+  uint64_t start_ = platform::MonotonicMilliseconds();
+};
 
 ErrorCode SetDefaultHost(HTTPcRequestRecord* request, const char* host) {
   if (host == nullptr || HasRequest(*request, HTTPcRequest_Host)) return Error_None;
@@ -152,14 +183,15 @@ uint32_t iHTTPc_FormatRequest(const HTTPcRequestRecord& request, const char* met
 
 ErrorCode iHTTPc_ReadResponse(Stream* stream, HTTPcResponseRecord* response, Reply* reply) {
   *response = {};
+  ResponseLines lines(stream);
   char line[kHTTPcMaximumLine];
   uint32_t length = 0;
-  ErrorCode status = ReadLine(stream, line, &length);
+  ErrorCode status = lines.Read(line, &length);
   if (status == Error_None) status = iHTTPc_ParseStatusLine({line, length}, response, reply);
 
   HTTPcHeaderState state = {};
   for (uint32_t headerBytes = 0; status == Error_None && !state.complete;) {
-    status = ReadLine(stream, line, &length);
+    status = lines.Read(line, &length);
     if (status != Error_None) break;
     headerBytes += length;
     if (headerBytes > kHTTPcMaximumHeaderBytes) return Error_Exceed;

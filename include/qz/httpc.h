@@ -4,8 +4,9 @@
  * request and reads the status line and the headers; the body is then read from the connection's stream.
  * HTTPc_Close ends the connection. The status code of the server never makes a call fail: look at the reply.
  *
- * Every call may block, at most 61 seconds for each single wait on the network. One thread uses a connection
- * at a time; different connections are independent. Needs OS_Init. */
+ * Every call may block, at most 61 seconds for each single wait on the network; a status line and headers
+ * that trickle in are waited for at most 610 seconds in all, and that one wait more. One thread uses a
+ * connection at a time; different connections are independent. Needs OS_Init. */
 #ifndef QZ_HTTPC_H
 #define QZ_HTTPC_H
 
@@ -48,10 +49,10 @@ enum HTTPcResponse {
 QZ_API ErrorCode HTTPc_Open(const char* host, uint32_t port, HTTPc** connection);
 
 /* Sets one request header; setting it again replaces it.
- * index: of enum HTTPcRequest. length: bytes at value: those of the text (a terminator is not needed), or 4
- * or 8. value: the text or numbers; copied. Returns None, Invalid (null argument, any other index, a wrong
- * length of numbers, CR or LF in a text), Exceed (a text over 255 bytes). After a failure the header is as
- * before. */
+ * index: of enum HTTPcRequest. length: bytes at value: those of the text (a terminator is not needed; a zero
+ * byte ends it), or 4 or 8. value: the text or numbers; copied. Returns None, Invalid (null argument, any
+ * other index, a wrong length of numbers, CR or LF in a text), Exceed (a text over 255 bytes). After a
+ * failure the header is as before. */
 QZ_API ErrorCode HTTPc_SetAttribute(HTTPc* connection, int32_t index, uint32_t length, const void* value);
 
 /* Sends "GET" and reads the status line and the headers. What is asked for is the path of the URL ("/" when
@@ -61,8 +62,8 @@ QZ_API ErrorCode HTTPc_SetAttribute(HTTPc* connection, int32_t index, uint32_t l
  * connection's, borrowed until HTTPc_Close. After a failure reply is empty and stream null. Returns None,
  * whatever the server's code; -6 (no named status) for a URL that does not parse, Invalid (null argument, CR
  * or LF in the host), Exceed (URL over 1023 or host over 255 bytes): nothing was sent. Invalid for a response
- * that is none, Exceed for a line over 1024 bytes or headers over 1 MiB, else the status of the connection:
- * Ended, Timeout, Retry, ... */
+ * that is none, Exceed for a line over 1024 bytes or headers over 1 MiB, Timeout when the headers do not end
+ * in time, else the status of the connection: Ended, Timeout, Retry, ... */
 QZ_API ErrorCode HTTPc_Get(HTTPc* connection, const char* url, Reply* reply, Stream** stream);
 
 /* Sends "POST" with a body and reads the status line and the headers. No header is added: the caller sets
@@ -70,9 +71,9 @@ QZ_API ErrorCode HTTPc_Get(HTTPc* connection, const char* url, Reply* reply, Str
  * uri: the request URI, at most 1023 bytes; escaped as for HTTPc_Get. bodyLength: bytes of the body; all
  * ones: to the end of the body stream. body: read from its position, borrowed; null: no body. sentOut:
  * receives the bytes of the body that were sent, also after a failure; may be null. reply, stream: as for
- * HTTPc_Get. Returns as HTTPc_Get, and the failure of reading or sending the body: Ended when the body stream
- * is shorter than bodyLength, Exceed when the connection takes no more, Block when the body stream has
- * nothing to give yet. */
+ * HTTPc_Get. Returns as HTTPc_Get but never -6, and the failure of reading or sending the body: Ended when
+ * the body stream is shorter than bodyLength, Exceed when the connection takes no more, Block when the body
+ * stream has nothing to give yet. */
 QZ_API ErrorCode HTTPc_Post(HTTPc* connection, const char* uri, uint32_t bodyLength, Stream* body,
                             uint32_t* sentOut, Reply* reply, Stream** stream);
 

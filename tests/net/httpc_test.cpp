@@ -413,6 +413,16 @@ TEST_F(HTTPcConnection, TakesAResponseByteByByte) {
   connection.reset();
 }
 
+TEST_F(HTTPcConnection, TakesAResponseThatNeedsLongerThanOneWait) {
+  ScriptedServer server({AnswerSlowly("HTTP/1.0 200 OK\r\nServer: slow\r\n\r\nbody", 30)});
+  iSock_SetWaitMilliseconds(600);
+  const auto begin = std::chrono::steady_clock::now();
+  EXPECT_EQ(OpenAndGet(server), 0);
+  EXPECT_GT(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(900));
+  EXPECT_EQ(ReadBody(), "body");
+  connection.reset();
+}
+
 // ---- hostile servers ------------------------------------------------------------------------------
 
 TEST_F(HTTPcConnection, GivesUpOnAHeaderFlood) {
@@ -429,6 +439,25 @@ TEST_F(HTTPcConnection, GivesUpOnALineWithoutEnd) {
   EXPECT_EQ(OpenAndGet(server), 5);
   EXPECT_EQ(OpenAndGet(server), 5);
   connection.reset();
+}
+
+TEST_F(HTTPcConnection, GivesTimeout_WhenTheResponseTricklesWithoutEnd) {
+  // Each would take ten seconds; ten times 50 milliseconds are given.
+  const string status = "HTTP/1.0 200 OK\r\n";
+  string lines = status;
+  for (int i = 0; i < 250; ++i) lines += "a:\r\n";
+  string parts = status + "Content-Type: m; boundary=B\r\n" + string(1000, '\n');
+  for (const string& response : {string(1000, ' '), status + "X: " + string(1000, 'x'), lines, parts}) {
+    ScriptedServer server({AnswerSlowly(response, 10)});
+    iSock_SetWaitMilliseconds(50);
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_EQ(OpenAndGet(server), 8) << response.substr(0, 40);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(6));
+    EXPECT_EQ(stream, nullptr);
+    EXPECT_EQ(reply.code, 0);
+    EXPECT_STREQ(reply.text, "");
+    connection.reset();
+  }
 }
 
 TEST_F(HTTPcConnection, RefusesWhatIsNoResponse) {
