@@ -1,6 +1,6 @@
 // HTTPc from the inside: the record of one connection, and the steps from lines to values and back. What
-// stands here between the record and iHTTPc_Send does no input or output, so that tests and fuzzers reach it
-// directly.
+// stands here between the record and iHTTPc_ReadResponse does no input or output, so that tests and fuzzers
+// reach it directly.
 #pragma once
 
 #include <cstdint>
@@ -18,6 +18,46 @@ constexpr size_t kHTTPcMaximumUrl = 1023;
 // Kept: a URL that does not parse gives a number that is no status of enum Error; the transfer engine tells
 // it apart from every failure of the connection by that.
 constexpr ErrorCode kHTTPc_BadUrl = -6;
+
+// Status codes of the standard; their names are those of the texts.
+enum HTTPReply : int32_t {
+  kHTTPReply_Continue = 100,
+  kHTTPReply_SwitchingProtocols = 101,
+  kHTTPReply_OK = 200,
+  kHTTPReply_CREATED = 201,
+  kHTTPReply_Accepted = 202,
+  kHTTPReply_Partial = 203,
+  kHTTPReply_NoContent = 204,
+  kHTTPReply_ResetContent = 205,
+  kHTTPReply_PartialContent = 206,
+  kHTTPReply_MulitpleChoice = 300,
+  kHTTPReply_Moved = 301,
+  kHTTPReply_MovedTemporarily = 302,
+  kHTTPReply_SeeOther = 303,
+  kHTTPReply_NotModified = 304,
+  kHTTPReply_UseProxy = 305,
+  kHTTPReply_BadRequest = 400,
+  kHTTPReply_Unauthorized = 401,
+  kHTTPReply_PaymentRequired = 402,
+  kHTTPReply_Forbidden = 403,
+  kHTTPReply_NotFound = 404,
+  kHTTPReply_MethodNotAllowed = 405,
+  kHTTPReply_NotAcceptable = 406,
+  kHTTPReply_ProxyAthentication = 407,
+  kHTTPReply_RequestTimeout = 408,
+  kHTTPReply_RequestConflict = 409,
+  kHTTPReply_Gone = 410,
+  kHTTPReply_LengthRequired = 411,
+  kHTTPReply_PreconditionFailed = 412,
+  kHTTPReply_EntityTooLarge = 413,
+  kHTTPReply_RequestURIToolLarge = 414,
+  kHTTPReply_UnsupportedMediaType = 415,
+  kHTTPReply_InternalError = 500,
+  kHTTPReply_NotImplemented = 501,
+  kHTTPReply_BadGateway = 502,
+  kHTTPReply_ServiceUnavailable = 503,
+  kHTTPReply_GatewayTimeout = 504,
+};
 
 constexpr uint32_t kHTTPcRequestTexts = 5;
 
@@ -102,8 +142,8 @@ ErrorCode iHTTPc_TakeHeaderLine(std::string_view line, HTTPcHeaderState* state,
                                 HTTPcResponseRecord* response);
 
 // Reads the status line and the headers and leaves the stream at the first byte of the body. Error_Invalid
-// for lines that do not parse, Error_Exceed for a line over 1024 bytes or headers over 1 MiB, else the status
-// of the stream.
+// for lines that do not parse, Error_Exceed for a line over 1024 bytes or headers over 1 MiB, Error_Timeout
+// when they have not come after ten times the limit of one wait (610 seconds), else the status of the stream.
 ErrorCode iHTTPc_ReadResponse(Stream* stream, HTTPcResponseRecord* response, Reply* reply);
 
 // A connection record without a stream; null when memory runs out. Freed by HTTPc_Close.
