@@ -1,6 +1,8 @@
 // The text of a request, and what can be set and asked: without a network.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstdio>
 #include <cstring>
 #include <string>
 #include <string_view>
@@ -263,6 +265,37 @@ TEST(HTTPcGet, SendsNothingForAHostThatWouldEndTheLine) {
     Fixture fixture;
     EXPECT_EQ(fixture.Get(url), -4) << url;
     EXPECT_EQ(fixture.wire.Written(), "") << url;
+  }
+}
+
+// A request line of three words, the host, the empty line: nothing else, and no line end but those.
+bool IsOneRequestForAHost(const string& request) {
+  const size_t lineEnd = request.find("\r\n");
+  const size_t hostEnd = request.find("\r\n", lineEnd + 2);
+  return std::count(request.begin(), request.begin() + static_cast<ptrdiff_t>(lineEnd), ' ') == 2 &&
+         request.compare(lineEnd, 8, "\r\nHost: ") == 0 && hostEnd + 4 == request.size() &&
+         std::count(request.begin(), request.end(), '\r') == 3 &&
+         std::count(request.begin(), request.end(), '\n') == 3;
+}
+
+TEST(HTTPcGet, CannotBeSplitByAnyByteOfTheUrl) {
+  for (int byte = 1; byte < 256; ++byte) {
+    char escape[4];
+    snprintf(escape, sizeof escape, "%%%02X", byte);
+    for (const string& text : {string(1, static_cast<char>(byte)), string(escape)}) {
+      for (bool viaProxy : {false, true}) {
+        const string urls[] = {"http://h/a" + text + text + "b", "http://h" + text + "h/a",
+                               "http://h/a" + text, "http://u" + text + ":p" + text + "@h:8" + text + "/a"};
+        for (const string& url : urls) {
+          Fixture fixture;
+          fixture.connection->viaProxy = viaProxy;
+          const ErrorCode status = fixture.Get(url);
+          EXPECT_TRUE(status == 0 || status == -4) << url;
+          const string sent = fixture.wire.Written();
+          EXPECT_TRUE(status == 0 ? IsOneRequestForAHost(sent) : sent.empty()) << url << sent;
+        }
+      }
+    }
   }
 }
 
