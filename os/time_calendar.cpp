@@ -103,6 +103,20 @@ bool IsFileTime(uint64_t fileTime) {
   return fileTime <= INT64_MAX;
 }
 
+// Takes the moment of a file time (in UTC) as it is when `local` holds its local fields. They alone would not
+// do: when the clock is set back an hour comes twice, and the C library may choose either of the two.
+bool TakeMoment(uint64_t fileTime, const TimeData& local, Time* time) {
+  const int64_t seconds =
+      static_cast<int64_t>(fileTime) / platform::kFileTimeUnitsPerSecond - platform::kSecondsFrom1601To1970;
+  if (seconds < 0 || seconds > UINT32_MAX) return false;
+  const Time moment = {static_cast<uint32_t>(seconds), local.milliseconds};
+  TimeData fields;
+  if (!iTime_ToLocalData(&moment, &fields)) return false;
+  if (FileTimeFromData(fields) != FileTimeFromData(local)) return false;
+  *time = moment;
+  return true;
+}
+
 }  // namespace
 
 bool iTime_ToLocalData(const Time* time, TimeData* data) {
@@ -157,6 +171,7 @@ ErrorCode iTime_FromFileTime(uint64_t hundredNanoseconds, bool toLocal, Time* ti
   if (!IsFileTime(fileTime)) return Refuse(kBadCalendar);
   // Kept: without toLocal the fields in UTC are taken for local ones; stored file dates carry that distance.
   const TimeData data = DataFromFileTime(fileTime);
+  if (toLocal && TakeMoment(hundredNanoseconds, data, time)) return Error_None;
   return Time_DataToTime(&data, time);
 }
 

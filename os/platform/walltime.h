@@ -5,6 +5,10 @@
 
 namespace platform {
 
+// File times count units of 100 nanoseconds from 1601-01-01 00:00 on.
+constexpr int64_t kFileTimeUnitsPerSecond = 10000000;
+constexpr int64_t kSecondsFrom1601To1970 = 11644473600;
+
 struct WallTime {
   int64_t seconds;        // since 1970-01-01 00:00 UTC
   uint32_t milliseconds;  // 0 to 999
@@ -29,7 +33,7 @@ bool LocalFromSeconds(int64_t seconds, CalendarFields* fields);
 // thread.
 bool SecondsFromLocal(const CalendarFields& fields, int64_t* seconds);
 
-// Units of 100 nanoseconds since 1601, from UTC to local time. Any thread.
+// A file time from UTC to local time. Any thread.
 bool LocalFileTime(uint64_t utcFileTime, uint64_t* localFileTime);
 
 }  // namespace platform

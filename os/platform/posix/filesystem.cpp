@@ -11,6 +11,7 @@
 #include <cstring>
 
 #include "os/platform/posix/filesystem_posix.h"
+#include "os/platform/walltime.h"
 
 namespace platform {
 namespace {
@@ -88,15 +89,14 @@ bool GetStatistics(const char* name, struct statvfs* statistics) {
 }  // namespace
 
 FileInformation InformationFrom(const struct stat& status) {
-  constexpr int64_t kSecondsFrom1601To1970 = 11644473600;
-  constexpr int64_t kUnitsInSecond = 10000000;
   const int64_t seconds = static_cast<int64_t>(status.st_mtim.tv_sec) + kSecondsFrom1601To1970;
   const bool isDirectory = S_ISDIR(status.st_mode);
   FileInformation information{};
   information.isDirectory = isDirectory;
   information.sizeBytes = isDirectory || status.st_size < 0 ? 0 : static_cast<uint64_t>(status.st_size);
-  if (seconds >= 0 && seconds < INT64_MAX / kUnitsInSecond) {
-    information.modified = static_cast<uint64_t>(seconds * kUnitsInSecond + status.st_mtim.tv_nsec / 100);
+  if (seconds >= 0 && seconds < INT64_MAX / kFileTimeUnitsPerSecond) {
+    information.modified =
+        static_cast<uint64_t>(seconds * kFileTimeUnitsPerSecond + status.st_mtim.tv_nsec / 100);
   }
   return information;
 }

@@ -3,13 +3,6 @@
 #include <time.h>
 
 namespace platform {
-namespace {
-
-constexpr int64_t kUnitsPerSecond = 10000000;
-constexpr int64_t kSecondsFrom1601To1970 = 11644473600;
-
-}  // namespace
-
 WallTime ReadWallClock() {
   timespec now{};
   clock_gettime(CLOCK_REALTIME, &now);
@@ -40,10 +33,10 @@ bool SecondsFromLocal(const CalendarFields& fields, int64_t* seconds) {
 
 bool LocalFileTime(uint64_t utcFileTime, uint64_t* localFileTime) {
   const int64_t units = static_cast<int64_t>(utcFileTime);
-  const time_t moment = units / kUnitsPerSecond - kSecondsFrom1601To1970;
+  const time_t moment = units / kFileTimeUnitsPerSecond - kSecondsFrom1601To1970;
   tm local{};
   if (localtime_r(&moment, &local) == nullptr) return false;
-  *localFileTime = utcFileTime + static_cast<uint64_t>(local.tm_gmtoff * kUnitsPerSecond);
+  *localFileTime = utcFileTime + static_cast<uint64_t>(local.tm_gmtoff * kFileTimeUnitsPerSecond);
   return true;
 }
 

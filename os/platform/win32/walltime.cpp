@@ -6,9 +6,7 @@
 namespace platform {
 namespace {
 
-constexpr uint64_t kUnitsPerSecond = 10000000;
-constexpr uint64_t kUnitsPerMillisecond = 10000;
-constexpr int64_t kSecondsFrom1601To1970 = 11644473600;
+constexpr int64_t kUnitsPerMillisecond = 10000;
 
 uint64_t Join(const FILETIME& time) {
   return (uint64_t{time.dwHighDateTime} << 32) | time.dwLowDateTime;
@@ -19,9 +17,9 @@ uint64_t Join(const FILETIME& time) {
 WallTime ReadWallClock() {
   FILETIME now;
   GetSystemTimeAsFileTime(&now);
-  const uint64_t units = Join(now);
-  return {static_cast<int64_t>(units / kUnitsPerSecond) - kSecondsFrom1601To1970,
-          static_cast<uint32_t>(units % kUnitsPerSecond / kUnitsPerMillisecond)};
+  const int64_t units = static_cast<int64_t>(Join(now));
+  return {units / kFileTimeUnitsPerSecond - kSecondsFrom1601To1970,
+          static_cast<uint32_t>(units % kFileTimeUnitsPerSecond / kUnitsPerMillisecond)};
 }
 
 bool LocalFromSeconds(int64_t seconds, CalendarFields* fields) {

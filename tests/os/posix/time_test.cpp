@@ -1,0 +1,59 @@
+// File times in time zones with daylight saving, which this system takes from the TZ variable.
+#include "qz/time.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+
+#include "os/time_internal.h"
+#include "tests/support/time_zone.h"
+
+namespace {
+
+constexpr uint64_t kFileTime1970 = 116444736000000000;
+constexpr uint64_t kUnitsPerSecond = 10000000;
+constexpr char kNewYork[] = "EST5EDT,M3.2.0,M11.1.0";
+
+// The seconds that a file time made local becomes, or 0 after a failure.
+uint32_t SecondsOf(uint64_t seconds) {
+  Time time = {7, 7};
+  const ErrorCode status = iTime_FromFileTime(kFileTime1970 + seconds * kUnitsPerSecond, true, &time);
+  EXPECT_EQ(status, 0);
+  EXPECT_EQ(time.milliseconds, 0u);
+  return status == 0 ? time.seconds : 0;
+}
+
+TEST(FileTimeOnPosix, BecomesTheSameMoment_InSummerAndInWinter) {
+  TimeZone zone(kNewYork);
+  EXPECT_EQ(SecondsOf(1294574400), 1294574400u);  // 2011-01-09 12:00:00 UTC
+  EXPECT_EQ(SecondsOf(1310212800), 1310212800u);  // 2011-07-09 12:00:00 UTC
+}
+
+TEST(FileTimeOnPosix, BecomesTheSameMoment_WhereAnHourComesTwice) {
+  TimeZone zone(kNewYork);
+  // 2010-11-07 05:30:00 UTC and an hour later: 01:30 local time both.
+  EXPECT_EQ(SecondsOf(1289107800), 1289107800u);
+  EXPECT_EQ(SecondsOf(1289111400), 1289111400u);
+  // Neither depends on what was converted before.
+  EXPECT_EQ(SecondsOf(1294574400), 1294574400u);
+  EXPECT_EQ(SecondsOf(1289107800), 1289107800u);
+  EXPECT_EQ(SecondsOf(1310212800), 1310212800u);
+  EXPECT_EQ(SecondsOf(1289111400), 1289111400u);
+}
+
+TEST(FileTimeOnPosix, BecomesTheSameMoment_WhereAnHourIsLeftOut) {
+  TimeZone zone(kNewYork);
+  EXPECT_EQ(SecondsOf(1300003199), 1300003199u);  // 2011-03-13 07:59:59 UTC, 03:59:59 local time
+  EXPECT_EQ(SecondsOf(1299999599), 1299999599u);  // 06:59:59 UTC, 01:59:59 local time
+  EXPECT_EQ(SecondsOf(1299999600), 1299999600u);  // 07:00:00 UTC, 03:00:00 local time
+}
+
+TEST(FileTimeOnPosix, ReachesBothEnds_EastAndWestOfUtc) {
+  for (const char* name : {"EAST-14", "WEST12"}) {
+    TimeZone zone(name);
+    EXPECT_EQ(SecondsOf(0), 0u) << name;
+    EXPECT_EQ(SecondsOf(4294967295), 4294967295u) << name;
+  }
+}
+
+}  // namespace
