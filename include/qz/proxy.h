@@ -32,7 +32,7 @@ QZ_API int32_t Proxy_Resolve(uint32_t index, const char* host, uint32_t port, ch
                              uint32_t* connectPort);
 
 /* Returns 1 when the host contains one of the fragments of the bypass list anywhere, ignoring case; otherwise
- * 0. The switch does not matter. */
+ * 0, for a null host too. The switch does not matter. */
 QZ_API int32_t Proxy_IsBypassed(const char* host);
 
 QZ_END_C

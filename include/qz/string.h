@@ -40,7 +40,7 @@ QZ_API int32_t String_CopyMax(const char* source, int32_t max, char* destination
  * overlap. A null source gives an empty text and 0; a negative count writes nothing and gives 0. */
 QZ_API int32_t String_CopyLength(const char* source, int32_t count, char* destination);
 
-/* Appends source to destination and returns the new length. */
+/* Appends source to destination and returns the new length. source may be destination or a part of it. */
 QZ_API int32_t String_Cat(char* destination, const char* source);
 
 /* Appends the bytes of a Pascal text and returns the new length. */

@@ -1,8 +1,8 @@
 /* StringLookup: constant tables of (number, text) pairs.
  *
  * A table is an array of rows and their count; it is borrowed for the call and not changed. It needs no order
- * and is searched from the front: the first match wins. A null table has no rows. Any thread; needs no
- * OS_Init; nothing blocks or allocates. */
+ * and is searched from the front: the first match wins. A null table has no rows; a null text counts as an
+ * empty one. Any thread; needs no OS_Init; nothing blocks or allocates. */
 #ifndef QZ_STRINGLOOKUP_H
 #define QZ_STRINGLOOKUP_H
 

@@ -60,7 +60,8 @@ QZ_API double Time_DiffSeconds(const Time* a, const Time* b);
 
 /* Adds seconds and milliseconds, either of which may be negative. result: out, may be time; untouched when an
  * argument is null. The milliseconds of the result are 0 to 999, except that a sum of exactly -1000, -2000,
- * ... milliseconds gives 1000 and one second fewer. Seconds wrap at 32 bits. */
+ * ... milliseconds gives 1000 and one second fewer. The sum of the milliseconds wraps at 32 bits, signed; the
+ * seconds do so too, unsigned. */
 QZ_API void Time_Add(const Time* time, int32_t seconds, int32_t milliseconds, Time* result);
 
 /* Prints "Sun Jan  5 09:03:07 1997" (the day padded with a blank) and returns buffer. buffer: out, at least

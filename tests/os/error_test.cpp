@@ -3,12 +3,15 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <sstream>
 #include <string>
 #include <thread>
 
+#include "qz/file.h"
 #include "tests/support/debug_channel.h"
 #include "tests/support/error_capture.h"
+#include "tests/support/os_session.h"
 
 namespace {
 
@@ -68,6 +71,30 @@ TEST(Error, SendsEachMessageAsALineOfItsOwn) {
     Error_FromSocket("Socket_Exit", "WSACleanup", 10093);
   });
   EXPECT_EQ(received, "#### Error: OS_Init: WSAStartup failed\n#### Error: WSA Not initialized!\n");
+}
+
+TEST(Error, WritesNothingToTheLog) {
+  OSSession session;
+  ASSERT_EQ(session.Status(), 0);
+  const std::filesystem::path log = session.Folder().Path() / "session.log";
+  auto report = [] { Error("%s", "unexpected"); };
+  EXPECT_EQ(CaptureDebugChannel(report), "#### Error: unexpected\n");
+  EXPECT_FALSE(std::filesystem::exists(log));
+  File* file = File_GetSysFile(0, 2);
+  ASSERT_NE(file, nullptr);
+  EXPECT_EQ(CaptureDebugChannel(report), "#### Error: unexpected\n");
+  EXPECT_EQ(File_Flush(file), 0);
+  EXPECT_EQ(std::filesystem::file_size(log), 0u);
+}
+
+TEST(Error, WorksAfterTheLibraryHasEnded) {
+  {
+    OSSession session;
+    ASSERT_EQ(session.Status(), 0);
+  }
+  EXPECT_EQ(CaptureDebugChannel([] { Error("%s", "late"); }), "#### Error: late\n");
+  EXPECT_STREQ(Error_ToString(-3), "Not Found");
+  EXPECT_STREQ(Error_ToLongString(9), "Retry: Must try again");
 }
 
 TEST(Error, KeepsTheLinesOfTwoThreadsApart) {

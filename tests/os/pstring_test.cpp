@@ -54,6 +54,16 @@ TEST(PStringCopy, TakesTheSourceFirst) {
   EXPECT_EQ(PString_Copy(destination, nullptr), 0);
 }
 
+TEST(PStringCopy, AllowsOverlapInBothDirections) {
+  std::vector<uint8_t> up = Pascal("abcd", 8);
+  EXPECT_EQ(PString_Copy(up.data(), up.data() + 2), 4);
+  EXPECT_EQ(memcmp(up.data() + 2, "\4abcd", 5), 0);
+  // "\2cd" stands within.
+  std::vector<uint8_t> down = Pascal("ab\2cd");
+  EXPECT_EQ(PString_Copy(down.data() + 3, down.data() + 2), 2);
+  EXPECT_EQ(memcmp(down.data(), "\5a\2cdd", 6), 0);
+}
+
 TEST(PStringCat, AppendsToTheFirst) {
   std::vector<uint8_t> p = Pascal("ab", 6);
   EXPECT_EQ(PString_Cat(p.data(), Pascal("cde").data()), 5);

@@ -132,6 +132,24 @@ TEST(StringCopyMax, ReadsNoMoreOfTheSourceThanItCopies) {
   delete[] source;
 }
 
+TEST(StringCopyMax, AllowsOverlapInBothDirections) {
+  Buffer up("abcdef");
+  EXPECT_EQ(String_CopyMax(up.text, 6, up.text + 2), 5);
+  EXPECT_STREQ(up.text, "ababcde");
+  Buffer down("abcdef");
+  EXPECT_EQ(String_CopyMax(down.text + 2, 4, down.text), 3);
+  EXPECT_STREQ(down.text, "cde");
+}
+
+TEST(StringCopyLength, AllowsOverlapInBothDirections) {
+  Buffer up("abcdef");
+  EXPECT_EQ(String_CopyLength(up.text, 5, up.text + 2), 5);
+  EXPECT_STREQ(up.text, "ababcde");
+  Buffer down("abcdef");
+  EXPECT_EQ(String_CopyLength(down.text + 2, 3, down.text), 3);
+  EXPECT_STREQ(down.text, "cde");
+}
+
 TEST(StringCopyLength, CopiesExactlyThatMany) {
   Buffer buffer;
   EXPECT_EQ(String_CopyLength("abcdef", 4, buffer.text), 4);
@@ -165,6 +183,8 @@ TEST(StringCat, AppendsATextToItself) {
   Buffer buffer("ab");
   EXPECT_EQ(String_Cat(buffer.text, buffer.text), 4);
   EXPECT_STREQ(buffer.text, "abab");
+  EXPECT_EQ(String_Cat(buffer.text, buffer.text + 3), 5);
+  EXPECT_STREQ(buffer.text, "ababb");
 }
 
 TEST(StringCatPString, AppendsAPascalText) {
@@ -303,6 +323,9 @@ TEST(StringToLower, ChangesAsciiLettersOnly) {
   Buffer self("QZ");
   EXPECT_EQ(String_ToLower(self.text, self.text), 2);
   EXPECT_STREQ(self.text, "qz");
+  Buffer up("QZX");
+  EXPECT_EQ(String_ToLower(up.text, up.text + 1), 3);
+  EXPECT_STREQ(up.text, "Qqzx");
 }
 
 TEST(StringConvert, ReplacesByPositionAndCounts) {

@@ -36,10 +36,20 @@ TEST(StringLookupByString, GivesMinusOneWhenThereIsNone) {
   EXPECT_EQ(StringLookup_ByString(nullptr, kCount, "five"), -1);
 }
 
+TEST(StringLookupByString, TakesAMissingTextForAnEmptyOne) {
+  constexpr StringLookup kNoText[] = {{3, "three"}, {4, nullptr}};
+  EXPECT_EQ(StringLookup_ByString(kTable, kCount, nullptr), 0);
+  EXPECT_EQ(StringLookup_ByStringInsensitive(kTable, kCount, nullptr), 0);
+  EXPECT_EQ(StringLookup_ByString(kNoText, 2, ""), 4);
+  EXPECT_EQ(StringLookup_ByIndex(kNoText, 2, 4), nullptr);
+}
+
 TEST(StringLookupByStringInsensitive, IgnoresCase) {
   EXPECT_EQ(StringLookup_ByStringInsensitive(kTable, kCount, "FIVE"), 5);
   EXPECT_EQ(StringLookup_ByStringInsensitive(kTable, kCount, "Minus Two"), -2);
   EXPECT_EQ(StringLookup_ByStringInsensitive(kTable, kCount, "six"), -1);
+  EXPECT_EQ(StringLookup_ByStringInsensitive(kTable, 0, "five"), -1);
+  EXPECT_EQ(StringLookup_ByStringInsensitive(nullptr, kCount, "five"), -1);
 }
 
 }  // namespace
