@@ -1,7 +1,9 @@
 // Removing a whole tree.
 //
 // The tree is walked by what the system lists, never by lines of text: a name with a line end in it would
-// become two names. Links are removed and never followed. What leads to a root is refused.
+// become two names. Links are removed and never followed. Each level works within the open search of the one
+// above, so that a link which somebody puts in the place of a directory meanwhile leads nowhere. What leads
+// to a root is refused.
 #include <cstring>
 
 #include "os/file_internal.h"
@@ -17,7 +19,8 @@ namespace {
 constexpr uint32_t kOutOfMemory = 8;
 constexpr uint32_t kNotEmpty = 145;
 
-using Search = Owned<platform::DirectorySearch, platform::EndSearch>;
+using platform::DirectorySearch;
+using Search = Owned<DirectorySearch, platform::EndSearch>;
 
 // One path serves all levels: each puts its entry's name behind its own and takes it off again.
 struct Removal {
@@ -53,17 +56,18 @@ void Leave(Removal* removal, size_t length) {
   removal->path[length] = '\0';
 }
 
-bool RemoveTree(Removal* removal);
+bool RemoveTree(Removal* removal, DirectorySearch* parent);
 
-bool RemoveEntry(Removal* removal) {
+bool RemoveEntry(Removal* removal, DirectorySearch* search) {
   const platform::FileInformation information = removal->entry.information;
   const size_t length = removal->length;
   if (!Enter(removal, removal->entry.name)) return false;
   bool removed;
   if (information.isDirectory && !information.isLink) {
-    removed = RemoveTree(removal);
+    removed = RemoveTree(removal, search);
   } else {
-    removed = information.isLink ? platform::RemoveLink(removal->path) : platform::RemoveFile(removal->path);
+    const auto remove = information.isLink ? platform::RemoveLinkIn : platform::RemoveFileIn;
+    removed = remove(search, removal->path);
     if (!removed) NoteSystemError(removal);
   }
   Leave(removal, length);
@@ -80,22 +84,22 @@ ErrorCode SearchStatus(const Removal* removal) {
   return error == kOutOfMemory ? Error_Memory : Error_FromSystem("File_Unlink", removal->path, error);
 }
 
-Pass RemoveEntries(Removal* removal) {
-  Search search(platform::BeginSearch(removal->path));
+Pass RemoveEntries(Removal* removal, DirectorySearch* parent) {
+  Search search(platform::BeginSearchIn(parent, removal->path));
   if (!search) return {false, SearchStatus(removal)};
   Pass pass{false, Error_None};
   while (platform::NextEntry(search.get(), &removal->entry)) {
-    if (RemoveEntry(removal)) pass.removedAny = true;
+    if (RemoveEntry(removal, search.get())) pass.removedAny = true;
   }
   return pass;
 }
 
 // Some systems skip entries when others are removed during a search, so a directory that is still not empty
 // is searched again as long as that removes anything.
-bool RemoveTree(Removal* removal) {
+bool RemoveTree(Removal* removal, DirectorySearch* parent) {
   for (;;) {
-    const Pass pass = RemoveEntries(removal);
-    if (platform::RemoveEmptyDirectory(removal->path)) return true;
+    const Pass pass = RemoveEntries(removal, parent);
+    if (platform::RemoveEmptyDirectoryIn(parent, removal->path)) return true;
     const uint32_t error = platform::LastSystemError();
     if (pass.removedAny && error == kNotEmpty) continue;
     if (pass.searchStatus != Error_None) Note(removal, pass.searchStatus);
@@ -186,7 +190,7 @@ ErrorCode Directory_Delete(const char* name) {
   status = CheckTarget(&removal, &information);
   if (status != Error_None) return status;
   if (!information.isLink) {
-    RemoveTree(&removal);
+    RemoveTree(&removal, nullptr);
   } else if (!platform::RemoveLink(removal.path)) {
     NoteSystemError(&removal);
   }

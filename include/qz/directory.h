@@ -28,7 +28,8 @@ QZ_API ErrorCode Directory_GetCurrent(char* buffer);
 /* Sets the current directory of the whole program. 0, or -1 on failure. */
 QZ_API int32_t Directory_SetCurrent(const char* name);
 
-/* Removes a directory and everything below it; links are removed, never followed. Goes on after a failure and
+/* Removes a directory and everything below it; links are removed, never followed (nor, where there are no
+ * drives, one that somebody puts in the place of a directory while this runs). Goes on after a failure and
  * returns the first. Error_None; Error_NotFound; Error_Invalid for a file and, before anything is removed,
  * for a root (empty, "/", a drive, a share, or a path that leads back to one) and a path that ends in "." or
  * ".."; Error_Exceed where a path below is too long; others of Error_FromSystem. */
@@ -55,8 +56,8 @@ QZ_API ErrorCode Directory_StartFileList(const char* directory, const char* list
                                          int32_t joinMode, DirectoryList** list);
 
 /* Returns the next line in `line` (1024 bytes); one of more than 1023 bytes comes in pieces. Error_None;
- * Error_Ended after the last; Error_Exceed for a
- * line that is too long once joined (the next call goes on). line is empty after a failure. */
+ * Error_Ended after the last; Error_Exceed for a line that is too long once joined (the next call goes on).
+ * line is empty after a failure. */
 QZ_API ErrorCode Directory_IterateList(DirectoryList* list, char* line);
 
 /* Closes the listing, removes a temporary one, and frees the list. The status of File_Close. */

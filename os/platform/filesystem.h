@@ -110,6 +110,19 @@ DirectorySearch* BeginSearch(const char* directory);
 bool NextEntry(DirectorySearch* search, DirectoryEntry* entry);
 void EndSearch(DirectorySearch* search);
 
+// ---- entries of an open search -----------------------------------------------------------------
+//
+// As the functions without "In", for an entry of the search `parent`, which is open: `path` ends with the
+// entry's name. Where the system can hold a directory open, the entry is looked for in the very directory
+// that is searched, whatever stands under that directory's name by now; elsewhere by `path`. parent null:
+// always by `path`.
+
+// Never follows a link that `path` itself is.
+DirectorySearch* BeginSearchIn(DirectorySearch* parent, const char* path);
+bool RemoveEmptyDirectoryIn(DirectorySearch* parent, const char* path);
+bool RemoveFileIn(DirectorySearch* parent, const char* path);
+bool RemoveLinkIn(DirectorySearch* parent, const char* path);
+
 // ---- volumes -----------------------------------------------------------------------------------
 
 struct VolumeSpace {

@@ -114,6 +114,12 @@ bool GetInformationAt(int directory, const char* name, FileInformation* informat
   return true;
 }
 
+bool RemoveFileAt(int directory, const char* name) {
+  if (unlinkat(directory, name, 0) == 0) return true;
+  if (errno == EISDIR) errno = EACCES;
+  return false;
+}
+
 bool UsesDriveLetters() {
   return false;
 }
@@ -160,9 +166,7 @@ bool RemoveEmptyDirectory(const char* name) {
 }
 
 bool RemoveFile(const char* name) {
-  if (unlink(name) == 0) return true;
-  if (errno == EISDIR) errno = EACCES;
-  return false;
+  return RemoveFileAt(AT_FDCWD, name);
 }
 
 bool RemoveLink(const char* name) {

@@ -12,4 +12,7 @@ FileInformation InformationFrom(const struct stat& status);
 // As GetInformation, for a name within an open directory.
 bool GetInformationAt(int directory, const char* name, FileInformation* information);
 
+// As RemoveFile, likewise.
+bool RemoveFileAt(int directory, const char* name);
+
 }  // namespace platform

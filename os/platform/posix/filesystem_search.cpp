@@ -1,6 +1,7 @@
 // Directory searches.
 #include <dirent.h>
 #include <fcntl.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
@@ -17,6 +18,18 @@ bool IsOwnOrParent(const char* name) {
 
 DIR* HandleOf(DirectorySearch* search) {
   return reinterpret_cast<DIR*>(search);
+}
+
+// Where an entry is looked for: by its own name within an open directory, or by its path.
+struct Place {
+  int directory;
+  const char* name;
+};
+
+Place PlaceOf(DirectorySearch* parent, const char* path) {
+  const char* separator = strrchr(path, '/');
+  if (parent == nullptr) return {AT_FDCWD, path};
+  return {dirfd(HandleOf(parent)), separator != nullptr ? separator + 1 : path};
 }
 
 // False when the entry went away meanwhile.
@@ -41,6 +54,34 @@ bool NextEntry(DirectorySearch* search, DirectoryEntry* entry) {
     if (IsOwnOrParent(found->d_name)) continue;
     if (Describe(HandleOf(search), found->d_name, entry)) return true;
   }
+}
+
+DirectorySearch* BeginSearchIn(DirectorySearch* parent, const char* path) {
+  const Place place = PlaceOf(parent, path);
+  const int flags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
+  const int descriptor = openat(place.directory, place.name, flags);
+  if (descriptor < 0) return nullptr;
+  DIR* directory = fdopendir(descriptor);
+  if (directory != nullptr) return reinterpret_cast<DirectorySearch*>(directory);
+  const int error = errno;
+  close(descriptor);
+  errno = error;
+  return nullptr;
+}
+
+bool RemoveEmptyDirectoryIn(DirectorySearch* parent, const char* path) {
+  const Place place = PlaceOf(parent, path);
+  return unlinkat(place.directory, place.name, AT_REMOVEDIR) == 0;
+}
+
+bool RemoveFileIn(DirectorySearch* parent, const char* path) {
+  const Place place = PlaceOf(parent, path);
+  return RemoveFileAt(place.directory, place.name);
+}
+
+bool RemoveLinkIn(DirectorySearch* parent, const char* path) {
+  const Place place = PlaceOf(parent, path);
+  return unlinkat(place.directory, place.name, 0) == 0;
 }
 
 void EndSearch(DirectorySearch* search) {

@@ -75,6 +75,22 @@ bool NextEntry(DirectorySearch* search, DirectoryEntry* entry) {
   return true;
 }
 
+DirectorySearch* BeginSearchIn(DirectorySearch*, const char* path) {
+  return BeginSearch(path);
+}
+
+bool RemoveEmptyDirectoryIn(DirectorySearch*, const char* path) {
+  return RemoveEmptyDirectory(path);
+}
+
+bool RemoveFileIn(DirectorySearch*, const char* path) {
+  return RemoveFile(path);
+}
+
+bool RemoveLinkIn(DirectorySearch*, const char* path) {
+  return RemoveLink(path);
+}
+
 void EndSearch(DirectorySearch* search) {
   if (search == nullptr) return;
   FindClose(search->handle);

@@ -1,9 +1,14 @@
 // Removing trees with links, odd names, read-only directories and long paths.
 #include "qz/directory.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <chrono>
+#include <cstdio>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "tests/support/file_system.h"
@@ -66,6 +71,73 @@ TEST_F(DirectoryOnPosixTest, LooksThroughNoLinkByAWayBack) {
   EXPECT_EQ(Directory_Delete(Name("link/.").c_str()), -4);
   EXPECT_EQ(Directory_Delete(Name("link/..").c_str()), -4);
   EXPECT_EQ(directory_.Read("outside/d/kept"), "mine");
+}
+
+// Somebody who, again and again, puts one thing in the place of another, and back.
+class Exchanger {
+ public:
+  Exchanger(const fs::path& one, const fs::path& other)
+      : thread_([this, one, other] {
+          while (!isOver_) {
+            if (renameat2(AT_FDCWD, one.c_str(), AT_FDCWD, other.c_str(), RENAME_EXCHANGE) == 0) ++exchanges_;
+          }
+        }) {}
+
+  int Stop() {
+    isOver_ = true;
+    thread_.join();
+    return exchanges_;
+  }
+
+ private:
+  std::atomic<bool> isOver_{false};
+  std::atomic<int> exchanges_{0};
+  std::thread thread_;
+};
+
+class ExchangedDirectoryTest : public DirectoryOnPosixTest {
+ protected:
+  static constexpr int kFiles = 200;
+
+  void Fill(const std::string& name) {
+    directory_.MakeDirectory(name + "/below");
+    for (int i = 0; i < kFiles; ++i) {
+      directory_.Write(name + "/file" + std::to_string(i), "mine");
+      directory_.Write(name + "/below/file" + std::to_string(i), "mine");
+    }
+  }
+
+  // Removes "d" while a link to "outside", where the same names stand, keeps taking the place of `exchanged`.
+  int RemoveWhileExchanged(const std::string& exchanged) {
+    Fill(exchanged);
+    fs::create_directory_symlink(directory_.SystemName("outside"), directory_.SystemName("link"));
+    Exchanger exchanger(directory_.SystemName("link"), directory_.SystemName(exchanged));
+    Directory_Delete(Name("d").c_str());
+    const int exchanges = exchanger.Stop();
+    fs::remove_all(directory_.SystemName("d"));
+    fs::remove_all(directory_.SystemName("link"));
+    return exchanges;
+  }
+
+  void CheckThatNothingOutsideIsLost(const std::string& exchanged) {
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(2);
+    int exchanges = 0;
+    Fill("outside");
+    for (int round = 0; round < 5 && std::chrono::steady_clock::now() < deadline; ++round) {
+      exchanges += RemoveWhileExchanged(exchanged);
+      ASSERT_EQ(directory_.List("outside").size(), kFiles + 1u) << round;
+      ASSERT_EQ(directory_.List("outside/below").size(), kFiles + 0u) << round;
+    }
+    EXPECT_GT(exchanges, 0);
+  }
+};
+
+TEST_F(ExchangedDirectoryTest, LosesNothingOutsideWhenALinkTakesADirectorysPlaceMeanwhile) {
+  CheckThatNothingOutsideIsLost("d/victim");
+}
+
+TEST_F(ExchangedDirectoryTest, LosesNothingOutsideWhenALinkTakesTheRemovedDirectorysPlaceMeanwhile) {
+  CheckThatNothingOutsideIsLost("d");
 }
 
 TEST_F(DirectoryOnPosixTest, GoesOnAfterAFailureAndGivesTheFirst) {
