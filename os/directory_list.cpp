@@ -23,6 +23,7 @@
 struct DirectoryList {
   File* file;
   char* directory;  // behind the record; null: lines are given as they are
+  bool lineGoesOn;  // the last piece filled the buffer before its line ended
 };
 
 namespace {
@@ -34,6 +35,7 @@ constexpr uint32_t kWriteText = 18;
 constexpr uint32_t kRead = 1;
 constexpr uint32_t kReadAndWrite = 3;
 constexpr size_t kPermissionCount = 9;
+constexpr int kTemporaryTries = 100;
 constexpr uint32_t kTooManyOpenFiles = 4;
 constexpr uint32_t kOutOfMemory = 8;
 
@@ -177,8 +179,13 @@ ErrorCode OpenTemporary(File** file) {
   char directory[kFileNameSize];
   char name[kFileNameSize];
   ErrorCode status = File_GetSysDir(SysDir_Temp, directory);
-  if (status == Error_None) status = File_UniquifyName(directory, "dirList", name);
-  if (status == Error_None) status = iFile_OpenNew(name, kReadAndWrite, true, file);
+  if (status != Error_None) return status;
+  // Another thread may take a name that was free a moment ago: it may even draw the same random numbers.
+  status = Error_Exists;
+  for (int i = 0; i < kTemporaryTries && status == Error_Exists; ++i) {
+    status = File_UniquifyName(directory, "dirList", name);
+    if (status == Error_None) status = iFile_OpenNew(name, kReadAndWrite, true, file);
+  }
   if (status == Error_None) File_SetTemporary(*file, 1);
   return status;
 }
@@ -188,6 +195,19 @@ ErrorCode StartList(const char* directory, int32_t listMode, DirectoryList* list
   if (status == Error_None) status = WriteListing(directory, listMode, list->file);
   if (status != Error_None) return status;
   return File_Seek(list->file, 0, 0) == 0 ? Error_None : Error_Fail;
+}
+
+// The next line, or the next piece of one that is longer than the buffer. False at the end.
+bool ScanPiece(DirectoryList* list, char (&text)[kFileNameSize]) {
+  for (;;) {
+    const bool wentOn = list->lineGoesOn;
+    bool endsLine = false;
+    const int32_t length = iFile_ScanPiece(list->file, sizeof text, text, &endsLine);
+    if (length < 0) return false;
+    list->lineGoesOn = !endsLine;
+    // What remains of a line that just filled the buffer is its end, and not an empty line.
+    if (length != 0 || !wentOn) return true;
+  }
 }
 
 }  // namespace
@@ -239,7 +259,7 @@ ErrorCode Directory_IterateList(DirectoryList* list, char* line) {
   if (list == nullptr || line == nullptr) return Error_Invalid;
   line[0] = '\0';
   char text[kFileNameSize];
-  if (File_ScanLine(list->file, sizeof text, text) < 0) return Error_Ended;
+  if (!ScanPiece(list, text)) return Error_Ended;
   if (list->directory == nullptr) return iFile_CopyName(text, line);
   char joined[kFileNameSize];
   const ErrorCode status = iFile_Join(list->directory, text, joined);

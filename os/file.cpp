@@ -245,9 +245,27 @@ int64_t iFile_Size64(File* file) {
 }
 
 ErrorCode iFile_Error(File* file) {
-  const uint32_t systemError = platform::LastSystemError();
-  if (feof(file->cStream)) return Error_Ended;
-  return Error_FromSystem("iFile_Error", file->name, systemError);
+  const ErrorCode systemStatus = SystemStatus(file);
+  return feof(file->cStream) ? Error_Ended : systemStatus;
+}
+
+int32_t iFile_ScanPiece(File* file, int32_t size, char* buffer, bool* endsLine) {
+  if (file == nullptr || buffer == nullptr || size < 2) return -1;
+  buffer[0] = '\0';
+  if (!PrepareFor(file, FileUse::StreamReading)) return -1;
+  // Some C libraries remember the end of the file and never see what was added since.
+  if (feof(file->cStream)) Synchronize(file);
+  clearerr(file->cStream);
+  if (fgets(buffer, size, file->cStream) == nullptr) {
+    file->lastStatus = iFile_Error(file);
+    buffer[0] = '\0';
+    return -1;
+  }
+  file->lastStatus = Error_None;
+  size_t length = strlen(buffer);
+  *endsLine = length != 0 && buffer[length - 1] == '\n';
+  while (length != 0 && (buffer[length - 1] == '\n' || buffer[length - 1] == '\r')) buffer[--length] = '\0';
+  return static_cast<int32_t>(length);
 }
 
 void iFile_SetSystemFile(File* file) {
@@ -347,21 +365,8 @@ int32_t File_Sync(File* file) {
 }
 
 int32_t File_ScanLine(File* file, int32_t size, char* buffer) {
-  if (file == nullptr || buffer == nullptr || size < 2) return -1;
-  buffer[0] = '\0';
-  if (!PrepareFor(file, FileUse::StreamReading)) return -1;
-  // Some C libraries remember the end of the file and never see what was added since.
-  if (feof(file->cStream)) Synchronize(file);
-  clearerr(file->cStream);
-  if (fgets(buffer, size, file->cStream) == nullptr) {
-    file->lastStatus = iFile_Error(file);
-    buffer[0] = '\0';
-    return -1;
-  }
-  file->lastStatus = Error_None;
-  size_t length = strlen(buffer);
-  while (length != 0 && (buffer[length - 1] == '\n' || buffer[length - 1] == '\r')) buffer[--length] = '\0';
-  return static_cast<int32_t>(length);
+  bool endsLine = false;
+  return iFile_ScanPiece(file, size, buffer, &endsLine);
 }
 
 int32_t File_GetChar(File* file, uint32_t size, char* buffer, uint32_t* remaining, char** next) {

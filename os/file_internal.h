@@ -36,6 +36,10 @@ ErrorCode iFile_OpenNew(const char* name, uint32_t mode, bool isPrivate, File** 
 // File_Close for a file that was written here: when closing fails, the incomplete file is removed.
 ErrorCode iFile_CloseComplete(File* file);
 
+// File_ScanLine that also says whether the line's LF was read; if not, there is more of the line, or the file
+// has ended. endsLine is left alone after a failure.
+int32_t iFile_ScanPiece(File* file, int32_t size, char* buffer, bool* endsLine);
+
 // File_Seek and File_Tell without the 2 GiB limit; -1 on failure. seekMode: 0, 1 or 2.
 int64_t iFile_Seek64(File* file, int32_t seekMode, int64_t offset);
 int64_t iFile_Tell64(File* file);
@@ -44,7 +48,7 @@ int64_t iFile_Tell64(File* file);
 int64_t iFile_Size64(File* file);
 
 // The file layer's own error step, for a call to the C library that has just failed on `file`: Error_Ended at
-// the end of the file, otherwise the system's error translated.
+// the end of the file, otherwise the system's error translated; never Error_None.
 ErrorCode iFile_Error(File* file);
 
 // The system file (the log) stays open until OS_Exit: File_Close on it has no effect and gives 0. Set makes

@@ -2,10 +2,13 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
 #include <sstream>
 #include <string>
+#include <thread>
 #include <vector>
 
+#include "os/os_internal.h"
 #include "qz/directory.h"
 #include "qz/file.h"
 #include "qz/os.h"
@@ -66,6 +69,15 @@ TEST_F(DirectoryListTest, ListsLongLines) {
             (Lines{"----------    1    nobody     nobody        0 Sun Jan  5 09:03:07 1997 b c" + end_,
                    "----------    1    nobody     nobody        5 Sun Jan  5 09:03:07 1997 file" + end_,
                    "d---------    1    nobody     nobody        0 Sun Jan  5 09:03:07 1997 sub/" + end_}));
+}
+
+TEST_F(DirectoryListTest, TakesNoNameForAFormat) {
+  directory_.MakeDirectory("one");
+  directory_.Write("one/50%s%n", "");
+  EXPECT_EQ(List("one", 0), 0);
+  EXPECT_EQ(Listed(), Lines{"50%s%n" + end_});
+  EXPECT_EQ(List("one", 1), 0);
+  EXPECT_EQ(Listed(), Lines{Name("one/50%s%n") + end_});
 }
 
 TEST_F(DirectoryListTest, EndsEveryLine) {
@@ -264,6 +276,51 @@ TEST_F(DirectoryIterationTest, GivesALongLineInPieces) {
   directory_.Write("list", std::string(1023, 'x') + "yz\n");
   ASSERT_EQ(Directory_StartFileList(nullptr, Name("list").c_str(), 0, 0, &list_), 0);
   EXPECT_EQ(Iterate(), (Lines{std::string(1023, 'x'), "yz"}));
+}
+
+// The line's end is all that is left of it, and no line of its own.
+TEST_F(DirectoryIterationTest, GivesALineThatJustFitsOnce) {
+  for (const char* end : {"\n", "\r\n"}) {
+    for (size_t length : {1021u, 1022u, 1023u}) {
+      directory_.Write("list", std::string(length, 'x') + end + end + "next" + end);
+      ASSERT_EQ(Directory_StartFileList(nullptr, Name("list").c_str(), 0, 0, &list_), 0);
+      EXPECT_EQ(Iterate(), (Lines{std::string(length, 'x'), "", "next"})) << length;
+      EXPECT_EQ(End(), 0);
+    }
+  }
+}
+
+TEST_F(DirectoryIterationTest, GivesALineWithoutAnEndThatJustFits) {
+  directory_.Write("list", std::string(1023, 'x'));
+  ASSERT_EQ(Directory_StartFileList(nullptr, Name("list").c_str(), 0, 0, &list_), 0);
+  EXPECT_EQ(Iterate(), Lines{std::string(1023, 'x')});
+}
+
+TEST_F(DirectoryIterationTest, JoinsNothingToTheEndOfALongLine) {
+  directory_.Write("list", std::string(1023, 'x') + "\nnext\n");
+  ASSERT_EQ(Directory_StartFileList("d", Name("list").c_str(), 0, 1, &list_), 0);
+  char line[1024] = "unset";
+  EXPECT_EQ(Directory_IterateList(list_, line), 5);
+  EXPECT_EQ(Directory_IterateList(list_, line), 0);
+  EXPECT_STREQ(line, "d/next");
+}
+
+TEST_F(DirectoryIterationTest, StartsInManyThreadsThatDrawTheSameNumbers) {
+  iOS_SetRandomSource([] { return 1; });
+  std::atomic<int> failures{0};
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 4; ++i) {
+    threads.emplace_back([&] {
+      for (int n = 0; n < 400; ++n) {
+        DirectoryList* list = nullptr;
+        if (Directory_StartList(Name("d").c_str(), 0, &list) != 0) ++failures;
+        if (list != nullptr) Directory_EndList(list);
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  iOS_SetRandomSource(nullptr);
+  EXPECT_EQ(failures, 0);
 }
 
 TEST_F(DirectoryIterationTest, RefusesNullAndAMissingListing) {

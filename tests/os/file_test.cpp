@@ -207,6 +207,7 @@ TEST_F(FileTest, ReadsNothingFromAFileOpenedForWriting) {
   char line[16] = "unset";
   EXPECT_EQ(File_ScanLine(file.get(), sizeof line, line), -1);
   EXPECT_STREQ(line, "");
+  EXPECT_LT(Stream_Error(File_GetStream(file.get())), 0);
 }
 
 // ---- lines and formatted text ------------------------------------------------------------------

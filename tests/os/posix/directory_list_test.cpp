@@ -9,7 +9,9 @@
 #include "qz/directory.h"
 #include "qz/file.h"
 #include "tests/support/file_system.h"
+#include "tests/support/os_session.h"
 #include "tests/support/temp_dir.h"
+#include "tests/support/time_zone.h"
 
 namespace {
 
@@ -51,7 +53,26 @@ TEST_F(DirectoryListOnPosixTest, LeavesOutLinesThatAreTooLong) {
   EXPECT_EQ(Directory_GetList(directory_.Name(name).c_str(), 1, directory_.Name("list").c_str()), 0);
   const std::string text = directory_.Read("list");
   EXPECT_EQ(text.size(), 1024u);
-  EXPECT_EQ(text, directory_.Name(name) + "/" + std::string(shorter, 'a') + "\n");
+  const std::string longest = directory_.Name(name) + "/" + std::string(shorter, 'a');
+  EXPECT_EQ(text, longest + "\n");
+
+  OSSession session;
+  DirectoryList* list = nullptr;
+  ASSERT_EQ(Directory_StartList(directory_.Name(name).c_str(), 1, &list), 0);
+  char line[1024];
+  EXPECT_EQ(Directory_IterateList(list, line), 0);
+  EXPECT_EQ(line, longest);
+  EXPECT_EQ(Directory_IterateList(list, line), 4);
+  EXPECT_EQ(Directory_EndList(list), 0);
+}
+
+TEST_F(DirectoryListOnPosixTest, ListsLocalTimes) {
+  directory_.Write("d/file", "abcde");
+  directory_.SetModified("d/file", 852454987);
+  TimeZone zone("EST5EDT");
+  EXPECT_EQ(List(2), 0);
+  EXPECT_EQ(directory_.Read("list"),
+            "----------    1    nobody     nobody        5 Sun Jan  5 04:03:07 1997 file\n");
 }
 
 TEST_F(DirectoryListOnPosixTest, ListsALinkAsWhatItLeadsTo) {
