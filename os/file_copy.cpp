@@ -140,6 +140,17 @@ bool SourceIsWhole(FileCopy* copy) {
   return iFile_Size64(copy->source) == iFile_Tell64(copy->source);
 }
 
+// A target that somebody has removed or renamed meanwhile does not stand for the source.
+bool TargetStands(FileCopy* copy) {
+  return platform::NameLeadsToDescriptor(copy->destination->removalName, copy->destination->descriptor);
+}
+
+// Whether a moved source may go once the copy is closed.
+ErrorCode CheckMove(FileCopy* copy) {
+  if (!SourceIsWhole(copy)) return Error_Ended;
+  return TargetStands(copy) ? Error_None : Error_NotFound;
+}
+
 // Closes the copy for good and frees the record; the source goes last, and only after a good close.
 ErrorCode Finish(FileCopy* copy) {
   File* destination = copy->destination;
@@ -183,7 +194,8 @@ ErrorCode File_CopyEnd(FileCopy** copy) {
   FileCopy* running = *copy;
   if (running->failure == Error_None) running->failure = MoveChunk(running);
   if (running->failure != Error_None || running->remainingBytes != 0) return running->failure;
-  if (running->moves && !SourceIsWhole(running)) return running->failure = Error_Ended;
+  if (running->moves) running->failure = CheckMove(running);
+  if (running->failure != Error_None) return running->failure;
   *copy = nullptr;
   return Finish(running);
 }

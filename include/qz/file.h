@@ -177,8 +177,9 @@ QZ_API ErrorCode File_CopyStart(const char* from, const char* to, int32_t move, 
 
 /* Moves the next chunk (4096 bytes, 1048576 for files over 2 MiB). When it was the last, closes both files,
  * removes the source when moving, frees the copy and sets *copy to null. Error_None; Error_Ended when the
- * source is shorter (or, when moving, longer) than it was at the start; Error_Exceed when a write fails.
- * After a failure *copy stays, unless closing failed, and File_CopyAbort is due. Null in *copy is ignored. */
+ * source is shorter (or, when moving, longer) than it was at the start; Error_Exceed when a write fails;
+ * Error_NotFound when, moving, somebody has removed or renamed the target. After a failure *copy stays,
+ * unless closing failed, and File_CopyAbort is due. Null in *copy is ignored. */
 QZ_API ErrorCode File_CopyEnd(FileCopy** copy);
 
 /* Closes both files, removes the incomplete target, leaves the source, frees the copy and sets *copy to null.

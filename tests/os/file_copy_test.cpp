@@ -134,11 +134,12 @@ TEST_F(FileCopyTest, ReplacesNothing) {
   EXPECT_EQ(directory_.Read("d/f"), "mine");
 }
 
-TEST_F(FileCopyTest, LeavesAFileThatAppearedMeanwhile) {
+TEST_F(FileCopyTest, ReplacesNoDirectoryUnderTheSourcesName) {
   directory_.Write("f", "abc");
   directory_.MakeDirectory("d/f");
-  EXPECT_NE(Start("f", "d"), 0);  // a directory stands where the copy would
+  EXPECT_EQ(Start("f", "d"), 3);
   EXPECT_EQ(copy_, nullptr);
+  EXPECT_TRUE(directory_.List("d/f").empty());
 }
 
 TEST_F(FileCopyTest, RefusesWhatCannotBeCopied) {
@@ -207,6 +208,54 @@ TEST_F(FileCopyTest, GivesTheRenamesStatus) {
   EXPECT_EQ(copy_, nullptr);
   EXPECT_EQ(directory_.Read("f"), "abc");
   EXPECT_EQ(directory_.Read("g"), "xyz");
+}
+
+TEST_F(FileCopyTest, RenamesIntoNoDirectory) {
+  directory_.Write("f", "abc");
+  directory_.MakeDirectory("d");
+  EXPECT_LT(Start("f", "d", 1), 0);
+  EXPECT_EQ(copy_, nullptr);
+  EXPECT_EQ(directory_.Read("f"), "abc");
+  EXPECT_TRUE(directory_.List("d").empty());
+}
+
+TEST_F(FileCopyTest, ComparesRootsWithoutCase) {
+  directory_.Write("f", "abc");
+  // A rename finds no directory; a copy could not open its file.
+  const std::string to = kIsWindows ? "/c|/qz-missing/g" : "/TMP/qz-missing/g";
+  EXPECT_EQ(File_CopyStart(directory_.Name("f").c_str(), to.c_str(), 1, nullptr, nullptr, &copy_), -3);
+  EXPECT_EQ(copy_, nullptr);
+  EXPECT_EQ(directory_.Read("f"), "abc");
+}
+
+// The same place by a name with another root.
+std::string UnderAnotherRoot(const std::string& name) {
+  return kIsWindows ? name.substr(3) : "/." + name;
+}
+
+TEST_F(FileCopyTest, CopiesBetweenRootsAndThenRemovesTheSource) {
+  directory_.Write("f", Pattern(5000));
+  ASSERT_EQ(File_CopyStart(directory_.Name("f").c_str(), UnderAnotherRoot(directory_.Name("g")).c_str(), 1,
+                           nullptr, nullptr, &copy_),
+            0);
+  ASSERT_NE(copy_, nullptr);
+  EXPECT_EQ(File_CopyEnd(&copy_), 0);
+  EXPECT_TRUE(directory_.Exists("f"));
+  EXPECT_EQ(File_CopyEnd(&copy_), 0);
+  EXPECT_EQ(copy_, nullptr);
+  EXPECT_FALSE(directory_.Exists("f"));
+  EXPECT_EQ(directory_.Read("g"), Pattern(5000));
+}
+
+TEST_F(FileCopyTest, KeepsTheSourceOfAMoveThatIsAborted) {
+  directory_.Write("f", Pattern(5000));
+  ASSERT_EQ(File_CopyStart(directory_.Name("f").c_str(), UnderAnotherRoot(directory_.Name("g")).c_str(), 1,
+                           nullptr, nullptr, &copy_),
+            0);
+  EXPECT_EQ(File_CopyEnd(&copy_), 0);
+  File_CopyAbort(&copy_);
+  EXPECT_EQ(directory_.Read("f"), Pattern(5000));
+  EXPECT_FALSE(directory_.Exists("g"));
 }
 
 TEST_F(FileCopyTest, RenamesDirectoriesToo) {

@@ -113,9 +113,10 @@ TEST_F(FileStateTest, TakesThePatternsFirstMatch) {
 TEST_F(FileStateTest, NeverRemovesByAPattern) {
   directory_.Write("abc.txt", "12345");
   directory_.MakeDirectory("dir");
-  EXPECT_NE(File_Unlink(Name("a*.txt").c_str()), 0);
-  EXPECT_NE(File_Unlink(Name("di?").c_str()), 0);
-  EXPECT_NE(Directory_Delete(Name("di?").c_str()), 0);
+  const ErrorCode refused = kIsWindows ? -4 : -3;
+  EXPECT_EQ(File_Unlink(Name("a*.txt").c_str()), refused);
+  EXPECT_EQ(File_Unlink(Name("di?").c_str()), refused);
+  EXPECT_EQ(Directory_Delete(Name("di?").c_str()), refused);
   EXPECT_TRUE(directory_.Exists("abc.txt"));
   EXPECT_TRUE(directory_.Exists("dir"));
 }
@@ -161,9 +162,10 @@ TEST_F(FileStateTest, KeepsAFullDirectory) {
 }
 
 TEST_F(FileStateTest, RemovesNoRoot) {
-  EXPECT_NE(File_Unlink("/"), 0);
-  EXPECT_NE(File_Unlink("/C|"), 0);
-  EXPECT_NE(File_Unlink(""), 0);
+  const ErrorCode refused = kIsWindows ? -4 : -7;
+  EXPECT_EQ(File_Unlink("/"), refused);
+  EXPECT_EQ(File_Unlink("/C|"), refused);
+  EXPECT_EQ(File_Unlink(""), -3);
   EXPECT_EQ(File_Unlink(nullptr), -4);
 }
 
@@ -189,7 +191,7 @@ TEST_F(FileStateTest, RefusesToReplaceByRenaming) {
   EXPECT_EQ(File_Move(Name("f").c_str(), Name("g").c_str()), -1);
   EXPECT_EQ(directory_.Read("f"), "abc");
   EXPECT_EQ(directory_.Read("g"), "xyz");
-  EXPECT_NE(File_Move(Name("d").c_str(), Name("e").c_str()), 0);
+  EXPECT_LT(File_Move(Name("d").c_str(), Name("e").c_str()), 0);
   EXPECT_TRUE(directory_.Exists("d"));
 }
 

@@ -117,6 +117,20 @@ TEST_F(FileMoveAcrossTest, KeepsASourceThatGrewMeanwhile) {
   EXPECT_FALSE(directory_.Exists("other/g"));
 }
 
+TEST_F(FileMoveAcrossTest, KeepsTheSourceWhenTheTargetIsRemovedMeanwhile) {
+  directory_.Write("f", Pattern(5000));
+  ASSERT_EQ(Start("f", "other/g", 1), 0);
+  EXPECT_EQ(File_CopyEnd(&copy_), 0);
+  fs::remove(directory_.SystemName("other/g"));
+  directory_.Write("other/g", "somebody else's");
+  EXPECT_EQ(File_CopyEnd(&copy_), -3);
+  ASSERT_NE(copy_, nullptr);
+  EXPECT_EQ(File_CopyEnd(&copy_), -3);
+  File_CopyAbort(&copy_);
+  EXPECT_EQ(directory_.Read("f"), Pattern(5000));
+  EXPECT_EQ(directory_.Read("other/g"), "somebody else's");
+}
+
 TEST_F(FileMoveAcrossTest, EndsWellWhenTheSourceMayNotBeRemoved) {
   directory_.MakeDirectory("locked");
   directory_.Write("locked/f", Pattern(5000));

@@ -12,6 +12,7 @@
 #include "qz/directory.h"
 #include "tests/support/file_system.h"
 #include "tests/support/temp_dir.h"
+#include "tests/support/time_zone.h"
 
 namespace {
 
@@ -144,6 +145,22 @@ TEST_F(FileOnPosixTest, RefusesToMoveADirectoryIntoItself) {
   directory_.MakeDirectory("d");
   EXPECT_EQ(File_Move(Name("d").c_str(), Name("d/e").c_str()), -1);
   EXPECT_TRUE(directory_.Exists("d"));
+}
+
+// ---- times -------------------------------------------------------------------------------------
+
+TEST_F(FileOnPosixTest, GivesTheSameMomentInAnyTimeZone) {
+  directory_.Write("f", "abc");
+  const struct timespec times[2] = {{852454987, 987654321}, {852454987, 987654321}};
+  ASSERT_EQ(utimensat(AT_FDCWD, directory_.SystemName("f").c_str(), times, 0), 0);
+  TimeZone zone("EST5EDT");
+  FileState state;
+  EXPECT_EQ(File_GetState(Name("f").c_str(), &state), 0);
+  EXPECT_EQ(state.modificationTime.seconds, 852454987u);
+  EXPECT_EQ(state.modificationTime.milliseconds, 987u);
+  EXPECT_EQ(File_GetStateOpenFile(Open("f", 1).get(), &state), 0);
+  EXPECT_EQ(state.modificationTime.seconds, 852454987u);
+  EXPECT_EQ(state.modificationTime.milliseconds, 0u);
 }
 
 // ---- links -------------------------------------------------------------------------------------
