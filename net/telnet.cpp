@@ -174,9 +174,9 @@ ErrorCode Telnet_Log(Telnet* telnet, const char* format, ...) {
   memcpy(line, kRemarkMark, kMarkLength + 1);
   va_list arguments;
   va_start(arguments, format);
-  vsnprintf(line + kMarkLength, sizeof line - kMarkLength, format, arguments);
+  const int formatted = vsnprintf(line + kMarkLength, sizeof line - kMarkLength, format, arguments);
   va_end(arguments);
-  return WriteLogLine(telnet->log, line);
+  return formatted >= 0 ? WriteLogLine(telnet->log, line) : Error_Fail;
 }
 
 Sock* Telnet_GetSocket(Telnet* telnet) {

@@ -23,8 +23,9 @@ QZ_API Telnet* Telnet_Open(Stream* stream, Word userValue);
  * On failure the status of File_Open is returned and the old log stays. */
 QZ_API ErrorCode Telnet_SetLog(Telnet* telnet, const char* fileName);
 
-/* Writes a remark to the log: "# " and the formatted text, cut at 1022 characters, and a line end.
- * Error_NotInited when there is no log, Error_Fail when it cannot be written. */
+/* Writes a remark to the log: "# " and the formatted text, both cut at 1022 characters, and a line end unless
+ * the text brings it.
+ * Error_NotInited when there is no log, Error_Fail when it cannot be formatted or written. */
 QZ_API ErrorCode Telnet_Log(Telnet* telnet, const char* format, ...) QZ_PRINTF(2, 3);
 
 /* Returns the socket beneath the stream, still the record's; null when there is none. */
@@ -39,8 +40,9 @@ QZ_API Sock* Telnet_GetSocket(Telnet* telnet);
 QZ_API ErrorCode Telnet_ReceiveLine(Telnet* telnet, uint32_t bufferSize, uint32_t* lengthOut, char* buffer);
 
 /* Send one line, formatted or as it is: logs it with "> ", and writes it and CR LF by one write. The text is
- * at most 4093 characters; over that Error_Exceed, and nothing is logged or sent. Error_Ended when the stream
- * does not take it all; logged as "! Failed". A failing log changes nothing. */
+ * at most 4093 characters; over that, and when it cannot be formatted, Error_Exceed, and nothing is logged or
+ * sent. Error_Ended when the stream does not take it all; logged as "! Failed". A failing log changes
+ * nothing. */
 QZ_API ErrorCode Telnet_PrintLine(Telnet* telnet, const char* format, ...) QZ_PRINTF(2, 3);
 QZ_API ErrorCode Telnet_SendLine(Telnet* telnet, const char* text);
 

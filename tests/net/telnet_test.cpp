@@ -138,6 +138,18 @@ TEST_F(TelnetTest, HoldsTheByteThatDoesNotFit) {
   EXPECT_EQ(Receive(telnet, 4), (Line{0, 2, "\n"}));
 }
 
+TEST_F(TelnetTest, HoldsBytesAbove127) {
+  Open(
+      "abc\xff\xe9"
+      "de\x80\r\n");
+  EXPECT_EQ(Receive(telnet, 4), (Line{0, 4, "abc"}));
+  EXPECT_EQ(Receive(telnet, 4), (Line{0, 4,
+                                      "\xff\xe9"
+                                      "d"}));
+  EXPECT_EQ(Receive(telnet, 3), (Line{0, 3, "e\x80"}));
+  EXPECT_EQ(Receive(telnet, 3), (Line{0, 2, "\n"}));
+}
+
 TEST_F(TelnetTest, NeedsNoRoomForTheLineFeed) {
   Open("abc\r\nd\r\n");
   EXPECT_EQ(Receive(telnet, 5), (Line{0, 5, "abc\n"}));
@@ -325,6 +337,19 @@ TEST_F(TelnetTest, CutsALogLineAt1022Characters) {
   EXPECT_EQ(Telnet_Log(telnet, "%s", std::string(3000, 'u').c_str()), 0);
   EXPECT_EQ(Logged(), "< " + std::string(1019, 'r') + "\n< " + std::string(1020, 's') + "\n< " +
                           std::string(1020, 't') + "\n# " + std::string(1020, 'u') + "\n");
+}
+
+TEST_F(TelnetTest, EndsALogLineOnce) {
+  Open("");
+  ASSERT_EQ(Telnet_SetLog(telnet, kLog), 0);
+  EXPECT_EQ(Telnet_Log(telnet, "ended\n"), 0);
+  EXPECT_EQ(Telnet_Log(telnet, "%s", ""), 0);
+  EXPECT_EQ(Telnet_Log(telnet, "\r"), 0);
+  EXPECT_EQ(Telnet_Log(telnet, "%s\n", std::string(1019, 'a').c_str()), 0);
+  EXPECT_EQ(Telnet_Log(telnet, "%s\n", std::string(1020, 'b').c_str()), 0);
+  EXPECT_EQ(Telnet_Log(telnet, "%s\n", std::string(1021, 'c').c_str()), 0);
+  EXPECT_EQ(Logged(), "# ended\n# \n# \r\n# " + std::string(1019, 'a') + "\n# " + std::string(1020, 'b') +
+                          "\n# " + std::string(1020, 'c') + "\n");
 }
 
 TEST_F(TelnetTest, GivesNotInited_WhenThereIsNoLog) {
