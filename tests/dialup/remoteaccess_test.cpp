@@ -89,6 +89,25 @@ TEST_F(RemoteAccessTest, ListsAnEntryOfTheGreatestLength) {
   EXPECT_EQ(List(1024), std::string(256, 'n') + "|");
 }
 
+TEST_F(RemoteAccessTest, EndsANameThatTheServiceDoesNotEnd) {
+  AddEntry("x");
+  memset(fake->entries[0].name, 'n', sizeof fake->entries[0].name);
+  EXPECT_EQ(List(1024), std::string(256, 'n') + "|");
+  memset(AddConnection(5, "x", kConnected).entry, 'n', 257);
+  EXPECT_EQ(RemoteAccess_IsConnected(std::string(256, 'n').c_str()), 1);
+  EXPECT_EQ(RemoteAccess_IsConnected(std::string(257, 'n').c_str()), 0);
+}
+
+TEST_F(RemoteAccessTest, BelievesNoCountBeyondTheRoom) {
+  AddEntry("one");
+  AddConnection(5, "one", kDialling);
+  fake->countedTooMuch = 0xFFFFFF00;
+  EXPECT_EQ(List(1024), "one|");
+  EXPECT_EQ(RemoteAccess_IsConnected("other"), 0);
+  EXPECT_EQ(RemoteAccess_KillBadConnections(), 0);
+  EXPECT_EQ(fake->hangUps, 1u);
+}
+
 TEST_F(RemoteAccessTest, ListsNoNameInThreeBytesOrLess) {
   AddEntry("a");
   for (const uint32_t size : {0u, 1u, 2u, 3u}) EXPECT_EQ(List(size), "") << size;
@@ -335,6 +354,27 @@ TEST_F(SockDialUp, DialsBeforeAHostIsResolved) {
   Resolve();
   EXPECT_EQ(fake->dials, 1u);
   Sock_Delete(sock);
+}
+
+// Each of the calls that need the network dials by itself.
+TEST_F(SockDialUp, DialsBeforeBindingConnectingAndListening) {
+  ASSERT_EQ(Sock_SetRemoteAccess("isp", 1), 0);
+  using Call = ErrorCode (*)(Sock*);
+  const Call calls[] = {
+      [](Sock* sock) { return Sock_Bind(sock, nullptr, 0); },
+      [](Sock* sock) { return Sock_Bind(sock, "127.0.0.1", 0); },
+      [](Sock* sock) { return Sock_Connect(sock, "127.0.0.1", loopback::UnusedPort()); },
+      [](Sock* sock) { return Sock_Listen(sock, 0); },
+  };
+  uint32_t dials = 0;
+  for (const Call& call : calls) {
+    Sock* sock = nullptr;
+    ASSERT_EQ(Sock_NewCreate(&sock), 0);
+    EXPECT_EQ(fake->dials, dials);
+    call(sock);
+    EXPECT_EQ(fake->dials, ++dials);
+    Sock_Delete(sock);
+  }
 }
 
 TEST_F(SockDialUp, DialsBeforeListening) {

@@ -37,7 +37,7 @@ FakeService* State() {
 uint32_t EnumerateEntries(platform::DialEntry* entries, uint32_t* sizeBytes, uint32_t* count) {
   CheckSize(entries->size, 264);
   const uint32_t needed = state.entryCount * 264;
-  *count = state.entryCount;
+  *count = state.entryCount + state.countedTooMuch;
   if (state.entriesNeedNothing) {
     *sizeBytes = 0;
     return 0;
@@ -81,7 +81,7 @@ uint32_t EnumerateConnections(platform::DialConnection* connections, uint32_t* s
   if (state.enumerateConnectionsError != 0) return state.enumerateConnectionsError;
   const uint32_t alive = CountAlive();
   const uint32_t needed = alive * 412;
-  *count = alive;
+  *count = alive + state.countedTooMuch;
   const bool fits = *sizeBytes >= needed;
   *sizeBytes = needed;
   if (!fits) return kBufferTooSmall;

@@ -37,6 +37,7 @@ struct FakeService {
   uint32_t dialError;
   uint32_t dialState;       // of a connection that was dialled
   bool entriesNeedNothing;  // asking for the size gives 0
+  uint32_t countedTooMuch;  // entries and connections that are counted and not given
 
   // What was called.
   uint32_t dials;
