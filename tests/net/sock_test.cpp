@@ -146,8 +146,10 @@ TEST_F(SockTest, CopiesNoNameWhenItFails) {
   ASSERT_EQ(Sock_NewCreate(&sock), 0);
   Sock_Close(sock);
   uint8_t address[4] = {9, 9, 9, 9};
-  EXPECT_EQ(Sock_GetSockName(sock, address, nullptr), 7);
-  EXPECT_EQ(address[0], 9);
+  uint8_t port[2] = {9, 9};
+  EXPECT_EQ(Sock_GetSockName(sock, address, port), 7);
+  EXPECT_EQ(memcmp(address, "\x9\x9\x9\x9", 4), 0);
+  EXPECT_EQ(memcmp(port, "\x9\x9", 2), 0);
 }
 
 TEST_F(SockTest, LooksAllOnesUpByName) {
@@ -376,6 +378,17 @@ TEST_F(SockTest, ShutsOneDirectionDown) {
   EXPECT_EQ(Sock_GetError(sock), 4);
 }
 
+TEST_F(SockTest, GivesFail_WhenThereIsNothingToShutDown) {
+  ASSERT_EQ(Sock_NewCreate(&sock), 0);
+  EXPECT_EQ(Sock_Shutdown(sock, 2), -1);
+  EXPECT_EQ(Sock_GetError(sock), -1);
+  Sock_Delete(sock);
+  Open();
+  // Only 0, 1 and 2 are directions.
+  EXPECT_EQ(Sock_Shutdown(sock, 3), -1);
+  EXPECT_EQ(Sock_Write(sock, 2, "hi"), 2u);
+}
+
 TEST_F(SockTest, LeavesNothingBehind_WhenOpeningFails) {
   Sock* other = reinterpret_cast<Sock*>(&listener);
   EXPECT_EQ(Sock_OpenConnectBuffer(1, "127.0.0.1", loopback::UnusedPort(), &other), -5);
@@ -402,6 +415,8 @@ TEST_F(SockTest, RefusesNullArguments) {
   EXPECT_EQ(Sock_ReadAvail(sock, nullptr), -4);
   EXPECT_EQ(Sock_Read(nullptr, 1, &count), 0u);
   EXPECT_EQ(Sock_Write(nullptr, 1, &count), 0u);
+  // Reading and writing keep the refusal, as they have no other way to tell it.
+  EXPECT_EQ(Sock_GetError(sock), 0);
   EXPECT_EQ(Sock_Read(sock, 1, nullptr), 0u);
   EXPECT_EQ(Sock_GetError(sock), -4);
   EXPECT_EQ(Sock_Write(sock, 1, nullptr), 0u);
