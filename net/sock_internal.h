@@ -65,12 +65,6 @@ extern const StreamOperations kSockOperations;
 // A new record for an open descriptor, counted as alive; null when memory runs out.
 Sock* iSock_NewRecord(platform::SocketDescriptor descriptor);
 
-// How a wait ended.
-enum class SockWait { Ready, Timeout, Closed, Failed };
-
-// Waits for `events` until they are seen (*seen), the time is over, or another thread closes the socket.
-SockWait iSock_Wait(const SockUse& use, uint32_t events, uint64_t milliseconds, uint32_t* seen);
-
 // The time limit of every wait of Connect, Accept, Read and Write: 61,000 milliseconds.
 uint32_t iSock_GetWaitMilliseconds();
 

@@ -24,6 +24,26 @@ ErrorCode LastError(const char* context, ErrorCode otherwise) {
   return status != Error_None ? status : otherwise;
 }
 
+// Waits until one of `events` is seen (*seen): None then, Timeout when the time is over, Cancel when another
+// thread closes the socket, or the system's reason, labelled with the context.
+ErrorCode Wait(const SockUse& use, uint32_t events, uint64_t milliseconds, const char* context,
+               uint32_t* seen) {
+  const uint64_t deadline = platform::MonotonicMilliseconds() + milliseconds;
+  uint64_t left = milliseconds;
+  for (;;) {
+    const uint64_t slice = left < kSliceMilliseconds ? left : kSliceMilliseconds;
+    *seen = platform::SocketWait(use.descriptor(), events, static_cast<uint32_t>(slice));
+    if (*seen == platform::SocketEvents_None) {
+      const uint64_t now = platform::MonotonicMilliseconds();
+      if (now >= deadline) return Error_Timeout;
+      left = deadline - now;
+    }
+    if (!use.isOpen()) return Error_Cancel;
+    if (*seen == platform::SocketEvents_Failed) return LastError(context, Error_Ended);
+    if (*seen != platform::SocketEvents_None) return Error_None;
+  }
+}
+
 // The contexts that failures of one kind of wait are labelled with.
 struct WaitLabels {
   const char* failed;
@@ -38,25 +58,25 @@ ErrorCode Await(const SockUse& use, uint32_t event, const WaitLabels& labels) {
   uint32_t events = event | platform::SocketEvents_Exception;
   for (;;) {
     uint32_t seen = 0;
-    switch (iSock_Wait(use, events, iSock_GetWaitMilliseconds(), &seen)) {
-      case SockWait::Timeout:
-        return Error_Timeout;
-      case SockWait::Closed:
-        return Error_Cancel;
-      case SockWait::Failed:
-        return LastError(labels.failed, Error_Ended);
-      case SockWait::Ready:
-        break;
-    }
+    ErrorCode status = Wait(use, events, iSock_GetWaitMilliseconds(), labels.failed, &seen);
+    if (status != Error_None) return status;
     if ((seen & platform::SocketEvents_Exception) != 0) {
       const uint32_t error = platform::SocketPendingError(use.descriptor());
-      const ErrorCode status = Error_FromSocket(labels.exception, nullptr, error);
+      status = Error_FromSocket(labels.exception, nullptr, error);
       if (status != Error_None) return status;
       // Urgent data is no failure: a transfer that ended here would take a part for the whole.
       events = event;
     }
     if ((seen & event) != 0) return Error_None;
   }
+}
+
+// What reading and writing begin with: the status of the call before is forgotten. False when no byte is to
+// be moved.
+bool BeginTransfer(Sock* sock, uint32_t count, const void* buffer) {
+  const bool isRefused = count != 0 && buffer == nullptr;
+  iSock_Store(sock, isRefused ? Error_Invalid : Error_None);
+  return count != 0 && !isRefused;
 }
 
 uint32_t TakeAhead(Sock* sock, uint32_t count, uint8_t* buffer) {
@@ -114,13 +134,7 @@ bool GoesOn(const SockUse& use) {
 
 uint32_t ReadMethod(Stream* stream, uint32_t count, void* buffer) {
   auto* sock = reinterpret_cast<Sock*>(stream);
-  sock->status.store(Error_None);
-  if (count == 0) return 0;
-  if (buffer == nullptr) {
-    iSock_Store(sock, Error_Invalid);
-    return 0;
-  }
-
+  if (!BeginTransfer(sock, count, buffer)) return 0;
   SockUse use(sock);
   auto* bytes = static_cast<uint8_t*>(buffer);
   uint32_t done = 0;
@@ -143,13 +157,7 @@ bool IsWorthWaiting(uint32_t error, bool hasWaited) {
 
 uint32_t WriteMethod(Stream* stream, uint32_t count, const void* buffer) {
   auto* sock = reinterpret_cast<Sock*>(stream);
-  sock->status.store(Error_None);
-  if (count == 0) return 0;
-  if (buffer == nullptr) {
-    iSock_Store(sock, Error_Invalid);
-    return 0;
-  }
-
+  if (!BeginTransfer(sock, count, buffer)) return 0;
   SockUse use(sock);
   const auto* bytes = static_cast<const uint8_t*>(buffer);
   uint32_t done = 0;
@@ -202,16 +210,9 @@ ErrorCode Select(Sock* sock, uint32_t event, uint64_t milliseconds) {
   SockUse use(sock);
   if (!use.isOpen()) return iSock_Store(sock, Error_Cancel);
   uint32_t seen = 0;
-  switch (iSock_Wait(use, event | platform::SocketEvents_Exception, milliseconds, &seen)) {
-    case SockWait::Timeout:
-      return iSock_Store(sock, Error_Timeout);
-    case SockWait::Closed:
-      return iSock_Store(sock, Error_Cancel);
-    case SockWait::Failed:
-      return iSock_Store(sock, LastError(kWriteLabels.exception, Error_Fail));
-    case SockWait::Ready:
-      break;
-  }
+  const uint32_t events = event | platform::SocketEvents_Exception;
+  const ErrorCode waited = Wait(use, events, milliseconds, kWriteLabels.exception, &seen);
+  if (waited != Error_None) return iSock_Store(sock, waited);
   // Some systems show a connection attempt that failed as room to write. Only then is the error asked for
   // without an exception, as asking clears it and a reader needs it.
   const bool endsAttempt = event == platform::SocketEvents_Write && sock->status.load() == Error_Block;
@@ -236,16 +237,8 @@ auto WithoutBlocking(const SockUse& use, uint32_t* error, Call call) {
 ErrorCode AwaitConnection(const SockUse& use) {
   uint32_t seen = 0;
   const uint32_t events = platform::SocketEvents_Write | platform::SocketEvents_Exception;
-  switch (iSock_Wait(use, events, iSock_GetWaitMilliseconds(), &seen)) {
-    case SockWait::Timeout:
-      return Error_Timeout;
-    case SockWait::Closed:
-      return Error_Cancel;
-    case SockWait::Failed:
-      return LastError("Sock_Connect", Error_Fail);
-    case SockWait::Ready:
-      break;
-  }
+  const ErrorCode waited = Wait(use, events, iSock_GetWaitMilliseconds(), "Sock_Connect", &seen);
+  if (waited != Error_None) return waited;
   const uint32_t error = platform::SocketPendingError(use.descriptor());
   if (error == 0 && (seen & platform::SocketEvents_Write) == 0) return Error_Fail;
   return Error_FromSocket("Sock_Connect", nullptr, error);
@@ -298,23 +291,6 @@ uint32_t iSock_GetWaitMilliseconds() {
 
 void iSock_SetWaitMilliseconds(uint32_t milliseconds) {
   waitMilliseconds.store(milliseconds != 0 ? milliseconds : kUsualWaitMilliseconds);
-}
-
-SockWait iSock_Wait(const SockUse& use, uint32_t events, uint64_t milliseconds, uint32_t* seen) {
-  const uint64_t deadline = platform::MonotonicMilliseconds() + milliseconds;
-  uint64_t left = milliseconds;
-  for (;;) {
-    const uint64_t slice = left < kSliceMilliseconds ? left : kSliceMilliseconds;
-    *seen = platform::SocketWait(use.descriptor(), events, static_cast<uint32_t>(slice));
-    if (*seen == platform::SocketEvents_None) {
-      const uint64_t now = platform::MonotonicMilliseconds();
-      if (now >= deadline) return SockWait::Timeout;
-      left = deadline - now;
-    }
-    if (!use.isOpen()) return SockWait::Closed;
-    if (*seen == platform::SocketEvents_Failed) return SockWait::Failed;
-    if (*seen != platform::SocketEvents_None) return SockWait::Ready;
-  }
 }
 
 ErrorCode Sock_Accept(Sock* listener, Sock** sock) {
