@@ -22,10 +22,11 @@ struct Sock {
   std::atomic<platform::SocketDescriptor> descriptor{platform::kNoSocket};
   std::atomic<ErrorCode> status{Error_None};
   std::atomic<uint32_t> operationsInside{0};
-  std::atomic<bool> nonBlocking{false};  // what Sock_SetAsync asked for
-  bool expectsData = false;              // the last read suggests that the next one need not wait
-  uint32_t aheadStart = 0;               // first byte read ahead and not handed out
-  std::atomic<uint32_t> aheadCount{0};   // how many there are
+  std::atomic<bool> nonBlocking{false};   // what Sock_SetAsync asked for
+  std::atomic<bool> isConnecting{false};  // an attempt was begun, and its end was not seen
+  bool expectsData = false;               // the last read suggests that the next one need not wait
+  uint32_t aheadStart = 0;                // first byte read ahead and not handed out
+  std::atomic<uint32_t> aheadCount{0};    // how many there are
   uint8_t ahead[kSockReadAheadBytes];
 };
 

@@ -94,6 +94,7 @@ int64_t Receive(const SockUse& use, uint32_t count, uint8_t* buffer) {
   const bool small = count < kSockReadAheadBytes;
   const uint32_t asked = small ? kSockReadAheadBytes : count;
   const int64_t received = platform::SocketReceive(use.descriptor(), asked, small ? sock->ahead : buffer);
+  if (received >= 0) sock->isConnecting.store(false);
   // What filled its room has likely left more behind.
   sock->expectsData = received == asked;
   if (!small || received <= 0) return received;
@@ -172,6 +173,7 @@ uint32_t WriteMethod(Stream* stream, uint32_t count, const void* buffer) {
     const int64_t sent =
         platform::SocketSend(use.descriptor(), count - done, bytes + done, sock->nonBlocking.load());
     if (sent > 0) {
+      sock->isConnecting.store(false);
       done += static_cast<uint32_t>(sent);
     } else if (sent < 0 && IsWorthWaiting(platform::LastSocketError(), hasWaited)) {
       status = Await(use, platform::SocketEvents_Write, kWriteLabels);
@@ -215,7 +217,7 @@ ErrorCode Select(Sock* sock, uint32_t event, uint64_t milliseconds) {
   if (waited != Error_None) return iSock_Store(sock, waited);
   // Some systems show a connection attempt that failed as room to write. Only then is the error asked for
   // without an exception, as asking clears it and a reader needs it.
-  const bool endsAttempt = event == platform::SocketEvents_Write && sock->status.load() == Error_Block;
+  const bool endsAttempt = event == platform::SocketEvents_Write && sock->isConnecting.exchange(false);
   if ((seen & platform::SocketEvents_Exception) != 0 || endsAttempt) {
     const uint32_t error = platform::SocketPendingError(use.descriptor());
     if (error != 0) return iSock_Store(sock, Error_FromSocket(kWriteLabels.exception, nullptr, error));
@@ -312,7 +314,9 @@ ErrorCode Sock_Connect(Sock* sock, const char* host, uint16_t port) {
     return iSock_Store(sock, status);
   if (memcmp(address.address, kNoAddress, sizeof kNoAddress) == 0) return iSock_Store(sock, Error_Invalid);
   SockUse use(sock);
-  return iSock_Store(sock, Connect(use, address));
+  const ErrorCode status = Connect(use, address);
+  sock->isConnecting.store(status == Error_Block || status == Error_Timeout);
+  return iSock_Store(sock, status);
 }
 
 ErrorCode Sock_SelectRead(Sock* sock, uint32_t seconds, uint32_t microseconds) {

@@ -8,7 +8,8 @@
  *
  * Needs OS_Init. Every call that returns a status also leaves it with the socket as its last status
  * (Sock_GetError), unless said otherwise; system errors are translated by Error_FromSocket. A null socket
- * gives Error_Invalid. After Sock_Close every call gives Error_Cancel.
+ * and other nulls that are not allowed give Error_Invalid, which only Read and Write leave with the socket.
+ * After Sock_Close every call that needs the connection gives Error_Cancel.
  *
  * Threads: any thread may use a socket, one thread at a time in each direction. Sock_Close from another
  * thread ends a wait with Error_Cancel within a second; Sock_Delete while another thread is inside a call is
@@ -54,8 +55,8 @@ QZ_API ErrorCode Sock_Accept(Sock* listener, Sock** sock);
  * host: dotted address or name (at most 255 bytes), not null. port: host byte order.
  * Error_NotFound or Error_Retry when the name is not found, Error_NoAccess when refused, Error_Invalid for
  * null and for a host at address 255.255.255.255, Error_Timeout, Error_Cancel; Error_Block in non-blocking
- * mode: the attempt goes on. Sock_SelectWrite then tells its end: Error_Block, the status kept from here,
- * when connected, else the failure; Read and Write wait for it. */
+ * mode: the attempt goes on. Sock_SelectWrite then tells its end: the failure, or when connected the status
+ * that the call before it left, which is Error_Block after this one. Read and Write wait for it. */
 QZ_API ErrorCode Sock_Connect(Sock* sock, const char* host, uint16_t port);
 
 /* Ends a direction of the connection. how: the system's number, 0 receiving, 1 sending, 2 both. */

@@ -127,6 +127,48 @@ TEST_F(SockTransfer, TellsByWritabilityHowAnAsyncConnectionEnded) {
   EXPECT_EQ(Sock_GetError(sock), 0);
 }
 
+// A caller that waits in slices has other statuses between the attempt and its end.
+TEST_F(SockTransfer, TellsThatAnAsyncConnectionFailed_WhateverCameBetween) {
+  for (const bool isCleared : {false, true}) {
+    loopback::Listener full(0);
+    std::vector<loopback::Connection> waiting;
+    for (int i = 0; i < 4; ++i) waiting.push_back(loopback::Connect(full.port(), 100));
+    ASSERT_EQ(Sock_NewCreate(&sock), 0);
+    ASSERT_EQ(Sock_SetAsync(sock, 1), 0);
+    ASSERT_EQ(Sock_Connect(sock, "127.0.0.1", full.port()), 6);
+    EXPECT_EQ(Sock_SelectWrite(sock, 0, 50000), 8);
+    if (isCleared) {
+      EXPECT_EQ(Sock_Write(sock, 0, nullptr), 0u);
+      EXPECT_EQ(Sock_GetError(sock), 0);
+    }
+    // The next attempt of the system to reach the port is refused.
+    full.Close();
+    waiting.clear();
+    EXPECT_EQ(Sock_SelectWrite(sock, 20, 0), -5);
+    EXPECT_EQ(Sock_GetError(sock), -5);
+    Sock_Delete(sock);
+    sock = nullptr;
+  }
+}
+
+// The error that ends a connection is the reader's: a wait for room that took it would leave the reader a
+// plain end.
+TEST_F(SockTransfer, LeavesAResetToTheReader_WhenTheConnectionWasMadeLongAgo) {
+  ASSERT_EQ(Sock_NewCreate(&sock), 0);
+  ASSERT_EQ(Sock_SetAsync(sock, 1), 0);
+  ASSERT_NE(Sock_Connect(sock, "127.0.0.1", listener.port()), -1);
+  peer = listener.Accept();
+  ASSERT_TRUE(peer.IsOpen());
+  ASSERT_EQ(Sock_Write(sock, 2, "hi"), 2u);
+  std::string got;
+  ASSERT_EQ(peer.ReceiveExactly(&got, 2), loopback::Result::Data);
+  peer.Reset();
+  EXPECT_EQ(Sock_SelectRead(sock, 5, 0), 0);
+  EXPECT_EQ(Sock_SelectWrite(sock, 5, 0), 0);
+  EXPECT_EQ(Read(1), "");
+  EXPECT_EQ(Sock_GetError(sock), 9);
+}
+
 TEST_F(SockTransfer, GivesTimeout_WhenNoConnectionIsMade) {
   // A listener whose queue is full does not answer.
   loopback::Listener full(0);
