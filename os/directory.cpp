@@ -17,12 +17,21 @@ ErrorCode Create(const char* name) {
   return Error_FromSystem("CreateDirectory", name, platform::LastSystemError());
 }
 
+// Another thread or program may make the directory in the moment before this does.
+ErrorCode CreateUnlessThere(const char* name) {
+  const ErrorCode status = Create(name);
+  if (status == Error_None) return Error_None;
+  FileState state;
+  const bool isThere = File_GetState(name, &state) == Error_None && state.isDirectory != 0;
+  return isThere ? Error_None : status;
+}
+
 // The status of a name that is to be a directory.
 ErrorCode FindOrCreate(const char* name, bool create, int32_t* isFile) {
   FileState state;
   const ErrorCode status = File_GetState(name, &state);
   if (status != Error_None) return status;
-  if (state.exists == 0) return create ? Create(name) : Error_NotFound;
+  if (state.exists == 0) return create ? CreateUnlessThere(name) : Error_NotFound;
   if (state.isDirectory != 0) return Error_None;
   if (isFile != nullptr) *isFile = 1;
   return Error_Exists;

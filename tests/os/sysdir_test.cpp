@@ -1,6 +1,7 @@
 // The system directories: their sources, their fallbacks, their return after they were deleted.
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <fstream>
 #include <string>
 
@@ -8,6 +9,7 @@
 #include "qz/error.h"
 #include "qz/file.h"
 #include "qz/os.h"
+#include "qz/thread.h"
 #include "tests/support/environment.h"
 #include "tests/support/error_capture.h"
 #include "tests/support/os_session.h"
@@ -112,6 +114,36 @@ TEST_F(SysDirs, AreMadeAgain_WhenTheyWereDeleted) {
   fs::remove_all(BesideProgram("Cache"));
   EXPECT_EQ(Directory(SysDir_Cache), cache);
   EXPECT_TRUE(fs::is_directory(BesideProgram("Cache")));
+}
+
+// What eight threads got for the same directory, all asking at once.
+struct Askers {
+  static constexpr int kCount = 8;
+  std::atomic<int> ready{0};
+  std::atomic<int> refused{0};
+  std::atomic<int> done{0};
+
+  static int32_t Run(void* argument) {
+    auto* askers = static_cast<Askers*>(argument);
+    char buffer[1024];
+    ++askers->ready;
+    while (askers->ready != kCount) Thread_Yield();
+    if (File_GetSysDir(SysDir_Cache, buffer) != 0) ++askers->refused;
+    ++askers->done;
+    return 0;
+  }
+};
+
+TEST_F(SysDirs, AreMadeAgainForEveryThread_WhenManyAskAtOnce) {
+  ASSERT_EQ(Init(), 0);
+  for (int round = 0; round < 50; ++round) {
+    fs::remove_all(BesideProgram("Cache"));
+    Askers askers;
+    for (int i = 0; i < Askers::kCount; ++i) Thread_Delete(Thread_New(Askers::Run, &askers));
+    for (int i = 0; i < 10000 && askers.done != Askers::kCount; ++i) OS_Delay(0.001f);
+    ASSERT_EQ(askers.done, 8);
+    EXPECT_EQ(askers.refused, 0) << round;
+  }
 }
 
 TEST_F(SysDirs, GiveNotFound_WhenTheyCannotBeMadeAgain) {
