@@ -253,6 +253,7 @@ ErrorCode WinOSRegistry_SetStringEntry(const char* path, const char* valueName, 
   if (const ErrorCode status = ParsePath(path, &parsed); status != Error_None) return status;
   if (!platform::HasRegistry()) return Error_System;
   Key key;
+  // Kept: created even to delete a value in it; after any call programs find the key there.
   const uint32_t result = platform::CreateRegistryKey(parsed.root, parsed.key, key.out());
   if (result != 0) return Error_FromSystem(kContext, "RegCreateKeyEx", result);
   if (text == nullptr) {
@@ -289,8 +290,9 @@ int32_t WinOSRegistry_EntryExists(const char* path, const char* valueName) {
 
 ErrorCode WinOSRegistry_GetApplicationStringEntry(const char* key, const char* valueName, uint32_t size,
                                                   char* buffer) {
-  if (key == nullptr || buffer == nullptr) return Error_Invalid;
+  if (buffer == nullptr) return Error_Invalid;
   if (size != 0) buffer[0] = '\0';
+  if (key == nullptr) return Error_Invalid;
   // Kept: an empty company name leaves an empty component; that is the path at which applications store.
   Path path = "HKEY_CURRENT_USER";
   for (const char* component : {"Software", OS_GetCompanyName(), OS_GetApplicationName(), key}) {

@@ -34,7 +34,8 @@ QZ_API const char* WinOSRegistry_HKEYToString(Word root);
  * bytes or more, which is reported. */
 QZ_API char* WinOSRegistry_BuildPath(char* result, const char* root, ...);
 
-/* Sets a text value; creates the key, and those above it, when missing. text: null deletes the value. */
+/* Sets a text value. text: null deletes the value. Either way the key, and those above it, are created when
+ * missing. */
 QZ_API ErrorCode WinOSRegistry_SetStringEntry(const char* path, const char* valueName, const char* text);
 
 /* Reads a text value, an expandable one as it stands.

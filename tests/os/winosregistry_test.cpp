@@ -181,6 +181,12 @@ TEST(WinOSRegistry, RefusesNowhereToPutAValue) {
   EXPECT_EQ(WinOSRegistry_GetApplicationStringEntry("key", "v", 10, nullptr), -4);
 }
 
+TEST(WinOSRegistry, EmptiesTheBuffer_WhenNoKeyOfTheApplicationIsGiven) {
+  char buffer[16] = "as was";
+  EXPECT_EQ(WinOSRegistry_GetApplicationStringEntry(nullptr, "v", sizeof buffer, buffer), -4);
+  EXPECT_STREQ(buffer, "");
+}
+
 // ---- identifiers --------------------------------------------------------------------------------
 
 constexpr uint8_t kGuid[16] = {0x78, 0x56, 0x34, 0x12, 0xBC, 0x9A, 0xF0, 0xDE,
