@@ -52,9 +52,10 @@ enum OSInitCode {
  * library is down, but the services of codes 4 to 6 that were applied stay. */
 QZ_API ErrorCode OS_Init(const char* applicationName, ...);
 
-/* Takes the library down: stops the socket layer, closes the log file, and undoes the services that OS_Init's
- * list asked for. Nothing happens while the library is down. Everything made with the library should have
- * been released before; threads may still run. ignored: any value. */
+/* Takes the library down: stops the socket layer, closes the log file (and removes it when it was marked
+ * temporary), and undoes the services that OS_Init's list asked for. Nothing happens while the library is
+ * down. Everything made with the library should have been released before; threads may still run. ignored:
+ * any value. */
 QZ_API void OS_Exit(int32_t ignored);
 
 /* Return the names that OS_Init set, "" before that; the company name is "" when none was given. The texts

@@ -208,7 +208,55 @@ TEST_F(OSInit, ExitLeavesTheIdentifiersThatTheListDidNotSet) {
   EXPECT_EQ(WinOSRegistry_GetID(1), kOtherGuid);
 }
 
+TEST_F(OSInit, AppliesNothing_WhenACodeIsNone) {
+  const std::string nameBefore = OS_GetApplicationName();
+  EXPECT_EQ(OS_Init("other", 2, 4, Word{0x1234}, Word{0}, 6, kGuid, 3, "A", 9, 0), -1);
+  EXPECT_EQ(iOS_GetInstance(), 0u);
+  EXPECT_EQ(WinOSRegistry_GetID(0), nullptr);
+  EXPECT_EQ(OS_GetApplicationName(), nameBefore);
+  EXPECT_STREQ(OS_GetCompanyName(), "A") << "it is copied as it is read";
+}
+
 // ---- failures and cycles ------------------------------------------------------------------------
+
+// What the socket layer found when it was started.
+struct {
+  int starts = 0;
+  bool libraryIsUp = false;
+  std::string applicationName;
+  ErrorCode directories = 0;
+  const void* identifier = nullptr;
+} seenByTheSockets;
+
+ErrorCode LookAroundAndFail() {
+  char buffer[1024];
+  seenByTheSockets = {seenByTheSockets.starts + 1, iOS_IsInited(), OS_GetApplicationName(),
+                      File_GetSysDir(SysDir_Programs, buffer), WinOSRegistry_GetID(0)};
+  File* log = File_GetSysFile(0, 2);
+  if (log != nullptr) File_SetTemporary(log, 1);
+  return Error_Retry;
+}
+
+TEST_F(OSInit, StartsTheSocketLayerWhenAllElseIsReady_AndClosesTheLogWhenThatFails) {
+  const std::filesystem::path log = places_.Folder().Path() / "x.log";
+  seenByTheSockets = {};
+  iOS_SetSocketStart(LookAroundAndFail);
+  EXPECT_EQ(OS_Init(Name(), 2, 6, kGuid, 1, places_.Folder().Name("x.log").c_str(), 0), 9);
+  EXPECT_EQ(seenByTheSockets.starts, 1);
+  EXPECT_FALSE(seenByTheSockets.libraryIsUp);
+  EXPECT_EQ(seenByTheSockets.applicationName, Name());
+  EXPECT_EQ(seenByTheSockets.directories, 0);
+  EXPECT_EQ(seenByTheSockets.identifier, kGuid);
+  EXPECT_FALSE(std::filesystem::exists(log)) << "closing it removes it, because it is temporary";
+}
+
+TEST_F(OSInit, DoesNotStartTheSocketLayer_WhenAnEarlierStepFails) {
+  seenByTheSockets = {};
+  iOS_SetSocketStart(LookAroundAndFail);
+  EXPECT_EQ(OS_Init(Name(), 1, std::string(1024, 'x').c_str(), 0), 5);
+  EXPECT_EQ(OS_Init(Name(), 7, 0), -1);
+  EXPECT_EQ(seenByTheSockets.starts, 0);
+}
 
 TEST_F(OSInit, GivesTheStatusOfTheSocketLayer_AndLeavesTheServicesAndDirectoriesAsTheyAre) {
   iOS_SetSocketStart([]() -> ErrorCode { return Error_System; });
@@ -238,6 +286,18 @@ TEST_F(OSInit, CanBeRepeated) {
     EXPECT_FALSE(iOS_IsInited());
   }
   EXPECT_EQ(errors_.Lines(), Lines{});
+}
+
+TEST_F(OSInit, LeavesNothingOpen) {
+  const auto cycle = [&] {
+    ASSERT_EQ(OS_Init(Name(), 2, 5, 6, kGuid, 1, places_.Folder().Name("x.log").c_str(), 0), 0);
+    EXPECT_NE(File_GetSysFile(0, 2), nullptr);
+    OS_Exit(0);
+  };
+  cycle();
+  const int before = CountOpenHandles();
+  for (int i = 0; i < 20; ++i) cycle();
+  EXPECT_LT(CountOpenHandles(), before + 10);
 }
 
 TEST_F(OSInit, ComesUpOrGivesMemory_WhenMemoryRunsOut) {

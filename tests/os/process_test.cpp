@@ -7,7 +7,9 @@
 #include <string>
 
 #include "os/memory_internal.h"
+#include "os/os_internal.h"
 #include "os/platform/process.h"
+#include "os/sysdir_internal.h"
 #include "qz/error.h"
 #include "qz/os.h"
 #include "tests/support/child_program.h"
@@ -187,6 +189,23 @@ TEST_F(ProcessLaunch, LeavesNoRecordBehind_WhenTheChildEndedBeforeItWasLetGo) {
   EXPECT_EQ(iMemory_CountLive(), blocksBefore);
 }
 
+TEST_F(ProcessLaunch, LeavesNoHandleBehind) {
+  const auto startSome = [&] {
+    for (int i = 0; i < 10; ++i) {
+      Process* process = nullptr;
+      ASSERT_EQ(Process_Launch(programName_.c_str(), ChildCommand("exit 0").c_str(), nullptr, &process), 0);
+      if (i % 2 == 0) {
+        EXPECT_TRUE(EndsWithinTenSeconds(process));
+      }
+      Process_Detach(process);
+    }
+  };
+  startSome();
+  const int before = CountOpenHandles();
+  startSome();
+  EXPECT_LT(CountOpenHandles(), before + 5);
+}
+
 TEST(Process, RefusesNull) {
   EXPECT_EQ(Process_IsActive(nullptr), 0);
   Process_Detach(nullptr);
@@ -230,6 +249,20 @@ TEST(Process, NamesWhatTheSystemSays_ForAnInstanceThatIsNoModule) {
   if (kUnknownInstanceIsTheProgram) {
     EXPECT_EQ(name, ProgramPath().string());
   }
+}
+
+TEST(Process, GivesFailAndNoName_WhenTheSystemKnowsNoSuchModule) {
+  const OSPlaces places("qznomodule" + std::to_string(ProgramNumber()));
+  // A start that fails late leaves the instance behind.
+  iOS_SetSocketStart([]() -> ErrorCode { return Error_System; });
+  EXPECT_EQ(OS_Init(places.ApplicationName().c_str(), 2, 4, Word{16}, Word{0}, 0), -7);
+  iOS_SetSocketStart(nullptr);
+  iSysDir_Exit();
+  char name[1024] = "as was";
+  EXPECT_EQ(Process_GetPathname(name), kUnknownInstanceIsTheProgram ? 0 : -1);
+  EXPECT_EQ(name, kUnknownInstanceIsTheProgram ? ProgramPath().string() : "");
+  // The next start, be it one that fails at once, forgets it.
+  EXPECT_EQ(OS_Init(nullptr, 99), -1);
 }
 
 TEST(Process, HasNoNameOfItsOwn_WhereItDoesNotFit) {

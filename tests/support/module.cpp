@@ -36,6 +36,17 @@ bool IsProcessListed(uint32_t number) {
   return isRunning;
 }
 
+int CountOpenHandles() {
+  // Handles are multiples of 4, given out from below. GetProcessHandleCount is not implemented everywhere.
+  constexpr intptr_t kHighest = 0x4000;
+  int count = 0;
+  for (intptr_t handle = 4; handle <= kHighest; handle += 4) {
+    DWORD attributes = 0;
+    if (GetHandleInformation(reinterpret_cast<HANDLE>(handle), &attributes)) ++count;
+  }
+  return count;
+}
+
 OpenInheritableFile::OpenInheritableFile(const std::string& file) {
   SECURITY_ATTRIBUTES inheritable = {sizeof inheritable, nullptr, TRUE};
   handle_ = reinterpret_cast<intptr_t>(
@@ -70,6 +81,12 @@ SystemModule FindSystemModule() {
 
 bool IsProcessListed(uint32_t number) {
   return kill(static_cast<pid_t>(number), 0) == 0;
+}
+
+int CountOpenHandles() {
+  // The list itself is read through one more.
+  const std::filesystem::directory_iterator descriptors("/proc/self/fd");
+  return static_cast<int>(std::distance(begin(descriptors), end(descriptors))) - 1;
 }
 
 OpenInheritableFile::OpenInheritableFile(const std::string& file)

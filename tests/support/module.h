@@ -23,6 +23,9 @@ extern const bool kUnknownInstanceIsTheProgram;
 // Whether the system still knows a process of this number, be it only as one that has ended.
 bool IsProcessListed(uint32_t number);
 
+// Handles or descriptors that this process has open.
+int CountOpenHandles();
+
 // A file held open in a way that children would inherit.
 class OpenInheritableFile {
  public:

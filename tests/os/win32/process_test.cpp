@@ -27,6 +27,57 @@ TEST(ProcessIsActive, TakesTheExitCode259ForAChildThatRuns) {
   Process_Detach(process);
 }
 
+// The record as programs see it: number, process handle, handle of the main thread.
+struct RecordWords {
+  uint32_t number;
+  HANDLE process;
+  HANDLE mainThread;
+};
+static_assert(sizeof(RecordWords) == 12);
+
+class EndedProcess : public testing::Test {
+ protected:
+  void SetUp() override {
+    ASSERT_EQ(Process_Launch(nullptr, ChildCommand("exit 7").c_str(), nullptr, &process_), 0);
+    ASSERT_TRUE(EndsWithinTenSeconds(process_));
+    words_ = reinterpret_cast<RecordWords*>(process_);
+    own_ = *words_;
+  }
+  void TearDown() override {
+    *words_ = own_;
+    EXPECT_EQ(Process_IsActive(process_), 0);
+    Process_Detach(process_);
+  }
+
+  Process* process_ = nullptr;
+  RecordWords* words_ = nullptr;
+  RecordWords own_ = {};
+};
+
+TEST_F(EndedProcess, HasARecordOfItsNumberAndHandles) {
+  EXPECT_EQ(GetProcessId(own_.process), own_.number);
+  DWORD exitCode = 0;
+  EXPECT_NE(GetExitCodeThread(own_.mainThread, &exitCode), 0);
+  EXPECT_EQ(exitCode, 7u);
+}
+
+TEST_F(EndedProcess, CountsAsActive_WhenItsExitCodeCannotBeRead) {
+  words_->process = nullptr;
+  EXPECT_EQ(Process_IsActive(process_), 1);
+}
+
+TEST_F(EndedProcess, CountsAsActive_WhileTheMainThreadRuns) {
+  words_->mainThread = GetCurrentThread();
+  EXPECT_EQ(Process_IsActive(process_), 1);
+}
+
+TEST_F(EndedProcess, IsNotActive_WithoutAThreadHandle) {
+  words_->mainThread = nullptr;
+  EXPECT_EQ(Process_IsActive(process_), 0);
+  words_->process = GetCurrentProcess();
+  EXPECT_EQ(Process_IsActive(process_), 1);
+}
+
 // A child of this program that runs until a file appears.
 class WaitingChild {
  public:

@@ -12,6 +12,7 @@
 
 #include "qz/error.h"
 #include "qz/os.h"
+#include "tests/support/module.h"
 #include "tests/support/os_session.h"
 
 namespace {
@@ -152,6 +153,20 @@ TEST_F(WinOSRegistryKeys, GiveAnEmptyText_ForAValueOfNoBytes) {
   char buffer[4] = "###";
   EXPECT_EQ(WinOSRegistry_GetStringEntry(path_.c_str(), "v", sizeof buffer, buffer), 0);
   EXPECT_STREQ(buffer, "");
+}
+
+TEST_F(WinOSRegistryKeys, ExistWhateverTheirTypeIs) {
+  Put("number", REG_DWORD, Bytes{1, 0, 0, 0});
+  Put("bytes", REG_BINARY, Bytes(2000, 'x'));
+  for (const char* name : {"number", "bytes"}) EXPECT_EQ(WinOSRegistry_EntryExists(path_.c_str(), name), 1);
+  EXPECT_EQ(WinOSRegistry_EntryExists(path_.c_str(), nullptr), 0);
+  WinOSRegistry_SetStringEntry(path_.c_str(), nullptr, "");
+  EXPECT_EQ(WinOSRegistry_EntryExists(path_.c_str(), nullptr), 1);
+}
+
+TEST_F(WinOSRegistryKeys, AreCreated_EvenToDeleteAValueInThem) {
+  EXPECT_EQ(WinOSRegistry_SetStringEntry(Path("new\\deep").c_str(), "v", nullptr), -3);
+  EXPECT_TRUE(KeyExists("new\\deep"));
 }
 
 // ---- numbers ------------------------------------------------------------------------------------
@@ -302,6 +317,30 @@ TEST_F(WinOSRegistryKeys, AreGivenBack_EvenWhenTheCopyCannotBeDeleted) {
   EXPECT_EQ(Stored("v", "saved"), "1:theirs");
 }
 
+TEST_F(WinOSRegistryKeys, LoseNothing_WhenTheyCannotBeGivenBack) {
+  WinOSRegistry_SetStringEntry(Path("saved").c_str(), "v", "theirs");
+  WinOSRegistry_SetStringEntry(Path("used").c_str(), "v", "ours");
+  const ReadOnlyKey readOnly(key_ + "\\used");
+  EXPECT_EQ(WinOSRegistry_SetRestoreStringEntry(Path("saved").c_str(), Path("used").c_str(), "v"), -5);
+  EXPECT_EQ(Stored("v", "saved"), "1:theirs");
+  EXPECT_EQ(Stored("v", "used"), "1:ours");
+}
+
+TEST_F(WinOSRegistryKeys, AreNotTakenOver_WhenTheCopyCannotBeMade) {
+  WinOSRegistry_SetStringEntry(Path("saved").c_str(), "other", "x");
+  WinOSRegistry_SetStringEntry(Path("used").c_str(), "v", "theirs");
+  const ReadOnlyKey readOnly(key_ + "\\saved");
+  EXPECT_EQ(WinOSRegistry_SetSaveStringEntry(Path("used").c_str(), Path("saved").c_str(), "v", "ours"), -5);
+  EXPECT_EQ(Stored("v", "used"), "1:theirs");
+}
+
+TEST_F(WinOSRegistryKeys, AreTakenOverByNothing) {
+  WinOSRegistry_SetStringEntry(Path("used").c_str(), "v", "theirs");
+  EXPECT_EQ(WinOSRegistry_SetSaveStringEntry(Path("used").c_str(), Path("saved").c_str(), "v", nullptr), 0);
+  EXPECT_EQ(Stored("v", "used"), "none");
+  EXPECT_EQ(Stored("v", "saved"), "1:theirs");
+}
+
 // ---- deleting -----------------------------------------------------------------------------------
 
 TEST_F(WinOSRegistryKeys, AreDeletedWithAllTheirSubkeys) {
@@ -362,8 +401,7 @@ TEST_F(WinOSRegistryKeys, AreDeletedHoweverDeep) {
 }
 
 TEST_F(WinOSRegistryKeys, AreAllClosed) {
-  DWORD before = 0;
-  GetProcessHandleCount(GetCurrentProcess(), &before);
+  const int before = CountOpenHandles();
   char buffer[4];
   uint32_t number = 0;
   for (int i = 0; i < 50; ++i) {
@@ -375,9 +413,7 @@ TEST_F(WinOSRegistryKeys, AreAllClosed) {
     WinOSRegistry_DeleteEntry(Path("k\\v").c_str());
     WinOSRegistry_DeleteKey(Path("k").c_str());
   }
-  DWORD after = 0;
-  GetProcessHandleCount(GetCurrentProcess(), &after);
-  EXPECT_LT(after, before + 10);
+  EXPECT_LT(CountOpenHandles(), before + 10);
 }
 
 }  // namespace

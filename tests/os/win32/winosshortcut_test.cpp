@@ -99,6 +99,14 @@ TEST_F(WinOSShortcut, Fails_WhenItCannotBeSaved) {
   EXPECT_EQ(WinOSShortcut_Create("C:\\x.exe", nullptr, tooLong.c_str(), nullptr, nullptr, 0), -1);
 }
 
+TEST_F(WinOSShortcut, TakesNamesOutsideAscii) {
+  // A small u with two dots and the euro sign, in the code page that the tests run with.
+  ASSERT_EQ(GetACP(), 1252u);
+  const std::string name = (places_.Folder().Path() / "").string() + "\xFC\x80.lnk";
+  EXPECT_EQ(WinOSShortcut_Create("C:\\windows\\notepad.exe", nullptr, name.c_str(), nullptr, nullptr, 0), 0);
+  EXPECT_TRUE(std::filesystem::exists(places_.Folder().Path() / L"\u00FC\u20AC.lnk"));
+}
+
 TEST_F(WinOSShortcut, Fails_WithoutATargetOrAName) {
   EXPECT_EQ(WinOSShortcut_Create(nullptr, nullptr, Link().string().c_str(), nullptr, nullptr, 0), -1);
   EXPECT_EQ(WinOSShortcut_Create("C:\\x.exe", nullptr, nullptr, nullptr, nullptr, 0), -1);
@@ -128,6 +136,7 @@ TEST_F(WinOSShortcut, StartsTheApplicationHiddenAtLogOn) {
   EXPECT_EQ(link.description, places_.ApplicationName() + " - Autostart");
   EXPECT_EQ(link.iconFile, "");
 
+  EXPECT_EQ(Startup_InstallSelf(), 0) << "over the one that is there";
   EXPECT_EQ(Startup_UninstallSelf(), 0);
   EXPECT_EQ(File_Exists(name.c_str(), nullptr), 0);
   EXPECT_EQ(Startup_UninstallSelf(), -3);
