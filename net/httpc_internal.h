@@ -141,9 +141,10 @@ struct HTTPcHeaderState {
 ErrorCode iHTTPc_TakeHeaderLine(std::string_view line, HTTPcHeaderState* state,
                                 HTTPcResponseRecord* response);
 
-// Reads the status line and the headers and leaves the stream at the first byte of the body. Error_Invalid
-// for lines that do not parse, Error_Exceed for a line over 1024 bytes or headers over 1 MiB, Error_Timeout
-// when they have not come after ten times the limit of one wait (610 seconds), else the status of the stream.
+// Reads the status line and the headers into an empty record and leaves the stream at the first byte of the
+// body. Error_Invalid for lines that do not parse, Error_Exceed for a line over 1024 bytes or headers over 1
+// MiB, Error_Timeout when they have not come after ten times the limit of one wait (610 seconds), else the
+// status of the stream.
 ErrorCode iHTTPc_ReadResponse(Stream* stream, HTTPcResponseRecord* response, Reply* reply);
 
 // A connection record without a stream; null when memory runs out. Freed by HTTPc_Close.

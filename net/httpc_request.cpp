@@ -87,6 +87,8 @@ void WidenReceiveBuffer(HTTPc* connection) {
 }
 
 ErrorCode RunExchange(HTTPc* connection, Exchange* exchange, Reply* reply, Stream** stream) {
+  // What an earlier response said must not pass for this one's, even when none comes.
+  connection->response = {};
   WidenReceiveBuffer(connection);
   ErrorCode status = SendRequestText(connection, *exchange);
   if (status == Error_None) status = SendBody(connection, exchange);
@@ -182,7 +184,6 @@ uint32_t iHTTPc_FormatRequest(const HTTPcRequestRecord& request, const char* met
 }
 
 ErrorCode iHTTPc_ReadResponse(Stream* stream, HTTPcResponseRecord* response, Reply* reply) {
-  *response = {};
   ResponseLines lines(stream);
   char line[kHTTPcMaximumLine];
   uint32_t length = 0;
@@ -233,6 +234,7 @@ ErrorCode HTTPc_Post(HTTPc* connection, const char* uri, uint32_t bodyLength, St
   if (reply != nullptr) *reply = {};
   if (connection == nullptr || uri == nullptr || reply == nullptr || stream == nullptr) return Error_Invalid;
 
+  // Kept: neither "Host" nor "Content-length" is added; callers set what they want sent.
   Exchange exchange = {};
   exchange.method = "POST";
   exchange.uri = uri;

@@ -347,6 +347,20 @@ TEST(HTTPcGet, ForgetsTheResponseBefore) {
   EXPECT_EQ(fixture.connection->response.set, 1u | 4u);
 }
 
+TEST(HTTPcGet, ForgetsTheResponseBefore_WhenNoneComes) {
+  const char* first = "HTTP/1.0 206 Part\r\nContent-Length: 5\r\nContent-Range: bytes 5-9/10\r\n\r\n";
+  Fixture ended(first);
+  Fixture notTaken(first);
+  for (Fixture* fixture : {&ended, &notTaken}) {
+    ASSERT_EQ(fixture->Get("http://h/f"), 0);
+    if (fixture == &notTaken) fixture->wire.LimitWrites(fixture->wire.Written().size(), Error_Timeout);
+    EXPECT_EQ(fixture->Get("http://h/f"), fixture == &notTaken ? 8 : 4);
+    uint32_t numbers[2] = {};
+    EXPECT_EQ(HTTPc_GetAttribute(fixture->connection.get(), 7, 4, nullptr, numbers), -3);
+    EXPECT_EQ(HTTPc_GetAttribute(fixture->connection.get(), 8, 8, nullptr, numbers), -3);
+  }
+}
+
 TEST(HTTPcGet, GivesTheStatusOfTheConnection_WhenTheRequestIsNotTaken) {
   Fixture fixture;
   fixture.wire.LimitWrites(5, Error_Timeout);

@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <cstring>
 #include <string>
 #include <string_view>
 
@@ -417,16 +416,6 @@ TEST(HTTPcReadResponse, LeavesTheStreamAtTheFirstByteOfTheBody) {
                    "--B\r\nContent-Type: text/plain\r\nContent-Range: bytes 1-2/9\r\n\r\nxy\r\n--B--\r\n")
           .rest,
       "xy\r\n--B--\r\n");
-}
-
-TEST(HTTPcReadResponse, StartsFromAnEmptyRecord) {
-  ByteStream input("HTTP/1.0 200 OK\r\nServer: s\r\n\r\n");
-  HTTPcResponseRecord response;
-  memset(&response, 0x55, sizeof response);
-  Reply reply = {};
-  EXPECT_EQ(iHTTPc_ReadResponse(input.stream(), &response, &reply), 0);
-  EXPECT_EQ(response.set, 1u | kBitServer);
-  EXPECT_EQ(response.contentLength, 0u);
 }
 
 TEST(HTTPcReadResponse, GivesTheStatusOfTheStream_WhenItEndsEarly) {
