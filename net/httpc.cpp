@@ -132,6 +132,7 @@ ErrorCode HTTPc_Open(const char* host, uint32_t port, HTTPc** connectionOut) {
 
 ErrorCode HTTPc_SetAttribute(HTTPc* connection, int32_t index, uint32_t length, const void* value) {
   if (connection == nullptr || value == nullptr) return Error_Invalid;
+  // Kept: 7, which would be "Range-If", is refused and so never sent; servers have never seen it from here.
   if (index < HTTPcRequest_Referer || index > HTTPcRequest_Range) return Error_Invalid;
   if (index >= HTTPcRequest_ContentLength) return SetNumbers(&connection->request, index, length, value);
   return iHTTPc_SetRequestText(&connection->request, static_cast<uint32_t>(index),

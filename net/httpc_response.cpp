@@ -154,6 +154,8 @@ string_view FindBoundary(string_view contentType) {
 
 // Headers of no interest, empty ones and those with a zero byte, which no text could hold whole, are passed
 // over.
+// Kept: what the first part of a multipart response says replaces what the response said; callers take the
+// range of a part from there.
 void TakeHeader(string_view name, string_view value, HTTPcHeaderState* state, HTTPcResponseRecord* response) {
   if (value.empty() || value.find('\0') != string_view::npos) return;
   for (const HeaderRow& row : kHeaders) {
@@ -216,6 +218,7 @@ ErrorCode iHTTPc_TakeHeaderLine(string_view line, HTTPcHeaderState* state, HTTPc
   }
   if (HoldsBoundary(*state, text)) return Error_None;
   const size_t colon = text.find(':');
+  // Kept: a line that is no header ends the request; callers go to another server then.
   if (colon == string_view::npos) return Error_Invalid;
   TakeHeader(text.substr(0, colon), Strip(text.substr(colon + 1)), state, response);
   return Error_None;
