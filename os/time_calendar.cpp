@@ -104,7 +104,7 @@ bool IsFileTime(uint64_t fileTime) {
 }
 
 // Takes the moment of a file time (in UTC) as it is when `local` holds its local fields. They alone would not
-// do: when the clock is set back an hour comes twice, and the C library may choose either of the two.
+// do: when the clock is set back an hour comes twice, and they say only one of the two.
 bool TakeMoment(uint64_t fileTime, const TimeData& local, Time* time) {
   const int64_t seconds =
       static_cast<int64_t>(fileTime) / platform::kFileTimeUnitsPerSecond - platform::kSecondsFrom1601To1970;

@@ -37,7 +37,7 @@ QZ_API void Time_Zero(Time* time);
 /* Stores the current time as a calendar record. data: out, null ignored. */
 QZ_API void Time_GetData(TimeData* data);
 
-/* Converts a calendar record; dayOfWeek is not read, and the C library decides whether daylight saving holds.
+/* Converts a calendar record; dayOfWeek is not read, and the time zone decides whether daylight saving holds.
  * time: out; both fields 0 after a failure. Error_None; Error_Fail, reported through Error, when a field lies
  * outside its range, the day outside its month, or the moment outside 1970-01-01 to 2106-02-07 UTC;
  * Error_Invalid for a null argument. Nothing is normalised. */

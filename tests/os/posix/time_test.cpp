@@ -48,6 +48,48 @@ TEST(FileTimeOnPosix, BecomesTheSameMoment_WhereAnHourIsLeftOut) {
   EXPECT_EQ(SecondsOf(1299999600), 1299999600u);  // 07:00:00 UTC, 03:00:00 local time
 }
 
+// The seconds that a calendar record of November 2010 or later becomes.
+uint32_t SecondsOf(const TimeData& data) {
+  Time time = {7, 7};
+  EXPECT_EQ(Time_DataToTime(&data, &time), 0);
+  return time.seconds;
+}
+
+constexpr TimeData kWinterNoon = {2011, 1, 0, 9, 12, 0, 0, 0};
+constexpr TimeData kSummerNoon = {2011, 7, 0, 9, 12, 0, 0, 0};
+
+TEST(TimeDataToTimeOnPosix, TakesTheLaterMoment_WhereAnHourComesTwice) {
+  TimeZone zone(kNewYork);
+  // Whatever was converted before: one text must not be read as two times.
+  constexpr TimeData kTwice = {2010, 11, 0, 7, 1, 30, 0, 0};
+  EXPECT_EQ(SecondsOf(kWinterNoon), 1294592400u);
+  EXPECT_EQ(SecondsOf(kTwice), 1289111400u);
+  EXPECT_EQ(SecondsOf(kSummerNoon), 1310227200u);
+  EXPECT_EQ(SecondsOf(kTwice), 1289111400u);
+  EXPECT_EQ(SecondsOf(TimeData{2010, 11, 0, 7, 0, 59, 59, 0}), 1289105999u);  // 04:59:59 UTC
+  EXPECT_EQ(SecondsOf(TimeData{2010, 11, 0, 7, 2, 0, 0, 0}), 1289113200u);    // 07:00:00 UTC
+}
+
+TEST(TimeDataToTimeOnPosix, GoesBackBeforeTheGap_WhereAnHourIsLeftOut) {
+  TimeZone zone(kNewYork);
+  constexpr TimeData kLeftOut = {2011, 3, 0, 13, 2, 30, 0, 0};
+  EXPECT_EQ(SecondsOf(kWinterNoon), 1294592400u);
+  EXPECT_EQ(SecondsOf(kLeftOut), 1299997800u);  // 06:30:00 UTC, 01:30 local time
+  EXPECT_EQ(SecondsOf(kSummerNoon), 1310227200u);
+  EXPECT_EQ(SecondsOf(kLeftOut), 1299997800u);
+  EXPECT_EQ(SecondsOf(TimeData{2011, 3, 0, 13, 1, 59, 59, 0}), 1299999599u);  // 06:59:59 UTC
+  EXPECT_EQ(SecondsOf(TimeData{2011, 3, 0, 13, 3, 0, 0, 0}), 1299999600u);    // 07:00:00 UTC
+}
+
+TEST(TimeDataToTimeOnPosix, KnowsZonesFarFromUtc) {
+  {
+    TimeZone zone("EAST-14");
+    EXPECT_EQ(SecondsOf(kWinterNoon), 1294524000u);  // 22:00 UTC of the day before
+  }
+  TimeZone zone("WEST12");
+  EXPECT_EQ(SecondsOf(kWinterNoon), 1294617600u);  // 00:00 UTC of the day after
+}
+
 TEST(FileTimeOnPosix, ReachesBothEnds_EastAndWestOfUtc) {
   for (const char* name : {"EAST-14", "WEST12"}) {
     TimeZone zone(name);
