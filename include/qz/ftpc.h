@@ -141,7 +141,8 @@ QZ_API ErrorCode FTPc_StartDirectoryList(FTPc* connection, const char* directory
  * FTPc_EndTransfer); null after a failure. After the last byte of an upload, shut its sending down
  * (Sock_Shutdown with 1) and wait for the server to close: deleting it drops what is still under way.
  * Statuses: Error_Invalid when the data connection is refused by the server or the reply is not of class '1';
- * Error_NotFound (passive) or Error_NoAccess (active) for code 550; what connecting or listening gives.
+ * Error_NotFound (passive) or Error_NoAccess (active) for code 550; what connecting or listening gives. When
+ * connecting failed and the server has not answered the command, the reply is empty.
  *
  * offset (the Restart forms): in: bytes to skip; out: the same, or 0 when the server cannot restart, and the
  * transfer then begins with the first byte. */
@@ -211,8 +212,8 @@ QZ_API ErrorCode FTPc_StoreRestart(FTPc* connection, const char* path, uint32_t*
 QZ_API ErrorCode FTPc_StartMoveServerFile(FTPc* source, FTPc* destination, const char* sourcePath,
                                           const char* destinationPath, Reply* reply);
 
-/* Reads the final replies of both sides, without waiting. When the source fails while the destination is
- * still at it, the destination is aborted.
+/* Reads the final replies of both sides, without waiting for their first bytes. When the source fails while
+ * the destination is still at it, the destination is aborted ("ABOR") and its answer waited for.
  * Statuses: Error_Block while either side is pending (call again); then Error_None, or the last failure of
  * either side. */
 QZ_API ErrorCode FTPc_EndMoveServerFile(FTPc* source, FTPc* destination, Reply* reply);

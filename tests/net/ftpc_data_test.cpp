@@ -278,6 +278,20 @@ TEST_F(FTPcData, TakesTheReplyOfAPassiveConnectionThatFailed) {
   server.Finish();
 }
 
+TEST_F(FTPcData, LeavesTheReplyEmpty_WhenAPassiveConnectionFailsAndTheServerIsSilent) {
+  ScriptedServer server({AfterLogin({{ExpectLine("PASV"), SendLine(PassiveAtUnusedPort())},
+                                     {ExpectLine("RETR /a")},
+                                     ftp::Exchange("DELE /b", "250 ok")})});
+  ftp::Client client(server.port());
+  Stream* data = nullptr;
+  EXPECT_EQ(FTPc_StartRetrieve(client, "/a", &data, &client.reply), -5);
+  ExpectEmpty(client.reply);
+  EXPECT_EQ(FTPc_GetFlags(client), 0u);
+  EXPECT_EQ(FTPc_DeleteFile(client, "/b", &client.reply), 0);
+  FTPc_Delete(client.Release());
+  server.Finish();
+}
+
 TEST_F(FTPcData, TakesBothRepliesOfAPassiveConnectionThatFailed) {
   // The server said that it starts before it saw that nobody connects.
   ScriptedServer server({AfterLogin(

@@ -1,29 +1,29 @@
 // Directory lists into local files.
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "net/ftpc_internal.h"
 #include "tests/support/fail_allocation.h"
 #include "tests/support/scripted_ftp.h"
+#include "tests/support/system_folders.h"
+#include "tests/support/temp_dir.h"
 
 using namespace script;
 
 namespace {
 
-// A name in the temporary directory for the list; whatever is left there is removed after the test.
+// The temporary directory is a folder of the test's own, with a name in it for the list.
 class FTPcListTest : public ftp::LibraryTest {
  protected:
   void SetUp() override {
+    temporary_ = std::make_unique<ScopedTemporaryVariable>(folder_.SystemName().string().c_str());
     ftp::LibraryTest::SetUp();
     char folder[1024];
     ASSERT_EQ(File_GetSysDir(SysDir_Temp, folder), 0);
     ASSERT_EQ(File_UniquifyName(folder, "listTest", localFile_), 0);
-  }
-  void TearDown() override {
-    File_Unlink(localFile_);
-    ftp::LibraryTest::TearDown();
   }
 
   bool HasFile() const { return File_Exists(localFile_, nullptr) == 1; }
@@ -39,6 +39,8 @@ class FTPcListTest : public ftp::LibraryTest {
     return lines;
   }
 
+  TempDir folder_;
+  std::unique_ptr<ScopedTemporaryVariable> temporary_;
   char localFile_[1024];
 };
 
@@ -172,40 +174,46 @@ TEST_F(FTPcListTest, StartsAListThatIsReadLineByLine) {
 }
 
 TEST_F(FTPcListTest, StartsAListOfTheCurrentDirectory) {
-  ScriptedServer server({AfterLogin({ftp::Passive(), ftp::Started("NLST"), ftp::SendsFile("a\r\n")})});
-  ftp::Client client(server.port());
-  DirectoryList* list = nullptr;
-  ASSERT_EQ(FTPc_StartDirectoryList(client, nullptr, 0, &list, &client.reply), 0);
-  EXPECT_EQ(ReadList(list), (Lines{"a"}));
-  FTPc_Delete(client.Release());
-  server.Finish();
+  for (int32_t kind : {0, 1}) {
+    ScriptedServer server({AfterLogin({ftp::Passive(), ftp::Started("NLST"), ftp::SendsFile("a\r\n")})});
+    ftp::Client client(server.port());
+    DirectoryList* list = nullptr;
+    ASSERT_EQ(FTPc_StartDirectoryList(client, nullptr, kind, &list, &client.reply), 0);
+    // It stands in a temporary file.
+    ASSERT_EQ(folder_.List().size(), 1u);
+    EXPECT_EQ(folder_.List()[0].substr(0, 8), "ftpcList");
+    EXPECT_EQ(ReadList(list), (Lines{"a"})) << kind;
+    EXPECT_EQ(folder_.List(), Lines());
+    FTPc_Delete(client.Release());
+    server.Finish();
+  }
 }
 
 TEST_F(FTPcListTest, StartsNoList_WhenTheServerRefuses) {
-  ScriptedServer server({AfterLogin({ftp::Exchange("CWD /d", "550 no")})});
-  ftp::Client client(server.port());
-  DirectoryList* list = reinterpret_cast<DirectoryList*>(1);
-  EXPECT_EQ(FTPc_StartDirectoryList(client, "/d", 0, &list, &client.reply), -5);
-  EXPECT_EQ(list, nullptr);
-  FTPc_Delete(client.Release());
-  server.Finish();
-}
-
-// Names of the temporary list files that are there.
-size_t CountTemporaryLists() {
-  char folder[1024];
-  EXPECT_EQ(File_GetSysDir(SysDir_Temp, folder), 0);
-  DirectoryList* list = nullptr;
-  EXPECT_EQ(Directory_StartList(folder, 0, &list), 0);
-  size_t count = 0;
-  for (const std::string& name : ReadList(list)) count += name.compare(0, 8, "ftpcList") == 0;
-  return count;
+  struct Row {
+    Script script;
+    ErrorCode status;
+  };
+  for (const Row& row : {Row{ftp::Exchange("CWD /d", "550 no"), -5},
+                         Row{ftp::Join({ftp::Exchange("CWD /d", "250 ok"),
+                                        ftp::Passive(),
+                                        ftp::Started("NLST"),
+                                        {DataSend("a\r\n"), DataClose(), SendLine("451 failed")}}),
+                             -4}}) {
+    ScriptedServer server({AfterLogin({row.script})});
+    ftp::Client client(server.port());
+    DirectoryList* list = reinterpret_cast<DirectoryList*>(1);
+    EXPECT_EQ(FTPc_StartDirectoryList(client, "/d", 0, &list, &client.reply), row.status);
+    EXPECT_EQ(list, nullptr);
+    EXPECT_EQ(folder_.List(), Lines());
+    FTPc_Delete(client.Release());
+    server.Finish();
+  }
 }
 
 TEST_F(FTPcListTest, GivesMemory_WhenAnAllocationFails) {
   ScriptedServer server({ftp::Patient("a\r\nb\r\n")});
   server.RepeatLast();
-  const size_t before = CountTemporaryLists();
   FailEveryAllocation([&] {
     FTPc* connection = nullptr;
     Reply reply;
@@ -221,7 +229,7 @@ TEST_F(FTPcListTest, GivesMemory_WhenAnAllocationFails) {
     FTPc_Delete(connection);
   });
   server.Finish();
-  EXPECT_EQ(CountTemporaryLists(), before);
+  EXPECT_EQ(folder_.List(), Lines());
 }
 
 }  // namespace
