@@ -1,5 +1,5 @@
-// Random reads and writes on a memory stream over a block and on a read-buffer stream over a script, each
-// beside a plain model.
+// Random reads and writes on a memory stream, on a read-buffer stream over a script, and up to a delimiter
+// with progress, each beside a plain model.
 //
 // Input: byte 0 the kind of run, byte 1 a size, then two bytes per operation: what, how many.
 #include <algorithm>
@@ -8,8 +8,10 @@
 #include <cstdlib>
 #include <deque>
 #include <string>
+#include <vector>
 
 #include "os/memory_internal.h"
+#include "qz/error.h"
 #include "qz/memory.h"
 #include "qz/memorystream.h"
 #include "qz/readbufferstream.h"
@@ -111,29 +113,128 @@ void RunFromEmpty(Input input) {
   Stream_Delete(stream);
 }
 
-// A read buffer changes who asks for how much, never the bytes or their order.
+// The rules of a read buffer, word for word: what it asks of the stream beneath, and what it says of its end.
+struct BufferModel {
+  uint32_t bufferSize;
+  std::deque<std::string> pieces;  // what the stream beneath will give
+  std::vector<uint32_t> reads;     // what was asked of it
+  std::string unread;
+  size_t lastRefill = 0;
+
+  std::string ReadBeneath(uint32_t count) {
+    reads.push_back(count);
+    if (pieces.empty()) return "";
+    const std::string given = pieces.front().substr(0, count);
+    pieces.front().erase(0, count);
+    if (pieces.front().empty()) pieces.pop_front();
+    return given;
+  }
+
+  std::string Read(uint32_t count) {
+    std::string delivered;
+    while (true) {
+      if (!unread.empty()) {
+        const size_t wanted = count - delivered.size();
+        delivered += unread.substr(0, wanted);
+        unread.erase(0, wanted);
+        if (delivered.size() == count) return delivered;
+      }
+      const auto wanted = static_cast<uint32_t>(count - delivered.size());
+      if (wanted >= bufferSize) return delivered + ReadBeneath(wanted);
+      unread = ReadBeneath(bufferSize);
+      lastRefill = unread.size();
+      if (unread.empty()) return delivered;
+    }
+  }
+
+  ErrorCode Error(ErrorCode beneath) const {
+    const bool isMasked = lastRefill != 0 && lastRefill < bufferSize;
+    return beneath == Error_Ended && isMasked ? Error_None : beneath;
+  }
+};
+
 void RunBuffered(Input input, uint32_t bufferSize) {
   ScriptedStream script;
-  std::string expected;
+  BufferModel model{bufferSize, {}, {}, {}};
   Stream* stream = ReadBufferStream_New(bufferSize, script.stream(), 0);
-  size_t read = 0;
   while (input.HasMore()) {
     const uint8_t operation = input.Next();
     const uint32_t count = input.Next();
     if (operation & 1) {
       if (count == 0) continue;
       script.pieces.emplace_back(count, static_cast<char>(operation));
-      expected.append(count, static_cast<char>(operation));
+      model.pieces.emplace_back(count, static_cast<char>(operation));
       continue;
     }
-    const std::string bytes = ReadSome(stream, count);
-    Require(bytes == expected.substr(read, bytes.size()));
-    read += bytes.size();
-    script.error = operation & 2 ? Error_Ended : Error_None;
-    const ErrorCode status = Stream_Error(stream);
-    Require(status == Error_None || (status == Error_Ended && script.error == Error_Ended));
+    Require(ReadSome(stream, count) == model.Read(count));
+    Require(script.reads == model.reads);
+    constexpr ErrorCode kErrors[] = {Error_None, Error_Ended, Error_Timeout, Error_Fail};
+    script.error = kErrors[operation >> 1 & 3];
+    Require(Stream_Error(stream) == model.Error(script.error));
+    script.available = operation;
+    Require(Stream_ReadAvail(stream) == operation + model.unread.size());
   }
   Stream_Delete(stream);
+}
+
+// The reports of progress: one for every boundary that was crossed, a step late.
+struct ProgressModel {
+  uint32_t steps;
+  uint32_t position;
+  uint32_t total;
+  std::vector<uint32_t> expected;
+  std::vector<uint32_t> reported;
+
+  void Count(uint32_t count) {
+    if (steps == 0 || total == 0) return;
+    const uint32_t after = position + count;
+    total = std::max(total, after);
+    const double step = static_cast<float>(static_cast<double>(total) / steps);
+    for (uint64_t k = 0; (static_cast<double>(k) + 1) * step <= after; ++k) {
+      if ((static_cast<double>(k) + 1) * step <= position) continue;
+      expected.push_back(static_cast<uint32_t>(static_cast<double>(k) * step));
+    }
+    position = after;
+  }
+
+  static void Report(void* context, uint32_t position, uint32_t /*total*/) {
+    static_cast<ProgressModel*>(context)->reported.push_back(position);
+  }
+};
+
+// Every byte of the input is content; lines end as chosen.
+void RunLines(Input input, uint8_t choice) {
+  const std::string delimiters[] = {"\r\n", "\n", std::string("\0\0", 2), "abab", "\xFF"};
+  const std::string& delimiter = delimiters[choice % 5];
+  const uint32_t bufferSize = choice / 5;
+  std::string rest(reinterpret_cast<const char*>(input.data), input.size);
+  ScriptedStream script;
+  if (!rest.empty()) script.pieces = {rest};
+  ProgressModel progress{choice % 16u, 0, choice % 64u, {}, {}};
+  Stream_SetIdleMethod(script.stream(), progress.steps, ProgressModel::Report, &progress);
+  Stream_SetProgress(script.stream(), progress.total, 0);
+
+  ErrorCode status = Error_None;
+  while (status == Error_None) {
+    std::string line(bufferSize + 1, '#');
+    uint32_t count = 0;
+    status = Stream_ReadTo(script.stream(), static_cast<uint32_t>(delimiter.size()), delimiter.data(),
+                           bufferSize, line.data(), &count);
+    size_t matched = 0;
+    size_t length = 0;
+    while (length < bufferSize && length < rest.size() && matched < delimiter.size()) {
+      matched = rest[length] == delimiter[matched] ? matched + 1 : 0;
+      ++length;
+      progress.Count(1);
+    }
+    const bool isFull = length == bufferSize;
+    Require(status == (matched == delimiter.size() ? Error_None : isFull ? Error_Exceed : Error_Ended));
+    Require(line == rest.substr(0, length) + std::string(bufferSize + 1 - length, '#') && count == length);
+    rest.erase(0, length);
+  }
+  Require(progress.reported == progress.expected);
+  Require(script.header.progressPosition == progress.position);
+  Require(script.header.progressTotal == progress.total);
 }
 
 }  // namespace
@@ -142,15 +243,18 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (size < 2 || size > 4096) return 0;
   const int64_t before = iMemory_CountLive();
   const Input input{data + 2, size - 2};
-  switch (data[0] % 3) {
+  switch (data[0] & 0x80 ? 3 : data[0] % 3) {
     case 0:
       RunOverBlock(input, data[1]);
       break;
     case 1:
       RunFromEmpty(input);
       break;
-    default:
+    case 2:
       RunBuffered(input, data[1]);
+      break;
+    default:
+      RunLines(input, data[1]);
   }
   Require(iMemory_CountLive() == before);
   return 0;

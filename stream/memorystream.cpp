@@ -85,6 +85,7 @@ uint32_t ReadChunks(Stream* stream, uint32_t count, void* buffer) {
   return taken;
 }
 
+// Kept: says 0 whatever there is to read; callers of a memory stream read until nothing comes.
 uint32_t ReadAvailable(Stream* /*stream*/) {
   Error("iMemoryStream_ReadAvail: Unimplemented");
   return 0;
@@ -120,6 +121,8 @@ uint32_t WriteInChunk(MemoryStream& record, uint32_t count, const uint8_t* sourc
   return written;
 }
 
+// Kept: without memory the result is 0 even when the bytes that fitted were taken; callers give the stream up
+// then.
 uint32_t WriteChunks(Stream* stream, uint32_t count, const void* buffer) {
   if (buffer == nullptr) return 0;
   MemoryStream& record = *RecordOf(stream);

@@ -76,8 +76,8 @@ uint32_t ReadBuffered(Stream* stream, uint32_t count, void* buffer) {
   }
 }
 
-// Kept: a plain 32-bit sum, so an unknown count beneath (0xFFFFFFFF) and 3 buffered bytes make 2; pollers
-// only ask whether it is 0.
+// Kept: a plain 32-bit sum, so an unknown count beneath (0xFFFFFFFF) and 3 buffered bytes make 2, and 1 makes
+// 0; programs with such a stream of their own reckon with the one that is missing.
 uint32_t CountAvailable(Stream* stream) {
   const ReadBufferStream& record = *RecordOf(stream);
   return Stream_ReadAvail(record.underlying) + CountBuffered(record);

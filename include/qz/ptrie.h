@@ -59,7 +59,7 @@ QZ_API int32_t PTrie_DeleteElement(PTrie* trie, const void* key, uint16_t length
 QZ_API int32_t PTrie_Iterate(const PTrie* trie, const void* prefix, uint16_t prefixLength, PTrieState* state);
 
 /* Removes all keys and calls the deleter on all values, in the order of the keys. The deleter sees the trie
- * empty. */
+ * empty, and must not add to it. */
 QZ_API void PTrie_Empty(PTrie* trie);
 
 /* Empties the trie as above and frees it. */

@@ -1,11 +1,14 @@
 /* ReadBufferStream: a fixed read buffer in front of another stream.
  *
- * The stream is used through Stream_* (type "bfss"). Reading goes through the buffer, except that a request
- * of at least the buffer's size finds an empty buffer and is read directly; writing passes through
- * unbuffered; Stream_FindType looks into the stream beneath. Stream_ReadAvail is the number of bytes readable
- * beneath plus those buffered. Stream_Error is the error beneath, but an end beneath shows as Error_None
- * while the last refill brought a part of the buffer. A read without a buffer gives 0 and takes nothing.
- * Blocks where the stream beneath does. One thread uses a stream at a time. */
+ * The stream is used through Stream_* (type "bfss"). A read takes what is buffered. When more is wanted it
+ * refills the buffer until the request is satisfied or nothing comes; once no less than the buffer's size is
+ * wanted it makes one direct read beneath instead and gives what that brought, which may be short of the
+ * request before the end. A read of 0 bytes fills an empty buffer; a read without a buffer gives 0 and takes
+ * nothing. Writing passes through unbuffered; Stream_FindType looks into the stream beneath.
+ * Stream_ReadAvail is the number of bytes readable beneath plus those buffered, modulo 2^32: one too few
+ * where the type beneath cannot say (0xFFFFFFFF). Stream_Error is the error beneath, but an end beneath shows
+ * as Error_None while the last refill brought a part of the buffer. Blocks where the stream beneath does. One
+ * thread uses a stream at a time. */
 #ifndef QZ_READBUFFERSTREAM_H
 #define QZ_READBUFFERSTREAM_H
 

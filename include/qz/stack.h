@@ -15,7 +15,7 @@ QZ_BEGIN_C
 typedef struct Stack Stack;
 typedef struct StackBlock StackBlock;
 
-/* Releases what an element owns; the element's own bytes are the stack's. */
+/* Releases what an element owns; the element's own bytes are the stack's. Must not use the stack. */
 typedef void (*StackDeleter)(void* element);
 
 /* A block: this link, then elementsPerBlock slots of elementSize bytes. */

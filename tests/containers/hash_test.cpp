@@ -221,6 +221,30 @@ TEST(HashQuery, FindsNoAbsentKeyInAFullTable) {
   }
 }
 
+TEST(HashProbe, TakesKeysAsUnsigned) {
+  OwnedHash table = NewHash(0);
+  const Word high = 0xFFFFFFFFu;  // 7 goes into it 613566756 times and leaves 3
+  for (Word key : {high, Word{3}, Word{1}}) EXPECT_EQ(Hash_InsertNode(table.get(), key, key), 0);
+  EXPECT_EQ(NodesOf(table.get()), (Nodes{{1, 1}, {high, high}, {3, 3}}));
+}
+
+TEST(Hash, WorksWithOneSlot) {
+  const std::vector<HashFunction> choices[] = {{}, {Identity}, {Zero, Identity}};
+  for (const auto& functions : choices) {
+    OwnedHash table = NewHash(1, functions);
+    EXPECT_EQ(Hash_QueryNode(table.get(), 5), 0u);
+    InsertKeys(table.get(), 5, 5);
+    EXPECT_EQ(Hash_QueryNode(table.get(), 6), 0u);
+    EXPECT_EQ(Hash_ReplaceNode(table.get(), 6, 1), -3);
+    EXPECT_EQ(Hash_RemoveNode(table.get(), 6), 0u);
+    EXPECT_EQ(Hash_RemoveNode(table.get(), 5), 1005u);
+    EXPECT_EQ(Hash_CountNodes(table.get()), 0u);
+    InsertKeys(table.get(), 6, 6);
+    EXPECT_EQ(NodesOf(table.get()), (Nodes{{6, 1006}}));
+    EXPECT_EQ(iHash_CountBuckets(table.get()), 1u);
+  }
+}
+
 TEST(HashReplace, DeletesTheOldValueEvenWhenItIsTheSame) {
   OwnedHash table = NewHash(0);
   InsertKeys(table.get(), 1, 1);

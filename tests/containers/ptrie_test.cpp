@@ -310,6 +310,17 @@ TEST(PTrieDelete, MarksTheKeyGoneBeforeTheDeleterRuns) {
   EXPECT_EQ(found, (std::vector<int32_t>{0, 0, 0, 0}));
 }
 
+TEST(PTrieDelete, CallsTheDeleterOnNullValuesToo) {
+  OwnedTrie trie = NewTrie({});
+  for (const char* key : {"a", "ab", "abc", "x"}) EXPECT_EQ(Insert(trie.get(), key, nullptr), 0);
+  EXPECT_EQ(Delete(trie.get(), "x"), 1);
+  EXPECT_EQ(Deleted().size(), 1u);
+  EXPECT_EQ(Replace(trie.get(), "ab", Number(5)), 0);
+  EXPECT_EQ(Deleted().size(), 2u);
+  PTrie_Empty(trie.get());
+  EXPECT_EQ(Deleted(), (std::vector<void*>{nullptr, nullptr, nullptr, Number(5), nullptr}));
+}
+
 TEST(PTrieEmpty, DeletesAllValuesInTheOrderOfTheKeys) {
   OwnedTrie trie = NewTrie({"b", "", "ab", "a", "\xC1", "abcd", "abce", "\xC1zz"});
   const int64_t before = iMemory_CountLive();

@@ -176,6 +176,20 @@ TEST(StackPush, StartsABlockWithoutPushing_WhenOnlyTheOuterPartIsCalled) {
   EXPECT_EQ(stack.get->freeInBlock, 3);
 }
 
+TEST(StackPush, CountsElementsOfNoBytes) {
+  OwnedStack stack(Stack_SizedNew(2, 0));
+  const int64_t before = iMemory_CountLive();
+  for (int i = 0; i < 5; ++i) EXPECT_EQ(Stack_PushCopy(stack.get, ""), 1);
+  EXPECT_EQ(iMemory_CountLive(), before + 2);
+  EXPECT_EQ(stack.get->freeInBlock, 1);
+  for (int i = 0; i < 5; ++i) {
+    EXPECT_NE(stack.get->top, nullptr) << i;
+    Stack_Pop(stack.get);
+  }
+  EXPECT_EQ(stack.get->top, nullptr);
+  EXPECT_EQ(iMemory_CountLive(), before);
+}
+
 TEST(StackPop, UpdatesTheFieldsInsideABlock) {
   OwnedStack stack(Stack_SizedNew(3, 4));
   PushNumbers(stack.get, 1, 3);

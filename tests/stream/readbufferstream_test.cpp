@@ -136,6 +136,8 @@ TEST(ReadBufferStream, AddsToAnUnknownCountInThirtyTwoBits) {
   EXPECT_EQ(Stream_ReadAvail(buffered.stream), 0xFFFFFFFFu);
   buffered.Read(1);
   EXPECT_EQ(Stream_ReadAvail(buffered.stream), 2u);
+  buffered.Read(2);
+  EXPECT_EQ(Stream_ReadAvail(buffered.stream), 0u) << "one byte is buffered";
 }
 
 TEST(ReadBufferStreamError, GivesAnyErrorButTheEnd) {
@@ -274,6 +276,16 @@ TEST(ReadBufferStreamMemory, LeavesTheStreamBeneathAlone_WhenItCannotBeMade) {
   iMemory_FailAllocation(1);
   EXPECT_EQ(ReadBufferStream_New(16, script.stream(), 1), nullptr);
   iMemory_FailAllocation(0);
+  EXPECT_EQ(script.deletions, 0);
+}
+
+TEST(ReadBufferStreamMemory, GivesNull_WhenTheBufferCannotBeExpressed) {
+  // In 32 bits a buffer of so many bytes leaves no room for the record.
+  if (sizeof(size_t) > 4) GTEST_SKIP() << "any buffer can be expressed here";
+  ScriptedStream script;
+  for (uint32_t size : {0xFFFFFFFFu, 0xFFFFFFFFu - 16}) {
+    EXPECT_EQ(ReadBufferStream_New(size, script.stream(), 1), nullptr) << size;
+  }
   EXPECT_EQ(script.deletions, 0);
 }
 

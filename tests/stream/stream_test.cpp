@@ -301,6 +301,13 @@ TEST(StreamWriteF, GivesTheStreamsError_WhenTheWriteIsShort) {
   EXPECT_EQ(script.writes, (std::vector<std::string>{"ab", "ab", "ab"}));
 }
 
+TEST(StreamWriteF, TakesATextThatIsNoFormat) {
+  ScriptedStream script;
+  EXPECT_EQ(Stream_WriteF(script.stream(), "%s", "%n%s%d"), 0);
+  EXPECT_EQ(Stream_WriteFLine(script.stream(), "%s", "100%"), 0);
+  EXPECT_EQ(script.writes, (std::vector<std::string>{"%n%s%d", "100%\r\n"}));
+}
+
 TEST(StreamWriteFLine, AppendsCrLfInTheSameCall) {
   ScriptedStream script;
   EXPECT_EQ(Stream_WriteFLine(script.stream(), "USER %s", "me"), 0);
@@ -395,6 +402,11 @@ TEST(StreamReadTo, NeedsAllBytesInARow) {
 TEST(StreamReadTo, FindsAZeroByte) {
   ScriptedStream script({std::string("ab\0cd", 5)});
   EXPECT_EQ(ReadTo(script.stream(), std::string(1, '\0'), 100).bytes, std::string("ab\0", 3));
+}
+
+TEST(StreamReadTo, ComparesBytesAboveTheLetters) {
+  ScriptedStream script({"a\x7F\xFF\x80z"});
+  EXPECT_EQ(ReadTo(script.stream(), "\xFF\x80", 100).bytes, "a\x7F\xFF\x80");
 }
 
 TEST(StreamReadTo, GoesOnOverShortReads) {
