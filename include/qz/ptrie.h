@@ -16,13 +16,14 @@ QZ_BEGIN_C
 
 typedef struct PTrie PTrie;
 
-/* Releases a value that the trie discards. The key is no longer in the trie then. */
+/* Releases a value that the trie discards. The trie no longer holds it then: its key is gone, or has the
+ * value that replaced it. */
 typedef void (*PTrieDeleter)(void* value);
 
 /* Where an iteration stands. The caller zeroes it, sets keyBuffer and keyBufferSize, and passes it to every
- * call of PTrie_Iterate. */
+ * call of PTrie_Iterate; between the calls it and the bytes in the buffer must stay as they are. */
 typedef struct PTrieState {
-  uint8_t* keyBuffer;     /* receives the key's bytes, no terminator; must stay as it is between calls */
+  uint8_t* keyBuffer;     /* receives the key's bytes, no terminator */
   uint32_t keyBufferSize; /* bytes */
   uint32_t keyLength;     /* out: bytes of the key just delivered */
   void* value;            /* out: its value (the trie's); null when no key was delivered */
@@ -50,12 +51,12 @@ QZ_API ErrorCode PTrie_ReplaceElement(PTrie* trie, const void* key, uint16_t len
 QZ_API int32_t PTrie_DeleteElement(PTrie* trie, const void* key, uint16_t length);
 
 /* Delivers the next of the keys that begin with a prefix. prefix: prefixLength bytes, the same for every
- * call; 0 bytes mean all keys. state: see above; only keyBuffer, keyBufferSize and the content of the buffer
- * go in. Keys come in the order of their bytes as signed numbers (0x80 to 0xFF before 0x00 to 0x7F), a key
- * before those that extend it, the prefix itself first. Returns 1 with keyLength, value and the key in the
- * buffer; 0 at the end; Error_Exceed when the next key is longer than the buffer, and again when called
- * again; Error_Invalid for a null trie or state, or a state that cannot be. The trie may be changed between
- * the calls: the next key delivered is always the first that lies behind the last one. */
+ * call; 0 bytes mean all keys. state: see above; keyBuffer, keyBufferSize and what the last call left there
+ * go in. Keys come in the order of their bytes as signed numbers (0x80 to 0xFF before
+ * 0x00 to 0x7F), a key before those that extend it, the prefix itself first. Returns 1 with keyLength, value
+ * and the key in the buffer; 0 at the end; Error_Exceed when the next key is longer than the buffer, and
+ * again when called again; Error_Invalid for a null trie or state, or a state that cannot be. The trie may be
+ * changed between the calls: the next key delivered is always the first that lies behind the last one. */
 QZ_API int32_t PTrie_Iterate(const PTrie* trie, const void* prefix, uint16_t prefixLength, PTrieState* state);
 
 /* Removes all keys and calls the deleter on all values, in the order of the keys. The deleter sees the trie

@@ -129,6 +129,25 @@ TEST(PTrieFind, TellsBytesApartThatAreEqualAsText) {
   EXPECT_FALSE(Has(trie.get(), std::string("a\0c", 3)));
 }
 
+TEST(PTrie, ReadsNoFurtherThanTheKeysLength) {
+  // Blocks of just the key's bytes, so that a byte too many is noticed.
+  for (uint16_t length : {1, 2, 5}) {
+    OwnedTrie trie = NewTrie({"abcdef", "abxyz"});
+    const Owned<uint8_t, Memory_Delete> key(static_cast<uint8_t*>(Memory_New(length)));
+    Memory_Copy("abcde", key.get(), length);
+    void* value = nullptr;
+    EXPECT_EQ(PTrie_FindElement(trie.get(), key.get(), length, nullptr), 0);
+    EXPECT_EQ(PTrie_ReplaceElement(trie.get(), key.get(), length, Number(9)), -3);
+    EXPECT_EQ(PTrie_DeleteElement(trie.get(), key.get(), length), 0);
+    Iteration iteration(6);
+    EXPECT_EQ(PTrie_Iterate(trie.get(), key.get(), length, &iteration.state), 1);
+    EXPECT_EQ(iteration.Key(), "abcdef");
+    EXPECT_EQ(PTrie_InsertElement(trie.get(), key.get(), length, Number(3)), 0);
+    EXPECT_EQ(PTrie_FindElement(trie.get(), key.get(), length, &value), 1);
+    EXPECT_EQ(value, Number(3));
+  }
+}
+
 TEST(PTrie, BeginsWithItsTag) {
   OwnedTrie trie = NewTrie({});
   EXPECT_EQ(trie->tag, 0x70747265u);
@@ -254,6 +273,19 @@ TEST(PTrieReplace, ReturnsNotFound_WhenKeyIsAbsent) {
   EXPECT_FALSE(Has(trie.get(), "a"));
 }
 
+TEST(PTrieReplace, StoresTheNewValueBeforeTheDeleterRuns) {
+  static PTrie* trie;
+  static std::vector<void*> found;
+  found.clear();
+  trie = PTrie_New([](void*) {
+    if (Has(trie, "ab")) found.push_back(At(trie, "ab"));
+  });
+  EXPECT_EQ(Insert(trie, "ab", Number(1)), 0);
+  EXPECT_EQ(Replace(trie, "ab", Number(2)), 0);
+  EXPECT_EQ(found, (std::vector<void*>{Number(2)}));
+  PTrie_Delete(trie);
+}
+
 TEST(PTrieDelete, LeavesTheOtherKeys) {
   OwnedTrie trie = NewTrie({"ab", "abc"});
   EXPECT_EQ(Delete(trie.get(), "abc"), 1);
@@ -330,6 +362,17 @@ TEST(PTrieEmpty, DeletesAllValuesInTheOrderOfTheKeys) {
   EXPECT_EQ(trie->root.kind, 5);
   EXPECT_LT(iMemory_CountLive(), before);
   EXPECT_EQ(Insert(trie.get(), "b", Number(1)), 0);
+}
+
+TEST(PTrieEmpty, ShowsTheDeleterAnEmptyTrie) {
+  static PTrie* trie;
+  static std::vector<int32_t> kinds;
+  kinds.clear();
+  trie = PTrie_New([](void*) { kinds.push_back(trie->root.kind); });
+  for (const char* key : {"b", "ab", "", "abc"}) ASSERT_EQ(Insert(trie, key, Number(1)), 0);
+  PTrie_Empty(trie);
+  EXPECT_EQ(kinds, (std::vector<int32_t>{5, 5, 5, 5}));
+  PTrie_Delete(trie);
 }
 
 TEST(PTrieDeleteAll, FreesEverything) {
@@ -464,6 +507,17 @@ TEST(PTrieIterate, KeepsToThePrefix_WhenItsKeyWasRemoved) {
   EXPECT_EQ(second.Next(beside.get(), "xbcz"), 1);
   Delete(beside.get(), "xbcz");
   EXPECT_EQ(second.Next(beside.get(), "xbcz"), 0);
+}
+
+TEST(PTrieIterate, EndsWhenThePrefixIsNoLongerTheKeysOwn) {
+  OwnedTrie trie = NewTrie({"ab", "ac", "acd"});
+  Iteration iteration(2);
+  EXPECT_EQ(iteration.Next(trie.get(), "a"), 1);
+  EXPECT_EQ(iteration.Key(), "ab");
+  EXPECT_EQ(iteration.Next(trie.get(), "ac"), 0);
+  EXPECT_EQ(iteration.Next(trie.get(), std::string(65535, 'a')), 0) << "longer than the buffer";
+  EXPECT_EQ(iteration.Next(trie.get(), "a"), 1);
+  EXPECT_EQ(iteration.Key(), "ac");
 }
 
 TEST(PTrieIterate, AllowsEveryKeyToBeDeletedAsItComes) {

@@ -206,6 +206,28 @@ TEST(MemoryStreamDelete, ReturnsFailAndDeletesTheStream_WhenThereIsNoBlockToBeHa
   EXPECT_EQ(iMemory_CountLive(), before);
 }
 
+TEST(MemoryStreamDelete, DeletesTheWrapperThatWasPassed_WhenThereIsNoBlockToBeHad) {
+  Stream* stream = MemoryStream_New(nullptr, 0);
+  const int64_t before = iMemory_CountLive();
+  Stream* wrapper = ReadBufferStream_New(64, stream, 0);
+  Write(wrapper, "abc");
+  EXPECT_EQ(iMemory_CountLive(), before + 2) << "the wrapper and a chunk";
+  iMemory_FailAllocation(1);
+  EXPECT_EQ(Delete(wrapper).status, -1);
+  iMemory_FailAllocation(0);
+  EXPECT_EQ(iMemory_CountLive(), before + 1) << "the wrapper is gone, the stream is not";
+  EXPECT_EQ(Read(stream, 3), "abc");
+  Stream_Delete(stream);
+}
+
+TEST(MemoryStream, FreesItsBlockAndItsChunks_WhenItIsDeletedAsAStream) {
+  const int64_t before = iMemory_CountLive();
+  Stream* stream = NewOver("abc");
+  Write(stream, std::string(2000, 'x'));
+  EXPECT_EQ(Stream_Delete(stream), 0);
+  EXPECT_EQ(iMemory_CountLive(), before);
+}
+
 TEST(MemoryStreamDelete, HandsTheBlockBackAsItIs_WhenItCannotBeResized) {
   Stream* stream = NewOver("0123456789");
   Write(stream, "abc");

@@ -221,6 +221,21 @@ TEST(ReadBufferStreamSetDeleteStream, RefusesAnyOtherStream) {
   Stream_Delete(memory);
 }
 
+TEST(ReadBufferStreamSetDeleteStream, DoesNotLookIntoAWrapper) {
+  ScriptedStream script;
+  static Stream* beneath;
+  beneath = ReadBufferStream_New(4, script.stream(), 0);
+  static constexpr StreamOperations operations = {
+      nullptr, nullptr, nullptr,
+      nullptr, nullptr, [](Stream*, uint32_t type) { return Stream_FindType(beneath, type); }};
+  Stream wrapper;
+  Stream_Init(0x77726170, &operations, &wrapper);
+  EXPECT_EQ(Stream_FindType(&wrapper, StreamType_ReadBuffer), beneath);
+  EXPECT_EQ(ReadBufferStream_SetDeleteStream(&wrapper, 1), -4);
+  Stream_Delete(beneath);
+  EXPECT_EQ(script.deletions, 0);
+}
+
 TEST(ReadBufferStream, WrapsAFile) {
   TempDir directory;
   File* file = nullptr;

@@ -208,6 +208,19 @@ TEST(StreamProgress, ComputesTheStepInSinglePrecision) {
   EXPECT_EQ(progress.Read(666), (Reports{{333, 1000}}));
 }
 
+TEST(StreamProgress, ComputesBoundariesInDoublePrecision) {
+  // A step is 571428544. In single precision 1142857087 would already be two steps, and three steps
+  // 1714285568.
+  ProgressStream progress(7, 4000000000u);
+  EXPECT_EQ(progress.Read(1142857087), (Reports{{0, 4000000000u}}));
+  EXPECT_EQ(progress.Read(1), (Reports{{571428544, 4000000000u}}));
+  EXPECT_EQ(progress.Read(2857142912u), (Reports{{1142857088, 4000000000u},
+                                                 {1714285632, 4000000000u},
+                                                 {2285714176u, 4000000000u},
+                                                 {2857142720u, 4000000000u},
+                                                 {3428571264u, 4000000000u}}));
+}
+
 TEST(StreamProgress, ReportsSeveralTimesAByte_WhenThereAreMoreStepsThanBytes) {
   ProgressStream progress(8, 2);
   EXPECT_EQ(progress.Read(1), (Reports{{0, 2}, {0, 2}, {0, 2}, {0, 2}}));
@@ -306,6 +319,14 @@ TEST(StreamWriteF, TakesATextThatIsNoFormat) {
   EXPECT_EQ(Stream_WriteF(script.stream(), "%s", "%n%s%d"), 0);
   EXPECT_EQ(Stream_WriteFLine(script.stream(), "%s", "100%"), 0);
   EXPECT_EQ(script.writes, (std::vector<std::string>{"%n%s%d", "100%\r\n"}));
+}
+
+TEST(StreamWriteF, ReturnsExceed_WhenTheTextCannotBeFormatted) {
+  ScriptedStream script;
+  const wchar_t noCharacter[] = {L'a', wchar_t(0xD800), 0};
+  EXPECT_EQ(Stream_WriteF(script.stream(), "%ls", noCharacter), 5);
+  EXPECT_EQ(Stream_WriteFLine(script.stream(), "%ls", noCharacter), 5);
+  EXPECT_TRUE(script.writes.empty());
 }
 
 TEST(StreamWriteFLine, AppendsCrLfInTheSameCall) {
