@@ -321,14 +321,6 @@ TEST(StreamWriteF, TakesATextThatIsNoFormat) {
   EXPECT_EQ(script.writes, (std::vector<std::string>{"%n%s%d", "100%\r\n"}));
 }
 
-TEST(StreamWriteF, ReturnsExceed_WhenTheTextCannotBeFormatted) {
-  ScriptedStream script;
-  const wchar_t noCharacter[] = {L'a', wchar_t(0xD800), 0};
-  EXPECT_EQ(Stream_WriteF(script.stream(), "%ls", noCharacter), 5);
-  EXPECT_EQ(Stream_WriteFLine(script.stream(), "%ls", noCharacter), 5);
-  EXPECT_TRUE(script.writes.empty());
-}
-
 TEST(StreamWriteFLine, AppendsCrLfInTheSameCall) {
   ScriptedStream script;
   EXPECT_EQ(Stream_WriteFLine(script.stream(), "USER %s", "me"), 0);

@@ -1,0 +1,18 @@
+// Formatted writing where the C library can refuse a text. The Windows one takes any wide character.
+// every wide character.
+#include <gtest/gtest.h>
+
+#include "qz/stream.h"
+#include "tests/support/scripted_stream.h"
+
+namespace {
+
+TEST(StreamWriteF, ReturnsExceed_WhenTheTextCannotBeFormatted) {
+  ScriptedStream script;
+  const wchar_t noCharacter[] = {L'a', wchar_t(0xD800), 0};
+  EXPECT_EQ(Stream_WriteF(script.stream(), "%ls", noCharacter), 5);
+  EXPECT_EQ(Stream_WriteFLine(script.stream(), "%ls", noCharacter), 5);
+  EXPECT_TRUE(script.writes.empty());
+}
+
+}  // namespace
