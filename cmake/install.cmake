@@ -17,5 +17,8 @@ write_basic_package_version_file(${CMAKE_BINARY_DIR}/qz-config-version.cmake COM
 install(FILES ${CMAKE_BINARY_DIR}/qz-config.cmake ${CMAKE_BINARY_DIR}/qz-config-version.cmake
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/qz)
 
+# The file finds the package from where it stands itself; the library folder may have several levels.
+file(RELATIVE_PATH QZ_PREFIX_FROM_PKGCONFIG
+  ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
 configure_file(${CMAKE_SOURCE_DIR}/cmake/qz.pc.in ${CMAKE_BINARY_DIR}/qz.pc @ONLY)
 install(FILES ${CMAKE_BINARY_DIR}/qz.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

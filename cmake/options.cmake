@@ -43,8 +43,8 @@ function(qz_tool_options target)
   if(MINGW)
     target_link_options(${target} PRIVATE -static -static-libgcc -static-libstdc++)
   else()
-    set_target_properties(${target} PROPERTIES BUILD_RPATH "$ORIGIN"
-      INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
+    file(RELATIVE_PATH libraries ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
+    set_target_properties(${target} PROPERTIES BUILD_RPATH "$ORIGIN" INSTALL_RPATH "$ORIGIN/${libraries}")
   endif()
 endfunction()
 

@@ -3,29 +3,53 @@
 #include <stdio.h>
 #include <stdlib.h>
 
+static const uint32_t kUnknownLength = 0xFFFFFFFFu;
+
 static void ShowProgress(void* context, uint32_t position, uint32_t total) {
   (void)context;
   fprintf(stderr, "\r%lu of %lu bytes", (unsigned long)position, (unsigned long)total);
 }
 
-/* Copies the body to the file; the status of the stream says how it ended. */
-static ErrorCode CopyBody(Stream* body, File* file) {
+/* Copies the body to the file. A body that is cut short ends like a whole one, so the bytes are counted where
+ * the server told their number. */
+static ErrorCode CopyBody(Stream* body, uint32_t length, File* file) {
   static char buffer[65536];
-  for (;;) {
-    uint32_t count = Stream_Read(body, sizeof buffer, buffer);
+  uint32_t received = 0;
+  while (received != length) {
+    uint32_t left = length - received;
+    uint32_t count = Stream_Read(body, left < sizeof buffer ? left : (uint32_t)sizeof buffer, buffer);
     ErrorCode status = Stream_Error(body);
     if (File_Write(file, count, buffer) != count) return Error_Exceed;
-    if (count == 0) return status == Error_Ended ? Error_None : status;
+    received += count;
+    if (count > 0) continue;
+    return status == Error_Ended && length == kUnknownLength ? Error_None : status;
   }
+  return Error_None;
+}
+
+static ErrorCode Save(HTTPc* http, Stream* body, const char* fileName) {
+  uint32_t length = 0;
+  File* file = NULL;
+  ErrorCode closed;
+  ErrorCode status = File_Open(fileName, 2, &file); /* 2: write, from nothing */
+  if (status != Error_None) return status;
+  if (HTTPc_GetAttribute(http, HTTPcResponse_ContentLength, sizeof length, NULL, &length) == Error_None) {
+    Stream_SetProgress(body, 0, length);
+    Stream_SetIdleMethod(body, 100, ShowProgress, NULL);
+  } else {
+    length = kUnknownLength;
+  }
+  status = CopyBody(body, length, file);
+  fprintf(stderr, "\n");
+  closed = File_Close(file);
+  return status == Error_None ? closed : status;
 }
 
 static ErrorCode Fetch(const char* text, const char* fileName) {
   URLData* url = NULL;
   HTTPc* http = NULL;
   Stream* body = NULL;
-  File* file = NULL;
   Reply reply;
-  uint32_t length = 0;
 
   ErrorCode status = URL_NewData(text, &url);
   if (status == Error_None) status = HTTPc_Open(url->host, (uint32_t)url->port, &http);
@@ -34,16 +58,7 @@ static ErrorCode Fetch(const char* text, const char* fileName) {
     fprintf(stderr, "the server answers %ld %s\n", (long)reply.code, reply.text);
     status = Error_NotFound;
   }
-  if (status == Error_None) status = File_Open(fileName, 2, &file);
-  if (status == Error_None) {
-    if (HTTPc_GetAttribute(http, HTTPcResponse_ContentLength, sizeof length, NULL, &length) == Error_None) {
-      Stream_SetProgress(body, 0, length);
-      Stream_SetIdleMethod(body, 100, ShowProgress, NULL);
-    }
-    status = CopyBody(body, file);
-    fprintf(stderr, "\n");
-  }
-  if (file != NULL) File_Close(file);
+  if (status == Error_None) status = Save(http, body, fileName);
   if (http != NULL) HTTPc_Close(http); /* the body's stream belongs to the connection */
   Memory_Delete(url);
   return status;

@@ -3,11 +3,13 @@
 Run from the checkout after both builds: python3 -m unittest discover -s tests/frame -p '*_test.py'
 """
 import glob
+import http.server
 import os
 import re
 import shutil
 import subprocess
 import tempfile
+import threading
 import unittest
 
 ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
@@ -227,6 +229,55 @@ class Package(unittest.TestCase):
                      "-Wl,-rpath," + os.path.dirname(os.path.dirname(description)))
         self.assertEqual(result.returncode, 0, result.stderr)
         self.assertIn("consumer: ok", run(program, os.path.join(work, "consumer.log")).stdout)
+
+    def test_pkg_config_finds_the_package_from_a_library_folder_of_several_levels(self):
+        with tempfile.TemporaryDirectory() as folder:
+            result = run("cmake", "-G", "Ninja", "-S", ROOT, "-B", folder, "-DBUILD_TESTING=OFF",
+                         "-DCMAKE_INSTALL_PREFIX=/usr", "-DCMAKE_INSTALL_LIBDIR=lib/x86_64-linux-gnu")
+            self.assertEqual(result.returncode, 0, result.stdout + result.stderr)
+            installed = os.path.join(folder, "usr", "lib", "x86_64-linux-gnu", "pkgconfig")
+            os.makedirs(installed)
+            shutil.copy(os.path.join(folder, "qz.pc"), installed)
+            environment = dict(os.environ, PKG_CONFIG_PATH=installed)
+            for variable, expected in (("prefix", "usr"), ("libdir", "usr/lib/x86_64-linux-gnu"),
+                                       ("includedir", "usr/include")):
+                value = run("pkg-config", f"--variable={variable}", "qz", env=environment).stdout.strip()
+                self.assertEqual(os.path.realpath(value), os.path.realpath(os.path.join(folder, expected)))
+
+    def test_the_first_example_fetches_a_file(self):
+        prefix, work = self.build_consumer(LINUX)
+        program = os.path.join(work, "fetch")
+        result = run("gcc", "-std=c11", "-Wall", "-Wextra", "-Werror", os.path.join(ROOT, "docs", "examples", "fetch.c"),
+                     "-I", os.path.join(prefix, "include"), "-L", os.path.join(prefix, "lib"), "-lqz",
+                     "-Wl,-rpath," + os.path.join(prefix, "lib"), "-o", program)
+        self.assertEqual(result.returncode, 0, result.stderr)
+        content = bytes(range(256)) * 1000
+        answers = {"/whole": (content, 256000), "/short": (content, 256001)}
+
+        class Handler(http.server.BaseHTTPRequestHandler):
+            def do_GET(self):
+                body, length = answers.get(self.path, (b"", 0))
+                self.send_response(200 if self.path in answers else 404)
+                self.send_header("Content-Length", str(length))
+                self.end_headers()
+                self.wfile.write(body)
+
+            def log_message(self, *arguments):
+                pass
+
+        server = http.server.ThreadingHTTPServer(("127.0.0.1", 0), Handler)
+        threading.Thread(target=server.serve_forever, daemon=True).start()
+        try:
+            for path, code in (("/whole", 0), ("/short", 1), ("/none", 1)):
+                result = run(program, "http://127.0.0.1:%d%s" % (server.server_port, path), "out", cwd=work)
+                self.assertEqual(result.returncode, code, result.stderr)
+                if path == "/whole":
+                    self.assertIn("of 256000 bytes", result.stderr)
+                    with open(os.path.join(work, "out"), "rb") as file:
+                        self.assertEqual(file.read(), content)
+        finally:
+            server.shutdown()
+            server.server_close()
 
     def test_a_c_program_uses_the_installed_windows_package(self):
         prefix, work = self.build_consumer(
