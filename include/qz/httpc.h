@@ -55,11 +55,18 @@ QZ_API ErrorCode HTTPc_Open(const char* host, uint32_t port, HTTPc** connection)
  * failure the header is as before. */
 QZ_API ErrorCode HTTPc_SetAttribute(HTTPc* connection, int32_t index, uint32_t length, const void* value);
 
-/* Sends "GET" and reads the status line and the headers. What is asked for is the path of the URL ("/" when
- * it has none), or the whole URL text over a proxy; blanks, control bytes and bytes above 126 are written as
- * "%" and two hexadecimal digits. url: at most 1023 bytes. reply: receives class, code and the first word of
- * the reason. stream: receives the connection's stream at the first byte of the body; it stays the
- * connection's, borrowed until HTTPc_Close. After a failure reply is empty and stream null. Returns None,
+/* Sends "GET" and reads the status line and the headers. What is asked for is the path of the URL as
+ * URL_NewData gives it ("/" when it has none), its query and all else that follows included: a fragment
+ * ("#...") is the caller's to cut off. Its escapes are resolved, once; then blanks, control bytes and bytes
+ * above 126 are written as "%" and two hexadecimal digits. An escape that has to arrive as it is ("%2F") is
+ * therefore written with "%25" ("%252F"). Over a proxy the whole URL text is asked for, nothing resolved.
+ * The URL's host names the server in the request only (the connection is that of HTTPc_Open), its user and
+ * password are not used. Redirects are not followed: see HTTPcResponse_Location.
+ * url: at most 1023 bytes. reply: receives class, code and the first word of the reason. stream: receives the
+ * connection's stream at the first byte of the body; it stays the connection's, borrowed until HTTPc_Close.
+ * The body is read as it comes, to the end of the connection: who knows its length by
+ * HTTPcResponse_ContentLength reads that many bytes, since Error_Ended also ends a body that was cut short.
+ * After a failure reply is empty and stream null. Returns None,
  * whatever the server's code; -6 (no named status) for a URL that does not parse, Invalid (null argument, CR
  * or LF in the host), Exceed (URL over 1023 or host over 255 bytes): nothing was sent. Invalid for a response
  * that is none, Exceed for a line over 1024 bytes or headers over 1 MiB, Timeout when the headers do not end

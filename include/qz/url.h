@@ -20,14 +20,17 @@ enum URLProtocol {
   URLProtocol_File = 4
 };
 
-/* A parsed URL. The texts are unescaped and point into the block or the buffer that it was parsed from. */
+/* A parsed URL. The texts are unescaped and point into the block or the buffer that it was parsed from. The
+ * digits of an escape are read in upper case only: "a" to "f" count as 0 ("%2f" gives a blank); an escaped
+ * null byte is dropped. */
 typedef struct URLData {
   char* protocol; /* the scheme as written */
   char* user;     /* may be null */
   char* password; /* may be null */
   char* host;     /* null for "file" URLs; may be empty */
   int32_t port;   /* explicit port, else the scheme's default; 0 for "file". Not checked against 65535 */
-  char* path;     /* with its leading "/"; null for none or "/"; for "file" all that follows "://" */
+  char* path;     /* with its leading "/", a query or fragment included; null for none or "/"; for "file" all
+                     that follows "://" */
 } URLData;
 
 /* Returns the protocol type of a scheme ("http", without regard to case), or -1 when it is unknown or null.
