@@ -85,12 +85,28 @@ void CheckPort(const std::string& text, const std::string& shown) {
   const std::string bare = WithoutLogin(text);
   const std::size_t start = bare.find(kSchemeEnd) + kSchemeEnd.size();
   const std::string host = bare.substr(start, bare.find('/', start) - start);
+  if (!host.empty() && host[0] == '[') {
+    Refuse(shown, "has an IPv6 address, which is not supported; use the host's name or its IPv4 address");
+  }
   const std::size_t colon = host.find(':');
   if (colon == std::string::npos) return;
   const std::string port = host.substr(colon + 1);
   const bool digits = !port.empty() && port.find_first_not_of("0123456789") == std::string::npos;
   if (!digits || port.size() > 5 || std::stoul(port) == 0 || std::stoul(port) > 65535) {
     Refuse(shown, "has a port that is not a number from 1 to 65535");
+  }
+}
+
+// The library drops null bytes, which would make the path another file's; and what some programs take for
+// the kind of transfer would be a part of the name.
+void CheckFTPPath(const std::string& text, const std::string& shown) {
+  if (text.find("%00") != std::string::npos) Refuse(shown, "contains a null byte (%00)");
+  constexpr std::string_view kType = ";type=";
+  if (text.size() <= kType.size()) return;
+  const std::string end = LowerCase(text.substr(text.size() - kType.size() - 1));
+  if (end.rfind(kType, 0) == 0) {
+    Refuse(shown, "ends in \"" + text.substr(text.size() - end.size()) +
+                      "\"; leave that out, files are always moved byte by byte");
   }
 }
 
@@ -184,6 +200,7 @@ Address ParseAddress(const std::string& given) {
   address.scheme = SchemeOf(text);
   address.shown = shown;
   CheckPort(text, shown);
+  if (address.scheme == Scheme::FTP) CheckFTPPath(text, shown);
   TakeParts(text, *Split(text, shown), &address);
   Check(address);
   return address;

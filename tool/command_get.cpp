@@ -56,6 +56,23 @@ class LeftParts {
   std::vector<std::pair<std::string, std::string>> left_;
 };
 
+// Every URL is checked before anything is fetched.
+std::vector<Address> ParseAll(const Options& options) {
+  std::vector<Address> addresses;
+  bool anyFTP = false;
+  for (const std::string& url : options.operands) {
+    addresses.push_back(ParseAddress(url));
+    const Address& address = addresses.back();
+    if (address.scheme != Scheme::FTP) continue;
+    anyFTP = true;
+    if (address.path.empty() || address.path.back() == '/') {
+      throw Failure{ExitCode::Usage, "\"" + address.shown + "\" is a folder; list it with qz ls"};
+    }
+  }
+  if (!anyFTP) RefuseLogin(options);
+  return addresses;
+}
+
 bool EndsTheRun(ExitCode code) {
   return code == ExitCode::Disk || code == ExitCode::Usage;
 }
@@ -63,8 +80,8 @@ bool EndsTheRun(ExitCode code) {
 }  // namespace
 
 void RunGet(const Options& options, Reporter* reporter) {
-  std::vector<Address> addresses;
-  for (const std::string& url : options.operands) addresses.push_back(ParseAddress(url));
+  console::SayWhenEnded("; what was received is kept, run the same command again to go on");
+  const std::vector<Address> addresses = ParseAll(options);
   ExitCode first = ExitCode::Done;
   LeftParts leftParts;
   for (std::size_t i = 0; i < addresses.size(); i++) {
@@ -77,7 +94,10 @@ void RunGet(const Options& options, Reporter* reporter) {
     } catch (const Failure& failure) {
       if (!failure.text.empty()) reporter->Complain(failure.text);
       if (first == ExitCode::Done) first = failure.code;
-      if (EndsTheRun(failure.code)) break;
+      if (EndsTheRun(failure.code)) {
+        if (i + 1 < addresses.size()) reporter->Complain("the other URLs were not tried");
+        break;
+      }
       leftParts.Add(target, url);
     }
   }

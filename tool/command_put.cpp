@@ -5,6 +5,7 @@
 #include "qz/sock.h"
 #include "tool/address.h"
 #include "tool/commands.h"
+#include "tool/console.h"
 #include "tool/data_loop.h"
 #include "tool/disk_file.h"
 #include "tool/download.h"
@@ -19,8 +20,9 @@ constexpr int kShutdownSending = 1;
 class Upload {
  public:
   Upload(const std::string& file, const Address& address, const Options& options, Reporter* reporter)
-      : address_(address), login_(LoginFor(address, options)), options_(options), reporter_(reporter) {
+      : name_(file), address_(address), options_(options), reporter_(reporter) {
     file_.OpenForReading(file);
+    login_ = LoginFor(address, options);
     size_ = file_.Size();
   }
 
@@ -58,6 +60,9 @@ class Upload {
     Send(stream, offset);
     CheckWhole();
     reporter_->Say("stored \"" + address_.path + "\" (" + SizeText(size_) + ")");
+    if (file_.Size() > size_) {
+      reporter_->Say("\"" + name_ + "\" grew while it was sent; run the same command again to send the rest");
+    }
   }
 
   // What the server holds of this file, as far as it can be told: 0 for nothing or for another file. A server
@@ -78,7 +83,11 @@ class Upload {
       file_.SeekTo(offset);
       position_ = offset;
       reporter_->BeginProgress(address_.fileName, offset, size_);
-      status = SendFrom(&file_, &position_, stream, options_, reporter_);
+      status = SendFrom(&file_, &position_, size_, stream, options_, reporter_);
+      if (status == Error_None && position_ < size_) {
+        throw Failure{ExitCode::Disk,
+                      "\"" + name_ + "\" became smaller while it was sent; send it again with --restart"};
+      }
       // Closing a socket drops what is not sent yet, so the server's end of the connection is waited for.
       Sock_Shutdown(reinterpret_cast<Sock*>(Stream_FindType(stream, StreamType_Sock)), kShutdownSending);
       if (status == Error_None) WaitForEnd(stream, options_);
@@ -101,11 +110,12 @@ class Upload {
         Retry::Yes};
   }
 
+  const std::string name_;
   const Address address_;
-  const Login login_;
   const Options& options_;
   Reporter* reporter_;
   DiskFile file_;
+  Login login_;
   std::uint64_t size_ = 0;
   std::uint64_t position_ = 0;
   std::uint32_t replaced_ = 0;  // the length of another file that stood on the server
@@ -119,6 +129,7 @@ std::string LastPart(const std::string& path) {
 }  // namespace
 
 void RunPut(const Options& options, Reporter* reporter) {
+  console::SayWhenEnded("; run the same command again to go on");
   const std::string& file = options.operands[0];
   Address address = ParseAddress(options.operands[1]);
   if (address.scheme != Scheme::FTP) throw Failure{ExitCode::Usage, "qz put stores on FTP servers only"};
@@ -130,8 +141,12 @@ void RunPut(const Options& options, Reporter* reporter) {
     throw Failure{ExitCode::Usage,
                   "the name \"" + LastPart(file) + "\" contains a line end; name the file in the URL"};
   }
-  if (DiskFile::KindOf(file) == DiskFile::Kind::Nothing) {
+  const DiskFile::Kind kind = DiskFile::KindOf(file);
+  if (kind == DiskFile::Kind::Nothing) {
     throw Failure{ExitCode::NotFound, "the file \"" + file + "\" does not exist"};
+  }
+  if (kind == DiskFile::Kind::Folder) {
+    throw Failure{ExitCode::Usage, "\"" + file + "\" is a folder; qz put stores single files"};
   }
   try {
     Upload(file, address, options, reporter).Run();

@@ -87,6 +87,7 @@ void RunSize(const Options& options, Reporter* reporter) {
   if (address.scheme == Scheme::FTP && address.path.empty()) {
     throw Failure{ExitCode::Usage, "\"" + address.shown + "\" names no file"};
   }
+  if (address.scheme == Scheme::HTTP) RefuseLogin(options);
   const FileFacts facts = address.scheme == Scheme::HTTP ? AskHTTP(address, options, reporter)
                                                          : AskFTP(address, options, reporter);
   const std::string output = "size:   " + SizeLine(facts.size) + "\ntime:   " + facts.time +

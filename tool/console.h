@@ -25,7 +25,8 @@ bool HasColour(Channel channel);
 // Width of the message terminal in characters; 80 when it is not known.
 unsigned Columns();
 
-// Writes all bytes at once, unbuffered. False when they could not be written.
+// Writes all bytes at once, unbuffered. False when they could not be written. A reader that has seen enough
+// and is gone ("| head -1") is no failure: the rest is dropped.
 bool Write(Channel channel, const char* bytes, std::size_t count);
 
 // Asks on the terminal, without showing what is typed. Nothing when there is no terminal or it was ended.
@@ -49,6 +50,9 @@ class BlockingCall {
   BlockingCall(const BlockingCall&) = delete;
   BlockingCall& operator=(const BlockingCall&) = delete;
 };
+
+// What such an end adds to "interrupted", a constant text; "" at first.
+void SayWhenEnded(const char* hint);
 
 // Names the one temporary file that an end by Ctrl-C removes, in the system's form; empty: none.
 void RemoveWhenEnded(const std::string& path);

@@ -90,12 +90,13 @@ OneByte ReadOneByte(Stream* stream, const Options& options) {
   }
 }
 
-ErrorCode SendFrom(DiskFile* file, std::uint64_t* position, Stream* stream, const Options& options,
-                   Reporter* reporter) {
+ErrorCode SendFrom(DiskFile* file, std::uint64_t* position, std::uint64_t end, Stream* stream,
+                   const Options& options, Reporter* reporter) {
   Sock* sock = SocketOf(stream);
   std::vector<char> buffer(kSendBytes);
   for (;;) {
-    const auto count = static_cast<std::uint32_t>(file->Read(kSendBytes, buffer.data()));
+    const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(kSendBytes, end - *position));
+    const auto count = static_cast<std::uint32_t>(file->Read(wanted, buffer.data()));
     if (count == 0) return Error_None;
     for (std::uint32_t sent = 0; sent < count;) {
       const ErrorCode ready = WaitUntilReady(sock, WaitForRoom, options);

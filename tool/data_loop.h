@@ -27,10 +27,10 @@ struct OneByte {
 };
 OneByte ReadOneByte(Stream* stream, const Options& options);
 
-// Sends the rest of the file from its current position, which `position` follows. Error_None when all of it
-// is on its way, else the status of what broke. Throws as above.
-ErrorCode SendFrom(DiskFile* file, std::uint64_t* position, Stream* stream, const Options& options,
-                   Reporter* reporter);
+// Sends the file from its current position, which `position` follows, to `end`. Error_None when all of it is
+// on its way, or the file ended before; else the status of what broke. Throws as above.
+ErrorCode SendFrom(DiskFile* file, std::uint64_t* position, std::uint64_t end, Stream* stream,
+                   const Options& options, Reporter* reporter);
 
 // Waits until the peer closes its side, for at most the time-out of the options.
 void WaitForEnd(Stream* stream, const Options& options);

@@ -1,12 +1,16 @@
 #include "tool/ftp_session.h"
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <cstring>
+#include <memory>
 #include <string_view>
 
 #include "qz/error.h"
+#include "qz/semaphore.h"
 #include "qz/sock.h"
+#include "qz/thread.h"
 #include "tool/console.h"
 #include "tool/failure.h"
 #include "tool/text.h"
@@ -82,11 +86,58 @@ Failure TroubleOf(const std::string& what, ErrorCode status) {
   return {ExitCode::Network, what + ": " + NetworkTrouble(status), mayPass ? Retry::Yes : Retry::No};
 }
 
+// The library waits a minute for the reply to "QUIT". A thread of its own does that waiting; it owns the
+// connection, and the record together with whoever started it.
+struct Goodbye {
+  explicit Goodbye(FTPc* closed) : connection(closed), answered(Semaphore_New(0, 1)) {}
+  ~Goodbye() { Semaphore_Delete(answered); }
+  Goodbye(const Goodbye&) = delete;
+  Goodbye& operator=(const Goodbye&) = delete;
+  FTPc* connection;
+  Semaphore* answered;
+  Reply reply{};
+};
+
+std::atomic<int> pendingGoodbyes{0};
+
+std::int32_t CloseConnection(void* argument) {
+  const std::unique_ptr<std::shared_ptr<Goodbye>> shared(static_cast<std::shared_ptr<Goodbye>*>(argument));
+  Goodbye& goodbye = **shared;
+  FTPc_Close(goodbye.connection, &goodbye.reply);
+  pendingGoodbyes--;
+  Semaphore_Signal(goodbye.answered);
+  return 0;
+}
+
+// Gives the reply, an empty one when none came soon.
+Reply CloseSoon(FTPc* connection) {
+  constexpr unsigned kLongestMilliseconds = 1500, kSliceMilliseconds = 50;
+  const auto goodbye = std::make_shared<Goodbye>(connection);
+  auto shared = std::make_unique<std::shared_ptr<Goodbye>>(goodbye);
+  pendingGoodbyes++;
+  Thread* thread = goodbye->answered == nullptr ? nullptr : Thread_New(CloseConnection, shared.get());
+  if (thread == nullptr) {
+    pendingGoodbyes--;
+    FTPc_Delete(connection);
+    return Reply{};
+  }
+  (void)shared.release();  // the thread's
+  Thread_Delete(thread);
+  for (unsigned waited = 0; waited < kLongestMilliseconds; waited += kSliceMilliseconds) {
+    if (Semaphore_Wait(goodbye->answered, kSliceMilliseconds) == Error_None) return goodbye->reply;
+    if (console::Interrupted()) break;
+  }
+  return Reply{};
+}
+
 }  // namespace
 
 Login LoginFor(const Address& address, const Options& options) {
   Login login;
-  if (!address.user && !options.user) return {kAnonymousUser, kAnonymousPassword};
+  if (!address.user && !options.user) {
+    if (!options.password) return {kAnonymousUser, kAnonymousPassword};
+    throw Failure{ExitCode::Usage, "there is a password file but no user name; add --user NAME"};
+  }
   login.user = address.user ? *address.user : *options.user;
   login.password = address.password ? *address.password : PasswordFor(login.user, address, options);
   if (!FitsALine(login.user) || !FitsALine(login.password)) {
@@ -246,11 +297,14 @@ void FTPSession::List(const std::string& folder, bool namesOnly, const std::stri
 
 void FTPSession::SayGoodbye() {
   reporter_->Sent("QUIT");
-  Reply reply{};
-  const console::BlockingCall blocking;
-  FTPc_Close(connection_, &reply);
+  FTPc* connection = connection_;
   connection_ = nullptr;
+  const Reply reply = CloseSoon(connection);
   reporter_->Received(reply.code, reply.text);
+}
+
+bool FTPSession::IsGoodbyePending() {
+  return pendingGoodbyes != 0;
 }
 
 // The reply of a call that failed decides where there is one that refuses; else the status does.

@@ -53,7 +53,11 @@ class FTPSession {
   // Lists a folder ("" for the login's own) into a local file, named in the library's form.
   void List(const std::string& folder, bool namesOnly, const std::string& localFile);
 
+  // Says "QUIT" and frees the connection. The work is done by then, so it never fails, and neither a silent
+  // server nor Ctrl-C makes it wait for more than a second or two.
   void SayGoodbye();
+  // Whether a thread of SayGoodbye still waits for its server.
+  static bool IsGoodbyePending();
 
  private:
   ErrorCode AwaitFinalReply(Reply* reply);

@@ -9,6 +9,7 @@
 #include "tool/commands.h"
 #include "tool/console.h"
 #include "tool/failure.h"
+#include "tool/ftp_session.h"
 #include "tool/text.h"
 
 namespace tool {
@@ -22,7 +23,10 @@ class Library {
     throw Failure{ExitCode::Other,
                   std::string("the qz library does not start: ") + Error_ToLongString(status)};
   }
-  ~Library() { OS_Exit(0); }
+  // A thread that still says goodbye to a silent server needs the library; it ends with the program.
+  ~Library() {
+    if (!FTPSession::IsGoodbyePending()) OS_Exit(0);
+  }
   Library(const Library&) = delete;
   Library& operator=(const Library&) = delete;
 };

@@ -166,6 +166,14 @@ void TakeOption(Options* options, int value, const char* argument) {
   }
 }
 
+// An option of the command is refused when it was given a value that it does not take.
+std::string WhyRefused(const std::vector<option>& allowed, const std::string& given) {
+  for (const option& row : allowed) {
+    if (row.name != nullptr && given == std::string("--") + row.name) return "takes no value";
+  }
+  return "is no option of this command";
+}
+
 void ReadOptions(Options* options, const CommandRow& command, int count, char** arguments) {
   std::vector<option> allowed;
   for (const OptionRow& row : kOptions) {
@@ -183,7 +191,7 @@ void ReadOptions(Options* options, const CommandRow& command, int count, char** 
     given.resize(std::min(given.find('='), given.size()));
     if (given.rfind("--", 0) != 0 && optopt != 0) given = std::string("-") + static_cast<char>(optopt);
     if (value == ':') Misuse(options->commandName, "\"" + given + "\" needs a value");
-    if (value == '?') Misuse(options->commandName, "\"" + given + "\" is no option of this command");
+    if (value == '?') Misuse(options->commandName, "\"" + given + "\" " + WhyRefused(allowed, given));
     TakeOption(options, value, optarg);
   }
   for (int i = optind; i < count; i++) options->operands.emplace_back(arguments[i]);
@@ -191,8 +199,9 @@ void ReadOptions(Options* options, const CommandRow& command, int count, char** 
 
 std::string FirstLine(std::istream& input) {
   std::string line;
-  std::getline(input, line);
+  const bool found = static_cast<bool>(std::getline(input, line));
   if (input.bad()) throw Failure{ExitCode::Usage, "the password cannot be read"};
+  if (!found) throw Failure{ExitCode::Usage, "the password file is empty"};
   while (!line.empty() && line.back() == '\r') line.pop_back();
   return line;
 }
@@ -204,6 +213,8 @@ void CheckOperands(const Options& options) {
       if (given == 0) Misuse("get", "give the URL to get");
       if (given > 1 && options.output) Misuse("get", "--output works with one URL only");
       if (options.output && options.output->empty()) Misuse("get", "--output takes a file name");
+      // Elsewhere that is standard output, which cannot be gone on with.
+      if (options.output == "-") Misuse("get", "--output takes a file name; \"./-\" is a file called \"-\"");
       break;
     case Command::Put:
       if (given != 2) Misuse("put", "give the file and the URL to store it at");
@@ -256,6 +267,11 @@ Options ParseCommandLine(int count, char** arguments) {
   ReadOptions(&options, *command, count - 1, arguments + 1);
   if (!options.help) CheckOperands(options);
   return options;
+}
+
+void RefuseLogin(const Options& options) {
+  if (!options.user && !options.passwordFile) return;
+  Misuse(options.commandName, "qz can log in to FTP servers only; leave --user and --password-file out");
 }
 
 void ReadPasswordFile(Options* options) {

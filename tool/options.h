@@ -45,6 +45,9 @@ void HidePasswords(int count, char** arguments);
 // Takes the password from the file that the options name, if they name one. Throws Failure (Usage).
 void ReadPasswordFile(Options* options);
 
+// Throws Failure (Usage) when the options carry a login, which HTTP servers do not get from here.
+void RefuseLogin(const Options& options);
+
 // The text of `qz --help` for "", else of `qz COMMAND --help`.
 std::string HelpText(const std::string& commandName);
 

@@ -140,9 +140,6 @@ class FTPSource : public Source {
 }  // namespace
 
 std::unique_ptr<Source> MakeFTPSource(const Address& address, const Options& options, Reporter* reporter) {
-  if (address.path.empty() || address.path.back() == '/') {
-    throw Failure{ExitCode::Usage, "\"" + address.shown + "\" is a folder; list it with qz ls"};
-  }
   return std::make_unique<FTPSource>(address, options, reporter);
 }
 

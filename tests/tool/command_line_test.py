@@ -45,6 +45,28 @@ class CommandLine(ProgramTest):
         self.assertIn("https (encrypted HTTP) is not supported",
                       self.expect(USAGE, "get", "https://127.0.0.1/x").errors)
 
+    def test_ipv6_is_named_in_its_refusal(self):
+        for url in ("http://[::1]/x", "ftp://me@[::1]:2121/x"):
+            self.assertIn("IPv6", self.expect(USAGE, "get", url).errors)
+
+    def test_option_that_was_given_a_value_in_vain_is_not_called_unknown(self):
+        result = self.expect(USAGE, "get", "--quiet=3", "http://127.0.0.1:1/x")
+        self.assertIn('"--quiet" takes no value', result.errors)
+        result = self.expect(USAGE, "get", "--quite", "http://127.0.0.1:1/x")
+        self.assertIn('"--quite" is no option', result.errors)
+
+    def test_login_for_http_is_refused(self):
+        self.write("pw", b"x")
+        for command in ("get", "size"):
+            for option in (("--user", "me"), ("--password-file", "pw")):
+                result = self.expect(USAGE, command, "http://127.0.0.1:1/x", *option)
+                self.assertIn("FTP servers only", result.errors)
+
+    def test_standard_output_is_no_file_to_get_into(self):
+        result = self.expect(USAGE, "get", "http://127.0.0.1:1/x", "-o", "-")
+        self.assertIn('"./-"', result.errors)
+        self.assertEqual(self.names(), [])
+
     def test_unknown_host_gives_4(self):
         self.expect(NETWORK, "get", "http://no-such-host.invalid/x")
 
@@ -185,6 +207,42 @@ class Output(ProgramTest):
         self.assertRegex(result.errors, r"big:  \d\d%  \d\.\d MiB of 3\.0 MiB  \d+\.\d KiB/s  \d+ seconds? left\n")
         self.assertIn('saved "big" (3.0 MiB', result.errors)
         self.assertNotIn("\r", result.errors)
+
+    @only_posix
+    def test_closed_channels_never_lead_into_a_file_or_a_connection(self):
+        def close_all():
+            for descriptor in (0, 1, 2):
+                os.close(descriptor)
+        content = some_bytes(100000)
+        server = self.serve(FTPServer({"data": content}))
+        server.listing = b"one\r\n"
+        for command, code in (("get", DONE), ("ls", DISK)):
+            process = subprocess.Popen([*program(), command, "-v", server.url("data" if command == "get" else "")],
+                                       cwd=self.folder, preexec_fn=close_all)
+            self.assertEqual(process.wait(RUN_SECONDS), code)
+        self.assert_file("data", content)
+        self.assertEqual([line for _, line in server.commands if line[:4] not in
+                          ("USER", "PASS", "TYPE", "SIZE", "PASV", "RETR", "LIST", "QUIT")], [])
+
+    def test_reader_that_has_seen_enough_is_no_failure(self):
+        server = self.serve(FTPServer())
+        server.listing = b"".join(b"name-%06d\r\n" % number for number in range(200000))
+        process = self.start_qz("ls", server.url(""))
+        self.assertTrue(process.stdout.readline().startswith(b"name-000000"))
+        process.stdout.close()
+        errors = process.stderr.read()
+        self.assertEqual(process.wait(RUN_SECONDS), DONE, errors)
+        self.assertEqual(errors, b"")
+
+    @only_posix
+    def test_output_that_cannot_be_written_gives_7(self):
+        server = self.serve(FTPServer())
+        server.listing = b"one\r\n"
+        with open("/dev/full", "wb") as full:
+            done = subprocess.run([*program(), "ls", server.url("")], cwd=self.folder, stdout=full,
+                                  stderr=subprocess.PIPE, timeout=RUN_SECONDS, check=False)
+        self.assertEqual(done.returncode, DISK)
+        self.assertIn(b"standard output", done.stderr)
 
     def test_none_shows_messages_only(self):
         server = self.serve(HTTPServer(lambda n, request: [http("200 OK", b"x")]))

@@ -171,6 +171,17 @@ class Interrupting(ProgramTest):
         self.assertEqual(process.returncode, INTERRUPTED)
 
     @only_posix
+    def test_interrupt_of_a_list_promises_nothing(self):
+        server = self.serve(HTTPServer(lambda n, request: ["stall"]))
+        for command in ("ls", "size"):
+            process = self.start_qz(command, "ftp://127.0.0.1:%d/x" % server.port)
+            self.wait_for(lambda: server.count > 0)
+            time.sleep(0.3)
+            process.send_signal(signal.SIGINT)
+            _, errors = process.communicate(timeout=10)
+            self.assertEqual((process.returncode, errors), (INTERRUPTED, b"\nqz: interrupted\n"))
+
+    @only_posix
     def test_interrupt_is_noticed_while_waiting_to_go_on(self):
         server = self.serve(HTTPServer(lambda n, request: [http("200 OK", DATA)[:1000]]))
         process = self.start_qz("get", server.url("/data"), "--retry-wait", "60")

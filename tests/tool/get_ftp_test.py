@@ -1,5 +1,6 @@
 """qz get, ls and size over FTP against servers that do what no good server does."""
 
+import signal
 import unittest
 import unittest.mock
 
@@ -225,6 +226,77 @@ class FTPGet(ProgramTest):
     def test_a_folder_is_refused_with_a_hint(self):
         result = self.expect(USAGE, "get", self.server().url("sub/"))
         self.assertIn("qz ls", result.errors)
+
+    def test_a_folder_among_several_urls_is_refused_before_anything_is_fetched(self):
+        server = self.server()
+        self.expect(USAGE, "get", server.url("data"), server.url("sub/"))
+        self.assertEqual(server.count, 0)
+
+    def test_says_that_the_other_urls_were_not_tried(self):
+        os.mkdir(self.path("data.part"))
+        server = self.server()
+        result = self.expect(DISK, "get", server.url("data"), server.url("sub/file.txt"))
+        self.assertIn("the other URLs were not tried", result.errors)
+        self.assertEqual(server.count, 0)
+
+    def test_null_byte_in_a_path_never_names_another_file(self):
+        server = self.server()
+        result = self.expect(USAGE, "get", server.url("data%00.txt"))
+        self.assertIn("null byte", result.errors)
+        self.assertEqual(server.count, 0)
+
+    def test_kind_of_transfer_in_a_url_is_refused_with_a_hint(self):
+        server = self.server()
+        for kind in (";type=a", ";type=i", ";TYPE=D"):
+            result = self.expect(USAGE, "get", server.url("data" + kind))
+            self.assertIn('"%s"; leave that out' % kind, result.errors)
+        self.assertEqual(server.count, 0)
+
+    def test_password_file_without_a_user_name_is_refused(self):
+        self.write("pw", b"geheim\n")
+        server = self.server()
+        result = self.expect(USAGE, "get", server.url("data"), "--password-file", "pw")
+        self.assertIn("add --user NAME", result.errors)
+        self.assertEqual(server.count, 0)
+
+    def test_empty_password_file_is_refused_and_an_empty_line_is_an_empty_password(self):
+        server = self.server()
+        self.write("pw", b"")
+        result = self.expect(USAGE, "get", server.url("data"), "--user", "me", "--password-file", "pw")
+        self.assertIn("empty", result.errors)
+        self.assertEqual(server.count, 0)
+        self.write("pw", b"\n")
+        self.expect(DONE, "get", server.url("data"), "--user", "me", "--password-file", "pw")
+        self.assertEqual([line for _, line in server.commands][:2], ["USER me", "PASS "])
+
+    def test_password_file_needs_no_line_end(self):
+        server = self.server()
+        self.write("pw", b"geheim")
+        self.expect(DONE, "get", server.url("data"), "--user", "me", "--password-file", "pw")
+        self.assertEqual([line for _, line in server.commands][:2], ["USER me", "PASS geheim"])
+
+    def test_server_that_is_silent_at_the_end_does_not_hold_the_program(self):
+        self.write("local", b"x")
+        for command in (("get", "data"), ("get", "data", "sub/file.txt"), ("ls", ""), ("size", "data"), ("put", "new")):
+            server = self.server(silent_at_the_end=True)
+            urls = [server.url(path) for path in command[1:]]
+            began = time.monotonic()
+            self.expect(DONE, command[0], *(["local"] if command[0] == "put" else []), *urls)
+            # Wine takes its time to start a program.
+            self.assertLess(time.monotonic() - began, 5 + 2 * len(urls))
+            self.wait_for(lambda: server.verbs().count("QUIT") == len(urls))
+        self.assertEqual(self.names(), ["data", "data(0)", "file.txt", "local"])
+
+    @only_posix
+    def test_ctrl_c_after_the_file_was_saved_changes_nothing(self):
+        server = self.server(silent_at_the_end=True)
+        process = self.start_qz("get", server.url("data"))
+        self.wait_for(lambda: "QUIT" in server.verbs())
+        process.send_signal(signal.SIGINT)
+        _, errors = process.communicate(timeout=10)
+        self.assertEqual(process.returncode, DONE, errors)
+        self.assertNotIn(b"interrupted", errors)
+        self.assert_file("data", DATA)
 
     # ---- ls and size
 

@@ -84,6 +84,46 @@ class Put(ProgramTest):
         self.expect(NOT_FOUND, "put", "nothing", self.server.url("remote.bin"))
         self.assertEqual(self.server.count, 0)
 
+    def test_folder_is_refused(self):
+        os.mkdir(self.path("folder"))
+        result = self.expect(USAGE, "put", "folder", self.server.url("remote.bin"))
+        self.assertIn("is a folder", result.errors)
+        self.assertEqual(self.server.count, 0)
+
+    @only_posix
+    def test_pipe_is_refused_at_once(self):
+        os.mkfifo(self.path("pipe"))
+        result = self.expect(DISK, "put", "pipe", self.server.url("remote.bin"), seconds=20)
+        self.assertIn("not a plain file", result.errors)
+        self.assertEqual(self.server.count, 0)
+
+    def change_while_sent(self, change):
+        def on_stor(session, name):
+            change()
+            return stor(session, name)
+        stor = Session.on_stor
+        return unittest.mock.patch.object(Session, "on_stor", on_stor)
+
+    @only_posix
+    def test_file_that_becomes_smaller_while_it_is_sent_is_not_called_stored(self):
+        with self.change_while_sent(lambda: os.truncate(self.path("local.bin"), 1000)):
+            result = self.expect(DISK, "put", "local.bin", self.server.url("remote.bin"))
+        self.assertIn('"local.bin" became smaller while it was sent', result.errors)
+        self.assertNotIn("stored", result.errors)
+        self.assertEqual(self.server.verbs().count("STOR"), 1)
+
+    @only_posix
+    def test_file_that_grows_while_it_is_sent_is_stored_as_it_was_and_the_rest_by_the_same_command(self):
+        def grow():
+            with open(self.path("local.bin"), "ab") as file:
+                file.write(b"more")
+        with self.change_while_sent(grow):
+            result = self.expect(DONE, "put", "local.bin", self.server.url("remote.bin"))
+        self.assertEqual(digest(self.server.files["remote.bin"]), digest(DATA))
+        self.assertIn("grew while it was sent", result.errors)
+        self.expect(DONE, "put", "local.bin", self.server.url("remote.bin"))
+        self.assertEqual(digest(self.server.files["remote.bin"]), digest(DATA + b"more"))
+
     @only_posix
     def test_line_end_in_the_files_name_is_never_sent(self):
         server = self.serve(FTPServer())

@@ -248,6 +248,7 @@ class FTPServer(Server):
     pasv         the reply to PASV
     login        the reply to PASS
     extra        bytes sent after the file
+    silent_at_the_end  True: QUIT is not answered, and the connection stays
     commands     every line that came, with its connection's number
     """
 
@@ -261,6 +262,7 @@ class FTPServer(Server):
         self.pasv = None
         self.login = "230 welcome"
         self.extra = b""
+        self.silent_at_the_end = False
         self.listing = b""
         self.commands = []
         super().__init__()
@@ -306,7 +308,10 @@ class Session:
             self.server.commands.append((self.number, line))
             verb, _, argument = line.partition(" ")
             if verb == "QUIT":
-                self.say("221 bye")
+                if self.server.silent_at_the_end:
+                    self.server.stall()
+                else:
+                    self.say("221 bye")
                 return
             handler = getattr(self, "on_" + verb.lower(), None)
             if handler is None:

@@ -24,13 +24,24 @@ volatile sig_atomic_t interrupted = 0;
 volatile sig_atomic_t insideBlockingCall = 0;
 volatile sig_atomic_t removalArmed = 0;
 char removalPath[kLongestPath];
+const char* volatile hintWhenEnded = "";
 
 void EndAtOnce() {
-  static const char text[] =
-      "\nqz: interrupted; what was received is kept, the same command goes on from there\n";
+  static const char text[] = "\nqz: interrupted";
   if (removalArmed != 0) unlink(removalPath);
   (void)!write(STDERR_FILENO, text, sizeof text - 1);
+  (void)!write(STDERR_FILENO, hintWhenEnded, std::strlen(hintWhenEnded));
+  (void)!write(STDERR_FILENO, "\n", 1);
   _exit(static_cast<int>(ExitCode::Interrupted));
+}
+
+// A channel that came closed would be the number of the next file or connection, and messages or a list
+// would be written into that. What stands in its place refuses what the channel is for, as a closed one does.
+void FillClosedChannels() {
+  for (int descriptor = STDIN_FILENO; descriptor <= STDERR_FILENO; descriptor++) {
+    if (fcntl(descriptor, F_GETFD) >= 0 || errno != EBADF) continue;
+    if (open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY) != descriptor) std::abort();
+  }
 }
 
 void OnInterrupt(int) {
@@ -91,6 +102,7 @@ class HiddenTerminal {
 }  // namespace
 
 void Prepare() {
+  FillClosedChannels();
   struct sigaction action {};
   action.sa_handler = OnInterrupt;
   sigemptyset(&action.sa_mask);
@@ -120,6 +132,7 @@ bool Write(Channel channel, const char* bytes, std::size_t count) {
   while (count > 0) {
     const ssize_t written = write(DescriptorOf(channel), bytes, count);
     if (written < 0 && errno == EINTR) continue;
+    if (written < 0 && errno == EPIPE) return true;
     if (written <= 0) return false;
     bytes += written;
     count -= static_cast<std::size_t>(written);
@@ -163,6 +176,10 @@ BlockingCall::BlockingCall() {
 
 BlockingCall::~BlockingCall() {
   insideBlockingCall = 0;
+}
+
+void SayWhenEnded(const char* hint) {
+  hintWhenEnded = hint;
 }
 
 void RemoveWhenEnded(const std::string& path) {

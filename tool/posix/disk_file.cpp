@@ -55,7 +55,8 @@ DiskFile::Kind DiskFile::KindOf(const std::string& path) {
 }
 
 void DiskFile::OpenForReading(const std::string& path) {
-  const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  // Not waiting: a pipe without a writer would hold the program here.
+  const int descriptor = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
   if (descriptor < 0) FailWith("read", path, errno);
   handle_ = descriptor;
   path_ = path;

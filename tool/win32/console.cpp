@@ -24,17 +24,18 @@ volatile LONG interrupted = 0;
 volatile LONG insideBlockingCall = 0;
 volatile LONG removalArmed = 0;
 char removalPath[MAX_PATH];
+const char* volatile hintWhenEnded = "";
 
 HANDLE HandleOf(Channel channel) {
   return GetStdHandle(channel == Channel::Output ? STD_OUTPUT_HANDLE : STD_ERROR_HANDLE);
 }
 
 void EndAtOnce() {
-  static const char text[] =
-      "\r\nqz: interrupted; what was received is kept, the same command goes on from there\r\n";
   if (removalArmed != 0) DeleteFileA(removalPath);
   DWORD written = 0;
-  WriteFile(HandleOf(Channel::Messages), text, sizeof text - 1, &written, nullptr);
+  for (const char* text : {"\r\nqz: interrupted", static_cast<const char*>(hintWhenEnded), "\r\n"}) {
+    WriteFile(HandleOf(Channel::Messages), text, static_cast<DWORD>(std::strlen(text)), &written, nullptr);
+  }
   ExitProcess(static_cast<UINT>(ExitCode::Interrupted));
 }
 
@@ -81,9 +82,10 @@ unsigned Columns() {
 bool Write(Channel channel, const char* bytes, std::size_t count) {
   while (count > 0) {
     DWORD written = 0;
-    if (!WriteFile(HandleOf(channel), bytes, static_cast<DWORD>(count), &written, nullptr) || written == 0) {
-      return false;
+    if (!WriteFile(HandleOf(channel), bytes, static_cast<DWORD>(count), &written, nullptr)) {
+      return GetLastError() == ERROR_BROKEN_PIPE || GetLastError() == ERROR_NO_DATA;
     }
+    if (written == 0) return false;
     bytes += written;
     count -= written;
   }
@@ -130,6 +132,10 @@ BlockingCall::BlockingCall() {
 
 BlockingCall::~BlockingCall() {
   InterlockedExchange(&insideBlockingCall, 0);
+}
+
+void SayWhenEnded(const char* hint) {
+  hintWhenEnded = hint;
 }
 
 void RemoveWhenEnded(const std::string& path) {
