@@ -44,6 +44,16 @@ std::string WithUpperCaseEscapes(std::string text) {
   return text;
 }
 
+// A query or fragment may follow the host without a slash; the library's parser, which takes everything
+// before the first slash for the host, gets one.
+std::string WithPath(std::string text) {
+  const std::size_t scheme = text.find(kSchemeEnd);
+  if (scheme == std::string::npos || LowerCase(text.substr(0, scheme)) != "http") return text;
+  const std::size_t end = text.find_first_of("/?#", scheme + kSchemeEnd.size());
+  if (end != std::string::npos && text[end] != '/') text.insert(end, "/");
+  return text;
+}
+
 std::string Trimmed(const std::string& text) {
   constexpr const char* kBlank = " \t\r\n";
   const std::size_t first = text.find_first_not_of(kBlank);
@@ -191,7 +201,7 @@ std::string AbsoluteLocation(const Address& from, const std::string& location) {
 }  // namespace
 
 Address ParseAddress(const std::string& given) {
-  const std::string text = WithUpperCaseEscapes(Trimmed(given));
+  const std::string text = WithPath(WithUpperCaseEscapes(Trimmed(given)));
   const std::string shown = WithoutLogin(text);
   if (text.size() > kLongestURL) Refuse(shown, "is too long; at most 1000 characters work");
   const auto isControl = [](char c) { return static_cast<unsigned char>(c) < ' ' || c == 0x7F; };

@@ -148,6 +148,11 @@ Login LoginFor(const Address& address, const Options& options) {
 
 FTPSession::FTPSession(const Address& address, const Options& options, Reporter* reporter)
     : options_(options), reporter_(reporter), host_(HostAndPort(address)) {
+  constexpr std::uint32_t kUsualPort = 21;
+  if (options.proxyHost && address.port != kUsualPort) {
+    throw Failure{ExitCode::Usage, "a proxy for FTP works for servers on port 21 only; \"" + address.shown +
+                                       "\" names another, leave --proxy out"};
+  }
   Reply reply{};
   const std::uint32_t mode = options.active ? 0u : std::uint32_t{FTPcFlag_Passive};
   const std::uint32_t direct = options.proxyHost ? 0u : std::uint32_t{FTPcFlag_NoProxy};
@@ -159,7 +164,10 @@ FTPSession::FTPSession(const Address& address, const Options& options, Reporter*
   reporter_->Received(reply.code, reply.text);
   if (status == Error_None) return;
   connection_ = nullptr;
-  Fail("cannot connect to " + host_, status, reply);
+  const std::string through =
+      options.proxyHost ? " through the proxy " + *options.proxyHost + ":" + std::to_string(options.proxyPort)
+                        : "";
+  Fail("cannot connect to " + host_ + through, status, reply);
 }
 
 FTPSession::~FTPSession() {
@@ -176,9 +184,11 @@ void FTPSession::LogIn(const Login& login) {
   reporter_->Received(reply.code, reply.text);
   if (status == Error_None) return;
   if (status == Error_NoAccess && reply.code >= 400 && !IsTemporary(reply.code)) {
-    throw Failure{ExitCode::Login, host_ + " refuses the login of \"" + login.user + "\": \"" +
-                                       std::to_string(reply.code) + " " + reply.text +
-                                       "\"; check --user and the password"};
+    throw Failure{ExitCode::Login,
+                  host_ + " refuses the login of \"" + login.user + "\": \"" + std::to_string(reply.code) +
+                      " " + reply.text + "\"; " +
+                      (login.password == kAnonymousPassword ? "log in with --user NAME"
+                                                            : "check the name and the password")};
   }
   Fail("cannot log in to " + host_, status, reply);
 }

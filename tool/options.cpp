@@ -166,12 +166,13 @@ void TakeOption(Options* options, int value, const char* argument) {
   }
 }
 
-// An option of the command is refused when it was given a value that it does not take.
-std::string WhyRefused(const std::vector<option>& allowed, const std::string& given) {
+// The system's parsers report an option with a value too many each in another way.
+std::string WhyRefused(const std::vector<option>& allowed, const std::string& given, int report) {
   for (const option& row : allowed) {
-    if (row.name != nullptr && given == std::string("--") + row.name) return "takes no value";
+    if (row.name == nullptr || given != std::string("--") + row.name) continue;
+    return row.has_arg == no_argument ? "takes no value" : "needs a value";
   }
-  return "is no option of this command";
+  return report == ':' ? "needs a value" : "is no option of this command";
 }
 
 void ReadOptions(Options* options, const CommandRow& command, int count, char** arguments) {
@@ -190,8 +191,9 @@ void ReadOptions(Options* options, const CommandRow& command, int count, char** 
     std::string given = arguments[optind > index ? optind - 1 : index];
     given.resize(std::min(given.find('='), given.size()));
     if (given.rfind("--", 0) != 0 && optopt != 0) given = std::string("-") + static_cast<char>(optopt);
-    if (value == ':') Misuse(options->commandName, "\"" + given + "\" needs a value");
-    if (value == '?') Misuse(options->commandName, "\"" + given + "\" " + WhyRefused(allowed, given));
+    if (value == ':' || value == '?') {
+      Misuse(options->commandName, "\"" + given + "\" " + WhyRefused(allowed, given, value));
+    }
     TakeOption(options, value, optarg);
   }
   for (int i = optind; i < count; i++) options->operands.emplace_back(arguments[i]);
@@ -260,6 +262,9 @@ Options ParseCommandLine(int count, char** arguments) {
   // A URL may hold a password; it is not repeated on the terminal.
   if (command == nullptr && first.find_first_of(":@") != std::string::npos) {
     Misuse("", "say what to do before the URL: get, put, ls or size");
+  }
+  if (command == nullptr && first[0] == '-') {
+    Misuse("", "say what to do first: get, put, ls or size; options follow it");
   }
   if (command == nullptr) Misuse("", "\"" + first + "\" is no command of qz");
   options.command = command->command;

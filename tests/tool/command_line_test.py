@@ -45,6 +45,17 @@ class CommandLine(ProgramTest):
         self.assertIn("https (encrypted HTTP) is not supported",
                       self.expect(USAGE, "get", "https://127.0.0.1/x").errors)
 
+    def test_options_before_the_command_are_refused_with_a_hint(self):
+        self.assertIn("options follow it", self.expect(USAGE, "-q", "get", "http://127.0.0.1:1/x").errors)
+
+    def test_ftp_proxy_is_refused_for_a_port_that_it_cannot_reach(self):
+        result = self.expect(USAGE, "get", "ftp://127.0.0.1:2121/x", "--proxy", "127.0.0.1:1")
+        self.assertIn("port 21 only", result.errors)
+
+    def test_ftp_proxy_that_is_down_is_named(self):
+        result = self.expect(NETWORK, "get", "ftp://127.0.0.1/x", "--proxy", "127.0.0.1:1")
+        self.assertIn("through the proxy 127.0.0.1:1", result.errors)
+
     def test_ipv6_is_named_in_its_refusal(self):
         for url in ("http://[::1]/x", "ftp://me@[::1]:2121/x"):
             self.assertIn("IPv6", self.expect(USAGE, "get", url).errors)

@@ -85,6 +85,13 @@ class Disk(ProgramTest):
         self.expect(DISK, "get", self.url(), through=["setpriv", "--bounding-set=-all"] if os.geteuid() == 0 else [])
         self.assertEqual(self.names(), [])
 
+    def test_name_that_is_too_long_is_refused_with_a_hint(self):
+        for length in (253, 1100, 5000):
+            result = self.expect(DISK, "get", self.url(), "-o", "n" * length)
+            if not on_windows():
+                self.assertIn("choose a shorter name", result.errors)
+        self.assertEqual(self.names(), [])
+
     def test_files_of_others_stay_as_they_are(self):
         others = {"data.part.part": b"1", "data(0).part": b"2", "dat.part": b"3", "data": b"4"}
         for name, content in others.items():

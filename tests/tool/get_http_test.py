@@ -26,6 +26,13 @@ class HTTPGet(ProgramTest):
         self.assertIn("Host: 127.0.0.1:%d\r\n" % server.port, server.requests[0])
         self.assertEqual(self.names(), ["d+e.txt"])
 
+    def test_a_query_may_follow_the_host_at_once(self):
+        server = self.server(lambda n, request: [http("200 OK", b"x")])
+        for rest, line in (("?a=/b", "GET /?a=/b HTTP/1.0"), ("#part", "GET / HTTP/1.0"),
+                           ("?user@127.0.0.2:1/x", "GET /?user@127.0.0.2:1/x HTTP/1.0")):
+            self.expect(DONE, "get", "http://127.0.0.1:%d%s" % (server.port, rest))
+            self.assertEqual(server.requests[-1].split("\r\n")[0], line)
+
     def test_sends_the_slash_for_a_url_without_a_path(self):
         server = self.server(lambda n, request: [http("200 OK", b"x")])
         self.expect(DONE, "get", "http://127.0.0.1:%d" % server.port)

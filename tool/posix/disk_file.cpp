@@ -19,6 +19,7 @@ namespace {
   if (error == ENOSPC || error == EDQUOT || error == EFBIG) {
     text += "; make room, then run the same command again to go on";
   }
+  if (error == ENAMETOOLONG) text += "; choose a shorter name";
   throw Failure{ExitCode::Disk, text};
 }
 

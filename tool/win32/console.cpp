@@ -83,7 +83,8 @@ bool Write(Channel channel, const char* bytes, std::size_t count) {
   while (count > 0) {
     DWORD written = 0;
     if (!WriteFile(HandleOf(channel), bytes, static_cast<DWORD>(count), &written, nullptr)) {
-      return GetLastError() == ERROR_BROKEN_PIPE || GetLastError() == ERROR_NO_DATA;
+      const DWORD error = GetLastError();
+      return error == ERROR_NO_DATA || error == ERROR_BROKEN_PIPE || error == ERROR_PIPE_NOT_CONNECTED;
     }
     if (written == 0) return false;
     bytes += written;
