@@ -40,6 +40,8 @@ static ErrorCode Save(HTTPc* http, Stream* body, const char* fileName) {
     length = kUnknownLength;
   }
   status = CopyBody(body, length, file);
+  /* A report carries the position at which its step began, never the total. */
+  if (status == Error_None && length != kUnknownLength) ShowProgress(NULL, length, length);
   fprintf(stderr, "\n");
   closed = File_Close(file);
   return status == Error_None ? closed : status;
