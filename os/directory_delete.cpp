@@ -177,11 +177,11 @@ ErrorCode CheckTarget(Removal* removal, platform::FileInformation* information) 
 }  // namespace
 
 ErrorCode Directory_Delete(const char* name) {
-  if (name == nullptr || LeadsToRoot(name)) return Error_Invalid;
   Removal removal{};
   removal.separator = platform::UsesDriveLetters() ? '\\' : '/';
   ErrorCode status = iFile_ToSystemName(name, removal.path);
   if (status != Error_None) return status;
+  if (LeadsToRoot(name)) return Error_Invalid;
   removal.length = strlen(removal.path);
   DropTrailingSeparators(&removal);
   if (!EndsWithName(removal)) return Error_Invalid;

@@ -32,7 +32,7 @@ QZ_API int32_t Directory_SetCurrent(const char* name);
  * drives, one that somebody puts in the place of a directory while this runs). Goes on after a failure and
  * returns the first. Error_None; Error_NotFound; Error_Invalid for a file and, before anything is removed,
  * for a root (empty, "/", a drive, a share, or a path that leads back to one) and a path that ends in "." or
- * ".."; Error_Exceed where a path below is too long; others of Error_FromSystem. */
+ * ".."; Error_Exceed where the name or a path below is too long; others of Error_FromSystem. */
 QZ_API ErrorCode Directory_Delete(const char* name);
 
 /* Writes the listing of a directory into listFile, which is replaced.

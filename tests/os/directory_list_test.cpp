@@ -71,6 +71,16 @@ TEST_F(DirectoryListTest, ListsLongLines) {
                    "d---------    1    nobody     nobody        0 Sun Jan  5 09:03:07 1997 sub/" + end_}));
 }
 
+TEST_F(DirectoryListTest, ListsATimeThatATimeCannotHoldAsNone) {
+  directory_.MakeDirectory("one");
+  directory_.Write("one/file", "abc");
+  directory_.SetModified("one/file", 5000000000);  // after 2106
+  ErrorCapture capture;                            // the time is also reported
+  EXPECT_EQ(List("one", 2), 0);
+  EXPECT_EQ(Listed(),
+            Lines{"----------    1    nobody     nobody        3 Thu Jan  1 00:00:00 1970 file" + end_});
+}
+
 TEST_F(DirectoryListTest, TakesNoNameForAFormat) {
   directory_.MakeDirectory("one");
   directory_.Write("one/50%s%n", "");

@@ -110,6 +110,7 @@ TEST_F(DirectoryTest, RefusesAFileAndSaysWhenNothingIsThere) {
   EXPECT_EQ(directory_.Read("f"), "abc");
   EXPECT_EQ(Directory_Delete(Name("missing").c_str()), -3);
   EXPECT_EQ(Directory_Delete(nullptr), -4);
+  EXPECT_EQ(Directory_Delete(std::string(1024, 'a').c_str()), 5);
 }
 
 TEST_F(DirectoryTest, RefusesEveryRoot) {

@@ -164,6 +164,15 @@ TEST_F(FileUniqueNameTest, GivesUpAfterAHundredNames) {
   EXPECT_EQ(result_, "");
 }
 
+TEST_F(FileUniqueNameTest, GivesANameThatJustFits) {
+  iOS_SetRandomSource([] { return 7; });
+  char result[1024];
+  EXPECT_EQ(File_UniquifyName(std::string(1017, 'a').c_str(), "list", result), 0);
+  EXPECT_EQ(result, std::string(1017, 'a') + "/list7");
+  EXPECT_EQ(File_UniquifyName(std::string(1018, 'a').c_str(), "list", result), 5);
+  EXPECT_STREQ(result, "");
+}
+
 TEST_F(FileUniqueNameTest, RefusesNullAndWhatDoesNotFit) {
   char result[1024] = "unset";
   EXPECT_EQ(File_UniquifyName(nullptr, "a", result), -4);

@@ -508,8 +508,26 @@ class FileMixTest : public FileTest, public testing::WithParamInterface<uint32_t
     EXPECT_EQ(written, static_cast<int32_t>(size));
   }
 
+  void CutToNothing() {
+    EXPECT_EQ(File_Truncate(file_.get()), 0);
+    EXPECT_EQ(File_Seek(file_.get(), 0, 0), 0);
+    model_.bytes.clear();
+    model_.position = 0;
+  }
+
+  void GetChar() {
+    char buffer[20];
+    uint32_t remaining = 99;
+    char* next = nullptr;
+    const std::string expected = model_.Read(sizeof buffer);
+    const int32_t first = File_GetChar(file_.get(), sizeof buffer, buffer, &remaining, &next);
+    EXPECT_EQ(first, expected.empty() ? 0 : expected[0]);
+    EXPECT_EQ(std::string(next, remaining), expected.empty() ? "" : expected.substr(1));
+  }
+
   void Step() {
-    switch (Random(10)) {
+    if (Random(300) == 0) return CutToNothing();
+    switch (Random(11)) {
       case 0:
       case 1:
         return Write(false);
@@ -531,6 +549,8 @@ class FileMixTest : public FileTest, public testing::WithParamInterface<uint32_t
       case 8:
         EXPECT_EQ(File_Flush(file_.get()), 0);
         return;
+      case 9:
+        return GetChar();
       default:
         EXPECT_EQ(File_Tell(file_.get()), static_cast<int32_t>(model_.position));
         return;

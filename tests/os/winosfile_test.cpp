@@ -36,6 +36,7 @@ TEST(WinOSFile, LeavesOtherSystemNamesButTheirSeparators) {
   EXPECT_EQ(ToLibrary(""), "");
   EXPECT_EQ(ToLibrary("a\\b/c"), "a/b/c");
   EXPECT_EQ(ToLibrary("1:\\x"), "1:/x");
+  EXPECT_EQ(ToLibrary("\xC4:\\x"), "\xC4:/x");
   EXPECT_EQ(ToLibrary("\\x"), "/x");
 }
 

@@ -171,4 +171,28 @@ TEST_F(DirectoryOnPosixTest, RemovesANearlyTooLongPath) {
   EXPECT_FALSE(directory_.Exists("d"));
 }
 
+TEST_F(DirectoryOnPosixTest, RemovesADeepTree) {
+  std::string deep = directory_.SystemName("d").string();
+  while (deep.size() < 1021) deep += "/x";
+  fs::create_directories(deep);
+  EXPECT_EQ(Directory_Delete(Name("d").c_str()), 0);
+  EXPECT_FALSE(directory_.Exists("d"));
+}
+
+TEST_F(DirectoryOnPosixTest, GivesACurrentDirectoryThatJustFits) {
+  const fs::path original = fs::current_path();
+  for (size_t length : {1023u, 1024u}) {
+    std::string deep = directory_.SystemName("d").string();
+    while (deep.size() < 800) deep += "/" + std::string(100, 'x');
+    deep += "/" + std::string(length - deep.size() - 1, 'y');
+    fs::create_directories(deep);
+    fs::current_path(deep);
+    char current[1024] = "unset";
+    const ErrorCode status = Directory_GetCurrent(current);
+    fs::current_path(original);
+    EXPECT_EQ(status, length == 1023 ? 0 : -4);
+    EXPECT_EQ(current, length == 1023 ? deep : "");
+  }
+}
+
 }  // namespace

@@ -147,6 +147,35 @@ TEST_F(FileOnPosixTest, RefusesToMoveADirectoryIntoItself) {
   EXPECT_TRUE(directory_.Exists("d"));
 }
 
+TEST_F(FileOnPosixTest, IsReadByNobodyElseWhenPrivate) {
+  const mode_t original = umask(0);
+  for (bool isPrivate : {true, false}) {
+    File* file = nullptr;
+    EXPECT_EQ(iFile_OpenNew(Name("f").c_str(), 3, isPrivate, &file), 0);
+    struct stat status;
+    EXPECT_EQ(fstat(file->descriptor, &status), 0);
+    EXPECT_EQ(status.st_mode & 0777u, isPrivate ? 0600u : 0666u);
+    File_SetTemporary(file, 1);
+    File_Close(file);
+  }
+  umask(original);
+}
+
+// ---- names near the limit ----------------------------------------------------------------------
+
+TEST_F(FileOnPosixTest, NumbersANameThatJustFits) {
+  for (size_t length : {1020u, 1021u}) {
+    std::string name = "d";
+    while (Name(name).size() < 800) name += "/" + std::string(100, 'x');
+    directory_.MakeDirectory(name);
+    name += "/" + std::string(length - Name(name).size() - 1, 'y');
+    directory_.Write(name, "");
+    char result[1024] = "unset";
+    EXPECT_EQ(File_NumberName(Name(name).c_str(), result), length == 1020 ? 0 : 5);
+    EXPECT_EQ(result, length == 1020 ? Name(name) + "(0)" : "");
+  }
+}
+
 // ---- times -------------------------------------------------------------------------------------
 
 TEST_F(FileOnPosixTest, GivesTheSameMomentInAnyTimeZone) {

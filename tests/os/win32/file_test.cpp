@@ -95,6 +95,31 @@ TEST(FileOnWindows, RemovesNoCurrentDirectoryOfADrive) {
   EXPECT_EQ(directory.Read("below/kept"), "mine");
 }
 
+TEST(FileOnWindows, SaysThatAnOpenFileIsInUse) {
+  TempDir directory;
+  directory.MakeDirectory("d");
+  directory.Write("d/other", "2");
+  Owned<File, File_Close> file;
+  ASSERT_EQ(File_Open(directory.Name("d/used").c_str(), 2, file.out()), 0);
+  EXPECT_EQ(File_Unlink(directory.Name("d/used").c_str()), -7);
+  EXPECT_EQ(File_Move(directory.Name("d/used").c_str(), directory.Name("moved").c_str()), -5);
+  // The rest is removed all the same.
+  EXPECT_EQ(Directory_Delete(directory.Name("d").c_str()), -7);
+  EXPECT_EQ(directory.List("d"), std::vector<std::string>{"used"});
+  file.reset();
+  EXPECT_EQ(Directory_Delete(directory.Name("d").c_str()), 0);
+  EXPECT_FALSE(directory.Exists("d"));
+}
+
+TEST(FileOnWindows, RemovesNoReadOnlyFile) {
+  TempDir directory;
+  directory.Write("f", "mine");
+  SetFileAttributesW(directory.SystemName("f").c_str(), FILE_ATTRIBUTE_READONLY);
+  EXPECT_EQ(File_Unlink(directory.Name("f").c_str()), -5);
+  SetFileAttributesW(directory.SystemName("f").c_str(), FILE_ATTRIBUTE_NORMAL);
+  EXPECT_EQ(directory.Read("f"), "mine");
+}
+
 // A letter that this code page writes as a separator.
 TEST(FileOnWindows, RemovesNothingOutsideByANameOfAnotherAlphabet) {
   TempDir directory;
