@@ -117,6 +117,15 @@ TEST_F(FileTest, OpensNothingOverANameThatIsTaken) {
   EXPECT_EQ(iFile_OpenNew(directory_.Name("missing/g").c_str(), 2, false, &file), -1);
 }
 
+TEST_F(FileTest, TakesOneAllocation) {
+  const int64_t before = iMemory_CountLive();
+  OwnedFile file = Open("f", 2);
+  EXPECT_EQ(iMemory_CountLive(), before + 1);
+  EXPECT_EQ(file->name, directory_.Name("f"));
+  file.reset();
+  EXPECT_EQ(iMemory_CountLive(), before);
+}
+
 TEST_F(FileTest, FailsCleanlyWithoutMemory) {
   directory_.Write("f", "abc");
   FailEveryAllocation([&] {
