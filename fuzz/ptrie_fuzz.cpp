@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <string>
+#include <vector>
 
 #include "os/memory_internal.h"
 #include "qz/error.h"
@@ -16,6 +17,12 @@ namespace {
 
 void Require(bool condition) {
   if (!condition) abort();
+}
+
+std::vector<void*> deleted;
+
+void RecordDeleted(void* value) {
+  deleted.push_back(value);
 }
 
 // Walks the keys with this prefix in a buffer that holds them all.
@@ -46,6 +53,9 @@ void Operate(PTrie* trie, PTrieModel& model, uint8_t operation, const std::strin
   const auto length = static_cast<uint16_t>(key.size());
   auto* value = reinterpret_cast<void*>(uintptr_t{operation});
   const bool present = model.count(key) != 0;
+  std::vector<void*> expectedDeleted;
+  if (present && (operation & 7) >= 3 && (operation & 7) <= 5) expectedDeleted.push_back(model[key]);
+  deleted.clear();
   const bool failing = (operation & 0xC0) == 0xC0;
   if (failing) iMemory_FailAllocation(1 + (operation >> 3 & 3));
   switch (operation & 7) {
@@ -73,6 +83,7 @@ void Operate(PTrie* trie, PTrieModel& model, uint8_t operation, const std::strin
       CompareNext(trie, model, key, operation >> 3);
   }
   iMemory_FailAllocation(0);
+  Require(deleted == expectedDeleted);
   void* found = nullptr;
   const auto expected = model.find(key);
   Require(PTrie_FindElement(trie, key.data(), length, &found) == (expected != model.end() ? 1 : 0));
@@ -83,7 +94,7 @@ void Operate(PTrie* trie, PTrieModel& model, uint8_t operation, const std::strin
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const int64_t before = iMemory_CountLive();
-  PTrie* trie = PTrie_New(nullptr);
+  PTrie* trie = PTrie_New(RecordDeleted);
   PTrieModel model;
   for (size_t i = 0; i + 1 < size;) {
     const uint8_t operation = data[i];
@@ -94,8 +105,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     i += length;
   }
   CompareKeys(trie, model, "");
+  deleted.clear();
   if (size % 2 == 0) PTrie_Empty(trie);
   PTrie_Delete(trie);
+  std::vector<void*> values;
+  for (const auto& [key, value] : model) values.push_back(value);
+  Require(deleted == values);
   Require(iMemory_CountLive() == before);
   return 0;
 }

@@ -1,5 +1,4 @@
 // Formatted writing where the C library can refuse a text. The Windows one takes any wide character.
-// every wide character.
 #include <gtest/gtest.h>
 
 #include "qz/stream.h"
