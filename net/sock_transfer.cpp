@@ -225,13 +225,14 @@ ErrorCode Select(Sock* sock, uint32_t event, uint64_t milliseconds) {
   return sock->status.load();
 }
 
-// Runs one call in non-blocking mode and puts the mode back; the error number of the call stays.
+// Runs one call in non-blocking mode and goes back to the mode that is asked for by now; the error number of
+// the call stays.
 template <typename Call>
 auto WithoutBlocking(const SockUse& use, uint32_t* error, Call call) {
   platform::SocketSetNonBlocking(use.descriptor(), true);
   const auto result = call(use.descriptor());
   *error = platform::LastSocketError();
-  platform::SocketSetNonBlocking(use.descriptor(), false);
+  platform::SocketSetNonBlocking(use.descriptor(), use.sock()->nonBlocking.load());
   return result;
 }
 

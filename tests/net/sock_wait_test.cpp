@@ -1,7 +1,10 @@
 // Sockets: waiting for readiness, for a caller and for a connection.
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <future>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "tests/net/sock_transfer_fixture.h"
@@ -76,6 +79,31 @@ TEST_F(SockTransfer, TurnsAsyncOnByOneOnly) {
     EXPECT_EQ(Sock_GetError(sock), row.status);
     EXPECT_EQ(watch.Milliseconds() >= 290, row.status == 8);
   }
+}
+
+// A mode that was set while an accept waited holds for the next one, which would else wait without end.
+TEST_F(SockTransfer, StaysAsync_WhenThatWasAskedForDuringAnAccept) {
+  ASSERT_EQ(Sock_OpenListen(0, &sock), 0);
+  uint8_t port[2];
+  ASSERT_EQ(Sock_GetSockName(sock, nullptr, port), 0);
+  const auto number = static_cast<uint16_t>(port[0] * 256 + port[1]);
+  const auto accept = [this] {
+    Sock* accepted = nullptr;
+    const ErrorCode status = Sock_Accept(sock, &accepted);
+    if (accepted != nullptr) Sock_Delete(accepted);
+    return status;
+  };
+  auto first = std::async(std::launch::async, accept);
+  std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  ASSERT_EQ(Sock_SetAsync(sock, 1), 0);
+  const loopback::Connection caller = loopback::Connect(number);
+  EXPECT_EQ(first.get(), 0);
+
+  auto second = std::async(std::launch::async, accept);
+  EXPECT_EQ(second.wait_for(std::chrono::seconds(3)), std::future_status::ready);
+  // Frees a call that does wait.
+  const loopback::Connection other = loopback::Connect(number);
+  EXPECT_EQ(second.get(), 6);
 }
 
 TEST_F(SockTransfer, ConnectsWithoutWaiting_WhenAsync) {
