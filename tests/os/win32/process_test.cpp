@@ -16,6 +16,15 @@
 
 namespace {
 
+TEST(ProcessLaunchHere, NamesTheProgramItself_WhenThereIsNoCommandLine) {
+  // Does nothing and ends when it is told nothing.
+  Process* process = nullptr;
+  ASSERT_EQ(Process_Launch("/C|/windows/system32/rundll32.exe", nullptr, nullptr, &process), 0);
+  EXPECT_NE(process, nullptr);
+  EXPECT_TRUE(EndsWithinTenSeconds(process));
+  Process_Detach(process);
+}
+
 TEST(ProcessIsActive, TakesTheExitCode259ForAChildThatRuns) {
   Process* process = nullptr;
   ASSERT_EQ(Process_Launch(nullptr, ChildCommand("exit 259").c_str(), nullptr, &process), 0);
