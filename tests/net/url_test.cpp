@@ -304,6 +304,20 @@ TEST(URLFormat, GivesBackWhatItParsed) {
   }
 }
 
+TEST(URLFormat, GivesEveryByteBackInEveryPart) {
+  for (int byte = 1; byte < 256; ++byte) {
+    const std::string text = std::string("a") + static_cast<char>(byte) + "z";
+    const std::string path = "/" + text;
+    Parsed url(Formatted(Record("ftp", text.c_str(), text.c_str(), text.c_str(), 7, path.c_str())));
+    ASSERT_EQ(url.status, 0) << byte;
+    EXPECT_EQ(url.data->user, text) << byte;
+    EXPECT_EQ(url.data->password, text) << byte;
+    EXPECT_EQ(url.data->host, text) << byte;
+    EXPECT_EQ(url.data->port, 7) << byte;
+    EXPECT_EQ(url.data->path, path) << byte;
+  }
+}
+
 TEST(URLFormat, CutsAtTheBufferAndNeverInsideAnEscape) {
   char buffer[1100];
   memset(buffer, '!', sizeof buffer);
