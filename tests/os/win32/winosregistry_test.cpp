@@ -83,18 +83,6 @@ TEST_F(WinOSRegistryKeys, KeepTexts_AndAreCreatedWithTheirParents) {
   EXPECT_EQ(WinOSRegistry_EntryExists(Path("newer").c_str(), "v"), 0);
 }
 
-TEST_F(WinOSRegistryKeys, HavePathsOfUpTo511Bytes) {
-  const std::string parent = Path((std::string(200, 'a') + "\\" + std::string(200, 'b')).c_str()) + "\\";
-  const std::string longest = parent + std::string(511 - parent.size(), 'c');
-  EXPECT_EQ(WinOSRegistry_SetStringEntry(longest.c_str(), "v", "text"), 0);
-  char buffer[8] = "";
-  EXPECT_EQ(WinOSRegistry_GetStringEntry(longest.c_str(), "v", sizeof buffer, buffer), 0);
-  EXPECT_STREQ(buffer, "text");
-  EXPECT_EQ(WinOSRegistry_GetStringEntry((longest + "c").c_str(), "v", sizeof buffer, buffer), 5);
-  EXPECT_EQ(WinOSRegistry_DeleteKey((longest + "c").c_str()), -1);
-  EXPECT_EQ(WinOSRegistry_DeleteKey(longest.c_str()), 0);
-}
-
 TEST_F(WinOSRegistryKeys, KeepBytesOutsideAscii) {
   const std::string path = Path("\xE4\xF6");
   EXPECT_EQ(WinOSRegistry_SetStringEntry(path.c_str(), "\xFC", "\xDF\x80%s"), 0);
