@@ -458,6 +458,24 @@ TEST_F(SockDialUp, GivesInited_WhileSocketsUseTheConnectionItDialled) {
   EXPECT_EQ(fake->hangUps, 1u);
 }
 
+// What was asked for with the entry in use counts, not what is asked for now; the same entry is no exception.
+TEST_F(SockDialUp, AsksTheOldFlag_WhenAnEntryIsSelectedOverLiveSockets) {
+  Sock* sock = nullptr;
+  ASSERT_EQ(Sock_SetRemoteAccess("isp", 1), 0);
+  ASSERT_EQ(Sock_OpenListen(0, &sock), 0);
+  EXPECT_EQ(Sock_SetRemoteAccess("isp", 0), 2);
+  Sock_Delete(sock);
+  EXPECT_EQ(fake->hangUps, 1u);
+
+  ASSERT_EQ(Sock_SetRemoteAccess("isp", 0), 0);
+  ASSERT_EQ(Sock_OpenListen(0, &sock), 0);
+  EXPECT_EQ(fake->dials, 2u);
+  EXPECT_EQ(Sock_SetRemoteAccess("isp", 1), 0);
+  EXPECT_EQ(fake->hangUps, 1u);
+  Sock_Delete(sock);
+  EXPECT_EQ(fake->hangUps, 2u);
+}
+
 TEST_F(SockDialUp, HangsUpTheOldEntry_WhenAnotherIsSelected) {
   ASSERT_EQ(Sock_SetRemoteAccess("isp", 1), 0);
   Resolve();
