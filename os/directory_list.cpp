@@ -180,9 +180,10 @@ ErrorCode OpenTemporary(File** file) {
   char name[kFileNameSize];
   ErrorCode status = File_GetSysDir(SysDir_Temp, directory);
   if (status != Error_None) return status;
-  // Another thread may take a name that was free a moment ago: it may even draw the same random numbers.
+  // Another thread may take a name that was free a moment ago: it may even draw the same random numbers. When
+  // its file is gone again by the time that it is looked for, the status is Error_Fail.
   status = Error_Exists;
-  for (int i = 0; i < kTemporaryTries && status == Error_Exists; ++i) {
+  for (int i = 0; i < kTemporaryTries && (status == Error_Exists || status == Error_Fail); ++i) {
     status = File_UniquifyName(directory, "dirList", name);
     if (status == Error_None) status = iFile_OpenNew(name, kReadAndWrite, true, file);
   }
