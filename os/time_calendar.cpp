@@ -54,10 +54,8 @@ uint64_t DaysFromDate(const TimeData& data) {
   return days + data.day - 1;
 }
 
-// Sets year, month, day and day of week.
+// Sets year, month and day.
 void SetDate(uint64_t days, TimeData* data) {
-  // 1601-01-01 was a Monday.
-  data->dayOfWeek = static_cast<uint32_t>((days + 1) % 7);
   uint32_t left = static_cast<uint32_t>(days % kDaysPer400Years);
   // The last century and the last year of a cycle have one day more: they must not count as a fifth one.
   const uint32_t centuries = std::min(left / kDaysPer100Years, 3u);

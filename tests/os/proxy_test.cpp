@@ -61,11 +61,13 @@ TEST_F(ProxyTest, GoesDirectWhenTheSlotIsEmpty) {
 
 TEST_F(ProxyTest, IgnoresASlotThatDoesNotExist) {
   Proxy_SetEnabled(1);
+  Proxy_SetBypassList("elsewhere");  // what stands behind the slots is no host either
   Proxy_SetServer(2, "other", 1);
   Proxy_SetServer(0xFFFFFFFFu, "other", 1);
   EXPECT_EQ(Resolve(2, "host.example"), "host.example:21 0");
   EXPECT_EQ(Resolve(0xFFFFFFFFu, "host.example"), "host.example:21 0");
   EXPECT_EQ(Resolve(0, "host.example"), "host.example:21 0");
+  EXPECT_EQ(Proxy_IsBypassed("elsewhere.example"), 1);
 }
 
 TEST_F(ProxyTest, GoesDirectForABypassedHost) {

@@ -41,6 +41,7 @@ TEST(StringFindFirst, GivesTheIndexOfTheFirstOccurrence) {
   EXPECT_EQ(String_FindFirst("abc", "abc"), 0);
   EXPECT_EQ(String_FindFirst("abc", "abcd"), -1);
   EXPECT_EQ(String_FindFirst("abc", "BC"), -1);
+  EXPECT_EQ(String_FindFirst("abc", "c"), 2);
 }
 
 TEST(StringFindFirst, FindsNoEmptyText) {
@@ -57,6 +58,8 @@ TEST(StringFindFirstInsensitive, IgnoresTheCaseOfAsciiLetters) {
   EXPECT_EQ(String_FindFirstInsensitive("www.InTraNet.org", "intranet"), 4);
   EXPECT_EQ(String_FindFirstInsensitive("aaAB", "AAb"), 1);
   EXPECT_EQ(String_FindFirstInsensitive("ab", "abc"), -1);
+  EXPECT_EQ(String_FindFirstInsensitive("abc", "C"), 2);
+  EXPECT_EQ(String_FindFirstInsensitive("a\xE4", "\xE4"), 1);
   EXPECT_EQ(String_FindFirstInsensitive("\xC4", "\xE4"), -1);
   EXPECT_EQ(String_FindFirstInsensitive("[", "{"), -1);
 }
