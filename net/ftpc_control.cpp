@@ -5,11 +5,13 @@
 #include "net/ftpc_internal.h"
 #include "net/sock_internal.h"
 #include "net/telnet_internal.h"
+#include "os/file_internal.h"
 #include "os/memory_internal.h"
 #include "os/owned.h"
 #include "os/platform/clock.h"
 #include "qz/error.h"
 #include "qz/memory.h"
+#include "qz/os.h"
 #include "qz/proxy.h"
 #include "qz/string.h"
 
@@ -28,9 +30,7 @@ constexpr FTPCommand kChangeDirectory = {"CWD", kFTPClass_Completed, Error_NoAcc
 constexpr FTPCommand kMakeDirectory = {"MKD", kFTPClass_Completed, Error_NoAccess};
 constexpr FTPCommand kCurrentDirectory = {"PWD", kFTPClass_Completed, Error_Invalid};
 
-constexpr int32_t kCacheDirectory = 2;
 constexpr uint32_t kTextFileMode = 18;
-constexpr int kWelcomeNameTries = 100;
 constexpr size_t kLoginBufferSize = 256;
 
 // A reply that comes and comes is given this many times what a silent server is given (610 seconds).
@@ -40,28 +40,10 @@ FTPProxyServer proxyServer = {};
 
 // ---- welcome file ----------------------------------------------------------------------------------------
 
-// The name with its ending must be free; that the name without it is says nothing.
-ErrorCode MakeWelcomeName(char* name) {
-  char directory[kFTPBuffer_Size];
-  ErrorCode status = File_GetSysDir(kCacheDirectory, directory);
-  for (int i = 0; status == Error_None && i < kWelcomeNameTries; ++i) {
-    char unique[kFTPBuffer_Size];
-    status = File_UniquifyName(directory, "welcome", unique);
-    if (status != Error_None) return status;
-    const int length = snprintf(name, kFTPBuffer_Size, "%s.txt", unique);
-    if (length >= static_cast<int>(kFTPBuffer_Size)) return Error_Exceed;
-    if (File_Exists(name, nullptr) == 0) return Error_None;
-  }
-  return status == Error_None ? Error_Fail : status;
-}
-
 ErrorCode OpenWelcome(FTPc* connection) {
   if (connection->welcome != nullptr) return Error_None;
-  ErrorCode status = MakeWelcomeName(connection->welcomeName);
-  if (status != Error_None) return status;
-  status = File_Open(connection->welcomeName, kTextFileMode, &connection->welcome);
-  if (status == Error_None) File_SetTemporary(connection->welcome, 1);
-  return status;
+  return iFile_OpenTemporary(SysDir_Cache, "welcome", ".txt", kTextFileMode, false, connection->welcomeName,
+                             &connection->welcome);
 }
 
 // Without the file there is nothing to show; the connection goes on.

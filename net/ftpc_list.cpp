@@ -1,13 +1,13 @@
 // Directory lists, into local files.
 #include "net/ftpc_internal.h"
+#include "os/file_internal.h"
 #include "os/owned.h"
 #include "qz/error.h"
-#include "qz/string.h"
+#include "qz/os.h"
 
 namespace {
 
 constexpr uint32_t kTextFileMode = 18;
-constexpr int32_t kTemporaryDirectory = 1;
 
 // The command of a kind of list, or null when there is no such kind.
 const char* CommandOf(int32_t kind) {
@@ -29,13 +29,12 @@ ErrorCode List(FTPc* connection, const char* command, Stream* destination, Reply
   return status != Error_None ? status : iFTPc_Receive(connection, data, destination, nullptr, reply);
 }
 
-// A list that did not come whole is removed.
-ErrorCode ListIntoFile(FTPc* connection, const char* command, const char* localFile, Reply* reply) {
-  Owned<File, File_Close> file;
-  ErrorCode status = File_Open(localFile, kTextFileMode, file.out());
-  if (status != Error_None) return status;
-  status = List(connection, command, File_GetStream(file.get()), reply);
-  if (status != Error_None) File_SetTemporary(file.get(), 1);
+// Lists into the file and closes it. A list that does not come whole is removed.
+ErrorCode ListIntoFile(FTPc* connection, const char* command, File* file, Reply* reply) {
+  const Owned<File, File_Close> owner(file);
+  File_SetTemporary(file, 1);
+  const ErrorCode status = List(connection, command, File_GetStream(file), reply);
+  if (status == Error_None) File_SetTemporary(file, 0);
   return status;
 }
 
@@ -49,7 +48,9 @@ ErrorCode FTPc_GetDirectoryList(FTPc* connection, const char* directory, int32_t
   if (command == nullptr) return Error_Fail;
   if (localFile == nullptr) return Error_Invalid;
   if (directory != nullptr) status = FTPc_ChangeDirectory(connection, directory, reply);
-  return status != Error_None ? status : ListIntoFile(connection, command, localFile, reply);
+  File* file = nullptr;
+  if (status == Error_None) status = File_Open(localFile, kTextFileMode, &file);
+  return status != Error_None ? status : ListIntoFile(connection, command, file, reply);
 }
 
 ErrorCode FTPc_StartDirectoryList(FTPc* connection, const char* directory, int32_t kind, DirectoryList** list,
@@ -58,12 +59,16 @@ ErrorCode FTPc_StartDirectoryList(FTPc* connection, const char* directory, int32
   ErrorCode status = iFTPc_Begin(connection, reply);
   if (status != Error_None) return status;
   if (list == nullptr) return Error_Invalid;
+  const char* command = CommandOf(kind);
+  if (command == nullptr) return Error_Fail;
+  if (directory != nullptr) status = FTPc_ChangeDirectory(connection, directory, reply);
 
-  char folder[kFTPBuffer_Size];
   char name[kFTPBuffer_Size];
-  status = File_GetSysDir(kTemporaryDirectory, folder);
-  if (status == Error_None) status = File_UniquifyName(folder, "ftpcList", name);
-  if (status == Error_None) status = FTPc_GetDirectoryList(connection, directory, kind, name, reply);
+  File* file = nullptr;
+  if (status == Error_None) {
+    status = iFile_OpenTemporary(SysDir_Temp, "ftpcList", "", kTextFileMode, true, name, &file);
+  }
+  if (status == Error_None) status = ListIntoFile(connection, command, file, reply);
   if (status != Error_None) return status;
   status = Directory_StartFileList(directory != nullptr ? directory : "", name, 1, kind, list);
   if (status != Error_None) File_Unlink(name);

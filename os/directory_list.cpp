@@ -35,7 +35,6 @@ constexpr uint32_t kWriteText = 18;
 constexpr uint32_t kRead = 1;
 constexpr uint32_t kReadAndWrite = 3;
 constexpr size_t kPermissionCount = 9;
-constexpr int kTemporaryTries = 100;
 constexpr uint32_t kTooManyOpenFiles = 4;
 constexpr uint32_t kOutOfMemory = 8;
 
@@ -174,25 +173,10 @@ DirectoryList* NewList(const char* directory) {
   return list;
 }
 
-// A temporary file of this user's own, which nobody else can have put there.
-ErrorCode OpenTemporary(File** file) {
-  char directory[kFileNameSize];
-  char name[kFileNameSize];
-  ErrorCode status = File_GetSysDir(SysDir_Temp, directory);
-  if (status != Error_None) return status;
-  // Another thread may take a name that was free a moment ago: it may even draw the same random numbers. When
-  // its file is gone again by the time that it is looked for, the status is Error_Fail.
-  status = Error_Exists;
-  for (int i = 0; i < kTemporaryTries && (status == Error_Exists || status == Error_Fail); ++i) {
-    status = File_UniquifyName(directory, "dirList", name);
-    if (status == Error_None) status = iFile_OpenNew(name, kReadAndWrite, true, file);
-  }
-  if (status == Error_None) File_SetTemporary(*file, 1);
-  return status;
-}
-
 ErrorCode StartList(const char* directory, int32_t listMode, DirectoryList* list) {
-  ErrorCode status = OpenTemporary(&list->file);
+  // A temporary file of this user's own, which nobody else can have put there.
+  char name[kFileNameSize];
+  ErrorCode status = iFile_OpenTemporary(SysDir_Temp, "dirList", "", kReadAndWrite, true, name, &list->file);
   if (status == Error_None) status = WriteListing(directory, listMode, list->file);
   if (status != Error_None) return status;
   return File_Seek(list->file, 0, 0) == 0 ? Error_None : Error_Fail;

@@ -33,6 +33,12 @@ struct File {
 // 3, with 16 for text. isPrivate: nobody else may read it, where the system tells users apart.
 ErrorCode iFile_OpenNew(const char* name, uint32_t mode, bool isPrivate, File** file);
 
+// Makes a file that stood nowhere before, marked temporary, in a system directory. Its name, given out in
+// `name` (kFileNameSize bytes), is made by File_UniquifyName from the prefix and has the ending behind it.
+// mode and isPrivate: as above.
+ErrorCode iFile_OpenTemporary(int32_t systemDirectory, const char* prefix, const char* ending, uint32_t mode,
+                              bool isPrivate, char* name, File** file);
+
 // File_Close for a file that was written here: when closing fails, the incomplete file is removed.
 ErrorCode iFile_CloseComplete(File* file);
 

@@ -12,6 +12,7 @@ namespace {
 
 constexpr int32_t kLastNumber = 511;
 constexpr int kUniqueTries = 100;
+constexpr int kTemporaryTries = 100;
 
 ErrorCode CheckDirectoryOf(const char* name) {
   char directory[kFileNameSize];
@@ -72,7 +73,32 @@ ErrorCode FindUniqueName(const char* directory, const char* prefix, char (&candi
   return Error_Fail;
 }
 
+ErrorCode OpenUnique(const char* directory, const char* prefix, const char* ending, uint32_t mode,
+                     bool isPrivate, char* name, File** file) {
+  char unique[kFileNameSize];
+  const ErrorCode status = File_UniquifyName(directory, prefix, unique);
+  if (status != Error_None) return status;
+  const int length = snprintf(name, kFileNameSize, "%s%s", unique, ending);
+  if (length < 0 || static_cast<size_t>(length) >= kFileNameSize) return Error_Exceed;
+  return iFile_OpenNew(name, mode, isPrivate, file);
+}
+
 }  // namespace
+
+ErrorCode iFile_OpenTemporary(int32_t systemDirectory, const char* prefix, const char* ending, uint32_t mode,
+                              bool isPrivate, char* name, File** file) {
+  char directory[kFileNameSize];
+  ErrorCode status = File_GetSysDir(systemDirectory, directory);
+  if (status != Error_None) return status;
+  // Another thread may take a name that was free a moment ago: it may even draw the same random numbers. When
+  // its file is gone again by the time that it is looked for, the status is Error_Fail.
+  status = Error_Exists;
+  for (int i = 0; i < kTemporaryTries && (status == Error_Exists || status == Error_Fail); ++i) {
+    status = OpenUnique(directory, prefix, ending, mode, isPrivate, name, file);
+  }
+  if (status == Error_None) File_SetTemporary(*file, 1);
+  return status;
+}
 
 ErrorCode File_NumberName(const char* name, char* result) {
   if (result == nullptr) return Error_Invalid;

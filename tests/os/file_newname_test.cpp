@@ -3,10 +3,12 @@
 
 #include <string>
 
+#include "os/file_internal.h"
 #include "os/os_internal.h"
 #include "qz/directory.h"
 #include "qz/file.h"
 #include "tests/support/os_session.h"
+#include "tests/support/system_folders.h"
 #include "tests/support/temp_dir.h"
 
 namespace {
@@ -182,6 +184,63 @@ TEST_F(FileUniqueNameTest, RefusesNullAndWhatDoesNotFit) {
   EXPECT_EQ(File_UniquifyName(std::string(1020, 'a').c_str(), "abc", result), 5);
   EXPECT_STREQ(result, "");
   EXPECT_EQ(File_UniquifyName("/", std::string(2000, 'a').c_str(), result), 5);
+}
+
+// ---- temporary files ---------------------------------------------------------------------------
+
+class FileTemporaryTest : public testing::Test {
+ protected:
+  FileTemporaryTest() : temporary_(directory_.SystemName().string().c_str()) {
+    EXPECT_EQ(session_.Status(), 0);
+    nextRandom = 40;
+    iOS_SetRandomSource([] { return ++nextRandom; });
+  }
+  ~FileTemporaryTest() override { iOS_SetRandomSource(nullptr); }
+
+  ErrorCode Open(const char* ending) {
+    char name[1024] = "unset";
+    const ErrorCode status = iFile_OpenTemporary(1, "list", ending, 18, true, name, &file_);
+    result_ = name;
+    return status;
+  }
+
+  TempDir directory_;
+  ScopedTemporaryVariable temporary_;  // read when the library starts
+  OSSession session_;
+  std::string result_;
+  File* file_ = nullptr;
+};
+
+TEST_F(FileTemporaryTest, IsRemovedWhenItIsClosed) {
+  ASSERT_EQ(Open(""), 0);
+  EXPECT_EQ(result_, directory_.Name("list41"));
+  EXPECT_TRUE(directory_.Exists("list41"));
+  EXPECT_EQ(File_Close(file_), 0);
+  EXPECT_FALSE(directory_.Exists("list41"));
+}
+
+TEST_F(FileTemporaryTest, TriesAnotherNameWhenTheNameWithItsEndingIsTaken) {
+  directory_.Write("list41.txt", "mine");
+  ASSERT_EQ(Open(".txt"), 0);
+  EXPECT_EQ(result_, directory_.Name("list42.txt"));
+  EXPECT_GT(File_Print(file_, "%s", "text"), 0);
+  EXPECT_EQ(File_Close(file_), 0);
+  EXPECT_FALSE(directory_.Exists("list42.txt"));
+  EXPECT_EQ(directory_.Read("list41.txt"), "mine");
+}
+
+TEST_F(FileTemporaryTest, GivesUpAfterAHundredNames) {
+  iOS_SetRandomSource([] { return 7; });
+  directory_.Write("list7.txt", "mine");
+  EXPECT_EQ(Open(".txt"), 3);
+  EXPECT_EQ(file_, nullptr);
+  EXPECT_EQ(directory_.Read("list7.txt"), "mine");
+}
+
+TEST_F(FileTemporaryTest, RefusesAnEndingThatDoesNotFit) {
+  EXPECT_EQ(Open(std::string(1024, 'x').c_str()), 5);
+  EXPECT_EQ(file_, nullptr);
+  EXPECT_FALSE(directory_.Exists("list41"));
 }
 
 TEST(FileUniqueName, NeedsTheLibrary) {
