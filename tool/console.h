@@ -12,7 +12,9 @@ namespace tool::console {
 
 enum class Channel { Output, Messages };
 
-// Called once, first: notices Ctrl-C from now on, lets failing writes be statuses instead of signals, and
+// Called once, first: notices Ctrl-C and the like (the terminal is closed, the system wants the program to
+// end) from now on, fills standard channels that came closed, so that no file or connection gets their place,
+// lets failing writes be statuses instead of signals, and
 // keeps line ends on standard output as they are written.
 void Prepare();
 

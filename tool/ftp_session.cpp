@@ -319,8 +319,17 @@ bool FTPSession::IsGoodbyePending() {
 
 // The reply of a call that failed decides where there is one that refuses; else the status does.
 void FTPSession::Fail(const std::string& what, ErrorCode status, const Reply& reply) const {
-  if (reply.code >= 400 || reply.code == 332) throw RefusalOf(what, reply);
-  throw TroubleOf(what, status);
+  constexpr std::int32_t kNoDataConnection = 425;
+  const bool refused = reply.code >= 400 || reply.code == 332;
+  Failure failure = refused ? RefusalOf(what, reply) : TroubleOf(what, status);
+  // Where the conversation goes on, what cannot be reached is the other end of the connection for the data.
+  const bool unreachable =
+      !refused && connection_ != nullptr && (status == Error_NoAccess || status == Error_System);
+  if (unreachable || reply.code == kNoDataConnection) {
+    failure.text += std::string(" (the connection for the data); try ") +
+                    (options_.active ? "without --active" : "--active");
+  }
+  throw failure;
 }
 
 }  // namespace tool

@@ -178,6 +178,20 @@ class Interrupting(ProgramTest):
         self.assertEqual(process.returncode, INTERRUPTED)
 
     @only_posix
+    def test_closed_terminal_ends_like_ctrl_c_unless_nohup_says_otherwise(self):
+        for ignored in (False, True):
+            server = self.slow_server()
+            process = self.start_qz("get", server.url("/data"), "--timeout", "2", "--retry-wait", "0",
+                                    preexec_fn=lambda: signal.signal(signal.SIGHUP, signal.SIG_IGN if ignored else
+                                                                     signal.SIG_DFL))
+            self.wait_for(lambda: os.path.exists(self.path("data.part"))
+                          and os.path.getsize(self.path("data.part")) > 600000)
+            process.send_signal(signal.SIGHUP)
+            _, errors = process.communicate(timeout=15)
+            self.assertEqual(process.returncode, DONE if ignored else INTERRUPTED, errors)
+            self.assertEqual(self.names(), ["data"] if ignored else ["data.part"])
+
+    @only_posix
     def test_interrupt_of_a_list_promises_nothing(self):
         server = self.serve(HTTPServer(lambda n, request: ["stall"]))
         for command in ("ls", "size"):

@@ -212,7 +212,8 @@ class FTPGet(ProgramTest):
         for pasv, code in (("227 (127,0,0,1,%d,%d)" % (port >> 8, port & 255), NETWORK), ("227 (1,2,3)", PROTOCOL),
                            ("227 (127,0,0,256,4,5)", PROTOCOL), ("227 nowhere", PROTOCOL), ("502 no", PROTOCOL)):
             server = self.server(pasv=pasv)
-            self.expect(code, "get", server.url("data"))
+            result = self.expect(code, "get", server.url("data"))
+            self.assertEqual("try --active" in result.errors, code == NETWORK, result)
             self.assertEqual(self.names(), [])
 
     def test_line_ends_in_a_url_are_never_sent(self):

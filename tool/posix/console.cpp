@@ -109,6 +109,10 @@ void Prepare() {
   // No SA_RESTART: a wait for the keyboard has to end.
   sigaction(SIGINT, &action, nullptr);
   sigaction(SIGTERM, &action, nullptr);
+  // A terminal that is closed ends the program like Ctrl-C, unless nohup says otherwise.
+  struct sigaction hangUp {};
+  if (sigaction(SIGHUP, nullptr, &hangUp) == 0 && hangUp.sa_handler != SIG_IGN)
+    sigaction(SIGHUP, &action, nullptr);
   signal(SIGPIPE, SIG_IGN);
   signal(SIGXFSZ, SIG_IGN);
 }
