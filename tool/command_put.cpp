@@ -36,7 +36,9 @@ class Upload {
         return;
       } catch (const Failure& failure) {
         reporter_->EndProgress();
-        retries.Wait(failure, position_);
+        // What was sent is not what the server kept; only the next attempt asks for that.
+        if (position_ > held_) retries.NoteMovement();
+        retries.Wait(failure, held_);
       }
     }
   }
@@ -81,6 +83,7 @@ class Upload {
     ErrorCode status = Error_None;
     try {
       file_.SeekTo(offset);
+      held_ = offset;
       position_ = offset;
       reporter_->BeginProgress(address_.fileName, offset, size_);
       status = SendFrom(&file_, &position_, size_, stream, options_, reporter_);
@@ -117,6 +120,7 @@ class Upload {
   DiskFile file_;
   Login login_;
   std::uint64_t size_ = 0;
+  std::uint64_t held_ = 0;  // what the server held when the last attempt began to send
   std::uint64_t position_ = 0;
   std::uint32_t replaced_ = 0;  // the length of another file that stood on the server
   std::unique_ptr<FTPSession> session_;

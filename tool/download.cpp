@@ -49,8 +49,8 @@ void RetryCounter::Wait(const Failure& failure, std::uint64_t position) {
   const unsigned wait = std::min(options_.retryWaitSeconds << shift, kLongestWaitSeconds);
   inVain_++;
   reporter_->Say(failure.text);
-  reporter_->Say("going on at " + SizeText(position) + " in " + std::to_string(wait) + " s (attempt " +
-                 std::to_string(inVain_) + " of " + std::to_string(options_.retries) + ")");
+  reporter_->Say("trying again in " + std::to_string(wait) + " s (attempt " + std::to_string(inVain_) +
+                 " of " + std::to_string(options_.retries) + ")");
   console::Pause(wait * 1000);
   if (console::Interrupted()) throw Interruption{};
 }

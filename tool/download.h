@@ -43,6 +43,8 @@ class RetryCounter {
  public:
   RetryCounter(const Options& options, std::uint64_t position, Reporter* reporter)
       : options_(options), reporter_(reporter), furthest_(position) {}
+  // Notes that an attempt moved data, although it is not known yet how far that brought the transfer.
+  void NoteMovement() { moved_ = true; }
   // After a failure at a position: waits, or throws the failure again when there were too many.
   void Wait(const Failure& failure, std::uint64_t position);
 

@@ -67,6 +67,25 @@ class Put(ProgramTest):
         self.assertEqual(digest(self.server.files["remote.bin"]), digest(DATA))
         self.assertIn("REST", self.server.verbs(1))
 
+    def test_full_server_is_not_tried_for_ever_and_what_it_did_not_keep_is_no_progress(self):
+        def on_stor(session, name):
+            session.say("150 send it")
+            data = session.open_data()
+            received = b""
+            while more := data.recv(65536):
+                received += more
+            offset, session.offset = session.offset, 0
+            session.server.files[name] = (session.server.files.get(name, b"")[:offset] + received)[:50000]
+            data.close()
+            session.say("451 Failure writing to local file.")
+        with unittest.mock.patch.object(Session, "on_stor", on_stor):
+            result = self.expect(NETWORK, "put", "local.bin", self.server.url("x"), "--retries", "2", *SOON)
+        # The first, a second that begins further on, and two in vain.
+        self.assertEqual(self.server.verbs().count("STOR"), 4, result)
+        self.assertEqual(result.errors.count("going on at 48.8 KiB"), 3, result)
+        self.assertEqual(result.errors.count("going on at"), 3, result)
+        self.assertIn("451 Failure writing to local file.", result.errors)
+
     def test_not_stored_without_the_final_reply(self):
         self.server.final = ""
         self.expect(NETWORK, "put", "local.bin", self.server.url("remote.bin"), "--retries", "0")
