@@ -90,11 +90,6 @@ struct Line {
   std::string_view view() const { return {text, length}; }
 };
 
-bool IsOverdue(uint64_t startMilliseconds) {
-  const uint64_t elapsed = platform::MonotonicMilliseconds() - startMilliseconds;
-  return elapsed > kReplyWaits * iSock_GetWaitMilliseconds();
-}
-
 // Receives as much of a line as fits. A line feed at its end need not be the line's: one without a carriage
 // return is data, and may stand where the buffer ends.
 ErrorCode ReceivePart(FTPc* connection, Line* line, bool* isWhole) {
@@ -111,12 +106,11 @@ ErrorCode ReceivePart(FTPc* connection, Line* line, bool* isWhole) {
 
 // Receives a line to its end. What is beyond the buffer is counted and dropped, so that it is not taken for
 // the next line.
-ErrorCode ReceiveLine(FTPc* connection, uint64_t startMilliseconds, Line* line) {
+ErrorCode ReceiveLine(FTPc* connection, Line* line) {
   bool isWhole = false;
   ErrorCode status = ReceivePart(connection, line, &isWhole);
   while (status == Error_None && !isWhole) {
     if (line->sizeBytes > kFTPReply_MaximumBytes) return Error_Exceed;
-    if (IsOverdue(startMilliseconds)) return Error_Timeout;
     Line rest;
     status = ReceivePart(connection, &rest, &isWhole);
     line->sizeBytes += rest.sizeBytes;
@@ -125,15 +119,15 @@ ErrorCode ReceiveLine(FTPc* connection, uint64_t startMilliseconds, Line* line) 
 }
 
 ErrorCode ReceiveReply(FTPc* connection, Reply* reply) {
-  const uint64_t start = platform::MonotonicMilliseconds();
+  const uint64_t limitMilliseconds = kReplyWaits * iSock_GetWaitMilliseconds();
+  iTelnet_GiveUpAt(connection->telnet, platform::MonotonicMilliseconds() + limitMilliseconds);
   FTPReplyReader reader;
   Line line;
   ErrorCode taken = Error_Block;
   while (taken == Error_Block) {
-    const ErrorCode status = ReceiveLine(connection, start, &line);
+    const ErrorCode status = ReceiveLine(connection, &line);
     if (status != Error_None) return status;
     taken = reader.Take(line.view(), line.sizeBytes);
-    if (taken == Error_Block && IsOverdue(start)) return Error_Timeout;
     if (taken == Error_None || taken == Error_Block) Capture(connection, line.view());
   }
   if (taken == Error_None) reader.Get(reply);

@@ -14,6 +14,7 @@
 #include "os/file_internal.h"
 #include "os/memory_internal.h"
 #include "os/owned.h"
+#include "os/platform/clock.h"
 #include "qz/error.h"
 #include "qz/file.h"
 #include "qz/memory.h"
@@ -26,7 +27,8 @@ struct Telnet {
   Stream* stream;
   uint8_t pending;  // a byte for the next line; 0: none
   File* log;
-  bool isLineCut;  // the last line filled its buffer before its end came
+  bool isLineCut;                 // the last line filled its buffer before its end came
+  uint64_t giveUpAtMilliseconds;  // 0: never
 };
 
 namespace {
@@ -95,6 +97,11 @@ bool ReadByte(Telnet* telnet, uint8_t* byte) {
   return Stream_Read(telnet->stream, 1, byte) == 1;
 }
 
+bool IsOverdue(const Telnet* telnet) {
+  return telnet->giveUpAtMilliseconds != 0 &&
+         platform::MonotonicMilliseconds() > telnet->giveUpAtMilliseconds;
+}
+
 // Kept: the byte is compared as a signed character, so it never equals 255 and commands inside a line are its
 // data; servers that send such bytes are not answered.
 bool IsCommand(signed char byte) {
@@ -148,6 +155,10 @@ bool iTelnet_IsLineCut(const Telnet* telnet) {
   return telnet->isLineCut;
 }
 
+void iTelnet_GiveUpAt(Telnet* telnet, uint64_t milliseconds) {
+  telnet->giveUpAtMilliseconds = milliseconds;
+}
+
 Telnet* Telnet_Open(Stream* stream, Word userValue) {
   if (stream == nullptr) return nullptr;
   auto* telnet = static_cast<Telnet*>(iMemory_NewCleared(sizeof(Telnet)));
@@ -196,6 +207,7 @@ ErrorCode Telnet_ReceiveLine(Telnet* telnet, uint32_t bufferSize, uint32_t* leng
   for (;;) {
     uint8_t byte = 0;
     if (!ReadByte(telnet, &byte)) return Error_Ended;
+    if (IsOverdue(telnet)) return Error_Timeout;
     const auto character = static_cast<signed char>(byte);
     if (IsCommand(character)) {
       bool endsLine = false;

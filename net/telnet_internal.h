@@ -26,6 +26,10 @@ const char* iTelnet_CodeName(int code);
 // True when the last line received filled its buffer before its end came; the rest of it comes next.
 bool iTelnet_IsLineCut(const Telnet* telnet);
 
+// From this moment of platform::MonotonicMilliseconds() on, no line is received any more: Telnet_ReceiveLine
+// gives Error_Timeout, in the middle of a line too. 0: never, as it is at first.
+void iTelnet_GiveUpAt(Telnet* telnet, uint64_t milliseconds);
+
 // Reads the command behind an IAC and answers it: WILL by DONT, DO by WONT. *endsLine becomes true for
 // GoAhead. Ended when the stream gives no byte or takes no answer.
 ErrorCode iTelnet_Negotiate(Telnet* telnet, bool* endsLine);

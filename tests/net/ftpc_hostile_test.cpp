@@ -108,6 +108,21 @@ TEST_F(FTPcTest, GivesTimeout_WhenOneLineComesSlowlyWithoutEnd) {
   server.Stop();
 }
 
+TEST_F(FTPcTest, GivesTimeout_WhenAShortLineComesByteByByte) {
+  iSock_SetWaitMilliseconds(60);
+  // It would take six seconds and more; ten times 60 milliseconds are given.
+  const std::string line = "257 " + std::string(596, 'x') + "\r\n";
+  ScriptedServer server({ftp::Join({ftp::Login(), {ExpectLine("PWD"), SendSlowly(line, 10), ReadToEnd()}})});
+  ftp::Client client(server.port());
+  char path[1024];
+  const auto start = std::chrono::steady_clock::now();
+  EXPECT_EQ(FTPc_CurrentDirectory(client, path, &client.reply), 8);
+  EXPECT_GT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(590));
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(4000));
+  ExpectEmpty(client.reply);
+  server.Stop();
+}
+
 TEST_F(FTPcTest, LeavesASecondReplyForTheNextCommand) {
   ScriptedServer server(
       {AfterLogin({ExpectLine("PWD"), Send("257 \"/a\"\r\n257 \"/b\"\r\n"), ExpectLine("PWD")})});

@@ -12,6 +12,7 @@
 
 #include "net/sock_internal.h"
 #include "net/telnet_internal.h"
+#include "os/platform/clock.h"
 #include "os/socketlayer_internal.h"
 #include "qz/readbufferstream.h"
 #include "tests/support/fail_allocation.h"
@@ -176,6 +177,20 @@ TEST_F(TelnetTest, TellsALineThatWasCutFromAWholeOne) {
   EXPECT_TRUE(iTelnet_IsLineCut(telnet));
   EXPECT_EQ(Receive(telnet, 4), (Line{0, 2, "\n"}));
   EXPECT_FALSE(iTelnet_IsLineCut(telnet));
+}
+
+TEST_F(TelnetTest, ReceivesNoLineBeyondTheMomentOfGivingUp) {
+  Open("a\r\nb\r\nc\r\n");
+  iTelnet_GiveUpAt(telnet, platform::MonotonicMilliseconds() + 60000);
+  EXPECT_EQ(Receive(telnet), (Line{0, 3, "a\n"}));
+  iTelnet_GiveUpAt(telnet, 1);
+  char buffer[16];
+  uint32_t length = 7;
+  EXPECT_EQ(Telnet_ReceiveLine(telnet, sizeof buffer, &length, buffer), 8);
+  EXPECT_EQ(length, 0u);
+  // One byte was taken.
+  iTelnet_GiveUpAt(telnet, 0);
+  EXPECT_EQ(Receive(telnet), (Line{0, 2, "\n"}));
 }
 
 TEST_F(TelnetTest, KeepsAZeroThatFits) {
