@@ -15,13 +15,14 @@ constexpr std::size_t kNameBytes = 1024;
 constexpr std::uint32_t kReadText = 1 + 16;
 constexpr std::int32_t kLineBytes = 4096;
 
-// The library lists into a file; this one is in the temporary folder and never stays.
+// The library lists into a file that it opens like any other, so this one is in the program's own folder,
+// where nobody else puts a link in its way; and it never stays.
 class TemporaryName {
  public:
   TemporaryName() {
     char folder[kNameBytes] = "";
     char name[kNameBytes] = "";
-    if (File_GetSysDir(SysDir_Temp, folder) != Error_None ||
+    if (File_GetSysDir(SysDir_Cache, folder) != Error_None ||
         File_UniquifyName(folder, "qzList", name) != Error_None) {
       throw Failure{ExitCode::Disk, "there is no folder for temporary files"};
     }

@@ -1,8 +1,8 @@
 /* FTPc: a blocking FTP client (RFC 959), with the extensions MAGC and MIRR.
  *
  * A connection lives from FTPc_Open to FTPc_Close or FTPc_Delete. One thread uses it at a time; two
- * connections may be used by two threads. Every call blocks until the server has answered or nothing has
- * moved for 61 seconds.
+ * connections may be used by two threads. Needs OS_Init. Every call blocks until the server has answered or
+ * nothing has moved for 61 seconds.
  *
  * Every function that takes a reply fills it with the last reply that the call read; it is empty (class and
  * code 0, text "") when none was read or reading failed.

@@ -11,7 +11,9 @@
 
 QZ_BEGIN_C
 
-/* System directories, for File_GetSysDir (qz/file.h). */
+/* System directories, for File_GetSysDir (qz/file.h). Elsewhere than on Windows, what would lie in an
+ * application directory that the user may not write lies in the user's cache directory ($XDG_CACHE_HOME, else
+ * ~/.cache). */
 enum SysDir {
   SysDir_App = 0,     /* the program's own: where its executable file is */
   SysDir_Temp = 1,    /* temporary files */

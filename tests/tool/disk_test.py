@@ -1,5 +1,6 @@
 """The local disk: full, in the way, not writable, shared with others."""
 
+import glob
 import resource
 import shutil
 import signal
@@ -201,6 +202,26 @@ class Interrupting(ProgramTest):
             process.send_signal(signal.SIGINT)
             _, errors = process.communicate(timeout=10)
             self.assertEqual((process.returncode, errors), (INTERRUPTED, b"\nqz: interrupted\n"))
+
+    @only_posix
+    def test_list_is_kept_where_nobody_else_writes_and_is_gone_after_an_interrupt(self):
+        server = self.serve(FTPServer())
+        server.listing = b"one\r\ntwo\r\n"
+        server.cut = (5, "stall")
+        process = self.start_qz("ls", server.url(""))
+        def lists():
+            try:
+                files = [os.readlink(path) for path in glob.glob("/proc/%d/fd/*" % process.pid)]
+            except FileNotFoundError:  # closed meanwhile
+                return []
+            return [file for file in files if "qzList" in file]
+        self.wait_for(lists)
+        name, = lists()
+        self.assertEqual(os.stat(os.path.dirname(name)).st_mode & 0o002, 0, name)
+        process.send_signal(signal.SIGINT)
+        process.communicate(timeout=10)
+        self.assertEqual(process.returncode, INTERRUPTED)
+        self.assertFalse(os.path.exists(name))
 
     @only_posix
     def test_interrupt_is_noticed_while_waiting_to_go_on(self):
