@@ -10,6 +10,7 @@
 namespace {
 
 std::atomic<int64_t> allocationsUntilFailure{0};
+// Who sees it go down also sees what the thread that freed the block did before.
 std::atomic<int64_t> liveBlocks{0};
 
 bool AllocationMustFail() {
@@ -50,13 +51,13 @@ void* Memory_Realloc(void* pointer, size_t size) {
   void* result = realloc(pointer, size);
   if (pointer == nullptr && result != nullptr) liveBlocks.fetch_add(1, std::memory_order_relaxed);
   if (pointer != nullptr && result == nullptr && size == 0)
-    liveBlocks.fetch_sub(1, std::memory_order_relaxed);
+    liveBlocks.fetch_sub(1, std::memory_order_release);
   return result;
 }
 
 void Memory_Delete(void* pointer) {
   if (pointer == nullptr) return;
-  liveBlocks.fetch_sub(1, std::memory_order_relaxed);
+  liveBlocks.fetch_sub(1, std::memory_order_release);
   free(pointer);
 }
 
