@@ -168,7 +168,11 @@ void TakeParts(const std::string& text, const URLData& data, Address* address) {
 }
 
 void Check(const Address& address) {
+  constexpr std::size_t kLongestHost = 255;
   if (address.host.empty()) Refuse(address.shown, "names no host");
+  if (address.host.size() > kLongestHost) Refuse(address.shown, "has a host name that is too long");
+  // Connecting there fails with the status of an answer that is none.
+  if (address.host == "255.255.255.255") Refuse(address.shown, "names an address that is no single host's");
   if (!std::all_of(address.host.begin(), address.host.end(), IsHostCharacter)) {
     Refuse(address.shown, "has a host name with characters that no host name has");
   }

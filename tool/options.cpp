@@ -84,11 +84,13 @@ const CommandRow* FindCommand(const std::string& name) {
   return nullptr;
 }
 
-unsigned Number(const Options& options, const char* option, const std::string& text, unsigned largest) {
+unsigned Number(const Options& options, const char* option, const std::string& text, unsigned smallest,
+                unsigned largest) {
   const bool digits =
       !text.empty() && text.size() <= 6 && text.find_first_not_of("0123456789") == std::string::npos;
-  if (!digits || std::stoul(text) > largest) {
-    Misuse(options.commandName, std::string(option) + " takes a number from 0 to " + std::to_string(largest));
+  if (!digits || std::stoul(text) < smallest || std::stoul(text) > largest) {
+    Misuse(options.commandName, std::string(option) + " takes a number from " + std::to_string(smallest) +
+                                    " to " + std::to_string(largest));
   }
   return static_cast<unsigned>(std::stoul(text));
 }
@@ -100,8 +102,7 @@ void TakeProxy(Options* options, const std::string& text) {
   if (colon == std::string::npos || colon == 0 || !isHost)
     Misuse(options->commandName, "--proxy takes HOST:PORT");
   options->proxyHost = text.substr(0, colon);
-  options->proxyPort = Number(*options, "--proxy HOST:PORT", text.substr(colon + 1), 65535);
-  if (options->proxyPort == 0) Misuse(options->commandName, "--proxy takes HOST:PORT");
+  options->proxyPort = Number(*options, "the port of --proxy", text.substr(colon + 1), 1, 65535);
 }
 
 ProgressKind ProgressNamed(const Options& options, const std::string& name) {
@@ -152,14 +153,13 @@ void TakeOption(Options* options, int value, const char* argument) {
       options->progress = ProgressNamed(*options, argument);
       break;
     case kRetries:
-      options->retries = Number(*options, "--retries", argument, kMostRetries);
+      options->retries = Number(*options, "--retries", argument, 0, kMostRetries);
       break;
     case kRetryWait:
-      options->retryWaitSeconds = Number(*options, "--retry-wait", argument, kLongestWait);
+      options->retryWaitSeconds = Number(*options, "--retry-wait", argument, 0, kLongestWait);
       break;
     case kTimeout:
-      options->timeoutSeconds = Number(*options, "--timeout", argument, kLongestWait);
-      if (options->timeoutSeconds == 0) Misuse(options->commandName, "--timeout takes a number above 0");
+      options->timeoutSeconds = Number(*options, "--timeout", argument, 1, kLongestWait);
       break;
     default:
       break;

@@ -60,6 +60,13 @@ class CommandLine(ProgramTest):
         for url in ("http://[::1]/x", "ftp://me@[::1]:2121/x"):
             self.assertIn("IPv6", self.expect(USAGE, "get", url).errors)
 
+    def test_hosts_that_cannot_be_connected_to_are_named_so(self):
+        for scheme in ("http", "ftp"):
+            result = self.expect(USAGE, "get", scheme + "://" + "h" * 256 + "/x")
+            self.assertIn("host name that is too long", result.errors)
+            result = self.expect(USAGE, "get", scheme + "://255.255.255.255/x")
+            self.assertIn("no single host", result.errors)
+
     def test_option_that_was_given_a_value_in_vain_is_not_called_unknown(self):
         result = self.expect(USAGE, "get", "--quiet=3", "http://127.0.0.1:1/x")
         self.assertIn('"--quiet" takes no value', result.errors)
