@@ -20,8 +20,11 @@ class Library {
   Library() {
     const ErrorCode status = OS_Init("qz", OSInitCode_End);
     if (status == Error_None) return;
-    throw Failure{ExitCode::Other,
-                  std::string("the qz library does not start: ") + Error_ToLongString(status)};
+    std::string text = std::string("the qz library does not start: ") + Error_ToLongString(status);
+    if (status == Error_NoAccess || status == Error_NotFound) {
+      text += "; it needs a home folder that can be written (on Linux HOME names it)";
+    }
+    throw Failure{ExitCode::Other, text};
   }
   // A thread that still says goodbye to a silent server needs the library; it ends with the program.
   ~Library() {

@@ -10,6 +10,9 @@ from support import *
 
 DATA = some_bytes(2 * 1024 * 1024, 5)
 
+# Root may write everywhere, unless it gives up its capabilities.
+WITHOUT_CAPABILITIES = ["setpriv", "--bounding-set=-all"] if os.geteuid() == 0 else []
+
 
 class Disk(ProgramTest):
     def url(self, data=DATA):
@@ -82,8 +85,7 @@ class Disk(ProgramTest):
     def test_folder_that_cannot_be_written_gives_7(self):
         os.chmod(self.folder, 0o555)
         self.addCleanup(os.chmod, self.folder, 0o755)
-        # Root may write everywhere, unless it gives up its capabilities.
-        self.expect(DISK, "get", self.url(), through=["setpriv", "--bounding-set=-all"] if os.geteuid() == 0 else [])
+        self.expect(DISK, "get", self.url(), through=WITHOUT_CAPABILITIES)
         self.assertEqual(self.names(), [])
 
     def test_name_that_is_too_long_is_refused_with_a_hint(self):
@@ -92,6 +94,27 @@ class Disk(ProgramTest):
             if not on_windows():
                 self.assertIn("choose a shorter name", result.errors)
         self.assertEqual(self.names(), [])
+
+    @only_posix
+    def test_says_what_to_do_where_home_cannot_be_written(self):
+        place = self.path("place")
+        os.mkdir(place)
+        built = program()[-1]
+        for name in [os.path.basename(built)] + [n for n in os.listdir(os.path.dirname(built)) if ".so" in n]:
+            shutil.copy(os.path.join(os.path.dirname(built), name), place, follow_symlinks=False)
+        os.chmod(place, 0o555)
+        self.addCleanup(os.chmod, place, 0o755)
+        command = [os.path.join(place, os.path.basename(built)), "get", self.url()]
+        environment = {name: value for name, value in os.environ.items() if not name.startswith("XDG_")}
+        def run(home):
+            return subprocess.run(WITHOUT_CAPABILITIES + command, cwd=self.folder, env=dict(environment, HOME=home),
+                                  stdout=subprocess.PIPE, stderr=subprocess.PIPE, timeout=RUN_SECONDS, check=False)
+        refused = run(os.path.join(place, "home"))
+        self.assertEqual(refused.returncode, OTHER)
+        self.assertIn(b"HOME", refused.stderr)
+        done = run(self.path("home"))
+        self.assertEqual(done.returncode, DONE, done.stderr)
+        self.assert_file("data", DATA)
 
     def test_files_of_others_stay_as_they_are(self):
         others = {"data.part.part": b"1", "data(0).part": b"2", "dat.part": b"3", "data": b"4"}
