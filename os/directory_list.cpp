@@ -186,10 +186,8 @@ ErrorCode StartList(const char* directory, int32_t listMode, DirectoryList* list
 bool ScanPiece(DirectoryList* list, char (&text)[kFileNameSize]) {
   for (;;) {
     const bool wentOn = list->lineGoesOn;
-    bool endsLine = false;
-    const int32_t length = iFile_ScanPiece(list->file, sizeof text, text, &endsLine);
+    const int32_t length = iFile_ScanPiece(list->file, sizeof text, text, &list->lineGoesOn);
     if (length < 0) return false;
-    list->lineGoesOn = !endsLine;
     // What remains of a line that just filled the buffer is its end, and not an empty line.
     if (length != 0 || !wentOn) return true;
   }

@@ -249,7 +249,7 @@ ErrorCode iFile_Error(File* file) {
   return feof(file->cStream) ? Error_Ended : systemStatus;
 }
 
-int32_t iFile_ScanPiece(File* file, int32_t size, char* buffer, bool* endsLine) {
+int32_t iFile_ScanPiece(File* file, int32_t size, char* buffer, bool* isCut) {
   if (file == nullptr || buffer == nullptr || size < 2) return -1;
   buffer[0] = '\0';
   if (!PrepareFor(file, FileUse::StreamReading)) return -1;
@@ -263,7 +263,9 @@ int32_t iFile_ScanPiece(File* file, int32_t size, char* buffer, bool* endsLine) 
   }
   file->lastStatus = Error_None;
   size_t length = strlen(buffer);
-  *endsLine = length != 0 && buffer[length - 1] == '\n';
+  // A text that does not fill the buffer and has no LF is no piece: the line holds a byte 0, or the file
+  // ended.
+  *isCut = length == static_cast<size_t>(size) - 1 && buffer[length - 1] != '\n';
   while (length != 0 && (buffer[length - 1] == '\n' || buffer[length - 1] == '\r')) buffer[--length] = '\0';
   return static_cast<int32_t>(length);
 }
@@ -365,8 +367,8 @@ int32_t File_Sync(File* file) {
 }
 
 int32_t File_ScanLine(File* file, int32_t size, char* buffer) {
-  bool endsLine = false;
-  return iFile_ScanPiece(file, size, buffer, &endsLine);
+  bool isCut = false;
+  return iFile_ScanPiece(file, size, buffer, &isCut);
 }
 
 int32_t File_GetChar(File* file, uint32_t size, char* buffer, uint32_t* remaining, char** next) {

@@ -42,9 +42,9 @@ ErrorCode iFile_OpenTemporary(int32_t systemDirectory, const char* prefix, const
 // File_Close for a file that was written here: when closing fails, the incomplete file is removed.
 ErrorCode iFile_CloseComplete(File* file);
 
-// File_ScanLine that also says whether the line's LF was read; if not, there is more of the line, or the file
-// has ended. endsLine is left alone after a failure.
-int32_t iFile_ScanPiece(File* file, int32_t size, char* buffer, bool* endsLine);
+// File_ScanLine that also says whether the text filled the buffer before the line's LF came; there is more of
+// the line then, or the file has ended. isCut is left alone after a failure.
+int32_t iFile_ScanPiece(File* file, int32_t size, char* buffer, bool* isCut);
 
 // File_Seek and File_Tell without the 2 GiB limit; -1 on failure. seekMode: 0, 1 or 2.
 int64_t iFile_Seek64(File* file, int32_t seekMode, int64_t offset);

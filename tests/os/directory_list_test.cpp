@@ -288,6 +288,13 @@ TEST_F(DirectoryIterationTest, GivesALongLineInPieces) {
   EXPECT_EQ(Iterate(), (Lines{std::string(1023, 'x'), "yz"}));
 }
 
+// A byte 0 ends the text of its line, and has no bearing on the next one.
+TEST_F(DirectoryIterationTest, GivesTheEmptyLineBehindALineWithAZeroByte) {
+  directory_.Write("list", std::string("a\0b\n\nc\n", 7));
+  ASSERT_EQ(Directory_StartFileList(nullptr, Name("list").c_str(), 0, 0, &list_), 0);
+  EXPECT_EQ(Iterate(), (Lines{"a", "", "c"}));
+}
+
 // The line's end is all that is left of it, and no line of its own.
 TEST_F(DirectoryIterationTest, GivesALineThatJustFitsOnce) {
   for (const char* end : {"\n", "\r\n"}) {
