@@ -39,7 +39,7 @@ bool LocalFromSeconds(int64_t seconds, CalendarFields* fields) {
 
 // The system's own function, mktime, gives one or the other moment of an hour that comes twice by what it was
 // asked before, and one text would be read as two times. Here the rule of the day after comes first: the
-// later moment of two; and of an hour that is left out, as many minutes before the gap.
+// later moment of two; and a time in an hour that is left out is taken for the one an hour earlier.
 bool SecondsFromLocal(const CalendarFields& fields, int64_t* seconds) {
   tm local{};
   local.tm_year = fields.year - 1900;
