@@ -316,7 +316,9 @@ ErrorCode Sock_Connect(Sock* sock, const char* host, uint16_t port) {
   if (memcmp(address.address, kNoAddress, sizeof kNoAddress) == 0) return iSock_Store(sock, Error_Invalid);
   SockUse use(sock);
   const ErrorCode status = Connect(use, address);
-  sock->isConnecting.store(status == Error_Block || status == Error_Timeout);
+  // A refusal says nothing about an attempt that was begun before: that goes on.
+  if (status == Error_Block || status == Error_Timeout) sock->isConnecting.store(true);
+  if (status == Error_None) sock->isConnecting.store(false);
   return iSock_Store(sock, status);
 }
 

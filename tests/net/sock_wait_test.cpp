@@ -179,6 +179,22 @@ TEST_F(SockTransfer, TellsThatAnAsyncConnectionFailed_WhateverCameBetween) {
   }
 }
 
+TEST_F(SockTransfer, TellsThatAnAsyncConnectionFailed_WhenItWasAskedForTwice) {
+  loopback::Listener full(0);
+  std::vector<loopback::Connection> waiting;
+  for (int i = 0; i < 4; ++i) waiting.push_back(loopback::Connect(full.port(), 100));
+  ASSERT_EQ(Sock_NewCreate(&sock), 0);
+  ASSERT_EQ(Sock_SetAsync(sock, 1), 0);
+  ASSERT_EQ(Sock_Connect(sock, "127.0.0.1", full.port()), 6);
+  // The attempt goes on.
+  EXPECT_NE(Sock_Connect(sock, "127.0.0.1", full.port()), 0);
+  EXPECT_EQ(Sock_SelectWrite(sock, 0, 50000), 8);
+  // The next attempt of the system to reach the port is refused.
+  full.Close();
+  waiting.clear();
+  EXPECT_EQ(Sock_SelectWrite(sock, 20, 0), -5);
+}
+
 // The error that ends a connection is the reader's: a wait for room that took it would leave the reader a
 // plain end.
 TEST_F(SockTransfer, LeavesAResetToTheReader_WhenTheConnectionWasMadeLongAgo) {
