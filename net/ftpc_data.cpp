@@ -11,6 +11,7 @@
 #include "net/copy_internal.h"
 #include "net/ftpc_internal.h"
 #include "net/sock_internal.h"
+#include "net/telnet_internal.h"
 #include "os/owned.h"
 #include "os/platform/clock.h"
 #include "qz/error.h"
@@ -106,15 +107,17 @@ ErrorCode StartActive(FTPc* connection, const char* name, const char* argument, 
 // ---- starting transfers ----------------------------------------------------------------------------------
 
 // The checks that every transfer begins with; nothing is sent before them.
-ErrorCode Prepare(const FTPc* connection, const char* path, Stream** stream, Reply* reply) {
+ErrorCode Prepare(const FTPc* connection, const char* name, const char* path, Stream** stream, Reply* reply) {
   if (stream != nullptr) *stream = nullptr;
   const ErrorCode status = iFTPc_Begin(connection, reply);
   if (status != Error_None) return status;
-  return stream != nullptr && iFTPc_IsArgument(path) ? Error_None : Error_Invalid;
+  if (stream == nullptr || !iFTPc_IsArgument(path)) return Error_Invalid;
+  // Seen only after REST, a command that is too long would leave the offset to the next transfer.
+  return strlen(name) + 1 + strlen(path) <= kTelnet_LongestSentText ? Error_None : Error_Exceed;
 }
 
 ErrorCode Start(FTPc* connection, const char* name, const char* path, Stream** stream, Reply* reply) {
-  ErrorCode status = Prepare(connection, path, stream, reply);
+  ErrorCode status = Prepare(connection, name, path, stream, reply);
   if (status == Error_None) status = iFTPc_SetUpData(connection, reply);
   return status != Error_None ? status : iFTPc_StartData(connection, name, path, stream, reply);
 }
@@ -129,7 +132,7 @@ ErrorCode Restart(FTPc* connection, uint32_t offset, Reply* reply) {
 ErrorCode StartRestart(FTPc* connection, const char* name, const char* path, uint32_t* offset,
                        bool* fromStart, Stream** stream, Reply* reply) {
   *fromStart = false;
-  ErrorCode status = Prepare(connection, path, stream, reply);
+  ErrorCode status = Prepare(connection, name, path, stream, reply);
   if (status == Error_None && offset == nullptr) status = Error_Invalid;
   if (status == Error_None) status = iFTPc_SetUpData(connection, reply);
   if (status != Error_None) return status;

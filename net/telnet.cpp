@@ -35,9 +35,8 @@ namespace {
 
 constexpr char kCarriageReturn = 13;
 constexpr char kLineFeed = 10;
-constexpr uint32_t kSendBufferBytes = 4096;
-constexpr uint32_t kLongestSentText = kSendBufferBytes - 3;  // CR, LF and the terminator follow
-constexpr uint32_t kLongestLogText = 1022;                   // an LF and the terminator fill 1024 bytes
+constexpr uint32_t kSendBufferBytes = kTelnet_LongestSentText + 3;  // CR, LF and the terminator follow
+constexpr uint32_t kLongestLogText = 1022;  // an LF and the terminator fill 1024 bytes
 constexpr uint32_t kLogAppendMode = 8;
 constexpr int kShutdownBoth = 2;
 
@@ -242,14 +241,14 @@ ErrorCode Telnet_PrintLine(Telnet* telnet, const char* format, ...) {
   va_start(arguments, format);
   const int formatted = vsnprintf(line, sizeof line, format, arguments);
   va_end(arguments);
-  if (formatted < 0 || static_cast<uint32_t>(formatted) > kLongestSentText) return Error_Exceed;
+  if (formatted < 0 || static_cast<uint32_t>(formatted) > kTelnet_LongestSentText) return Error_Exceed;
   return SendBuffer(telnet, line, static_cast<uint32_t>(formatted));
 }
 
 ErrorCode Telnet_SendLine(Telnet* telnet, const char* text) {
   if (telnet == nullptr || text == nullptr) return Error_Invalid;
   const size_t length = strlen(text);
-  if (length > kLongestSentText) return Error_Exceed;
+  if (length > kTelnet_LongestSentText) return Error_Exceed;
   char line[kSendBufferBytes];
   std::copy_n(text, length, line);
   return SendBuffer(telnet, line, static_cast<uint32_t>(length));

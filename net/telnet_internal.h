@@ -23,6 +23,9 @@ inline constexpr int kTelnetCode_IAC = 255;
 // "kTelnetCode_WILL" for 251; null when the code has no name.
 const char* iTelnet_CodeName(int code);
 
+// The characters of the longest line that is sent.
+inline constexpr uint32_t kTelnet_LongestSentText = 4093;
+
 // True when the last line received filled its buffer before its end came; the rest of it comes next.
 bool iTelnet_IsLineCut(const Telnet* telnet);
 

@@ -85,6 +85,28 @@ TEST_F(FTPcData, StoresFromTheOffset_OrFrom0WhenTheServerCannotRestart) {
   }
 }
 
+// Sent before, REST would hold for the next transfer.
+TEST_F(FTPcData, SendsNothing_WhenTheCommandOfATransferIsTooLong) {
+  ScriptedServer server(
+      {AfterLogin({ftp::Passive(), ftp::Exchange("REST 3", "350 ok"),
+                   ftp::Started("RETR " + std::string(4088, 'x')), ftp::SendsFile("abc")})});
+  ftp::Client client(server.port());
+  const std::string tooLong(4089, 'x');
+  Stream* data = nullptr;
+  uint32_t offset = 3;
+  EXPECT_EQ(FTPc_StartRetrieve(client, tooLong.c_str(), &data, &client.reply), 5);
+  EXPECT_EQ(FTPc_StartRetrieveRestart(client, tooLong.c_str(), &offset, &data, &client.reply), 5);
+  EXPECT_EQ(FTPc_StartStoreRestart(client, tooLong.c_str(), &offset, &data, &client.reply), 5);
+  EXPECT_EQ(offset, 3u);
+  EXPECT_EQ(data, nullptr);
+  ASSERT_EQ(FTPc_StartRetrieveRestart(client, std::string(4088, 'x').c_str(), &offset, &data, &client.reply),
+            0);
+  EXPECT_EQ(ReadAll(data), "abc");
+  Stream_Delete(data);
+  FTPc_Delete(client.Release());
+  server.Finish();
+}
+
 // Else the server would start the next transfer at the offset, and the file would lack its beginning.
 TEST_F(FTPcData, TakesTheOffsetBack_WhenTheActivePortIsTaken) {
   loopback::Listener other;
