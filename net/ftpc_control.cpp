@@ -46,9 +46,13 @@ ErrorCode OpenWelcome(FTPc* connection) {
                              &connection->welcome);
 }
 
-// Without the file there is nothing to show; the connection goes on.
+// Without the file there is nothing to show; the connection goes on, and the next line does not try again.
 void Capture(FTPc* connection, std::string_view line) {
-  if ((connection->flags & kFTPFlag_Capturing) == 0 || OpenWelcome(connection) != Error_None) return;
+  if ((connection->flags & kFTPFlag_Capturing) == 0) return;
+  if (OpenWelcome(connection) != Error_None) {
+    connection->flags &= ~kFTPFlag_Capturing;
+    return;
+  }
   const std::string_view text = iFTPc_WelcomeText(line);
   File_Print(connection->welcome, "%.*s\n", static_cast<int>(text.size()), text.data());
 }

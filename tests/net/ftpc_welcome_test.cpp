@@ -4,6 +4,7 @@
 #include <string>
 
 #include "net/ftpc_internal.h"
+#include "os/memory_internal.h"
 #include "qz/directory.h"
 #include "qz/file.h"
 #include "tests/net/ftpc_fixture.h"
@@ -52,6 +53,32 @@ TEST_F(FTPcTest, CapturesGreetingAndLoginIntoTheWelcomeFile) {
   FTPc_Delete(client.Release());
   EXPECT_EQ(File_Exists(name, nullptr), 1);
   EXPECT_EQ(File_Unlink(name), 0);
+  server.Finish();
+}
+
+// A reply whose first line could not be kept is not kept from its second line on.
+TEST_F(FTPcTest, KeepsRepliesInTheWelcomeFileWholeOrNotAtAll) {
+  ScriptedServer server({{Send("220-One\r\n220 Two\r\n230 In.\r\n"), ReadToEnd()}});
+  server.RepeatLast();
+  int missing = 0;
+  bool failed = true;
+  for (int64_t n = 1; failed; ++n) {
+    FTPc* connection = nullptr;
+    Reply reply;
+    iMemory_FailAllocation(n);
+    FTPc_Open("127.0.0.1", server.port(), ftp::kPassive | FTPcFlag_Welcome, &connection, &reply);
+    failed = iMemory_AllocationsUntilFailure() <= 0;
+    iMemory_FailAllocation(0);
+    if (connection == nullptr) continue;
+    ASSERT_EQ(FTPc_Login(connection, "u", "p", &reply), 0);
+    char name[1024];
+    ASSERT_EQ(FTPc_InfoFile(connection, name), 0);
+    EXPECT_EQ(ReadFile(name), failed ? "In.\n" : "One\nTwo\nIn.\n");
+    EXPECT_EQ(File_Unlink(name), 0);
+    FTPc_Delete(connection);
+    if (failed) ++missing;
+  }
+  EXPECT_EQ(missing, 1);
   server.Finish();
 }
 
