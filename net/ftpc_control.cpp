@@ -8,7 +8,6 @@
 #include "os/file_internal.h"
 #include "os/memory_internal.h"
 #include "os/owned.h"
-#include "os/platform/clock.h"
 #include "qz/error.h"
 #include "qz/memory.h"
 #include "qz/os.h"
@@ -32,9 +31,6 @@ constexpr FTPCommand kCurrentDirectory = {"PWD", kFTPClass_Completed, Error_Inva
 
 constexpr uint32_t kTextFileMode = 18;
 constexpr size_t kLoginBufferSize = 256;
-
-// A reply that comes and comes is given this many times what a silent server is given (610 seconds).
-constexpr uint64_t kReplyWaits = 10;
 
 FTPProxyServer proxyServer = {};
 
@@ -123,8 +119,7 @@ ErrorCode ReceiveLine(FTPc* connection, Line* line) {
 }
 
 ErrorCode ReceiveReply(FTPc* connection, Reply* reply) {
-  const uint64_t limitMilliseconds = kReplyWaits * iSock_GetWaitMilliseconds();
-  iTelnet_GiveUpAt(connection->telnet, platform::MonotonicMilliseconds() + limitMilliseconds);
+  iTelnet_GiveUpAt(connection->telnet, iSock_TrickleDeadlineMilliseconds());
   FTPReplyReader reader;
   Line line;
   ErrorCode taken = Error_Block;

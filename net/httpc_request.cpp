@@ -29,10 +29,6 @@ constexpr uint32_t kToTheEnd = UINT32_MAX;
 // them again, and does not recover when the buffer grows later.
 constexpr uint32_t kResponseBufferBytes = 1024 * 1024;
 
-// A status line and headers that trickle in are given this many times what a silent server is given (610
-// seconds).
-constexpr uint64_t kResponseWaits = 10;
-
 bool HasRequest(const HTTPcRequestRecord& request, uint32_t index) {
   return (request.set & (1u << index)) != 0;
 }
@@ -118,12 +114,10 @@ class ResponseLines {
   }
 
  private:
-  bool IsTimeOver() const {
-    return platform::MonotonicMilliseconds() - start_ > kResponseWaits * iSock_GetWaitMilliseconds();
-  }
+  bool IsTimeOver() const { return platform::MonotonicMilliseconds() > deadlineMilliseconds_; }
 
   Stream* stream_;
-  uint64_t start_ = platform::MonotonicMilliseconds();
+  uint64_t deadlineMilliseconds_ = iSock_TrickleDeadlineMilliseconds();
 };
 
 ErrorCode SetDefaultHost(HTTPcRequestRecord* request, const char* host) {

@@ -69,6 +69,10 @@ Sock* iSock_NewRecord(platform::SocketDescriptor descriptor);
 // The time limit of every wait of Connect, Accept, Read and Write: 61,000 milliseconds.
 uint32_t iSock_GetWaitMilliseconds();
 
+// The moment of platform::MonotonicMilliseconds() at which an answer that begins to come now and trickles in
+// is given up: ten such waits ahead, 610 seconds.
+uint64_t iSock_TrickleDeadlineMilliseconds();
+
 // Another limit, for tests; 0 restores the usual one.
 void iSock_SetWaitMilliseconds(uint32_t milliseconds);
 

@@ -9,6 +9,7 @@
 namespace {
 
 constexpr uint32_t kUsualWaitMilliseconds = 61000;
+constexpr uint64_t kTrickleWaits = 10;
 constexpr uint64_t kSliceMilliseconds = 200;
 constexpr uint32_t kMillisecondsPerSecond = 1000;
 constexpr uint32_t kMicrosecondsPerMillisecond = 1000;
@@ -290,6 +291,10 @@ const StreamOperations kSockOperations = {DeleteMethod, ReadMethod,  ReadAvailMe
 
 uint32_t iSock_GetWaitMilliseconds() {
   return waitMilliseconds.load();
+}
+
+uint64_t iSock_TrickleDeadlineMilliseconds() {
+  return platform::MonotonicMilliseconds() + kTrickleWaits * iSock_GetWaitMilliseconds();
 }
 
 void iSock_SetWaitMilliseconds(uint32_t milliseconds) {
