@@ -13,6 +13,7 @@
 #include "qz/os.h"
 #include "qz/proxy.h"
 #include "qz/string.h"
+#include "stream/stream_internal.h"
 
 namespace {
 
@@ -76,9 +77,7 @@ class Capturing {
 
 // The line connection says Ended for every failure; the stream knows which it was.
 ErrorCode LineFailure(FTPc* connection, ErrorCode status) {
-  if (status != Error_Ended) return status;
-  const ErrorCode cause = Stream_Error(connection->stream);
-  return cause == Error_None ? Error_Ended : cause;
+  return status == Error_Ended ? iStream_ErrorOrEnded(connection->stream) : status;
 }
 
 // A received line: its first 1023 bytes without the line end, and how long it was in all.

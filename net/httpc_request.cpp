@@ -11,6 +11,7 @@
 #include "qz/error.h"
 #include "qz/sock.h"
 #include "qz/url.h"
+#include "stream/stream_internal.h"
 
 namespace {
 
@@ -53,11 +54,6 @@ struct Exchange {
   uint32_t sent;
 };
 
-ErrorCode FailureOf(Stream* stream) {
-  const ErrorCode status = Stream_Error(stream);
-  return status != Error_None ? status : Error_Ended;
-}
-
 ErrorCode SendRequestText(HTTPc* connection, const Exchange& exchange) {
   char uri[kHTTPcUriSize];
   iHTTPc_EncodeUri(exchange.uri, uri);
@@ -65,7 +61,7 @@ ErrorCode SendRequestText(HTTPc* connection, const Exchange& exchange) {
   const uint32_t length = iHTTPc_FormatRequest(connection->request, exchange.method, uri, text);
   // All lines go out in one piece: small ones would wait for each other's acknowledgement.
   return Stream_Write(connection->stream, length, text) == length ? Error_None
-                                                                  : FailureOf(connection->stream);
+                                                                  : iStream_ErrorOrEnded(connection->stream);
 }
 
 ErrorCode SendBody(HTTPc* connection, Exchange* exchange) {
@@ -107,7 +103,7 @@ class ResponseLines {
   ErrorCode Read(char (&line)[kHTTPcMaximumLine], uint32_t* length) {
     for (*length = 0; *length < sizeof line;) {
       if (IsTimeOver()) return Error_Timeout;
-      if (Stream_Read(stream_, 1, line + *length) != 1) return FailureOf(stream_);
+      if (Stream_Read(stream_, 1, line + *length) != 1) return iStream_ErrorOrEnded(stream_);
       if (line[(*length)++] == '\n') return Error_None;
     }
     return Error_Exceed;

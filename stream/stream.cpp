@@ -7,6 +7,7 @@
 #include <cstdio>
 
 #include "qz/error.h"
+#include "stream/stream_internal.h"
 
 namespace {
 
@@ -48,14 +49,8 @@ void CountProgress(Stream* stream, uint32_t count) {
   }
 }
 
-// What a short count means: the stream's own failure, or its end.
-ErrorCode ErrorOrEnded(Stream* stream) {
-  const ErrorCode status = Stream_Error(stream);
-  return status != Error_None ? status : Error_Ended;
-}
-
 ErrorCode WriteAll(Stream* stream, uint32_t count, const void* buffer) {
-  return Stream_Write(stream, count, buffer) == count ? Error_None : ErrorOrEnded(stream);
+  return Stream_Write(stream, count, buffer) == count ? Error_None : iStream_ErrorOrEnded(stream);
 }
 
 ErrorCode WriteFormatted(Stream* stream, bool endLine, const char* format, va_list arguments) {
@@ -73,6 +68,11 @@ ErrorCode WriteFormatted(Stream* stream, bool endLine, const char* format, va_li
 }
 
 }  // namespace
+
+ErrorCode iStream_ErrorOrEnded(Stream* stream) {
+  const ErrorCode status = Stream_Error(stream);
+  return status != Error_None ? status : Error_Ended;
+}
 
 void Stream_Init(uint32_t type, const StreamOperations* operations, Stream* stream) {
   if (stream == nullptr) return;
@@ -168,7 +168,7 @@ ErrorCode Stream_ReadTo(Stream* stream, uint32_t delimiterLength, const void* de
     if (count == bufferSize) return Error_Exceed;
     // One byte at a time: nothing behind the delimiter may be taken from the stream.
     uint8_t byte = 0;
-    if (Stream_Read(stream, 1, &byte) != 1) return ErrorOrEnded(stream);
+    if (Stream_Read(stream, 1, &byte) != 1) return iStream_ErrorOrEnded(stream);
     bytes[count++] = byte;
     matched = byte == wanted[matched] ? matched + 1 : 0;
   }
