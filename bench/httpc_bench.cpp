@@ -10,7 +10,7 @@
 #include <string>
 #include <thread>
 
-#include "os/socketlayer_internal.h"
+#include "os/core/socketlayer_internal.h"
 #include "qz/error.h"
 #include "qz/httpc.h"
 #include "qz/sock.h"

@@ -8,7 +8,7 @@
 #include <iterator>
 
 #include "containers/hash_internal.h"
-#include "os/memory_internal.h"
+#include "os/core/memory_internal.h"
 #include "qz/error.h"
 #include "qz/memory.h"
 

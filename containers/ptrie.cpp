@@ -7,7 +7,7 @@
 #include <utility>
 
 #include "containers/ptrie_internal.h"
-#include "os/owned.h"
+#include "os/core/owned.h"
 #include "qz/error.h"
 #include "qz/memory.h"
 

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "os/memory_internal.h"
+#include "os/core/memory_internal.h"
 #include "qz/error.h"
 #include "qz/ptrie.h"
 #include "tests/support/container_models.h"

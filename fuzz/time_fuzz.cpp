@@ -4,8 +4,8 @@
 #include <cstring>
 #include <string>
 
-#include "os/clock_internal.h"
-#include "os/error_internal.h"
+#include "os/core/error_internal.h"
+#include "os/time/clock_internal.h"
 #include "qz/error.h"
 #include "qz/time.h"
 

@@ -12,7 +12,7 @@
 #include "net/ftpc_internal.h"
 #include "net/sock_internal.h"
 #include "net/telnet_internal.h"
-#include "os/owned.h"
+#include "os/core/owned.h"
 #include "os/platform/clock.h"
 #include "qz/error.h"
 

@@ -1,7 +1,7 @@
 // Directory lists, into local files.
 #include "net/ftpc_internal.h"
-#include "os/file_internal.h"
-#include "os/owned.h"
+#include "os/core/owned.h"
+#include "os/file/file_internal.h"
 #include "qz/error.h"
 #include "qz/os.h"
 

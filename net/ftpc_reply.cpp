@@ -4,7 +4,7 @@
 #include <cstring>
 
 #include "net/ftpc_internal.h"
-#include "os/characterclass_internal.h"
+#include "os/text/characterclass_internal.h"
 #include "qz/error.h"
 
 namespace {

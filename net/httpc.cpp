@@ -4,8 +4,8 @@
 #include <cstring>
 
 #include "net/httpc_internal.h"
-#include "os/memory_internal.h"
-#include "os/owned.h"
+#include "os/core/memory_internal.h"
+#include "os/core/owned.h"
 #include "qz/error.h"
 #include "qz/memory.h"
 #include "qz/proxy.h"

@@ -12,7 +12,7 @@
 #include <cstring>
 
 #include "net/httpc_internal.h"
-#include "os/characterclass_internal.h"
+#include "os/text/characterclass_internal.h"
 #include "qz/error.h"
 
 namespace {

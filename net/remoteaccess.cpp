@@ -5,7 +5,7 @@
 #include <cstring>
 
 #include "net/remoteaccess_internal.h"
-#include "os/owned.h"
+#include "os/core/owned.h"
 #include "os/platform/clock.h"
 #include "qz/error.h"
 #include "qz/memory.h"

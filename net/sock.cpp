@@ -6,7 +6,7 @@
 #include <new>
 
 #include "net/sock_internal.h"
-#include "os/owned.h"
+#include "os/core/owned.h"
 #include "os/platform/clock.h"
 #include "os/platform/error.h"
 #include "qz/memory.h"

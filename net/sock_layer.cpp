@@ -1,9 +1,9 @@
 // Starting and stopping the socket layer, and the count of sockets alive.
 #include "net/sock_internal.h"
-#include "os/os_internal.h"
+#include "os/core/os_internal.h"
+#include "os/core/socketlayer_internal.h"
 #include "os/platform/error.h"
 #include "os/platform/window.h"
-#include "os/socketlayer_internal.h"
 
 namespace {
 

@@ -11,9 +11,9 @@
 #include <utility>
 
 #include "net/telnet_internal.h"
-#include "os/file_internal.h"
-#include "os/memory_internal.h"
-#include "os/owned.h"
+#include "os/core/memory_internal.h"
+#include "os/core/owned.h"
+#include "os/file/file_internal.h"
 #include "os/platform/clock.h"
 #include "qz/error.h"
 #include "qz/file.h"

@@ -13,7 +13,7 @@
 #include <string_view>
 
 #include "net/url_internal.h"
-#include "os/characterclass_internal.h"
+#include "os/text/characterclass_internal.h"
 #include "qz/error.h"
 #include "qz/memory.h"
 #include "qz/string.h"

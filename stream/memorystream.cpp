@@ -10,7 +10,7 @@
 #include <algorithm>
 #include <cstddef>
 
-#include "os/memory_internal.h"
+#include "os/core/memory_internal.h"
 #include "qz/error.h"
 #include "qz/memory.h"
 

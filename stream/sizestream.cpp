@@ -3,7 +3,7 @@
 
 #include <cstddef>
 
-#include "os/memory_internal.h"
+#include "os/core/memory_internal.h"
 #include "qz/error.h"
 #include "qz/memory.h"
 

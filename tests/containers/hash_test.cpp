@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "containers/hash_internal.h"
-#include "os/owned.h"
+#include "os/core/owned.h"
 #include "tests/support/container_models.h"
 #include "tests/support/fail_allocation.h"
 

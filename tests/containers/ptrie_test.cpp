@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "containers/ptrie_internal.h"
-#include "os/owned.h"
+#include "os/core/owned.h"
 #include "os/platform/clock.h"
 #include "os/platform/thread.h"
 #include "qz/memory.h"

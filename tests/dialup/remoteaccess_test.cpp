@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "net/sock_internal.h"
-#include "os/socketlayer_internal.h"
+#include "os/core/socketlayer_internal.h"
 #include "tests/support/fail_allocation.h"
 #include "tests/support/loopback.h"
 #include "tests/support/rasapi32/fake_service.h"

@@ -9,8 +9,8 @@
 #include <string_view>
 
 #include "net/httpc_internal.h"
-#include "os/owned.h"
-#include "os/socketlayer_internal.h"
+#include "os/core/owned.h"
+#include "os/core/socketlayer_internal.h"
 #include "qz/error.h"
 #include "qz/time.h"
 #include "tests/support/byte_stream.h"

@@ -8,7 +8,7 @@
 #include <string_view>
 
 #include "net/httpc_internal.h"
-#include "os/owned.h"
+#include "os/core/owned.h"
 #include "qz/error.h"
 #include "tests/support/byte_stream.h"
 

@@ -9,9 +9,9 @@
 
 #include "net/httpc_internal.h"
 #include "net/sock_internal.h"
-#include "os/owned.h"
+#include "os/core/owned.h"
+#include "os/core/socketlayer_internal.h"
 #include "os/platform/socket.h"
-#include "os/socketlayer_internal.h"
 #include "qz/error.h"
 #include "qz/proxy.h"
 #include "tests/support/byte_stream.h"

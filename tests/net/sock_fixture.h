@@ -8,7 +8,7 @@
 #include <thread>
 
 #include "net/sock_internal.h"
-#include "os/socketlayer_internal.h"
+#include "os/core/socketlayer_internal.h"
 #include "qz/error.h"
 #include "qz/sock.h"
 #include "tests/support/loopback.h"

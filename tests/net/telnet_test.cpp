@@ -12,8 +12,8 @@
 
 #include "net/sock_internal.h"
 #include "net/telnet_internal.h"
+#include "os/core/socketlayer_internal.h"
 #include "os/platform/clock.h"
-#include "os/socketlayer_internal.h"
 #include "qz/readbufferstream.h"
 #include "tests/support/fail_allocation.h"
 #include "tests/support/loopback.h"

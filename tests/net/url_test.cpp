@@ -9,7 +9,7 @@
 #include <string>
 
 #include "net/url_internal.h"
-#include "os/memory_internal.h"
+#include "os/core/memory_internal.h"
 #include "qz/memory.h"
 #include "tests/support/fail_allocation.h"
 

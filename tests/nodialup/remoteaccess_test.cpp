@@ -7,7 +7,7 @@
 #include <string>
 
 #include "net/sock_internal.h"
-#include "os/socketlayer_internal.h"
+#include "os/core/socketlayer_internal.h"
 #include "tests/support/loopback.h"
 #include "tests/support/rasapi32/fake_service.h"
 

@@ -3,7 +3,7 @@
 
 #include <cstring>
 
-#include "os/characterclass_internal.h"
+#include "os/text/characterclass_internal.h"
 
 namespace {
 

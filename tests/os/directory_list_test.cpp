@@ -8,7 +8,7 @@
 #include <thread>
 #include <vector>
 
-#include "os/os_internal.h"
+#include "os/core/os_internal.h"
 #include "qz/directory.h"
 #include "qz/file.h"
 #include "qz/os.h"

@@ -4,7 +4,7 @@
 #include <cstring>
 #include <string>
 
-#include "os/file_internal.h"
+#include "os/file/file_internal.h"
 #include "qz/file.h"
 #include "tests/support/error_capture.h"
 #include "tests/support/file_system.h"

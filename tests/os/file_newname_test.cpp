@@ -3,8 +3,8 @@
 
 #include <string>
 
-#include "os/file_internal.h"
-#include "os/os_internal.h"
+#include "os/core/os_internal.h"
+#include "os/file/file_internal.h"
 #include "qz/directory.h"
 #include "qz/file.h"
 #include "tests/support/os_session.h"

@@ -3,8 +3,8 @@
 
 #include <string>
 
-#include "os/file_internal.h"
-#include "os/owned.h"
+#include "os/core/owned.h"
+#include "os/file/file_internal.h"
 #include "qz/directory.h"
 #include "qz/file.h"
 #include "tests/support/error_capture.h"

@@ -7,8 +7,8 @@
 #include <cstring>
 #include <string>
 
-#include "os/file_internal.h"
-#include "os/owned.h"
+#include "os/core/owned.h"
+#include "os/file/file_internal.h"
 #include "qz/directory.h"
 #include "qz/error.h"
 #include "tests/support/error_capture.h"

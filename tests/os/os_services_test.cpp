@@ -6,7 +6,7 @@
 #include <cstring>
 #include <limits>
 
-#include "os/os_internal.h"
+#include "os/core/os_internal.h"
 #include "qz/os.h"
 
 namespace {

@@ -6,10 +6,10 @@
 #include <fstream>
 #include <string>
 
-#include "os/memory_internal.h"
-#include "os/os_internal.h"
+#include "os/core/memory_internal.h"
+#include "os/core/os_internal.h"
+#include "os/file/sysdir_internal.h"
 #include "os/platform/process.h"
-#include "os/sysdir_internal.h"
 #include "qz/error.h"
 #include "qz/os.h"
 #include "tests/support/child_program.h"

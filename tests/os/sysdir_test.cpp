@@ -5,7 +5,7 @@
 #include <fstream>
 #include <string>
 
-#include "os/sysdir_internal.h"
+#include "os/file/sysdir_internal.h"
 #include "qz/error.h"
 #include "qz/file.h"
 #include "qz/os.h"

@@ -7,8 +7,8 @@
 #include <set>
 #include <vector>
 
-#include "os/lock_internal.h"
-#include "os/memory_internal.h"
+#include "os/core/lock_internal.h"
+#include "os/core/memory_internal.h"
 #include "qz/memory.h"
 #include "qz/os.h"
 #include "qz/semaphore.h"

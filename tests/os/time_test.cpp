@@ -5,9 +5,9 @@
 
 #include <ctime>
 
-#include "os/clock_internal.h"
 #include "os/platform/clock.h"
-#include "os/time_internal.h"
+#include "os/time/clock_internal.h"
+#include "os/time/time_internal.h"
 #include "tests/support/error_capture.h"
 #include "tests/support/time_zone.h"
 

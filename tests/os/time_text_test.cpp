@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "os/clock_internal.h"
+#include "os/time/clock_internal.h"
 #include "qz/time.h"
 #include "tests/support/error_capture.h"
 #include "tests/support/time_zone.h"

@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "os/file_internal.h"
+#include "os/file/file_internal.h"
 #include "tests/support/error_capture.h"
 #include "tests/support/file_system.h"
 #include "tests/support/temp_dir.h"

@@ -12,8 +12,8 @@
 #include <cerrno>
 #include <cstring>
 
-#include "os/lock_internal.h"
-#include "os/owned.h"
+#include "os/core/lock_internal.h"
+#include "os/core/owned.h"
 #include "qz/memory.h"
 
 namespace platform {

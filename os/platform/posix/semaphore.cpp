@@ -6,7 +6,7 @@
 
 #include <cerrno>
 
-#include "os/memory_internal.h"
+#include "os/core/memory_internal.h"
 #include "qz/memory.h"
 
 namespace platform {

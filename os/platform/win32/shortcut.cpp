@@ -5,7 +5,7 @@
 #include <ole2.h>
 #include <shlobj.h>
 
-#include "os/owned.h"
+#include "os/core/owned.h"
 #include "qz/error.h"
 
 namespace platform {

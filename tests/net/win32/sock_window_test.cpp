@@ -2,7 +2,7 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
-#include "os/socketlayer_internal.h"
+#include "os/core/socketlayer_internal.h"
 
 namespace {
 

@@ -4,8 +4,8 @@
 #include <memory>
 #include <string>
 
-#include "os/file_internal.h"
-#include "os/owned.h"
+#include "os/core/owned.h"
+#include "os/file/file_internal.h"
 #include "qz/directory.h"
 #include "qz/file.h"
 #include "qz/stream.h"

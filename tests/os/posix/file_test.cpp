@@ -7,8 +7,8 @@
 
 #include <string>
 
-#include "os/file_internal.h"
-#include "os/owned.h"
+#include "os/core/owned.h"
+#include "os/file/file_internal.h"
 #include "qz/directory.h"
 #include "tests/support/file_system.h"
 #include "tests/support/temp_dir.h"

@@ -8,8 +8,8 @@
 #include <string>
 #include <tuple>
 
+#include "os/file/sysdir_internal.h"
 #include "os/platform/sysdirs.h"
-#include "os/sysdir_internal.h"
 #include "qz/file.h"
 #include "qz/os.h"
 #include "tests/support/environment.h"

@@ -6,7 +6,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "os/memory_internal.h"
+#include "os/core/memory_internal.h"
 
 namespace {
 

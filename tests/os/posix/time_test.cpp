@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-#include "os/time_internal.h"
+#include "os/time/time_internal.h"
 #include "tests/support/time_zone.h"
 
 namespace {

@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "os/file_internal.h"
-#include "os/owned.h"
+#include "os/core/owned.h"
+#include "os/file/file_internal.h"
 #include "qz/directory.h"
 #include "qz/os.h"
 #include "qz/volume.h"

@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "os/file/sysdir_internal.h"
 #include "os/platform/sysdirs.h"
-#include "os/sysdir_internal.h"
 #include "qz/file.h"
 #include "qz/os.h"
 #include "qz/winosregistry.h"

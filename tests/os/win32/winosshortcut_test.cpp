@@ -10,8 +10,8 @@
 #include <filesystem>
 #include <string>
 
-#include "os/os_internal.h"
-#include "os/sysdir_internal.h"
+#include "os/core/os_internal.h"
+#include "os/file/sysdir_internal.h"
 #include "qz/error.h"
 #include "qz/file.h"
 #include "qz/os.h"

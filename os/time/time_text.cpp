@@ -6,8 +6,8 @@
 #include <optional>
 #include <string_view>
 
-#include "os/characterclass_internal.h"
-#include "os/time_internal.h"
+#include "os/text/characterclass_internal.h"
+#include "os/time/time_internal.h"
 #include "qz/error.h"
 #include "qz/time.h"
 

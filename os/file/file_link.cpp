@@ -1,5 +1,5 @@
 // Shell shortcuts by names in the library's form.
-#include "os/file_internal.h"
+#include "os/file/file_internal.h"
 #include "qz/error.h"
 #include "qz/file.h"
 #include "qz/winosshortcut.h"

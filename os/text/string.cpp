@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "os/characterclass_internal.h"
+#include "os/text/characterclass_internal.h"
 #include "qz/memory.h"
 
 namespace {

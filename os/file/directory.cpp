@@ -1,7 +1,7 @@
 // Directories: making, finding, the current one.
 #include "qz/directory.h"
 
-#include "os/file_internal.h"
+#include "os/file/file_internal.h"
 #include "os/platform/error.h"
 #include "os/platform/filesystem.h"
 #include "qz/error.h"

@@ -6,8 +6,8 @@
 // to a root is refused.
 #include <cstring>
 
-#include "os/file_internal.h"
-#include "os/owned.h"
+#include "os/core/owned.h"
+#include "os/file/file_internal.h"
 #include "os/platform/error.h"
 #include "os/platform/filesystem.h"
 #include "qz/directory.h"

@@ -3,7 +3,7 @@
 
 #include <cstring>
 
-#include "os/file_internal.h"
+#include "os/file/file_internal.h"
 #include "os/platform/error.h"
 #include "os/platform/filesystem.h"
 #include "qz/error.h"

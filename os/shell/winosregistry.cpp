@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "os/owned.h"
+#include "os/core/owned.h"
 #include "os/platform/registry.h"
 #include "qz/error.h"
 #include "qz/os.h"

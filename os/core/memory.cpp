@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "os/memory_internal.h"
+#include "os/core/memory_internal.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 // Names in the library's form as text: joining, splitting, roots, and the way to the system's form.
 #include <cstring>
 
-#include "os/file_internal.h"
+#include "os/file/file_internal.h"
 #include "os/platform/error.h"
 #include "os/platform/filesystem.h"
 #include "qz/error.h"

@@ -7,11 +7,11 @@
 #include <cstring>
 #include <optional>
 
-#include "os/file_internal.h"
-#include "os/lock_internal.h"
-#include "os/os_internal.h"
+#include "os/core/lock_internal.h"
+#include "os/core/os_internal.h"
+#include "os/file/file_internal.h"
+#include "os/file/sysdir_internal.h"
 #include "os/platform/sysdirs.h"
-#include "os/sysdir_internal.h"
 #include "qz/directory.h"
 #include "qz/error.h"
 #include "qz/file.h"

@@ -1,19 +1,18 @@
 // OS_Init brings the library up once, by a list of codes; OS_Exit takes it down.
-#include "qz/os.h"
-
 #include <atomic>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
-#include "os/os_internal.h"
+#include "os/core/os_internal.h"
+#include "os/core/socketlayer_internal.h"
+#include "os/file/sysdir_internal.h"
 #include "os/platform/clock.h"
 #include "os/platform/process.h"
 #include "os/platform/shortcut.h"
-#include "os/socketlayer_internal.h"
-#include "os/sysdir_internal.h"
 #include "qz/error.h"
+#include "qz/os.h"
 #include "qz/string.h"
 #include "qz/winosregistry.h"
 

@@ -11,9 +11,9 @@
 #include <cstdarg>
 #include <cstring>
 
-#include "os/file_internal.h"
-#include "os/memory_internal.h"
-#include "os/owned.h"
+#include "os/core/memory_internal.h"
+#include "os/core/owned.h"
+#include "os/file/file_internal.h"
 #include "os/platform/error.h"
 #include "os/platform/filesystem.h"
 #include "qz/error.h"

@@ -1,13 +1,14 @@
 // Random numbers, waiting and formatting: the OS functions that work whether the library is up or down.
+#include "qz/os.h"
+
 #include <atomic>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 
-#include "os/os_internal.h"
+#include "os/core/os_internal.h"
 #include "os/platform/clock.h"
 #include "qz/error.h"
-#include "qz/os.h"
 
 namespace {
 

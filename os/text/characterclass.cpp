@@ -1,6 +1,6 @@
 // The character class table, built by the compiler. The order of the steps matters: the last two assign where
 // the earlier ones add.
-#include "os/characterclass_internal.h"
+#include "os/text/characterclass_internal.h"
 
 namespace {
 

@@ -4,8 +4,8 @@
 // chunk; the copy is temporary until the last byte stands in it, and a moved source goes only after that.
 #include <algorithm>
 
-#include "os/file_internal.h"
-#include "os/owned.h"
+#include "os/core/owned.h"
+#include "os/file/file_internal.h"
 #include "os/platform/error.h"
 #include "os/platform/filesystem.h"
 #include "qz/error.h"

@@ -10,7 +10,7 @@
 #include <atomic>
 #include <new>
 
-#include "os/lock_internal.h"
+#include "os/core/lock_internal.h"
 #include "os/platform/thread.h"
 #include "qz/error.h"
 #include "qz/memory.h"

@@ -12,7 +12,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "os/file_internal.h"
+#include "os/file/file_internal.h"
 #include "os/platform/filesystem.h"
 #include "qz/error.h"
 

@@ -1,7 +1,7 @@
 // Counting semaphores with time-outs.
 #include "qz/semaphore.h"
 
-#include "os/memory_internal.h"
+#include "os/core/memory_internal.h"
 #include "os/platform/semaphore.h"
 #include "qz/error.h"
 #include "qz/memory.h"

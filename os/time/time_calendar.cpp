@@ -4,7 +4,7 @@
 #include <cstddef>
 
 #include "os/platform/walltime.h"
-#include "os/time_internal.h"
+#include "os/time/time_internal.h"
 #include "qz/error.h"
 #include "qz/time.h"
 

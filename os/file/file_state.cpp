@@ -1,10 +1,10 @@
 // What stands under a name: looking, removing, renaming, copying in one step.
 #include <cstring>
 
-#include "os/file_internal.h"
+#include "os/file/file_internal.h"
 #include "os/platform/error.h"
 #include "os/platform/filesystem.h"
-#include "os/time_internal.h"
+#include "os/time/time_internal.h"
 #include "qz/error.h"
 #include "qz/file.h"
 #include "qz/time.h"

@@ -2,8 +2,8 @@
 #include <cstdio>
 #include <cstring>
 
-#include "os/file_internal.h"
-#include "os/os_internal.h"
+#include "os/core/os_internal.h"
+#include "os/file/file_internal.h"
 #include "qz/error.h"
 #include "qz/file.h"
 #include "qz/os.h"

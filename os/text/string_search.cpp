@@ -2,7 +2,7 @@
 // letters fold as in the C locale. A null text counts as an empty one.
 #include <cstring>
 
-#include "os/characterclass_internal.h"
+#include "os/text/characterclass_internal.h"
 #include "qz/string.h"
 
 namespace {

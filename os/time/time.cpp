@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <atomic>
 
-#include "os/clock_internal.h"
 #include "os/platform/walltime.h"
+#include "os/time/clock_internal.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 #include <cstdarg>
 #include <cstdio>
 
-#include "os/error_internal.h"
+#include "os/core/error_internal.h"
 #include "os/platform/debug.h"
 #include "qz/stringlookup.h"
 

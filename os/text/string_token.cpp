@@ -1,7 +1,7 @@
 // Zero-terminated text: tokens, trimming and integers.
 #include <cstring>
 
-#include "os/characterclass_internal.h"
+#include "os/text/characterclass_internal.h"
 #include "qz/string.h"
 
 namespace {

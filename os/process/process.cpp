@@ -4,10 +4,10 @@
 #include <cstddef>
 #include <cstring>
 
-#include "os/file_internal.h"
-#include "os/memory_internal.h"
-#include "os/os_internal.h"
-#include "os/owned.h"
+#include "os/core/memory_internal.h"
+#include "os/core/os_internal.h"
+#include "os/core/owned.h"
+#include "os/file/file_internal.h"
 #include "os/platform/process.h"
 #include "qz/error.h"
 #include "qz/memory.h"
