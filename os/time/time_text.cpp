@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "os/text/characterclass_internal.h"
+#include "os/text/decimal_internal.h"
 #include "os/time/time_internal.h"
 #include "qz/error.h"
 #include "qz/time.h"
@@ -78,17 +79,6 @@ void ReadWord(std::string_view token, ParsedDate* date) {
   if (FindPart(token, kHalfDayParts) == kHalfDayPm) date->isPm = true;
 }
 
-// Takes the decimal digits from the front of the text; a number above 32 bits stays at the largest value.
-std::optional<uint32_t> TakeNumber(std::string_view* text) {
-  if (text->empty() || !IsDigit(text->front())) return std::nullopt;
-  uint64_t value = 0;
-  for (; !text->empty() && IsDigit(text->front()); text->remove_prefix(1)) {
-    value = value * 10 + static_cast<uint64_t>(text->front() - '0');
-    if (value > UINT32_MAX) value = UINT32_MAX;
-  }
-  return static_cast<uint32_t>(value);
-}
-
 bool TakeColon(std::string_view* text) {
   if (text->empty() || text->front() != ':') return false;
   text->remove_prefix(1);
@@ -96,13 +86,13 @@ bool TakeColon(std::string_view* text) {
 }
 
 void ReadTimeOfDay(std::string_view token, ParsedDate* date) {
-  date->hour = TakeNumber(&token);
+  date->hour = iDecimal_TakeDigits(&token);
   if (!TakeColon(&token)) return;
-  const std::optional<uint32_t> minute = TakeNumber(&token);
+  const std::optional<uint32_t> minute = iDecimal_TakeDigits(&token);
   if (!minute) return;
   date->minute = minute;
   if (!TakeColon(&token)) return;
-  if (const std::optional<uint32_t> second = TakeNumber(&token)) date->second = *second;
+  if (const std::optional<uint32_t> second = iDecimal_TakeDigits(&token)) date->second = *second;
 }
 
 void ReadNumber(std::string_view token, ParsedDate* date) {
@@ -112,7 +102,7 @@ void ReadNumber(std::string_view token, ParsedDate* date) {
     ReadTimeOfDay(token, date);
     return;
   }
-  const uint32_t number = TakeNumber(&token).value_or(0);
+  const uint32_t number = iDecimal_TakeDigits(&token).value_or(0);
   if (isYear || number > 1900) {
     date->year = number;
   } else if (number < 32) {
