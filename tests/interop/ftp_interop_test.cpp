@@ -12,6 +12,9 @@
 #include "qz/ftpc.h"
 #include "qz/os.h"
 #include "qz/sock.h"
+#include "tests/support/loopback.h"
+#include "tests/support/os_session.h"
+#include "tests/support/system_folders.h"
 #include "tests/support/test_stream.h"
 
 namespace {
@@ -47,13 +50,13 @@ struct Setting {
 class FTPInterop : public testing::TestWithParam<Setting> {
  protected:
   void SetUp() override {
-    ASSERT_EQ(OS_Init("ftp-interop", OSInitCode_End), 0);
+    const std::string log = places_.Folder().Name("session.log");
+    ASSERT_EQ(OS_Init(places_.ApplicationName().c_str(), OSInitCode_LogPath, log.c_str(), OSInitCode_End), 0);
     started_ = true;
     const char* port = getenv(GetParam().server.variable);
     ASSERT_NE(port, nullptr) << GetParam().server.variable
                              << " is not set: start the servers with tests/support/servers start";
-    // Away from the ranges that the servers listen in.
-    FTPc_SetPortRange(22000, 1000);
+    FTPc_SetPortRange(loopback::UnusedPorts(50), 50);
     const uint32_t flags = GetParam().flags | FTPcFlag_NoProxy;
     ASSERT_EQ(FTPc_Open("127.0.0.1", static_cast<uint32_t>(atoi(port)), flags, &connection_, &reply_), 0);
     ASSERT_EQ(FTPc_Login(connection_, GetParam().server.user, GetParam().server.password, &reply_), 0)
@@ -91,6 +94,8 @@ class FTPInterop : public testing::TestWithParam<Setting> {
     return lines;
   }
 
+  OSPlaces places_{"qzinterop" + std::to_string(ProgramNumber())};
+  ScopedTemporaryVariable temporary_{places_.Folder().Path().string().c_str()};
   FTPc* connection_ = nullptr;
   Reply reply_ = {};
   bool started_ = false;

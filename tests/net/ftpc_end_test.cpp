@@ -186,7 +186,7 @@ TEST_F(FTPcData, GivesMemory_WhenAnAllocationFails) {
   ScriptedServer server({ftp::Patient(file)});
   server.RepeatLast();
   for (uint32_t mode : {ftp::kPassive, ftp::kActive}) {
-    FTPc_SetPortRange(21000, 500);
+    FTPc_SetPortRange(loopback::UnusedPorts(100), 100);
     FailEveryAllocation([&] {
       FTPc* connection = nullptr;
       Reply reply;

@@ -39,14 +39,16 @@ std::vector<unsigned> AnnouncedPorts(size_t count) {
 using Ports = std::vector<unsigned>;
 
 TEST_F(FTPcData, RotatesTheActivePorts) {
+  const unsigned outside = loopback::UnusedPort();
+  const unsigned base = loopback::UnusedPorts(50);
   // The counter lies outside the new range at first, whatever ran before.
-  FTPc_SetPortRange(60000, 1);
-  EXPECT_EQ(AnnouncedPorts(2), (Ports{60000, 60000}));
-  FTPc_SetPortRange(3000, 1000);
-  const Ports ports = AnnouncedPorts(1001);
-  ASSERT_EQ(ports.size(), 1001u);
-  for (unsigned i = 0; i < 1000; ++i) ASSERT_EQ(ports[i], 3000 + i);
-  EXPECT_EQ(ports[1000], 3000u);
+  FTPc_SetPortRange(outside, 1);
+  EXPECT_EQ(AnnouncedPorts(2), (Ports{outside, outside}));
+  FTPc_SetPortRange(base, 50);
+  const Ports ports = AnnouncedPorts(51);
+  ASSERT_EQ(ports.size(), 51u);
+  for (unsigned i = 0; i < 50; ++i) ASSERT_EQ(ports[i], base + i);
+  EXPECT_EQ(ports[50], base);
 }
 
 TEST_F(FTPcData, KeepsActivePortsInsideThePossible) {
@@ -58,28 +60,31 @@ TEST_F(FTPcData, KeepsActivePortsInsideThePossible) {
   FTPc_SetPortRange(65536, 10);
   FTPc_SetPortRange(4294967295u, 10);
   EXPECT_EQ(AnnouncedPorts(1), (Ports{65535}));
-  FTPc_SetPortRange(5000, 0);
-  EXPECT_EQ(AnnouncedPorts(2), (Ports{5000, 5000}));
+  const unsigned single = loopback::UnusedPort();
+  FTPc_SetPortRange(single, 0);
+  EXPECT_EQ(AnnouncedPorts(2), (Ports{single, single}));
 }
 
 TEST_F(FTPcData, GoesOnFromItsCounter_WhenThatIsInsideANewRange) {
-  FTPc_SetPortRange(60000, 1);
-  EXPECT_EQ(AnnouncedPorts(1), (Ports{60000}));
-  FTPc_SetPortRange(3000, 1000);
-  EXPECT_EQ(AnnouncedPorts(5), (Ports{3000, 3001, 3002, 3003, 3004}));
-  // The counter is at 3005.
-  FTPc_SetPortRange(3003, 4);
-  EXPECT_EQ(AnnouncedPorts(4), (Ports{3005, 3006, 3003, 3004}));
+  const unsigned outside = loopback::UnusedPort();
+  const unsigned base = loopback::UnusedPorts(100) + 10;  // ten ports below it are used too
+  FTPc_SetPortRange(outside, 1);
+  EXPECT_EQ(AnnouncedPorts(1), (Ports{outside}));
+  FTPc_SetPortRange(base, 50);
+  EXPECT_EQ(AnnouncedPorts(5), (Ports{base, base + 1, base + 2, base + 3, base + 4}));
+  // The counter is at base + 5.
+  FTPc_SetPortRange(base + 3, 4);
+  EXPECT_EQ(AnnouncedPorts(4), (Ports{base + 5, base + 6, base + 3, base + 4}));
   // The first of a range, the last of it, and one behind it.
-  FTPc_SetPortRange(3005, 2);
-  EXPECT_EQ(AnnouncedPorts(1), (Ports{3005}));
-  FTPc_SetPortRange(3000, 7);
-  EXPECT_EQ(AnnouncedPorts(2), (Ports{3006, 3000}));
-  FTPc_SetPortRange(2990, 11);
-  EXPECT_EQ(AnnouncedPorts(1), (Ports{2990}));
+  FTPc_SetPortRange(base + 5, 2);
+  EXPECT_EQ(AnnouncedPorts(1), (Ports{base + 5}));
+  FTPc_SetPortRange(base, 7);
+  EXPECT_EQ(AnnouncedPorts(2), (Ports{base + 6, base}));
+  FTPc_SetPortRange(base - 10, 11);
+  EXPECT_EQ(AnnouncedPorts(1), (Ports{base - 10}));
   // Below a range.
-  FTPc_SetPortRange(2992, 10);
-  EXPECT_EQ(AnnouncedPorts(1), (Ports{2992}));
+  FTPc_SetPortRange(base - 8, 10);
+  EXPECT_EQ(AnnouncedPorts(1), (Ports{base - 8}));
 }
 
 TEST_F(FTPcData, NamesTheServersAddressInPort_AfterPasv) {

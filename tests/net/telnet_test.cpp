@@ -3,10 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <cstring>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <thread>
 
@@ -17,6 +14,7 @@
 #include "qz/readbufferstream.h"
 #include "tests/support/fail_allocation.h"
 #include "tests/support/loopback.h"
+#include "tests/support/temp_dir.h"
 
 namespace {
 
@@ -93,22 +91,19 @@ class TelnetTest : public testing::Test {
     if (text != nullptr) {
       EXPECT_TRUE(text->deleted);
     }
-    remove(kLog);
-    remove(kOtherLog);
-  }
-  static std::string Contents(const char* name) {
-    std::ifstream file(name, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
   }
   // What the log holds; the log is closed first.
   std::string Logged() {
     Telnet_Delete(telnet);
     telnet = nullptr;
-    return Contents(kLog);
+    return directory.Read("log");
   }
 
-  static constexpr char kLog[] = "qz_telnet_test.log";
-  static constexpr char kOtherLog[] = "qz_telnet_other.log";
+  const TempDir directory;
+  const std::string logName = directory.Name("log");
+  const std::string otherLogName = directory.Name("other");
+  const char* const kLog = logName.c_str();
+  const char* const kOtherLog = otherLogName.c_str();
   std::unique_ptr<TextStream> text;
   Telnet* telnet = nullptr;
 };
@@ -373,7 +368,7 @@ TEST_F(TelnetTest, GivesNotInited_WhenThereIsNoLog) {
 }
 
 TEST_F(TelnetTest, AppendsToALogAndKeepsItUnderTheSameName) {
-  std::ofstream(kLog, std::ios::binary) << "before\n";
+  directory.Write("log", "before\n");
   Open("");
   ASSERT_EQ(Telnet_SetLog(telnet, kLog), 0);
   EXPECT_EQ(Telnet_Log(telnet, "one"), 0);
@@ -382,13 +377,13 @@ TEST_F(TelnetTest, AppendsToALogAndKeepsItUnderTheSameName) {
   ASSERT_EQ(Telnet_SetLog(telnet, kOtherLog), 0);
   EXPECT_EQ(Telnet_Log(telnet, "three"), 0);
   EXPECT_EQ(Logged(), "before\n# one\n# two\n");
-  EXPECT_EQ(Contents(kOtherLog), "# three\n");
+  EXPECT_EQ(directory.Read("other"), "# three\n");
 }
 
 TEST_F(TelnetTest, KeepsTheOldLog_WhenTheNewOneCannotBeOpened) {
   Open("");
   ASSERT_EQ(Telnet_SetLog(telnet, kLog), 0);
-  EXPECT_EQ(Telnet_SetLog(telnet, "qz_no_such_directory/log"), -1);
+  EXPECT_EQ(Telnet_SetLog(telnet, directory.Name("missing/log").c_str()), -1);
   EXPECT_EQ(Telnet_Log(telnet, "still here"), 0);
   EXPECT_EQ(Logged(), "# still here\n");
 }
@@ -430,20 +425,21 @@ TEST_F(TelnetTest, RefusesNullArguments) {
 }
 
 TEST(TelnetMemory, GivesTheStatus_WhenAnAllocationFails) {
-  FailEveryAllocation([] {
+  const TempDir directory;
+  const std::string log = directory.Name("log");
+  FailEveryAllocation([&] {
     TextStream stream("ab\r\n");
     Telnet* telnet = Telnet_Open(&stream.stream, 0);
     if (telnet == nullptr) {
       EXPECT_FALSE(stream.deleted);
       return;
     }
-    const ErrorCode status = Telnet_SetLog(telnet, "qz_telnet_memory.log");
+    const ErrorCode status = Telnet_SetLog(telnet, log.c_str());
     EXPECT_TRUE(status == 0 || status == 1) << status;
     EXPECT_EQ(Receive(telnet), (Line{0, 4, "ab\n"}));
     Telnet_Close(telnet);
     EXPECT_TRUE(stream.deleted);
   });
-  remove("qz_telnet_memory.log");
 }
 
 TEST(TelnetSocket, FindsTheSocketAndShutsItDown) {

@@ -16,6 +16,7 @@
 #include "tests/support/fail_allocation.h"
 #include "tests/support/file_system.h"
 #include "tests/support/os_session.h"
+#include "tests/support/system_folders.h"
 #include "tests/support/temp_dir.h"
 
 namespace {
@@ -205,6 +206,8 @@ class DirectoryIterationTest : public DirectoryListTest {
     return names;
   }
 
+  TempDir temporaries_;
+  ScopedTemporaryVariable temporary_{temporaries_.SystemName().string().c_str()};  // read by the start
   OSSession session_;
   DirectoryList* list_ = nullptr;
 };

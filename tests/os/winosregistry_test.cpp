@@ -155,14 +155,15 @@ TEST(WinOSRegistryPaths, FailTheDeletionOfAKey_WhenTheyAreTooLong) {
 }
 
 TEST(WinOSRegistryPaths, HaveAnEmptyComponent_ForAnApplicationWithoutACompany) {
-  const OSPlaces places("qzapp");
-  ASSERT_EQ(OS_Init("qzapp", 1, places.Folder().Name("x.log").c_str(), 0), 0);
+  const OSPlaces places("qzapp" + std::to_string(ProgramNumber()));
+  ASSERT_EQ(OS_Init(places.ApplicationName().c_str(), 1, places.Folder().Name("x.log").c_str(), 0), 0);
   ErrorCapture errors;
   char buffer[16];
-  // HKEY_CURRENT_USER\Software\\qzapp\kkk...: 34 bytes and the key.
-  EXPECT_NE(WinOSRegistry_GetApplicationStringEntry(std::string(477, 'k').c_str(), "v", 16, buffer), 5);
+  // HKEY_CURRENT_USER\Software\\NAME\kkk...: 29 bytes, the name and the key.
+  const std::string longest(482 - places.ApplicationName().size(), 'k');
+  EXPECT_NE(WinOSRegistry_GetApplicationStringEntry(longest.c_str(), "v", 16, buffer), 5);
   EXPECT_TRUE(errors.Lines().empty());
-  EXPECT_EQ(WinOSRegistry_GetApplicationStringEntry(std::string(478, 'k').c_str(), "v", 16, buffer), 5);
+  EXPECT_EQ(WinOSRegistry_GetApplicationStringEntry((longest + "k").c_str(), "v", 16, buffer), 5);
   EXPECT_EQ(errors.Lines().size(), 1u);
   OS_Exit(0);
 }

@@ -1,8 +1,13 @@
 #include "tests/support/loopback.h"
 
 #include <chrono>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
+#include <mutex>
 #include <utility>
+
+#include "tests/support/environment.h"
 
 #ifdef _WIN32
 #  include <winsock.h>
@@ -101,10 +106,10 @@ uintptr_t Adopt(Native socket) {
   return static_cast<uintptr_t>(socket);
 }
 
-sockaddr_in Address(uint16_t port) {
+sockaddr_in Address(uint16_t port, uint32_t host = INADDR_LOOPBACK) {
   sockaddr_in address{};
   address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  address.sin_addr.s_addr = htonl(host);
   address.sin_port = htons(port);
   return address;
 }
@@ -114,6 +119,70 @@ uint16_t PortOf(Native socket) {
   Length length = sizeof address;
   getsockname(socket, reinterpret_cast<sockaddr*>(&address), &length);
   return ntohs(address.sin_port);
+}
+
+// Listens at the port, also where earlier connections are still in the system's memory; kNone when it is
+// taken.
+uintptr_t ListenAt(uint16_t port, uint32_t host, int backlog) {
+  const Native created = socket(AF_INET, SOCK_STREAM, 0);
+  if (Failed(created)) return Connection::kNone;
+  const int on = 1;
+  setsockopt(created, SOL_SOCKET, SO_REUSEADDR, reinterpret_cast<const char*>(&on), sizeof on);
+  const sockaddr_in address = Address(port, host);
+  if (bind(created, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0 &&
+      listen(created, backlog) == 0)
+    return Adopt(created);
+  CloseNative(created);
+  return Connection::kNone;
+}
+
+bool IsFree(uint16_t port) {
+  const uintptr_t probe = ListenAt(port, INADDR_ANY, 1);
+  if (probe == Connection::kNone) return false;
+  CloseNative(ToNative(probe));
+  return true;
+}
+
+// A range of ports that belongs to the process which listens at the first of them. tests/tool/ports.py takes
+// its blocks in the same way; the servers of tests/support/servers_* stay below all blocks.
+class PortBlock {
+ public:
+  PortBlock() {
+    Start();
+    for (uint32_t i = 0; i < kBlocks; ++i) {
+      first_ = static_cast<uint16_t>(kFirst + (ProgramNumber() + i) % kBlocks * kPorts);
+      if (ListenAt(first_, INADDR_ANY, 1) != Connection::kNone) return;
+    }
+    fprintf(stderr, "loopback: every block of ports is taken\n");
+    abort();
+  }
+
+  uint16_t Take(int count) {
+    const std::lock_guard lock(mutex_);
+    for (int tried = 0; tried < 2 * kPorts; ++tried) {
+      if (next_ + count > kPorts) next_ = 1;
+      const auto port = static_cast<uint16_t>(first_ + next_);
+      int free = 0;
+      while (free < count && IsFree(static_cast<uint16_t>(port + free))) ++free;
+      next_ += free == count ? count : free + 1;
+      if (free == count) return port;
+    }
+    return 0;
+  }
+
+ private:
+  static constexpr int kFirst = 10240;
+  static constexpr int kPorts = 512;
+  static constexpr uint32_t kBlocks = 44;  // up to 32767
+
+  std::mutex mutex_;
+  uint16_t first_ = 0;
+  int next_ = 1;
+};
+
+PortBlock& OwnPorts() {
+  static PortBlock block;
+  return block;
 }
 
 int Left(Clock::time_point end) {
@@ -260,17 +329,11 @@ void Connection::Reset() {
 }
 
 Listener::Listener(int backlog) {
-  Start();
-  const Native created = socket(AF_INET, SOCK_STREAM, 0);
-  const sockaddr_in address = Address(0);
-  if (Failed(created)) return;
-  if (bind(created, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
-      listen(created, backlog) != 0) {
-    CloseNative(created);
-    return;
+  // Another thread of this process may come in between.
+  for (int tried = 0; tried < 10 && !IsOpen(); ++tried) {
+    port_ = OwnPorts().Take(1);
+    native_ = ListenAt(port_, INADDR_LOOPBACK, backlog);
   }
-  port_ = PortOf(created);
-  native_ = Adopt(created);
 }
 
 Listener::Listener(Listener&& other) noexcept
@@ -312,8 +375,12 @@ Connection Connect(uint16_t port, int milliseconds) {
   return HasFailed(native) ? Connection() : std::move(connection);
 }
 
+uint16_t UnusedPorts(int count) {
+  return OwnPorts().Take(count);
+}
+
 uint16_t UnusedPort() {
-  return Listener().port();
+  return UnusedPorts(1);
 }
 
 }  // namespace loopback

@@ -53,7 +53,7 @@ class Connection {
   uintptr_t native_ = kNone;
 };
 
-// Listens at a free port of 127.0.0.1.
+// Listens at a free port of 127.0.0.1, one of this process's own (see UnusedPorts).
 class Listener {
  public:
   explicit Listener(int backlog = 64);
@@ -75,7 +75,10 @@ class Listener {
 // Connects to a port of 127.0.0.1; not open on failure.
 Connection Connect(uint16_t port, int milliseconds = kUsualMilliseconds);
 
-// A port of 127.0.0.1 where nothing listens: one that was free a moment ago.
+// The first of `count` (1 to 400) consecutive ports where nothing listens and no other test program will:
+// each test program holds a block of ports to itself while it runs, below those that the system gives to
+// outgoing connections. Hundreds of calls pass before a port is given again.
+uint16_t UnusedPorts(int count);
 uint16_t UnusedPort();
 
 }  // namespace loopback

@@ -14,7 +14,9 @@
 #include "qz/memorystream.h"
 #include "qz/os.h"
 #include "qz/proxy.h"
+#include "tests/support/os_session.h"
 #include "tests/support/scripted_server.h"
+#include "tests/support/system_folders.h"
 
 namespace ftp {
 
@@ -105,16 +107,25 @@ class Client {
   FTPc* connection_ = nullptr;
 };
 
-// Starts the library for a test, and sets back what tests change.
+// Starts the library for a test, with folders and active ports of the test's own, and sets back what tests
+// change.
 class LibraryTest : public testing::Test {
  protected:
-  void SetUp() override { ASSERT_EQ(OS_Init("ftpc-test", OSInitCode_End), 0); }
+  void SetUp() override {
+    const std::string log = places_.Folder().Name("session.log");
+    ASSERT_EQ(OS_Init(places_.ApplicationName().c_str(), OSInitCode_LogPath, log.c_str(), OSInitCode_End), 0);
+    FTPc_SetPortRange(loopback::UnusedPorts(kActivePorts), kActivePorts);
+  }
   void TearDown() override {
     iSock_SetWaitMilliseconds(0);
     Proxy_SetEnabled(0);
-    FTPc_SetPortRange(3000, 1000);
     OS_Exit(0);
   }
+
+ private:
+  static constexpr int kActivePorts = 32;
+  OSPlaces places_{"qzftp" + std::to_string(ProgramNumber())};
+  ScopedTemporaryVariable temporary_{places_.Folder().Path().string().c_str()};
 };
 
 }  // namespace ftp

@@ -66,8 +66,14 @@ void Interrupt(std::thread& /*thread*/) {}
 bool HasWindows() {
   return true;
 }
+// Other test programs may have one too.
 bool WindowExists(const char* className) {
-  return FindWindowA(className, nullptr) != nullptr;
+  DWORD owner = 0;
+  for (HWND window = nullptr; (window = FindWindowExA(nullptr, window, className, nullptr)) != nullptr;) {
+    GetWindowThreadProcessId(window, &owner);
+    if (owner == GetCurrentProcessId()) return true;
+  }
+  return false;
 }
 
 #else

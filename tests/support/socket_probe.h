@@ -35,7 +35,7 @@ class LowDescriptorsTaken {
 // Interrupts the calls that the thread waits in, where the system knows that; elsewhere nothing happens.
 void Interrupt(std::thread& thread);
 
-// Whether there are windows here at all, and whether one of the class exists.
+// Whether there are windows here at all, and whether this program has one of the class.
 bool HasWindows();
 bool WindowExists(const char* className);
 

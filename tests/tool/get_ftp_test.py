@@ -206,9 +206,7 @@ class FTPGet(ProgramTest):
         self.assertEqual(self.names(), ["data.part"])
 
     def test_passive_replies_that_lie(self):
-        closed = socket.create_server(("127.0.0.1", 0))
-        port = closed.getsockname()[1]
-        closed.close()
+        port = ports.unused()
         for pasv, code in (("227 (127,0,0,1,%d,%d)" % (port >> 8, port & 255), NETWORK), ("227 (1,2,3)", PROTOCOL),
                            ("227 (127,0,0,256,4,5)", PROTOCOL), ("227 nowhere", PROTOCOL), ("502 no", PROTOCOL)):
             server = self.server(pasv=pasv)

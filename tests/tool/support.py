@@ -17,6 +17,8 @@ import threading
 import time
 import unittest
 
+import ports
+
 CHECKOUT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 RUN_SECONDS = 60
 SOCKET_SECONDS = 20
@@ -137,7 +139,7 @@ class Server:
     """Accepts on a loopback port and gives each connection, numbered from 0, to a thread."""
 
     def __init__(self):
-        self.listener = socket.create_server(("127.0.0.1", 0))
+        self.listener = ports.listen()
         self.port = self.listener.getsockname()[1]
         self.count = 0
         self.stopping = threading.Event()
@@ -355,7 +357,7 @@ class Session:
         if reply is not None:
             self.say(reply)
             return
-        self.passive = socket.create_server(("127.0.0.1", 0))
+        self.passive = ports.listen()
         self.passive.settimeout(SOCKET_SECONDS)
         port = self.passive.getsockname()[1]
         self.say("227 passive (127,0,0,1,%d,%d)" % (port >> 8, port & 255))

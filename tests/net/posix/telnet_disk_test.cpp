@@ -1,21 +1,20 @@
 // The line connection when its log cannot be written, where a full disk can be arranged.
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <string>
 
 #include "qz/telnet.h"
 #include "tests/net/sock_fixture.h"
 #include "tests/support/file_system.h"
+#include "tests/support/temp_dir.h"
 
 namespace {
-
-constexpr char kLog[] = "qz_telnet_disk_test.log";
 
 TEST_F(SockTest, TalksOn_WhenTheLogOfItsLinesCannotBeWritten) {
   Open();
   Telnet* telnet = Telnet_Open(reinterpret_cast<Stream*>(sock), 0);
-  ASSERT_EQ(Telnet_SetLog(telnet, kLog), 0);
+  const TempDir directory;
+  ASSERT_EQ(Telnet_SetLog(telnet, directory.Name("log").c_str()), 0);
   ASSERT_TRUE(peer.Send("220 a\r\n"));
   char line[16] = "";
   ErrorCode logged = 0;
@@ -38,7 +37,6 @@ TEST_F(SockTest, TalksOn_WhenTheLogOfItsLinesCannotBeWritten) {
   std::string got;
   peer.ReceiveExactly(&got, 6);
   EXPECT_EQ(got, "NOOP\r\n");
-  remove(kLog);
 }
 
 }  // namespace

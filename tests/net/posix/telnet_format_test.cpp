@@ -1,22 +1,19 @@
 // The line connection and a text that the system cannot format; elsewhere every text can be.
 #include <gtest/gtest.h>
 
-#include <cstdio>
-#include <fstream>
-#include <iterator>
 #include <string>
 
 #include "qz/telnet.h"
 #include "tests/net/sock_fixture.h"
+#include "tests/support/temp_dir.h"
 
 namespace {
-
-constexpr char kLog[] = "qz_telnet_format_test.log";
 
 TEST_F(SockTest, LogsAndSendsNothing_WhenALineCannotBeFormatted) {
   Open();
   Telnet* telnet = Telnet_Open(reinterpret_cast<Stream*>(sock), 0);
-  ASSERT_EQ(Telnet_SetLog(telnet, kLog), 0);
+  const TempDir directory;
+  ASSERT_EQ(Telnet_SetLog(telnet, directory.Name("log").c_str()), 0);
   // No character: a lone half of a pair.
   const wchar_t unwritable[] = {L'a', static_cast<wchar_t>(0xD800), 0};
   EXPECT_EQ(Telnet_Log(telnet, "%ls", unwritable), -1);
@@ -27,9 +24,7 @@ TEST_F(SockTest, LogsAndSendsNothing_WhenALineCannotBeFormatted) {
   EXPECT_EQ(got, "NOOP\r\n");
   Telnet_Delete(telnet);
   sock = nullptr;
-  std::ifstream log(kLog, std::ios::binary);
-  EXPECT_EQ(std::string(std::istreambuf_iterator<char>(log), {}), "> NOOP\r\n");
-  remove(kLog);
+  EXPECT_EQ(directory.Read("log"), "> NOOP\r\n");
 }
 
 }  // namespace

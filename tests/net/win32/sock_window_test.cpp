@@ -12,10 +12,21 @@ class SockWindow : public testing::Test {
  protected:
   void SetUp() override {
     ASSERT_EQ(iSock_Init(), 0);
-    window = FindWindowA(kClass, nullptr);
+    window = OwnWindow();
     ASSERT_NE(window, nullptr);
   }
   void TearDown() override { iSock_Exit(); }
+
+  // Other test programs may have one too.
+  static HWND OwnWindow() {
+    DWORD owner = 0;
+    HWND found = nullptr;
+    while ((found = FindWindowExA(nullptr, found, kClass, nullptr)) != nullptr) {
+      GetWindowThreadProcessId(found, &owner);
+      if (owner == GetCurrentProcessId()) break;
+    }
+    return found;
+  }
 
   LRESULT Ask(UINT message) const { return SendMessageA(window, message, 0, 0); }
 

@@ -37,8 +37,10 @@ TEST(WinOSRegistryWithoutRegistry, GivesSystem) {
 }
 
 TEST(WinOSShortcutWithoutShell, GivesSystem) {
-  EXPECT_EQ(WinOSShortcut_Create("/bin/true", nullptr, "/tmp/qz-test.lnk", nullptr, nullptr, 0), -7);
-  EXPECT_EQ(File_Link("/bin/true", nullptr, "/tmp/qz-test.lnk", nullptr, nullptr, 0), -7);
+  const TemporaryFolder folder;
+  const std::string link = folder.Name("a.lnk");
+  EXPECT_EQ(WinOSShortcut_Create("/bin/true", nullptr, link.c_str(), nullptr, nullptr, 0), -7);
+  EXPECT_EQ(File_Link("/bin/true", nullptr, link.c_str(), nullptr, nullptr, 0), -7);
 }
 
 TEST(StartupWithoutShell, GivesSystem_AndHasNothingToUninstall) {
@@ -51,12 +53,12 @@ TEST(StartupWithoutShell, GivesSystem_AndHasNothingToUninstall) {
 
 // The folder's name fits, that of the link in it does not.
 TEST(StartupWithoutShell, GivesExceed_WhenTheNameOfTheLinkDoesNotFit) {
-  const OSPlaces places("qzlongstartup");
+  const OSPlaces places("qzlongstartup" + std::to_string(ProgramNumber()));
   std::string folder = places.Folder().Path().string();
   while (folder.size() + 10 < 1000)
     folder += "/" + std::string(std::min<size_t>(200, 989 - folder.size()), 'd');
   const ScopedVariable config("XDG_CONFIG_HOME", folder.c_str());
-  ASSERT_EQ(OS_Init("qzlongstartup", 1, places.Folder().Name("x.log").c_str(), 0), 0);
+  ASSERT_EQ(OS_Init(places.ApplicationName().c_str(), 1, places.Folder().Name("x.log").c_str(), 0), 0);
   EXPECT_EQ(Startup_InstallSelf(), 5);
   EXPECT_EQ(Startup_UninstallSelf(), 5);
   OS_Exit(0);
