@@ -4,7 +4,7 @@
 #include <cstring>
 #include <string>
 
-#include "os/core/error_internal.h"
+#include "os/core/error_testing.h"
 #include "qz/error.h"
 #include "qz/file.h"
 #include "qz/winosfile.h"

@@ -4,7 +4,7 @@
 #include <cstring>
 #include <string>
 
-#include "os/core/error_internal.h"
+#include "os/core/error_testing.h"
 #include "os/time/clock_internal.h"
 #include "qz/error.h"
 #include "qz/time.h"

@@ -6,6 +6,7 @@
 #include <new>
 
 #include "net/sock_internal.h"
+#include "os/core/error_internal.h"
 #include "os/core/owned.h"
 #include "os/platform/clock.h"
 #include "os/platform/error.h"
@@ -17,7 +18,6 @@ constexpr int32_t kDefaultBacklog = 5;
 constexpr uint32_t kSmallBufferBytes = 1024;
 constexpr uint32_t kLargeBufferBytes = 4096;
 constexpr uint32_t kLongestHostName = 255;
-constexpr uint32_t kHostNotFound = 11001;
 
 std::atomic<SockLookUp> lookUpHost{nullptr};
 
@@ -29,7 +29,7 @@ void SetPort(uint16_t port, platform::SocketAddress* address) {
 uint32_t LookUp(const char* host, uint8_t* address) {
   // A text that can be no name is not handed to the system: some answer the empty one with this machine.
   const size_t length = strlen(host);
-  if (length == 0 || length > kLongestHostName) return kHostNotFound;
+  if (length == 0 || length > kLongestHostName) return platform::SocketError_HostNotFound;
   const SockLookUp replacement = lookUpHost.load();
   return replacement != nullptr ? replacement(host, address) : platform::LookUpHost(host, address);
 }
@@ -49,8 +49,7 @@ using OwnedSock = Owned<Sock, CloseQuietly>;
 
 ErrorCode iSock_Conclude(Sock* sock, bool succeeded, const char* context) {
   if (succeeded) return iSock_Store(sock, Error_None);
-  const ErrorCode status = Error_FromSocket(context, nullptr, platform::LastSocketError());
-  return iSock_Store(sock, status != Error_None ? status : Error_Fail);
+  return iSock_Store(sock, iError_FromLastSocket(context, nullptr));
 }
 
 void iSock_SetLookUp(SockLookUp lookUp) {
@@ -66,7 +65,7 @@ ErrorCode iSock_Resolve(const char* host, uint16_t port, platform::SocketAddress
   if (platform::ParseHostAddress(host, address->address)) return Error_None;
   const uint32_t error = LookUp(host, address->address);
   if (error == 0) return Error_None;
-  const ErrorCode status = Error_FromSocket("iSock_Resolve", host, error);
+  const ErrorCode status = Error_FromSocket("Sock_Connect", host, error);
   return status != Error_None ? status : Error_Invalid;
 }
 
@@ -87,8 +86,7 @@ ErrorCode Sock_NewCreate(Sock** sock) {
   if (!created) return Error_Memory;
   created->descriptor.store(platform::SocketCreate());
   if (created->descriptor.load() == platform::kNoSocket) {
-    const ErrorCode status = Error_FromSocket("Sock_NewCreate", "connect", platform::LastSocketError());
-    return status != Error_None ? status : Error_Fail;
+    return iError_FromLastSocket("Sock_NewCreate", nullptr);
   }
   *sock = created.release();
   return Error_None;

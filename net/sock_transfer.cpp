@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "net/sock_internal.h"
+#include "os/core/error_internal.h"
 #include "os/platform/clock.h"
 #include "os/platform/error.h"
 
@@ -13,17 +14,9 @@ constexpr uint64_t kTrickleWaits = 10;
 constexpr uint64_t kSliceMilliseconds = 200;
 constexpr uint32_t kMillisecondsPerSecond = 1000;
 constexpr uint32_t kMicrosecondsPerMillisecond = 1000;
-constexpr uint32_t kWouldBlock = 10035;
-constexpr uint32_t kNotConnected = 10057;
 constexpr uint8_t kNoAddress[4] = {255, 255, 255, 255};
 
 std::atomic<uint32_t> waitMilliseconds{kUsualWaitMilliseconds};
-
-// The status of the system's last failure, or `otherwise` when it gave no reason.
-ErrorCode LastError(const char* context, ErrorCode otherwise) {
-  const ErrorCode status = Error_FromSocket(context, nullptr, platform::LastSocketError());
-  return status != Error_None ? status : otherwise;
-}
 
 // Waits until one of `events` is seen (*seen): None then, Timeout when the time is over, Cancel when another
 // thread closes the socket, or the system's reason, labelled with the context.
@@ -40,7 +33,7 @@ ErrorCode Wait(const SockUse& use, uint32_t events, uint64_t milliseconds, const
       left = deadline - now;
     }
     if (!use.isOpen()) return Error_Cancel;
-    if (*seen == platform::SocketEvents_Failed) return LastError(context, Error_Ended);
+    if (*seen == platform::SocketEvents_Failed) return iError_FromLastSocket(context, nullptr, Error_Ended);
     if (*seen != platform::SocketEvents_None) return Error_None;
   }
 }
@@ -122,7 +115,8 @@ ErrorCode ReadSome(const SockUse& use, uint32_t count, uint8_t* buffer, uint32_t
       *read = static_cast<uint32_t>(received);
       return Error_None;
     }
-    if (platform::LastSocketError() != kWouldBlock) return LastError(kReadLabels.failed, Error_Ended);
+    if (platform::LastSocketError() != platform::SocketError_WouldBlock)
+      return iError_FromLastSocket(kReadLabels.failed, nullptr, Error_Ended);
   }
 }
 
@@ -154,7 +148,8 @@ uint32_t ReadMethod(Stream* stream, uint32_t count, void* buffer) {
 // True when room to write may come yet. Some systems say "not connected" of a connection that is still being
 // made; said again after a wait, it is final.
 bool IsWorthWaiting(uint32_t error, bool hasWaited) {
-  return error == kWouldBlock || (error == kNotConnected && !hasWaited);
+  return error == platform::SocketError_WouldBlock ||
+         (error == platform::SocketError_NotConnected && !hasWaited);
 }
 
 uint32_t WriteMethod(Stream* stream, uint32_t count, const void* buffer) {
@@ -180,7 +175,7 @@ uint32_t WriteMethod(Stream* stream, uint32_t count, const void* buffer) {
       status = Await(use, platform::SocketEvents_Write, kWriteLabels);
       hasWaited = true;
     } else {
-      status = LastError(kWriteLabels.failed, Error_Ended);
+      status = iError_FromLastSocket(kWriteLabels.failed, nullptr, Error_Ended);
     }
   }
   sock->status.store(status);
@@ -251,15 +246,16 @@ ErrorCode AwaitConnection(const SockUse& use) {
 ErrorCode Connect(const SockUse& use, const platform::SocketAddress& address) {
   if (!use.isOpen()) return Error_Cancel;
   if (use.sock()->nonBlocking.load()) {
-    return platform::SocketConnect(use.descriptor(), address) ? Error_None
-                                                              : LastError("Sock_Connect", Error_Fail);
+    return platform::SocketConnect(use.descriptor(), address)
+               ? Error_None
+               : iError_FromLastSocket("Sock_Connect", nullptr, Error_Fail);
   }
   uint32_t error = 0;
   const bool connected = WithoutBlocking(use, &error, [&address](platform::SocketDescriptor descriptor) {
     return platform::SocketConnect(descriptor, address);
   });
   if (connected) return Error_None;
-  if (error == kWouldBlock) return AwaitConnection(use);
+  if (error == platform::SocketError_WouldBlock) return AwaitConnection(use);
   const ErrorCode status = Error_FromSocket("Sock_Connect", nullptr, error);
   return status != Error_None ? status : Error_Fail;
 }
@@ -269,7 +265,8 @@ ErrorCode Accept(const SockUse& use, platform::SocketDescriptor* accepted) {
   if (!use.isOpen()) return Error_Cancel;
   if (use.sock()->nonBlocking.load()) {
     *accepted = platform::SocketAccept(use.descriptor());
-    return *accepted != platform::kNoSocket ? Error_None : LastError("Sock_Accept", Error_Fail);
+    return *accepted != platform::kNoSocket ? Error_None
+                                            : iError_FromLastSocket("Sock_Accept", nullptr, Error_Fail);
   }
   for (;;) {
     if (ErrorCode status = Await(use, platform::SocketEvents_Read, kAcceptLabels); status != Error_None)
@@ -278,7 +275,7 @@ ErrorCode Accept(const SockUse& use, platform::SocketDescriptor* accepted) {
     *accepted = WithoutBlocking(use, &error, platform::SocketAccept);
     if (*accepted != platform::kNoSocket) return Error_None;
     // A connection that went away again, or that another thread took, must not make this one wait for good.
-    if (error == kWouldBlock) continue;
+    if (error == platform::SocketError_WouldBlock) continue;
     const ErrorCode status = Error_FromSocket("Sock_Accept", nullptr, error);
     return status != Error_None ? status : Error_Fail;
   }

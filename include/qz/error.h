@@ -40,14 +40,48 @@ QZ_API const char* Error_ToString(ErrorCode code);
 /* Returns the long text of a status ("NotFound: Item/index/..."), or "(no error string)". As above. */
 QZ_API const char* Error_ToLongString(ErrorCode code);
 
-/* Translates a file-system error number, as GetLastError numbers them, into a status; on every platform.
- * context, name: labels for the reader of the call; not used, may be null. */
+/* Translates a file-system error number, as GetLastError numbers them, into a status; on every platform. A
+ * failure is recorded for Error_GetLast.
+ * context, name: what failed, and on which file or key; in, copied into the record, may be null. */
 QZ_API ErrorCode Error_FromSystem(const char* context, const char* name, uint32_t systemError);
 
-/* Translates a socket error number, as WSAGetLastError numbers them, into a status; on every platform.
- * context, operation: labels; not used, may be null. 10093 (sockets not started) is also reported through
- * Error. */
+/* Translates a socket error number, as WSAGetLastError numbers them, into a status; on every platform. A
+ * failure is recorded for Error_GetLast; 10093 (sockets not started) is also reported through Error.
+ * context, operation: what failed, and on which host or in which call; as above. */
 QZ_API ErrorCode Error_FromSocket(const char* context, const char* operation, uint32_t socketError);
+
+/* ---- additions ------------------------------------------------------------------------------------
+ *
+ * The last failure of each thread, in more detail than a status has room for. The library records failures of
+ * the system; a success clears nothing, so look only after a function has failed, or call Error_ClearLast
+ * before it. Error_Block and a look-up that finds nothing are not recorded. The record belongs to the thread
+ * that the failure happened on, whoever started that thread. Nothing is allocated: the records of 256 threads
+ * are kept, and a new thread's takes the place of the oldest. */
+
+typedef struct ErrorDetail {
+  ErrorCode status;      /* what the function gave, or would give */
+  uint32_t systemNumber; /* as GetLastError or WSAGetLastError number it, on every platform; 0: none. The
+                            highest bit is set in a number that has no equivalent there */
+  uint32_t nativeNumber; /* the system's own number (errno on Linux); 0: none, or not known */
+  char operation[64];    /* the function that failed ("File_Open"), cut to 63 bytes */
+  char name[256];        /* the file, host or key, cut to 255 bytes; empty when there is none */
+} ErrorDetail;
+
+/* Gets the calling thread's last recorded failure.
+ * detail: out; zeroed after a failure of this call.
+ * Error_None; Error_NotFound when nothing is recorded; Error_Invalid for a null detail. */
+QZ_API ErrorCode Error_GetLast(ErrorDetail* detail);
+
+/* Forgets the calling thread's last failure. */
+QZ_API void Error_ClearLast(void);
+
+/* Writes the calling thread's last failure as a line for people, in the system's own words and without a line
+ * end: File_Open "/x/y": No space left on device (28). Control bytes are shown as "?". The number is the
+ * system's own where it is known.
+ * size: bytes of text, the terminator included; a longer line is cut. text: out; empty when nothing is
+ * recorded.
+ * Returns the length of the text; Error_Invalid for a null text or a size of 0. */
+QZ_API int32_t Error_GetLastText(uint32_t size, char* text);
 
 QZ_END_C
 

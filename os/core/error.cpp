@@ -1,4 +1,5 @@
-// Status codes: their texts, the translations of system error numbers, and the diagnostic channel.
+// Status codes: their texts, the translations of system error numbers, and the diagnostic channel. What is
+// kept of a thread's last failure stands in error_last.cpp.
 #include "qz/error.h"
 
 #include <atomic>
@@ -6,7 +7,9 @@
 #include <cstdio>
 
 #include "os/core/error_internal.h"
+#include "os/core/error_testing.h"
 #include "os/platform/debug.h"
+#include "os/platform/error.h"
 #include "qz/stringlookup.h"
 
 namespace {
@@ -59,32 +62,32 @@ struct ErrorRow {
 };
 
 constexpr ErrorRow kSystemErrors[] = {
-    {0, Error_None},       // success
-    {2, Error_NotFound},   // file not found
-    {3, Error_NotFound},   // path not found
-    {5, Error_NoAccess},   // access denied
-    {32, Error_System},    // sharing violation
-    {112, Error_Exceed},   // disk full
-    {123, Error_Invalid},  // invalid name
+    {platform::SystemError_None, Error_None},
+    {platform::SystemError_FileNotFound, Error_NotFound},
+    {platform::SystemError_PathNotFound, Error_NotFound},
+    {platform::SystemError_AccessDenied, Error_NoAccess},
+    {platform::SystemError_SharingViolation, Error_System},
+    {platform::SystemError_DiskFull, Error_Exceed},
+    {platform::SystemError_InvalidName, Error_Invalid},
 };
 
-constexpr uint32_t kSocketsNotStarted = 10093;
-
 constexpr ErrorRow kSocketErrors[] = {
-    {0, Error_None},         {10004, Error_Cancel},  // interrupted
-    {10038, Error_Cancel},                           // not a socket: closed meanwhile
-    {10014, Error_Invalid},                          // bad address
-    {10024, Error_Memory},                           // too many open sockets
-    {10055, Error_Memory},                           // no buffer space
-    {10035, Error_Block},                            // would block
-    {10048, Error_Exists},                           // address in use
-    {10050, Error_System},                           // network down
-    {10051, Error_System},                           // network unreachable
-    {10054, Error_Retry},                            // connection reset
-    {11002, Error_Retry},                            // name server says try again
-    {10060, Error_Timeout},                          // timed out
-    {10061, Error_NoAccess},                         // connection refused
-    {11001, Error_NotFound},                         // host not found
+    {platform::SystemError_None, Error_None},
+    {platform::SocketError_Interrupted, Error_Cancel},
+    // Another thread closed the socket meanwhile.
+    {platform::SocketError_NotSocket, Error_Cancel},
+    {platform::SocketError_BadAddress, Error_Invalid},
+    {platform::SocketError_TooManySockets, Error_Memory},
+    {platform::SocketError_NoBuffers, Error_Memory},
+    {platform::SocketError_WouldBlock, Error_Block},
+    {platform::SocketError_AddressInUse, Error_Exists},
+    {platform::SocketError_NetworkDown, Error_System},
+    {platform::SocketError_NetworkUnreachable, Error_System},
+    {platform::SocketError_ConnectionReset, Error_Retry},
+    {platform::SocketError_TryLookUpAgain, Error_Retry},
+    {platform::SocketError_TimedOut, Error_Timeout},
+    {platform::SocketError_ConnectionRefused, Error_NoAccess},
+    {platform::SocketError_HostNotFound, Error_NotFound},
 };
 
 template <size_t count>
@@ -138,14 +141,23 @@ const char* Error_ToLongString(ErrorCode code) {
   return TextOf(kLongTexts, code);
 }
 
-ErrorCode Error_FromSystem(const char* /*context*/, const char* /*name*/, uint32_t systemError) {
-  return Translate(kSystemErrors, systemError);
+ErrorCode Error_FromSystem(const char* context, const char* name, uint32_t systemError) {
+  return iError_Record(Translate(kSystemErrors, systemError), context, name, systemError);
 }
 
-ErrorCode Error_FromSocket(const char* /*context*/, const char* /*operation*/, uint32_t socketError) {
-  if (socketError == kSocketsNotStarted) {
-    Error("WSA Not initialized!");
-    return Error_Fail;
-  }
-  return Translate(kSocketErrors, socketError);
+ErrorCode Error_FromSocket(const char* context, const char* operation, uint32_t socketError) {
+  if (socketError == platform::SocketError_NotStarted) Error("WSA Not initialized!");
+  return iError_Record(Translate(kSocketErrors, socketError), context, operation, socketError);
+}
+
+ErrorCode iError_FromLastSystem(const char* operation, const char* name, ErrorCode otherwise) {
+  const ErrorCode status = Error_FromSystem(operation, name, platform::LastSystemError());
+  return status != Error_None ? status
+                              : iError_Record(otherwise, operation, name, platform::SystemError_None);
+}
+
+ErrorCode iError_FromLastSocket(const char* operation, const char* name, ErrorCode otherwise) {
+  const ErrorCode status = Error_FromSocket(operation, name, platform::LastSocketError());
+  return status != Error_None ? status
+                              : iError_Record(otherwise, operation, name, platform::SystemError_None);
 }

@@ -1,8 +1,8 @@
 // Directories: making, finding, the current one.
 #include "qz/directory.h"
 
+#include "os/core/error_internal.h"
 #include "os/file/file_internal.h"
-#include "os/platform/error.h"
 #include "os/platform/filesystem.h"
 #include "qz/error.h"
 #include "qz/file.h"
@@ -14,7 +14,7 @@ ErrorCode Create(const char* name) {
   const ErrorCode status = iFile_ToSystemName(name, systemName);
   if (status != Error_None) return status;
   if (platform::MakeDirectory(systemName)) return Error_None;
-  return Error_FromSystem("CreateDirectory", name, platform::LastSystemError());
+  return iError_FromLastSystem("Directory_New", name);
 }
 
 // Another thread or program may make the directory in the moment before this does.
@@ -56,7 +56,7 @@ ErrorCode Directory_GetCurrent(char* buffer) {
   buffer[0] = '\0';
   char systemName[kFileNameSize];
   if (!platform::CurrentDirectory(systemName)) {
-    return Error_FromSystem("Directory_GetCurrent", nullptr, platform::LastSystemError());
+    return iError_FromLastSystem("Directory_GetCurrent", nullptr);
   }
   const ErrorCode status = iFile_FromSystemName(systemName, systemName);
   return status == Error_None ? iFile_CopyName(systemName, buffer) : status;

@@ -6,6 +6,7 @@
 // to a root is refused.
 #include <cstring>
 
+#include "os/core/error_internal.h"
 #include "os/core/owned.h"
 #include "os/file/file_internal.h"
 #include "os/platform/error.h"
@@ -15,9 +16,6 @@
 #include "qz/file.h"
 
 namespace {
-
-constexpr uint32_t kOutOfMemory = 8;
-constexpr uint32_t kNotEmpty = 145;
 
 using platform::DirectorySearch;
 using Search = Owned<DirectorySearch, platform::EndSearch>;
@@ -36,7 +34,7 @@ void Note(Removal* removal, ErrorCode status) {
 }
 
 void NoteSystemError(Removal* removal) {
-  Note(removal, Error_FromSystem("File_Unlink", removal->path, platform::LastSystemError()));
+  Note(removal, iError_FromLastSystem("File_Unlink", removal->path));
 }
 
 bool Enter(Removal* removal, const char* name) {
@@ -81,7 +79,8 @@ struct Pass {
 
 ErrorCode SearchStatus(const Removal* removal) {
   const uint32_t error = platform::LastSystemError();
-  return error == kOutOfMemory ? Error_Memory : Error_FromSystem("File_Unlink", removal->path, error);
+  return error == platform::SystemError_OutOfMemory ? Error_Memory
+                                                    : Error_FromSystem("File_Unlink", removal->path, error);
 }
 
 Pass RemoveEntries(Removal* removal, DirectorySearch* parent) {
@@ -101,7 +100,7 @@ bool RemoveTree(Removal* removal, DirectorySearch* parent) {
     const Pass pass = RemoveEntries(removal, parent);
     if (platform::RemoveEmptyDirectoryIn(parent, removal->path)) return true;
     const uint32_t error = platform::LastSystemError();
-    if (pass.removedAny && error == kNotEmpty) continue;
+    if (pass.removedAny && error == platform::SystemError_DirectoryNotEmpty) continue;
     if (pass.searchStatus != Error_None) Note(removal, pass.searchStatus);
     Note(removal, Error_FromSystem("File_Unlink", removal->path, error));
     return false;
@@ -169,7 +168,7 @@ ErrorCode CheckTarget(Removal* removal, platform::FileInformation* information) 
   const bool isPattern = platform::UsesDriveLetters() && strpbrk(removal->path, "*?") != nullptr;
   if (isPattern) return Error_Invalid;
   if (!platform::GetInformation(removal->path, information)) {
-    return Error_FromSystem("File_Unlink", removal->path, platform::LastSystemError());
+    return iError_FromLastSystem("File_Unlink", removal->path);
   }
   return information->isDirectory ? Error_None : Error_Invalid;
 }

@@ -35,8 +35,6 @@ constexpr uint32_t kWriteText = 18;
 constexpr uint32_t kRead = 1;
 constexpr uint32_t kReadAndWrite = 3;
 constexpr size_t kPermissionCount = 9;
-constexpr uint32_t kTooManyOpenFiles = 4;
-constexpr uint32_t kOutOfMemory = 8;
 
 // Every entry of this platform's own listings has it; the formula below is what a mode word would go through.
 constexpr uint32_t kModeWord = 0;
@@ -118,7 +116,9 @@ ErrorCode EndOfSearch(const char* directory) {
 // an empty listing would say that everything in it is gone.
 ErrorCode StartOfSearch() {
   const uint32_t error = platform::LastSystemError();
-  return error == kOutOfMemory || error == kTooManyOpenFiles ? Error_Memory : Error_None;
+  return error == platform::SystemError_OutOfMemory || error == platform::SystemError_TooManyOpenFiles
+             ? Error_Memory
+             : Error_None;
 }
 
 ErrorCode WriteEntries(const char* directory, int32_t listMode, File* file) {

@@ -11,6 +11,7 @@
 #include <cstdarg>
 #include <cstring>
 
+#include "os/core/error_internal.h"
 #include "os/core/memory_internal.h"
 #include "os/core/owned.h"
 #include "os/file/file_internal.h"
@@ -45,8 +46,7 @@ File* FileOf(Stream* stream) {
 
 // Why a call has failed; never Error_None, for some C libraries fail without asking the system.
 ErrorCode SystemStatus(const File* file) {
-  const ErrorCode status = Error_FromSystem("iFile_Error", file->name, platform::LastSystemError());
-  return status != Error_None ? status : Error_Fail;
+  return iError_FromLastSystem("File", file->name);
 }
 
 // ---- moving bytes ------------------------------------------------------------------------------
@@ -151,7 +151,8 @@ ErrorCode Open(const char* name, const OpenRequest& request, File** file) {
   const bool isAbsolute = platform::AbsoluteName(systemName, absoluteName);
   Owned<File, Memory_Delete> record(NewRecord(name, isAbsolute ? absoluteName : systemName));
   if (!record) return Error_Memory;
-  if (!OpenRecord(record.get(), systemName, request)) return Error_Fail;
+  if (!OpenRecord(record.get(), systemName, request))
+    return iError_Record(Error_Fail, "File_Open", name, platform::LastSystemError());
   *file = record.release();
   return Error_None;
 }
@@ -159,7 +160,7 @@ ErrorCode Open(const char* name, const OpenRequest& request, File** file) {
 // A name that leads to another file by now is somebody else's and stays.
 ErrorCode Remove(const char* removalName) {
   if (platform::RemoveFile(removalName)) return Error_None;
-  const ErrorCode status = Error_FromSystem("File_Close", removalName, platform::LastSystemError());
+  const ErrorCode status = iError_FromLastSystem("File_Close", removalName);
   return status == Error_NotFound ? Error_None : status;
 }
 

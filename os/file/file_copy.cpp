@@ -29,7 +29,6 @@ constexpr uint32_t kSmallChunk = 4096;
 constexpr uint32_t kLargeChunk = 1048576;
 constexpr uint64_t kLargeChunkAbove = 2097152;
 constexpr uint32_t kProgressSteps = 100;
-constexpr uint32_t kOtherVolume = 17;
 
 // Ends a copy in any state: what was written is temporary and goes.
 void Abandon(FileCopy* copy) {
@@ -60,7 +59,7 @@ bool HaveOneRoot(const char* from, const char* to) {
 
 // One root may still hold several volumes where there are no drives.
 bool MustCopyInstead(ErrorCode moveStatus) {
-  return moveStatus == Error_Fail && platform::LastSystemError() == kOtherVolume;
+  return moveStatus == Error_Fail && platform::LastSystemError() == platform::SystemError_OtherVolume;
 }
 
 FileCopy* NewCopy(uint64_t sizeBytes) {

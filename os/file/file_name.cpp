@@ -1,8 +1,8 @@
 // Names in the library's form as text: joining, splitting, roots, and the way to the system's form.
 #include <cstring>
 
+#include "os/core/error_internal.h"
 #include "os/file/file_internal.h"
-#include "os/platform/error.h"
 #include "os/platform/filesystem.h"
 #include "qz/error.h"
 #include "qz/string.h"
@@ -101,7 +101,7 @@ ErrorCode iFile_AbsoluteName(const char* name, char (&absolute)[kFileNameSize]) 
   const ErrorCode status = iFile_ToSystemName(name, systemName);
   if (status != Error_None) return status;
   if (!platform::AbsoluteName(systemName, absoluteSystemName)) {
-    return Error_FromSystem("iFile_AbsoluteName", name, platform::LastSystemError());
+    return iError_FromLastSystem("File_Open", name);
   }
   return iFile_FromSystemName(absoluteSystemName, absolute);
 }

@@ -1,6 +1,7 @@
 // What stands under a name: looking, removing, renaming, copying in one step.
 #include <cstring>
 
+#include "os/core/error_internal.h"
 #include "os/file/file_internal.h"
 #include "os/platform/error.h"
 #include "os/platform/filesystem.h"
@@ -11,12 +12,21 @@
 
 namespace {
 
-// What the system may answer about a name under which nothing stands: file, path, (no) more files, network
-// path, network name, invalid name, invalid path.
-constexpr uint32_t kNotFoundErrors[] = {2, 3, 18, 53, 67, 123, 161, 206};
+// What the system may answer about a name under which nothing stands.
+constexpr uint32_t kNotFoundErrors[] = {
+    platform::SystemError_FileNotFound,        platform::SystemError_PathNotFound,
+    platform::SystemError_NoMoreFiles,         platform::SystemError_NetworkPathNotFound,
+    platform::SystemError_NetworkNameNotFound, platform::SystemError_InvalidName,
+    platform::SystemError_InvalidPath,         platform::SystemError_NameTooLong,
+};
 
-// Write-protected, sharing violation and lock violation are refused access to a rename.
-constexpr uint32_t kNoAccessErrors[] = {5, 19, 32, 33};
+// What a rename takes for refused access.
+constexpr uint32_t kNoAccessErrors[] = {
+    platform::SystemError_AccessDenied,
+    platform::SystemError_WriteProtected,
+    platform::SystemError_SharingViolation,
+    platform::SystemError_LockViolation,
+};
 
 template <size_t count>
 bool Contains(const uint32_t (&numbers)[count], uint32_t number) {
@@ -65,6 +75,12 @@ bool RemoveAny(const char* systemName, const platform::FileInformation& informat
   if (information.isLink) return platform::RemoveLink(systemName);
   return information.isDirectory ? platform::RemoveEmptyDirectory(systemName)
                                  : platform::RemoveFile(systemName);
+}
+
+ErrorCode StatusOfRename(uint32_t error) {
+  if (error == platform::SystemError_FileNotFound || error == platform::SystemError_PathNotFound)
+    return Error_NotFound;
+  return Contains(kNoAccessErrors, error) ? Error_NoAccess : Error_Fail;
 }
 
 }  // namespace
@@ -116,7 +132,7 @@ ErrorCode File_Unlink(const char* name) {
     return Contains(kNotFoundErrors, error) ? Error_NotFound : Error_FromSystem("File_Unlink", name, error);
   }
   if (RemoveAny(systemName, information)) return Error_None;
-  return Error_FromSystem("File_Unlink", name, platform::LastSystemError());
+  return iError_FromLastSystem("File_Unlink", name);
 }
 
 ErrorCode File_Move(const char* from, const char* to) {
@@ -127,8 +143,7 @@ ErrorCode File_Move(const char* from, const char* to) {
   if (status != Error_None) return status;
   if (platform::RenameWithoutReplacing(systemFrom, systemTo)) return Error_None;
   const uint32_t error = platform::LastSystemError();
-  if (error == 2 || error == 3) return Error_NotFound;
-  return Contains(kNoAccessErrors, error) ? Error_NoAccess : Error_Fail;
+  return iError_Record(StatusOfRename(error), "File_Move", from, error);
 }
 
 ErrorCode File_Copy(const char* from, const char* to) {

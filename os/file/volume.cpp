@@ -3,8 +3,8 @@
 
 #include <cstring>
 
+#include "os/core/error_internal.h"
 #include "os/file/file_internal.h"
-#include "os/platform/error.h"
 #include "os/platform/filesystem.h"
 #include "qz/error.h"
 #include "qz/file.h"
@@ -48,7 +48,7 @@ ErrorCode Ask(const char* path, platform::VolumeSpace* space) {
   const ErrorCode status = isCurrent ? Error_None : PlaceOf(path, systemName);
   if (status != Error_None) return status;
   if (platform::GetVolumeSpace(isCurrent ? nullptr : systemName, space)) return Error_None;
-  return Error_FromSystem("Volume_GetInformation", path, platform::LastSystemError());
+  return iError_FromLastSystem("Volume_GetInformation", path);
 }
 
 // The nearest existing directory and not the root: a volume may be mounted anywhere.
@@ -85,7 +85,7 @@ ErrorCode iVolume_FreeBytes64(const char* path, uint64_t* freeBytes) {
   }
   uint64_t available = 0;
   if (!platform::GetAvailableBytes(path != nullptr ? systemName : nullptr, &available)) {
-    return Error_FromSystem("iVolume_FreeBytes64", path, platform::LastSystemError());
+    return iError_FromLastSystem("Volume_GetInformation", path);
   }
   *freeBytes = available;
   return Error_None;

@@ -6,12 +6,11 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "os/platform/error.h"
+
 namespace platform {
 
 struct RegistryKey;
-
-constexpr uint32_t kRegistryNotFound = 2;
-constexpr uint32_t kRegistryMoreData = 234;
 
 // The types of values that the library knows.
 constexpr uint32_t kRegistryText = 1;
@@ -35,16 +34,15 @@ uint32_t CreateRegistryKey(uint32_t root, const char* key, RegistryKey** handle)
 void CloseRegistryKey(RegistryKey* handle);
 
 // Reads a value. valueName may be null: the key's unnamed value. *sizeBytes is the room in data, and then the
-// size of the value; data may be null, to ask for type and size alone. kRegistryMoreData when there is not
-// room enough.
+// size of the value; data may be null, to ask for type and size alone. SystemError_MoreData when there is
+// not room enough.
 uint32_t ReadRegistryValue(RegistryKey* handle, const char* valueName, uint32_t* type, void* data,
                            uint32_t* sizeBytes);
 
 uint32_t WriteRegistryText(RegistryKey* handle, const char* valueName, const char* text);
 uint32_t DeleteRegistryValue(RegistryKey* handle, const char* valueName);
 
-// Writes the name of the first subkey. kRegistryNoMore when there is none.
-constexpr uint32_t kRegistryNoMore = 259;
+// Writes the name of the first subkey. SystemError_NoMoreItems when there is none.
 uint32_t FirstRegistrySubkey(RegistryKey* handle, char* name, size_t sizeBytes);
 
 // Deletes a key that has no subkeys.

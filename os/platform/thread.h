@@ -20,4 +20,9 @@ bool StartThread(const ThreadStart* start, uint32_t stackBytes);
 // The system's number of the calling thread, unique among the running threads.
 uint32_t CurrentThreadIdentifier();
 
+// A word that every thread has for itself, also one that the library did not start; 0 until it is set. It
+// stays 0 when the system has no place for it. Neither call allocates or changes the thread's last error.
+uintptr_t ThreadWord();
+void SetThreadWord(uintptr_t word);
+
 }  // namespace platform

@@ -112,7 +112,7 @@ bool IsText(uint32_t type) {
 }
 
 ErrorCode StatusOfReading(const char* context, uint32_t result) {
-  if (result == platform::kRegistryMoreData) return Error_Exceed;
+  if (result == platform::SystemError_MoreData) return Error_Exceed;
   return Error_FromSystem(context, "RegQueryValueEx", result);
 }
 
@@ -148,7 +148,7 @@ ErrorCode ReadNumber(platform::RegistryKey* key, const char* valueName, uint32_t
   uint32_t valueBytes = sizeof number;
   const uint32_t result = platform::ReadRegistryValue(key, valueName, &type, &number, &valueBytes);
   // A longer value is of another type, or broken.
-  if (result == platform::kRegistryMoreData) return Error_Invalid;
+  if (result == platform::SystemError_MoreData) return Error_Invalid;
   if (result != 0) return StatusOfReading("WinOSRegistry_GetUns32Entry", result);
   if (valueBytes != sizeof number) return Error_Invalid;
   if (type == platform::kRegistryNumber) {
@@ -166,7 +166,7 @@ bool DeleteSubkeys(platform::RegistryKey* key) {
   char name[kKeyNameBytes];
   for (;;) {
     const uint32_t result = platform::FirstRegistrySubkey(key, name, sizeof name);
-    if (result == platform::kRegistryNoMore) return true;
+    if (result == platform::SystemError_NoMoreItems) return true;
     if (result != 0) return false;
     Key subkey;
     if (platform::OpenRegistrySubkey(key, name, subkey.out()) != 0) return false;

@@ -1,6 +1,6 @@
 #include "tests/support/error_capture.h"
 
-#include "os/core/error_internal.h"
+#include "os/core/error_testing.h"
 
 namespace {
 std::vector<std::string>& Store() {

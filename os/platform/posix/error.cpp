@@ -1,8 +1,11 @@
 // The one table that turns this system's error numbers into the library's common numbering.
 #include "os/platform/error.h"
 
+#include <netdb.h>
+
 #include <cerrno>
-#include <cstddef>
+#include <cstdio>
+#include <cstring>
 
 namespace platform {
 namespace {
@@ -13,19 +16,60 @@ struct Row {
 };
 
 constexpr Row kSystemErrors[] = {
-    {ENOENT, 2},   {ENOTDIR, 3},     {EACCES, 5},   {EPERM, 5},   {EROFS, 5},    {EBUSY, 32},
-    {ETXTBSY, 32}, {ENOSPC, 112},    {EDQUOT, 112}, {EFBIG, 112}, {EINVAL, 123}, {ENAMETOOLONG, 123},
-    {EEXIST, 183}, {ENOTEMPTY, 145}, {EXDEV, 17},   {EMFILE, 4},  {ENFILE, 4},   {ENOMEM, 8},
+    {ENOENT, SystemError_FileNotFound},
+    {ENOTDIR, SystemError_PathNotFound},
+    {EMFILE, SystemError_TooManyOpenFiles},
+    {ENFILE, SystemError_TooManyOpenFiles},
+    {EACCES, SystemError_AccessDenied},
+    {EPERM, SystemError_AccessDenied},
+    {EROFS, SystemError_AccessDenied},
+    {ENOMEM, SystemError_OutOfMemory},
+    {EXDEV, SystemError_OtherVolume},
+    {EBUSY, SystemError_SharingViolation},
+    {ETXTBSY, SystemError_SharingViolation},
+    {ENOSPC, SystemError_DiskFull},
+    {EDQUOT, SystemError_DiskFull},
+    {EFBIG, SystemError_DiskFull},
+    {EINVAL, SystemError_InvalidName},
+    {ENAMETOOLONG, SystemError_InvalidName},
+    {ENOTEMPTY, SystemError_DirectoryNotEmpty},
+    {EEXIST, SystemError_AlreadyExists},
 };
 
 constexpr Row kSocketErrors[] = {
-    {EINTR, 10004},     {EBADF, 10038},        {ENOTSOCK, 10038},     {EACCES, 10013},
-    {EFAULT, 10014},    {EINVAL, 10022},       {EMFILE, 10024},       {ENFILE, 10024},
-    {EAGAIN, 10035},    {EINPROGRESS, 10035},  {EADDRINUSE, 10048},   {EADDRNOTAVAIL, 10049},
-    {ENETDOWN, 10050},  {ENETUNREACH, 10051},  {ECONNABORTED, 10053}, {ECONNRESET, 10054},
-    {EPIPE, 10054},     {ENOBUFS, 10055},      {ENOMEM, 10055},       {EISCONN, 10056},
-    {ENOTCONN, 10057},  {ESHUTDOWN, 10058},    {ETIMEDOUT, 10060},    {ECONNREFUSED, 10061},
-    {EHOSTDOWN, 10064}, {EHOSTUNREACH, 10065},
+    {EINTR, SocketError_Interrupted},
+    {EACCES, SocketError_AccessDenied},
+    {EFAULT, SocketError_BadAddress},
+    {EINVAL, SocketError_InvalidArgument},
+    {EMFILE, SocketError_TooManySockets},
+    {ENFILE, SocketError_TooManySockets},
+    {EAGAIN, SocketError_WouldBlock},
+    {EINPROGRESS, SocketError_WouldBlock},
+    {EBADF, SocketError_NotSocket},
+    {ENOTSOCK, SocketError_NotSocket},
+    {EADDRINUSE, SocketError_AddressInUse},
+    {EADDRNOTAVAIL, SocketError_AddressNotAvailable},
+    {ENETDOWN, SocketError_NetworkDown},
+    {ENETUNREACH, SocketError_NetworkUnreachable},
+    {ECONNABORTED, SocketError_ConnectionAborted},
+    {ECONNRESET, SocketError_ConnectionReset},
+    {EPIPE, SocketError_ConnectionReset},
+    {ENOBUFS, SocketError_NoBuffers},
+    {ENOMEM, SocketError_NoBuffers},
+    {EISCONN, SocketError_IsConnected},
+    {ENOTCONN, SocketError_NotConnected},
+    {ESHUTDOWN, SocketError_IsShutDown},
+    {ETIMEDOUT, SocketError_TimedOut},
+    {ECONNREFUSED, SocketError_ConnectionRefused},
+    {EHOSTDOWN, SocketError_HostDown},
+    {EHOSTUNREACH, SocketError_HostUnreachable},
+};
+
+// Errors of name look-ups have numbers and words of their own.
+constexpr Row kLookUpErrors[] = {
+    {EAI_NONAME, SocketError_HostNotFound},
+    {EAI_AGAIN, SocketError_TryLookUpAgain},
+    {EAI_FAIL, SocketError_LookUpFailed},
 };
 
 // A number outside the table must not be mistaken for one of the common numbering.
@@ -33,11 +77,27 @@ constexpr uint32_t kUnknown = 0x80000000u;
 
 template <size_t count>
 uint32_t Translate(const Row (&table)[count], int native) {
-  if (native == 0) return 0;
+  if (native == 0) return SystemError_None;
   for (const Row& row : table) {
     if (row.native == native) return row.common;
   }
   return kUnknown | static_cast<uint32_t>(native);
+}
+
+const char* LookUpWords(uint32_t number) {
+  for (const Row& row : kLookUpErrors) {
+    if (row.common == number) return gai_strerror(row.native);
+  }
+  return "";
+}
+
+// The library may be built with either form of strerror_r: one writes the words and gives 0, the other gives
+// the words.
+[[maybe_unused]] const char* WordsOf(const char* words, const char* /*buffer*/) {
+  return words;
+}
+[[maybe_unused]] const char* WordsOf(int result, const char* buffer) {
+  return result == 0 ? buffer : "";
 }
 
 }  // namespace
@@ -48,6 +108,25 @@ uint32_t LastSystemError() {
 
 uint32_t LastSocketError() {
   return Translate(kSocketErrors, errno);
+}
+
+uint32_t NativeErrorNumber(uint32_t number) {
+  if ((number & kUnknown) != 0) return number & ~kUnknown;
+  const int native = errno;
+  const bool isBehind =
+      Translate(kSystemErrors, native) == number || Translate(kSocketErrors, native) == number;
+  return number != SystemError_None && isBehind ? static_cast<uint32_t>(native) : 0;
+}
+
+size_t DescribeError(uint32_t number, uint32_t nativeNumber, std::span<char> text) {
+  char buffer[256] = "";
+  const int savedError = errno;
+  const char* words = nativeNumber != 0
+                          ? WordsOf(strerror_r(static_cast<int>(nativeNumber), buffer, sizeof buffer), buffer)
+                          : LookUpWords(number);
+  snprintf(text.data(), text.size(), "%s", words);
+  errno = savedError;
+  return strlen(text.data());
 }
 
 }  // namespace platform

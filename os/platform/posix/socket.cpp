@@ -23,12 +23,6 @@ const int32_t kSocketReuseAddress = SO_REUSEADDR;
 
 namespace {
 
-// Errors of name look-ups, in the common numbering.
-constexpr uint32_t kHostNotFound = 11001;
-constexpr uint32_t kHostTryAgain = 11002;
-constexpr uint32_t kHostNoRecovery = 11003;
-constexpr uint32_t kNoBufferSpace = 10055;
-
 int Native(SocketDescriptor socket) {
   return static_cast<int>(socket);
 }
@@ -204,15 +198,15 @@ uint32_t LookUpHost(const char* host, uint8_t* address) {
     case EAI_NONAME:
     case EAI_NODATA:
     case EAI_ADDRFAMILY:
-      return kHostNotFound;
+      return SocketError_HostNotFound;
     case EAI_AGAIN:
-      return kHostTryAgain;
+      return SocketError_TryLookUpAgain;
     case EAI_MEMORY:
-      return kNoBufferSpace;
+      return SocketError_NoBuffers;
     case EAI_SYSTEM:
       return LastSocketError();
     default:
-      return kHostNoRecovery;
+      return SocketError_LookUpFailed;
   }
   sockaddr_in native{};
   memcpy(&native, found->ai_addr, sizeof native);

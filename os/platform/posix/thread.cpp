@@ -13,6 +13,9 @@ namespace {
 // path buffers and the system's name resolver.
 constexpr uint32_t kMinimumStackBytes = 1024 * 1024;
 
+// Of the kind that needs no allocation when a thread first asks for it, in a module that was loaded late too.
+[[gnu::tls_model("initial-exec")]] thread_local uintptr_t threadWord = 0;
+
 void* RunThread(void* start) {
   const ThreadStart& thread = *static_cast<const ThreadStart*>(start);
   const int32_t exitCode = thread.body(thread.argument);
@@ -35,6 +38,14 @@ bool StartThread(const ThreadStart* start, uint32_t stackBytes) {
 
 uint32_t CurrentThreadIdentifier() {
   return static_cast<uint32_t>(syscall(SYS_gettid));
+}
+
+uintptr_t ThreadWord() {
+  return threadWord;
+}
+
+void SetThreadWord(uintptr_t word) {
+  threadWord = word;
 }
 
 }  // namespace platform

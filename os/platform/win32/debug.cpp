@@ -2,13 +2,14 @@
 
 #include <windows.h>
 
+#include "os/platform/win32/keep_last_error.h"
+
 namespace platform {
 
 void DebugOutput(const char* line) {
   // Reporting a failure must not change the error number that the caller is about to translate.
-  const DWORD savedError = GetLastError();
+  const KeepLastError keep;
   OutputDebugStringA(line);
-  SetLastError(savedError);
 }
 
 }  // namespace platform

@@ -7,8 +7,8 @@
 namespace platform {
 namespace {
 
-static_assert(kRegistryNotFound == ERROR_FILE_NOT_FOUND && kRegistryMoreData == ERROR_MORE_DATA &&
-              kRegistryNoMore == ERROR_NO_MORE_ITEMS);
+static_assert(SystemError_FileNotFound == ERROR_FILE_NOT_FOUND && SystemError_MoreData == ERROR_MORE_DATA &&
+              SystemError_NoMoreItems == ERROR_NO_MORE_ITEMS);
 static_assert(kRegistryText == REG_SZ && kRegistryExpandableText == REG_EXPAND_SZ &&
               kRegistryNumber == REG_DWORD && kRegistryBigEndianNumber == REG_DWORD_BIG_ENDIAN);
 
