@@ -4,7 +4,7 @@
 
 #include "net/httpc_internal.h"
 #include "qz/error.h"
-#include "tests/support/byte_stream.h"
+#include "tests/support/test_stream.h"
 
 namespace {
 
@@ -30,7 +30,7 @@ void AskForEverything(HTTPc* connection) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const std::string_view bytes(reinterpret_cast<const char*>(data), size);
-  ByteStream input(bytes);
+  TestStream input(bytes);
   HTTPc* connection = iHTTPc_New("h", 80);
   Require(connection != nullptr);
   connection->stream = input.stream();

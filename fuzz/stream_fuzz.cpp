@@ -15,7 +15,7 @@
 #include "qz/memory.h"
 #include "qz/memorystream.h"
 #include "qz/readbufferstream.h"
-#include "tests/support/scripted_stream.h"
+#include "tests/support/test_stream.h"
 
 namespace {
 
@@ -113,15 +113,15 @@ void RunFromEmpty(Input input) {
   Stream_Delete(stream);
 }
 
-// The rules of a read buffer, word for word: what it asks of the stream beneath, and what it says of its end.
+// The rules of a read buffer, word for word: what it asks of the wrapped stream, and what it says of its end.
 struct BufferModel {
   uint32_t bufferSize;
-  std::deque<std::string> pieces;  // what the stream beneath will give
+  std::deque<std::string> pieces;  // what the wrapped stream will give
   std::vector<uint32_t> reads;     // what was asked of it
   std::string unread;
   size_t lastRefill = 0;
 
-  std::string ReadBeneath(uint32_t count) {
+  std::string ReadWrapped(uint32_t count) {
     reads.push_back(count);
     if (pieces.empty()) return "";
     const std::string given = pieces.front().substr(0, count);
@@ -132,6 +132,7 @@ struct BufferModel {
 
   std::string Read(uint32_t count) {
     std::string delivered;
+    if (count == 0) return delivered;
     while (true) {
       if (!unread.empty()) {
         const size_t wanted = count - delivered.size();
@@ -140,21 +141,21 @@ struct BufferModel {
         if (delivered.size() == count) return delivered;
       }
       const auto wanted = static_cast<uint32_t>(count - delivered.size());
-      if (wanted >= bufferSize) return delivered + ReadBeneath(wanted);
-      unread = ReadBeneath(bufferSize);
+      if (wanted >= bufferSize) return delivered + ReadWrapped(wanted);
+      unread = ReadWrapped(bufferSize);
       lastRefill = unread.size();
       if (unread.empty()) return delivered;
     }
   }
 
-  ErrorCode Error(ErrorCode beneath) const {
+  ErrorCode Error(ErrorCode wrapped) const {
     const bool isMasked = lastRefill != 0 && lastRefill < bufferSize;
-    return beneath == Error_Ended && isMasked ? Error_None : beneath;
+    return wrapped == Error_Ended && isMasked ? Error_None : wrapped;
   }
 };
 
 void RunBuffered(Input input, uint32_t bufferSize) {
-  ScriptedStream script;
+  TestStream script;
   BufferModel model{bufferSize, {}, {}, {}};
   Stream* stream = ReadBufferStream_New(bufferSize, script.stream(), 0);
   while (input.HasMore()) {
@@ -162,16 +163,16 @@ void RunBuffered(Input input, uint32_t bufferSize) {
     const uint32_t count = input.Next();
     if (operation & 1) {
       if (count == 0) continue;
-      script.pieces.emplace_back(count, static_cast<char>(operation));
+      script.Gives(std::string(count, static_cast<char>(operation)));
       model.pieces.emplace_back(count, static_cast<char>(operation));
       continue;
     }
     Require(ReadSome(stream, count) == model.Read(count));
-    Require(script.reads == model.reads);
+    Require(script.readSizes() == model.reads);
     constexpr ErrorCode kErrors[] = {Error_None, Error_Ended, Error_Timeout, Error_Fail};
-    script.error = kErrors[operation >> 1 & 3];
+    script.SetError(kErrors[operation >> 1 & 3]);
     Require(Stream_Error(stream) == model.Error(script.error));
-    script.available = operation;
+    script.SetAvailable(operation);
     Require(Stream_ReadAvail(stream) == operation + model.unread.size());
   }
   Stream_Delete(stream);
@@ -208,8 +209,8 @@ void RunLines(Input input, uint8_t choice) {
   const std::string& delimiter = delimiters[choice % 5];
   const uint32_t bufferSize = choice / 5;
   std::string rest(reinterpret_cast<const char*>(input.data), input.size);
-  ScriptedStream script;
-  if (!rest.empty()) script.pieces = {rest};
+  TestStream script;
+  if (!rest.empty()) script.Gives(rest);
   ProgressModel progress{choice % 16u, 0, choice % 64u, {}, {}};
   Stream_SetIdleMethod(script.stream(), progress.steps, ProgressModel::Report, &progress);
   Stream_SetProgress(script.stream(), progress.total, 0);
@@ -233,8 +234,8 @@ void RunLines(Input input, uint8_t choice) {
     rest.erase(0, length);
   }
   Require(progress.reported == progress.expected);
-  Require(script.header.progressPosition == progress.position);
-  Require(script.header.progressTotal == progress.total);
+  Require(script.stream()->progressPosition == progress.position);
+  Require(script.stream()->progressTotal == progress.total);
 }
 
 }  // namespace

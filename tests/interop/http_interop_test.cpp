@@ -13,7 +13,7 @@
 #include "os/core/socketlayer_internal.h"
 #include "qz/error.h"
 #include "qz/time.h"
-#include "tests/support/byte_stream.h"
+#include "tests/support/test_stream.h"
 
 namespace {
 
@@ -252,7 +252,7 @@ TEST_F(HTTPInterop, IsToldWhatWentWrong) {
 
 TEST_F(HTTPInterop, PostsABody) {
   Open(nginxPort);
-  ByteStream body(Numbers(0, kNumbersBytes));
+  TestStream body(Numbers(0, kNumbersBytes));
   const uint32_t length = kNumbersBytes;
   ASSERT_EQ(HTTPc_SetAttribute(connection.get(), 5, 4, &length), 0);
   uint32_t sent = 0;

@@ -10,7 +10,7 @@
 #include "net/httpc_internal.h"
 #include "os/core/owned.h"
 #include "qz/error.h"
-#include "tests/support/byte_stream.h"
+#include "tests/support/test_stream.h"
 
 namespace {
 
@@ -37,7 +37,7 @@ struct Fixture {
     return HTTPc_Post(connection.get(), uri.c_str(), length, body, &sent, &reply, &stream);
   }
 
-  ByteStream wire;
+  TestStream wire;
   Connection connection;
   Reply reply = {9, 9, "untouched"};
   Stream* stream = nullptr;
@@ -207,7 +207,7 @@ string SentFor(const string& url, bool viaProxy = false) {
   Fixture fixture;
   fixture.connection->viaProxy = viaProxy;
   EXPECT_EQ(fixture.Get(url), 0) << url;
-  return fixture.wire.Written();
+  return fixture.wire.written();
 }
 
 TEST(HTTPcGet, AsksForThePathAndNamesTheHost) {
@@ -242,7 +242,7 @@ TEST(HTTPcGet, LeavesAHostThatWasSet) {
   Fixture fixture;
   EXPECT_EQ(fixture.Set(3, "other:81"), 0);
   EXPECT_EQ(fixture.Get("http://h/f"), 0);
-  EXPECT_EQ(fixture.wire.Written(), "GET /f HTTP/1.0\r\nHost: other:81\r\n\r\n");
+  EXPECT_EQ(fixture.wire.written(), "GET /f HTTP/1.0\r\nHost: other:81\r\n\r\n");
 }
 
 TEST(HTTPcGet, NamesNoHost_WhenTheUrlHasNone) {
@@ -253,7 +253,7 @@ TEST(HTTPcGet, SendsNothingForABadUrl) {
   for (const char* url : {"", "h/f", "http:/h", "://h/f", "gopher://h/f"}) {
     Fixture fixture;
     EXPECT_EQ(fixture.Get(url), -6) << url;
-    EXPECT_EQ(fixture.wire.Written(), "") << url;
+    EXPECT_EQ(fixture.wire.written(), "") << url;
     EXPECT_EQ(fixture.reply.code, 0) << url;
     EXPECT_STREQ(fixture.reply.text, "") << url;
     EXPECT_EQ(fixture.stream, nullptr) << url;
@@ -264,7 +264,7 @@ TEST(HTTPcGet, SendsNothingForAHostThatWouldEndTheLine) {
   for (const char* url : {"http://h%0AX: y/f", "http://h\rX: y/f", "http://h%0D%0AX/f"}) {
     Fixture fixture;
     EXPECT_EQ(fixture.Get(url), -4) << url;
-    EXPECT_EQ(fixture.wire.Written(), "") << url;
+    EXPECT_EQ(fixture.wire.written(), "") << url;
   }
 }
 
@@ -291,7 +291,7 @@ TEST(HTTPcGet, CannotBeSplitByAnyByteOfTheUrl) {
           fixture.connection->viaProxy = viaProxy;
           const ErrorCode status = fixture.Get(url);
           EXPECT_TRUE(status == 0 || status == -4) << url;
-          const string sent = fixture.wire.Written();
+          const string sent = fixture.wire.written();
           EXPECT_TRUE(status == 0 ? IsOneRequestForAHost(sent) : sent.empty()) << url << sent;
         }
       }
@@ -305,7 +305,7 @@ TEST(HTTPcGet, TakesUrlsOf1023BytesAndNoLonger) {
   for (const string& url : {"http://h" + path + "x", "http://h/" + string(8000000, 'x')}) {
     Fixture fixture;
     EXPECT_EQ(fixture.Get(url), 5);
-    EXPECT_EQ(fixture.wire.Written(), "");
+    EXPECT_EQ(fixture.wire.written(), "");
   }
 }
 
@@ -314,7 +314,7 @@ TEST(HTTPcGet, TakesHostsOf255BytesAndNoLonger) {
   EXPECT_EQ(SentFor("http://" + host + "/f"), "GET /f HTTP/1.0\r\nHost: " + host + "\r\n\r\n");
   Fixture fixture;
   EXPECT_EQ(fixture.Get("http://" + host + "h/f"), 5);
-  EXPECT_EQ(fixture.wire.Written(), "");
+  EXPECT_EQ(fixture.wire.written(), "");
 }
 
 TEST(HTTPcGet, GivesTheConnectionsStreamAtTheBody) {
@@ -353,7 +353,7 @@ TEST(HTTPcGet, ForgetsTheResponseBefore_WhenNoneComes) {
   Fixture notTaken(first);
   for (Fixture* fixture : {&ended, &notTaken}) {
     ASSERT_EQ(fixture->Get("http://h/f"), 0);
-    if (fixture == &notTaken) fixture->wire.LimitWrites(fixture->wire.Written().size(), Error_Timeout);
+    if (fixture == &notTaken) fixture->wire.LimitWrites(fixture->wire.written().size(), Error_Timeout);
     EXPECT_EQ(fixture->Get("http://h/f"), fixture == &notTaken ? 8 : 4);
     uint32_t numbers[2] = {};
     EXPECT_EQ(HTTPc_GetAttribute(fixture->connection.get(), 7, 4, nullptr, numbers), -3);
@@ -380,16 +380,16 @@ TEST(HTTPcGet, RefusesNull) {
   EXPECT_EQ(HTTPc_Get(fixture.connection.get(), nullptr, &reply, &stream), -4);
   EXPECT_EQ(HTTPc_Get(fixture.connection.get(), "http://h/f", nullptr, &stream), -4);
   EXPECT_EQ(HTTPc_Get(fixture.connection.get(), "http://h/f", &reply, nullptr), -4);
-  EXPECT_EQ(fixture.wire.Written(), "");
+  EXPECT_EQ(fixture.wire.written(), "");
 }
 
 // ---- POST -----------------------------------------------------------------------------------------
 
 TEST(HTTPcPost, AddsNoHeader) {
   Fixture fixture("HTTP/1.0 201 Created\r\n\r\nmade");
-  ByteStream body("name=value");
+  TestStream body("name=value");
   EXPECT_EQ(fixture.Post("/form", 10, body.stream()), 0);
-  EXPECT_EQ(fixture.wire.Written(), "POST /form HTTP/1.0\r\n\r\nname=value");
+  EXPECT_EQ(fixture.wire.written(), "POST /form HTTP/1.0\r\n\r\nname=value");
   EXPECT_EQ(fixture.sent, 10u);
   EXPECT_EQ(fixture.reply.code, 201);
   EXPECT_EQ(fixture.stream, fixture.wire.stream());
@@ -398,42 +398,42 @@ TEST(HTTPcPost, AddsNoHeader) {
 
 TEST(HTTPcPost, SendsNoMoreThanTheLength) {
   Fixture fixture;
-  ByteStream body("name=value");
+  TestStream body("name=value");
   EXPECT_EQ(fixture.Post("/form", 4, body.stream()), 0);
-  EXPECT_EQ(fixture.wire.Written(), "POST /form HTTP/1.0\r\n\r\nname");
+  EXPECT_EQ(fixture.wire.written(), "POST /form HTTP/1.0\r\n\r\nname");
   EXPECT_EQ(fixture.sent, 4u);
   EXPECT_EQ(body.Rest(), "=value");
 }
 
 TEST(HTTPcPost, SendsToTheEnd_WhenTheLengthIsAllOnes) {
   Fixture fixture;
-  ByteStream body(string(100000, 'b'));
+  TestStream body(string(100000, 'b'));
   EXPECT_EQ(fixture.Post("/form", 0xFFFFFFFFu, body.stream()), 0);
-  EXPECT_EQ(fixture.wire.Written(), "POST /form HTTP/1.0\r\n\r\n" + string(100000, 'b'));
+  EXPECT_EQ(fixture.wire.written(), "POST /form HTTP/1.0\r\n\r\n" + string(100000, 'b'));
   EXPECT_EQ(fixture.sent, 100000u);
 }
 
 TEST(HTTPcPost, MovesAtMost4096BytesAtATime) {
   Fixture fixture;
-  ByteStream body(string(100000, 'b'));
+  TestStream body(string(100000, 'b'));
   EXPECT_EQ(fixture.Post("/form", 100000, body.stream()), 0);
   EXPECT_EQ(body.LargestRead(), 4096u);
 }
 
 TEST(HTTPcPost, HasNoBody_WithoutAStreamOrALength) {
   Fixture fixture;
-  ByteStream body("name=value");
+  TestStream body("name=value");
   EXPECT_EQ(fixture.Post("/form", 0, body.stream()), 0);
-  EXPECT_EQ(fixture.wire.Written(), "POST /form HTTP/1.0\r\n\r\n");
+  EXPECT_EQ(fixture.wire.written(), "POST /form HTTP/1.0\r\n\r\n");
   EXPECT_EQ(fixture.sent, 0u);
   Fixture without;
   EXPECT_EQ(without.Post("/form", 10, nullptr), 0);
-  EXPECT_EQ(without.wire.Written(), "POST /form HTTP/1.0\r\n\r\n");
+  EXPECT_EQ(without.wire.written(), "POST /form HTTP/1.0\r\n\r\n");
 }
 
 TEST(HTTPcPost, GivesEnded_WhenTheBodyIsShorterThanItsLength) {
   Fixture fixture;
-  ByteStream body("name=value");
+  TestStream body("name=value");
   EXPECT_EQ(fixture.Post("/form", 11, body.stream()), 4);
   EXPECT_EQ(fixture.sent, 10u);
   EXPECT_EQ(fixture.reply.code, 0);
@@ -442,14 +442,14 @@ TEST(HTTPcPost, GivesEnded_WhenTheBodyIsShorterThanItsLength) {
 
 TEST(HTTPcPost, GivesTheStatusOfTheBody_WhenItCannotBeRead) {
   Fixture fixture;
-  ByteStream body("name=value", Error_NoAccess);
+  TestStream body("name=value", Error_NoAccess);
   EXPECT_EQ(fixture.Post("/form", 0xFFFFFFFFu, body.stream()), -5);
   EXPECT_EQ(fixture.sent, 10u);
 }
 
 TEST(HTTPcPost, GivesBlock_WhenTheBodyHasNothingToGiveYet) {
   Fixture fixture;
-  ByteStream body("name=value", Error_Block);
+  TestStream body("name=value", Error_Block);
   EXPECT_EQ(fixture.Post("/form", 11, body.stream()), 6);
   EXPECT_EQ(fixture.sent, 10u);
 }
@@ -460,7 +460,7 @@ TEST(HTTPcPost, GivesTheStatusOfTheConnection_WhenItTakesNoMore) {
   for (const auto& [status, expected] : rows) {
     Fixture fixture;
     fixture.wire.LimitWrites(head.size() + 4, status);
-    ByteStream body("name=value");
+    TestStream body("name=value");
     EXPECT_EQ(fixture.Post("/form", 10, body.stream()), expected) << status;
     EXPECT_EQ(fixture.sent, 4u);
     EXPECT_EQ(fixture.stream, nullptr);
@@ -471,19 +471,19 @@ TEST(HTTPcPost, GivesExceed_WhenTheConnectionTakesNoMore) {
   Fixture fixture;
   const string head = "POST /form HTTP/1.0\r\n\r\n";
   fixture.wire.LimitWrites(head.size() + 4, Error_Ended);
-  ByteStream body("name=value");
+  TestStream body("name=value");
   EXPECT_EQ(fixture.Post("/form", 10, body.stream()), 5);
-  EXPECT_EQ(fixture.wire.Written(), head + "name");
+  EXPECT_EQ(fixture.wire.written(), head + "name");
   EXPECT_EQ(fixture.sent, 4u);
 }
 
 TEST(HTTPcPost, EscapesTheUri) {
   Fixture fixture;
   EXPECT_EQ(fixture.Post("/a b\r\nX: y", 0, nullptr), 0);
-  EXPECT_EQ(fixture.wire.Written(), "POST /a%20b%0D%0AX:%20y HTTP/1.0\r\n\r\n");
+  EXPECT_EQ(fixture.wire.written(), "POST /a%20b%0D%0AX:%20y HTTP/1.0\r\n\r\n");
   Fixture empty;
   EXPECT_EQ(empty.Post("", 0, nullptr), 0);
-  EXPECT_EQ(empty.wire.Written(), "POST / HTTP/1.0\r\n\r\n");
+  EXPECT_EQ(empty.wire.written(), "POST / HTTP/1.0\r\n\r\n");
 }
 
 TEST(HTTPcPost, TakesUrisOf1023BytesAndNoLonger) {
@@ -491,7 +491,7 @@ TEST(HTTPcPost, TakesUrisOf1023BytesAndNoLonger) {
   EXPECT_EQ(fixture.Post(string(1023, 'u'), 0, nullptr), 0);
   Fixture tooLong;
   EXPECT_EQ(tooLong.Post(string(1024, 'u'), 0, nullptr), 5);
-  EXPECT_EQ(tooLong.wire.Written(), "");
+  EXPECT_EQ(tooLong.wire.written(), "");
 }
 
 TEST(HTTPcPost, RefusesNull) {
@@ -503,7 +503,7 @@ TEST(HTTPcPost, RefusesNull) {
       -4);
   EXPECT_EQ(HTTPc_Post(fixture.connection.get(), "/", 0, nullptr, nullptr, nullptr, &fixture.stream), -4);
   EXPECT_EQ(HTTPc_Post(fixture.connection.get(), "/", 0, nullptr, nullptr, &fixture.reply, nullptr), -4);
-  EXPECT_EQ(fixture.wire.Written(), "");
+  EXPECT_EQ(fixture.wire.written(), "");
   EXPECT_EQ(HTTPc_Post(fixture.connection.get(), "/", 0, nullptr, nullptr, &fixture.reply, &fixture.stream),
             0);
 }

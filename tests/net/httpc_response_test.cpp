@@ -7,7 +7,7 @@
 
 #include "net/httpc_internal.h"
 #include "qz/error.h"
-#include "tests/support/byte_stream.h"
+#include "tests/support/test_stream.h"
 
 namespace {
 
@@ -399,7 +399,7 @@ struct WholeResult {
 };
 
 WholeResult ReadResponse(string_view bytes, ErrorCode endStatus = Error_Ended) {
-  ByteStream input(bytes, endStatus);
+  TestStream input(bytes, endStatus);
   WholeResult result;
   result.status = iHTTPc_ReadResponse(input.stream(), &result.response, &result.reply);
   result.rest = input.Rest();

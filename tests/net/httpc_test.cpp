@@ -14,10 +14,10 @@
 #include "os/platform/socket.h"
 #include "qz/error.h"
 #include "qz/proxy.h"
-#include "tests/support/byte_stream.h"
 #include "tests/support/fail_allocation.h"
 #include "tests/support/loopback.h"
 #include "tests/support/scripted_http.h"
+#include "tests/support/test_stream.h"
 
 namespace {
 
@@ -163,7 +163,7 @@ TEST_F(HTTPcConnection, SendsAPostWithItsBody) {
   const uint32_t length = 10004;
   EXPECT_EQ(SetText(3, "h"), 0);
   EXPECT_EQ(HTTPc_SetAttribute(connection.get(), 5, 4, &length), 0);
-  ByteStream input(body);
+  TestStream input(body);
   uint32_t sent = 0;
   ASSERT_EQ(HTTPc_Post(connection.get(), "/form", 10004, input.stream(), &sent, &reply, &stream), 0);
   EXPECT_EQ(sent, 10004u);
@@ -347,7 +347,7 @@ TEST_F(HTTPcConnection, GivesTimeout_WhenTheServerStallsWithinTheHeaders) {
 TEST_F(HTTPcConnection, GivesRetryAtOnce_WhenTheServerResetsWithinAPost) {
   ScriptedServer server({{script::ReadUntil("\r\n\r\n"), script::ReadCount(100), script::Reset()}});
   ASSERT_EQ(Open(server), 0);
-  ByteStream body(string(64u << 20, 'b'));
+  TestStream body(string(64u << 20, 'b'));
   uint32_t sent = 0;
   const auto begin = std::chrono::steady_clock::now();
   EXPECT_EQ(HTTPc_Post(connection.get(), "/form", 64u << 20, body.stream(), &sent, &reply, &stream), 9);
@@ -382,7 +382,7 @@ TEST_F(HTTPcConnection, CanBeUsedOnAfterItsEnd) {
   const ErrorCode again = Get("http://h/f");
   EXPECT_TRUE(again == 4 || again == 9) << again;
   EXPECT_EQ(stream, nullptr);
-  ByteStream body("name=value");
+  TestStream body("name=value");
   uint32_t sent = 0;
   EXPECT_NE(HTTPc_Post(connection.get(), "/f", 10, body.stream(), &sent, &reply, &stream), 0);
   EXPECT_EQ(stream, nullptr);

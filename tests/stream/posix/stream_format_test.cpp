@@ -2,16 +2,16 @@
 #include <gtest/gtest.h>
 
 #include "qz/stream.h"
-#include "tests/support/scripted_stream.h"
+#include "tests/support/test_stream.h"
 
 namespace {
 
 TEST(StreamWriteF, ReturnsExceed_WhenTheTextCannotBeFormatted) {
-  ScriptedStream script;
+  TestStream script;
   const wchar_t noCharacter[] = {L'a', wchar_t(0xD800), 0};
   EXPECT_EQ(Stream_WriteF(script.stream(), "%ls", noCharacter), 5);
   EXPECT_EQ(Stream_WriteFLine(script.stream(), "%ls", noCharacter), 5);
-  EXPECT_TRUE(script.writes.empty());
+  EXPECT_TRUE(script.WrittenPieces().empty());
 }
 
 }  // namespace
