@@ -17,8 +17,15 @@ if(MINGW)
   add_compile_definitions(__USE_MINGW_ANSI_STDIO=1 WIN32_LEAN_AND_MEAN NOMINMAX _WIN32_WINNT=0x0501)
 endif()
 
+# Floating point is true double precision on both platforms, so that the boundaries of progress reports do not
+# depend on the precision that the host has set for the x87 unit. Callers align the stack to 4 bytes only.
+set(QZ_FLOATING_POINT "")
+if(MINGW)
+  set(QZ_FLOATING_POINT -msse2 -mfpmath=sse -mstackrealign)
+endif()
+
 function(qz_library_options target)
-  target_compile_options(${target} PRIVATE ${QZ_WARNINGS}
+  target_compile_options(${target} PRIVATE ${QZ_WARNINGS} ${QZ_FLOATING_POINT}
     $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti>)
 endfunction()
 

@@ -25,6 +25,23 @@ static_assert(sizeof(void*) != 4 ||
                offsetof(StreamOperations, Write) == 12 && offsetof(StreamOperations, Error) == 16 &&
                offsetof(StreamOperations, FindType) == 20));
 
+// The step has single precision, all that is computed with it double: the boundaries depend on both.
+double StepLength(uint32_t total, uint32_t steps) {
+  return static_cast<float>(static_cast<double>(total) / static_cast<double>(steps));
+}
+
+// The number of whole steps up to a position.
+int64_t CountSteps(uint32_t position, double step) {
+  return static_cast<int64_t>(static_cast<double>(position) / step);
+}
+
+// Counts bytes and reports every step boundary that they crossed.
+//
+//   position   0         100        200        300        400    a step is 100, read to 250, then to 300
+//   boundary   k = 0     1          2          3          4
+//   read to 250: boundaries 1 and 2 were crossed, reports k = 0 and 1: positions 0 and 100
+//   read to 300: boundary 3, report k = 2: position 200
+//
 // Kept: the report for a boundary that was crossed carries the start of the step before it, so the first
 // report of a transfer is position 0 and the last one lies a step below the total; progress bars are scaled
 // to this.
@@ -37,15 +54,13 @@ void CountProgress(Stream* stream, uint32_t count) {
   if (after > stream->progressTotal) stream->progressTotal = after;
   stream->progressPosition = after;
 
-  // The method may set the stream up anew, so the rest works on copies. The step is single precision, what is
-  // computed from it double: the boundaries depend on both.
+  // The method may set the stream up anew, so the rest works on copies.
   const uint32_t total = stream->progressTotal;
   void* const context = stream->progressContext;
-  const auto step =
-      static_cast<float>(static_cast<double>(total) / static_cast<double>(stream->progressSteps));
-  const auto end = static_cast<int64_t>(static_cast<double>(after) / static_cast<double>(step));
-  for (auto k = static_cast<int64_t>(static_cast<double>(before) / static_cast<double>(step)); k < end; ++k) {
-    method(context, static_cast<uint32_t>(static_cast<double>(k) * static_cast<double>(step)), total);
+  const double step = StepLength(total, stream->progressSteps);
+  const int64_t end = CountSteps(after, step);
+  for (int64_t k = CountSteps(before, step); k < end; ++k) {
+    method(context, static_cast<uint32_t>(static_cast<double>(k) * step), total);
   }
 }
 
@@ -159,7 +174,9 @@ ErrorCode Stream_ReadTo(Stream* stream, uint32_t delimiterLength, const void* de
   uint32_t& count = countOut != nullptr ? *countOut : ignored;
   count = 0;
   if (delimiterLength == 0) return Error_None;
-  if (stream == nullptr || delimiter == nullptr || buffer == nullptr) return Error_Invalid;
+  if (stream == nullptr || delimiter == nullptr) return Error_Invalid;
+  if (bufferSize == 0) return Error_Exceed;
+  if (buffer == nullptr) return Error_Invalid;
 
   const auto* wanted = static_cast<const uint8_t*>(delimiter);
   auto* bytes = static_cast<uint8_t*>(buffer);

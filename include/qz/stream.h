@@ -1,9 +1,9 @@
 /* Stream: the common byte stream of the library.
  *
  * Every concrete stream (file, socket, memory, read buffer, size counter) begins with the header below and
- * is used through these functions, which dispatch through the type's operation table. A stream is made by its
- * type's own function and ends with Stream_Delete. A stream blocks only where the
- * type beneath it does. One thread uses a stream at a time. */
+ * is used through these functions, which dispatch through the type's operation table. A stream is created by
+ * its type's own function and ends with Stream_Delete. A call blocks only where the concrete type does. One
+ * thread uses a stream at a time. */
 #ifndef QZ_STREAM_H
 #define QZ_STREAM_H
 
@@ -28,7 +28,7 @@ typedef struct StreamOperations {
   uint32_t (*ReadAvail)(Stream* stream);                                 /* bytes readable at once */
   uint32_t (*Write)(Stream* stream, uint32_t count, const void* buffer); /* bytes written */
   ErrorCode (*Error)(Stream* stream);                                    /* status of the last failure */
-  Stream* (*FindType)(Stream* stream, uint32_t type);                    /* the stream beneath of a type */
+  Stream* (*FindType)(Stream* stream, uint32_t type);                    /* the wrapped stream of a type */
 } StreamOperations;
 
 /* Called with the position of the report and the expected total, both in bytes. It may change the stream's
@@ -50,9 +50,11 @@ struct Stream {
  * and the type code, and clears the five progress fields. stream: null does nothing. */
 QZ_API void Stream_Init(uint32_t type, const StreamOperations* operations, Stream* stream);
 
-/* Sets what reports the progress of reading and writing. steps: reports over the whole total, 0 for none.
- * method: null for none. context: passed back to the method unchanged. stream: null does nothing. Reports
- * come only while a total is set (Stream_SetProgress); more steps than bytes give several reports a byte. */
+/* Sets the progress callback. The name misleads: the method is not called while the stream is idle, but from
+ * within Stream_Read and Stream_Write, when their bytes cross a step boundary; a stream that waits for the
+ * network calls nothing. steps: reports over the whole total, 0 for none. method: null for none. context:
+ * passed back to the method unchanged. stream: null does nothing. Reports come only while a total is set
+ * (Stream_SetProgress); more steps than bytes give several reports a byte. */
 QZ_API void Stream_SetIdleMethod(Stream* stream, uint32_t steps, StreamProgressMethod method, void* context);
 
 /* Sets the progress position and total, in bytes: the smaller of a and b becomes the position, the larger the
@@ -63,7 +65,8 @@ QZ_API void Stream_SetProgress(Stream* stream, uint32_t a, uint32_t b);
  * Stream_Error names. Returns 0 for a null stream. While a method, steps and a total are set, the position
  * advances by the result, the total grows to it if need be, and the method is called once for every step
  * boundary that was crossed, with the start of the step before the boundary: the first report of a transfer
- * carries position 0. The call returns after the reports. */
+ * carries position 0. The call returns after the reports. Boundaries
+ * are computed in double precision from a step in single precision, on every platform. */
 QZ_API uint32_t Stream_Write(Stream* stream, uint32_t count, const void* buffer);
 
 /* Reads at most count bytes into buffer and returns how many were read; 0 means the end or a failure, which
@@ -78,8 +81,8 @@ QZ_API uint32_t Stream_ReadAvail(Stream* stream);
  * Error_Ended at the end, Error_Invalid for a null stream, else what the type gives. */
 QZ_API ErrorCode Stream_Error(Stream* stream);
 
-/* Returns the stream itself (borrowed) when it is of the given type, else null; does not look beneath. A null
- * stream gives null. */
+/* Returns the stream itself (borrowed) when it is of the given type, else null; does not look at a wrapped
+ * stream. A null stream gives null. */
 QZ_API Stream* Stream_GetType(Stream* stream, uint32_t type);
 
 /* Returns the stream itself, or the stream of the given type that it wraps (borrowed), or null. A null stream
@@ -101,10 +104,11 @@ QZ_API ErrorCode Stream_WriteFLine(Stream* stream, const char* format, ...) QZ_P
 
 /* Reads up to and including a delimiter, byte by byte, so that nothing behind the delimiter is taken.
  * delimiter: delimiterLength bytes (borrowed); a length of 0 reads nothing and gives Error_None. buffer:
- * receives at most bufferSize bytes, the delimiter among them, no terminator. countOut: receives the number
- * of bytes stored, whatever the status; may be null. Error_None: the delimiter was read; Error_Exceed: the
- * buffer is full before it; Error_Ended or the stream's error: no further byte came; Error_Invalid: a null
- * stream, delimiter or buffer. A byte that breaks a partial match does not begin a new one: CR LF is not
+ * receives at most bufferSize bytes, the delimiter among them, no terminator; with a bufferSize of 0 it may
+ * be null, nothing is read and the status is Error_Exceed. countOut: receives the number of bytes stored,
+ * whatever the status; may be null. Error_None: the delimiter was read; Error_Exceed: the buffer is full
+ * before it; Error_Ended or the stream's error: no further byte came; Error_Invalid: a null stream, delimiter
+ * or buffer. A byte that breaks a partial match does not begin a new one: CR LF is not
  * found in CR CR LF. */
 QZ_API ErrorCode Stream_ReadTo(Stream* stream, uint32_t delimiterLength, const void* delimiter,
                                uint32_t bufferSize, void* buffer, uint32_t* countOut);
