@@ -42,10 +42,15 @@ uint32_t TakeBuffered(ReadBufferStream& record, uint32_t count, uint8_t* destina
   return taken;
 }
 
+// A stream of an application's own may claim more than it was asked for.
+uint32_t ReadWrapped(const ReadBufferStream& record, uint32_t count, uint8_t* destination) {
+  return std::min(Stream_Read(record.underlying, count, destination), count);
+}
+
 bool Refill(ReadBufferStream& record) {
   record.readPointer = record.buffer;
   record.dataEnd = record.buffer;
-  record.dataEnd += Stream_Read(record.underlying, record.bufferSize, record.buffer);
+  record.dataEnd += ReadWrapped(record, record.bufferSize, record.buffer);
   return record.dataEnd != record.buffer;
 }
 
@@ -56,10 +61,10 @@ ErrorCode DeleteRecord(Stream* stream) {
   return Error_None;
 }
 
-// Refills until the request is satisfied or nothing comes; only a request of a whole buffer or more goes past
-// the buffer, with one single read.
+// Refills until the request is satisfied or nothing comes. When a whole buffer or more is missing, one single
+// read goes past the buffer instead.
 uint32_t ReadBuffered(Stream* stream, uint32_t count, void* buffer) {
-  if (buffer == nullptr && count != 0) return 0;
+  if (buffer == nullptr || count == 0) return 0;
   ReadBufferStream& record = *RecordOf(stream);
   auto* destination = static_cast<uint8_t*>(buffer);
   uint32_t delivered = 0;
@@ -70,14 +75,14 @@ uint32_t ReadBuffered(Stream* stream, uint32_t count, void* buffer) {
     }
     const uint32_t wanted = count - delivered;
     if (wanted >= record.bufferSize) {
-      return delivered + Stream_Read(record.underlying, wanted, destination + delivered);
+      return delivered + ReadWrapped(record, wanted, destination + delivered);
     }
     if (!Refill(record)) return delivered;
   }
 }
 
-// Kept: a plain 32-bit sum, so an unknown count beneath (0xFFFFFFFF) and 3 buffered bytes make 2, and 1 makes
-// 0; programs with such a stream of their own reckon with the one that is missing.
+// Kept: a plain 32-bit sum, so an unknown count of the wrapped stream (0xFFFFFFFF) and 3 buffered bytes make
+// 2, and 1 makes 0; programs with such a stream of their own expect the one that is missing.
 uint32_t CountAvailable(Stream* stream) {
   const ReadBufferStream& record = *RecordOf(stream);
   return Stream_ReadAvail(record.underlying) + CountBuffered(record);
@@ -87,8 +92,8 @@ uint32_t WriteThrough(Stream* stream, uint32_t count, const void* buffer) {
   return Stream_Write(RecordOf(stream)->underlying, count, buffer);
 }
 
-// Kept: an end beneath is masked after a refill that filled a part of the buffer, also when those bytes are
-// long read; readers of small records take the short count itself for the end.
+// Kept: the wrapped stream's end is masked after a refill that filled a part of the buffer, also when those
+// bytes were all read; readers of small records take the short count itself for the end.
 ErrorCode MaskedError(Stream* stream) {
   const ReadBufferStream& record = *RecordOf(stream);
   const ErrorCode status = Stream_Error(record.underlying);
@@ -97,19 +102,19 @@ ErrorCode MaskedError(Stream* stream) {
   return refilled != 0 && refilled < record.bufferSize ? Error_None : Error_Ended;
 }
 
-Stream* FindBeneath(Stream* stream, uint32_t type) {
+Stream* FindWrapped(Stream* stream, uint32_t type) {
   return Stream_FindType(RecordOf(stream)->underlying, type);
 }
 
 constexpr StreamOperations kOperations = {DeleteRecord, ReadBuffered, CountAvailable,
-                                          WriteThrough, MaskedError,  FindBeneath};
+                                          WriteThrough, MaskedError,  FindWrapped};
 
 }  // namespace
 
 Stream* ReadBufferStream_New(uint32_t bufferSize, Stream* underlying, int32_t deleteUnderlying) {
   const size_t size = sizeof(ReadBufferStream) + bufferSize;
   if (underlying == nullptr || size < bufferSize) return nullptr;
-  // Cleared, because a stream beneath may count bytes that it never stores.
+  // Cleared, because a wrapped stream may count bytes that it never stores.
   auto* record = static_cast<ReadBufferStream*>(iMemory_NewCleared(size));
   if (record == nullptr) return nullptr;
   Stream_Init(StreamType_ReadBuffer, &kOperations, &record->header);
