@@ -34,13 +34,13 @@ struct MemoryStream {
   Stream header;
   uint32_t size;           // bytes written so far, the initial block's among them
   uint32_t chunkCount;     // chunks in use: 0 or 1
-  uint32_t chunkCapacity;  // slots; two are the most that are ever reached
+  uint32_t chunkCapacity;  // of the layout only: two slots are the most that are ever used
   Chunk* chunks;
   uint32_t freeInChunk;   // bytes left in the chunk being written
   uint8_t* writePointer;  // null: that chunk is full
-  uint32_t readChunk;     // 0 always: the first chunk is the only one that can be read
+  uint32_t readChunk;     // of the layout only: no chunk but the first can be read
   uint8_t* readPointer;   // null: nothing to read yet
-  // From here on the stream's own affair.
+  // Behind the stated layout.
   uint8_t* readEnd;     // end of the chunk that the read pointer lies in
   uint32_t writeChunk;  // slot of the chunk being written, which is where freeInChunk counts
   OwnChunk* ownChunks;
@@ -72,8 +72,9 @@ ErrorCode DeleteRecord(Stream* stream) {
 // written or not; readers of such a stream get whole chunks.
 uint32_t CountReadable(const MemoryStream& record) {
   const auto left = static_cast<uint32_t>(record.readEnd - record.readPointer);
-  const bool isLast = record.readChunk + 1 == record.chunkCount;
-  return isLast && record.writeChunk == record.readChunk ? left - record.freeInChunk : left;
+  const bool isLast = record.chunkCount == 1;
+  const bool isBeingWritten = record.writeChunk == 0;
+  return isLast && isBeingWritten ? left - record.freeInChunk : left;
 }
 
 uint32_t ReadChunks(Stream* stream, uint32_t count, void* buffer) {
