@@ -14,14 +14,16 @@ namespace {
 
 constexpr std::size_t kLongestURL = 1000;  // the library's limit is 1023, the request adds a little
 constexpr std::string_view kSchemeEnd = "://";
+constexpr const char* kUnsupported = "unsupported URL";
 
-[[noreturn]] void Refuse(const std::string& text, const std::string& why) {
+[[noreturn]] void Refuse(const std::string& text, const std::string& why,
+                         const char* verdict = "invalid URL") {
   constexpr std::size_t kShown = 120;
   // In a text that cannot be split, anything before an "@" may be a password.
   const std::size_t at = text.rfind('@');
   const std::string safe = at == std::string::npos ? text : "..." + text.substr(at + 1);
   const std::string url = safe.size() > kShown ? safe.substr(0, kShown) + "..." : safe;
-  throw Failure{ExitCode::Usage, "\"" + url + "\" " + why};
+  throw Failure{ExitCode::Usage, std::string(verdict) + " \"" + url + "\": " + why};
 }
 
 bool IsHexadecimal(char c) {
@@ -55,10 +57,10 @@ std::string WithPath(std::string text) {
 }
 
 std::string Trimmed(const std::string& text) {
-  constexpr const char* kBlank = " \t\r\n";
-  const std::size_t first = text.find_first_not_of(kBlank);
+  constexpr const char* kWhitespace = " \t\r\n";
+  const std::size_t first = text.find_first_not_of(kWhitespace);
   if (first == std::string::npos) return "";
-  return text.substr(first, text.find_last_not_of(kBlank) - first + 1);
+  return text.substr(first, text.find_last_not_of(kWhitespace) - first + 1);
 }
 
 // For messages: what stands between the scheme, if there is one, and the last "@" of the host part is a
@@ -75,14 +77,14 @@ std::string WithoutLogin(const std::string& text) {
 Scheme SchemeOf(const std::string& text) {
   const std::size_t end = text.find(kSchemeEnd);
   const std::string shown = WithoutLogin(text);
-  if (end == std::string::npos) Refuse(shown, "is no URL; write it as ftp://host/path or http://host/path");
+  if (end == std::string::npos) Refuse(shown, "no scheme; write ftp://host/path or http://host/path");
   const std::string scheme = LowerCase(text.substr(0, end));
   if (scheme == "http") return Scheme::HTTP;
   if (scheme == "ftp") return Scheme::FTP;
   if (scheme == "https") {
-    Refuse(shown, "cannot be fetched: https (encrypted HTTP) is not supported; try http:// or ftp://");
+    Refuse(shown, "https (encrypted HTTP) is not supported; try http:// or ftp://", kUnsupported);
   }
-  Refuse(shown, "begins with \"" + scheme + "://\", which is not supported; qz knows ftp:// and http://");
+  Refuse(shown, "the scheme \"" + scheme + "\" is not supported; use ftp:// or http://", kUnsupported);
 }
 
 bool IsHostCharacter(char c) {
@@ -96,27 +98,27 @@ void CheckPort(const std::string& text, const std::string& shown) {
   const std::size_t start = bare.find(kSchemeEnd) + kSchemeEnd.size();
   const std::string host = bare.substr(start, bare.find('/', start) - start);
   if (!host.empty() && host[0] == '[') {
-    Refuse(shown, "has an IPv6 address, which is not supported; use the host's name or its IPv4 address");
+    Refuse(shown, "IPv6 addresses are not supported; use the host name or the IPv4 address", kUnsupported);
   }
   const std::size_t colon = host.find(':');
   if (colon == std::string::npos) return;
   const std::string port = host.substr(colon + 1);
   const bool digits = !port.empty() && port.find_first_not_of("0123456789") == std::string::npos;
   if (!digits || port.size() > 5 || std::stoul(port) == 0 || std::stoul(port) > 65535) {
-    Refuse(shown, "has a port that is not a number from 1 to 65535");
+    Refuse(shown, "the port must be a number from 1 to 65535");
   }
 }
 
 // The library drops null bytes, which would make the path another file's; and what some programs take for
-// the kind of transfer would be a part of the name.
+// the transfer type would be a part of the name.
 void CheckFTPPath(const std::string& text, const std::string& shown) {
-  if (text.find("%00") != std::string::npos) Refuse(shown, "contains a null byte (%00)");
+  if (text.find("%00") != std::string::npos) Refuse(shown, "it contains a null byte (%00)");
   constexpr std::string_view kType = ";type=";
   if (text.size() <= kType.size()) return;
   const std::string end = LowerCase(text.substr(text.size() - kType.size() - 1));
   if (end.rfind(kType, 0) == 0) {
-    Refuse(shown, "ends in \"" + text.substr(text.size() - end.size()) +
-                      "\"; leave that out, files are always moved byte by byte");
+    Refuse(shown, "omit the transfer type \"" + text.substr(text.size() - end.size()) +
+                      "\"; files are always transferred in binary");
   }
 }
 
@@ -128,7 +130,7 @@ std::unique_ptr<URLData, FreeBlock> Split(const std::string& text, const std::st
   URLData* data = nullptr;
   const ErrorCode status = URL_NewData(text.c_str(), &data);
   if (status == Error_Memory) throw Failure{ExitCode::Other, "out of memory"};
-  if (status != Error_None) Refuse(shown, "is no URL; write it as ftp://host/path or http://host/path");
+  if (status != Error_None) Refuse(shown, "write ftp://host/path or http://host/path");
   return std::unique_ptr<URLData, FreeBlock>(data);
 }
 
@@ -169,21 +171,21 @@ void TakeParts(const std::string& text, const URLData& data, Address* address) {
 
 void Check(const Address& address) {
   constexpr std::size_t kLongestHost = 255;
-  if (address.host.empty()) Refuse(address.shown, "names no host");
-  if (address.host.size() > kLongestHost) Refuse(address.shown, "has a host name that is too long");
-  // Connecting there fails with the status of an answer that is none.
-  if (address.host == "255.255.255.255") Refuse(address.shown, "names an address that is no single host's");
+  if (address.host.empty()) Refuse(address.shown, "the host is missing");
+  if (address.host.size() > kLongestHost) Refuse(address.shown, "the host name is too long");
+  // Connecting there would fail with the status of an invalid response.
+  if (address.host == "255.255.255.255") Refuse(address.shown, "255.255.255.255 is the broadcast address");
   if (!std::all_of(address.host.begin(), address.host.end(), IsHostCharacter)) {
-    Refuse(address.shown, "has a host name with characters that no host name has");
+    Refuse(address.shown, "invalid character in the host name");
   }
   if (address.scheme == Scheme::HTTP && address.user) {
-    Refuse(address.shown, "carries a user name, but qz can log in to FTP servers only; leave it out");
+    Refuse(address.shown, "HTTP authentication is not supported; omit the user name", kUnsupported);
   }
   const auto isLineEnd = [](char c) { return c == '\r' || c == '\n'; };
   const std::string& user = address.user ? *address.user : address.path;
   const std::string& password = address.password ? *address.password : address.path;
   for (const std::string* part : {&address.path, &user, &password}) {
-    if (std::any_of(part->begin(), part->end(), isLineEnd)) Refuse(address.shown, "contains a line end");
+    if (std::any_of(part->begin(), part->end(), isLineEnd)) Refuse(address.shown, "it contains a line break");
   }
 }
 
@@ -207,9 +209,9 @@ std::string AbsoluteLocation(const Address& from, const std::string& location) {
 Address ParseAddress(const std::string& given) {
   const std::string text = WithPath(WithUpperCaseEscapes(Trimmed(given)));
   const std::string shown = WithoutLogin(text);
-  if (text.size() > kLongestURL) Refuse(shown, "is too long; at most 1000 characters work");
+  if (text.size() > kLongestURL) Refuse(shown, "it is longer than 1000 characters");
   const auto isControl = [](char c) { return static_cast<unsigned char>(c) < ' ' || c == 0x7F; };
-  if (std::any_of(text.begin(), text.end(), isControl)) Refuse(shown, "contains control characters");
+  if (std::any_of(text.begin(), text.end(), isControl)) Refuse(shown, "it contains control characters");
   Address address;
   address.scheme = SchemeOf(text);
   address.shown = shown;
@@ -221,20 +223,19 @@ Address ParseAddress(const std::string& given) {
 }
 
 Address Redirected(const Address& from, const std::string& location) {
-  if (location.empty()) throw Failure{ExitCode::Protocol, "the server redirects, but does not say where to"};
+  if (location.empty()) throw Failure{ExitCode::Protocol, "the server redirects without a Location"};
   const std::string text = AbsoluteLocation(from, location);
   if (LowerCase(text.substr(0, text.find(':'))) != "http") {
     const std::string hint = LowerCase(text.substr(0, 6)) == "https:" ? " (https is not supported)" : "";
     throw Failure{ExitCode::Protocol, "the server redirects to \"" + WithoutLogin(text) +
-                                          "\", which is another kind of address; it is not followed" + hint};
+                                          "\"; only redirects to http:// are followed" + hint};
   }
   try {
     Address address = ParseAddress(text);
     address.fileName = from.fileName;
     return address;
   } catch (const Failure& failure) {
-    throw Failure{ExitCode::Protocol,
-                  "the server redirects to an address that cannot be used: " + failure.text};
+    throw Failure{ExitCode::Protocol, "the server redirects to an " + failure.text};
   }
 }
 

@@ -25,8 +25,8 @@ struct Address {
 // Throws Failure (Usage) that says what is wrong with the text.
 Address ParseAddress(const std::string& text);
 
-// The address that a redirect of `from` leads to. Throws Failure (Protocol) when it is another kind of scheme
-// or no address at all. The file name stays the one of `from`.
+// The address that a redirect of `from` leads to. Throws Failure (Protocol) for another scheme than http and
+// for an invalid URL. The file name stays the one of `from`.
 Address Redirected(const Address& from, const std::string& location);
 
 // The URL of an HTTP request as HTTPc_Get takes it. Without a proxy that function unescapes the path once, so

@@ -19,24 +19,23 @@ std::string EnterFolderOf(const std::string& output) {
   const std::size_t separator = path.rfind('/');
   std::string name = separator == std::string::npos ? path : path.substr(separator + 1);
   if (name.empty() || name == "." || name == "..") {
-    throw Failure{ExitCode::Usage, "\"" + output + "\" is a folder; --output takes the name of a file"};
+    throw Failure{ExitCode::Usage, "\"" + output + "\" is a folder; --output takes a file name"};
   }
   if (separator != std::string::npos) {
     const std::string folder = separator == 0 ? "/" : path.substr(0, separator);
     if (Directory_SetCurrent(folder.c_str()) != 0) {
-      throw Failure{ExitCode::Disk, "the folder of \"" + output + "\" does not exist or cannot be entered"};
+      throw Failure{ExitCode::Disk, "cannot enter the folder of \"" + output + "\""};
     }
   }
   const DiskFile::Kind kind = DiskFile::KindOf(name);
   if (kind == DiskFile::Kind::Folder || kind == DiskFile::Kind::Other) {
-    throw Failure{ExitCode::Usage,
-                  "\"" + output + "\" is not a plain file; --output takes the name of a file"};
+    throw Failure{ExitCode::Usage, "\"" + output + "\" is not a regular file; --output takes a file name"};
   }
   return name;
 }
 
-// A part file that a URL of this run left must not be taken for the beginning of another URL's file.
-class LeftParts {
+// Part files that URLs of this run left behind. None is resumed with the data of another URL.
+class IncompleteDownloads {
  public:
   void Add(const std::string& target, const std::string& url) {
     if (DiskFile::KindOf(target + PartFile::kSuffix) == DiskFile::Kind::File) {
@@ -48,7 +47,7 @@ class LeftParts {
       if (name != LowerCase(target) || owner == url) continue;
       throw Failure{ExitCode::Other,
                     "\"" + target + PartFile::kSuffix +
-                        "\" holds the beginning of another URL's file; get this one with --output"};
+                        "\" is the incomplete download of another URL; get this one with --output"};
     }
   }
 
@@ -69,7 +68,7 @@ std::vector<Address> ParseAll(const Options& options) {
       throw Failure{ExitCode::Usage, "\"" + address.shown + "\" is a folder; list it with qz ls"};
     }
   }
-  if (!anyFTP) RefuseLogin(options);
+  if (!anyFTP) RejectHTTPLogin(options);
   return addresses;
 }
 
@@ -80,25 +79,25 @@ bool EndsTheRun(ExitCode code) {
 }  // namespace
 
 void RunGet(const Options& options, Reporter* reporter) {
-  console::SayWhenEnded("; what was received is kept, run the same command again to go on");
+  console::SetInterruptHint("; received data is kept, rerun the command to resume");
   const std::vector<Address> addresses = ParseAll(options);
   ExitCode first = ExitCode::Done;
-  LeftParts leftParts;
+  IncompleteDownloads incompleteDownloads;
   for (std::size_t i = 0; i < addresses.size(); i++) {
     const std::string& url = options.operands[i];
     std::string target = addresses[i].fileName;
     try {
       if (options.output) target = EnterFolderOf(*options.output);
-      leftParts.Check(target, url);
+      incompleteDownloads.Check(target, url);
       Download(addresses[i], target, options, reporter);
     } catch (const Failure& failure) {
-      if (!failure.text.empty()) reporter->Complain(failure.text);
+      if (!failure.text.empty()) reporter->ReportError(failure.text);
       if (first == ExitCode::Done) first = failure.code;
       if (EndsTheRun(failure.code)) {
-        if (i + 1 < addresses.size()) reporter->Complain("the other URLs were not tried");
+        if (i + 1 < addresses.size()) reporter->ReportError("the remaining URLs were skipped");
         break;
       }
-      leftParts.Add(target, url);
+      incompleteDownloads.Add(target, url);
     }
   }
   if (first != ExitCode::Done) throw Failure{first, ""};

@@ -1,9 +1,14 @@
 // qz ls: the listing of a folder of an FTP server on standard output.
+#include <algorithm>
+#include <string_view>
+#include <vector>
+
 #include "qz/error.h"
 #include "qz/file.h"
 #include "qz/os.h"
 #include "tool/commands.h"
 #include "tool/console.h"
+#include "tool/disk_file.h"
 #include "tool/failure.h"
 #include "tool/ftp_session.h"
 #include "tool/text.h"
@@ -12,11 +17,10 @@ namespace tool {
 namespace {
 
 constexpr std::size_t kNameBytes = 1024;
-constexpr std::uint32_t kReadText = 1 + 16;
-constexpr std::int32_t kLineBytes = 4096;
+constexpr std::size_t kReadBytes = 64 * 1024;
 
-// The library lists into a file that it opens like any other, so this one is in the program's own folder,
-// where nobody else puts a link in its way; and it never stays.
+// The library lists into a file that it opens by name, so it is in the program's own folder, where nobody
+// else can put a link. It is always removed.
 class TemporaryName {
  public:
   TemporaryName() {
@@ -24,14 +28,14 @@ class TemporaryName {
     char name[kNameBytes] = "";
     if (File_GetSysDir(SysDir_Cache, folder) != Error_None ||
         File_UniquifyName(folder, "qzList", name) != Error_None) {
-      throw Failure{ExitCode::Disk, "there is no folder for temporary files"};
+      throw Failure{ExitCode::Disk, "no folder for temporary files"};
     }
     name_ = name;
-    console::RemoveWhenEnded(console::ToSystemName(name_));
+    console::RemoveOnInterrupt(console::ToSystemName(name_));
   }
   ~TemporaryName() {
     File_Unlink(name_.c_str());
-    console::RemoveWhenEnded("");
+    console::RemoveOnInterrupt("");
   }
   TemporaryName(const TemporaryName&) = delete;
   TemporaryName& operator=(const TemporaryName&) = delete;
@@ -41,32 +45,31 @@ class TemporaryName {
   std::string name_;
 };
 
-class ListFile {
- public:
-  explicit ListFile(const std::string& name) {
-    if (File_Open(name.c_str(), kReadText, &file_) != Error_None) {
-      throw Failure{ExitCode::Disk, "cannot read the list that was received"};
-    }
-  }
-  ~ListFile() { File_Close(file_); }
-  ListFile(const ListFile&) = delete;
-  ListFile& operator=(const ListFile&) = delete;
-  bool NextLine(std::string* line) {
-    char buffer[kLineBytes];
-    const std::int32_t length = File_ScanLine(file_, kLineBytes, buffer);
-    if (length < 0) return false;
-    line->assign(buffer, static_cast<std::size_t>(length));
-    return true;
-  }
+std::string ReadAll(const std::string& path) {
+  DiskFile file;
+  file.OpenForReading(path);
+  std::string content;
+  std::vector<char> buffer(kReadBytes);
+  while (const std::size_t count = file.Read(buffer.size(), buffer.data()))
+    content.append(buffer.data(), count);
+  return content;
+}
 
- private:
-  File* file_ = nullptr;
-};
+// Makes every line printable and its line end a single newline.
+std::string PrintableLines(std::string_view text) {
+  std::string output;
+  while (!text.empty()) {
+    const std::size_t end = std::min(text.find('\n'), text.size());
+    std::string_view line = text.substr(0, end);
+    while (!line.empty() && line.back() == '\r') line.remove_suffix(1);
+    output += Printable(line) + "\n";
+    text.remove_prefix(std::min(end + 1, text.size()));
+  }
+  return output;
+}
 
-void Print(const std::string& name) {
-  ListFile file(name);
-  std::string output, line;
-  while (file.NextLine(&line)) output += Printable(line) + "\n";
+void Print(const std::string& path) {
+  const std::string output = PrintableLines(ReadAll(path));
   if (console::Write(console::Channel::Output, output.data(), output.size())) return;
   throw Failure{ExitCode::Disk, "cannot write to standard output"};
 }
@@ -80,16 +83,15 @@ std::string WithoutTrailingSlash(std::string path) {
 
 void RunList(const Options& options, Reporter* reporter) {
   const Address address = ParseAddress(options.operands[0]);
-  if (address.scheme != Scheme::FTP)
-    throw Failure{ExitCode::Usage, "qz ls lists folders of FTP servers only"};
+  if (address.scheme != Scheme::FTP) throw Failure{ExitCode::Usage, "qz ls supports FTP servers only"};
   const Login login = LoginFor(address, options);
   const TemporaryName list;
   FTPSession session(address, options, reporter);
   session.LogIn(login);
   session.SetType('A');
   session.List(WithoutTrailingSlash(address.path), options.namesOnly, list.Get());
-  Print(list.Get());
-  session.SayGoodbye();
+  Print(console::ToSystemName(list.Get()));
+  session.Quit();
 }
 
 }  // namespace tool

@@ -1,4 +1,4 @@
-// qz put: a local file onto an FTP server, going on where the server's copy ends.
+// qz put: a local file onto an FTP server, resuming at the end of the server's copy.
 #include <limits>
 
 #include "qz/error.h"
@@ -32,7 +32,7 @@ class Upload {
       try {
         Attempt(again);
         reporter_->EndProgress();
-        session_->SayGoodbye();
+        session_->Quit();
         return;
       } catch (const Failure& failure) {
         reporter_->EndProgress();
@@ -51,25 +51,25 @@ class Upload {
     session_->SetType('I');
     std::uint32_t offset = Offset(again);
     if (offset > 0 && offset == size_) {
-      reporter_->Say("\"" + address_.path + "\" is complete on the server already; --restart sends it again");
+      reporter_->Say("\"" + address_.path + "\" is already complete on the server; --restart sends it again");
       return;
     }
     const bool resuming = offset > 0;
     Stream* stream = session_->StartStore(address_.path, &offset);
     if (resuming && offset == 0)
-      reporter_->Say("the server cannot go on in the middle of a file: starting again");
-    if (resuming && offset > 0) reporter_->Say("going on at " + SizeText(offset));
+      reporter_->Say("the server does not support resuming: restarting from the beginning");
+    if (resuming && offset > 0) reporter_->Say("resuming at " + SizeText(offset));
     Send(stream, offset);
     CheckWhole();
     reporter_->Say("stored \"" + address_.path + "\" (" + SizeText(size_) + ")");
     if (file_.Size() > size_) {
-      reporter_->Say("\"" + name_ + "\" grew while it was sent; run the same command again to send the rest");
+      reporter_->Say("\"" + name_ + "\" grew during the transfer; rerun the command to send the rest");
     }
   }
 
-  // What the server holds of this file, as far as it can be told: 0 for nothing or for another file. A server
-  // may keep the file that is to be replaced until the new one is whole, so an attempt that broke off is not
-  // gone on with where the old file is still there.
+  // The offset to resume at: what the server holds of this file, 0 for nothing or for another file. A server
+  // may keep the old file until the new one is complete, so a retry does not resume while the old one is
+  // still there.
   std::uint32_t Offset(bool again) {
     const auto remote = session_->SizeOf(address_.path);
     const std::uint32_t held = remote ? remote->bytes : 0;
@@ -89,18 +89,18 @@ class Upload {
       status = SendFrom(&file_, &position_, size_, stream, options_, reporter_);
       if (status == Error_None && position_ < size_) {
         throw Failure{ExitCode::Disk,
-                      "\"" + name_ + "\" became smaller while it was sent; send it again with --restart"};
+                      "\"" + name_ + "\" was truncated during the transfer; send it again with --restart"};
       }
-      // Closing a socket drops what is not sent yet, so the server's end of the connection is waited for.
+      // Closing a socket drops unsent data, so the server closes first.
       Sock_Shutdown(reinterpret_cast<Sock*>(Stream_FindType(stream, StreamType_Sock)), kShutdownSending);
-      if (status == Error_None) WaitForEnd(stream, options_);
+      if (status == Error_None) WaitForPeerClose(stream, options_);
     } catch (...) {
       Stream_Delete(stream);
       throw;
     }
-    // The server's word explains a connection that broke: no room, not allowed.
+    // The final reply explains a broken connection: disk full, not allowed.
     session_->EndTransfer(stream);
-    if (status != Error_None) throw Failure{ExitCode::Network, NetworkTrouble(status), Retry::Yes};
+    if (status != Error_None) throw Failure{ExitCode::Network, NetworkErrorText(status), Retry::Yes};
     position_ = size_;
   }
 
@@ -122,7 +122,7 @@ class Upload {
   std::uint64_t size_ = 0;
   std::uint64_t held_ = 0;  // what the server held when the last attempt began to send
   std::uint64_t position_ = 0;
-  std::uint32_t replaced_ = 0;  // the length of another file that stood on the server
+  std::uint32_t replaced_ = 0;  // the length of the old file on the server
   std::unique_ptr<FTPSession> session_;
 };
 
@@ -133,30 +133,30 @@ std::string LastPart(const std::string& path) {
 }  // namespace
 
 void RunPut(const Options& options, Reporter* reporter) {
-  console::SayWhenEnded("; run the same command again to go on");
+  console::SetInterruptHint("; rerun the command to resume");
   const std::string& file = options.operands[0];
   Address address = ParseAddress(options.operands[1]);
-  if (address.scheme != Scheme::FTP) throw Failure{ExitCode::Usage, "qz put stores on FTP servers only"};
+  if (address.scheme != Scheme::FTP) throw Failure{ExitCode::Usage, "qz put supports FTP servers only"};
   if (address.path.empty() || address.path.back() == '/') {
     address.path += LastPart(file);
     address.fileName = LastPart(file);
   }
   if (address.path.find_first_of("\r\n") != std::string::npos) {
     throw Failure{ExitCode::Usage,
-                  "the name \"" + LastPart(file) + "\" contains a line end; name the file in the URL"};
+                  "the name \"" + LastPart(file) + "\" contains a line break; give the file name in the URL"};
   }
   const DiskFile::Kind kind = DiskFile::KindOf(file);
   if (kind == DiskFile::Kind::Nothing) {
-    throw Failure{ExitCode::NotFound, "the file \"" + file + "\" does not exist"};
+    throw Failure{ExitCode::NotFound, "\"" + file + "\" does not exist"};
   }
   if (kind == DiskFile::Kind::Folder) {
-    throw Failure{ExitCode::Usage, "\"" + file + "\" is a folder; qz put stores single files"};
+    throw Failure{ExitCode::Usage, "\"" + file + "\" is a folder; qz put stores one file"};
   }
   try {
     Upload(file, address, options, reporter).Run();
   } catch (const Interruption&) {
     reporter->EndProgress();
-    reporter->Complain("interrupted; run the same command again to go on");
+    reporter->ReportError("interrupted; rerun the command to resume");
     throw;
   }
 }

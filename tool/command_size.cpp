@@ -4,6 +4,7 @@
 #include "qz/error.h"
 #include "tool/commands.h"
 #include "tool/console.h"
+#include "tool/failure.h"
 #include "tool/ftp_session.h"
 #include "tool/http_request.h"
 #include "tool/text.h"
@@ -13,10 +14,13 @@ namespace {
 
 constexpr std::uint32_t kTooLarge = 0xFFFFFFFFu;
 
+enum class Resume { Unknown, No, Yes };
+
 struct FileFacts {
   std::optional<std::uint32_t> size;
   std::string time = "unknown";
-  bool canResume = false;
+  Resume resume = Resume::Unknown;
+  std::optional<Failure> failure;  // why `resume` is unknown
 };
 
 std::string DateText(const TimeData& data) {
@@ -25,7 +29,7 @@ std::string DateText(const TimeData& data) {
   return buffer;
 }
 
-// Servers tell times in GMT and the library keeps the numbers as they were told.
+// Servers send times in GMT; the library keeps the numbers unchanged.
 std::string TimeText(const Time& time, bool fromDateText) {
   TimeData data{};
   Time_TimeToData(&time, &data);
@@ -34,24 +38,40 @@ std::string TimeText(const Time& time, bool fromDateText) {
   std::string text = DateText(data) + clock;
   constexpr std::uint32_t kMarch = 3, kMay = 5;
   if (fromDateText && data.month == kMarch) {
-    // The library reads "May" as "Mar"; which one the server meant cannot be told from here.
+    // The library reads "May" as "Mar", so both are possible.
     data.month = kMay;
     text += " (or " + DateText(data) + clock + ")";
   }
   return text;
 }
 
+// The answer of an HTTP server that was asked for the first byte alone. Throws Failure when that is no
+// answer.
+Resume ResumeOf(const HTTPResponse& response, const Address& address) {
+  constexpr int kPartialContent = 206, kRangeNotSatisfiable = 416;
+  if (response.IsWholeFile()) return Resume::No;
+  // An empty file has no first byte.
+  if (response.Code() == kRangeNotSatisfiable) return Resume::Unknown;
+  if (response.Code() != kPartialContent) throw FailureOfResponse(response, address);
+  const auto bytes = response.Range();
+  return bytes && bytes->first == 0 && bytes->last == 0 ? Resume::Yes : Resume::No;
+}
+
 FileFacts AskHTTP(Address address, const Options& options, Reporter* reporter) {
   FileFacts facts;
   {
     const auto whole = Request(&address, std::nullopt, options, reporter);
-    if (whole->Code() != 200 && whole->Code() != 203) throw RefusalOf(*whole, address);
+    if (!whole->IsWholeFile()) throw FailureOfResponse(*whole, address);
     facts.size = whole->Length();
     if (const auto modified = whole->Modified()) facts.time = TimeText(*modified, true);
   }
-  const auto range = Request(&address, ByteRange{0, 0}, options, reporter);
-  const auto bytes = range->Range();
-  facts.canResume = range->Code() == 206 && bytes && bytes->first == 0 && bytes->last == 0;
+  try {
+    const auto first = Request(&address, ByteRange{0, 0}, options, reporter);
+    facts.resume = ResumeOf(*first, address);
+  } catch (const Failure& failure) {
+    facts.failure = failure;
+    facts.failure->text = "cannot query whether the server can resume: " + failure.text;
+  }
   return facts;
 }
 
@@ -65,13 +85,22 @@ FileFacts AskFTP(const Address& address, const Options& options, Reporter* repor
   const auto time = session.TimeOf(address.path);
   if (!size && !time) {
     throw Failure{ExitCode::NotFound,
-                  "\"" + address.shown + "\" was not found, or the server tells nothing about it"};
+                  "\"" + address.shown + "\" was not found, or the server reports neither size nor time"};
   }
   if (size) facts.size = size->bytes;
   if (time) facts.time = TimeText(*time, false);
-  facts.canResume = session.CanRestart();
-  session.SayGoodbye();
+  try {
+    facts.resume = session.CanRestart() ? Resume::Yes : Resume::No;
+    session.Quit();
+  } catch (const Failure& failure) {
+    facts.failure = failure;
+  }
   return facts;
+}
+
+const char* ResumeText(Resume resume) {
+  if (resume == Resume::Unknown) return "unknown";
+  return resume == Resume::Yes ? "yes" : "no";
 }
 
 std::string SizeLine(const std::optional<std::uint32_t>& size) {
@@ -85,15 +114,17 @@ std::string SizeLine(const std::optional<std::uint32_t>& size) {
 void RunSize(const Options& options, Reporter* reporter) {
   const Address address = ParseAddress(options.operands[0]);
   if (address.scheme == Scheme::FTP && address.path.empty()) {
-    throw Failure{ExitCode::Usage, "\"" + address.shown + "\" names no file"};
+    throw Failure{ExitCode::Usage, "\"" + address.shown + "\" does not name a file"};
   }
-  if (address.scheme == Scheme::HTTP) RefuseLogin(options);
+  if (address.scheme == Scheme::HTTP) RejectHTTPLogin(options);
   const FileFacts facts = address.scheme == Scheme::HTTP ? AskHTTP(address, options, reporter)
                                                          : AskFTP(address, options, reporter);
   const std::string output = "size:   " + SizeLine(facts.size) + "\ntime:   " + facts.time +
-                             "\nresume: " + (facts.canResume ? "yes" : "no") + "\n";
-  if (console::Write(console::Channel::Output, output.data(), output.size())) return;
-  throw Failure{ExitCode::Disk, "cannot write to standard output"};
+                             "\nresume: " + ResumeText(facts.resume) + "\n";
+  if (!console::Write(console::Channel::Output, output.data(), output.size())) {
+    throw Failure{ExitCode::Disk, "cannot write to standard output"};
+  }
+  if (facts.failure) throw *facts.failure;
 }
 
 }  // namespace tool

@@ -12,10 +12,9 @@ namespace tool::console {
 
 enum class Channel { Output, Messages };
 
-// Called once, first: notices Ctrl-C and the like (the terminal is closed, the system wants the program to
-// end) from now on, fills standard channels that came closed, so that no file or connection gets their place,
-// lets failing writes be statuses instead of signals, and
-// keeps line ends on standard output as they are written.
+// Called once, first. Handles Ctrl-C, a closed terminal and termination requests from now on; opens closed
+// standard streams, so that no file or connection gets their descriptor; ignores the signals of failing
+// writes; and writes line ends to standard output unchanged.
 void Prepare();
 
 // Whether a person reads the channel.
@@ -27,11 +26,11 @@ bool HasColour(Channel channel);
 // Width of the message terminal in characters; 80 when it is not known.
 unsigned Columns();
 
-// Writes all bytes at once, unbuffered. False when they could not be written. A reader that has seen enough
-// and is gone ("| head -1") is no failure: the rest is dropped.
+// Writes all bytes at once, unbuffered. False when they could not be written. A reader that closed the pipe
+// ("| head -1") is not a failure: the rest is dropped.
 bool Write(Channel channel, const char* bytes, std::size_t count);
 
-// Asks on the terminal, without showing what is typed. Nothing when there is no terminal or it was ended.
+// Asks on the terminal with echo off. Nothing when there is no terminal or its input ended.
 // Throws Interruption on Ctrl-C.
 std::optional<std::string> AskHidden(const std::string& question);
 
@@ -41,10 +40,9 @@ bool Interrupted();
 // Waits; ends early when Ctrl-C is pressed.
 void Pause(unsigned milliseconds);
 
-// While one of these lives, the program is inside a call that may wait for a server for a minute. Ctrl-C then
-// ends the program at once with exit code 130, after the file named by RemoveWhenEnded is gone. Every byte of
-// a part file was already handed to the system, so nothing is lost. Throws Interruption when Ctrl-C came
-// before.
+// Marks a library call that may block for a minute, or longer in a name look-up. Ctrl-C during the call exits
+// at once with code 130, after removing the file of RemoveOnInterrupt. Every byte of a part file was already
+// written, so nothing is lost. Throws Interruption when Ctrl-C came before.
 class BlockingCall {
  public:
   BlockingCall();
@@ -53,11 +51,11 @@ class BlockingCall {
   BlockingCall& operator=(const BlockingCall&) = delete;
 };
 
-// What such an end adds to "interrupted", a constant text; "" at first.
-void SayWhenEnded(const char* hint);
+// What is printed after "interrupted" on such an exit, a constant text; "" at first.
+void SetInterruptHint(const char* hint);
 
-// Names the one temporary file that an end by Ctrl-C removes, in the system's form; empty: none.
-void RemoveWhenEnded(const std::string& path);
+// The temporary file that such an exit removes, in the system's form; empty: none.
+void RemoveOnInterrupt(const std::string& path);
 
 // Between the system's file names and the form that the library's file functions take.
 std::string ToLibraryName(const std::string& systemName);

@@ -111,7 +111,7 @@ ErrorCode SendFrom(DiskFile* file, std::uint64_t* position, std::uint64_t end, S
   }
 }
 
-void WaitForEnd(Stream* stream, const Options& options) {
+void WaitForPeerClose(Stream* stream, const Options& options) {
   Sock* sock = SocketOf(stream);
   char ignored[256];
   const auto deadline = Clock::now() + std::chrono::seconds(options.timeoutSeconds);

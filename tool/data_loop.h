@@ -12,14 +12,14 @@
 
 namespace tool {
 
-// How receiving ended: Error_None when `limit` bytes came, Error_Ended when the server ended the data
-// properly, else the status of what broke. Every byte that came is in the part file, none beyond the limit.
+// Receives into the part file. Error_None when `limit` bytes were received, Error_Ended at a clean end of the
+// data, else the status of the failure. The part file has every byte received, none beyond the limit.
 // Throws Interruption, and Failure (Disk) when the part file cannot take the data.
 ErrorCode ReceiveInto(PartFile* part, Stream* stream, std::optional<std::uint64_t> limit,
                       const Options& options, Reporter* reporter);
 
-// Reads one byte more, where the end is expected: count 0 and the status that ended the data, else count 1
-// and the byte.
+// Reads one byte where the end is expected: count 0 and the status that ended the data, or count 1 and the
+// byte.
 struct OneByte {
   std::uint32_t count;
   ErrorCode status;
@@ -27,13 +27,13 @@ struct OneByte {
 };
 OneByte ReadOneByte(Stream* stream, const Options& options);
 
-// Sends the file from its current position, which `position` follows, to `end`. Error_None when all of it is
-// on its way, or the file ended before; else the status of what broke. Throws as above.
+// Sends the file from its current position, which `position` follows, to `end`. Error_None when all of it was
+// sent or the file ended before; else the status of the failure. Throws as above.
 ErrorCode SendFrom(DiskFile* file, std::uint64_t* position, std::uint64_t end, Stream* stream,
                    const Options& options, Reporter* reporter);
 
 // Waits until the peer closes its side, for at most the time-out of the options.
-void WaitForEnd(Stream* stream, const Options& options);
+void WaitForPeerClose(Stream* stream, const Options& options);
 
 }  // namespace tool
 

@@ -14,7 +14,7 @@ namespace tool {
 
 class DiskFile {
  public:
-  // What stands at a path, a link not followed.
+  // The kind of file at a path, links not followed.
   enum class Kind { Nothing, File, Link, Folder, Other };
   static Kind KindOf(const std::string& path);
 
@@ -26,7 +26,7 @@ class DiskFile {
   // Each throws Failure with exit code 7 (NotFound for a missing upload source) and a text that names the
   // path.
   void OpenForReading(const std::string& path);
-  // Opens an existing plain file for writing, never through a link, and keeps other programs from writing it.
+  // Opens an existing regular file for writing, never through a link, and locks out other writers.
   void OpenForAppending(const std::string& path);
   // As above for a file that must not exist yet.
   void Create(const std::string& path);
@@ -37,7 +37,7 @@ class DiskFile {
   std::size_t Read(std::size_t count, void* buffer);  // 0 at the end
   void Write(std::size_t count, const void* buffer);  // all of it, or Failure
   void Truncate();                                    // to nothing, positioned at the start
-  void Synchronise();                                 // until the disk holds it
+  void Synchronise();                                 // flushes to disk
   void Close();
 
   static void Remove(const std::string& path);

@@ -11,10 +11,10 @@ namespace {
 
 constexpr unsigned kLongestWaitSeconds = 60;
 
-void TellPart(const PartFile& part, const std::string& what, Reporter* reporter) {
+void ReportPart(const PartFile& part, const std::string& what, Reporter* reporter) {
   if (!part.Exists() || part.Length() == 0) return;
-  reporter->Complain(what + SizeText(part.Length()) + " are kept in \"" + part.Path() +
-                     "\"; run the same command again to go on");
+  reporter->ReportError(what + SizeText(part.Length()) + " are kept in \"" + part.Path() +
+                        "\"; rerun the command to resume");
 }
 
 void FetchWithRetries(Source* source, PartFile* part, const Options& options, Reporter* reporter) {
@@ -42,14 +42,14 @@ void RetryCounter::Wait(const Failure& failure, std::uint64_t position) {
   if (position > furthest_) {
     furthest_ = position;
     moved_ = true;
-    inVain_ = 0;
+    failedRetries_ = 0;
   }
-  if (failure.retry == Retry::No || !moved_ || inVain_ >= options_.retries) throw failure;
-  const unsigned shift = std::min(inVain_, 6u);
+  if (failure.retry == Retry::No || !moved_ || failedRetries_ >= options_.retries) throw failure;
+  const unsigned shift = std::min(failedRetries_, 6u);
   const unsigned wait = std::min(options_.retryWaitSeconds << shift, kLongestWaitSeconds);
-  inVain_++;
+  failedRetries_++;
   reporter_->Say(failure.text);
-  reporter_->Say("trying again in " + std::to_string(wait) + " s (attempt " + std::to_string(inVain_) +
+  reporter_->Say("retrying in " + std::to_string(wait) + " s (retry " + std::to_string(failedRetries_) +
                  " of " + std::to_string(options_.retries) + ")");
   console::Pause(wait * 1000);
   if (console::Interrupted()) throw Interruption{};
@@ -66,11 +66,11 @@ void Download(const Address& address, const std::string& target, const Options& 
     FetchWithRetries(source.get(), &part, options, reporter);
   } catch (const Interruption&) {
     reporter->EndProgress();
-    TellPart(part, "interrupted; ", reporter);
+    ReportPart(part, "interrupted; ", reporter);
     throw;
   } catch (const Failure& failure) {
-    reporter->Complain(failure.text);
-    TellPart(part, "", reporter);
+    reporter->ReportError(failure.text);
+    ReportPart(part, "", reporter);
     throw Failure{failure.code, ""};
   }
   const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
@@ -78,7 +78,7 @@ void Download(const Address& address, const std::string& target, const Options& 
   const std::string name = part.Complete(options.synchronise);
   const std::uint64_t moved = length > before ? length - before : length;
   reporter->Say("saved \"" + name + "\" (" + SizeText(length) + RateText(moved, seconds) + ")");
-  source->SayGoodbye();
+  source->Quit();
 }
 
 }  // namespace tool

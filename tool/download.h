@@ -1,4 +1,4 @@
-// Getting one file: attempts, going on where the last one was cut off, and the final name.
+// Downloading one file: retries, resuming, and the final name.
 #ifndef TOOL_DOWNLOAD_H
 #define TOOL_DOWNLOAD_H
 
@@ -21,11 +21,10 @@ namespace tool {
 class Source {
  public:
   virtual ~Source() = default;
-  // Brings the part file forward until it is the whole file. Throws Failure; what came stays in the part
-  // file.
+  // Receives into the part file until it is complete. Throws Failure; received data stays in the part file.
   virtual void Fetch(PartFile* part) = 0;
-  // Ends the connection politely, once the file is safe.
-  virtual void SayGoodbye() {}
+  // Closes the connection cleanly, once the file is saved.
+  virtual void Quit() {}
 };
 
 std::unique_ptr<Source> MakeFTPSource(const Address& address, const Options& options, Reporter* reporter);
@@ -37,15 +36,15 @@ constexpr std::uint64_t kLargestOffset = 0xFFFFFFFEu;
 // Gets the file into `target` in the current folder.
 void Download(const Address& address, const std::string& target, const Options& options, Reporter* reporter);
 
-// Counts attempts in vain: going on is worth it as long as attempts bring the transfer further. A connection
-// that never brought anything is not a lost one; that failure is told at once.
+// Counts retries without progress. A connection that never moved data was not lost: its failure is final at
+// once.
 class RetryCounter {
  public:
   RetryCounter(const Options& options, std::uint64_t position, Reporter* reporter)
       : options_(options), reporter_(reporter), furthest_(position) {}
-  // Notes that an attempt moved data, although it is not known yet how far that brought the transfer.
+  // Notes that an attempt moved data, before it is known how much of it the peer kept.
   void NoteMovement() { moved_ = true; }
-  // After a failure at a position: waits, or throws the failure again when there were too many.
+  // After a failure at a position: waits for the next retry, or rethrows after too many.
   void Wait(const Failure& failure, std::uint64_t position);
 
  private:
@@ -53,7 +52,7 @@ class RetryCounter {
   Reporter* reporter_;
   std::uint64_t furthest_;
   bool moved_ = false;
-  unsigned inVain_ = 0;
+  unsigned failedRetries_ = 0;
 };
 
 }  // namespace tool

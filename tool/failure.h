@@ -21,11 +21,11 @@ enum class ExitCode {
 
 enum class Retry { No, Yes };
 
-// Thrown where a command cannot go on.
+// Thrown when a command fails.
 struct Failure {
   ExitCode code;
   std::string text;
-  Retry retry = Retry::No;  // Yes: the same request may well succeed a little later
+  Retry retry = Retry::No;  // Yes: the same request may succeed later
 };
 
 // Thrown when Ctrl-C was noticed.

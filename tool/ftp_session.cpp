@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
-#include <cstring>
+#include <cstdio>
 #include <memory>
 #include <string_view>
 
@@ -38,22 +38,17 @@ bool IsTemporary(int code) {
   return code == 421 || code == 425 || code == 426 || code == 450 || code == 451;
 }
 
-// An answer, whatever it says, means that the server does not tell; none means that the connection is lost.
+// Any reply but 421 means that the command is not supported; none means that the connection is lost.
 bool IsLost(const Reply& reply) {
   return reply.code == 0 || reply.code == 421;
 }
 
-// Some servers repeat what they do not understand.
-void BlankPassword(const std::string& password, Reply* reply) {
-  if (password.empty()) return;
-  for (char* found = std::strstr(reply->text, password.c_str()); found != nullptr;
-       found = std::strstr(found, password.c_str())) {
-    std::memset(found, '*', password.size());
-    found += password.size();
-  }
+// Some servers echo the command that they reject.
+void MaskEchoedPassword(const std::string& password, Reply* reply) {
+  std::snprintf(reply->text, sizeof reply->text, "%s", MaskSecret(reply->text, password).c_str());
 }
 
-Failure RefusalOf(const std::string& what, const Reply& reply) {
+Failure FailureOfReply(const std::string& what, const Reply& reply) {
   const std::string said =
       what + ": the server answered \"" + std::to_string(reply.code) + " " + reply.text + "\"";
   switch (reply.code) {
@@ -61,12 +56,12 @@ Failure RefusalOf(const std::string& what, const Reply& reply) {
       return {ExitCode::Login, said};
     case 332:
     case 532:
-      return {ExitCode::Login, said + "; it wants an account, which qz does not support"};
+      return {ExitCode::Login, said + "; an account (ACCT) is required, which is not supported"};
     case 550:
       return {ExitCode::NotFound, said};
     case 452:
     case 552:
-      return {ExitCode::Other, said + "; there is no room on the server"};
+      return {ExitCode::Other, said + "; disk full or quota exceeded on the server"};
     case 553:
       return {ExitCode::Other, said + "; choose another name or folder"};
     default:
@@ -76,55 +71,55 @@ Failure RefusalOf(const std::string& what, const Reply& reply) {
   return {ExitCode::Protocol, said};
 }
 
-Failure TroubleOf(const std::string& what, ErrorCode status) {
+Failure FailureOfStatus(const std::string& what, ErrorCode status) {
   if (status == Error_Memory) return {ExitCode::Other, what + ": out of memory"};
-  if (status == Error_Exceed) return {ExitCode::Protocol, what + ": the server's answer is too long"};
-  if (status == Error_Invalid)
-    return {ExitCode::Protocol, what + ": the server's answer cannot be understood"};
+  if (status == Error_Exceed) return {ExitCode::Protocol, what + ": the server's reply is too long"};
+  if (status == Error_Invalid) return {ExitCode::Protocol, what + ": invalid FTP reply"};
   const bool mayPass = status == Error_Timeout || status == Error_Ended || status == Error_Retry ||
                        status == Error_NoAccess || status == Error_System;
-  return {ExitCode::Network, what + ": " + NetworkTrouble(status), mayPass ? Retry::Yes : Retry::No};
+  return {ExitCode::Network, what + ": " + NetworkErrorText(status), mayPass ? Retry::Yes : Retry::No};
 }
 
-// The library waits a minute for the reply to "QUIT". A thread of its own does that waiting; it owns the
-// connection, and the record together with whoever started it.
-struct Goodbye {
-  explicit Goodbye(FTPc* closed) : connection(closed), answered(Semaphore_New(0, 1)) {}
-  ~Goodbye() { Semaphore_Delete(answered); }
-  Goodbye(const Goodbye&) = delete;
-  Goodbye& operator=(const Goodbye&) = delete;
+// The library waits a minute for the reply to "QUIT". A separate thread does that; it owns the connection and
+// shares this record with whoever started it.
+struct PendingQuit {
+  explicit PendingQuit(FTPc* closed) : connection(closed), answered(Semaphore_New(0, 1)) {}
+  ~PendingQuit() { Semaphore_Delete(answered); }
+  PendingQuit(const PendingQuit&) = delete;
+  PendingQuit& operator=(const PendingQuit&) = delete;
   FTPc* connection;
   Semaphore* answered;
   Reply reply{};
 };
 
-std::atomic<int> pendingGoodbyes{0};
+std::atomic<int> pendingQuits{0};
 
 std::int32_t CloseConnection(void* argument) {
-  const std::unique_ptr<std::shared_ptr<Goodbye>> shared(static_cast<std::shared_ptr<Goodbye>*>(argument));
-  Goodbye& goodbye = **shared;
-  FTPc_Close(goodbye.connection, &goodbye.reply);
-  pendingGoodbyes--;
-  Semaphore_Signal(goodbye.answered);
+  const std::unique_ptr<std::shared_ptr<PendingQuit>> shared(
+      static_cast<std::shared_ptr<PendingQuit>*>(argument));
+  PendingQuit& quit = **shared;
+  FTPc_Close(quit.connection, &quit.reply);
+  pendingQuits--;
+  Semaphore_Signal(quit.answered);
   return 0;
 }
 
-// Gives the reply, an empty one when none came soon.
-Reply CloseSoon(FTPc* connection) {
+// Returns the reply, or an empty one when none came within kLongestMilliseconds.
+Reply QuitSoon(FTPc* connection) {
   constexpr unsigned kLongestMilliseconds = 1500, kSliceMilliseconds = 50;
-  const auto goodbye = std::make_shared<Goodbye>(connection);
-  auto shared = std::make_unique<std::shared_ptr<Goodbye>>(goodbye);
-  pendingGoodbyes++;
-  Thread* thread = goodbye->answered == nullptr ? nullptr : Thread_New(CloseConnection, shared.get());
+  const auto quit = std::make_shared<PendingQuit>(connection);
+  auto shared = std::make_unique<std::shared_ptr<PendingQuit>>(quit);
+  pendingQuits++;
+  Thread* thread = quit->answered == nullptr ? nullptr : Thread_New(CloseConnection, shared.get());
   if (thread == nullptr) {
-    pendingGoodbyes--;
+    pendingQuits--;
     FTPc_Delete(connection);
     return Reply{};
   }
   (void)shared.release();  // the thread's
   Thread_Delete(thread);
   for (unsigned waited = 0; waited < kLongestMilliseconds; waited += kSliceMilliseconds) {
-    if (Semaphore_Wait(goodbye->answered, kSliceMilliseconds) == Error_None) return goodbye->reply;
+    if (Semaphore_Wait(quit->answered, kSliceMilliseconds) == Error_None) return quit->reply;
     if (console::Interrupted()) break;
   }
   return Reply{};
@@ -136,12 +131,12 @@ Login LoginFor(const Address& address, const Options& options) {
   Login login;
   if (!address.user && !options.user) {
     if (!options.password) return {kAnonymousUser, kAnonymousPassword};
-    throw Failure{ExitCode::Usage, "there is a password file but no user name; add --user NAME"};
+    throw Failure{ExitCode::Usage, "--password-file needs a user name; add --user NAME"};
   }
   login.user = address.user ? *address.user : *options.user;
   login.password = address.password ? *address.password : PasswordFor(login.user, address, options);
   if (!FitsALine(login.user) || !FitsALine(login.password)) {
-    throw Failure{ExitCode::Usage, "user name and password must not contain line ends or null bytes"};
+    throw Failure{ExitCode::Usage, "user name and password must not contain line breaks or null bytes"};
   }
   return login;
 }
@@ -150,8 +145,8 @@ FTPSession::FTPSession(const Address& address, const Options& options, Reporter*
     : options_(options), reporter_(reporter), host_(HostAndPort(address)) {
   constexpr std::uint32_t kUsualPort = 21;
   if (options.proxyHost && address.port != kUsualPort) {
-    throw Failure{ExitCode::Usage, "a proxy for FTP works for servers on port 21 only; \"" + address.shown +
-                                       "\" names another, leave --proxy out"};
+    throw Failure{ExitCode::Usage, "an FTP proxy supports servers on port 21 only; \"" + address.shown +
+                                       "\" has another port, omit --proxy"};
   }
   Reply reply{};
   const std::uint32_t mode = options.active ? 0u : std::uint32_t{FTPcFlag_Passive};
@@ -180,15 +175,15 @@ void FTPSession::LogIn(const Login& login) {
   Reply reply{};
   const console::BlockingCall blocking;
   const ErrorCode status = FTPc_Login(connection_, login.user.c_str(), login.password.c_str(), &reply);
-  BlankPassword(login.password, &reply);
+  MaskEchoedPassword(login.password, &reply);
   reporter_->Received(reply.code, reply.text);
   if (status == Error_None) return;
   if (status == Error_NoAccess && reply.code >= 400 && !IsTemporary(reply.code)) {
     throw Failure{ExitCode::Login,
-                  host_ + " refuses the login of \"" + login.user + "\": \"" + std::to_string(reply.code) +
+                  host_ + " refused the login of \"" + login.user + "\": \"" + std::to_string(reply.code) +
                       " " + reply.text + "\"; " +
                       (login.password == kAnonymousPassword ? "log in with --user NAME"
-                                                            : "check the name and the password")};
+                                                            : "check the user name and the password")};
   }
   Fail("cannot log in to " + host_, status, reply);
 }
@@ -199,7 +194,7 @@ void FTPSession::SetType(char type) {
   const console::BlockingCall blocking;
   const ErrorCode status = FTPc_FileType(connection_, type, 'N', &reply);
   reporter_->Received(reply.code, reply.text);
-  if (status != Error_None) Fail("cannot set the kind of transfer", status, reply);
+  if (status != Error_None) Fail("cannot set the transfer type", status, reply);
 }
 
 std::optional<RemoteSize> FTPSession::SizeOf(const std::string& path) {
@@ -210,7 +205,7 @@ std::optional<RemoteSize> FTPSession::SizeOf(const std::string& path) {
   const ErrorCode status = FTPc_FileSize(connection_, path.c_str(), &size.bytes, &reply);
   reporter_->Received(reply.code, reply.text);
   if (status == Error_None) return size;
-  if (IsLost(reply)) Fail("cannot ask for the size", status, reply);
+  if (IsLost(reply)) Fail("cannot query the size", status, reply);
   return std::nullopt;
 }
 
@@ -222,7 +217,7 @@ std::optional<Time> FTPSession::TimeOf(const std::string& path) {
   const ErrorCode status = FTPc_ModTime(connection_, path.c_str(), &time, &reply);
   reporter_->Received(reply.code, reply.text);
   if (status == Error_None) return time;
-  if (IsLost(reply)) Fail("cannot ask for the time", status, reply);
+  if (IsLost(reply)) Fail("cannot query the time", status, reply);
   return std::nullopt;
 }
 
@@ -230,12 +225,17 @@ bool FTPSession::CanRestart() {
   reporter_->Sent("REST 100");
   reporter_->Sent("REST 0");
   std::int32_t supported = 0;
-  const console::BlockingCall blocking;
-  const ErrorCode status = FTPc_RestartSupported(connection_, &supported);
-  if (status == Error_Timeout || status == Error_Ended || status == Error_Retry) {
-    throw TroubleOf("cannot ask whether the server can resume", status);
+  ErrorCode status = Error_None;
+  {
+    const console::BlockingCall blocking;
+    status = FTPc_RestartSupported(connection_, &supported);
   }
-  return supported != 0;
+  // A refusal of the second command does not change the answer to the first.
+  if (supported != 0 && (status == Error_None || status == Error_Invalid)) return true;
+  if (status != Error_None) throw FailureOfStatus("cannot query whether the server can resume", status);
+  // A server that ended the connection (421) instead of answering has not said no.
+  SetType('I');
+  return false;
 }
 
 Stream* FTPSession::StartRetrieve(const std::string& path, std::uint32_t* offset) {
@@ -266,7 +266,7 @@ Stream* FTPSession::StartStore(const std::string& path, std::uint32_t* offset) {
   return stream;
 }
 
-// The reply may take its time; it is asked for in slices.
+// Polls, because the final reply may be late.
 ErrorCode FTPSession::AwaitFinalReply(Reply* reply) {
   using Clock = std::chrono::steady_clock;
   constexpr unsigned kFirstPauseMilliseconds = 1, kLongestPauseMilliseconds = 50;
@@ -305,29 +305,29 @@ void FTPSession::List(const std::string& folder, bool namesOnly, const std::stri
   if (status != Error_None) Fail("cannot list \"/" + folder + "\"", status, reply);
 }
 
-void FTPSession::SayGoodbye() {
+void FTPSession::Quit() {
   reporter_->Sent("QUIT");
   FTPc* connection = connection_;
   connection_ = nullptr;
-  const Reply reply = CloseSoon(connection);
+  const Reply reply = QuitSoon(connection);
   reporter_->Received(reply.code, reply.text);
 }
 
-bool FTPSession::IsGoodbyePending() {
-  return pendingGoodbyes != 0;
+bool FTPSession::IsQuitPending() {
+  return pendingQuits != 0;
 }
 
-// The reply of a call that failed decides where there is one that refuses; else the status does.
+// A negative reply decides; without one the status does.
 void FTPSession::Fail(const std::string& what, ErrorCode status, const Reply& reply) const {
   constexpr std::int32_t kNoDataConnection = 425;
   const bool refused = reply.code >= 400 || reply.code == 332;
-  Failure failure = refused ? RefusalOf(what, reply) : TroubleOf(what, status);
-  // Where the conversation goes on, what cannot be reached is the other end of the connection for the data.
+  Failure failure = refused ? FailureOfReply(what, reply) : FailureOfStatus(what, status);
+  // While the control connection is up, what cannot be reached is the peer of the data connection.
   const bool unreachable =
       !refused && connection_ != nullptr && (status == Error_NoAccess || status == Error_System);
   if (unreachable || reply.code == kNoDataConnection) {
-    failure.text += std::string(" (the connection for the data); try ") +
-                    (options_.active ? "without --active" : "--active");
+    failure.text +=
+        std::string(" (data connection); try ") + (options_.active ? "without --active" : "--active");
   }
   throw failure;
 }

@@ -1,4 +1,4 @@
-// One logged-in connection to an FTP server; every refusal and fault becomes a Failure that says what to do.
+// One connection to an FTP server. Every failure is thrown as a Failure that says what to do.
 #ifndef TOOL_FTP_SESSION_H
 #define TOOL_FTP_SESSION_H
 
@@ -21,10 +21,10 @@ struct Login {
 // The login for an address: the URL's, else the options', else asked on the terminal, else anonymous.
 Login LoginFor(const Address& address, const Options& options);
 
-// A size as the server tells it.
+// A size as the server reports it.
 struct RemoteSize {
   std::uint32_t bytes = 0;
-  // The server's number is this or larger: the library counts in 32 bits.
+  // The size is this or larger: the library counts in 32 bits.
   bool tooLarge() const { return bytes == 0xFFFFFFFFu; }
 };
 
@@ -42,22 +42,21 @@ class FTPSession {
   std::optional<Time> TimeOf(const std::string& path);
   bool CanRestart();
 
-  // Open the data connection. offset: asked for; 0 afterwards when the server does not restart.
+  // Open the data connection. offset: where to resume; set to 0 when the server does not support it.
   Stream* StartRetrieve(const std::string& path, std::uint32_t* offset);
   Stream* StartStore(const std::string& path, std::uint32_t* offset);
 
-  // Releases the data connection and waits for the server's word that the transfer was complete. Throws
-  // Failure when it says otherwise or nothing.
+  // Closes the data connection and waits for the final reply. Throws Failure when it is missing or negative.
   void EndTransfer(Stream* stream);
 
   // Lists a folder ("" for the login's own) into a local file, named in the library's form.
   void List(const std::string& folder, bool namesOnly, const std::string& localFile);
 
-  // Says "QUIT" and frees the connection. The work is done by then, so it never fails, and neither a silent
-  // server nor Ctrl-C makes it wait for more than a second or two.
-  void SayGoodbye();
-  // Whether a thread of SayGoodbye still waits for its server.
-  static bool IsGoodbyePending();
+  // Sends "QUIT" and frees the connection. Never fails; waits two seconds at most for the reply, and ends at
+  // Ctrl-C.
+  void Quit();
+  // Whether a thread of Quit is still waiting for its server.
+  static bool IsQuitPending();
 
  private:
   ErrorCode AwaitFinalReply(Reply* reply);

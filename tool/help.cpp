@@ -1,11 +1,11 @@
-// The help texts. docs/program.md says the same at more length.
+// The help texts. docs/program.md has the details.
 #include "tool/options.h"
 
 namespace tool {
 namespace {
 
 constexpr const char* kProgram =
-    R"(qz gets and stores files over FTP and HTTP, and goes on where it was cut off.
+    R"(qz gets and stores files over FTP and HTTP, and resumes interrupted transfers.
 
 Usage:
   qz get URL... [-o FILE]    get files into the current folder
@@ -26,72 +26,72 @@ URLs begin with ftp:// or http://. https:// is not supported.
 constexpr const char* kExitCodes =
     R"(
 Exit codes:
-  0    done
+  0    success
   1    other failure
-  2    the command line is wrong
-  3    the file or folder was not found
-  4    the network failed or no answer came in time; the same command goes on
-  5    the login was refused
-  6    the server's answer cannot be used
-  7    the local disk: full, not writable, or something is in the way
-  130  interrupted by Ctrl-C; the same command goes on
+  2    wrong command line
+  3    file or folder not found
+  4    network failure or time-out; rerun the command to resume
+  5    authentication failed or required, or access denied
+  6    invalid or unexpected response from the server
+  7    local disk failure: disk full, not writable, or a file in the way
+  130  interrupted by Ctrl-C; rerun the command to resume
 )";
 
 constexpr const char* kGetHelp =
     R"(Usage: qz get URL... [-o FILE]
 
-Gets each file into the current folder under the last part of its URL. While it arrives it is called
-FILE.part; run the same command again to go on with a FILE.part that was left. An existing FILE is never
-overwritten: the new one is called FILE(0), FILE(1) and so on.
+Downloads each file into the current folder, named by the last part of its URL. During the download it is
+called FILE.part; rerun the command to resume. An existing FILE is never overwritten: the new one is called
+FILE(0), FILE(1) and so on.
 
 Options:
-  -o, --output FILE      another name or place for the file (one URL only)
-      --restart          do not go on with FILE.part, start again
-      --sync             name the file only when the disk holds all of it, even if the power fails
+  -o, --output FILE      save as FILE (one URL only)
+      --restart          ignore FILE.part and download from the beginning
+      --sync             flush the file to disk before it gets its name
 )";
 
 constexpr const char* kPutHelp =
     R"(Usage: qz put FILE URL
 
-Stores FILE on an FTP server. A URL that ends in "/" takes the file's own name. When the server holds the
-beginning of the file already, only the rest is sent.
+Stores FILE on an FTP server. A URL that ends in "/" takes the file's own name. When the server already has the
+beginning of the file, only the rest is sent.
 
 Options:
-      --restart          send the whole file, whatever the server holds
+      --restart          send the whole file, whatever the server has
 )";
 
 constexpr const char* kListHelp =
     R"(Usage: qz ls URL
 
-Lists a folder of an FTP server on standard output, as the server writes it.
+Lists a folder of an FTP server on standard output, in the server's own format.
 
 Options:
-      --names            names only, one a line
+      --names            names only, one per line
 )";
 
 constexpr const char* kSizeHelp =
     R"(Usage: qz size URL
 
-Shows size and time of a file, and whether a download of it can be resumed, without getting it.
+Shows size and time of a file, and whether a download can be resumed, without downloading it.
 
 Options:
 )";
 
 constexpr const char* kTransferOptions =
     R"(      --progress KIND    auto (a bar on a terminal, else lines), bar, lines or none
-      --retries N        how often to go on by itself after a lost connection (5)
-      --retry-wait S     seconds to wait before that; doubled each time (2)
-      --timeout S        seconds without data that count as a lost connection (61)
+      --retries N        automatic retries without progress after a lost connection (default 5)
+      --retry-wait S     seconds before the first retry, doubled each time (default 2)
+      --timeout S        seconds without data before the connection counts as lost (default 61)
 )";
 
 constexpr const char* kCommonOptions =
-    R"(      --user NAME        user name for FTP; the password is asked for, or comes from the file
+    R"(      --user NAME        FTP user name; the password is asked for, or read from the file
       --password-file F  read the password from the first line of F ("-": standard input)
-      --active           FTP: let the server connect to this computer
-      --proxy HOST:PORT  connect through a proxy
+      --active           FTP active mode: the server opens the data connections
+      --proxy HOST:PORT  connect through an HTTP or FTP proxy
   -q, --quiet            show errors only
-  -v, --verbose          show the conversation with the server; passwords are hidden
-  -h, --help             this text
+  -v, --verbose          show the protocol exchange; passwords are hidden
+  -h, --help             show this text
 )";
 
 constexpr const char* kGetExamples =

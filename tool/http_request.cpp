@@ -20,7 +20,7 @@ bool IsRedirect(int code) {
   return code == 301 || code == 302 || code == 303 || code == 307 || code == 308;
 }
 
-// The library keeps the first word of the reason only, so the usual reasons are known here.
+// The library keeps the first word of the reason only, so the standard reasons are listed here.
 struct Reason {
   int code;
   const char* text;
@@ -53,7 +53,7 @@ constexpr std::array<Reason, 24> kReasons = {{
     {504, "Gateway Timeout"},
 }};
 
-// The usual reason of a code where the server began with the same word, else that word.
+// The standard reason of a code when it begins with the same word, else that word.
 std::string ReasonText(int code, const std::string& firstWord) {
   for (const Reason& reason : kReasons) {
     std::string text = reason.text;
@@ -65,13 +65,13 @@ std::string ReasonText(int code, const std::string& firstWord) {
 [[noreturn]] void Fail(const std::string& what, ErrorCode status) {
   switch (status) {
     case Error_Invalid:
-      throw Failure{ExitCode::Protocol, what + ": the answer is not one of an HTTP server"};
+      throw Failure{ExitCode::Protocol, what + ": invalid HTTP response"};
     case Error_Exceed:
-      throw Failure{ExitCode::Protocol, what + ": the header of the answer is too long"};
+      throw Failure{ExitCode::Protocol, what + ": the response header is too long"};
     case Error_Memory:
       throw Failure{ExitCode::Other, what + ": out of memory"};
     default:
-      throw Failure{ExitCode::Network, what + ": " + NetworkTrouble(status), Retry::Yes};
+      throw Failure{ExitCode::Network, what + ": " + NetworkErrorText(status), Retry::Yes};
   }
 }
 
@@ -163,14 +163,14 @@ std::optional<Time> HTTPResponse::Modified() const {
 std::string HTTPResponse::Location() const {
   std::string location = GetText(HTTPcResponse_Location);
   if (location.size() < kLongestValue) return location;
-  throw Failure{ExitCode::Protocol, "the server redirects to an address that is too long to follow"};
+  throw Failure{ExitCode::Protocol, "the server redirects to a URL that is too long"};
 }
 
 bool HTTPResponse::IsMultipart() const {
   return LowerCase(GetText(HTTPcResponse_ContentType)).rfind("multipart/", 0) == 0;
 }
 
-std::string HTTPResponse::Said() const {
+std::string HTTPResponse::StatusText() const {
   return std::to_string(reply_.code) + " " + ReasonText(reply_.code, reply_.text);
 }
 
@@ -183,21 +183,21 @@ std::unique_ptr<HTTPResponse> Request(Address* address, const std::optional<Byte
     reporter->Say("redirected to " + address->shown);
   }
   throw Failure{ExitCode::Protocol,
-                "the server redirects in a circle (more than " + std::to_string(kMostRedirects) + " times)"};
+                "redirect loop: more than " + std::to_string(kMostRedirects) + " redirects"};
 }
 
-Failure RefusalOf(const HTTPResponse& response, const Address& address) {
+Failure FailureOfResponse(const HTTPResponse& response, const Address& address) {
   const std::string said =
-      "cannot get \"" + address.shown + "\": the server answered \"" + response.Said() + "\"";
+      "cannot get \"" + address.shown + "\": the server answered \"" + response.StatusText() + "\"";
   switch (response.Code()) {
     case 404:
     case 410:
-      return {ExitCode::NotFound, said + "; there is no such file on the server, check the path"};
+      return {ExitCode::NotFound, said + "; file not found on the server, check the path"};
     case 401:
     case 407:
-      return {ExitCode::Login, said + "; it wants a login, and qz can log in to FTP servers only"};
+      return {ExitCode::Login, said + "; authentication required, which qz supports for FTP servers only"};
     case 403:
-      return {ExitCode::Login, said + "; access is not allowed"};
+      return {ExitCode::Login, said + "; access denied"};
     case 408:
     case 429:
     case 502:

@@ -1,4 +1,4 @@
-// One HTTP request and what its response says, redirects followed.
+// One HTTP request and its response, redirects followed.
 #ifndef TOOL_HTTP_REQUEST_H
 #define TOOL_HTTP_REQUEST_H
 
@@ -18,7 +18,7 @@ namespace tool {
 
 struct ByteRange {
   std::uint32_t first;
-  std::uint32_t last;  // kToTheEnd: whatever follows
+  std::uint32_t last;  // kToTheEnd: to the end
 };
 
 constexpr std::uint32_t kToTheEnd = 0xFFFFFFFFu;
@@ -33,14 +33,15 @@ class HTTPResponse {
   HTTPResponse& operator=(const HTTPResponse&) = delete;
 
   int Code() const { return reply_.code; }
+  bool IsWholeFile() const { return Code() == 200 || Code() == 203; }
   Stream* Body() const { return stream_; }
   std::optional<std::uint32_t> Length() const;
   std::optional<ByteRange> Range() const;
   std::optional<Time> Modified() const;
-  std::string Location() const;  // empty when there is none that can be used
+  std::string Location() const;  // empty when there is none
   bool IsMultipart() const;
-  // What the server answered, for messages.
-  std::string Said() const;
+  // Code and reason of the response, for messages.
+  std::string StatusText() const;
 
  private:
   void Connect(const Address& address);
@@ -59,8 +60,8 @@ class HTTPResponse {
 std::unique_ptr<HTTPResponse> Request(Address* address, const std::optional<ByteRange>& range,
                                       const Options& options, Reporter* reporter);
 
-// The failure that a response stands for whose code is neither success nor redirect.
-Failure RefusalOf(const HTTPResponse& response, const Address& address);
+// The failure for a response whose code is neither success nor redirect.
+Failure FailureOfResponse(const HTTPResponse& response, const Address& address);
 
 }  // namespace tool
 

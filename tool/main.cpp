@@ -1,4 +1,4 @@
-// qz: gets and stores files over FTP and HTTP, and goes on where it was cut off.
+// qz: a command-line client that gets and stores files over FTP and HTTP and resumes interrupted transfers.
 #include <exception>
 #include <new>
 
@@ -20,15 +20,15 @@ class Library {
   Library() {
     const ErrorCode status = OS_Init("qz", OSInitCode_End);
     if (status == Error_None) return;
-    std::string text = std::string("the qz library does not start: ") + Error_ToLongString(status);
+    std::string text = std::string("cannot initialise the qz library: ") + Error_ToLongString(status);
     if (status == Error_NoAccess || status == Error_NotFound) {
       text += "; it needs a home folder that can be written (on Linux HOME names it)";
     }
     throw Failure{ExitCode::Other, text};
   }
-  // A thread that still says goodbye to a silent server needs the library; it ends with the program.
+  // A thread that is still waiting for the reply to QUIT needs the library; it ends with the process.
   ~Library() {
-    if (!FTPSession::IsGoodbyePending()) OS_Exit(0);
+    if (!FTPSession::IsQuitPending()) OS_Exit(0);
   }
   Library(const Library&) = delete;
   Library& operator=(const Library&) = delete;
@@ -74,7 +74,7 @@ void Run(int count, char** arguments) {
   RunCommand(options);
 }
 
-int Complain(ExitCode code, const std::string& text) {
+int ReportError(ExitCode code, const std::string& text) {
   if (!text.empty()) {
     const std::string line = "qz: " + Printable(text) + "\n";
     console::Write(console::Channel::Messages, line.data(), line.size());
@@ -92,12 +92,12 @@ int main(int count, char** arguments) {
     tool::Run(count, arguments);
     return static_cast<int>(ExitCode::Done);
   } catch (const tool::Failure& failure) {
-    return tool::Complain(failure.code, failure.text);
+    return tool::ReportError(failure.code, failure.text);
   } catch (const tool::Interruption&) {
-    return tool::Complain(ExitCode::Interrupted, "");
+    return tool::ReportError(ExitCode::Interrupted, "");
   } catch (const std::bad_alloc&) {
-    return tool::Complain(ExitCode::Other, "out of memory");
+    return tool::ReportError(ExitCode::Other, "out of memory");
   } catch (const std::exception& error) {
-    return tool::Complain(ExitCode::Other, error.what());
+    return tool::ReportError(ExitCode::Other, error.what());
   }
 }

@@ -38,15 +38,14 @@ struct Options {
 // Throws Failure (Usage).
 Options ParseCommandLine(int count, char** arguments);
 
-// Blanks the passwords of URLs in the arguments, which are what the system shows as the program's command
-// line.
+// Masks the passwords of URLs in the arguments, which the system shows in its list of processes.
 void HidePasswords(int count, char** arguments);
 
 // Takes the password from the file that the options name, if they name one. Throws Failure (Usage).
 void ReadPasswordFile(Options* options);
 
-// Throws Failure (Usage) when the options carry a login, which HTTP servers do not get from here.
-void RefuseLogin(const Options& options);
+// Throws Failure (Usage) when the options carry a login: HTTP authentication is not supported.
+void RejectHTTPLogin(const Options& options);
 
 // The text of `qz --help` for "", else of `qz COMMAND --help`.
 std::string HelpText(const std::string& commandName);

@@ -14,7 +14,7 @@ std::string FreeName(const std::string& target) {
   char numbered[kLongestLibraryName + 16] = "";
   const ErrorCode status = File_NumberName(console::ToLibraryName(target).c_str(), numbered);
   if (status != Error_None) {
-    throw Failure{ExitCode::Disk, "no name is free for \"" + target + "\"; the data is kept in \"" + target +
+    throw Failure{ExitCode::Disk, "no free name for \"" + target + "\"; the data is kept in \"" + target +
                                       PartFile::kSuffix + "\""};
   }
   return numbered;
@@ -29,12 +29,11 @@ PartFile::PartFile(const std::string& target) : target_(target), path_(target + 
     case DiskFile::Kind::File:
       break;
     case DiskFile::Kind::Link:
-      throw Failure{ExitCode::Disk,
-                    "\"" + path_ + "\" is a link; qz does not write through it, remove it first"};
+      throw Failure{ExitCode::Disk, "\"" + path_ + "\" is a link; qz does not follow it, remove it first"};
     case DiskFile::Kind::Folder:
     case DiskFile::Kind::Other:
       throw Failure{ExitCode::Disk,
-                    "\"" + path_ + "\" is in the way and is not a plain file; remove it first"};
+                    "\"" + path_ + "\" is in the way and is not a regular file; remove it first"};
   }
   file_.OpenForAppending(path_);
   length_ = file_.Size();
@@ -65,7 +64,7 @@ void PartFile::Append(std::size_t count, const void* buffer) {
     file_.Write(count, buffer);
     length_ += count;
   } catch (const Failure&) {
-    length_ = file_.Size();  // a disk that filled up took a part of it
+    length_ = file_.Size();  // a full disk may have taken a part
     throw;
   }
 }

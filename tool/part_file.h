@@ -1,4 +1,4 @@
-// The file under which a download arrives: FILE.part beside FILE.
+// The file that receives a download: FILE.part beside FILE.
 #ifndef TOOL_PART_FILE_H
 #define TOOL_PART_FILE_H
 
@@ -15,8 +15,8 @@ class PartFile {
  public:
   static constexpr const char* kSuffix = ".part";
 
-  // Takes up a part file that was left, if there is one. Throws Failure (Disk) when a link, a folder or
-  // another program is in the way. target: a name in the current folder.
+  // Opens an existing part file. Throws Failure (Disk) when it is a link or a folder or is in use. target: a
+  // name in the current folder.
   explicit PartFile(const std::string& target);
   ~PartFile();
   PartFile(const PartFile&) = delete;
@@ -27,11 +27,11 @@ class PartFile {
   bool Exists() const { return file_.IsOpen(); }
 
   void Begin();    // makes the file ready for data: creates it, or cuts it after Restart
-  void Restart();  // forgets what is there; the disk keeps it until Begin
+  void Restart();  // discards the data; the disk keeps it until Begin
   void Append(std::size_t count, const void* buffer);
 
-  // Gives the complete file its name, another one where that is taken; returns the name. synchronise: only
-  // after the disk holds every byte.
+  // Renames the complete file to its target, numbered when that exists; returns the name. synchronise: flush
+  // to disk first.
   std::string Complete(bool synchronise);
 
  private:

@@ -44,7 +44,7 @@ std::string Bar(double share, std::size_t width) {
   return "[" + bar + "]";
 }
 
-// Characters of a text that holds no control characters: UTF-8 continuation bytes take no place of their own.
+// Characters of a text that holds no control characters: UTF-8 continuation bytes have no width.
 std::size_t Width(const std::string& text) {
   return static_cast<std::size_t>(std::count_if(
       text.begin(), text.end(), [](char c) { return (static_cast<unsigned char>(c) & 0xC0u) != 0x80u; }));
@@ -68,12 +68,7 @@ std::string Joined(const std::string& first, const std::string& second) {
 
 ProgressMeter::ProgressMeter(std::uint64_t position, std::optional<std::uint64_t> total,
                              Clock::time_point now)
-    : start_(position),
-      position_(position),
-      total_(total),
-      startTime_(now),
-      sampleTime_(now),
-      samplePosition_(position) {}
+    : position_(position), total_(total), sampleTime_(now), samplePosition_(position) {}
 
 void ProgressMeter::MoveTo(std::uint64_t position, Clock::time_point now) {
   position_ = position;
@@ -84,10 +79,6 @@ void ProgressMeter::MoveTo(std::uint64_t position, Clock::time_point now) {
   bytesPerSecond_ = first ? speed : speed * kNewestSampleWeight + bytesPerSecond_ * (1 - kNewestSampleWeight);
   sampleTime_ = now;
   samplePosition_ = position;
-}
-
-double ProgressMeter::SecondsSinceStart(Clock::time_point now) const {
-  return duration<double>(now - startTime_).count();
 }
 
 std::optional<double> ProgressMeter::Share() const {
@@ -140,7 +131,7 @@ void Reporter::Say(const std::string& text) {
   if (!quiet_) PrintLine("qz: " + text);
 }
 
-void Reporter::Complain(const std::string& text) {
+void Reporter::ReportError(const std::string& text) {
   PrintLine("qz: " + text);
 }
 
@@ -192,8 +183,8 @@ void Reporter::PrintLine(const std::string& text) {
 
 void Reporter::ClearBar() {
   if (!barShown_) return;
-  const std::string blank = "\r" + std::string(console::Columns() - 1, ' ') + "\r";
-  console::Write(console::Channel::Messages, blank.data(), blank.size());
+  const std::string spaces = "\r" + std::string(console::Columns() - 1, ' ') + "\r";
+  console::Write(console::Channel::Messages, spaces.data(), spaces.size());
   barShown_ = false;
 }
 

@@ -1,4 +1,4 @@
-// Everything the program says: messages, the conversation with the server, and the progress of a transfer.
+// The program's output for people: messages, the protocol exchange, and the progress of a transfer.
 //
 // All of it goes to standard error, one place makes every text printable, and a message never lands in the
 // middle of the bar.
@@ -23,8 +23,6 @@ class ProgressMeter {
 
   void MoveTo(std::uint64_t position, Clock::time_point now);
 
-  std::uint64_t Moved() const { return position_ - start_; }
-  double SecondsSinceStart(Clock::time_point now) const;
   // Between 0 and 1; nothing while the total is unknown.
   std::optional<double> Share() const;
   // "45.2 MiB of 100.0 MiB", or "45.2 MiB" while the total is unknown.
@@ -34,10 +32,8 @@ class ProgressMeter {
   std::string TimeLeftText() const;
 
  private:
-  std::uint64_t start_;
   std::uint64_t position_;
   std::optional<std::uint64_t> total_;
-  Clock::time_point startTime_;
   Clock::time_point sampleTime_;
   std::uint64_t samplePosition_;
   double bytesPerSecond_ = 0;
@@ -50,9 +46,9 @@ class Reporter {
  public:
   explicit Reporter(const Options& options);
 
-  void Say(const std::string& text);       // not with --quiet
-  void Complain(const std::string& text);  // always
-  // A line of the conversation, with --verbose. Callers never pass a password.
+  void Say(const std::string& text);          // not with --quiet
+  void ReportError(const std::string& text);  // always
+  // A line of the protocol exchange, with --verbose. Callers never pass a password.
   void Sent(const std::string& line);
   void Received(int code, const std::string& text);
 

@@ -12,6 +12,8 @@ namespace {
 constexpr std::size_t kLongestName = 200;
 constexpr std::string_view kForbiddenInNames = ":*?\"<>|";
 constexpr unsigned char kDelete = 0x7F;
+constexpr std::string_view kMask = "********";
+constexpr std::size_t kLongSecret = 8;
 
 // Names that mean a device on Windows, with any extension.
 constexpr std::array<std::string_view, 6> kDevices = {"con", "prn", "aux", "nul", "conin$", "conout$"};
@@ -43,7 +45,7 @@ Character FirstCharacter(std::string_view text) {
   return {bytes, code};
 }
 
-bool SteersTerminal(std::uint32_t code) {
+bool ControlsTerminal(std::uint32_t code) {
   if (code < 0x20u || (code >= 0x7Fu && code <= 0x9Fu)) return true;
   const bool separator = code == 0x2028u || code == 0x2029u;
   const bool direction = code == 0x200Eu || code == 0x200Fu || (code >= 0x202Au && code <= 0x202Eu) ||
@@ -74,6 +76,19 @@ std::string Shortened(const std::string& name) {
   return name.substr(0, cut) + extension;
 }
 
+// Bytes of UTF-8 characters count as letters.
+bool IsWordByte(char c) {
+  return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') ||
+         (static_cast<unsigned char>(c) & 0x80u) != 0;
+}
+
+// Whether neither `begin` nor `end` is inside a word.
+bool IsWholeWord(std::string_view text, std::size_t begin, std::size_t end) {
+  const bool joinedBefore = begin > 0 && IsWordByte(text[begin - 1]) && IsWordByte(text[begin]);
+  const bool joinedBehind = end < text.size() && IsWordByte(text[end]) && IsWordByte(text[end - 1]);
+  return !joinedBefore && !joinedBehind;
+}
+
 }  // namespace
 
 std::string Printable(std::string_view text) {
@@ -82,7 +97,7 @@ std::string Printable(std::string_view text) {
   while (!text.empty()) {
     const Character character = FirstCharacter(text);
     const std::size_t bytes = std::max<std::size_t>(character.bytes, 1);
-    if (character.bytes == 0 || SteersTerminal(character.code)) {
+    if (character.bytes == 0 || ControlsTerminal(character.code)) {
       result.push_back('?');
     } else {
       result.append(text.substr(0, bytes));
@@ -126,27 +141,43 @@ std::string GroupedNumber(std::uint64_t number) {
   return text;
 }
 
-std::string NetworkTrouble(ErrorCode status) {
+std::string NetworkErrorText(ErrorCode status) {
   switch (status) {
     case Error_Timeout:
-      return "no answer came in time";
+      return "timed out";
     case Error_Ended:
-      return "the server closed the connection";
+      return "connection closed by the server";
     case Error_Retry:
-      return "the connection was lost";
+      return "connection lost";
     case Error_NoAccess:
-      return "the connection was refused";
+      return "connection refused";
     case Error_NotFound:
-      return "the host was not found";
+      return "host not found";
     case Error_System:
-      return "the network cannot be reached";
+      return "network unreachable";
     case Error_Memory:
       return "out of memory";
     case Error_Exceed:
-      return "the answer is too long";
+      return "response too long";
     default:
-      return std::string("the connection failed (") + Error_ToString(status) + ")";
+      return std::string("connection failed (") + Error_ToString(status) + ")";
   }
+}
+
+std::string MaskSecret(std::string_view text, std::string_view secret) {
+  if (secret.empty()) return std::string(text);
+  std::string result;
+  std::size_t copied = 0;
+  for (std::size_t found = text.find(secret); found != std::string_view::npos;) {
+    const std::size_t end = found + secret.size();
+    const bool masked = secret.size() >= kLongSecret || IsWholeWord(text, found, end);
+    if (masked) {
+      result.append(text.substr(copied, found - copied)).append(kMask);
+      copied = end;
+    }
+    found = text.find(secret, masked ? end : found + 1);
+  }
+  return result.append(text.substr(copied));
 }
 
 std::string LowerCase(std::string_view text) {

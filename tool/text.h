@@ -10,7 +10,7 @@
 
 namespace tool {
 
-// A text from outside with every byte that could steer a terminal replaced by "?": control bytes and DEL,
+// A text from outside with every byte that could control a terminal replaced by "?": control bytes and DEL,
 // bytes that are not UTF-8, and the UTF-8 forms of control and writing-direction characters.
 std::string Printable(std::string_view text);
 
@@ -24,8 +24,12 @@ std::string SizeText(std::uint64_t bytes);
 // "1234567" as "1,234,567".
 std::string GroupedNumber(std::uint64_t number);
 
-// What a failed status of the network functions means to the person who waits.
-std::string NetworkTrouble(ErrorCode status);
+// The message for a failed status of a network function.
+std::string NetworkErrorText(ErrorCode status);
+
+// The text with "********" in the place of a secret. A secret of less than 8 characters is replaced where it
+// stands as a whole word, so that it does not blank letters of other words; a longer one everywhere.
+std::string MaskSecret(std::string_view text, std::string_view secret);
 
 std::string LowerCase(std::string_view text);
 

@@ -1,7 +1,7 @@
 // Getting a file over FTP.
 //
-// A file is complete when the data ended, the server confirmed it, and the size that it told (if it did) has
-// come.
+// A file is complete when the data ended, the final reply is positive, and the reported size (if any) was
+// received.
 #include "qz/error.h"
 #include "tool/data_loop.h"
 #include "tool/download.h"
@@ -21,51 +21,50 @@ class FTPSource : public Source {
     session_ = std::make_unique<FTPSession>(address_, options_, reporter_);
     session_->LogIn(login_);
     session_->SetType('I');
-    LearnSize();
+    QuerySize();
     std::uint32_t offset = Offset(*part);
     if (offset > 0 && total_ && *total_ == offset) {
-      reporter_->Say("\"" + part->Path() + "\" is complete already");
+      reporter_->Say("\"" + part->Path() + "\" is already complete");
       return;
     }
     const bool resuming = offset > 0;
     Stream* stream = session_->StartRetrieve(address_.path, &offset);
     if (resuming && offset == 0)
-      reporter_->Say("the server cannot go on in the middle of a file: starting again");
-    if (resuming && offset > 0) reporter_->Say("going on at " + SizeText(offset));
+      reporter_->Say("the server does not support resuming: restarting from the beginning");
+    if (resuming && offset > 0) reporter_->Say("resuming at " + SizeText(offset));
     Receive(stream, offset, part);
   }
 
-  void SayGoodbye() override { session_->SayGoodbye(); }
+  void Quit() override { session_->Quit(); }
 
  private:
-  void LearnSize() {
+  void QuerySize() {
     const auto size = session_->SizeOf(address_.path);
     if (size && size->tooLarge()) {
-      reporter_->Say(
-          "the file is 4 GiB or larger: its exact size is not known and resuming works below 4 GiB only");
+      reporter_->Say("the file is 4 GiB or larger: its size is unknown and resuming works below 4 GiB only");
     }
     const auto known = size && !size->tooLarge() ? std::optional<std::uint32_t>(size->bytes) : std::nullopt;
-    // Stays known until the part file is begun anew: an attempt may fail before that.
+    // Kept until the part file is truncated: an attempt may fail before that.
     changed_ = changed_ || (asked_ && known != total_);
     asked_ = true;
     tooLarge_ = size && size->tooLarge();
     total_ = known;
   }
 
-  // Where to go on; 0 where that is impossible or would mix two files. The part file is cut only when the new
-  // data is at hand.
+  // The offset to resume at; 0 where that is impossible or would mix two files. The part file is truncated
+  // only when new data is available.
   std::uint32_t Offset(const PartFile& part) {
     if (part.Length() == 0) return 0;
     if (part.Length() > kLargestOffset) {
-      reporter_->Say("resuming works below 4 GiB only: starting again");
+      reporter_->Say("resuming works below 4 GiB only: restarting from the beginning");
       return 0;
     }
     if (changed_) {
-      reporter_->Say("the file on the server changed: starting again");
+      reporter_->Say("the file on the server changed: restarting from the beginning");
       return 0;
     }
     if (total_ && *total_ < part.Length()) {
-      reporter_->Say("the file on the server has become smaller: starting again");
+      reporter_->Say("the file on the server became smaller: restarting from the beginning");
       return 0;
     }
     return static_cast<std::uint32_t>(part.Length());
@@ -93,36 +92,36 @@ class FTPSource : public Source {
     }
     if (status != Error_Ended) {
       Stream_Delete(stream);
-      throw Failure{ExitCode::Network, NetworkTrouble(status), Retry::Yes};
+      throw Failure{ExitCode::Network, NetworkErrorText(status), Retry::Yes};
     }
     session_->EndTransfer(stream);
     CheckWhole(*part, offset, came);
   }
 
-  // All the bytes of the announced size came; the data has to end here.
+  // All bytes of the reported size were received; the data has to end here.
   ErrorCode ExpectEnd(Stream* stream, PartFile* part) {
     const auto more = ReadOneByte(stream, options_);
     if (more.count == 0) return more.status;
-    // Longer than announced, the part file is taken for complete by no later run.
+    // With a byte too many, no later run takes the part file for complete.
     part->Append(more.count, &more.byte);
-    throw Failure{ExitCode::Protocol, "the server sends more than the " + GroupedNumber(*total_) +
-                                          " bytes that it announced; the data cannot be trusted"};
+    throw Failure{ExitCode::Protocol, "the server sent more than the reported " + GroupedNumber(*total_) +
+                                          " bytes; the data cannot be trusted"};
   }
 
   void CheckWhole(const PartFile& part, std::uint32_t offset, std::uint64_t came) const {
     if (total_ && part.Length() < *total_) {
       throw Failure{ExitCode::Network,
-                    "the server ended the file after " + GroupedNumber(part.Length()) + " of " +
+                    "the server ended the data after " + GroupedNumber(part.Length()) + " of " +
                         GroupedNumber(*total_) + " bytes",
                     Retry::Yes};
     }
     if (tooLarge_ && part.Length() < 0xFFFFFFFFu) {
-      throw Failure{ExitCode::Network, "the server ended the file too early", Retry::Yes};
+      throw Failure{ExitCode::Network, "the server ended the data too early", Retry::Yes};
     }
     // Without a size, a part file that is longer than the file looks the same as a complete one.
     if (!total_ && offset > 0 && came == 0) {
-      throw Failure{ExitCode::Protocol, "the server does not tell the size, so \"" + part.Path() +
-                                            "\" cannot be checked; use --restart to start again"};
+      throw Failure{ExitCode::Protocol, "the server does not report the size, so \"" + part.Path() +
+                                            "\" cannot be checked; download it again with --restart"};
     }
   }
 

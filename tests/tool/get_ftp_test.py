@@ -66,7 +66,7 @@ class FTPGet(ProgramTest):
 
     # ---- cut and resumed
 
-    def test_goes_on_by_itself_after_a_cut_at_any_byte(self):
+    def test_resumes_by_itself_after_a_cut_at_any_byte(self):
         for how in ("fin", "reset"):
             for cut in (1, 4097, 299999):
                 server = self.server(cut=lambda number, cut=cut, how=how: (cut, how) if number == 0 else None)
@@ -77,7 +77,7 @@ class FTPGet(ProgramTest):
                 if how == "fin":
                     self.assertIn((1, "REST %d" % cut), server.commands)
 
-    def test_goes_on_after_a_stall(self):
+    def test_resumes_after_a_stall(self):
         server = self.server(cut=lambda number: (100000, "stall") if number == 0 else None)
         self.expect(DONE, "get", server.url("data"), "--timeout", "1", *SOON)
         self.assert_file("data", DATA)
@@ -89,14 +89,14 @@ class FTPGet(ProgramTest):
         self.assertIn((0, "REST 4321"), server.commands)
         self.assert_file("data", DATA)
         self.assertEqual(self.names(), ["data"])
-        self.assertIn("going on at 4.2 KiB", result.errors)
+        self.assertIn("qz: resuming at 4.2 KiB\n", result.errors)
 
     def test_starts_again_when_the_server_refuses_rest(self):
         self.write("data.part", b"y" * 4321)
         server = self.server(rest=False)
         result = self.expect(DONE, "get", server.url("data"))
         self.assert_file("data", DATA)
-        self.assertIn("starting again", result.errors)
+        self.assertIn("the server does not support resuming: restarting from the beginning", result.errors)
 
     def test_starts_again_when_the_file_became_smaller(self):
         self.write("data.part", b"y" * 300001)
@@ -180,7 +180,7 @@ class FTPGet(ProgramTest):
 
     def test_not_complete_when_size_promises_less(self):
         server = self.server(size="213 200000")
-        for _ in range(2):  # nor by the same command again
+        for _ in range(2):  # nor by a rerun
             self.expect(PROTOCOL, "get", server.url("data"))
             self.assertEqual(self.names(), ["data.part"])
             self.assertEqual(self.read("data.part"), DATA[:200001])
@@ -231,11 +231,11 @@ class FTPGet(ProgramTest):
         self.expect(USAGE, "get", server.url("data"), server.url("sub/"))
         self.assertEqual(server.count, 0)
 
-    def test_says_that_the_other_urls_were_not_tried(self):
+    def test_says_that_the_remaining_urls_were_skipped(self):
         os.mkdir(self.path("data.part"))
         server = self.server()
         result = self.expect(DISK, "get", server.url("data"), server.url("sub/file.txt"))
-        self.assertIn("the other URLs were not tried", result.errors)
+        self.assertIn("the remaining URLs were skipped", result.errors)
         self.assertEqual(server.count, 0)
 
     def test_null_byte_in_a_path_never_names_another_file(self):
@@ -244,11 +244,11 @@ class FTPGet(ProgramTest):
         self.assertIn("null byte", result.errors)
         self.assertEqual(server.count, 0)
 
-    def test_kind_of_transfer_in_a_url_is_refused_with_a_hint(self):
+    def test_transfer_type_in_a_url_is_refused_with_a_hint(self):
         server = self.server()
         for kind in (";type=a", ";type=i", ";TYPE=D"):
             result = self.expect(USAGE, "get", server.url("data" + kind))
-            self.assertIn('"%s"; leave that out' % kind, result.errors)
+            self.assertIn('omit the transfer type "%s"' % kind, result.errors)
         self.assertEqual(server.count, 0)
 
     def test_password_file_without_a_user_name_is_refused(self):
@@ -315,7 +315,7 @@ class FTPGet(ProgramTest):
         self.assertIn((0, "NLST"), server.commands)
         self.assertNotIn("CWD", server.verbs())
 
-    def test_ls_makes_steering_bytes_harmless(self):
+    def test_ls_makes_control_bytes_harmless(self):
         server = self.server(listing=b"a\x1b[2Jb\x07c\x9b31md\r\n\xc2\x9bx\xc3\xa4\r\n")
         result = self.expect(DONE, "ls", server.url(""))
         self.assertEqual(result.output, "a?[2Jb?c?31md\n?x\u00e4\n")
@@ -345,11 +345,21 @@ class FTPGet(ProgramTest):
         result = self.expect(DONE, "size", self.server(rest=False).url("data"))
         self.assertIn("resume: no", result.output)
 
-    def test_size_gives_4_when_the_connection_is_lost_on_the_way(self):
-        for verb in ("on_mdtm", "on_rest"):
-            with unittest.mock.patch.object(Session, verb, lambda session, argument: "close"):
+    def test_size_gives_4_when_the_connection_is_lost_before_size_and_time_are_known(self):
+        with unittest.mock.patch.object(Session, "on_mdtm", lambda session, argument: "close"):
+            result = self.expect(NETWORK, "size", self.server().url("data"))
+        self.assertEqual(result.output, "")
+
+    def test_size_says_unknown_and_gives_4_when_the_question_whether_to_resume_fails(self):
+        def leave(session, argument):
+            session.say("421 going down")
+            return "close"
+        for answer in (lambda session, argument: "close", leave):
+            with unittest.mock.patch.object(Session, "on_rest", answer):
                 result = self.expect(NETWORK, "size", self.server().url("data"))
-                self.assertEqual(result.output, "")
+            self.assertEqual(result.output, "size:   300000 bytes (293.0 KiB)\ntime:   2026-03-04 05:06:07 GMT\n"
+                                            "resume: unknown\n")
+            self.assertTrue(result.errors.startswith("qz: cannot "), result)
 
     def test_size_of_a_missing_file_gives_3(self):
         self.expect(NOT_FOUND, "size", self.server().url("nothing"))

@@ -81,7 +81,7 @@ class HTTPGet(ProgramTest):
             self.assertEqual(server.count, 1)
 
     def test_says_clearly_what_the_server_answered(self):
-        for status, said in (("404 Not Found", '"404 Not Found"; there is no such file on the server'),
+        for status, said in (("404 Not Found", '"404 Not Found"; file not found on the server'),
                              ("500 Internal Server Error", '"500 Internal Server Error"'),
                              ("403 Verboten hier", '"403 Verboten"')):
             server = self.server(lambda n, request, status=status: [http(status)])
@@ -103,7 +103,7 @@ class HTTPGet(ProgramTest):
 
     # ---- cut and resumed
 
-    def test_goes_on_by_itself_after_a_cut_at_any_byte(self):
+    def test_resumes_by_itself_after_a_cut_at_any_byte(self):
         for how in ("end", "reset"):
             for cut in (1, 1023, 65536, 299999):
                 def answer(number, request, cut=cut, how=how):
@@ -117,7 +117,7 @@ class HTTPGet(ProgramTest):
                     self.assertEqual(range_start(server.requests[1]), cut)
                     self.assertEqual(server.count, 2, result)
 
-    def test_goes_on_after_a_stall(self):
+    def test_resumes_after_a_stall(self):
         def answer(number, request):
             whole = honest(DATA, request)
             return [whole[:100000], "stall"] if number == 0 else [whole]
@@ -164,7 +164,7 @@ class HTTPGet(ProgramTest):
         server = self.server(lambda n, request: [http("200 OK", DATA)])
         result = self.expect(DONE, "get", server.url("/data"))
         self.assert_file("data", DATA)
-        self.assertIn("starting again", result.errors)
+        self.assertIn("the server does not support resuming: restarting from the beginning", result.errors)
 
     def test_names_a_part_that_is_whole(self):
         for answer in (lambda n, request: [honest(DATA, request)], lambda n, request: [http("200 OK", DATA)]):
@@ -347,7 +347,7 @@ class HTTPGet(ProgramTest):
             self.expect(code, "get", server.url("/start"))
             self.assertLessEqual(server.count, 11)
 
-    def test_never_follows_to_another_kind_of_scheme(self):
+    def test_never_follows_to_another_scheme(self):
         secret = self.path("secret")
         self.write("secret", b"mine")
         for location in ("file://" + secret, "ftp://127.0.0.1/x", "https://127.0.0.1/x", "javascript:x", "vrx://h/x"):
@@ -397,6 +397,20 @@ class HTTPGet(ProgramTest):
         server = self.server(lambda n, request: [http("200 OK", b"abc", length="none")])
         result = self.expect(DONE, "size", server.url("/x"))
         self.assertEqual(result.output, "size:   unknown\ntime:   unknown\nresume: no\n")
+
+    def test_size_says_unknown_when_the_question_whether_to_resume_fails(self):
+        for status, code in (("503 Busy", NETWORK), ("500 Broken", PROTOCOL), ("403 No", LOGIN), (None, NETWORK)):
+            def answer(number, request, status=status):
+                if range_start(request) is None:
+                    return [http("200 OK", b"abc")]
+                return ["reset"] if status is None else [http(status)]
+            result = self.expect(code, "size", self.server(answer).url("/x"))
+            self.assertEqual(result.output, "size:   3 bytes\ntime:   unknown\nresume: unknown\n")
+            self.assertIn("cannot query whether the server can resume", result.errors)
+
+    def test_size_of_an_empty_file_cannot_say_whether_to_resume(self):
+        result = self.expect(DONE, "size", self.server(lambda n, request: [honest(b"", request)]).url("/x"))
+        self.assertEqual(result.output, "size:   0 bytes\ntime:   unknown\nresume: unknown\n")
 
 
 if __name__ == "__main__":

@@ -61,7 +61,7 @@ class Put(ProgramTest):
         self.expect(DONE, "put", "local.bin", self.server.url("remote.bin"))
         self.assertEqual(digest(self.server.files["remote.bin"]), digest(DATA))
 
-    def test_goes_on_by_itself_after_a_cut(self):
+    def test_resumes_by_itself_after_a_cut(self):
         self.server.cut = lambda number: (100000, "reset") if number == 0 else None
         self.expect(DONE, "put", "local.bin", self.server.url("remote.bin"), *SOON)
         self.assertEqual(digest(self.server.files["remote.bin"]), digest(DATA))
@@ -80,20 +80,20 @@ class Put(ProgramTest):
             session.say("451 Failure writing to local file.")
         with unittest.mock.patch.object(Session, "on_stor", on_stor):
             result = self.expect(NETWORK, "put", "local.bin", self.server.url("x"), "--retries", "2", *SOON)
-        # The first, a second that begins further on, and two in vain.
+        # The first, a second that resumes, and two without progress.
         self.assertEqual(self.server.verbs().count("STOR"), 4, result)
-        self.assertEqual(result.errors.count("going on at 48.8 KiB"), 3, result)
-        self.assertEqual(result.errors.count("going on at"), 3, result)
+        self.assertEqual(result.errors.count("resuming at 48.8 KiB"), 3, result)
+        self.assertEqual(result.errors.count("resuming at"), 3, result)
         self.assertIn("451 Failure writing to local file.", result.errors)
 
     def test_not_stored_without_the_final_reply(self):
         self.server.final = ""
         self.expect(NETWORK, "put", "local.bin", self.server.url("remote.bin"), "--retries", "0")
 
-    def test_no_room_on_the_server_gives_1(self):
+    def test_full_disk_on_the_server_gives_1(self):
         self.server.final = "552 full"
         result = self.expect(OTHER, "put", "local.bin", self.server.url("remote.bin"), "--retries", "0")
-        self.assertIn("no room", result.errors)
+        self.assertIn('"552 full"; disk full or quota exceeded on the server', result.errors)
 
     def test_not_stored_when_the_server_holds_less(self):
         self.server.size = "213 399999"
@@ -113,7 +113,7 @@ class Put(ProgramTest):
     def test_pipe_is_refused_at_once(self):
         os.mkfifo(self.path("pipe"))
         result = self.expect(DISK, "put", "pipe", self.server.url("remote.bin"), seconds=20)
-        self.assertIn("not a plain file", result.errors)
+        self.assertIn("not a regular file", result.errors)
         self.assertEqual(self.server.count, 0)
 
     def change_while_sent(self, change):
@@ -127,19 +127,19 @@ class Put(ProgramTest):
     def test_file_that_becomes_smaller_while_it_is_sent_is_not_called_stored(self):
         with self.change_while_sent(lambda: os.truncate(self.path("local.bin"), 1000)):
             result = self.expect(DISK, "put", "local.bin", self.server.url("remote.bin"))
-        self.assertIn('"local.bin" became smaller while it was sent', result.errors)
+        self.assertIn('"local.bin" was truncated during the transfer', result.errors)
         self.assertNotIn("stored", result.errors)
         self.assertEqual(self.server.verbs().count("STOR"), 1)
 
     @only_posix
-    def test_file_that_grows_while_it_is_sent_is_stored_as_it_was_and_the_rest_by_the_same_command(self):
+    def test_file_that_grows_while_it_is_sent_is_stored_as_it_was_and_the_rest_by_a_rerun(self):
         def grow():
             with open(self.path("local.bin"), "ab") as file:
                 file.write(b"more")
         with self.change_while_sent(grow):
             result = self.expect(DONE, "put", "local.bin", self.server.url("remote.bin"))
         self.assertEqual(digest(self.server.files["remote.bin"]), digest(DATA))
-        self.assertIn("grew while it was sent", result.errors)
+        self.assertIn("grew during the transfer", result.errors)
         self.expect(DONE, "put", "local.bin", self.server.url("remote.bin"))
         self.assertEqual(digest(self.server.files["remote.bin"]), digest(DATA + b"more"))
 

@@ -76,7 +76,7 @@ class RealServers(ProgramTest):
             self.assertEqual(self.read("out"), b"")
             os.remove(self.path("out"))
 
-    def test_gets_a_name_with_a_blank(self):
+    def test_gets_a_name_with_a_space(self):
         self.expect(DONE, "get", self.http + "with%20blank.txt")
         self.assertEqual(self.read("with blank.txt"), b"blank\n")
 
@@ -97,7 +97,7 @@ class RealServers(ProgramTest):
         for base in (self.ftp, self.http):
             self.write(self.large_name + ".part", self.large[:CUT])
             result = self.expect(DONE, "get", base + self.large_name)
-            self.assertIn("going on at 33.0 MiB", result.errors)
+            self.assertIn("resuming at 33.0 MiB", result.errors)
             self.assert_file(self.large_name, self.large)
             os.remove(self.path(self.large_name))
 
@@ -107,7 +107,7 @@ class RealServers(ProgramTest):
             result = self.expect(DONE, "get", "http://127.0.0.1:%d/%s" % (forwarder.port, self.large_name),
                                  "--retry-wait", "0")
             self.assertEqual(forwarder.count, 2, result)
-            self.assertIn("going on at", result.errors)
+            self.assertIn("resuming at", result.errors)
             self.assert_file(self.large_name, self.large)
             os.remove(self.path(self.large_name))
 
@@ -136,7 +136,7 @@ class RealServers(ProgramTest):
                 file.write(self.large[:CUT])
             os.chmod(remote, 0o666)
             result = self.expect(DONE, "put", "local.bin", url)
-            self.assertIn("going on at 33.0 MiB", result.errors)
+            self.assertIn("resuming at 33.0 MiB", result.errors)
             self.assert_file(remote, self.large)
             self.expect(DONE, "put", "local.bin", url, "--active", "--restart")
             self.assert_file(remote, self.large)

@@ -24,20 +24,20 @@ volatile sig_atomic_t interrupted = 0;
 volatile sig_atomic_t insideBlockingCall = 0;
 volatile sig_atomic_t removalArmed = 0;
 char removalPath[kLongestPath];
-const char* volatile hintWhenEnded = "";
+const char* volatile interruptHint = "";
 
-void EndAtOnce() {
+void ExitNow() {
   static const char text[] = "\nqz: interrupted";
   if (removalArmed != 0) unlink(removalPath);
   (void)!write(STDERR_FILENO, text, sizeof text - 1);
-  (void)!write(STDERR_FILENO, hintWhenEnded, std::strlen(hintWhenEnded));
+  (void)!write(STDERR_FILENO, interruptHint, std::strlen(interruptHint));
   (void)!write(STDERR_FILENO, "\n", 1);
   _exit(static_cast<int>(ExitCode::Interrupted));
 }
 
-// A channel that came closed would be the number of the next file or connection, and messages or a list
-// would be written into that. What stands in its place refuses what the channel is for, as a closed one does.
-void FillClosedChannels() {
+// The next file or connection would get the descriptor of a closed standard stream, and messages or a listing
+// would be written into it. The replacement fails reads or writes just as a closed stream does.
+void FillClosedStreams() {
   for (int descriptor = STDIN_FILENO; descriptor <= STDERR_FILENO; descriptor++) {
     if (fcntl(descriptor, F_GETFD) >= 0 || errno != EBADF) continue;
     if (open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY) != descriptor) std::abort();
@@ -46,7 +46,7 @@ void FillClosedChannels() {
 
 void OnInterrupt(int) {
   const int savedError = errno;
-  if (interrupted != 0 || insideBlockingCall != 0) EndAtOnce();
+  if (interrupted != 0 || insideBlockingCall != 0) ExitNow();
   interrupted = 1;
   errno = savedError;
 }
@@ -60,7 +60,7 @@ bool TerminalIsDumb() {
   return kind == nullptr || *kind == '\0' || std::strcmp(kind, "dumb") == 0;
 }
 
-// The terminal itself, whatever standard input is connected to; its echo is off while this lives.
+// The controlling terminal with echo off, whatever standard input is connected to.
 class HiddenTerminal {
  public:
   HiddenTerminal() : descriptor_(open("/dev/tty", O_RDWR | O_NOCTTY | O_CLOEXEC)) {
@@ -102,11 +102,11 @@ class HiddenTerminal {
 }  // namespace
 
 void Prepare() {
-  FillClosedChannels();
+  FillClosedStreams();
   struct sigaction action {};
   action.sa_handler = OnInterrupt;
   sigemptyset(&action.sa_mask);
-  // No SA_RESTART: a wait for the keyboard has to end.
+  // No SA_RESTART: a read from the keyboard has to end.
   sigaction(SIGINT, &action, nullptr);
   sigaction(SIGTERM, &action, nullptr);
   // A terminal that is closed ends the program like Ctrl-C, unless nohup says otherwise.
@@ -182,11 +182,11 @@ BlockingCall::~BlockingCall() {
   insideBlockingCall = 0;
 }
 
-void SayWhenEnded(const char* hint) {
-  hintWhenEnded = hint;
+void SetInterruptHint(const char* hint) {
+  interruptHint = hint;
 }
 
-void RemoveWhenEnded(const std::string& path) {
+void RemoveOnInterrupt(const std::string& path) {
   removalArmed = 0;
   if (path.empty() || path.size() >= sizeof removalPath) return;
   std::memcpy(removalPath, path.c_str(), path.size() + 1);

@@ -15,9 +15,10 @@ namespace tool {
 namespace {
 
 [[noreturn]] void FailWith(const std::string& action, const std::string& path, int error) {
-  std::string text = "cannot " + action + " \"" + path + "\": " + std::strerror(error);
+  std::string text =
+      "cannot " + action + " \"" + path + "\": " + std::strerror(error) + " (" + std::to_string(error) + ")";
   if (error == ENOSPC || error == EDQUOT || error == EFBIG) {
-    text += "; make room, then run the same command again to go on";
+    text += "; free some space, then rerun the command to resume";
   }
   if (error == ENAMETOOLONG) text += "; choose a shorter name";
   throw Failure{ExitCode::Disk, text};
@@ -27,8 +28,8 @@ int Descriptor(std::intptr_t handle) {
   return static_cast<int>(handle);
 }
 
-// Another program may have renamed its complete file between the opening and the lock; then what is open
-// here no longer stands at the path and must not be written.
+// Another program may have renamed its complete file between open and lock; the open file is then no longer
+// the one at the path and must not be written.
 bool StandsAt(int descriptor, const std::string& path) {
   struct stat opened {
   }, standing{};
@@ -39,7 +40,7 @@ bool StandsAt(int descriptor, const std::string& path) {
 void Lock(int descriptor, const std::string& path) {
   const bool taken = flock(descriptor, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
   if (!taken && StandsAt(descriptor, path)) return;
-  throw Failure{ExitCode::Disk, "another program is writing to \"" + path + "\"; wait until it is done"};
+  throw Failure{ExitCode::Disk, "\"" + path + "\" is in use by another program; wait until it is done"};
 }
 
 }  // namespace
@@ -48,7 +49,7 @@ DiskFile::Kind DiskFile::KindOf(const std::string& path) {
   struct stat state {};
   if (lstat(path.c_str(), &state) != 0) {
     if (errno == ENOENT) return Kind::Nothing;
-    FailWith("look at", path, errno);
+    FailWith("query", path, errno);
   }
   if (S_ISREG(state.st_mode)) return Kind::File;
   if (S_ISLNK(state.st_mode)) return Kind::Link;
@@ -63,7 +64,7 @@ void DiskFile::OpenForReading(const std::string& path) {
   path_ = path;
   struct stat state {};
   if (fstat(descriptor, &state) != 0) FailWith("read", path, errno);
-  if (!S_ISREG(state.st_mode)) throw Failure{ExitCode::Disk, "\"" + path + "\" is not a plain file"};
+  if (!S_ISREG(state.st_mode)) throw Failure{ExitCode::Disk, "\"" + path + "\" is not a regular file"};
 }
 
 void DiskFile::OpenForAppending(const std::string& path) {
@@ -73,7 +74,7 @@ void DiskFile::OpenForAppending(const std::string& path) {
   path_ = path;
   struct stat state {};
   if (fstat(descriptor, &state) != 0) FailWith("write to", path, errno);
-  if (!S_ISREG(state.st_mode)) throw Failure{ExitCode::Disk, "\"" + path + "\" is not a plain file"};
+  if (!S_ISREG(state.st_mode)) throw Failure{ExitCode::Disk, "\"" + path + "\" is not a regular file"};
   Lock(descriptor, path);
   SeekTo(Size());
 }
@@ -88,7 +89,7 @@ void DiskFile::Create(const std::string& path) {
 
 std::uint64_t DiskFile::Size() const {
   struct stat state {};
-  if (fstat(Descriptor(handle_), &state) != 0) FailWith("look at", path_, errno);
+  if (fstat(Descriptor(handle_), &state) != 0) FailWith("query", path_, errno);
   return static_cast<std::uint64_t>(state.st_size);
 }
 
@@ -116,7 +117,7 @@ void DiskFile::Write(std::size_t count, const void* buffer) {
 }
 
 void DiskFile::Truncate() {
-  if (ftruncate(Descriptor(handle_), 0) != 0) FailWith("cut", path_, errno);
+  if (ftruncate(Descriptor(handle_), 0) != 0) FailWith("truncate", path_, errno);
   SeekTo(0);
 }
 

@@ -6,6 +6,7 @@
 #include <stdio.h>
 #include <windows.h>
 
+#include <atomic>
 #include <cstdlib>
 #include <cstring>
 #include <vector>
@@ -19,28 +20,28 @@ namespace {
 constexpr unsigned kColumnsWhenUnknown = 80;
 constexpr std::size_t kLongestLibraryName = 1024;
 
-// The handler runs on a thread of its own, so these are read and written by interlocked calls.
-volatile LONG interrupted = 0;
-volatile LONG insideBlockingCall = 0;
-volatile LONG removalArmed = 0;
+// The handler runs on a separate thread. It reads removalPath only while removalArmed is set.
+std::atomic<bool> interrupted{false};
+std::atomic<bool> insideBlockingCall{false};
+std::atomic<bool> removalArmed{false};
 char removalPath[MAX_PATH];
-const char* volatile hintWhenEnded = "";
+std::atomic<const char*> interruptHint{""};
 
 HANDLE HandleOf(Channel channel) {
   return GetStdHandle(channel == Channel::Output ? STD_OUTPUT_HANDLE : STD_ERROR_HANDLE);
 }
 
-void EndAtOnce() {
-  if (removalArmed != 0) DeleteFileA(removalPath);
+void ExitNow() {
+  if (removalArmed) DeleteFileA(removalPath);
   DWORD written = 0;
-  for (const char* text : {"\r\nqz: interrupted", static_cast<const char*>(hintWhenEnded), "\r\n"}) {
+  for (const char* text : {"\r\nqz: interrupted", interruptHint.load(), "\r\n"}) {
     WriteFile(HandleOf(Channel::Messages), text, static_cast<DWORD>(std::strlen(text)), &written, nullptr);
   }
   ExitProcess(static_cast<UINT>(ExitCode::Interrupted));
 }
 
 BOOL WINAPI OnInterrupt(DWORD) {
-  if (InterlockedExchange(&interrupted, 1) != 0 || insideBlockingCall != 0) EndAtOnce();
+  if (interrupted.exchange(true) || insideBlockingCall) ExitNow();
   return TRUE;
 }
 
@@ -112,7 +113,7 @@ std::optional<std::string> AskHidden(const std::string& question) {
 }
 
 bool Interrupted() {
-  return interrupted != 0;
+  return interrupted;
 }
 
 void Pause(unsigned milliseconds) {
@@ -125,25 +126,25 @@ void Pause(unsigned milliseconds) {
 }
 
 BlockingCall::BlockingCall() {
-  InterlockedExchange(&insideBlockingCall, 1);
+  insideBlockingCall = true;
   if (!Interrupted()) return;
-  InterlockedExchange(&insideBlockingCall, 0);
+  insideBlockingCall = false;
   throw Interruption{};
 }
 
 BlockingCall::~BlockingCall() {
-  InterlockedExchange(&insideBlockingCall, 0);
+  insideBlockingCall = false;
 }
 
-void SayWhenEnded(const char* hint) {
-  hintWhenEnded = hint;
+void SetInterruptHint(const char* hint) {
+  interruptHint = hint;
 }
 
-void RemoveWhenEnded(const std::string& path) {
-  InterlockedExchange(&removalArmed, 0);
+void RemoveOnInterrupt(const std::string& path) {
+  removalArmed = false;
   if (path.empty() || path.size() >= sizeof removalPath) return;
   std::memcpy(removalPath, path.c_str(), path.size() + 1);
-  InterlockedExchange(&removalArmed, 1);
+  removalArmed = true;
 }
 
 std::string ToLibraryName(const std::string& systemName) {

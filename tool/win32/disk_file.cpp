@@ -15,16 +15,16 @@ std::string SystemText(DWORD error) {
   while (length > 0 && (text[length - 1] == '\r' || text[length - 1] == '\n' || text[length - 1] == '.'))
     length--;
   if (length == 0) return "system error " + std::to_string(error);
-  return std::string(text, length);
+  return std::string(text, length) + " (" + std::to_string(error) + ")";
 }
 
 [[noreturn]] void FailWith(const std::string& action, const std::string& path, DWORD error) {
   if (error == ERROR_SHARING_VIOLATION) {
-    throw Failure{ExitCode::Disk, "another program is using \"" + path + "\"; wait until it is done"};
+    throw Failure{ExitCode::Disk, "\"" + path + "\" is in use by another program; wait until it is done"};
   }
   std::string text = "cannot " + action + " \"" + path + "\": " + SystemText(error);
   if (error == ERROR_DISK_FULL || error == ERROR_HANDLE_DISK_FULL) {
-    text += "; make room, then run the same command again to go on";
+    text += "; free some space, then rerun the command to resume";
   }
   throw Failure{ExitCode::Disk, text};
 }
@@ -47,7 +47,7 @@ DiskFile::Kind DiskFile::KindOf(const std::string& path) {
   if (attributes == INVALID_FILE_ATTRIBUTES) {
     const DWORD error = GetLastError();
     if (error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND) return Kind::Nothing;
-    FailWith("look at", path, error);
+    FailWith("query", path, error);
   }
   if ((attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0) return Kind::Link;
   return (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0 ? Kind::Folder : Kind::File;
@@ -60,7 +60,7 @@ void DiskFile::OpenForReading(const std::string& path) {
   handle_ = reinterpret_cast<std::intptr_t>(handle);
   path_ = path;
   if (GetFileType(handle) != FILE_TYPE_DISK)
-    throw Failure{ExitCode::Disk, "\"" + path + "\" is not a plain file"};
+    throw Failure{ExitCode::Disk, "\"" + path + "\" is not a regular file"};
 }
 
 void DiskFile::OpenForAppending(const std::string& path) {
@@ -69,7 +69,7 @@ void DiskFile::OpenForAppending(const std::string& path) {
   if (handle == INVALID_HANDLE_VALUE) FailWith("write to", path, GetLastError());
   handle_ = reinterpret_cast<std::intptr_t>(handle);
   path_ = path;
-  if (!IsPlain(handle)) throw Failure{ExitCode::Disk, "\"" + path + "\" is not a plain file"};
+  if (!IsPlain(handle)) throw Failure{ExitCode::Disk, "\"" + path + "\" is not a regular file"};
   SeekTo(Size());
 }
 
@@ -85,7 +85,7 @@ std::uint64_t DiskFile::Size() const {
   DWORD high = 0;
   SetLastError(NO_ERROR);
   const DWORD low = GetFileSize(Native(handle_), &high);
-  if (low == INVALID_FILE_SIZE && GetLastError() != NO_ERROR) FailWith("look at", path_, GetLastError());
+  if (low == INVALID_FILE_SIZE && GetLastError() != NO_ERROR) FailWith("query", path_, GetLastError());
   return (static_cast<std::uint64_t>(high) << 32) | low;
 }
 
@@ -121,7 +121,7 @@ void DiskFile::Write(std::size_t count, const void* buffer) {
 
 void DiskFile::Truncate() {
   SeekTo(0);
-  if (!SetEndOfFile(Native(handle_))) FailWith("cut", path_, GetLastError());
+  if (!SetEndOfFile(Native(handle_))) FailWith("truncate", path_, GetLastError());
 }
 
 void DiskFile::Synchronise() {
