@@ -3,10 +3,12 @@
 #include <vector>
 
 #include "qz/directory.h"
+#include "qz/error.h"
 #include "tool/address.h"
 #include "tool/commands.h"
 #include "tool/console.h"
 #include "tool/download.h"
+#include "tool/library_call.h"
 #include "tool/text.h"
 
 namespace tool {
@@ -23,8 +25,9 @@ std::string EnterFolderOf(const std::string& output) {
   }
   if (separator != std::string::npos) {
     const std::string folder = separator == 0 ? "/" : path.substr(0, separator);
+    Error_ClearLast();
     if (Directory_SetCurrent(folder.c_str()) != 0) {
-      throw Failure{ExitCode::Disk, "cannot enter the folder of \"" + output + "\""};
+      throw Failure{ExitCode::Disk, "cannot enter the folder of \"" + output + "\"" + RecordedDetails()};
     }
   }
   const DiskFile::Kind kind = DiskFile::KindOf(name);

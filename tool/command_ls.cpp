@@ -11,6 +11,7 @@
 #include "tool/disk_file.h"
 #include "tool/failure.h"
 #include "tool/ftp_session.h"
+#include "tool/library_call.h"
 #include "tool/text.h"
 
 namespace tool {
@@ -26,9 +27,10 @@ class TemporaryName {
   TemporaryName() {
     char folder[kNameBytes] = "";
     char name[kNameBytes] = "";
+    Error_ClearLast();
     if (File_GetSysDir(SysDir_Cache, folder) != Error_None ||
         File_UniquifyName(folder, "qzList", name) != Error_None) {
-      throw Failure{ExitCode::Disk, "no folder for temporary files"};
+      throw Failure{ExitCode::Disk, "no folder for temporary files" + RecordedDetails()};
     }
     name_ = name;
     console::RemoveOnInterrupt(console::ToSystemName(name_));

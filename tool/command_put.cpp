@@ -10,6 +10,7 @@
 #include "tool/disk_file.h"
 #include "tool/download.h"
 #include "tool/ftp_session.h"
+#include "tool/library_call.h"
 #include "tool/text.h"
 
 namespace tool {

@@ -58,6 +58,7 @@ bool IsFailure(ErrorCode status) {
 
 ErrorCode ReceiveInto(PartFile* part, Stream* stream, std::optional<std::uint64_t> limit,
                       const Options& options, Reporter* reporter) {
+  Error_ClearLast();
   Sock* sock = SocketOf(stream);
   std::vector<char> buffer(kReceiveBytes);
   std::uint64_t received = 0;
@@ -92,6 +93,7 @@ OneByte ReadOneByte(Stream* stream, const Options& options) {
 
 ErrorCode SendFrom(DiskFile* file, std::uint64_t* position, std::uint64_t end, Stream* stream,
                    const Options& options, Reporter* reporter) {
+  Error_ClearLast();
   Sock* sock = SocketOf(stream);
   std::vector<char> buffer(kSendBytes);
   for (;;) {

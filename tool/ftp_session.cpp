@@ -13,6 +13,7 @@
 #include "qz/thread.h"
 #include "tool/console.h"
 #include "tool/failure.h"
+#include "tool/library_call.h"
 #include "tool/text.h"
 
 namespace tool {
@@ -73,11 +74,19 @@ Failure FailureOfReply(const std::string& what, const Reply& reply) {
 
 Failure FailureOfStatus(const std::string& what, ErrorCode status) {
   if (status == Error_Memory) return {ExitCode::Other, what + ": out of memory"};
-  if (status == Error_Exceed) return {ExitCode::Protocol, what + ": the server's reply is too long"};
-  if (status == Error_Invalid) return {ExitCode::Protocol, what + ": invalid FTP reply"};
+  if (status == Error_Exceed)
+    return {ExitCode::Protocol, what + ": the server's reply is too long" + RecordedDetails(status)};
+  if (status == Error_Invalid)
+    return {ExitCode::Protocol, what + ": invalid FTP reply" + RecordedDetails(status)};
   const bool mayPass = status == Error_Timeout || status == Error_Ended || status == Error_Retry ||
                        status == Error_NoAccess || status == Error_System;
   return {ExitCode::Network, what + ": " + NetworkErrorText(status), mayPass ? Retry::Yes : Retry::No};
+}
+
+// The local file that takes a listing could not be made or written.
+Failure ListFileFailure(ErrorCode status) {
+  const char* why = status == Error_Exceed ? "disk full" : Error_ToString(status);
+  return {ExitCode::Disk, std::string("cannot store the listing: ") + why + RecordedDetails(status)};
 }
 
 // The library waits a minute for the reply to "QUIT". A separate thread does that; it owns the connection and
@@ -153,7 +162,7 @@ FTPSession::FTPSession(const Address& address, const Options& options, Reporter*
   const std::uint32_t direct = options.proxyHost ? 0u : std::uint32_t{FTPcFlag_NoProxy};
   ErrorCode status = Error_None;
   {
-    const console::BlockingCall blocking;
+    const LibraryCall call;
     status = FTPc_Open(address.host.c_str(), address.port, mode | direct, &connection_, &reply);
   }
   reporter_->Received(reply.code, reply.text);
@@ -173,7 +182,7 @@ void FTPSession::LogIn(const Login& login) {
   reporter_->Sent("USER " + login.user);
   reporter_->Sent("PASS ********");
   Reply reply{};
-  const console::BlockingCall blocking;
+  const LibraryCall call;
   const ErrorCode status = FTPc_Login(connection_, login.user.c_str(), login.password.c_str(), &reply);
   MaskEchoedPassword(login.password, &reply);
   reporter_->Received(reply.code, reply.text);
@@ -191,7 +200,7 @@ void FTPSession::LogIn(const Login& login) {
 void FTPSession::SetType(char type) {
   reporter_->Sent(std::string("TYPE ") + type);
   Reply reply{};
-  const console::BlockingCall blocking;
+  const LibraryCall call;
   const ErrorCode status = FTPc_FileType(connection_, type, 'N', &reply);
   reporter_->Received(reply.code, reply.text);
   if (status != Error_None) Fail("cannot set the transfer type", status, reply);
@@ -201,7 +210,7 @@ std::optional<RemoteSize> FTPSession::SizeOf(const std::string& path) {
   reporter_->Sent("SIZE " + path);
   Reply reply{};
   RemoteSize size;
-  const console::BlockingCall blocking;
+  const LibraryCall call;
   const ErrorCode status = FTPc_FileSize(connection_, path.c_str(), &size.bytes, &reply);
   reporter_->Received(reply.code, reply.text);
   if (status == Error_None) return size;
@@ -213,7 +222,7 @@ std::optional<Time> FTPSession::TimeOf(const std::string& path) {
   reporter_->Sent("MDTM " + path);
   Reply reply{};
   Time time{};
-  const console::BlockingCall blocking;
+  const LibraryCall call;
   const ErrorCode status = FTPc_ModTime(connection_, path.c_str(), &time, &reply);
   reporter_->Received(reply.code, reply.text);
   if (status == Error_None) return time;
@@ -227,7 +236,7 @@ bool FTPSession::CanRestart() {
   std::int32_t supported = 0;
   ErrorCode status = Error_None;
   {
-    const console::BlockingCall blocking;
+    const LibraryCall call;
     status = FTPc_RestartSupported(connection_, &supported);
   }
   // A refusal of the second command does not change the answer to the first.
@@ -243,7 +252,7 @@ Stream* FTPSession::StartRetrieve(const std::string& path, std::uint32_t* offset
   reporter_->Sent("RETR " + path);
   Reply reply{};
   Stream* stream = nullptr;
-  const console::BlockingCall blocking;
+  const LibraryCall call;
   const ErrorCode status = *offset > 0
                                ? FTPc_StartRetrieveRestart(connection_, path.c_str(), offset, &stream, &reply)
                                : FTPc_StartRetrieve(connection_, path.c_str(), &stream, &reply);
@@ -257,7 +266,7 @@ Stream* FTPSession::StartStore(const std::string& path, std::uint32_t* offset) {
   reporter_->Sent("STOR " + path);
   Reply reply{};
   Stream* stream = nullptr;
-  const console::BlockingCall blocking;
+  const LibraryCall call;
   const ErrorCode status = *offset > 0
                                ? FTPc_StartStoreRestart(connection_, path.c_str(), offset, &stream, &reply)
                                : FTPc_StartStore(connection_, path.c_str(), &stream, &reply);
@@ -274,7 +283,7 @@ ErrorCode FTPSession::AwaitFinalReply(Reply* reply) {
   for (unsigned pause = kFirstPauseMilliseconds;; pause = std::min(pause * 2, kLongestPauseMilliseconds)) {
     ErrorCode status = Error_None;
     {
-      const console::BlockingCall blocking;
+      const LibraryCall call;
       status = FTPc_EndTransfer(connection_, reply);
     }
     if (status != Error_Block) return status;
@@ -297,11 +306,12 @@ void FTPSession::List(const std::string& folder, bool namesOnly, const std::stri
   if (!folder.empty()) reporter_->Sent("CWD " + folder);
   reporter_->Sent(namesOnly ? "NLST" : "LIST");
   Reply reply{};
-  const console::BlockingCall blocking;
+  const LibraryCall call;
   const ErrorCode status =
       FTPc_GetDirectoryList(connection_, folder.empty() ? nullptr : folder.c_str(),
                             namesOnly ? FTPcList_Names : FTPcList_Long, localFile.c_str(), &reply);
   reporter_->Received(reply.code, reply.text);
+  if (status != Error_None && IsLocalFileFailure(status)) throw ListFileFailure(status);
   if (status != Error_None) Fail("cannot list \"/" + folder + "\"", status, reply);
 }
 

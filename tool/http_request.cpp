@@ -6,6 +6,7 @@
 #include "qz/error.h"
 #include "qz/version.h"
 #include "tool/console.h"
+#include "tool/library_call.h"
 #include "tool/text.h"
 
 namespace tool {
@@ -86,7 +87,7 @@ HTTPResponse::HTTPResponse(const Address& address, const std::optional<ByteRange
     const std::string url = RequestURL(address, options.proxyHost.has_value());
     if (url.size() > kLongestURL) throw Failure{ExitCode::Usage, "\"" + address.shown + "\" is too long"};
     reporter_->Sent("GET " + (options.proxyHost ? url : address.target) + " HTTP/1.0");
-    const console::BlockingCall blocking;
+    const LibraryCall call;
     const ErrorCode status = HTTPc_Get(connection_, url.c_str(), &reply_, &stream_);
     if (status != Error_None) Fail("cannot get \"" + address.shown + "\"", status);
   } catch (...) {
@@ -101,7 +102,7 @@ HTTPResponse::~HTTPResponse() {
 }
 
 void HTTPResponse::Connect(const Address& address) {
-  const console::BlockingCall blocking;
+  const LibraryCall call;
   const ErrorCode status = HTTPc_Open(address.host.c_str(), address.port, &connection_);
   if (status == Error_None) return;
   const std::string peer = options_.proxyHost

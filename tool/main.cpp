@@ -10,6 +10,7 @@
 #include "tool/console.h"
 #include "tool/failure.h"
 #include "tool/ftp_session.h"
+#include "tool/library_call.h"
 #include "tool/text.h"
 
 namespace tool {
@@ -18,9 +19,11 @@ namespace {
 class Library {
  public:
   Library() {
+    Error_ClearLast();
     const ErrorCode status = OS_Init("qz", OSInitCode_End);
     if (status == Error_None) return;
-    std::string text = std::string("cannot initialise the qz library: ") + Error_ToLongString(status);
+    std::string text = std::string("cannot initialise the qz library: ") + Error_ToLongString(status) +
+                       RecordedDetails(status);
     if (status == Error_NoAccess || status == Error_NotFound) {
       text += "; it needs a home folder that can be written (on Linux HOME names it)";
     }

@@ -4,6 +4,7 @@
 #include "qz/file.h"
 #include "tool/console.h"
 #include "tool/failure.h"
+#include "tool/library_call.h"
 
 namespace tool {
 namespace {
@@ -12,10 +13,11 @@ constexpr std::size_t kLongestLibraryName = 1024;
 
 std::string FreeName(const std::string& target) {
   char numbered[kLongestLibraryName + 16] = "";
+  Error_ClearLast();
   const ErrorCode status = File_NumberName(console::ToLibraryName(target).c_str(), numbered);
   if (status != Error_None) {
     throw Failure{ExitCode::Disk, "no free name for \"" + target + "\"; the data is kept in \"" + target +
-                                      PartFile::kSuffix + "\""};
+                                      PartFile::kSuffix + "\"" + RecordedDetails(status)};
   }
   return numbered;
 }
@@ -76,14 +78,17 @@ std::string PartFile::Complete(bool synchronise) {
   // tried.
   constexpr int kAttempts = 10;
   ErrorCode status = Error_None;
+  std::string details;
   for (int attempt = 0; attempt < kAttempts; attempt++) {
     const std::string name = FreeName(target_);
+    Error_ClearLast();
     status = File_Move(console::ToLibraryName(path_).c_str(), name.c_str());
     if (status == Error_None) return console::ToSystemName(name);
+    details = RecordedDetails(status);
     if (File_Exists(name.c_str(), nullptr) == 0) break;
   }
-  throw Failure{ExitCode::Disk, "cannot rename \"" + path_ + "\" (" + Error_ToString(status) +
-                                    "); the file is complete under that name"};
+  throw Failure{ExitCode::Disk, "cannot rename \"" + path_ + "\" (" + Error_ToString(status) + ")" + details +
+                                    "; the file is complete under that name"};
 }
 
 void PartFile::Close() {

@@ -4,8 +4,6 @@
 #include <array>
 #include <cstdio>
 
-#include "qz/error.h"
-
 namespace tool {
 namespace {
 
@@ -139,29 +137,6 @@ std::string GroupedNumber(std::uint64_t number) {
   std::string text = std::to_string(number);
   for (std::size_t position = text.size(); position > 3; position -= 3) text.insert(position - 3, ",");
   return text;
-}
-
-std::string NetworkErrorText(ErrorCode status) {
-  switch (status) {
-    case Error_Timeout:
-      return "timed out";
-    case Error_Ended:
-      return "connection closed by the server";
-    case Error_Retry:
-      return "connection lost";
-    case Error_NoAccess:
-      return "connection refused";
-    case Error_NotFound:
-      return "host not found";
-    case Error_System:
-      return "network unreachable";
-    case Error_Memory:
-      return "out of memory";
-    case Error_Exceed:
-      return "response too long";
-    default:
-      return std::string("connection failed (") + Error_ToString(status) + ")";
-  }
 }
 
 std::string MaskSecret(std::string_view text, std::string_view secret) {

@@ -6,8 +6,6 @@
 #include <string>
 #include <string_view>
 
-#include "qz/types.h"
-
 namespace tool {
 
 // A text from outside with every byte that could control a terminal replaced by "?": control bytes and DEL,
@@ -23,9 +21,6 @@ std::string SizeText(std::uint64_t bytes);
 
 // "1234567" as "1,234,567".
 std::string GroupedNumber(std::uint64_t number);
-
-// The message for a failed status of a network function.
-std::string NetworkErrorText(ErrorCode status);
 
 // The text with "********" in the place of a secret. A secret of less than 8 characters is replaced where it
 // stands as a whole word, so that it does not blank letters of other words; a longer one everywhere.

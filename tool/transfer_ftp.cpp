@@ -6,6 +6,7 @@
 #include "tool/data_loop.h"
 #include "tool/download.h"
 #include "tool/ftp_session.h"
+#include "tool/library_call.h"
 #include "tool/text.h"
 
 namespace tool {

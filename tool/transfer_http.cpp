@@ -14,6 +14,7 @@
 #include "tool/data_loop.h"
 #include "tool/download.h"
 #include "tool/http_request.h"
+#include "tool/library_call.h"
 #include "tool/text.h"
 
 namespace tool {

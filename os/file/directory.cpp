@@ -65,5 +65,7 @@ ErrorCode Directory_GetCurrent(char* buffer) {
 int32_t Directory_SetCurrent(const char* name) {
   char systemName[kFileNameSize];
   if (iFile_ToSystemName(name, systemName) != Error_None) return -1;
-  return platform::ChangeDirectory(systemName) ? 0 : -1;
+  if (platform::ChangeDirectory(systemName)) return 0;
+  iError_FromLastSystem("Directory_SetCurrent", name);
+  return -1;
 }

@@ -105,6 +105,18 @@ class CommandLine(ProgramTest):
     def test_unknown_host_gives_4(self):
         self.expect(NETWORK, "get", "http://no-such-host.invalid/x")
 
+    def test_refused_connection_is_told_with_the_systems_number(self):
+        # The system has given this port to nobody yet.
+        with socket.socket() as unused:
+            unused.bind(("127.0.0.1", 0))
+            port = unused.getsockname()[1]
+            words = "No connection could be made|Connection refused" if on_windows() else "Connection refused"
+            number = 10061 if on_windows() else 111
+            for scheme in ("http", "ftp"):
+                result = self.expect(NETWORK, "get", "%s://127.0.0.1:%d/x" % (scheme, port))
+                self.assertRegex(result.errors, r"^qz: cannot connect to 127\.0\.0\.1:%d: connection refused "
+                                                r"\[Sock_Connect.*: .*(%s).* \(%d\)\]\n$" % (port, words, number))
+
 
 class Names(ProgramTest):
     def saved(self, path):

@@ -106,6 +106,12 @@ class Disk(ProgramTest):
         self.assertEqual(self.read("precious"), b"mine")
         self.assert_file("data(0)", DATA)
 
+    @only_posix
+    def test_folder_that_cannot_be_entered_is_told_with_the_systems_words(self):
+        result = self.expect(DISK, "get", self.url(), "-o", "none/data")
+        self.assertEqual(result.errors, 'qz: cannot enter the folder of "none/data" [Directory_SetCurrent "none": '
+                                        "No such file or directory (2)]\n")
+
     def test_folder_in_the_way_is_refused_and_untouched(self):
         os.mkdir(self.path("data.part"))
         self.write("data.part/inside", b"mine")
