@@ -356,10 +356,11 @@ TEST(HashDeleteNode, CallsTheDeleter) {
 
 TEST(HashDelete, CallsTheDeleterInSlotOrder) {
   OwnedHash table = NewHash(0);
-  for (Word key : {5, 3, 1, 8}) Hash_InsertNode(table.get(), key, key * 10);
+  for (Word key : {5, 3, 1, 8, 7, 6}) Hash_InsertNode(table.get(), key, key * 10);
   table.reset();
-  // 8 wants slot 1, which is taken, and stands in slot 2.
-  EXPECT_EQ(Deleted(), (std::vector<Word>{10, 80, 30, 50}));
+  // 7 stands in the first of the seven slots and 6 in the last; 8 wants slot 1, which is taken, and stands
+  // in 2.
+  EXPECT_EQ(Deleted(), (std::vector<Word>{70, 10, 80, 30, 50, 60}));
 }
 
 TEST(Hash, NeedsNoDeleter) {

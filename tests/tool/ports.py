@@ -5,6 +5,7 @@ the ports that the system gives to outgoing connections. The test programs take 
 (tests/support/loopback.cpp); the servers of tests/support/servers_* stay below all blocks.
 """
 
+import atexit
 import errno
 import os
 import socket
@@ -31,6 +32,7 @@ class Block:
             self.first = FIRST + (os.getpid() + i) % BLOCKS * PORTS
             self.guard = listen_at(self.first, "")
             if self.guard:
+                atexit.register(self.guard.close)
                 return
         raise OSError("every block of ports is taken")
 
@@ -58,6 +60,6 @@ def listen():
 
 
 def unused():
-    """A port where nothing listens, nor soon will."""
+    """A port where nothing listens, nor will soon."""
     with listen() as listener:
         return listener.getsockname()[1]

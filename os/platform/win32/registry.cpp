@@ -68,8 +68,9 @@ uint32_t ReadRegistryValue(RegistryKey* handle, const char* valueName, uint32_t*
 }
 
 uint32_t WriteRegistryText(RegistryKey* handle, const char* valueName, const char* text) {
+  const size_t sizeBytes = strlen(text) + 1;
   return Number(RegSetValueExA(KeyOf(handle), valueName, 0, REG_SZ, reinterpret_cast<const BYTE*>(text),
-                               static_cast<DWORD>(strlen(text) + 1)));
+                               static_cast<DWORD>(sizeBytes)));
 }
 
 uint32_t DeleteRegistryValue(RegistryKey* handle, const char* valueName) {
