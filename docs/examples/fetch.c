@@ -10,8 +10,8 @@ static void ShowProgress(void* context, uint32_t position, uint32_t total) {
   fprintf(stderr, "\r%lu of %lu bytes", (unsigned long)position, (unsigned long)total);
 }
 
-/* Copies the body to the file. A body that is cut short ends like a whole one, so the bytes are counted where
- * the server told their number. */
+/* Copies the body to the file. A truncated body ends like a complete one, so the bytes are counted when the
+ * server sent their number. */
 static ErrorCode CopyBody(Stream* body, uint32_t length, File* file) {
   static char buffer[65536];
   uint32_t received = 0;
@@ -40,7 +40,7 @@ static ErrorCode Save(HTTPc* http, Stream* body, const char* fileName) {
     length = kUnknownLength;
   }
   status = CopyBody(body, length, file);
-  /* A report carries the position at which its step began, never the total. */
+  /* A report has the position at which its step began, never the total. */
   if (status == Error_None && length != kUnknownLength) ShowProgress(NULL, length, length);
   fprintf(stderr, "\n");
   closed = File_Close(file);
@@ -57,7 +57,7 @@ static ErrorCode Fetch(const char* text, const char* fileName) {
   if (status == Error_None) status = HTTPc_Open(url->host, (uint32_t)url->port, &http);
   if (status == Error_None) status = HTTPc_Get(http, text, &reply, &body);
   if (status == Error_None && reply.code != 200) {
-    fprintf(stderr, "the server answers %ld %s\n", (long)reply.code, reply.text);
+    fprintf(stderr, "the server answered %ld %s\n", (long)reply.code, reply.text);
     status = Error_NotFound;
   }
   if (status == Error_None) status = Save(http, body, fileName);
@@ -74,7 +74,7 @@ int main(int argc, char** argv) {
   }
   status = OS_Init("fetch", OSInitCode_LogPath, "fetch.log", OSInitCode_End);
   if (status != Error_None) {
-    fprintf(stderr, "cannot start: %s\n", Error_ToLongString(status));
+    fprintf(stderr, "cannot initialise: %s\n", Error_ToLongString(status));
     return EXIT_FAILURE;
   }
   status = Fetch(argv[1], argv[2]);
