@@ -66,6 +66,14 @@ static ErrorCode Fetch(const char* text, const char* fileName) {
   return status;
 }
 
+/* The status, and what the library recorded about the last failure: the function, the name, the system's
+ * error. */
+static void ShowFailure(ErrorCode status) {
+  char details[512];
+  Error_GetLastText(sizeof details, details);
+  fprintf(stderr, "%s\n%s%s", Error_ToLongString(status), details, details[0] != '\0' ? "\n" : "");
+}
+
 int main(int argc, char** argv) {
   ErrorCode status;
   if (argc != 3) {
@@ -78,7 +86,7 @@ int main(int argc, char** argv) {
     return EXIT_FAILURE;
   }
   status = Fetch(argv[1], argv[2]);
-  if (status != Error_None) fprintf(stderr, "%s\n", Error_ToLongString(status));
+  if (status != Error_None) ShowFailure(status);
   OS_Exit(0);
   return status == Error_None ? EXIT_SUCCESS : EXIT_FAILURE;
 }
