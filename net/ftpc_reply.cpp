@@ -1,10 +1,10 @@
 // From lines to replies.
 #include <algorithm>
-#include <cstdlib>
 #include <cstring>
 
 #include "net/ftpc_internal.h"
 #include "os/text/characterclass_internal.h"
+#include "os/text/decimal_internal.h"
 #include "qz/error.h"
 
 namespace {
@@ -26,10 +26,12 @@ bool IsDigit(char c) {
 // Kept: three characters that only begin with a number ("2x ") count as a code; some servers' replies are no
 // more.
 bool ParseCode(std::string_view line, int32_t* code) {
-  const char digits[kDigits + 1] = {line[0], line[1], line[2], 0};
-  char* end = nullptr;
-  *code = static_cast<int32_t>(strtol(digits, &end, 10));
-  return end != digits;
+  std::string_view digits = line.substr(0, kDigits);
+  const std::optional<SignedDecimal> number = iDecimal_TakeSigned(&digits);
+  if (!number) return false;
+  const auto magnitude = static_cast<int32_t>(number->magnitude);
+  *code = number->isNegative ? -magnitude : magnitude;
+  return true;
 }
 
 }  // namespace

@@ -13,6 +13,7 @@
 
 #include "net/httpc_internal.h"
 #include "os/text/characterclass_internal.h"
+#include "os/text/decimal_internal.h"
 #include "qz/error.h"
 
 namespace {
@@ -53,10 +54,6 @@ constexpr HeaderRow kHeaders[] = {
     {HTTPcResponse_Location, "Location", Kind::text, &Record::location, nullptr},
 };
 
-bool IsDigit(char c) {
-  return c >= '0' && c <= '9';
-}
-
 void SkipAny(string_view set, string_view* text) {
   text->remove_prefix(std::min(text->find_first_not_of(set), text->size()));
 }
@@ -80,32 +77,12 @@ bool TakeChar(char c, string_view* text) {
   return true;
 }
 
-// A decimal number with a sign and blanks before it, cut to the range of the type; a number that would wrap
-// never does.
-bool TakeInteger(string_view* text, int32_t* value) {
-  SkipAny(kScanBlanks, text);
-  const bool isNegative = TakeChar('-', text);
-  if (!isNegative) TakeChar('+', text);
-  if (text->empty() || !IsDigit(text->front())) return false;
-  int64_t number = 0;
-  for (; !text->empty() && IsDigit(text->front()); text->remove_prefix(1)) {
-    number = std::min<int64_t>(number * 10 + (text->front() - '0'), int64_t{INT32_MAX} + 1);
-  }
-  *value = static_cast<int32_t>(isNegative ? -number : std::min<int64_t>(number, INT32_MAX));
-  return true;
-}
-
-// As above, for lengths and offsets. A negative number is none: taken as written it would become a huge
-// length.
-bool TakeUnsigned(string_view* text, uint32_t* value) {
-  SkipAny(kScanBlanks, text);
-  TakeChar('+', text);
-  if (text->empty() || !IsDigit(text->front())) return false;
-  uint64_t number = 0;
-  for (; !text->empty() && IsDigit(text->front()); text->remove_prefix(1)) {
-    number = std::min<uint64_t>(number * 10 + static_cast<uint64_t>(text->front() - '0'), UINT32_MAX);
-  }
-  *value = static_cast<uint32_t>(number);
+// A status code, which may have a sign; cut to the range of the type.
+bool TakeCode(string_view* text, int32_t* code) {
+  const std::optional<SignedDecimal> decimal = iDecimal_TakeSigned(text);
+  if (!decimal) return false;
+  const int64_t number = decimal->isNegative ? -int64_t{decimal->magnitude} : int64_t{decimal->magnitude};
+  *code = static_cast<int32_t>(std::clamp<int64_t>(number, INT32_MIN, INT32_MAX));
   return true;
 }
 
@@ -114,12 +91,12 @@ bool TakeUnsigned(string_view* text, uint32_t* value) {
 bool ParseRange(string_view value, uint32_t* first, uint32_t* last) {
   const size_t blank = value.find(' ');
   string_view rest = blank == string_view::npos ? value : value.substr(blank + 1);
-  uint32_t firstRead = 0;
-  uint32_t lastRead = 0;
-  if (!TakeUnsigned(&rest, &firstRead) || !TakeChar('-', &rest) || !TakeUnsigned(&rest, &lastRead))
-    return false;
-  *first = firstRead;
-  *last = lastRead;
+  const std::optional<uint32_t> firstRead = iDecimal_TakeUnsigned(&rest);
+  if (!firstRead || !TakeChar('-', &rest)) return false;
+  const std::optional<uint32_t> lastRead = iDecimal_TakeUnsigned(&rest);
+  if (!lastRead) return false;
+  *first = *firstRead;
+  *last = *lastRead;
   return true;
 }
 
@@ -135,8 +112,11 @@ bool StoreValue(const HeaderRow& row, string_view value, HTTPcResponseRecord* re
       response->*row.time = time;
       return true;
     }
-    case Kind::length:
-      return TakeUnsigned(&value, &response->contentLength);
+    case Kind::length: {
+      const std::optional<uint32_t> length = iDecimal_TakeUnsigned(&value);
+      response->contentLength = length.value_or(response->contentLength);
+      return length.has_value();
+    }
     case Kind::range:
       return ParseRange(value, &response->rangeFirst, &response->rangeLast);
   }
@@ -195,7 +175,7 @@ ErrorCode iHTTPc_ParseStatusLine(string_view line, HTTPcResponseRecord* response
   string_view rest = Strip(line);
   const string_view version = TakeToken(kScanBlanks, &rest);
   int32_t code = 0;
-  if (!TakeInteger(&rest, &code)) return Error_Invalid;
+  if (!TakeCode(&rest, &code)) return Error_Invalid;
   // Kept: a status line without a reason is none; callers take its first word as the reply's text.
   const string_view reason = TakeToken(kScanBlanks, &rest);
   const size_t versionStart = version.find(kVersionStart);

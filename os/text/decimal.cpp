@@ -32,3 +32,11 @@ std::optional<SignedDecimal> iDecimal_TakeSigned(std::string_view* text) {
   *text = rest;
   return SignedDecimal{isNegative, *magnitude};
 }
+
+std::optional<uint32_t> iDecimal_TakeUnsigned(std::string_view* text) {
+  std::string_view rest = *text;
+  const std::optional<SignedDecimal> number = iDecimal_TakeSigned(&rest);
+  if (!number || number->isNegative) return std::nullopt;
+  *text = rest;
+  return number->magnitude;
+}

@@ -18,3 +18,6 @@ std::optional<uint32_t> iDecimal_TakeDigits(std::string_view* text);
 
 // The same behind white space (of the C locale) and one "+" or "-", as the C library's "%lu" and "%ld" read.
 std::optional<SignedDecimal> iDecimal_TakeSigned(std::string_view* text);
+
+// The same for sizes, lengths and offsets: nothing, and the text as it was, for a negative number too.
+std::optional<uint32_t> iDecimal_TakeUnsigned(std::string_view* text);

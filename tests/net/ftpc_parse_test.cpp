@@ -112,15 +112,17 @@ TEST(FTPcSize, ReadsTheNumberAtTheStart) {
         // What does not fit is all ones, never what is left of it.
         Row{"4294967296", 4294967295u}, Row{"9223372036854775808", 4294967295u},
         Row{"18446744073709551617", 4294967295u}, Row{"99999999999999999999999999", 4294967295u},
-        Row{"-1", 4294967295u}, Row{"-4294967290", 4294967295u}, Row{"-0", 0}}) {
+        Row{"99999999999999999999999999 x", 4294967295u}}) {
     uint32_t size = 7;
     EXPECT_EQ(iFTPc_ParseSize(row.text, &size), 0) << row.text;
     EXPECT_EQ(size, row.size) << row.text;
   }
 }
 
-TEST(FTPcSize, RefusesATextWithoutANumberAtTheStart) {
-  for (const char* text : {"", " ", "x12", "-", "+", "- 1", "+-1", "bytes 12"}) {
+// A negative size is unknown: taken as written it would become a huge one.
+TEST(FTPcSize, RefusesATextWithoutASizeAtTheStart) {
+  for (const char* text :
+       {"", " ", "x12", "-", "+", "- 1", "+-1", "bytes 12", "-1", " -7", "-4294967290", "-0"}) {
     uint32_t size = 7;
     EXPECT_EQ(iFTPc_ParseSize(text, &size), -4) << text;
     EXPECT_EQ(size, 0u) << text;

@@ -78,4 +78,25 @@ TEST(DecimalSigned, LeavesTheTextAsItWas_WithoutANumber) {
   }
 }
 
+TEST(DecimalUnsigned, ReadsWhatIsNotNegative) {
+  struct Row {
+    const char* text;
+    uint32_t number;
+    const char* rest;
+  };
+  for (const Row& row : {Row{" \t+12x", 12, "x"}, Row{"0", 0, ""}, Row{"4294967296 ", 4294967295u, " "}}) {
+    std::string_view text = row.text;
+    EXPECT_EQ(iDecimal_TakeUnsigned(&text).value_or(7), row.number) << row.text;
+    EXPECT_EQ(text, row.rest);
+  }
+}
+
+TEST(DecimalUnsigned, LeavesTheTextAsItWas_WithoutSuchANumber) {
+  for (const std::string_view given : {"", " x", "-1", " -7 ", "-0", "+-1"}) {
+    std::string_view text = given;
+    EXPECT_FALSE(iDecimal_TakeUnsigned(&text).has_value()) << given;
+    EXPECT_EQ(text, given);
+  }
+}
+
 }  // namespace
