@@ -2,7 +2,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "net/httpc_internal.h"
+#include "net/httpc_testing.h"
 #include "qz/error.h"
 #include "tests/support/test_stream.h"
 
@@ -31,7 +31,7 @@ void AskForEverything(HTTPc* connection) {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const std::string_view bytes(reinterpret_cast<const char*>(data), size);
   TestStream input(bytes);
-  HTTPc* connection = iHTTPc_New("h", 80);
+  HTTPc* connection = iHTTPc_New();
   Require(connection != nullptr);
   connection->stream = input.stream();
 

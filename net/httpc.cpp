@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "net/httpc_internal.h"
+#include "net/httpc_testing.h"
 #include "os/core/memory_internal.h"
 #include "os/core/owned.h"
 #include "qz/error.h"
@@ -26,20 +27,13 @@ Sock* SocketOf(HTTPc* connection) {
   return reinterpret_cast<Sock*>(Stream_FindType(connection->stream, StreamType_Sock));
 }
 
-// The small receive buffer comes only after the connection stands: set before, it would fix the window scale
-// of the whole connection, and no later size could undo that.
+// A receive buffer of a set size, also a large one, would switch off the system's own tuning.
 ErrorCode ConnectSocket(const char* host, uint32_t port, Stream** stream) {
   Sock* sock = nullptr;
-  ErrorCode status = Sock_OpenConnectBuffer(SockBuffer_System, host, static_cast<uint16_t>(port), &sock);
-  if (status != Error_None) return status;
-  Sock* same = nullptr;
-  status = Sock_NewBuffer(sock, SockBuffer_Small, 0, &same);
-  if (status != Error_None) {
-    Sock_Delete(sock);
-    return status;
-  }
+  const ErrorCode status =
+      Sock_OpenConnectBuffer(SockBuffer_System, host, static_cast<uint16_t>(port), &sock);
   *stream = reinterpret_cast<Stream*>(sock);
-  return Error_None;
+  return status;
 }
 
 // What a response index gives: the bytes, and whether they are a text.
@@ -102,14 +96,8 @@ ErrorCode SetNumbers(HTTPcRequestRecord* request, int32_t index, uint32_t length
 
 }  // namespace
 
-HTTPc* iHTTPc_New(const char* host, uint32_t port) {
-  const size_t hostSize = strlen(host) + 1;
-  auto* connection = static_cast<HTTPc*>(iMemory_NewCleared(sizeof(HTTPc) + hostSize));
-  if (connection == nullptr) return nullptr;
-  connection->host = reinterpret_cast<char*>(connection + 1);
-  memcpy(connection->host, host, hostSize);
-  connection->port = port;
-  return connection;
+HTTPc* iHTTPc_New() {
+  return static_cast<HTTPc*>(iMemory_NewCleared(sizeof(HTTPc)));
 }
 
 ErrorCode HTTPc_Open(const char* host, uint32_t port, HTTPc** connectionOut) {
@@ -118,7 +106,7 @@ ErrorCode HTTPc_Open(const char* host, uint32_t port, HTTPc** connectionOut) {
   if (host == nullptr || port > kMaximumPort) return Error_Invalid;
   if (strlen(host) >= kHostSize) return Error_Exceed;
 
-  OwnedConnection connection(iHTTPc_New(host, port));
+  OwnedConnection connection(iHTTPc_New());
   if (!connection) return Error_Memory;
   char connectHost[kHostSize];
   uint32_t connectPort = 0;

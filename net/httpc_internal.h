@@ -1,6 +1,10 @@
-// HTTPc from the inside: the record of one connection, and the steps from lines to values and back. What
-// stands here between the record and iHTTPc_ReadResponse does no input or output, so that tests and fuzzers
-// reach it directly.
+// The record of one HTTP connection, and what its files share. The steps between lines and values do no input
+// or output.
+//
+//   httpc.cpp           opening, request headers, response values, closing
+//   httpc_request.cpp   the request text, and the order of the steps
+//   httpc_response.cpp  lines to values
+//   httpc_texts.cpp     status codes and their texts
 #pragma once
 
 #include <cstdint>
@@ -93,21 +97,12 @@ struct HTTPcResponseRecord {
   char location[kHTTPcTextSize];
 };
 
-// A connection; the host name follows the record in the same block.
 struct HTTPc {
   Stream* stream;  // owned
   HTTPcResponseRecord response;
   HTTPcRequestRecord request;
   bool viaProxy;
-  uint32_t port;
-  char* host;
 };
-
-// A request URI with every byte escaped that could take up to three.
-constexpr size_t kHTTPcUriSize = 3 * kHTTPcMaximumUrl + 1;
-
-// The request line, every header at its longest and the empty line fit.
-constexpr size_t kHTTPcRequestSize = 8192;
 
 // Copies the text into a slot, cut to what fits, and ends it.
 void iHTTPc_CopyText(std::string_view text, char (&slot)[kHTTPcTextSize]);
@@ -115,15 +110,6 @@ void iHTTPc_CopyText(std::string_view text, char (&slot)[kHTTPcTextSize]);
 // Stores a request text. Error_Exceed above 255 bytes, Error_Invalid with CR or LF in it; then nothing is
 // stored.
 ErrorCode iHTTPc_SetRequestText(HTTPcRequestRecord* request, uint32_t index, std::string_view text);
-
-// Writes `text` as it can stand in a request line: blanks, control bytes and bytes above 126 as "%" and two
-// upper-case hexadecimal digits, everything else unchanged; "/" for an empty text. `text` has at most
-// kHTTPcMaximumUrl bytes.
-void iHTTPc_EncodeUri(std::string_view text, char (&uri)[kHTTPcUriSize]);
-
-// Writes the request line, the headers that are set, and the empty line. Returns the number of bytes.
-uint32_t iHTTPc_FormatRequest(const HTTPcRequestRecord& request, const char* method, const char* uri,
-                              char (&buffer)[kHTTPcRequestSize]);
 
 // Takes "HTTP/1.0 200 OK" apart; the line's ends may still carry blanks and the line end. Error_Invalid when
 // it is no status line; then nothing is stored.
@@ -140,15 +126,3 @@ struct HTTPcHeaderState {
 // headers. Error_Invalid for a line without a colon.
 ErrorCode iHTTPc_TakeHeaderLine(std::string_view line, HTTPcHeaderState* state,
                                 HTTPcResponseRecord* response);
-
-// Reads the status line and the headers into an empty record and leaves the stream at the first byte of the
-// body. Error_Invalid for lines that do not parse, Error_Exceed for a line over 1024 bytes or headers over 1
-// MiB, Error_Timeout when they have not come after ten times the limit of one wait (610 seconds), else the
-// status of the stream.
-ErrorCode iHTTPc_ReadResponse(Stream* stream, HTTPcResponseRecord* response, Reply* reply);
-
-// A connection record without a stream; null when memory runs out. Freed by HTTPc_Close.
-HTTPc* iHTTPc_New(const char* host, uint32_t port);
-
-// The text of a status code, null when it has none.
-const char* iHTTPc_ReplyText(int32_t code);

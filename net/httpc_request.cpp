@@ -6,7 +6,9 @@
 
 #include "net/copy_internal.h"
 #include "net/httpc_internal.h"
+#include "net/httpc_testing.h"
 #include "net/sock_internal.h"
+#include "net/url_internal.h"
 #include "os/platform/clock.h"
 #include "qz/error.h"
 #include "qz/sock.h"
@@ -24,11 +26,6 @@ constexpr const char* kContentLengthName = "Content-length";
 constexpr const char* kRangeName = "Range";
 
 constexpr uint32_t kToTheEnd = UINT32_MAX;
-
-// The receive buffer of a response. It must stand before the request goes out: a server that sends more than
-// the small buffer of the connection holds has its packets dropped, waits longer and longer before it sends
-// them again, and does not recover when the buffer grows later.
-constexpr uint32_t kResponseBufferBytes = 1024 * 1024;
 
 bool HasRequest(const HTTPcRequestRecord& request, uint32_t index) {
   return (request.set & (1u << index)) != 0;
@@ -70,18 +67,9 @@ ErrorCode SendBody(HTTPc* connection, Exchange* exchange) {
                          NetCopyStall::Failure);
 }
 
-// A matter of speed only: a system that refuses the size goes on with what it has.
-void WidenReceiveBuffer(HTTPc* connection) {
-  Stream* stream = Stream_FindType(connection->stream, StreamType_Sock);
-  if (stream == nullptr) return;
-  Sock* same = nullptr;
-  Sock_NewBuffer(reinterpret_cast<Sock*>(stream), SockBuffer_Large, kResponseBufferBytes, &same);
-}
-
 ErrorCode RunExchange(HTTPc* connection, Exchange* exchange, Reply* reply, Stream** stream) {
   // What an earlier response said must not pass for this one's, even when none comes.
   connection->response = {};
-  WidenReceiveBuffer(connection);
   ErrorCode status = SendRequestText(connection, *exchange);
   if (status == Error_None) status = SendBody(connection, exchange);
   if (status == Error_None) status = iHTTPc_ReadResponse(connection->stream, &connection->response, reply);
@@ -115,6 +103,19 @@ class ResponseLines {
   Stream* stream_;
   uint64_t deadlineMilliseconds_ = iSock_TrickleDeadlineMilliseconds();
 };
+
+// A URL text as a proxy is asked for it: without the white space at its ends, and without the user and the
+// password, which are for the server alone.
+string_view FormatProxyUri(string_view url, const URLData& data, char (&uri)[kHTTPcMaximumUrl + 1]) {
+  const size_t start = url.find_first_not_of(kURL_WhiteSpace);
+  const string_view text = url.substr(start, url.find_last_not_of(kURL_WhiteSpace) + 1 - start);
+  const size_t authorityStart = text.find(kURL_SchemeEnd) + kURL_SchemeEnd.size();
+  const string_view authority = text.substr(authorityStart, text.find('/', authorityStart) - authorityStart);
+  const size_t userLength = data.user != nullptr ? authority.rfind('@') + 1 : 0;
+  const size_t before = text.copy(uri, authorityStart);
+  const size_t after = text.copy(uri + before, string_view::npos, authorityStart + userLength);
+  return {uri, before + after};
+}
 
 ErrorCode SetDefaultHost(HTTPcRequestRecord* request, const char* host) {
   if (host == nullptr || HasRequest(*request, HTTPcRequest_Host)) return Error_None;
@@ -198,18 +199,19 @@ ErrorCode HTTPc_Get(HTTPc* connection, const char* url, Reply* reply, Stream** s
   const string_view whole(url);
   if (whole.size() > kHTTPcMaximumUrl) return Error_Exceed;
 
-  char buffer[kHTTPcMaximumUrl + 1];
-  memcpy(buffer, url, whole.size() + 1);
+  char parsed[kHTTPcMaximumUrl + 1];
+  memcpy(parsed, url, whole.size() + 1);
   URLData data = {};
-  if (URL_ToData(buffer, &data) != Error_None) return kHTTPc_BadUrl;
+  if (URL_ToData(parsed, &data) != Error_None) return kHTTPc_BadUrl;
   // Kept: the host goes without its port, as servers see it from every version.
   if (const ErrorCode status = SetDefaultHost(&connection->request, data.host); status != Error_None)
     return status;
 
+  char proxyUri[kHTTPcMaximumUrl + 1];
   Exchange exchange = {};
   exchange.method = "GET";
   if (connection->viaProxy) {
-    exchange.uri = whole;
+    exchange.uri = FormatProxyUri(whole, data, proxyUri);
   } else if (data.path != nullptr) {
     // Kept: the path goes as parsed, with its escapes resolved: "/a%41" is asked for as "/aA".
     exchange.uri = data.path;

@@ -1,5 +1,5 @@
 // The texts of the HTTP status codes.
-#include "net/httpc_internal.h"
+#include "net/httpc_testing.h"
 #include "qz/stringlookup.h"
 
 namespace {

@@ -20,8 +20,6 @@
 
 namespace {
 
-constexpr std::string_view kSchemeEnd = "://";
-constexpr const char* kWhiteSpace = " \n\r\t";
 constexpr int32_t kNoPort = -1;
 constexpr size_t kPublicBufferSize = 1024;
 
@@ -66,9 +64,9 @@ void Clear(URLData* data) {
 
 // Cuts white space off the end where it stands and returns the first other character.
 char* StripEnds(char* text) {
-  text += strspn(text, kWhiteSpace);
+  text += strspn(text, kURL_WhiteSpace.data());
   size_t length = strlen(text);
-  while (length > 0 && strchr(kWhiteSpace, text[length - 1]) != nullptr) --length;
+  while (length > 0 && strchr(kURL_WhiteSpace.data(), text[length - 1]) != nullptr) --length;
   text[length] = 0;
   return text;
 }
@@ -200,7 +198,7 @@ void AppendAuthority(const URLData& data, Writer* writer) {
 
 void AppendURL(const URLData& data, Writer* writer) {
   writer->Append(data.protocol);
-  writer->Append(kSchemeEnd);
+  writer->Append(kURL_SchemeEnd);
   if (data.host != nullptr) AppendAuthority(data, writer);
   if (data.path == nullptr) return;
   if (!writer->EndsWithSlash() && data.path[0] != '/') writer->Append("/");
@@ -270,14 +268,14 @@ ErrorCode URL_ToData(char* text, URLData* data) {
   if (text == nullptr) return Error_Invalid;
 
   text = StripEnds(text);
-  char* schemeEnd = strstr(text, kSchemeEnd.data());
+  char* schemeEnd = strstr(text, kURL_SchemeEnd.data());
   if (schemeEnd == nullptr) return Error_Invalid;
   const Scheme* scheme = FindScheme({text, static_cast<size_t>(schemeEnd - text)});
   if (scheme == nullptr) return Error_Invalid;
 
   *schemeEnd = 0;
   data->protocol = text;
-  char* rest = schemeEnd + kSchemeEnd.size();
+  char* rest = schemeEnd + kURL_SchemeEnd.size();
   if (scheme->type == URLProtocol_File) {
     data->port = 0;
     data->path = *rest == 0 ? nullptr : rest;
@@ -298,18 +296,11 @@ ErrorCode iURL_Format(const URLData* data, size_t size, char* buffer) {
   if (data == nullptr || data->protocol == nullptr) return Error_Invalid;
   Writer writer(buffer, size);
   AppendURL(*data, &writer);
-  if (!writer.IsCut()) return Error_None;
-  buffer[0] = 0;
-  return Error_Exceed;
+  return writer.IsCut() ? Error_Exceed : Error_None;
 }
 
 ErrorCode URL_FromData(const URLData* data, char* buffer) {
-  if (buffer == nullptr) return Error_Invalid;
-  buffer[0] = 0;
-  if (data == nullptr || data->protocol == nullptr) return Error_Invalid;
-  Writer writer(buffer, kPublicBufferSize);
-  AppendURL(*data, &writer);
-  return writer.IsCut() ? Error_Exceed : Error_None;
+  return iURL_Format(data, kPublicBufferSize, buffer);
 }
 
 URLData* URL_CopyData(const URLData* data) {

@@ -2,11 +2,19 @@
 #pragma once
 
 #include <cstddef>
+#include <string_view>
 
 #include "qz/url.h"
 
-// Writes the URL text of a record into a buffer of `size` bytes. Error_Exceed when text and terminator do not
-// fit, Error_Invalid for null arguments or a null protocol; the buffer is then empty.
+// What stands between scheme and host.
+inline constexpr std::string_view kURL_SchemeEnd = "://";
+
+// What is stripped from both ends of a URL text before it is parsed.
+inline constexpr std::string_view kURL_WhiteSpace = " \n\r\t";
+
+// Writes the URL text of a record, escaped, into a buffer of `size` bytes. Error_Exceed when text and
+// terminator do not fit: the text is then cut, never inside an escape. Error_Invalid for null arguments, a
+// null protocol or size 0; the buffer, if there is one, is then empty.
 ErrorCode iURL_Format(const URLData* data, size_t size, char* buffer);
 
 // The order of two URLs: protocol, user, password and host as texts, then the port, then the path; a missing

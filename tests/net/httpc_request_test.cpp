@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-#include "net/httpc_internal.h"
+#include "net/httpc_testing.h"
 #include "os/core/owned.h"
 #include "qz/error.h"
 #include "tests/support/test_stream.h"
@@ -22,7 +22,7 @@ using Connection = Owned<HTTPc, HTTPc_Close>;
 // Connections over bytes that the test typed in; the stream stays the test's.
 struct Fixture {
   explicit Fixture(string_view response = "HTTP/1.0 200 OK\r\n\r\n") : wire(response) {
-    connection.reset(iHTTPc_New("127.0.0.1", 80));
+    connection.reset(iHTTPc_New());
     connection->stream = wire.stream();
   }
   ErrorCode Set(int32_t index, string_view text) {
@@ -119,6 +119,8 @@ TEST(HTTPcRequest, WritesAnOpenRange_WhenTheLastByteIsAllOnes) {
   EXPECT_EQ(fixture.SetRange(0, 0xFFFFFFFEu), 0);
   EXPECT_EQ(Format(fixture.connection->request, "GET", "/"),
             "GET / HTTP/1.0\r\nRange: bytes=0-4294967294\r\n\r\n");
+  EXPECT_EQ(fixture.SetRange(0, 0xFFFFFFFFu), 0);
+  EXPECT_EQ(Format(fixture.connection->request, "GET", "/"), "GET / HTTP/1.0\r\nRange: bytes=0-\r\n\r\n");
   EXPECT_EQ(fixture.SetRange(0xFFFFFFFFu, 0xFFFFFFFFu), 0);
   EXPECT_EQ(Format(fixture.connection->request, "GET", "/"),
             "GET / HTTP/1.0\r\nRange: bytes=4294967295-\r\n\r\n");
@@ -236,6 +238,23 @@ TEST(HTTPcGet, SendsTheWholeUrlText_OverAProxy) {
   EXPECT_EQ(SentFor("http://h/a b\r\nX: y", true),
             "GET http://h/a%20b%0D%0AX:%20y HTTP/1.0\r\nHost: h\r\n\r\n");
   EXPECT_EQ(SentFor("ftp://h/f", true), "GET ftp://h/f HTTP/1.0\r\nHost: h\r\n\r\n");
+}
+
+TEST(HTTPcGet, SendsTheUrlTextWithoutTheSpaceAroundIt_OverAProxy) {
+  EXPECT_EQ(SentFor(" \r\n\thttp://h/a b\n \t\r", true), "GET http://h/a%20b HTTP/1.0\r\nHost: h\r\n\r\n");
+}
+
+// They are the server's to know, and a proxy writes its requests down.
+TEST(HTTPcGet, SendsNeitherUserNorPassword) {
+  for (const bool viaProxy : {true, false}) {
+    const string target = viaProxy ? "http://h:81/f@x?u@y" : "/f@x?u@y";
+    for (const char* user : {"u:p@", "u@", ":p@", "@", "a@b:c@d@", "u%40x:p@"}) {
+      EXPECT_EQ(SentFor("http://" + string(user) + "h:81/f@x?u@y", viaProxy),
+                "GET " + target + " HTTP/1.0\r\nHost: h\r\n\r\n")
+          << user;
+    }
+  }
+  EXPECT_EQ(SentFor(" http://u:p@h ", true), "GET http://h HTTP/1.0\r\nHost: h\r\n\r\n");
 }
 
 TEST(HTTPcGet, LeavesAHostThatWasSet) {

@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "net/httpc_internal.h"
+#include "net/httpc_testing.h"
 #include "qz/error.h"
 #include "tests/support/test_stream.h"
 
@@ -358,6 +358,7 @@ TEST(HTTPcMultipart, FindsTheBoundaryAmongTheTokens) {
       {"multipart/mixed boundary abc", "abc"},
       {"boundary=boundary", "boundary"},
       {"text/plain; boundary=q", "q"},
+      {"multipart/mixed; boundary=a,b", "a,b"},
   };
   for (const auto& row : rows) {
     const HeaderResult result = TakeLines({"Content-Type: " + string(row.type), ""});
@@ -369,7 +370,7 @@ TEST(HTTPcMultipart, FindsTheBoundaryAmongTheTokens) {
 TEST(HTTPcMultipart, IsNone_WhenNoBoundaryIsNamed) {
   for (const char* type : {"multipart/byteranges", "multipart/byteranges; boundary",
                            "multipart/byteranges; boundary=", "multipart/byteranges; boundary=\"\"",
-                           "x; xboundary=a", "x; boundaryx=a"}) {
+                           "x; xboundary=a", "x; boundaryx=a", "x; a=b,boundary=c"}) {
     const HeaderResult result = TakeLines({"Content-Type: " + string(type), ""});
     EXPECT_TRUE(result.state.complete) << type;
     EXPECT_STREQ(result.state.boundary, "") << type;

@@ -341,7 +341,7 @@ TEST(URLFormat, CutsAtTheBufferAndNeverInsideAnEscape) {
   EXPECT_EQ(std::string(buffer), "http://h/" + std::string(1012, 'x'));
 }
 
-TEST(URLFormat, IsRefusedWhenTheSizeGivenIsTooSmall) {
+TEST(URLFormat, CutsAtTheSizeGiven) {
   const URLData data = Record("http", kNull, kNull, "host", 8080, "/a b");
   const std::string whole = "http://host:8080/a%20b";
   char buffer[64];
@@ -350,7 +350,9 @@ TEST(URLFormat, IsRefusedWhenTheSizeGivenIsTooSmall) {
   for (size_t size = 1; size <= whole.size(); ++size) {
     memset(buffer, '!', sizeof buffer);
     EXPECT_EQ(iURL_Format(&data, size, buffer), 5) << size;
-    EXPECT_STREQ(buffer, "") << size;
+    // The escape "%20" is written whole or not at all.
+    const size_t kept = size - 1 == 19 || size - 1 == 20 ? 18 : size - 1;
+    EXPECT_EQ(std::string(buffer), whole.substr(0, kept)) << size;
     for (size_t i = size; i < sizeof buffer; ++i) ASSERT_EQ(buffer[i], '!') << size;
   }
   EXPECT_EQ(iURL_Format(&data, 0, buffer), -4);
