@@ -43,13 +43,13 @@ ErrorCode ReadChunk(Stream* source, uint32_t size, NetCopyStall stall, char* chu
   }
 }
 
-// A connection that its peer has reset never takes anything again.
-bool IsReset(Stream* stream, ErrorCode status) {
-  return status == Error_Retry && Stream_FindType(stream, StreamType_Sock) != nullptr;
+// Only a stream that gives no failure is worth another attempt: a full disk stays full, a lost connection
+// lost.
+bool MayTakeMoreLater(ErrorCode status) {
+  return status == Error_None || status == Error_Block;
 }
 
-// Writes the whole chunk; *written says how far it came. A destination that takes nothing may be tried again:
-// a socket may drain, a disk may be given space.
+// Writes the whole chunk; *written says how far it came.
 ErrorCode WriteChunk(Stream* destination, uint32_t length, NetCopyStall stall, const char* chunk,
                      uint32_t* written) {
   Patience patience;
@@ -63,10 +63,31 @@ ErrorCode WriteChunk(Stream* destination, uint32_t length, NetCopyStall stall, c
     }
     const ErrorCode status = Stream_Error(destination);
     if (status == Error_Ended) return Error_Exceed;
+    if (!MayTakeMoreLater(status)) return status;
     if (stall == NetCopyStall::Failure) return status == Error_None ? Error_Ended : status;
-    // A socket that gives Timeout has waited all that time itself; Cancel means that it is closed.
-    const bool isOver = status == Error_Timeout || status == Error_Cancel || IsReset(destination, status);
-    if (isOver || !patience.Wait()) return status == Error_None ? Error_Timeout : status;
+    if (!patience.Wait()) return status == Error_None ? Error_Timeout : status;
+  }
+  return Error_None;
+}
+
+// Copies up to `limit` bytes; *failed is the side that a status other than None comes from.
+ErrorCode CopyChunks(Stream* source, Stream* destination, uint32_t limit, NetCopyStall stall, uint32_t* moved,
+                     NetCopySide* failed) {
+  char chunk[kChunkSize];
+  const bool isLimited = limit != kNet_NoLimit;
+  while (!isLimited || *moved < limit) {
+    const uint32_t size = isLimited ? std::min(kChunkSize, limit - *moved) : kChunkSize;
+    uint32_t length = 0;
+    *failed = NetCopySide::Source;
+    ErrorCode status = ReadChunk(source, size, stall, chunk, &length);
+    if (length == 0 && isLimited) return status == Error_None ? ErrorCode{Error_Ended} : status;
+    if (length == 0) return status == Error_Ended ? ErrorCode{Error_None} : status;
+
+    uint32_t written = 0;
+    *failed = NetCopySide::Destination;
+    status = WriteChunk(destination, length, stall, chunk, &written);
+    *moved += written;
+    if (status != Error_None) return status;
   }
   return Error_None;
 }
@@ -74,24 +95,11 @@ ErrorCode WriteChunk(Stream* destination, uint32_t length, NetCopyStall stall, c
 }  // namespace
 
 ErrorCode iNet_CopyStream(Stream* source, Stream* destination, uint32_t limit, uint32_t* count,
-                          NetCopyStall stall) {
-  char chunk[kChunkSize];
-  const bool limited = limit != kNet_NoLimit;
+                          NetCopyStall stall, NetCopySide* failed) {
   uint32_t moved = 0;
-  ErrorCode status = Error_None;
-  while (!limited || moved < limit) {
-    const uint32_t size = limited ? std::min(kChunkSize, limit - moved) : kChunkSize;
-    uint32_t length = 0;
-    status = ReadChunk(source, size, stall, chunk, &length);
-    if (length == 0) {
-      if (!limited && status == Error_Ended) status = Error_None;
-      break;
-    }
-    uint32_t written = 0;
-    status = WriteChunk(destination, length, stall, chunk, &written);
-    moved += written;
-    if (status != Error_None) break;
-  }
+  NetCopySide side = NetCopySide::None;
+  const ErrorCode status = CopyChunks(source, destination, limit, stall, &moved, &side);
   if (count != nullptr) *count = moved;
-  return limited && status == Error_None && moved < limit ? Error_Ended : status;
+  if (failed != nullptr) *failed = status == Error_None ? NetCopySide::None : side;
+  return status;
 }

@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "net/ftpc_internal.h"
+#include "net/ftpc_testing.h"
 #include "net/sock_internal.h"
 #include "net/telnet_internal.h"
 #include "os/core/memory_internal.h"
@@ -203,6 +204,7 @@ ErrorCode Login(FTPc* connection, const char* user, const char* password, Reply*
 
 void Free(FTPc* connection) {
   CloseWelcome(connection);
+  iFTPc_StopListening(connection);
   if (connection->telnet != nullptr) Telnet_Close(connection->telnet);
   Memory_Delete(connection);
 }
@@ -227,8 +229,12 @@ ErrorCode iFTPc_Refuse(Reply* reply) {
 }
 
 ErrorCode iFTPc_Send(FTPc* connection, const char* name, const char* argument) {
+  if (argument != nullptr && !iFTPc_IsArgument(argument)) return Error_Invalid;
+  if (connection->isOutOfStep) {
+    Sock_Close(connection->socket);
+    return Error_Ended;
+  }
   if (argument == nullptr) return LineFailure(connection, Telnet_SendLine(connection->telnet, name));
-  if (!iFTPc_IsArgument(argument)) return Error_Invalid;
   return LineFailure(connection, Telnet_PrintLine(connection->telnet, "%s %s", name, argument));
 }
 
@@ -268,7 +274,8 @@ ErrorCode FTPc_Open(const char* host, uint32_t port, uint32_t flags, FTPc** conn
   if (connection != nullptr) *connection = nullptr;
   if (reply != nullptr) *reply = Reply{};
   if (connection == nullptr || reply == nullptr || host == nullptr) return Error_Invalid;
-  if (port > kFTPPort_Maximum || strlen(host) >= kFTPBuffer_Size) return Error_Invalid;
+  if (port > kFTPPort_Maximum) return Error_Invalid;
+  if (strlen(host) >= kFTPBuffer_Size) return Error_Exceed;
 
   Owned<FTPc, Free> opened(NewConnection(host, port, flags));
   if (!opened) return Error_Memory;

@@ -4,7 +4,8 @@
 //   ftpc_parse.cpp    texts of replies to values, no I/O
 //   ftpc_texts.cpp    reply codes and their texts
 //   ftpc_control.cpp  control connection: open, log in, single commands, close
-//   ftpc_data.cpp     data connections: retrieve, store, end
+//   ftpc_data.cpp     data connections: active ports, setting up, opening
+//   ftpc_transfer.cpp transfers: retrieve, store, end
 //   ftpc_list.cpp     directory lists into local files
 //   ftpc_move.cpp     moving a file from server to server
 #pragma once
@@ -62,9 +63,6 @@ enum FTPReply : int32_t {
   kFTPReply_ErrorFileName = 553,
 };
 
-inline constexpr uint32_t kFTPReply_Count = 39;
-extern const StringLookup kFTPReply_Texts[kFTPReply_Count];
-
 // ---- ftpc_reply.cpp --------------------------------------------------------------------------------------
 
 // First digits of the reply codes.
@@ -106,18 +104,13 @@ std::string_view iFTPc_WelcomeText(std::string_view line);
 
 // ---- ftpc_parse.cpp --------------------------------------------------------------------------------------
 
-// Reads an unsigned number where "%lu" would find one: white space, a sign, digits. Numbers that need more
-// than 32 bits and negative ones give 4294967295. Moves *text behind the number; false, *text unchanged,
-// without a number.
-bool iFTPc_ScanNumber(std::string_view* text, uint32_t* number);
-
 // "227 Entering Passive Mode (h1,h2,h3,h4,p1,p2)": the address in network order and the port.
 ErrorCode iFTPc_ParsePassive(const char* text, uint8_t address[4], int32_t* port);
 
 // "213 19970105090307": fourteen digits of local time.
 ErrorCode iFTPc_ParseModTime(const char* text, Time* time);
 
-// "213 1234"
+// "213 1234". A number over 32 bits gives 4294967295; a negative one is no size.
 ErrorCode iFTPc_ParseSize(const char* text, uint32_t* size);
 
 // The text between the first and the last double quote; at most 1023 bytes into path.
@@ -140,6 +133,8 @@ struct FTPc {
   Stream* stream;           // control connection, owned by telnet
   Sock* socket;             // the socket in it
   Telnet* telnet;           // owned
+  bool isOutOfStep;         // a reply may come that belongs to no later command: none is sent any more
+  Sock* listener;           // owned; active mode, from PORT until the transfer command has its answer
   uint8_t localAddress[4];  // ours, network order, for PORT; after PASV the server's data address
   int32_t dataPort;         // active: ours, last chosen; passive: the server's; -1 at first
   File* welcome;            // owned, may be null
@@ -182,14 +177,6 @@ ErrorCode iFTPc_Command(FTPc* connection, const FTPCommand& command, const char*
 // Makes a directory: "MKD". Error_NoAccess when the server refuses.
 ErrorCode iFTPc_MakeDirectory(FTPc* connection, const char* path, Reply* reply);
 
-// The proxy that FTPc_SetProxyServer recorded.
-struct FTPProxyServer {
-  bool enabled;
-  char host[257];
-  uint32_t port;
-};
-const FTPProxyServer& iFTPc_GetProxyServer();
-
 // ---- ftpc_data.cpp ---------------------------------------------------------------------------------------
 
 // "PASV": the address and port that the server listens at, into the connection.
@@ -198,12 +185,26 @@ ErrorCode iFTPc_SetPassive(FTPc* connection, Reply* reply);
 // "PORT" with an address in network order and a port.
 ErrorCode iFTPc_SendPort(FTPc* connection, const uint8_t address[4], int32_t port, Reply* reply);
 
-// Readies a data connection: PASV, or a new port and PORT.
+// Readies a data connection: PASV, or a free port that is listened at and PORT.
 ErrorCode iFTPc_SetUpData(FTPc* connection, Reply* reply);
 
-// Sends a transfer command and opens the data connection that was set up.
+// Sends a transfer command and opens the data connection that was set up. When it cannot be opened, the reply
+// to the command is still read, or the connection is out of step.
 ErrorCode iFTPc_StartData(FTPc* connection, const char* name, const char* argument, Stream** stream,
                           Reply* reply);
+
+// Gives up an active data connection that was set up and not used.
+void iFTPc_StopListening(FTPc* connection);
+
+// Waits until a reply begins to come, or the connection has ended or failed, which reading then shows. False
+// when nothing happened in that time.
+bool iFTPc_AwaitReply(FTPc* connection, uint32_t milliseconds);
+
+// How long the reply to a transfer that has failed is waited for: 2,000 milliseconds, and no longer than for
+// anything else.
+uint32_t iFTPc_LateReplyMilliseconds();
+
+// ---- ftpc_transfer.cpp -----------------------------------------------------------------------------------
 
 // Copies a data connection to its end into a stream, deletes it, and ends the transfer.
 ErrorCode iFTPc_Receive(FTPc* connection, Stream* data, Stream* destination, uint32_t* count, Reply* reply);

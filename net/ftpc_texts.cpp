@@ -1,5 +1,6 @@
 // The texts of the FTP reply codes.
 #include "net/ftpc_internal.h"
+#include "net/ftpc_testing.h"
 
 constexpr StringLookup kFTPReply_Texts[kFTPReply_Count] = {
     {kFTPReply_ReadyMarker, "kFTPReply_ReadyMarker: Restart marker reply. MARK yyyy = mmmm"},

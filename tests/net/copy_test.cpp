@@ -117,8 +117,7 @@ TEST(CopyStream, GivesUpADestinationThatTakesNothing) {
     ErrorCode result;
   };
   // A destination that takes nothing and says nothing must not look like success.
-  for (const Row& row :
-       {Row{Error_Exceed, 5}, Row{Error_Retry, 9}, Row{Error_Block, 6}, Row{Error_None, 8}}) {
+  for (const Row& row : {Row{Error_Block, Error_Block}, Row{Error_None, Error_Timeout}}) {
     ShortWait wait(60);
     TestStream source("abcdef");
     TestStream destination;
@@ -131,24 +130,56 @@ TEST(CopyStream, GivesUpADestinationThatTakesNothing) {
   }
 }
 
-TEST(CopyStream, DoesNotWaitTwice_WhenAWriteTimedOut) {
-  TestStream source("abcdef");
-  TestStream destination;
-  destination.TakesNoMore(Error_Timeout);
-  uint32_t count = 7;
-  EXPECT_EQ(iNet_CopyStream(source.stream(), destination.stream(), kNet_NoLimit, &count), 8);
-  EXPECT_EQ(count, 0u);
-  EXPECT_EQ(destination.writeSizes().size(), 1u);
+TEST(CopyStream, EndsAtOnce_WhenTheDestinationFails) {
+  for (ErrorCode status :
+       {Error_Exceed, Error_Retry, Error_Timeout, Error_Cancel, Error_Fail, Error_System}) {
+    TestStream source("abcdef");
+    TestStream destination;
+    destination.Takes(4).TakesNoMore(status);
+    uint32_t count = 0;
+    EXPECT_EQ(iNet_CopyStream(source.stream(), destination.stream(), kNet_NoLimit, &count), status);
+    EXPECT_EQ(count, 4u);
+    EXPECT_EQ(destination.writeSizes(), (Sizes{6, 2})) << status;
+  }
 }
 
-TEST(CopyStream, EndsAtOnce_WhenTheDestinationIsClosed) {
-  TestStream source("abcdef");
+// Three stalls of 100 milliseconds and more, each after a byte that was taken: longer than the limit in all,
+// but never without a byte for so long.
+TEST(CopyStream, CountsTheTimeFromTheLastByteThatWasTaken) {
+  ShortWait wait(260);
+  TestStream source("abcd");
   TestStream destination;
-  destination.Takes(4).TakesNoMore(Error_Cancel);
+  for (int stall = 0; stall < 3; ++stall) {
+    destination.Takes(1);
+    for (int i = 0; i < 10; ++i) destination.Takes(0, Error_Block);
+  }
   uint32_t count = 0;
-  EXPECT_EQ(iNet_CopyStream(source.stream(), destination.stream(), kNet_NoLimit, &count), 7);
-  EXPECT_EQ(count, 4u);
-  EXPECT_EQ(destination.writeSizes(), (Sizes{6, 2}));
+  EXPECT_EQ(iNet_CopyStream(source.stream(), destination.stream(), kNet_NoLimit, &count), Error_None);
+  EXPECT_EQ(destination.written(), "abcd");
+}
+
+TEST(CopyStream, TellsWhichSideFailed) {
+  struct Row {
+    ErrorCode readStatus;
+    ErrorCode writeStatus;
+    uint32_t limit;
+    NetCopySide failed;
+  };
+  for (const Row& row : {Row{Error_Ended, Error_None, kNet_NoLimit, NetCopySide::None},
+                         Row{Error_Ended, Error_None, 3, NetCopySide::None},
+                         Row{Error_Ended, Error_None, 4, NetCopySide::Source},
+                         Row{Error_Retry, Error_None, kNet_NoLimit, NetCopySide::Source},
+                         Row{Error_Ended, Error_Exceed, kNet_NoLimit, NetCopySide::Destination},
+                         Row{Error_Ended, Error_Ended, 3, NetCopySide::Destination}}) {
+    TestStream source("abc");
+    source.Gives(row.readStatus);
+    TestStream destination;
+    if (row.writeStatus != Error_None) destination.TakesNoMore(row.writeStatus);
+    NetCopySide failed = NetCopySide::Source;
+    iNet_CopyStream(source.stream(), destination.stream(), row.limit, nullptr, NetCopyStall::Retried,
+                    &failed);
+    EXPECT_EQ(failed, row.failed);
+  }
 }
 
 TEST(CopyStream, TriesNothingAgain_WhenAStallIsAFailure) {

@@ -1,7 +1,9 @@
 // The end of a transfer, and connections that are cut, stalled or out of memory.
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <string>
+#include <thread>
 
 #include "tests/net/ftpc_fixture.h"
 #include "tests/support/fail_allocation.h"
@@ -78,6 +80,23 @@ TEST_F(FTPcData, GivesTimeout_WhenTheFinalReplyNeverComes) {
   TestStream local;
   EXPECT_EQ(FTPc_Retrieve(client, "/a", local.stream(), nullptr, &client.reply), 8);
   EXPECT_EQ(FTPc_GetFlags(client), 0u);
+  FTPc_Delete(client.Release());
+  server.Finish();
+}
+
+// Else the next command would take it for its own.
+TEST_F(FTPcData, EndsTheConnection_WhenTheFinalReplyNeverComes) {
+  iSock_SetWaitMilliseconds(300);
+  ScriptedServer server(
+      {AfterLogin({ftp::Passive(),
+                   ftp::Started("RETR /a"),
+                   {DataSend("hello"), DataClose(), Wait(600), SendLine("226 too late")}})});
+  ftp::Client client(server.port());
+  TestStream local;
+  EXPECT_EQ(FTPc_Retrieve(client, "/a", local.stream(), nullptr, &client.reply), Error_Timeout);
+  std::this_thread::sleep_for(std::chrono::milliseconds(500));
+  EXPECT_EQ(FTPc_DeleteFile(client, "/b", &client.reply), Error_Ended);
+  ExpectEmpty(client.reply);
   FTPc_Delete(client.Release());
   server.Finish();
 }

@@ -1,12 +1,15 @@
 // Directory lists into local files.
 #include <gtest/gtest.h>
 
+#include <fstream>
+#include <iterator>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "net/ftpc_internal.h"
 #include "tests/support/fail_allocation.h"
+#include "tests/support/file_system.h"
 #include "tests/support/scripted_ftp.h"
 #include "tests/support/system_folders.h"
 #include "tests/support/temp_dir.h"
@@ -65,6 +68,18 @@ TEST_F(FTPcListTest, ListsWithTheCommandOfTheKind) {
     FTPc_Delete(client.Release());
     server.Finish();
   }
+}
+
+// The file is the system's own kind of text: programs that show it as it is rely on its line ends.
+TEST_F(FTPcListTest, WritesATextFile) {
+  ScriptedServer server({AfterLogin({ftp::Passive(), ftp::Started("NLST"), ftp::SendsFile("a\r\nb\n")})});
+  ftp::Client client(server.port());
+  EXPECT_EQ(FTPc_GetDirectoryList(client, nullptr, FTPcList_Names, localFile_, &client.reply), Error_None);
+  std::ifstream file(localFile_, std::ios::binary);
+  const std::string bytes{std::istreambuf_iterator<char>(file), {}};
+  EXPECT_EQ(bytes, kIsWindows ? "a\r\r\nb\r\n" : "a\r\nb\n");
+  FTPc_Delete(client.Release());
+  server.Finish();
 }
 
 TEST_F(FTPcListTest, ListsInActiveMode) {

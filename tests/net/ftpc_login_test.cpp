@@ -4,6 +4,7 @@
 #include <string>
 
 #include "net/ftpc_internal.h"
+#include "net/ftpc_testing.h"
 #include "qz/ftpc.h"
 #include "tests/net/ftpc_fixture.h"
 #include "tests/support/fail_allocation.h"
@@ -86,8 +87,8 @@ TEST_F(FTPcTest, RefusesHostsAndPortsOutOfRange) {
   Reply reply;
   EXPECT_EQ(FTPc_Open("127.0.0.1", 65536, 0, &connection, &reply), -4);
   EXPECT_EQ(FTPc_Open("127.0.0.1", 4294967295u, 0, &connection, &reply), -4);
-  EXPECT_EQ(FTPc_Open(std::string(1024, 'h').c_str(), 21, 0, &connection, &reply), -4);
-  EXPECT_EQ(FTPc_Open(std::string(65536, 'h').c_str(), 21, 0, &connection, &reply), -4);
+  EXPECT_EQ(FTPc_Open(std::string(1024, 'h').c_str(), 21, 0, &connection, &reply), Error_Exceed);
+  EXPECT_EQ(FTPc_Open(std::string(65536, 'h').c_str(), 21, 0, &connection, &reply), Error_Exceed);
   EXPECT_EQ(FTPc_Open(nullptr, 21, 0, &connection, &reply), -4);
   EXPECT_EQ(FTPc_Open("127.0.0.1", 21, 0, nullptr, &reply), -4);
   EXPECT_EQ(FTPc_Open("127.0.0.1", 21, 0, &connection, nullptr), -4);

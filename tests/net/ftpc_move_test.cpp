@@ -58,6 +58,15 @@ TEST_F(FTPcMove, StopsWithSuccess_WhenPortSucceeds) {
   Finish();
 }
 
+// An earlier PASV left it there; the destination's own address would make it connect to itself.
+TEST_F(FTPcMove, SendsTheAddressOfTheSourceToTheDestination) {
+  Connect(ftp::Join({ftp::Exchange("PASV", "227 (10,1,2,3,4,5)"), kPasvFails}),
+          ftp::Exchange("PORT 10,1,2,3,4,5", "200 ok"));
+  EXPECT_EQ(Start(), Error_None);
+  EXPECT_EQ(Start(), Error_None);
+  Finish();
+}
+
 TEST_F(FTPcMove, StartsBothTransfers_WhenBothSetUpsFail) {
   Connect(ftp::Join({kPasvFails, ftp::Exchange("RETR /a", "150 go"), {Wait(300), SendLine("226 sent")}}),
           ftp::Join({kPortFails, ftp::Exchange("STOR /b", "150 go"), {Wait(600), SendLine("226 stored")}}));

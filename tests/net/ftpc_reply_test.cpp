@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "net/ftpc_internal.h"
+#include "net/ftpc_testing.h"
 
 namespace {
 

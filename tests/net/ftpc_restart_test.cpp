@@ -107,22 +107,59 @@ TEST_F(FTPcData, SendsNothing_WhenTheCommandOfATransferIsTooLong) {
   server.Finish();
 }
 
-// Else the server would start the next transfer at the offset, and the file would lack its beginning.
-TEST_F(FTPcData, TakesTheOffsetBack_WhenTheActivePortIsTaken) {
+// The reply to the command, not to REST, tells what went on.
+TEST_F(FTPcData, KeepsTheReply_WhenTheCommandBehindAnOffsetIsAnsweredLikeRest) {
+  for (const bool passive : {true, false}) {
+    const Script answered =
+        passive ? Script{ExpectLine("RETR /a"), DataAccept(), SendLine("350 odd"), DataStall()}
+                : Script{ExpectLine("RETR /a"), SendLine("350 odd")};
+    ScriptedServer server(
+        {AfterLogin({passive ? ftp::Passive() : ftp::Active(), ftp::Exchange("REST 3", "350 ok"), answered,
+                     ftp::Exchange("DELE /b", "250 ok")})});
+    ftp::Client client(server.port(), passive ? ftp::kPassive : ftp::kActive);
+    Stream* data = nullptr;
+    uint32_t offset = 3;
+    EXPECT_EQ(FTPc_StartRetrieveRestart(client, "/a", &offset, &data, &client.reply), Error_Invalid);
+    EXPECT_STREQ(client.reply.text, "odd");
+    EXPECT_EQ(offset, 3u);
+    EXPECT_EQ(data, nullptr);
+    EXPECT_EQ(FTPc_DeleteFile(client, "/b", &client.reply), Error_None);
+    FTPc_Delete(client.Release());
+    server.Finish();
+  }
+}
+
+TEST_F(FTPcData, SendsNoOffset_WhenEveryActivePortIsTaken) {
   loopback::Listener other;
   FTPc_SetPortRange(other.port(), 1);
-  ScriptedServer server(
-      {AfterLogin({ftp::Active(), ftp::Exchange("REST 3", "350 ok"), ftp::Exchange("REST 0", "350 ok")})});
+  ScriptedServer server({AfterLogin({})});
   ftp::Client client(server.port(), ftp::kActive);
   Stream* data = nullptr;
   uint32_t offset = 3;
   const ErrorCode status = FTPc_StartRetrieveRestart(client, "/a", &offset, &data, &client.reply);
-  // Windows calls it access denied, for which there is no status of its own.
-  EXPECT_TRUE(status == 3 || status == -1) << status;
+  // Windows reports a port that another program holds as access denied, which has no status of its own.
+  EXPECT_TRUE(status == Error_Exists || status == Error_Fail) << status;
   EXPECT_EQ(offset, 3u);
   EXPECT_EQ(data, nullptr);
   FTPc_Delete(client.Release());
   server.Finish();
+}
+
+// Sent all the same, the command would ask for the file from its start while the caller counts from an
+// offset.
+TEST_F(FTPcData, SendsNoCommand_WhenRestIsNotAnsweredInTime) {
+  iSock_SetWaitMilliseconds(200);
+  for (const bool passive : {true, false}) {
+    ScriptedServer server(
+        {AfterLogin({passive ? ftp::Passive() : ftp::Active(), {ExpectLine("REST 3"), Wait(600)}})});
+    ftp::Client client(server.port(), passive ? ftp::kPassive : ftp::kActive);
+    Stream* data = nullptr;
+    uint32_t offset = 3;
+    EXPECT_EQ(FTPc_StartRetrieveRestart(client, "/a", &offset, &data, &client.reply), Error_Timeout);
+    EXPECT_EQ(offset, 3u);
+    FTPc_Delete(client.Release());
+    server.Finish();
+  }
 }
 
 TEST_F(FTPcData, GivesTheFailure_WhenRestIsNotAnswered) {
