@@ -44,7 +44,7 @@ ErrorCode OpenWelcome(FTPc* connection) {
                              &connection->welcome);
 }
 
-// Without the file there is nothing to show; the connection goes on, and the next line does not try again.
+// Without the file the replies are lost, not the connection; the next line does not try to open it again.
 void Capture(FTPc* connection, std::string_view line) {
   if ((connection->flags & kFTPFlag_Capturing) == 0) return;
   if (OpenWelcome(connection) != Error_None) {

@@ -151,7 +151,8 @@ ErrorCode StartActive(FTPc* connection, const char* name, const char* argument, 
 
 }  // namespace
 
-// Kept: setting a range does not move the counter; when it is in the new range it goes on from where it is.
+// Kept: setting a range does not move the counter; when it is in the new range the next port comes from
+// there.
 uint32_t iFTPc_NextActivePort() {
   const uint32_t counter = portCounter.load();
   const uint32_t port = counter >= portBase.load() && counter < PortEnd() ? counter : portBase.load();

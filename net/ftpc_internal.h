@@ -71,7 +71,7 @@ inline constexpr int32_t kFTPClass_Completed = '2';
 inline constexpr int32_t kFTPClass_Intermediate = '3';
 inline constexpr int32_t kFTPClass_Transient = '4';
 
-// All bytes of one reply, its long lines included. What a server sends beyond that is no reply.
+// All bytes of one reply, its long lines included. A longer one is refused.
 inline constexpr uint32_t kFTPReply_MaximumBytes = 4u * 1024 * 1024;
 
 // Puts a reply together from its lines:
@@ -81,7 +81,7 @@ inline constexpr uint32_t kFTPReply_MaximumBytes = 4u * 1024 * 1024;
 class FTPReplyReader {
  public:
   // Takes one line without its line end; `size` is what the line took on the wire, where it may be longer.
-  // Error_None: the reply is complete. Error_Block: more lines follow. Error_Invalid: this is no reply.
+  // Error_None: the reply is complete. Error_Block: more lines follow. Error_Invalid: an invalid reply.
   // Error_Exceed: the reply is too long.
   ErrorCode Take(std::string_view line, uint32_t size);
 
@@ -110,7 +110,7 @@ ErrorCode iFTPc_ParsePassive(const char* text, uint8_t address[4], int32_t* port
 // "213 19970105090307": fourteen digits of local time.
 ErrorCode iFTPc_ParseModTime(const char* text, Time* time);
 
-// "213 1234". A number over 32 bits gives 4294967295; a negative one is no size.
+// "213 1234". A number over 32 bits gives 4294967295; a negative one is refused.
 ErrorCode iFTPc_ParseSize(const char* text, uint32_t* size);
 
 // The text between the first and the last double quote; at most 1023 bytes into path.
@@ -145,7 +145,7 @@ struct FTPc {
   char* host;
 };
 
-// A command, the class of reply that it needs, and the status when another one comes.
+// A command, the class of reply that it needs, and the status for any other.
 struct FTPCommand {
   const char* name;
   int32_t expectedClass;

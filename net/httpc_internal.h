@@ -19,7 +19,7 @@ constexpr size_t kHTTPcTextSize = 256;
 // A URL or request URI has at most this many bytes.
 constexpr size_t kHTTPcMaximumUrl = 1023;
 
-// Kept: a URL that does not parse gives a number that is no status of enum Error; the transfer engine tells
+// Kept: an invalid URL gives a number without a name in enum Error; the transfer engine tells
 // it apart from every failure of the connection by that.
 constexpr ErrorCode kHTTPc_BadUrl = -6;
 
@@ -111,8 +111,8 @@ void iHTTPc_CopyText(std::string_view text, char (&slot)[kHTTPcTextSize]);
 // stored.
 ErrorCode iHTTPc_SetRequestText(HTTPcRequestRecord* request, uint32_t index, std::string_view text);
 
-// Takes "HTTP/1.0 200 OK" apart; the line's ends may still carry blanks and the line end. Error_Invalid when
-// it is no status line; then nothing is stored.
+// Takes "HTTP/1.0 200 OK" apart; white space and the line end may still stand at its ends. Error_Invalid when
+// it is not a status line; then nothing is stored.
 ErrorCode iHTTPc_ParseStatusLine(std::string_view line, HTTPcResponseRecord* response, Reply* reply);
 
 // The progress of reading headers from line to line.
@@ -122,7 +122,7 @@ struct HTTPcHeaderState {
   bool complete;                       // the body follows
 };
 
-// Takes one header line (its ends may still carry blanks and the line end) into the record, or ends the
-// headers. Error_Invalid for a line without a colon.
+// Takes one header line (white space and the line end may still stand at its ends) into the record, or ends
+// the headers. Error_Invalid for a line without a colon.
 ErrorCode iHTTPc_TakeHeaderLine(std::string_view line, HTTPcHeaderState* state,
                                 HTTPcResponseRecord* response);

@@ -20,8 +20,8 @@ namespace {
 
 using std::string_view;
 
-constexpr string_view kLineBlanks = " \t\n\r";
-constexpr string_view kScanBlanks = " \t\n\v\f\r";
+constexpr string_view kLineWhiteSpace = " \t\n\r";
+constexpr string_view kScanWhiteSpace = " \t\n\v\f\r";
 constexpr string_view kTypeDelimiters = " \t\r\n;=\"";
 constexpr string_view kVersionStart = "HTTP/";
 constexpr uint32_t kStatusLineBit = 1u << 0;
@@ -59,8 +59,8 @@ void SkipAny(string_view set, string_view* text) {
 }
 
 string_view Strip(string_view text) {
-  SkipAny(kLineBlanks, &text);
-  return text.substr(0, text.find_last_not_of(kLineBlanks) + 1);
+  SkipAny(kLineWhiteSpace, &text);
+  return text.substr(0, text.find_last_not_of(kLineWhiteSpace) + 1);
 }
 
 // The next run of bytes outside `delimiters`; empty when none is left.
@@ -89,8 +89,8 @@ bool TakeCode(string_view* text, int32_t* code) {
 // "bytes 1000-1999/5000". The total is not kept, and may be "*": a server that does not know it still says
 // where the body begins, and a caller that resumes must not miss that.
 bool ParseRange(string_view value, uint32_t* first, uint32_t* last) {
-  const size_t blank = value.find(' ');
-  string_view rest = blank == string_view::npos ? value : value.substr(blank + 1);
+  const size_t space = value.find(' ');
+  string_view rest = space == string_view::npos ? value : value.substr(space + 1);
   const std::optional<uint32_t> firstRead = iDecimal_TakeUnsigned(&rest);
   if (!firstRead || !TakeChar('-', &rest)) return false;
   const std::optional<uint32_t> lastRead = iDecimal_TakeUnsigned(&rest);
@@ -173,11 +173,11 @@ void iHTTPc_CopyText(string_view text, char (&slot)[kHTTPcTextSize]) {
 ErrorCode iHTTPc_ParseStatusLine(string_view line, HTTPcResponseRecord* response, Reply* reply) {
   if (line.find('\0') != string_view::npos) return Error_Invalid;
   string_view rest = Strip(line);
-  const string_view version = TakeToken(kScanBlanks, &rest);
+  const string_view version = TakeToken(kScanWhiteSpace, &rest);
   int32_t code = 0;
   if (!TakeCode(&rest, &code)) return Error_Invalid;
-  // Kept: a status line without a reason is none; callers take its first word as the reply's text.
-  const string_view reason = TakeToken(kScanBlanks, &rest);
+  // Kept: a status line without a reason is invalid; callers take its first word as the reply's text.
+  const string_view reason = TakeToken(kScanWhiteSpace, &rest);
   const size_t versionStart = version.find(kVersionStart);
   if (reason.empty() || versionStart == string_view::npos) return Error_Invalid;
 
@@ -198,7 +198,7 @@ ErrorCode iHTTPc_TakeHeaderLine(string_view line, HTTPcHeaderState* state, HTTPc
   }
   if (HoldsBoundary(*state, text)) return Error_None;
   const size_t colon = text.find(':');
-  // Kept: a line that is no header ends the request; callers go to another server then.
+  // Kept: a line without ":" ends the request; callers go to another server then.
   if (colon == string_view::npos) return Error_Invalid;
   TakeHeader(text.substr(0, colon), Strip(text.substr(colon + 1)), state, response);
   return Error_None;

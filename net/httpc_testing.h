@@ -9,7 +9,7 @@ constexpr size_t kHTTPcUriSize = 3 * kHTTPcMaximumUrl + 1;
 // The request line, every header at its longest and the empty line fit.
 constexpr size_t kHTTPcRequestSize = 8192;
 
-// Writes `text` as it can stand in a request line: blanks, control bytes and bytes above 126 as "%" and two
+// Writes `text` as it can stand in a request line: spaces, control bytes and bytes above 126 as "%" and two
 // upper-case hexadecimal digits, everything else unchanged; "/" for an empty text. `text` has at most
 // kHTTPcMaximumUrl bytes.
 void iHTTPc_EncodeUri(std::string_view text, char (&uri)[kHTTPcUriSize]);

@@ -1,18 +1,22 @@
 /* FTPc: a blocking FTP client (RFC 959), with the extensions MAGC and MIRR.
  *
  * A connection lives from FTPc_Open to FTPc_Close or FTPc_Delete. One thread uses it at a time; two
- * connections may be used by two threads. Needs OS_Init. Every call blocks until the server has answered or
- * nothing has moved for 61 seconds.
+ * connections may be used by two threads. Needs OS_Init. Every call blocks until the server has answered;
+ * every wait for the server has a time-out of 61 seconds without a byte.
  *
  * Every function that takes a reply fills it with the last reply that the call read; it is empty (class and
  * code 0, text "") when none was read or reading failed.
  *
  * Statuses that any of them can give, besides those named with it: Error_Invalid for a null connection, reply
  * or argument (unless "may be null" is said) and for an argument that contains CR or LF, nothing sent;
- * Error_Exceed for a command line over 4093 bytes (nothing sent) or a reply over 4 MiB; Error_Invalid for a
- * line that is no reply; Error_Ended when the server has closed; Error_Timeout after 61 silent seconds, and
- * for a long reply whose end has not come after 610; Error_Retry when the connection was reset;
- * Error_Cancel when another thread closed the socket; Error_Memory. */
+ * Error_Exceed for a command line over 4093 bytes (nothing sent) or a reply over 4 MiB; Error_Invalid for an
+ * invalid reply line; Error_Ended when the server has closed the connection; Error_Timeout after 61 seconds
+ * without a byte, and for a reply that is incomplete after 610 seconds; Error_Retry when the connection was
+ * reset; Error_Cancel when another thread closed the socket; Error_Memory.
+ *
+ * When a transfer has failed and its reply has not come in time, a later command would take that reply for
+ * its own. The next command therefore closes the control connection and gives Error_Ended, as every command
+ * after it: open a new connection. */
 #ifndef QZ_FTPC_H
 #define QZ_FTPC_H
 
@@ -26,12 +30,12 @@ QZ_BEGIN_C
 /* Opaque. */
 typedef struct FTPc FTPc;
 
-/* Flags of FTPc_Open: data connections are opened from here (else by the server); the greeting and the login
- * replies are kept in a file, see FTPc_InfoFile; the proxy settings are ignored. */
+/* Flags of FTPc_Open: passive data connections (else active ones); the greeting and the login replies are
+ * kept in a file, see FTPc_InfoFile; the proxy settings are ignored. */
 enum FTPcFlag { FTPcFlag_Passive = 1, FTPcFlag_Welcome = 2, FTPcFlag_NoProxy = 4 };
 
 /* Kinds of directory list: names ("NLST"), names with the directory put before them when they are read back
- * ("NLST"), and the server's own long form ("LIST"). */
+ * ("NLST"), and the server's long format ("LIST"). */
 enum FTPcList { FTPcList_Names = 0, FTPcList_JoinedNames = 1, FTPcList_Long = 2 };
 
 /* ---- connection ---- */
@@ -40,7 +44,8 @@ enum FTPcList { FTPcList_Names = 0, FTPcList_JoinedNames = 1, FTPcList_Long = 2 
  * host: borrowed, at most 1023 bytes. port: 0 to 65535. flags: FTPcFlag values, other bits are ignored.
  * connection: receives the owned connection (free with FTPc_Close or FTPc_Delete); null after a failure.
  * Statuses: Error_NoAccess when the greeting is not of class '2' or the connection is refused; Error_Invalid
- * for a host or a port out of range; Error_NotFound for an unknown host. */
+ * for a port out of range; Error_Exceed for a host name that is too long; Error_NotFound for an unknown host.
+ */
 QZ_API ErrorCode FTPc_Open(const char* host, uint32_t port, uint32_t flags, FTPc** connection, Reply* reply);
 
 /* Logs in: "USER", and "PASS" when the server asks for it. Through a proxy the user becomes user@host, and
@@ -68,21 +73,21 @@ QZ_API uint32_t FTPc_GetFlags(FTPc* connection);
  * welcome file is closed and removed. */
 QZ_API void FTPc_SetFlags(FTPc* connection, uint32_t flags);
 
-/* Sets the local ports of active data connections, for the whole library: count ports from base on, one
- * after the other, and again from base. At first 3000 and 1000. When the port that would come next is one of
- * the new ones too, it still comes next; else base does. Ports over 65535 are left out; a base of 0 or over
- * 65535 is ignored. */
+/* Sets the range of local ports for active data connections, for the whole library: count ports from base on,
+ * used in turn. The default is 3000 and 1000. A port that another program uses is passed over. When the port
+ * that would come next is in the new range too, it still comes next; else base does. Ports over 65535 are
+ * left out; a base of 0 or over 65535 is ignored. */
 QZ_API void FTPc_SetPortRange(uint32_t base, uint32_t count);
 
 /* Records a proxy (host cut to 256 bytes; null: none), for the whole library. Connections do not use it; see
  * qz/proxy.h. */
 QZ_API void FTPc_SetProxyServer(const char* host, uint32_t port);
 
-/* Says "QUIT", reads the reply and frees the connection, whatever the status. reply: may be null.
+/* Sends "QUIT", reads the reply and frees the connection, whatever the status. reply: may be null.
  * Statuses: those of the exchange, whatever the reply says. */
 QZ_API ErrorCode FTPc_Close(FTPc* connection, Reply* reply);
 
-/* Frees the connection without a word. null: nothing is done. */
+/* Frees the connection without QUIT. null: nothing is done. */
 QZ_API void FTPc_Delete(FTPc* connection);
 
 /* ---- single commands ---- */
@@ -91,12 +96,12 @@ QZ_API void FTPc_Delete(FTPc* connection);
 QZ_API ErrorCode FTPc_Magic(FTPc* connection, const char* argument, Reply* reply);
 QZ_API ErrorCode FTPc_Mirrors(FTPc* connection, const char* argument, Reply* reply);
 
-/* "SIZE". size: receives bytes; 4294967295 for a number that does not fit or is negative; 0 after a failure.
- * Error_Invalid when the class is not '2' or the text begins with no number. */
+/* "SIZE". size: receives bytes; 4294967295 for a number over 32 bits; 0 after a failure. Error_Invalid when
+ * the class is not '2' or the text does not begin with a number, or begins with a negative one. */
 QZ_API ErrorCode FTPc_FileSize(FTPc* connection, const char* path, uint32_t* size, Reply* reply);
 
 /* "MDTM". time: the modification time, read as local time; zero after a failure. Error_Invalid when the class
- * is not '2' or the text is no date. */
+ * is not '2' or the text is not a valid date. */
 QZ_API ErrorCode FTPc_ModTime(FTPc* connection, const char* path, Time* time, Reply* reply);
 
 /* "DELE". Error_Invalid when the class is not '2'. */
@@ -113,8 +118,8 @@ QZ_API ErrorCode FTPc_ChangeDirectory(FTPc* connection, const char* path, Reply*
  * after a failure. Error_Invalid when the class is not '2' or there is no quoted name. */
 QZ_API ErrorCode FTPc_CurrentDirectory(FTPc* connection, char* path, Reply* reply);
 
-/* Asks whether transfers can start at an offset ("REST 100", then "REST 0"). flag: 1 when the first was
- * accepted, even when the second then fails; else 0.
+/* Asks whether the server can resume transfers at an offset ("REST 100", then "REST 0"). flag: 1 when the
+ * first was accepted, even when the second then fails; else 0.
  * Statuses: Error_None also when the server refuses the first, which is an answer; Error_Invalid when it
  * refuses the second, so that the offset 100 is still set there. */
 QZ_API ErrorCode FTPc_RestartSupported(FTPc* connection, int32_t* flag);
@@ -123,7 +128,7 @@ QZ_API ErrorCode FTPc_RestartSupported(FTPc* connection, int32_t* flag);
 
 /* Lists a directory into a local file.
  * directory: is changed to first ("CWD"); null: the current one. kind: an FTPcList value.
- * localFile: is written new, in text mode, and removed when anything fails after it was opened.
+ * localFile: created or overwritten, in text mode; removed when anything fails after it was opened.
  * Statuses: Error_Fail for an unknown kind (nothing sent) or when the file cannot be opened; Error_NoAccess
  * when the directory is refused; as FTPc_Retrieve. */
 QZ_API ErrorCode FTPc_GetDirectoryList(FTPc* connection, const char* directory, int32_t kind,
@@ -139,12 +144,14 @@ QZ_API ErrorCode FTPc_StartDirectoryList(FTPc* connection, const char* directory
  *
  * stream: receives the owned data connection, a non-blocking socket (free with Stream_Delete, before
  * FTPc_EndTransfer); null after a failure. After the last byte of an upload, shut its sending down
- * (Sock_Shutdown with 1) and wait for the server to close: deleting it drops what is still under way.
- * Statuses: Error_Invalid when the data connection is refused by the server or the reply is not of class '1';
- * Error_NotFound (passive) or Error_NoAccess (active) for code 550; what connecting or listening gives. When
- * connecting failed and the server has not answered the command, the reply is empty.
+ * (Sock_Shutdown with 1) and wait for the server to close: deleting it drops what is still in transit.
+ * Statuses: Error_Invalid when the server refuses the data connection or the reply is not of class '1';
+ * Error_NotFound (passive) or Error_NoAccess (active) for code 550; Error_Exists, or Error_Fail on Windows,
+ * when every port of the active range is in use (no command is sent); else what connecting or listening
+ * gives. When connecting failed, the reply to the command is waited for at most 2 seconds; it is empty when
+ * none came.
  *
- * offset (the Restart forms): in: bytes to skip; out: the same, or 0 when the server cannot restart, and the
+ * offset (the Restart forms): in: where to resume; out: the same, or 0 when the server cannot resume, and the
  * transfer then begins with the first byte. */
 
 /* "RETR". */
@@ -175,13 +182,12 @@ QZ_API ErrorCode FTPc_AbortTransfer(FTPc* connection, Reply* reply);
 
 /* ---- whole transfers ----
  *
- * stream: borrowed; is written to, or read from, where it stands. The Restart forms set a file back to its
- * beginning when the server cannot restart.
- * limit: bytes to send at most; 4294967295 for all up to the stream's end.
- * count: receives the bytes moved (modulo 2^32), also after a failure; may be null.
- * Statuses: as the Start forms; Error_Invalid when the final reply is not of class '2'; else Error_Ended when
- * the local stream ended before the limit, Error_Exceed when the local stream is full, or what the streams
- * give. Complete only with Error_None. */
+ * stream: borrowed; written or read from its current position. The Restart forms seek a file to its start
+ * when the server cannot resume. limit: bytes to send at most; 4294967295 for all up to the stream's end.
+ * count: receives the bytes transferred (modulo 2^32), also after a failure; may be null.
+ * Statuses: as the Start forms. When the local stream fails, its status, at once: Error_Exceed when it is
+ * full, Error_Ended when it ends before the limit. Else Error_Invalid when the final reply is not of class
+ * '2', or the status of the data connection. Complete only with Error_None. */
 
 /* "RETR". */
 QZ_API ErrorCode FTPc_Retrieve(FTPc* connection, const char* path, Stream* stream, uint32_t* count,
@@ -213,7 +219,7 @@ QZ_API ErrorCode FTPc_StartMoveServerFile(FTPc* source, FTPc* destination, const
                                           const char* destinationPath, Reply* reply);
 
 /* Reads the final replies of both sides, without waiting for their first bytes. When the source fails while
- * the destination is still at it, the destination is aborted ("ABOR") and its answer waited for.
+ * the destination is still transferring, the destination is aborted ("ABOR") and its reply waited for.
  * Statuses: Error_Block while either side is pending (call again); then Error_None, or the last failure of
  * either side. */
 QZ_API ErrorCode FTPc_EndMoveServerFile(FTPc* source, FTPc* destination, Reply* reply);

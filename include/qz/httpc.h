@@ -4,9 +4,9 @@
  * request and reads the status line and the headers; the body is then read from the connection's stream.
  * HTTPc_Close ends the connection. The status code of the server never makes a call fail: look at the reply.
  *
- * Every call may block, at most 61 seconds for each single wait on the network; a status line and headers
- * that trickle in are waited for at most 610 seconds in all, and that one wait more. One thread uses a
- * connection at a time; different connections are independent. Needs OS_Init. */
+ * Every call may block; each wait on the network has a time-out of 61 seconds, and a status line and headers
+ * that arrive byte by byte have one of 610 seconds in all. One thread uses a connection at a time; different
+ * connections are independent. Needs OS_Init. */
 #ifndef QZ_HTTPC_H
 #define QZ_HTTPC_H
 
@@ -57,20 +57,20 @@ QZ_API ErrorCode HTTPc_SetAttribute(HTTPc* connection, int32_t index, uint32_t l
 
 /* Sends "GET" and reads the status line and the headers. What is asked for is the path of the URL as
  * URL_NewData gives it ("/" when it has none), its query and all else that follows included: a fragment
- * ("#...") is the caller's to cut off. Its escapes are resolved, once; then blanks, control bytes and bytes
+ * ("#...") is the caller's to cut off. Its escapes are resolved, once; then spaces, control bytes and bytes
  * above 126 are written as "%" and two hexadecimal digits. An escape that has to arrive as it is ("%2F") is
- * therefore written with "%25" ("%252F"). Over a proxy the whole URL text is asked for, nothing resolved.
- * The URL's host names the server in the request only (the connection is that of HTTPc_Open), its user and
- * password are not used. Redirects are not followed: see HTTPcResponse_Location.
+ * therefore written with "%25" ("%252F"). A proxy is asked for the URL text, nothing resolved, without the
+ * white space at its ends. The URL's host names the server in the request only (the connection is that of
+ * HTTPc_Open); its user and password are never sent. Redirects are not followed: see HTTPcResponse_Location.
  * url: at most 1023 bytes. reply: receives class, code and the first word of the reason. stream: receives the
  * connection's stream at the first byte of the body; it stays the connection's, borrowed until HTTPc_Close.
- * The body is read as it comes, to the end of the connection: who knows its length by
- * HTTPcResponse_ContentLength reads that many bytes, since Error_Ended also ends a body that was cut short.
- * After a failure reply is empty and stream null. Returns None,
- * whatever the server's code; -6 (no named status) for a URL that does not parse, Invalid (null argument, CR
- * or LF in the host), Exceed (URL over 1023 or host over 255 bytes): nothing was sent. Invalid for a response
- * that is none, Exceed for a line over 1024 bytes or headers over 1 MiB, Timeout when the headers do not end
- * in time, else the status of the connection: Ended, Timeout, Retry, ... */
+ * The body is read to the end of the connection. When HTTPcResponse_ContentLength tells its length, compare:
+ * Error_Ended also ends a body that was cut short.
+ * After a failure reply is empty and stream null. Returns None, whatever the server's code; -6 (no named
+ * status) for an invalid URL, Invalid (null argument, CR or LF in the host), Exceed (URL over 1023 or host
+ * over 255 bytes): nothing was sent. Invalid for an invalid HTTP response, Exceed for a line over 1024 bytes
+ * or headers over 1 MiB, Timeout when the headers do not end in time, else the status of the connection:
+ * Ended, Timeout, Retry, ... */
 QZ_API ErrorCode HTTPc_Get(HTTPc* connection, const char* url, Reply* reply, Stream** stream);
 
 /* Sends "POST" with a body and reads the status line and the headers. No header is added: the caller sets
@@ -96,7 +96,7 @@ QZ_API ErrorCode HTTPc_GetAttribute(HTTPc* connection, int32_t index, uint32_t b
 
 /* Gives the address of the server, or of the proxy.
  * address: receives 4 bytes, port: 2 bytes, both in network order; each may be null.
- * Returns as Sock_GetPeerName, or Invalid (null connection, no socket beneath it). */
+ * Returns as Sock_GetPeerName, or Invalid (null connection, its stream wraps no socket). */
 QZ_API ErrorCode HTTPc_GetPeerName(HTTPc* connection, uint8_t* address, uint8_t* port);
 
 /* Returns the status of the last operation on the connection's stream; Invalid for null. */

@@ -21,7 +21,7 @@ enum URLProtocol {
 };
 
 /* A parsed URL. The texts are unescaped and point into the block or the buffer that it was parsed from. The
- * digits of an escape are read in upper case only: "a" to "f" count as 0 ("%2f" gives a blank); an escaped
+ * digits of an escape are read in upper case only: "a" to "f" count as 0 ("%2f" gives a space); an escaped
  * null byte is dropped. */
 typedef struct URLData {
   char* protocol; /* the scheme as written */

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "qz/directory.h"
+#include "qz/error.h"
 #include "qz/file.h"
 #include "qz/ftpc.h"
 #include "qz/os.h"
@@ -51,21 +52,24 @@ class FTPInterop : public testing::TestWithParam<Setting> {
  protected:
   void SetUp() override {
     const std::string log = places_.Folder().Name("session.log");
-    ASSERT_EQ(OS_Init(places_.ApplicationName().c_str(), OSInitCode_LogPath, log.c_str(), OSInitCode_End), 0);
+    ASSERT_EQ(OS_Init(places_.ApplicationName().c_str(), OSInitCode_LogPath, log.c_str(), OSInitCode_End),
+              Error_None);
     started_ = true;
     const char* port = getenv(GetParam().server.variable);
     ASSERT_NE(port, nullptr) << GetParam().server.variable
                              << " is not set: start the servers with tests/support/servers start";
     FTPc_SetPortRange(loopback::UnusedPorts(50), 50);
     const uint32_t flags = GetParam().flags | FTPcFlag_NoProxy;
-    ASSERT_EQ(FTPc_Open("127.0.0.1", static_cast<uint32_t>(atoi(port)), flags, &connection_, &reply_), 0);
-    ASSERT_EQ(FTPc_Login(connection_, GetParam().server.user, GetParam().server.password, &reply_), 0)
+    ASSERT_EQ(FTPc_Open("127.0.0.1", static_cast<uint32_t>(atoi(port)), flags, &connection_, &reply_),
+              Error_None);
+    ASSERT_EQ(FTPc_Login(connection_, GetParam().server.user, GetParam().server.password, &reply_),
+              Error_None)
         << reply_.text;
-    ASSERT_EQ(FTPc_FileType(connection_, 'I', 'N', &reply_), 0);
+    ASSERT_EQ(FTPc_FileType(connection_, 'I', 'N', &reply_), Error_None);
   }
   void TearDown() override {
     if (connection_ != nullptr) {
-      EXPECT_EQ(FTPc_Close(connection_, &reply_), 0);
+      EXPECT_EQ(FTPc_Close(connection_, &reply_), Error_None);
       EXPECT_EQ(reply_.code, 221);
     }
     if (started_) OS_Exit(0);
@@ -73,7 +77,7 @@ class FTPInterop : public testing::TestWithParam<Setting> {
 
   std::string Retrieve(const std::string& path) {
     TestStream local;
-    EXPECT_EQ(FTPc_Retrieve(connection_, path.c_str(), local.stream(), nullptr, &reply_), 0)
+    EXPECT_EQ(FTPc_Retrieve(connection_, path.c_str(), local.stream(), nullptr, &reply_), Error_None)
         << path << reply_.text;
     return local.written();
   }
@@ -81,7 +85,8 @@ class FTPInterop : public testing::TestWithParam<Setting> {
   std::vector<std::string> List(const char* directory, int32_t kind) {
     std::vector<std::string> lines;
     DirectoryList* list = nullptr;
-    EXPECT_EQ(FTPc_StartDirectoryList(connection_, directory, kind, &list, &reply_), 0) << reply_.text;
+    EXPECT_EQ(FTPc_StartDirectoryList(connection_, directory, kind, &list, &reply_), Error_None)
+        << reply_.text;
     if (list == nullptr) return lines;
     char line[1024];
     while (Directory_IterateList(list, line) == 0) {
@@ -90,7 +95,7 @@ class FTPInterop : public testing::TestWithParam<Setting> {
       if (name != "." && name != ".." && !name.ends_with("/.") && !name.ends_with("/.."))
         lines.push_back(name);
     }
-    EXPECT_EQ(Directory_EndList(list), 0);
+    EXPECT_EQ(Directory_EndList(list), Error_None);
     return lines;
   }
 
@@ -111,13 +116,14 @@ TEST_P(FTPInterop, RetrievesWholeFiles) {
 TEST_P(FTPInterop, RetrievesFromAnOffset) {
   const std::string numbers = Numbers();
   int32_t canRestart = 0;
-  EXPECT_EQ(FTPc_RestartSupported(connection_, &canRestart), 0);
+  EXPECT_EQ(FTPc_RestartSupported(connection_, &canRestart), Error_None);
   EXPECT_EQ(canRestart, 1);
   for (uint32_t wanted : {1u, 400000u, 799999u, 800000u}) {
     uint32_t offset = wanted;
     uint32_t count = 0;
     TestStream local;
-    EXPECT_EQ(FTPc_RetrieveRestart(connection_, "/numbers.txt", &offset, local.stream(), &count, &reply_), 0);
+    EXPECT_EQ(FTPc_RetrieveRestart(connection_, "/numbers.txt", &offset, local.stream(), &count, &reply_),
+              Error_None);
     EXPECT_EQ(offset, wanted);
     EXPECT_EQ(count, 800000 - wanted);
     EXPECT_TRUE(local.written() == numbers.substr(wanted));
@@ -126,21 +132,21 @@ TEST_P(FTPInterop, RetrievesFromAnOffset) {
 
 TEST_P(FTPInterop, KnowsSizeTimeAndDirectory) {
   uint32_t size = 0;
-  EXPECT_EQ(FTPc_FileSize(connection_, "/numbers.txt", &size, &reply_), 0);
+  EXPECT_EQ(FTPc_FileSize(connection_, "/numbers.txt", &size, &reply_), Error_None);
   EXPECT_EQ(size, 800000u);
   Time time = {};
-  EXPECT_EQ(FTPc_ModTime(connection_, "/numbers.txt", &time, &reply_), 0);
+  EXPECT_EQ(FTPc_ModTime(connection_, "/numbers.txt", &time, &reply_), Error_None);
   Time now = {};
   Time_Get(&now);
   EXPECT_GT(time.seconds, 1700000000u);
   EXPECT_LE(time.seconds, now.seconds + 1);
   char path[1024];
-  EXPECT_EQ(FTPc_CurrentDirectory(connection_, path, &reply_), 0);
+  EXPECT_EQ(FTPc_CurrentDirectory(connection_, path, &reply_), Error_None);
   EXPECT_STREQ(path, "/");
-  EXPECT_EQ(FTPc_ChangeDirectory(connection_, "/folder", &reply_), 0);
-  EXPECT_EQ(FTPc_CurrentDirectory(connection_, path, &reply_), 0);
+  EXPECT_EQ(FTPc_ChangeDirectory(connection_, "/folder", &reply_), Error_None);
+  EXPECT_EQ(FTPc_CurrentDirectory(connection_, path, &reply_), Error_None);
   EXPECT_STREQ(path, "/folder");
-  EXPECT_EQ(FTPc_ChangeDirectory(connection_, "/missing", &reply_), -5);
+  EXPECT_EQ(FTPc_ChangeDirectory(connection_, "/missing", &reply_), Error_NoAccess);
 }
 
 TEST_P(FTPInterop, RefusesAMissingFile) {
@@ -148,10 +154,10 @@ TEST_P(FTPInterop, RefusesAMissingFile) {
   const ErrorCode status = FTPc_Retrieve(connection_, "/missing", local.stream(), nullptr, &reply_);
   // A server that closes its passive port before the client has connected gives a refused connection.
   const bool passive = (GetParam().flags & FTPcFlag_Passive) != 0;
-  EXPECT_TRUE(status == -5 || (passive && status == -3)) << status;
+  EXPECT_TRUE(status == Error_NoAccess || (passive && status == Error_NotFound)) << status;
   EXPECT_EQ(reply_.code, 550);
   uint32_t size = 0;
-  EXPECT_EQ(FTPc_FileSize(connection_, "/missing", &size, &reply_), -4);
+  EXPECT_EQ(FTPc_FileSize(connection_, "/missing", &size, &reply_), Error_Invalid);
   // The connection is still in step.
   EXPECT_EQ(Retrieve("/small.txt"), "hello\n");
 }
@@ -161,25 +167,25 @@ TEST_P(FTPInterop, StoresAppendsAndDeletes) {
   const char* path = "/incoming/upload.txt";
   TestStream first(numbers);
   uint32_t count = 0;
-  ASSERT_EQ(FTPc_Store(connection_, path, first.stream(), kAll, &count, &reply_), 0) << reply_.text;
+  ASSERT_EQ(FTPc_Store(connection_, path, first.stream(), kAll, &count, &reply_), Error_None) << reply_.text;
   EXPECT_EQ(count, 800000u);
   EXPECT_TRUE(Retrieve(path) == numbers);
 
   // Over the second half, from an offset.
   TestStream rest("tail\n");
   uint32_t offset = 800000;
-  ASSERT_EQ(FTPc_StoreRestart(connection_, path, &offset, rest.stream(), kAll, &count, &reply_), 0)
+  ASSERT_EQ(FTPc_StoreRestart(connection_, path, &offset, rest.stream(), kAll, &count, &reply_), Error_None)
       << reply_.text;
   EXPECT_EQ(offset, 800000u);
   EXPECT_TRUE(Retrieve(path) == numbers + "tail\n");
 
   // Written anew, and no more than the limit.
   TestStream again("hello");
-  ASSERT_EQ(FTPc_Store(connection_, path, again.stream(), 4, &count, &reply_), 0) << reply_.text;
+  ASSERT_EQ(FTPc_Store(connection_, path, again.stream(), 4, &count, &reply_), Error_None) << reply_.text;
   EXPECT_EQ(Retrieve(path), "hell");
 
-  EXPECT_EQ(FTPc_DeleteFile(connection_, path, &reply_), 0);
-  EXPECT_EQ(FTPc_DeleteFile(connection_, path, &reply_), -4);
+  EXPECT_EQ(FTPc_DeleteFile(connection_, path, &reply_), Error_None);
+  EXPECT_EQ(FTPc_DeleteFile(connection_, path, &reply_), Error_Invalid);
 }
 
 TEST_P(FTPInterop, ListsDirectories) {
@@ -197,7 +203,7 @@ TEST_P(FTPInterop, ListsDirectories) {
 TEST_P(FTPInterop, IsCutOffAndGoesOn) {
   const std::string numbers = Numbers();
   Stream* data = nullptr;
-  ASSERT_EQ(FTPc_StartRetrieve(connection_, "/numbers.txt", &data, &reply_), 0);
+  ASSERT_EQ(FTPc_StartRetrieve(connection_, "/numbers.txt", &data, &reply_), Error_None);
   std::string got(100000, 0);
   size_t length = 0;
   while (length < got.size()) {
@@ -209,11 +215,12 @@ TEST_P(FTPInterop, IsCutOffAndGoesOn) {
   Stream_Delete(data);
   ErrorCode status = Error_Block;
   while (status == Error_Block) status = FTPc_EndTransfer(connection_, &reply_);
-  EXPECT_TRUE(status == 0 || status == -4) << status;
+  EXPECT_TRUE(status == Error_None || status == Error_Invalid) << status;
 
   uint32_t offset = 100000;
   TestStream rest;
-  EXPECT_EQ(FTPc_RetrieveRestart(connection_, "/numbers.txt", &offset, rest.stream(), nullptr, &reply_), 0);
+  EXPECT_EQ(FTPc_RetrieveRestart(connection_, "/numbers.txt", &offset, rest.stream(), nullptr, &reply_),
+            Error_None);
   EXPECT_TRUE(got + rest.written() == numbers);
 }
 

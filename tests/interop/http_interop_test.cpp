@@ -36,7 +36,7 @@ string Numbers(uint32_t first, uint32_t count) {
 class HTTPInterop : public testing::Test {
  protected:
   void SetUp() override {
-    ASSERT_EQ(iSock_Init(), 0);
+    ASSERT_EQ(iSock_Init(), Error_None);
     nginxPort = Port("QZ_TEST_HTTP_PORT");
     lighttpdPort = Port("QZ_TEST_HTTP_NORANGE_PORT");
     ASSERT_TRUE(nginxPort != 0 && lighttpdPort != 0)
@@ -54,13 +54,13 @@ class HTTPInterop : public testing::Test {
   }
 
   void Open(uint32_t port) {
-    ASSERT_EQ(HTTPc_Open("127.0.0.1", port, connection.out()), 0);
+    ASSERT_EQ(HTTPc_Open("127.0.0.1", port, connection.out()), Error_None);
     base = "http://127.0.0.1:" + std::to_string(port);
   }
 
   void SetRange(uint32_t first, uint32_t last) {
     const uint32_t range[] = {first, last};
-    ASSERT_EQ(HTTPc_SetAttribute(connection.get(), 6, 8, range), 0);
+    ASSERT_EQ(HTTPc_SetAttribute(connection.get(), 6, 8, range), Error_None);
   }
 
   void SetText(int32_t index, string_view text) {
@@ -69,7 +69,7 @@ class HTTPInterop : public testing::Test {
   }
 
   void Get(const string& path, int32_t code) {
-    ASSERT_EQ(HTTPc_Get(connection.get(), (base + path).c_str(), &reply, &stream), 0);
+    ASSERT_EQ(HTTPc_Get(connection.get(), (base + path).c_str(), &reply, &stream), Error_None);
     ASSERT_EQ(reply.code, code);
   }
 
@@ -77,19 +77,20 @@ class HTTPInterop : public testing::Test {
     string body;
     char buffer[4096];
     while (const uint32_t count = Stream_Read(stream, sizeof buffer, buffer)) body.append(buffer, count);
-    EXPECT_EQ(Stream_Error(stream), 4);
+    EXPECT_EQ(Stream_Error(stream), Error_Ended);
     return body;
   }
 
   string Text(int32_t index) {
     char buffer[256] = "";
-    EXPECT_EQ(HTTPc_GetAttribute(connection.get(), index, sizeof buffer, nullptr, buffer), 0) << index;
+    EXPECT_EQ(HTTPc_GetAttribute(connection.get(), index, sizeof buffer, nullptr, buffer), Error_None)
+        << index;
     return buffer;
   }
 
   uint32_t Length() {
     uint32_t length = 0xFFFFFFFFu;
-    EXPECT_EQ(HTTPc_GetAttribute(connection.get(), 7, 4, nullptr, &length), 0);
+    EXPECT_EQ(HTTPc_GetAttribute(connection.get(), 7, 4, nullptr, &length), Error_None);
     return length;
   }
 
@@ -130,13 +131,13 @@ TEST_F(HTTPInterop, GetsTheHeadersOfTheServer) {
   ASSERT_EQ(Time_DataToTime(&calendar, &expected), 0);
   Time date = {};
   Time modified = {};
-  ASSERT_EQ(HTTPc_GetAttribute(connection.get(), 3, 8, nullptr, &date), 0);
-  ASSERT_EQ(HTTPc_GetAttribute(connection.get(), 6, 8, nullptr, &modified), 0);
+  ASSERT_EQ(HTTPc_GetAttribute(connection.get(), 3, 8, nullptr, &date), Error_None);
+  ASSERT_EQ(HTTPc_GetAttribute(connection.get(), 6, 8, nullptr, &modified), Error_None);
   EXPECT_NEAR(static_cast<double>(date.seconds), static_cast<double>(expected.seconds), 120.0);
   EXPECT_LE(modified.seconds, date.seconds);
   char range[8];
-  EXPECT_EQ(HTTPc_GetAttribute(connection.get(), 8, 8, nullptr, range), -3);
-  EXPECT_EQ(HTTPc_GetAttribute(connection.get(), 9, 8, nullptr, range), -3);
+  EXPECT_EQ(HTTPc_GetAttribute(connection.get(), 8, 8, nullptr, range), Error_NotFound);
+  EXPECT_EQ(HTTPc_GetAttribute(connection.get(), 9, 8, nullptr, range), Error_NotFound);
 }
 
 TEST_F(HTTPInterop, ResumesFromAnOffset) {
@@ -150,7 +151,7 @@ TEST_F(HTTPInterop, ResumesFromAnOffset) {
     EXPECT_STREQ(reply.text, "Partial");
     EXPECT_EQ(Length(), kNumbersBytes - first);
     uint32_t range[2] = {};
-    EXPECT_EQ(HTTPc_GetAttribute(connection.get(), 8, 8, nullptr, range), 0);
+    EXPECT_EQ(HTTPc_GetAttribute(connection.get(), 8, 8, nullptr, range), Error_None);
     EXPECT_EQ(range[0], first);
     EXPECT_EQ(range[1], kNumbersBytes - 1);
     string body(kNumbersBytes - first, 0);
@@ -178,7 +179,7 @@ TEST_F(HTTPInterop, IsTold_WhenTheRangeLiesBehindTheEnd) {
   Get("/numbers.txt", 416);
   // "bytes */800000" holds no range.
   uint32_t range[2] = {};
-  EXPECT_EQ(HTTPc_GetAttribute(connection.get(), 8, 8, nullptr, range), -3);
+  EXPECT_EQ(HTTPc_GetAttribute(connection.get(), 8, 8, nullptr, range), Error_NotFound);
 }
 
 TEST_F(HTTPInterop, GetsTheWholeFile_WhenTheServerIgnoresRanges) {
@@ -186,7 +187,7 @@ TEST_F(HTTPInterop, GetsTheWholeFile_WhenTheServerIgnoresRanges) {
   SetRange(1000, 0xFFFFFFFFu);
   Get("/numbers.txt", 200);
   uint32_t range[2] = {};
-  EXPECT_EQ(HTTPc_GetAttribute(connection.get(), 8, 8, nullptr, range), -3);
+  EXPECT_EQ(HTTPc_GetAttribute(connection.get(), 8, 8, nullptr, range), Error_NotFound);
   EXPECT_EQ(Length(), kNumbersBytes);
   EXPECT_TRUE(ReadBody() == Numbers(0, kNumbersBytes));
 }
@@ -254,9 +255,9 @@ TEST_F(HTTPInterop, PostsABody) {
   Open(nginxPort);
   TestStream body(Numbers(0, kNumbersBytes));
   const uint32_t length = kNumbersBytes;
-  ASSERT_EQ(HTTPc_SetAttribute(connection.get(), 5, 4, &length), 0);
+  ASSERT_EQ(HTTPc_SetAttribute(connection.get(), 5, 4, &length), Error_None);
   uint32_t sent = 0;
-  ASSERT_EQ(HTTPc_Post(connection.get(), "/post", length, body.stream(), &sent, &reply, &stream), 0);
+  ASSERT_EQ(HTTPc_Post(connection.get(), "/post", length, body.stream(), &sent, &reply, &stream), Error_None);
   EXPECT_EQ(sent, kNumbersBytes);
   EXPECT_EQ(reply.code, 200);
   EXPECT_EQ(ReadBody(), "800000 bytes\n");

@@ -3,6 +3,7 @@
 
 #include "net/copy_internal.h"
 #include "net/sock_internal.h"
+#include "qz/error.h"
 #include "tests/support/test_stream.h"
 
 namespace {
@@ -20,7 +21,7 @@ TEST(CopyStream, MovesEverythingInChunksOf4096) {
   TestStream source(bytes);
   TestStream destination;
   uint32_t count = 0;
-  EXPECT_EQ(iNet_CopyStream(source.stream(), destination.stream(), kNet_NoLimit, &count), 0);
+  EXPECT_EQ(iNet_CopyStream(source.stream(), destination.stream(), kNet_NoLimit, &count), Error_None);
   EXPECT_EQ(count, 10000u);
   EXPECT_EQ(destination.written(), bytes);
   EXPECT_EQ(source.readSizes(), (Sizes{4096, 4096, 4096, 4096}));
@@ -31,7 +32,7 @@ TEST(CopyStream, StopsAtTheLimit) {
   TestStream source(std::string(10000, 'x'));
   TestStream destination;
   uint32_t count = 0;
-  EXPECT_EQ(iNet_CopyStream(source.stream(), destination.stream(), 5000, &count), 0);
+  EXPECT_EQ(iNet_CopyStream(source.stream(), destination.stream(), 5000, &count), Error_None);
   EXPECT_EQ(count, 5000u);
   EXPECT_EQ(source.readSizes(), (Sizes{4096, 904}));
 }
@@ -40,7 +41,7 @@ TEST(CopyStream, MovesNothingForALimitOf0) {
   TestStream source("abc");
   TestStream destination;
   uint32_t count = 7;
-  EXPECT_EQ(iNet_CopyStream(source.stream(), destination.stream(), 0, &count), 0);
+  EXPECT_EQ(iNet_CopyStream(source.stream(), destination.stream(), 0, &count), Error_None);
   EXPECT_EQ(count, 0u);
   EXPECT_TRUE(source.readSizes().empty());
 }
@@ -51,7 +52,7 @@ TEST(CopyStream, GivesEnded_WhenTheSourceStopsBeforeTheLimit) {
     source.Gives(end);
     TestStream destination;
     uint32_t count = 0;
-    EXPECT_EQ(iNet_CopyStream(source.stream(), destination.stream(), 4, &count), 4) << end;
+    EXPECT_EQ(iNet_CopyStream(source.stream(), destination.stream(), 4, &count), Error_Ended) << end;
     EXPECT_EQ(count, 3u);
     EXPECT_EQ(destination.written(), "abc");
   }
@@ -75,7 +76,7 @@ TEST(CopyStream, ReadsAgain_WhenTheSourceWouldBlock) {
   source.Gives(Error_Block).Gives(Error_Block).Gives("def");
   TestStream destination;
   uint32_t count = 0;
-  EXPECT_EQ(iNet_CopyStream(source.stream(), destination.stream(), kNet_NoLimit, &count), 0);
+  EXPECT_EQ(iNet_CopyStream(source.stream(), destination.stream(), kNet_NoLimit, &count), Error_None);
   EXPECT_EQ(destination.written(), "abcdef");
 }
 
@@ -85,7 +86,7 @@ TEST(CopyStream, GivesTimeout_WhenTheSourceBlocksForTooLong) {
   for (int i = 0; i < 1000; ++i) source.Gives(Error_Block);
   TestStream destination;
   uint32_t count = 0;
-  EXPECT_EQ(iNet_CopyStream(source.stream(), destination.stream(), kNet_NoLimit, &count), 8);
+  EXPECT_EQ(iNet_CopyStream(source.stream(), destination.stream(), kNet_NoLimit, &count), Error_Timeout);
   EXPECT_EQ(count, 3u);
   // It pauses between the attempts.
   EXPECT_LT(source.readSizes().size(), 20u);
@@ -96,7 +97,7 @@ TEST(CopyStream, WritesOnUntilAChunkIsGone) {
   TestStream destination;
   destination.Takes(1).Takes(2).Takes(0, Error_Block).Takes(1);
   uint32_t count = 0;
-  EXPECT_EQ(iNet_CopyStream(source.stream(), destination.stream(), kNet_NoLimit, &count), 0);
+  EXPECT_EQ(iNet_CopyStream(source.stream(), destination.stream(), kNet_NoLimit, &count), Error_None);
   EXPECT_EQ(count, 6u);
   EXPECT_EQ(destination.written(), "abcdef");
   EXPECT_EQ(destination.writeSizes(), (Sizes{6, 5, 3, 3, 2}));
@@ -107,7 +108,7 @@ TEST(CopyStream, GivesExceed_WhenTheDestinationEnds) {
   TestStream destination;
   destination.Takes(4).Takes(0, Error_Ended);
   uint32_t count = 0;
-  EXPECT_EQ(iNet_CopyStream(source.stream(), destination.stream(), kNet_NoLimit, &count), 5);
+  EXPECT_EQ(iNet_CopyStream(source.stream(), destination.stream(), kNet_NoLimit, &count), Error_Exceed);
   EXPECT_EQ(count, 4u);
 }
 
@@ -131,6 +132,7 @@ TEST(CopyStream, GivesUpADestinationThatTakesNothing) {
 }
 
 TEST(CopyStream, EndsAtOnce_WhenTheDestinationFails) {
+  ShortWait wait(200);
   for (ErrorCode status :
        {Error_Exceed, Error_Retry, Error_Timeout, Error_Cancel, Error_Fail, Error_System}) {
     TestStream source("abcdef");
@@ -206,7 +208,8 @@ TEST(CopyStream, TriesNothingAgain_WhenAStallIsAFailure) {
   TestStream destination;
   uint32_t count = 0;
   EXPECT_EQ(
-      iNet_CopyStream(source.stream(), destination.stream(), kNet_NoLimit, &count, NetCopyStall::Failure), 6);
+      iNet_CopyStream(source.stream(), destination.stream(), kNet_NoLimit, &count, NetCopyStall::Failure),
+      Error_Block);
   EXPECT_EQ(count, 3u);
   EXPECT_EQ(source.readSizes().size(), 2u);
 }
@@ -214,7 +217,7 @@ TEST(CopyStream, TriesNothingAgain_WhenAStallIsAFailure) {
 TEST(CopyStream, NeedsNoCount) {
   TestStream source("abc");
   TestStream destination;
-  EXPECT_EQ(iNet_CopyStream(source.stream(), destination.stream(), kNet_NoLimit, nullptr), 0);
+  EXPECT_EQ(iNet_CopyStream(source.stream(), destination.stream(), kNet_NoLimit, nullptr), Error_None);
 }
 
 }  // namespace

@@ -62,13 +62,13 @@ TEST_F(FTPcTest, GivesTheSizeOfAFile) {
                              ftp::Exchange("SIZE /a", "550 12")}))});
   ftp::Client client(server.port());
   uint32_t size = 0;
-  EXPECT_EQ(FTPc_FileSize(client, "/a", &size, &client.reply), 0);
+  EXPECT_EQ(FTPc_FileSize(client, "/a", &size, &client.reply), Error_None);
   EXPECT_EQ(size, 1234u);
-  EXPECT_EQ(FTPc_FileSize(client, "/a", &size, &client.reply), 0);
+  EXPECT_EQ(FTPc_FileSize(client, "/a", &size, &client.reply), Error_None);
   EXPECT_EQ(size, 4294967295u);
   for (int i = 0; i < 3; ++i) {
     size = 7;
-    EXPECT_EQ(FTPc_FileSize(client, "/a", &size, &client.reply), -4);
+    EXPECT_EQ(FTPc_FileSize(client, "/a", &size, &client.reply), Error_Invalid);
     EXPECT_EQ(size, 0u);
   }
   FTPc_Delete(client.Release());
@@ -81,11 +81,11 @@ TEST_F(FTPcTest, GivesTheTimeOfAFile) {
                  ftp::Exchange("MDTM /a", "500 19970105090307")}))});
   ftp::Client client(server.port());
   Time time = {};
-  EXPECT_EQ(FTPc_ModTime(client, "/a", &time, &client.reply), 0);
+  EXPECT_EQ(FTPc_ModTime(client, "/a", &time, &client.reply), Error_None);
   EXPECT_EQ(time.seconds, 852454987u);
   for (int i = 0; i < 2; ++i) {
     time = {7, 7};
-    EXPECT_EQ(FTPc_ModTime(client, "/a", &time, &client.reply), -4);
+    EXPECT_EQ(FTPc_ModTime(client, "/a", &time, &client.reply), Error_Invalid);
     EXPECT_EQ(time.seconds, 0u);
     EXPECT_EQ(time.milliseconds, 0u);
   }
@@ -99,11 +99,11 @@ TEST_F(FTPcTest, GivesTheCurrentDirectory) {
        ftp::Exchange("PWD", "257 \"\""), ftp::Exchange("PWD", "550 \"/a\"")}))});
   ftp::Client client(server.port());
   char path[1024];
-  EXPECT_EQ(FTPc_CurrentDirectory(client, path, &client.reply), 0);
+  EXPECT_EQ(FTPc_CurrentDirectory(client, path, &client.reply), Error_None);
   EXPECT_STREQ(path, "/a \"\"b\"\"");
   for (int i = 0; i < 3; ++i) {
     strcpy(path, "old");
-    EXPECT_EQ(FTPc_CurrentDirectory(client, path, &client.reply), -4);
+    EXPECT_EQ(FTPc_CurrentDirectory(client, path, &client.reply), Error_Invalid);
     EXPECT_STREQ(path, "");
   }
   FTPc_Delete(client.Release());
@@ -117,10 +117,10 @@ TEST_F(FTPcTest, ProbesRestart) {
     int32_t flag;
     ErrorCode status;
   };
-  for (const Row& row : {Row{"350 ok", "350 ok", 1, 0}, Row{"350 ok", "501 no", 1, -4},
+  for (const Row& row : {Row{"350 ok", "350 ok", 1, Error_None}, Row{"350 ok", "501 no", 1, Error_Invalid},
                          // A refusal is an answer.
-                         Row{"502 no", nullptr, 0, 0}, Row{"200 odd", nullptr, 0, 0},
-                         Row{"421 closing", nullptr, 0, 0}, Row{"35", nullptr, 0, -4}}) {
+                         Row{"502 no", nullptr, 0, Error_None}, Row{"200 odd", nullptr, 0, Error_None},
+                         Row{"421 closing", nullptr, 0, Error_None}, Row{"35", nullptr, 0, Error_Invalid}}) {
     Script script = ftp::Join({ftp::Login(), ftp::Exchange("REST 100", row.first)});
     if (row.second != nullptr) script = ftp::Join({script, ftp::Exchange("REST 0", row.second)});
     ScriptedServer server({ftp::Join({script, ftp::Gone()})});
@@ -138,7 +138,7 @@ TEST_F(FTPcTest, GivesTheServersAddress) {
   ftp::Client client(server.port());
   uint8_t address[4] = {};
   uint8_t port[2] = {};
-  EXPECT_EQ(FTPc_GetPeerName(client, address, port), 0);
+  EXPECT_EQ(FTPc_GetPeerName(client, address, port), Error_None);
   EXPECT_EQ(address[0], 127);
   EXPECT_EQ(address[3], 1);
   EXPECT_EQ(port[0] * 256 + port[1], server.port());
@@ -159,7 +159,7 @@ TEST_F(FTPcTest, HidesAndKeepsTheFlagsOfOpen) {
   EXPECT_EQ(FTPc_GetFlags(client), 0u);
   // Still passive, although the bit was not given.
   Reply reply;
-  EXPECT_EQ(iFTPc_SetUpData(client, &reply), 0);
+  EXPECT_EQ(iFTPc_SetUpData(client, &reply), Error_None);
   FTPc_Delete(client.Release());
   server.Finish();
 }
@@ -169,11 +169,11 @@ TEST_F(FTPcTest, ClosesWithQuit) {
                          ftp::Join({ftp::Login(), ftp::Exchange("QUIT", "500 no"), ftp::Gone()}),
                          ftp::Join({ftp::Login(), {ExpectLine("QUIT"), Close()}})});
   Reply reply;
-  EXPECT_EQ(FTPc_Close(ftp::Client(server.port()).Release(), &reply), 0);
+  EXPECT_EQ(FTPc_Close(ftp::Client(server.port()).Release(), &reply), Error_None);
   EXPECT_EQ(reply.code, 221);
-  EXPECT_EQ(FTPc_Close(ftp::Client(server.port()).Release(), &reply), 0);
+  EXPECT_EQ(FTPc_Close(ftp::Client(server.port()).Release(), &reply), Error_None);
   EXPECT_EQ(reply.code, 500);
-  EXPECT_EQ(FTPc_Close(ftp::Client(server.port()).Release(), &reply), 4);
+  EXPECT_EQ(FTPc_Close(ftp::Client(server.port()).Release(), &reply), Error_Ended);
   ExpectEmpty(reply);
   server.Finish();
 }

@@ -22,7 +22,7 @@ TEST_F(FTPcData, RetrievesInPassiveMode) {
   ftp::Client client(server.port());
   TestStream local;
   uint32_t count = 0;
-  EXPECT_EQ(FTPc_Retrieve(client, "/a b", local.stream(), &count, &client.reply), 0);
+  EXPECT_EQ(FTPc_Retrieve(client, "/a b", local.stream(), &count, &client.reply), Error_None);
   EXPECT_EQ(local.written(), "hello");
   EXPECT_EQ(count, 5u);
   EXPECT_EQ(client.reply.code, 226);
@@ -37,7 +37,7 @@ TEST_F(FTPcData, RetrievesInActiveMode) {
   ftp::Client client(server.port(), ftp::kActive);
   TestStream local;
   uint32_t count = 0;
-  EXPECT_EQ(FTPc_Retrieve(client, "/a", local.stream(), &count, &client.reply), 0);
+  EXPECT_EQ(FTPc_Retrieve(client, "/a", local.stream(), &count, &client.reply), Error_None);
   EXPECT_EQ(local.written(), "hello");
   FTPc_Delete(client.Release());
   server.Finish();
@@ -49,7 +49,7 @@ TEST_F(FTPcData, RetrievesABigFileWhole) {
   ftp::Client client(server.port());
   TestStream local;
   uint32_t count = 0;
-  EXPECT_EQ(FTPc_Retrieve(client, "/a", local.stream(), &count, &client.reply), 0);
+  EXPECT_EQ(FTPc_Retrieve(client, "/a", local.stream(), &count, &client.reply), Error_None);
   EXPECT_EQ(count, 3000000u);
   EXPECT_TRUE(local.written() == file);
   FTPc_Delete(client.Release());
@@ -60,17 +60,17 @@ TEST_F(FTPcData, LeavesTheBytesToTheCaller) {
   ScriptedServer server({AfterLogin({ftp::Passive(), ftp::Started("RETR /a"), ftp::SendsFile("hello")})});
   ftp::Client client(server.port());
   Stream* data = nullptr;
-  ASSERT_EQ(FTPc_StartRetrieve(client, "/a", &data, &client.reply), 0);
+  ASSERT_EQ(FTPc_StartRetrieve(client, "/a", &data, &client.reply), Error_None);
   EXPECT_EQ(client.reply.code, 150);
   EXPECT_EQ(FTPc_GetFlags(client), 16u);
   ASSERT_NE(data, nullptr);
   EXPECT_EQ(Stream_FindType(data, StreamType_Sock), data);
   EXPECT_TRUE(reinterpret_cast<Sock*>(data)->nonBlocking.load());
   EXPECT_EQ(ReadAll(data), "hello");
-  EXPECT_EQ(Stream_Delete(data), 0);
+  EXPECT_EQ(Stream_Delete(data), Error_None);
   ErrorCode status = Error_Block;
   while (status == Error_Block) status = FTPc_EndTransfer(client, &client.reply);
-  EXPECT_EQ(status, 0);
+  EXPECT_EQ(status, Error_None);
   EXPECT_EQ(FTPc_GetFlags(client), 0u);
   FTPc_Delete(client.Release());
   server.Finish();
@@ -108,7 +108,7 @@ TEST_F(FTPcData, StoresInBothModes) {
     ftp::Client client(server.port(), passive ? ftp::kPassive : ftp::kActive);
     TestStream local(file);
     uint32_t count = 0;
-    EXPECT_EQ(FTPc_Store(client, "/a", local.stream(), kAll, &count, &client.reply), 0);
+    EXPECT_EQ(FTPc_Store(client, "/a", local.stream(), kAll, &count, &client.reply), Error_None);
     EXPECT_EQ(count, 400000u);
     FTPc_Delete(client.Release());
     server.Finish();
@@ -122,7 +122,7 @@ TEST_F(FTPcData, LosesNoByteOfAnUpload_WhenTheServerReadsSlowly) {
       {AfterLogin({ftp::Passive(), ftp::Started("STOR /a"), {Wait(500)}, ftp::TakesFile()})});
   ftp::Client client(server.port());
   TestStream local(file);
-  EXPECT_EQ(FTPc_Store(client, "/a", local.stream(), kAll, nullptr, &client.reply), 0);
+  EXPECT_EQ(FTPc_Store(client, "/a", local.stream(), kAll, nullptr, &client.reply), Error_None);
   FTPc_Delete(client.Release());
   server.Finish();
   EXPECT_TRUE(server.DataReceived(0) == file);
@@ -134,7 +134,7 @@ TEST_F(FTPcData, EndsAnUpload_WhenTheServerRepliesBeforeItCloses) {
                                      {DataReadToEnd(), SendLine("226 done"), Wait(300), DataClose()}})});
   ftp::Client client(server.port());
   TestStream local("hello");
-  EXPECT_EQ(FTPc_Store(client, "/a", local.stream(), kAll, nullptr, &client.reply), 0);
+  EXPECT_EQ(FTPc_Store(client, "/a", local.stream(), kAll, nullptr, &client.reply), Error_None);
   FTPc_Delete(client.Release());
   server.Finish();
 }
@@ -147,7 +147,7 @@ TEST_F(FTPcData, EndsAnUploadAtOnce_WhenTheServerBreaksItOff) {
   TestStream local(file);
   uint32_t count = 0;
   const auto start = std::chrono::steady_clock::now();
-  EXPECT_EQ(FTPc_Store(client, "/a", local.stream(), kAll, &count, &client.reply), -4);
+  EXPECT_EQ(FTPc_Store(client, "/a", local.stream(), kAll, &count, &client.reply), Error_Invalid);
   EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(15));
   EXPECT_STREQ(client.reply.text, "full");
   EXPECT_LT(count, 20000000u);
@@ -163,7 +163,7 @@ TEST_F(FTPcData, GivesTimeout_WhenAnUploadIsNeverAnswered) {
   ftp::Client client(server.port());
   TestStream local("hello");
   uint32_t count = 0;
-  EXPECT_EQ(FTPc_Store(client, "/a", local.stream(), kAll, &count, &client.reply), 8);
+  EXPECT_EQ(FTPc_Store(client, "/a", local.stream(), kAll, &count, &client.reply), Error_Timeout);
   EXPECT_EQ(count, 5u);
   EXPECT_EQ(FTPc_GetFlags(client), 0u);
   FTPc_Delete(client.Release());
@@ -176,7 +176,7 @@ TEST_F(FTPcData, StoresAtMostTheLimit) {
     ErrorCode status;
     const char* sent;
   };
-  for (const Row& row : {Row{3, 0, "hel"}, Row{5, 0, "hello"}, Row{0, 0, ""}}) {
+  for (const Row& row : {Row{3, Error_None, "hel"}, Row{5, Error_None, "hello"}, Row{0, Error_None, ""}}) {
     ScriptedServer server({AfterLogin({ftp::Passive(), ftp::Started("STOR /a"), ftp::TakesFile()})});
     ftp::Client client(server.port());
     TestStream local("hello");
@@ -194,16 +194,16 @@ TEST_F(FTPcData, StoresUnderAUniqueName) {
                                      ftp::Started("STOU b"), ftp::TakesFile()})});
   ftp::Client client(server.port());
   TestStream local("hello");
-  EXPECT_EQ(FTPc_StoreUnique(client, "a", local.stream(), kAll, nullptr, &client.reply), 0);
+  EXPECT_EQ(FTPc_StoreUnique(client, "a", local.stream(), kAll, nullptr, &client.reply), Error_None);
   Stream* data = nullptr;
-  ASSERT_EQ(FTPc_StartStoreUnique(client, "b", &data, &client.reply), 0);
+  ASSERT_EQ(FTPc_StartStoreUnique(client, "b", &data, &client.reply), Error_None);
   EXPECT_EQ(Stream_Write(data, 3, "abc"), 3u);
   Sock_Shutdown(reinterpret_cast<Sock*>(data), 1);
   EXPECT_EQ(ReadAll(data), "");
   Stream_Delete(data);
   ErrorCode status = Error_Block;
   while (status == Error_Block) status = FTPc_EndTransfer(client, &client.reply);
-  EXPECT_EQ(status, 0);
+  EXPECT_EQ(status, Error_None);
   FTPc_Delete(client.Release());
   server.Finish();
   EXPECT_EQ(server.DataReceived(0), "helloabc");
@@ -282,7 +282,7 @@ TEST_F(FTPcData, GivesExceed_WhenTheLocalStreamIsFull) {
   TestStream local;
   local.Takes(2).Takes(0, Error_Ended);
   uint32_t count = 0;
-  EXPECT_EQ(FTPc_Retrieve(client, "/a", local.stream(), &count, &client.reply), 5);
+  EXPECT_EQ(FTPc_Retrieve(client, "/a", local.stream(), &count, &client.reply), Error_Exceed);
   EXPECT_EQ(count, 2u);
   FTPc_Delete(client.Release());
   server.Finish();
@@ -296,7 +296,7 @@ TEST_F(FTPcData, GivesInvalid_WhenTheSetUpIsRefused) {
     ScriptedServer server({AfterLogin({ftp::Exchange("PASV", reply)})});
     ftp::Client client(server.port());
     Stream* data = reinterpret_cast<Stream*>(1);
-    EXPECT_EQ(FTPc_StartRetrieve(client, "/a", &data, &client.reply), -4) << reply;
+    EXPECT_EQ(FTPc_StartRetrieve(client, "/a", &data, &client.reply), Error_Invalid) << reply;
     EXPECT_EQ(data, nullptr);
     EXPECT_EQ(FTPc_GetFlags(client), 0u);
     FTPc_Delete(client.Release());
@@ -305,7 +305,7 @@ TEST_F(FTPcData, GivesInvalid_WhenTheSetUpIsRefused) {
   ScriptedServer server({AfterLogin({{ExpectPort(), SendLine("500 no")}})});
   ftp::Client client(server.port(), ftp::kActive);
   Stream* data = nullptr;
-  EXPECT_EQ(FTPc_StartRetrieve(client, "/a", &data, &client.reply), -4);
+  EXPECT_EQ(FTPc_StartRetrieve(client, "/a", &data, &client.reply), Error_Invalid);
   FTPc_Delete(client.Release());
   server.Finish();
 }
@@ -316,9 +316,10 @@ TEST_F(FTPcData, MapsCode550ByTheMode) {
     ErrorCode passive;
     ErrorCode active;
   };
-  for (const Row& row : {Row{"550 no such", -3, -5}, Row{"450 busy", -4, -4}, Row{"553 name", -4, -4},
-                         Row{"425 no data", -4, -4}, Row{"226 odd", -4, -4}, Row{"421 closing", -4, -4},
-                         Row{"530 log in", -4, -4}}) {
+  for (const Row& row : {Row{"550 no such", Error_NotFound, -5}, Row{"450 busy", Error_Invalid, -4},
+                         Row{"553 name", Error_Invalid, -4}, Row{"425 no data", Error_Invalid, -4},
+                         Row{"226 odd", Error_Invalid, -4}, Row{"421 closing", Error_Invalid, -4},
+                         Row{"530 log in", Error_Invalid, -4}}) {
     for (const bool passive : {true, false}) {
       const Script refused =
           passive ? Script{ExpectLine("RETR /a"), DataAccept(), SendLine(row.reply), DataStall(), DataClose()}
@@ -332,7 +333,7 @@ TEST_F(FTPcData, MapsCode550ByTheMode) {
       EXPECT_EQ(data, nullptr);
       EXPECT_STREQ(client.reply.text, row.reply + 4);
       EXPECT_EQ(FTPc_GetFlags(client), 0u);
-      EXPECT_EQ(FTPc_DeleteFile(client, "/b", &client.reply), 0);
+      EXPECT_EQ(FTPc_DeleteFile(client, "/b", &client.reply), Error_None);
       FTPc_Delete(client.Release());
       server.Finish();
     }
@@ -352,10 +353,10 @@ TEST_F(FTPcData, TakesTheReplyOfAPassiveConnectionThatFailed) {
                                      ftp::Exchange("DELE /b", "250 ok")})});
   ftp::Client client(server.port());
   Stream* data = nullptr;
-  EXPECT_EQ(FTPc_StartRetrieve(client, "/a", &data, &client.reply), -5);
+  EXPECT_EQ(FTPc_StartRetrieve(client, "/a", &data, &client.reply), Error_NoAccess);
   EXPECT_EQ(data, nullptr);
   EXPECT_EQ(client.reply.code, 425);
-  EXPECT_EQ(FTPc_DeleteFile(client, "/b", &client.reply), 0);
+  EXPECT_EQ(FTPc_DeleteFile(client, "/b", &client.reply), Error_None);
   FTPc_Delete(client.Release());
   server.Finish();
 }
@@ -415,9 +416,9 @@ TEST_F(FTPcData, TakesBothRepliesOfAPassiveConnectionThatFailed) {
        ftp::Exchange("DELE /b", "250 ok")})});
   ftp::Client client(server.port());
   Stream* data = nullptr;
-  EXPECT_EQ(FTPc_StartRetrieve(client, "/a", &data, &client.reply), -5);
+  EXPECT_EQ(FTPc_StartRetrieve(client, "/a", &data, &client.reply), Error_NoAccess);
   EXPECT_EQ(client.reply.code, 425);
-  EXPECT_EQ(FTPc_DeleteFile(client, "/b", &client.reply), 0);
+  EXPECT_EQ(FTPc_DeleteFile(client, "/b", &client.reply), Error_None);
   FTPc_Delete(client.Release());
   server.Finish();
 }
@@ -449,6 +450,7 @@ TEST_F(FTPcData, EndsAtOnce_WhenTheServerSaysThatItCannotConnect) {
                      ftp::Exchange("DELE /b", "250 ok")})});
     ftp::Client client(server.port(), ftp::kActive);
     Stream* data = nullptr;
+    iSock_SetWaitMilliseconds(3000);
     const auto start = std::chrono::steady_clock::now();
     EXPECT_EQ(FTPc_StartRetrieve(client, "/a", &data, &client.reply), row.status) << row.reply;
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(2));
@@ -457,6 +459,18 @@ TEST_F(FTPcData, EndsAtOnce_WhenTheServerSaysThatItCannotConnect) {
     FTPc_Delete(client.Release());
     server.Finish();
   }
+}
+
+TEST_F(FTPcData, WaitsForAServerThatConnectsLate) {
+  ScriptedServer server({AfterLogin({ftp::Active(),
+                                     {ExpectLine("RETR /a"), SendLine("150 go"), Wait(300), DataConnect()},
+                                     ftp::SendsFile("hello")})});
+  ftp::Client client(server.port(), ftp::kActive);
+  TestStream local;
+  EXPECT_EQ(FTPc_Retrieve(client, "/a", local.stream(), nullptr, &client.reply), Error_None);
+  EXPECT_EQ(local.written(), "hello");
+  FTPc_Delete(client.Release());
+  server.Finish();
 }
 
 TEST_F(FTPcData, EndsAtOnce_WhenTheServerGoesAwayInsteadOfConnecting) {
@@ -495,9 +509,9 @@ TEST_F(FTPcData, FreesTheActivePortAfterEveryTransfer) {
                                      ftp::SendsFile("hello")})});
   ftp::Client client(server.port(), ftp::kActive);
   TestStream local;
-  EXPECT_EQ(FTPc_Retrieve(client, "/a", local.stream(), nullptr, &client.reply), -5);
+  EXPECT_EQ(FTPc_Retrieve(client, "/a", local.stream(), nullptr, &client.reply), Error_NoAccess);
   EXPECT_EQ(FTPc_Retrieve(client, "/b", local.stream(), nullptr, &client.reply), Error_Invalid);
-  EXPECT_EQ(FTPc_Retrieve(client, "/c", local.stream(), nullptr, &client.reply), 0);
+  EXPECT_EQ(FTPc_Retrieve(client, "/c", local.stream(), nullptr, &client.reply), Error_None);
   EXPECT_EQ(local.written(), "hello");
   FTPc_Delete(client.Release());
   server.Finish();

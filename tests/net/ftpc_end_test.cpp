@@ -24,18 +24,18 @@ TEST_F(FTPcData, GivesBlock_WhileTheFinalReplyIsNotThere) {
                                      {SendLine("226 done")}})});
   ftp::Client client(server.port());
   Stream* data = nullptr;
-  ASSERT_EQ(FTPc_StartRetrieve(client, "/a", &data, &client.reply), 0);
+  ASSERT_EQ(FTPc_StartRetrieve(client, "/a", &data, &client.reply), Error_None);
   EXPECT_EQ(ReadAll(data), "x");
   Stream_Delete(data);
   for (int i = 0; i < 3; ++i) {
-    EXPECT_EQ(FTPc_EndTransfer(client, &client.reply), 6);
+    EXPECT_EQ(FTPc_EndTransfer(client, &client.reply), Error_Block);
     EXPECT_EQ(FTPc_GetFlags(client), 16u);
   }
-  EXPECT_EQ(FTPc_AbortTransfer(client, &client.reply), 0);
+  EXPECT_EQ(FTPc_AbortTransfer(client, &client.reply), Error_None);
   EXPECT_EQ(client.reply.code, 426);
   ErrorCode status = Error_Block;
   while (status == Error_Block) status = FTPc_EndTransfer(client, &client.reply);
-  EXPECT_EQ(status, 0);
+  EXPECT_EQ(status, Error_None);
   EXPECT_EQ(FTPc_GetFlags(client), 0u);
   FTPc_Delete(client.Release());
   server.Finish();
@@ -48,7 +48,7 @@ TEST_F(FTPcData, GivesInvalid_WhenTheFinalReplyIsOfAnotherClass) {
     ftp::Client client(server.port());
     TestStream local;
     uint32_t count = 0;
-    EXPECT_EQ(FTPc_Retrieve(client, "/a", local.stream(), &count, &client.reply), -4) << reply;
+    EXPECT_EQ(FTPc_Retrieve(client, "/a", local.stream(), &count, &client.reply), Error_Invalid) << reply;
     EXPECT_EQ(count, 5u);
     EXPECT_STREQ(client.reply.text, reply + 4);
     EXPECT_EQ(FTPc_GetFlags(client), 0u);
@@ -65,7 +65,7 @@ TEST_F(FTPcData, GivesEnded_WhenTheControlConnectionEndsInstead) {
   ftp::Client client(server.port());
   TestStream local;
   uint32_t count = 0;
-  EXPECT_EQ(FTPc_Retrieve(client, "/a", local.stream(), &count, &client.reply), 4);
+  EXPECT_EQ(FTPc_Retrieve(client, "/a", local.stream(), &count, &client.reply), Error_Ended);
   EXPECT_EQ(count, 5u);
   EXPECT_EQ(FTPc_GetFlags(client), 0u);
   FTPc_Delete(client.Release());
@@ -78,7 +78,7 @@ TEST_F(FTPcData, GivesTimeout_WhenTheFinalReplyNeverComes) {
       {ftp::Login(), ftp::Passive(), ftp::Started("RETR /a"), {DataSend("hello"), DataClose(), Stall()}})});
   ftp::Client client(server.port());
   TestStream local;
-  EXPECT_EQ(FTPc_Retrieve(client, "/a", local.stream(), nullptr, &client.reply), 8);
+  EXPECT_EQ(FTPc_Retrieve(client, "/a", local.stream(), nullptr, &client.reply), Error_Timeout);
   EXPECT_EQ(FTPc_GetFlags(client), 0u);
   FTPc_Delete(client.Release());
   server.Finish();
@@ -107,7 +107,7 @@ TEST_F(FTPcData, TakesAFinalReplyThatCameBeforeTheData) {
                                       Wait(100), DataSend("hello"), DataClose()}})});
   ftp::Client client(server.port());
   TestStream local;
-  EXPECT_EQ(FTPc_Retrieve(client, "/a", local.stream(), nullptr, &client.reply), 0);
+  EXPECT_EQ(FTPc_Retrieve(client, "/a", local.stream(), nullptr, &client.reply), Error_None);
   EXPECT_EQ(local.written(), "hello");
   FTPc_Delete(client.Release());
   server.Finish();
@@ -120,7 +120,7 @@ TEST_F(FTPcData, GivesTimeout_WhenTheDataStops) {
   ftp::Client client(server.port());
   TestStream local;
   uint32_t count = 0;
-  EXPECT_EQ(FTPc_Retrieve(client, "/a", local.stream(), &count, &client.reply), 8);
+  EXPECT_EQ(FTPc_Retrieve(client, "/a", local.stream(), &count, &client.reply), Error_Timeout);
   EXPECT_EQ(count, 3u);
   FTPc_Delete(client.Release());
   server.Finish();
@@ -132,7 +132,7 @@ TEST_F(FTPcData, GivesTheCopysStatus_WhenTheDataIsResetButTheServerSaysDone) {
                                      {DataSend("hel"), Wait(100), DataReset(), SendLine("226 done")}})});
   ftp::Client client(server.port());
   TestStream local;
-  EXPECT_EQ(FTPc_Retrieve(client, "/a", local.stream(), nullptr, &client.reply), 9);
+  EXPECT_EQ(FTPc_Retrieve(client, "/a", local.stream(), nullptr, &client.reply), Error_Retry);
   FTPc_Delete(client.Release());
   server.Finish();
 }
@@ -140,7 +140,6 @@ TEST_F(FTPcData, GivesTheCopysStatus_WhenTheDataIsResetButTheServerSaysDone) {
 // ---- faults and allocations ------------------------------------------------------------------------------
 
 TEST_F(FTPcData, SeesEveryCutOfTheControlConnection) {
-  iSock_SetWaitMilliseconds(150);
   const std::string file = "hello";
   ScriptedServer server({ftp::Patient(file)});
   server.RepeatLast();
@@ -153,22 +152,24 @@ TEST_F(FTPcData, SeesEveryCutOfTheControlConnection) {
     for (uint64_t after = 0; after < end; after += step) {
       FaultProxy proxy(server.port());
       proxy.OnConnection(0, FaultProxy::ToClient, {kind, after, 0, 0});
+      // Only a server that is silent is waited for.
+      iSock_SetWaitMilliseconds(kind == Fault::Kind::Stall ? 300 : 0);
       FTPc* connection = nullptr;
       Reply reply;
       TestStream local;
       ErrorCode status = FTPc_Open("127.0.0.1", proxy.port(), ftp::kPassive, &connection, &reply);
-      if (status == 0) status = FTPc_Login(connection, "u", "p", &reply);
-      if (status == 0) status = FTPc_Retrieve(connection, "/a", local.stream(), nullptr, &reply);
+      if (status == Error_None) status = FTPc_Login(connection, "u", "p", &reply);
+      if (status == Error_None) status = FTPc_Retrieve(connection, "/a", local.stream(), nullptr, &reply);
       FTPc_Delete(connection);
       if (kind == Fault::Kind::None) {
-        ASSERT_EQ(status, 0);
+        ASSERT_EQ(status, Error_None);
         ASSERT_EQ(local.written(), file);
         whole = proxy.Passed(0, FaultProxy::ToClient);
         ASSERT_GT(whole, 60u);
       } else if (kind == Fault::Kind::Stall) {
-        ASSERT_EQ(status, 8) << after;
+        ASSERT_EQ(status, Error_Timeout) << after;
       } else {
-        ASSERT_TRUE(status == 4 || status == 9) << after << " gave " << status;
+        ASSERT_TRUE(status == Error_Ended || status == Error_Retry) << after << " gave " << status;
       }
       proxy.Stop();
     }
@@ -177,7 +178,6 @@ TEST_F(FTPcData, SeesEveryCutOfTheControlConnection) {
 }
 
 TEST_F(FTPcData, NeverTakesACutFileForAWholeOne) {
-  iSock_SetWaitMilliseconds(150);
   const std::string file = Numbers(40);
   ScriptedServer server({ftp::Patient(file)});
   server.RepeatLast();
@@ -186,11 +186,13 @@ TEST_F(FTPcData, NeverTakesACutFileForAWholeOne) {
       FaultProxy proxy(server.port());
       proxy.FollowPassiveReplies();
       proxy.OnDataConnection(0, FaultProxy::ToClient, {kind, after, 0, 0});
+      iSock_SetWaitMilliseconds(0);
       ftp::Client client(proxy.port());
+      iSock_SetWaitMilliseconds(kind == Fault::Kind::Stall ? 300 : 0);
       TestStream local;
       uint32_t count = 0;
       const ErrorCode status = FTPc_Retrieve(client, "/a", local.stream(), &count, &client.reply);
-      ASSERT_NE(status, 0) << after;
+      ASSERT_NE(status, Error_None) << after;
       ASSERT_LE(count, after);
       ASSERT_EQ(local.written(), file.substr(0, count));
       FTPc_Delete(client.Release());
@@ -212,11 +214,11 @@ TEST_F(FTPcData, GivesMemory_WhenAnAllocationFails) {
       TestStream local;
       TestStream source(file);
       ErrorCode status = FTPc_Open("127.0.0.1", server.port(), mode, &connection, &reply);
-      if (status == 0) status = FTPc_Login(connection, "u", "p", &reply);
-      if (status == 0) status = FTPc_Retrieve(connection, "/a", local.stream(), nullptr, &reply);
-      ASSERT_TRUE(status != 0 || local.written() == file);
-      if (status == 0) status = FTPc_Store(connection, "/a", source.stream(), kAll, nullptr, &reply);
-      ASSERT_TRUE(status == 0 || status == 1) << status;
+      if (status == Error_None) status = FTPc_Login(connection, "u", "p", &reply);
+      if (status == Error_None) status = FTPc_Retrieve(connection, "/a", local.stream(), nullptr, &reply);
+      ASSERT_TRUE(status != Error_None || local.written() == file);
+      if (status == Error_None) status = FTPc_Store(connection, "/a", source.stream(), kAll, nullptr, &reply);
+      ASSERT_TRUE(status == Error_None || status == Error_Memory) << status;
       FTPc_Delete(connection);
     });
   }

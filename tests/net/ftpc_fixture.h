@@ -6,6 +6,7 @@
 #include <initializer_list>
 #include <string>
 
+#include "qz/error.h"
 #include "qz/ftpc.h"
 #include "tests/support/scripted_ftp.h"
 
@@ -37,7 +38,7 @@ inline std::string ReadAll(Stream* stream) {
   std::string all;
   char buffer[4096];
   while (const uint32_t length = Stream_Read(stream, sizeof buffer, buffer)) all.append(buffer, length);
-  EXPECT_EQ(Stream_Error(stream), 4);
+  EXPECT_EQ(Stream_Error(stream), Error_Ended);
   return all;
 }
 

@@ -1,13 +1,12 @@
 // Directory lists into local files.
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <iterator>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "net/ftpc_internal.h"
+#include "qz/error.h"
 #include "tests/support/fail_allocation.h"
 #include "tests/support/file_system.h"
 #include "tests/support/scripted_ftp.h"
@@ -25,8 +24,8 @@ class FTPcListTest : public ftp::LibraryTest {
     temporary_ = std::make_unique<ScopedTemporaryVariable>(folder_.SystemName().string().c_str());
     ftp::LibraryTest::SetUp();
     char folder[1024];
-    ASSERT_EQ(File_GetSysDir(SysDir_Temp, folder), 0);
-    ASSERT_EQ(File_UniquifyName(folder, "listTest", localFile_), 0);
+    ASSERT_EQ(File_GetSysDir(SysDir_Temp, folder), Error_None);
+    ASSERT_EQ(File_UniquifyName(folder, "listTest", localFile_), Error_None);
   }
 
   bool HasFile() const { return File_Exists(localFile_, nullptr) == 1; }
@@ -34,7 +33,7 @@ class FTPcListTest : public ftp::LibraryTest {
   std::vector<std::string> FileLines() const {
     std::vector<std::string> lines;
     File* file = nullptr;
-    EXPECT_EQ(File_Open(localFile_, 1, &file), 0);
+    EXPECT_EQ(File_Open(localFile_, 1, &file), Error_None);
     if (file == nullptr) return lines;
     char line[1024];
     while (File_ScanLine(file, sizeof line, line) >= 0) lines.emplace_back(line);
@@ -58,11 +57,13 @@ TEST_F(FTPcListTest, ListsWithTheCommandOfTheKind) {
     int32_t kind;
     const char* command;
   };
-  for (const Row& row : {Row{0, "NLST"}, Row{1, "NLST"}, Row{2, "LIST"}}) {
+  for (const Row& row :
+       {Row{FTPcList_Names, "NLST"}, Row{FTPcList_JoinedNames, "NLST"}, Row{FTPcList_Long, "LIST"}}) {
     ScriptedServer server(
         {AfterLogin({ftp::Passive(), ftp::Started(row.command), ftp::SendsFile("a\r\nb c\r\n")})});
     ftp::Client client(server.port());
-    EXPECT_EQ(FTPc_GetDirectoryList(client, nullptr, row.kind, localFile_, &client.reply), 0) << row.kind;
+    EXPECT_EQ(FTPc_GetDirectoryList(client, nullptr, row.kind, localFile_, &client.reply), Error_None)
+        << row.kind;
     EXPECT_EQ(FileLines(), (Lines{"a", "b c"}));
     EXPECT_EQ(client.reply.code, 226);
     FTPc_Delete(client.Release());
@@ -75,8 +76,8 @@ TEST_F(FTPcListTest, WritesATextFile) {
   ScriptedServer server({AfterLogin({ftp::Passive(), ftp::Started("NLST"), ftp::SendsFile("a\r\nb\n")})});
   ftp::Client client(server.port());
   EXPECT_EQ(FTPc_GetDirectoryList(client, nullptr, FTPcList_Names, localFile_, &client.reply), Error_None);
-  std::ifstream file(localFile_, std::ios::binary);
-  const std::string bytes{std::istreambuf_iterator<char>(file), {}};
+  ASSERT_EQ(folder_.List().size(), 1u);
+  const std::string bytes = folder_.Read(folder_.List()[0]);
   EXPECT_EQ(bytes, kIsWindows ? "a\r\r\nb\r\n" : "a\r\nb\n");
   FTPc_Delete(client.Release());
   server.Finish();
@@ -85,7 +86,7 @@ TEST_F(FTPcListTest, WritesATextFile) {
 TEST_F(FTPcListTest, ListsInActiveMode) {
   ScriptedServer server({AfterLogin({ftp::Active(), ftp::StartedActive("LIST"), ftp::SendsFile("a\r\n")})});
   ftp::Client client(server.port(), ftp::kActive);
-  EXPECT_EQ(FTPc_GetDirectoryList(client, nullptr, 2, localFile_, &client.reply), 0);
+  EXPECT_EQ(FTPc_GetDirectoryList(client, nullptr, FTPcList_Long, localFile_, &client.reply), Error_None);
   EXPECT_EQ(FileLines(), (Lines{"a"}));
   FTPc_Delete(client.Release());
   server.Finish();
@@ -95,7 +96,7 @@ TEST_F(FTPcListTest, ChangesToTheDirectoryFirst) {
   ScriptedServer server({AfterLogin(
       {ftp::Exchange("CWD /d e", "250 ok"), ftp::Passive(), ftp::Started("NLST"), ftp::SendsFile("")})});
   ftp::Client client(server.port());
-  EXPECT_EQ(FTPc_GetDirectoryList(client, "/d e", 0, localFile_, &client.reply), 0);
+  EXPECT_EQ(FTPc_GetDirectoryList(client, "/d e", FTPcList_Names, localFile_, &client.reply), Error_None);
   EXPECT_TRUE(HasFile());
   EXPECT_EQ(FileLines(), Lines());
   FTPc_Delete(client.Release());
@@ -107,8 +108,8 @@ TEST_F(FTPcListTest, SendsNothing_ForAnUnknownKind) {
   ftp::Client client(server.port());
   DirectoryList* list = nullptr;
   for (int32_t kind : {3, 4, -1, INT32_MAX}) {
-    EXPECT_EQ(FTPc_GetDirectoryList(client, "/d", kind, localFile_, &client.reply), -1) << kind;
-    EXPECT_EQ(FTPc_StartDirectoryList(client, "/d", kind, &list, &client.reply), -1) << kind;
+    EXPECT_EQ(FTPc_GetDirectoryList(client, "/d", kind, localFile_, &client.reply), Error_Fail) << kind;
+    EXPECT_EQ(FTPc_StartDirectoryList(client, "/d", kind, &list, &client.reply), Error_Fail) << kind;
   }
   EXPECT_FALSE(HasFile());
   FTPc_Delete(client.Release());
@@ -118,7 +119,7 @@ TEST_F(FTPcListTest, SendsNothing_ForAnUnknownKind) {
 TEST_F(FTPcListTest, GivesNoAccess_WhenTheDirectoryIsRefused) {
   ScriptedServer server({AfterLogin({ftp::Exchange("CWD /d", "550 no")})});
   ftp::Client client(server.port());
-  EXPECT_EQ(FTPc_GetDirectoryList(client, "/d", 0, localFile_, &client.reply), -5);
+  EXPECT_EQ(FTPc_GetDirectoryList(client, "/d", FTPcList_Names, localFile_, &client.reply), Error_NoAccess);
   EXPECT_FALSE(HasFile());
   FTPc_Delete(client.Release());
   server.Finish();
@@ -127,9 +128,9 @@ TEST_F(FTPcListTest, GivesNoAccess_WhenTheDirectoryIsRefused) {
 TEST_F(FTPcListTest, GivesFail_WhenTheLocalFileCannotBeOpened) {
   ScriptedServer server({AfterLogin({ftp::Exchange("CWD /d", "250 ok")})});
   ftp::Client client(server.port());
-  EXPECT_EQ(
-      FTPc_GetDirectoryList(client, "/d", 0, (std::string(localFile_) + "/no/file").c_str(), &client.reply),
-      -1);
+  EXPECT_EQ(FTPc_GetDirectoryList(client, "/d", FTPcList_Names,
+                                  (std::string(localFile_) + "/no/file").c_str(), &client.reply),
+            -1);
   FTPc_Delete(client.Release());
   server.Finish();
 }
@@ -140,21 +141,21 @@ TEST_F(FTPcListTest, RemovesAListThatDidNotComeWhole) {
     ErrorCode status;
   };
   for (const Row& row :
-       {Row{ftp::Exchange("PASV", "500 no"), -4},
+       {Row{ftp::Exchange("PASV", "500 no"), Error_Invalid},
         Row{ftp::Join(
                 {ftp::Passive(), {ExpectLine("NLST"), DataAccept(), SendLine("550 none"), DataStall()}}),
-            -3},
+            Error_NotFound},
         Row{ftp::Join({ftp::Passive(),
                        ftp::Started("NLST"),
                        {DataSend("a\r\n"), DataClose(), SendLine("426 cut")}}),
-            -4},
+            Error_Invalid},
         Row{ftp::Join({ftp::Passive(),
                        ftp::Started("NLST"),
                        {DataSend("a\r\n"), Wait(50), DataReset(), SendLine("226 done")}}),
-            9}}) {
+            Error_Retry}}) {
     ScriptedServer server({AfterLogin({row.script})});
     ftp::Client client(server.port());
-    EXPECT_EQ(FTPc_GetDirectoryList(client, nullptr, 0, localFile_, &client.reply), row.status);
+    EXPECT_EQ(FTPc_GetDirectoryList(client, nullptr, FTPcList_Names, localFile_, &client.reply), row.status);
     EXPECT_FALSE(HasFile());
     FTPc_Delete(client.Release());
     server.Finish();
@@ -165,7 +166,7 @@ Lines ReadList(DirectoryList* list) {
   Lines lines;
   char line[1024];
   while (Directory_IterateList(list, line) == 0) lines.emplace_back(line);
-  EXPECT_EQ(Directory_EndList(list), 0);
+  EXPECT_EQ(Directory_EndList(list), Error_None);
   return lines;
 }
 
@@ -176,12 +177,13 @@ TEST_F(FTPcListTest, StartsAListThatIsReadLineByLine) {
     Lines lines;
   };
   for (const Row& row :
-       {Row{0, "NLST", {"a", "b c"}}, Row{1, "NLST", {"/d/a", "/d/b c"}}, Row{2, "LIST", {"a", "b c"}}}) {
+       {Row{FTPcList_Names, "NLST", {"a", "b c"}}, Row{FTPcList_JoinedNames, "NLST", {"/d/a", "/d/b c"}},
+        Row{FTPcList_Long, "LIST", {"a", "b c"}}}) {
     ScriptedServer server({AfterLogin({ftp::Exchange("CWD /d", "250 ok"), ftp::Passive(),
                                        ftp::Started(row.command), ftp::SendsFile("a\r\nb c\r\n")})});
     ftp::Client client(server.port());
     DirectoryList* list = nullptr;
-    ASSERT_EQ(FTPc_StartDirectoryList(client, "/d", row.kind, &list, &client.reply), 0);
+    ASSERT_EQ(FTPc_StartDirectoryList(client, "/d", row.kind, &list, &client.reply), Error_None);
     EXPECT_EQ(ReadList(list), row.lines) << row.kind;
     FTPc_Delete(client.Release());
     server.Finish();
@@ -189,11 +191,11 @@ TEST_F(FTPcListTest, StartsAListThatIsReadLineByLine) {
 }
 
 TEST_F(FTPcListTest, StartsAListOfTheCurrentDirectory) {
-  for (int32_t kind : {0, 1}) {
+  for (int32_t kind : {FTPcList_Names, FTPcList_JoinedNames}) {
     ScriptedServer server({AfterLogin({ftp::Passive(), ftp::Started("NLST"), ftp::SendsFile("a\r\n")})});
     ftp::Client client(server.port());
     DirectoryList* list = nullptr;
-    ASSERT_EQ(FTPc_StartDirectoryList(client, nullptr, kind, &list, &client.reply), 0);
+    ASSERT_EQ(FTPc_StartDirectoryList(client, nullptr, kind, &list, &client.reply), Error_None);
     // It stands in a temporary file.
     ASSERT_EQ(folder_.List().size(), 1u);
     EXPECT_EQ(folder_.List()[0].substr(0, 8), "ftpcList");
@@ -209,16 +211,16 @@ TEST_F(FTPcListTest, StartsNoList_WhenTheServerRefuses) {
     Script script;
     ErrorCode status;
   };
-  for (const Row& row : {Row{ftp::Exchange("CWD /d", "550 no"), -5},
+  for (const Row& row : {Row{ftp::Exchange("CWD /d", "550 no"), Error_NoAccess},
                          Row{ftp::Join({ftp::Exchange("CWD /d", "250 ok"),
                                         ftp::Passive(),
                                         ftp::Started("NLST"),
                                         {DataSend("a\r\n"), DataClose(), SendLine("451 failed")}}),
-                             -4}}) {
+                             Error_Invalid}}) {
     ScriptedServer server({AfterLogin({row.script})});
     ftp::Client client(server.port());
     DirectoryList* list = reinterpret_cast<DirectoryList*>(1);
-    EXPECT_EQ(FTPc_StartDirectoryList(client, "/d", 0, &list, &client.reply), row.status);
+    EXPECT_EQ(FTPc_StartDirectoryList(client, "/d", FTPcList_Names, &list, &client.reply), row.status);
     EXPECT_EQ(list, nullptr);
     EXPECT_EQ(folder_.List(), Lines());
     FTPc_Delete(client.Release());
@@ -233,11 +235,12 @@ TEST_F(FTPcListTest, GivesMemory_WhenAnAllocationFails) {
     FTPc* connection = nullptr;
     Reply reply;
     ErrorCode status = FTPc_Open("127.0.0.1", server.port(), ftp::kPassive, &connection, &reply);
-    if (status == 0) status = FTPc_Login(connection, "u", "p", &reply);
+    if (status == Error_None) status = FTPc_Login(connection, "u", "p", &reply);
     DirectoryList* list = nullptr;
-    if (status == 0) status = FTPc_StartDirectoryList(connection, "/d", 0, &list, &reply);
-    ASSERT_TRUE(status == 0 || status == 1) << status;
-    ASSERT_EQ(status == 0, list != nullptr);
+    if (status == Error_None)
+      status = FTPc_StartDirectoryList(connection, "/d", FTPcList_Names, &list, &reply);
+    ASSERT_TRUE(status == Error_None || status == Error_Memory) << status;
+    ASSERT_EQ(status == Error_None, list != nullptr);
     if (list != nullptr) {
       EXPECT_EQ(ReadList(list), (Lines{"a", "b"}));
     }

@@ -32,7 +32,8 @@ TEST_F(FTPcTest, GivesNoAccess_WhenTheGreetingIsOfAnotherClass) {
     ScriptedServer server({{SendLine(greeting), ExpectEnd()}});
     FTPc* connection = reinterpret_cast<FTPc*>(1);
     Reply reply;
-    EXPECT_EQ(FTPc_Open("127.0.0.1", server.port(), ftp::kPassive, &connection, &reply), -5) << greeting;
+    EXPECT_EQ(FTPc_Open("127.0.0.1", server.port(), ftp::kPassive, &connection, &reply), Error_NoAccess)
+        << greeting;
     EXPECT_EQ(connection, nullptr);
     EXPECT_EQ(reply.replyClass, greeting[0]);
     server.Finish();
@@ -44,9 +45,10 @@ TEST_F(FTPcTest, PassesTheFailureOfTheGreetingOn) {
     Script script;
     ErrorCode status;
   };
-  for (const Row& row :
-       {Row{{Close()}, 4}, Row{{Send("220 cut"), Close()}, 4}, Row{{SendLine("2"), ExpectEnd()}, -4},
-        Row{{SendLine("hello"), ExpectEnd()}, -4}, Row{{SendLine("220-a"), Close()}, 4}}) {
+  for (const Row& row : {Row{{Close()}, Error_Ended}, Row{{Send("220 cut"), Close()}, Error_Ended},
+                         Row{{SendLine("2"), ExpectEnd()}, Error_Invalid},
+                         Row{{SendLine("hello"), ExpectEnd()}, Error_Invalid},
+                         Row{{SendLine("220-a"), Close()}, Error_Ended}}) {
     ScriptedServer server({row.script});
     FTPc* connection = nullptr;
     Reply reply;
@@ -62,7 +64,7 @@ TEST_F(FTPcTest, GivesTimeout_WhenNoGreetingComes) {
   ScriptedServer server({{Send("22"), Stall()}});
   FTPc* connection = nullptr;
   Reply reply;
-  EXPECT_EQ(FTPc_Open("127.0.0.1", server.port(), ftp::kPassive, &connection, &reply), 8);
+  EXPECT_EQ(FTPc_Open("127.0.0.1", server.port(), ftp::kPassive, &connection, &reply), Error_Timeout);
   server.Finish();
 }
 
@@ -70,7 +72,7 @@ TEST_F(FTPcTest, GivesRetry_WhenTheConnectionIsReset) {
   ScriptedServer server({{SendLine("220 ready"), ExpectLine("PWD"), Reset()}});
   ftp::Client client(server.port(), ftp::kPassive, false);
   char path[1024];
-  EXPECT_EQ(FTPc_CurrentDirectory(client, path, &client.reply), 9);
+  EXPECT_EQ(FTPc_CurrentDirectory(client, path, &client.reply), Error_Retry);
   ExpectEmpty(client.reply);
   server.Finish();
 }
@@ -78,20 +80,21 @@ TEST_F(FTPcTest, GivesRetry_WhenTheConnectionIsReset) {
 TEST_F(FTPcTest, RefusesAServerThatIsNotThere) {
   FTPc* connection = nullptr;
   Reply reply;
-  EXPECT_EQ(FTPc_Open("127.0.0.1", loopback::UnusedPort(), ftp::kPassive, &connection, &reply), -5);
+  EXPECT_EQ(FTPc_Open("127.0.0.1", loopback::UnusedPort(), ftp::kPassive, &connection, &reply),
+            Error_NoAccess);
   ExpectEmpty(reply);
 }
 
 TEST_F(FTPcTest, RefusesHostsAndPortsOutOfRange) {
   FTPc* connection = nullptr;
   Reply reply;
-  EXPECT_EQ(FTPc_Open("127.0.0.1", 65536, 0, &connection, &reply), -4);
-  EXPECT_EQ(FTPc_Open("127.0.0.1", 4294967295u, 0, &connection, &reply), -4);
+  EXPECT_EQ(FTPc_Open("127.0.0.1", 65536, 0, &connection, &reply), Error_Invalid);
+  EXPECT_EQ(FTPc_Open("127.0.0.1", 4294967295u, 0, &connection, &reply), Error_Invalid);
   EXPECT_EQ(FTPc_Open(std::string(1024, 'h').c_str(), 21, 0, &connection, &reply), Error_Exceed);
   EXPECT_EQ(FTPc_Open(std::string(65536, 'h').c_str(), 21, 0, &connection, &reply), Error_Exceed);
-  EXPECT_EQ(FTPc_Open(nullptr, 21, 0, &connection, &reply), -4);
-  EXPECT_EQ(FTPc_Open("127.0.0.1", 21, 0, nullptr, &reply), -4);
-  EXPECT_EQ(FTPc_Open("127.0.0.1", 21, 0, &connection, nullptr), -4);
+  EXPECT_EQ(FTPc_Open(nullptr, 21, 0, &connection, &reply), Error_Invalid);
+  EXPECT_EQ(FTPc_Open("127.0.0.1", 21, 0, nullptr, &reply), Error_Invalid);
+  EXPECT_EQ(FTPc_Open("127.0.0.1", 21, 0, &connection, nullptr), Error_Invalid);
 }
 
 TEST_F(FTPcTest, GivesMemory_WhenAnAllocationFails) {
@@ -102,14 +105,14 @@ TEST_F(FTPcTest, GivesMemory_WhenAnAllocationFails) {
     Reply reply;
     const uint32_t flags = ftp::kPassive | FTPcFlag_Welcome;
     const ErrorCode status = FTPc_Open("127.0.0.1", server.port(), flags, &connection, &reply);
-    ASSERT_TRUE(status == 0 || status == 1) << status;
-    ASSERT_EQ(status == 0, connection != nullptr);
+    ASSERT_TRUE(status == Error_None || status == Error_Memory) << status;
+    ASSERT_EQ(status == Error_None, connection != nullptr);
     if (connection == nullptr) return;
     // A welcome file that cannot be made is left out.
-    ASSERT_EQ(FTPc_Login(connection, "anonymous", "me@", &reply), 0);
+    ASSERT_EQ(FTPc_Login(connection, "anonymous", "me@", &reply), Error_None);
     char path[1024];
-    EXPECT_EQ(FTPc_CurrentDirectory(connection, path, &reply), 0);
-    EXPECT_EQ(FTPc_Close(connection, &reply), 0);
+    EXPECT_EQ(FTPc_CurrentDirectory(connection, path, &reply), Error_None);
+    EXPECT_EQ(FTPc_Close(connection, &reply), Error_None);
   });
   server.Finish();
 }
@@ -128,7 +131,7 @@ TEST_F(FTPcTest, LogsInWithUserAndPassword) {
 TEST_F(FTPcTest, LogsInWithoutPassword_WhenNoneIsAsked) {
   ScriptedServer server({{SendLine("220 r"), ExpectLine("USER u"), SendLine("230 in"), ExpectEnd()}});
   ftp::Client client(server.port(), ftp::kPassive, false);
-  EXPECT_EQ(FTPc_Login(client, "u", "p", &client.reply), 0);
+  EXPECT_EQ(FTPc_Login(client, "u", "p", &client.reply), Error_None);
   FTPc_Delete(client.Release());
   server.Finish();
 }
@@ -137,7 +140,7 @@ TEST_F(FTPcTest, SendsAMissingPasswordAsAnEmptyOne) {
   ScriptedServer server({{SendLine("220 r"), ExpectLine("USER u"), SendLine("331 p"), ExpectLine("PASS "),
                           SendLine("202 in"), ExpectEnd()}});
   ftp::Client client(server.port(), ftp::kPassive, false);
-  EXPECT_EQ(FTPc_Login(client, "u", nullptr, &client.reply), 0);
+  EXPECT_EQ(FTPc_Login(client, "u", nullptr, &client.reply), Error_None);
   FTPc_Delete(client.Release());
   server.Finish();
 }
@@ -157,7 +160,7 @@ TEST_F(FTPcTest, GivesNoAccess_WhenTheLoginIsRefused) {
     script.push_back(ExpectEnd());
     ScriptedServer server({script});
     ftp::Client client(server.port(), ftp::kPassive, false);
-    EXPECT_EQ(FTPc_Login(client, "u", "p", &client.reply), -5) << row.user;
+    EXPECT_EQ(FTPc_Login(client, "u", "p", &client.reply), Error_NoAccess) << row.user;
     EXPECT_EQ(client.reply.text, std::string(row.password != nullptr ? row.password : row.user).substr(4));
     FTPc_Delete(client.Release());
     server.Finish();
@@ -172,28 +175,28 @@ TEST_F(FTPcTest, SendsNothing_WhenAnArgumentWouldBeginAnotherCommand) {
   Time time = {7, 7};
   Stream* stream = reinterpret_cast<Stream*>(1);
   for (const char* bad : {"a\r\nDELE b", "a\nb", "a\r", "\n"}) {
-    EXPECT_EQ(FTPc_Login(client, bad, "p", &reply), -4);
-    EXPECT_EQ(FTPc_Login(client, "u", bad, &reply), -4);
-    EXPECT_EQ(FTPc_Magic(client, bad, &reply), -4);
-    EXPECT_EQ(FTPc_Mirrors(client, bad, &reply), -4);
-    EXPECT_EQ(FTPc_FileSize(client, bad, &number, &reply), -4);
-    EXPECT_EQ(FTPc_ModTime(client, bad, &time, &reply), -4);
-    EXPECT_EQ(FTPc_DeleteFile(client, bad, &reply), -4);
-    EXPECT_EQ(FTPc_ChangeDirectory(client, bad, &reply), -4);
-    EXPECT_EQ(iFTPc_MakeDirectory(client, bad, &reply), -4);
-    EXPECT_EQ(FTPc_GetDirectoryList(client, bad, 0, "/nowhere/x", &reply), -4);
-    EXPECT_EQ(FTPc_StartRetrieve(client, bad, &stream, &reply), -4);
-    EXPECT_EQ(FTPc_StartRetrieveRestart(client, bad, &number, &stream, &reply), -4);
-    EXPECT_EQ(FTPc_StartStore(client, bad, &stream, &reply), -4);
-    EXPECT_EQ(FTPc_StartStoreUnique(client, bad, &stream, &reply), -4);
-    EXPECT_EQ(FTPc_StartStoreRestart(client, bad, &number, &stream, &reply), -4);
-    EXPECT_EQ(FTPc_StartMoveServerFile(client, client, bad, "x", &reply), -4);
-    EXPECT_EQ(FTPc_StartMoveServerFile(client, client, "x", bad, &reply), -4);
+    EXPECT_EQ(FTPc_Login(client, bad, "p", &reply), Error_Invalid);
+    EXPECT_EQ(FTPc_Login(client, "u", bad, &reply), Error_Invalid);
+    EXPECT_EQ(FTPc_Magic(client, bad, &reply), Error_Invalid);
+    EXPECT_EQ(FTPc_Mirrors(client, bad, &reply), Error_Invalid);
+    EXPECT_EQ(FTPc_FileSize(client, bad, &number, &reply), Error_Invalid);
+    EXPECT_EQ(FTPc_ModTime(client, bad, &time, &reply), Error_Invalid);
+    EXPECT_EQ(FTPc_DeleteFile(client, bad, &reply), Error_Invalid);
+    EXPECT_EQ(FTPc_ChangeDirectory(client, bad, &reply), Error_Invalid);
+    EXPECT_EQ(iFTPc_MakeDirectory(client, bad, &reply), Error_Invalid);
+    EXPECT_EQ(FTPc_GetDirectoryList(client, bad, 0, "/nowhere/x", &reply), Error_Invalid);
+    EXPECT_EQ(FTPc_StartRetrieve(client, bad, &stream, &reply), Error_Invalid);
+    EXPECT_EQ(FTPc_StartRetrieveRestart(client, bad, &number, &stream, &reply), Error_Invalid);
+    EXPECT_EQ(FTPc_StartStore(client, bad, &stream, &reply), Error_Invalid);
+    EXPECT_EQ(FTPc_StartStoreUnique(client, bad, &stream, &reply), Error_Invalid);
+    EXPECT_EQ(FTPc_StartStoreRestart(client, bad, &number, &stream, &reply), Error_Invalid);
+    EXPECT_EQ(FTPc_StartMoveServerFile(client, client, bad, "x", &reply), Error_Invalid);
+    EXPECT_EQ(FTPc_StartMoveServerFile(client, client, "x", bad, &reply), Error_Invalid);
     EXPECT_EQ(stream, nullptr);
     ExpectEmpty(reply);
   }
-  EXPECT_EQ(FTPc_FileType(client, 'A', '\n', &reply), -4);
-  EXPECT_EQ(FTPc_FileType(client, '\r', 'N', &reply), -4);
+  EXPECT_EQ(FTPc_FileType(client, 'A', '\n', &reply), Error_Invalid);
+  EXPECT_EQ(FTPc_FileType(client, '\r', 'N', &reply), Error_Invalid);
   FTPc_Delete(client.Release());
   server.Finish();
   EXPECT_EQ(server.Received(0), "");
@@ -209,46 +212,46 @@ TEST_F(FTPcTest, RefusesNullArguments) {
   char path[1024];
   Stream* stream = nullptr;
   DirectoryList* list = nullptr;
-  EXPECT_EQ(FTPc_Login(nullptr, "u", "p", &reply), -4);
-  EXPECT_EQ(FTPc_Login(client, nullptr, "p", &reply), -4);
-  EXPECT_EQ(FTPc_Login(client, "u", "p", nullptr), -4);
-  EXPECT_EQ(FTPc_InfoFile(nullptr, path), -4);
-  EXPECT_EQ(FTPc_Magic(nullptr, "a", &reply), -4);
-  EXPECT_EQ(FTPc_Magic(client, nullptr, &reply), -4);
-  EXPECT_EQ(FTPc_Magic(client, "a", nullptr), -4);
+  EXPECT_EQ(FTPc_Login(nullptr, "u", "p", &reply), Error_Invalid);
+  EXPECT_EQ(FTPc_Login(client, nullptr, "p", &reply), Error_Invalid);
+  EXPECT_EQ(FTPc_Login(client, "u", "p", nullptr), Error_Invalid);
+  EXPECT_EQ(FTPc_InfoFile(nullptr, path), Error_Invalid);
+  EXPECT_EQ(FTPc_Magic(nullptr, "a", &reply), Error_Invalid);
+  EXPECT_EQ(FTPc_Magic(client, nullptr, &reply), Error_Invalid);
+  EXPECT_EQ(FTPc_Magic(client, "a", nullptr), Error_Invalid);
   reply = client.reply;
-  EXPECT_EQ(FTPc_FileSize(client, "a", nullptr, &reply), -4);
+  EXPECT_EQ(FTPc_FileSize(client, "a", nullptr, &reply), Error_Invalid);
   ExpectEmpty(reply);
   reply = client.reply;
-  EXPECT_EQ(FTPc_ModTime(client, "a", nullptr, &reply), -4);
+  EXPECT_EQ(FTPc_ModTime(client, "a", nullptr, &reply), Error_Invalid);
   ExpectEmpty(reply);
-  EXPECT_EQ(FTPc_FileSize(client, nullptr, &number, &reply), -4);
-  EXPECT_EQ(FTPc_ModTime(client, nullptr, &time, &reply), -4);
+  EXPECT_EQ(FTPc_FileSize(client, nullptr, &number, &reply), Error_Invalid);
+  EXPECT_EQ(FTPc_ModTime(client, nullptr, &time, &reply), Error_Invalid);
   reply = client.reply;
-  EXPECT_EQ(FTPc_CurrentDirectory(client, nullptr, &reply), -4);
+  EXPECT_EQ(FTPc_CurrentDirectory(client, nullptr, &reply), Error_Invalid);
   ExpectEmpty(reply);
-  EXPECT_EQ(FTPc_CurrentDirectory(client, nullptr, nullptr), -4);
-  EXPECT_EQ(FTPc_CurrentDirectory(nullptr, path, &reply), -4);
-  EXPECT_EQ(FTPc_RestartSupported(client, nullptr), -4);
-  EXPECT_EQ(FTPc_RestartSupported(nullptr, &flag), -4);
-  EXPECT_EQ(FTPc_GetDirectoryList(client, nullptr, 0, nullptr, &reply), -4);
-  EXPECT_EQ(FTPc_StartDirectoryList(client, nullptr, 0, nullptr, &reply), -4);
-  EXPECT_EQ(FTPc_StartDirectoryList(nullptr, nullptr, 0, &list, &reply), -4);
-  EXPECT_EQ(FTPc_StartRetrieve(client, "a", nullptr, &reply), -4);
-  EXPECT_EQ(FTPc_StartRetrieve(client, nullptr, &stream, &reply), -4);
-  EXPECT_EQ(FTPc_StartRetrieveRestart(client, "a", nullptr, &stream, &reply), -4);
-  EXPECT_EQ(FTPc_StartStore(nullptr, "a", &stream, &reply), -4);
-  EXPECT_EQ(FTPc_Retrieve(client, "a", nullptr, &number, &reply), -4);
-  EXPECT_EQ(FTPc_Store(client, "a", nullptr, 1, &number, &reply), -4);
-  EXPECT_EQ(FTPc_EndTransfer(nullptr, &reply), -4);
-  EXPECT_EQ(FTPc_EndTransfer(client, nullptr), -4);
-  EXPECT_EQ(FTPc_AbortTransfer(nullptr, &reply), -4);
-  EXPECT_EQ(FTPc_StartMoveServerFile(client, nullptr, "a", "b", &reply), -4);
-  EXPECT_EQ(FTPc_EndMoveServerFile(nullptr, client, &reply), -4);
-  EXPECT_EQ(FTPc_GetPeerName(nullptr, nullptr, nullptr), -4);
+  EXPECT_EQ(FTPc_CurrentDirectory(client, nullptr, nullptr), Error_Invalid);
+  EXPECT_EQ(FTPc_CurrentDirectory(nullptr, path, &reply), Error_Invalid);
+  EXPECT_EQ(FTPc_RestartSupported(client, nullptr), Error_Invalid);
+  EXPECT_EQ(FTPc_RestartSupported(nullptr, &flag), Error_Invalid);
+  EXPECT_EQ(FTPc_GetDirectoryList(client, nullptr, 0, nullptr, &reply), Error_Invalid);
+  EXPECT_EQ(FTPc_StartDirectoryList(client, nullptr, 0, nullptr, &reply), Error_Invalid);
+  EXPECT_EQ(FTPc_StartDirectoryList(nullptr, nullptr, 0, &list, &reply), Error_Invalid);
+  EXPECT_EQ(FTPc_StartRetrieve(client, "a", nullptr, &reply), Error_Invalid);
+  EXPECT_EQ(FTPc_StartRetrieve(client, nullptr, &stream, &reply), Error_Invalid);
+  EXPECT_EQ(FTPc_StartRetrieveRestart(client, "a", nullptr, &stream, &reply), Error_Invalid);
+  EXPECT_EQ(FTPc_StartStore(nullptr, "a", &stream, &reply), Error_Invalid);
+  EXPECT_EQ(FTPc_Retrieve(client, "a", nullptr, &number, &reply), Error_Invalid);
+  EXPECT_EQ(FTPc_Store(client, "a", nullptr, 1, &number, &reply), Error_Invalid);
+  EXPECT_EQ(FTPc_EndTransfer(nullptr, &reply), Error_Invalid);
+  EXPECT_EQ(FTPc_EndTransfer(client, nullptr), Error_Invalid);
+  EXPECT_EQ(FTPc_AbortTransfer(nullptr, &reply), Error_Invalid);
+  EXPECT_EQ(FTPc_StartMoveServerFile(client, nullptr, "a", "b", &reply), Error_Invalid);
+  EXPECT_EQ(FTPc_EndMoveServerFile(nullptr, client, &reply), Error_Invalid);
+  EXPECT_EQ(FTPc_GetPeerName(nullptr, nullptr, nullptr), Error_Invalid);
   EXPECT_EQ(FTPc_GetFlags(nullptr), 0u);
   FTPc_SetFlags(nullptr, 0);
-  EXPECT_EQ(FTPc_Close(nullptr, &reply), -4);
+  EXPECT_EQ(FTPc_Close(nullptr, &reply), Error_Invalid);
   FTPc_Delete(nullptr);
   FTPc_Delete(client.Release());
   server.Finish();
@@ -257,8 +260,8 @@ TEST_F(FTPcTest, RefusesNullArguments) {
 TEST_F(FTPcTest, RefusesACommandThatIsTooLong) {
   ScriptedServer server({AfterLogin(ftp::Exchange("CWD " + std::string(4089, 'x'), "250 ok"))});
   ftp::Client client(server.port());
-  EXPECT_EQ(FTPc_ChangeDirectory(client, std::string(4090, 'x').c_str(), &client.reply), 5);
-  EXPECT_EQ(FTPc_ChangeDirectory(client, std::string(4089, 'x').c_str(), &client.reply), 0);
+  EXPECT_EQ(FTPc_ChangeDirectory(client, std::string(4090, 'x').c_str(), &client.reply), Error_Exceed);
+  EXPECT_EQ(FTPc_ChangeDirectory(client, std::string(4089, 'x').c_str(), &client.reply), Error_None);
   FTPc_Delete(client.Release());
   server.Finish();
 }
@@ -268,14 +271,14 @@ TEST_F(FTPcTest, RefusesACommandThatIsTooLong) {
 // Opens "far.example" through the scripted server as the FTP proxy, and logs in; what the server received.
 std::string LogInThroughProxy(uint32_t port, const std::string& user, ErrorCode expected) {
   Script script = {SendLine("220 proxy")};
-  if (expected == 0) script.insert(script.end(), {ReadUntil("\r\n"), SendLine("230 in")});
+  if (expected == Error_None) script.insert(script.end(), {ReadUntil("\r\n"), SendLine("230 in")});
   script.push_back(ExpectEnd());
   ScriptedServer server({script});
   Proxy_SetServer(1, "127.0.0.1", server.port());
   Proxy_SetEnabled(1);
   FTPc* connection = nullptr;
   Reply reply;
-  EXPECT_EQ(FTPc_Open("far.example", port, FTPcFlag_Passive, &connection, &reply), 0);
+  EXPECT_EQ(FTPc_Open("far.example", port, FTPcFlag_Passive, &connection, &reply), Error_None);
   EXPECT_EQ(FTPc_GetFlags(connection), 32u);
   EXPECT_EQ(FTPc_Login(connection, user.c_str(), "p", &reply), expected);
   FTPc_Delete(connection);
@@ -284,19 +287,19 @@ std::string LogInThroughProxy(uint32_t port, const std::string& user, ErrorCode 
 }
 
 TEST_F(FTPcTest, NamesTheServerBehindTheUser_ThroughAProxy) {
-  EXPECT_EQ(LogInThroughProxy(21, "joe", 0), "USER joe@far.example\r\n");
+  EXPECT_EQ(LogInThroughProxy(21, "joe", Error_None), "USER joe@far.example\r\n");
 }
 
 TEST_F(FTPcTest, SendsOnlyThePort_ThroughAProxyToAnotherPort) {
-  EXPECT_EQ(LogInThroughProxy(2121, "joe", 0), "USER 2121\r\n");
-  EXPECT_EQ(LogInThroughProxy(22, "joe", 0), "USER 22\r\n");
+  EXPECT_EQ(LogInThroughProxy(2121, "joe", Error_None), "USER 2121\r\n");
+  EXPECT_EQ(LogInThroughProxy(22, "joe", Error_None), "USER 22\r\n");
 }
 
 TEST_F(FTPcTest, GivesExceed_WhenUserAndHostAreTooLongForAProxy) {
   // "@far.example" takes 12 of the 255 bytes.
   const std::string longest(243, 'u');
-  EXPECT_EQ(LogInThroughProxy(21, longest, 0), "USER " + longest + "@far.example\r\n");
-  EXPECT_EQ(LogInThroughProxy(21, longest + "u", 5), "");
+  EXPECT_EQ(LogInThroughProxy(21, longest, Error_None), "USER " + longest + "@far.example\r\n");
+  EXPECT_EQ(LogInThroughProxy(21, longest + "u", Error_Exceed), "");
 }
 
 TEST_F(FTPcTest, SendsNothing_WhenTheHostBehindAProxyWouldBeginAnotherCommand) {
@@ -305,8 +308,8 @@ TEST_F(FTPcTest, SendsNothing_WhenTheHostBehindAProxyWouldBeginAnotherCommand) {
   Proxy_SetEnabled(1);
   FTPc* connection = nullptr;
   Reply reply;
-  ASSERT_EQ(FTPc_Open("far.example\r\nDELE x", 21, FTPcFlag_Passive, &connection, &reply), 0);
-  EXPECT_EQ(FTPc_Login(connection, "joe", "p", &reply), -4);
+  ASSERT_EQ(FTPc_Open("far.example\r\nDELE x", 21, FTPcFlag_Passive, &connection, &reply), Error_None);
+  EXPECT_EQ(FTPc_Login(connection, "joe", "p", &reply), Error_Invalid);
   ExpectEmpty(reply);
   FTPc_Delete(connection);
   server.Finish();

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "net/ftpc_internal.h"
+#include "qz/error.h"
 #include "tests/support/scripted_ftp.h"
 
 using namespace script;
@@ -44,16 +45,16 @@ const Script kPortFails = ftp::Exchange("PORT 127,0,0,1,255,255", "500 no");
 
 TEST_F(FTPcMove, StopsWithSuccess_WhenPasvSucceeds) {
   Connect(ftp::Exchange("PASV", "227 (10,1,2,3,4,5)"), {});
-  EXPECT_EQ(Start(), 0);
+  EXPECT_EQ(Start(), Error_None);
   EXPECT_EQ(FTPc_GetFlags(*source_), 0u);
   EXPECT_EQ(FTPc_GetFlags(*destination_), 0u);
-  EXPECT_EQ(EndOnce(), 0);
+  EXPECT_EQ(EndOnce(), Error_None);
   Finish();
 }
 
 TEST_F(FTPcMove, StopsWithSuccess_WhenPortSucceeds) {
   Connect(kPasvFails, ftp::Exchange("PORT 127,0,0,1,255,255", "200 ok"));
-  EXPECT_EQ(Start(), 0);
+  EXPECT_EQ(Start(), Error_None);
   EXPECT_EQ(FTPc_GetFlags(*source_), 0u);
   Finish();
 }
@@ -70,11 +71,11 @@ TEST_F(FTPcMove, SendsTheAddressOfTheSourceToTheDestination) {
 TEST_F(FTPcMove, StartsBothTransfers_WhenBothSetUpsFail) {
   Connect(ftp::Join({kPasvFails, ftp::Exchange("RETR /a", "150 go"), {Wait(300), SendLine("226 sent")}}),
           ftp::Join({kPortFails, ftp::Exchange("STOR /b", "150 go"), {Wait(600), SendLine("226 stored")}}));
-  EXPECT_EQ(Start(), 0);
+  EXPECT_EQ(Start(), Error_None);
   EXPECT_EQ(FTPc_GetFlags(*source_), 16u);
   EXPECT_EQ(FTPc_GetFlags(*destination_), 16u);
-  EXPECT_EQ(EndOnce(), 6);
-  EXPECT_EQ(End(), 0);
+  EXPECT_EQ(EndOnce(), Error_Block);
+  EXPECT_EQ(End(), Error_None);
   EXPECT_EQ(FTPc_GetFlags(*source_), 0u);
   EXPECT_EQ(FTPc_GetFlags(*destination_), 0u);
   Finish();
@@ -82,7 +83,7 @@ TEST_F(FTPcMove, StartsBothTransfers_WhenBothSetUpsFail) {
 
 TEST_F(FTPcMove, GivesTheFailure_WhenTheSourceRefuses) {
   Connect(ftp::Join({kPasvFails, ftp::Exchange("RETR /a", "550 no such")}), kPortFails);
-  EXPECT_EQ(Start(), -4);
+  EXPECT_EQ(Start(), Error_Invalid);
   EXPECT_STREQ(reply_.text, "no such");
   EXPECT_EQ(FTPc_GetFlags(*source_), 0u);
   Finish();
@@ -91,7 +92,7 @@ TEST_F(FTPcMove, GivesTheFailure_WhenTheSourceRefuses) {
 TEST_F(FTPcMove, AbortsTheSource_WhenTheDestinationRefuses) {
   Connect(ftp::Join({kPasvFails, ftp::Exchange("RETR /a", "150 go"), ftp::Exchange("ABOR", "226 aborted")}),
           ftp::Join({kPortFails, ftp::Exchange("STOR /b", "553 no")}));
-  EXPECT_EQ(Start(), -4);
+  EXPECT_EQ(Start(), Error_Invalid);
   EXPECT_EQ(reply_.code, 553);
   EXPECT_EQ(FTPc_GetFlags(*destination_), 0u);
   Finish();
@@ -103,10 +104,10 @@ TEST_F(FTPcMove, LeavesTheSourcePending_WhenTheDestinationRefuses) {
                      ftp::Exchange("RETR /a", "150 go"),
                      {ExpectLine("ABOR"), SendLine("426 cut"), Wait(100), SendLine("226 aborted")}}),
           ftp::Join({kPortFails, ftp::Exchange("STOR /b", "553 no")}));
-  EXPECT_EQ(Start(), -4);
+  EXPECT_EQ(Start(), Error_Invalid);
   EXPECT_EQ(FTPc_GetFlags(*source_), 16u);
   EXPECT_EQ(FTPc_GetFlags(*destination_), 0u);
-  EXPECT_EQ(End(), 0);
+  EXPECT_EQ(End(), Error_None);
   EXPECT_EQ(FTPc_GetFlags(*source_), 0u);
   Finish();
 }
@@ -118,8 +119,8 @@ TEST_F(FTPcMove, AbortsTheDestination_WhenTheSourceFails) {
         ftp::Exchange("ABOR", "225 nothing to abort")}) {
     Connect(ftp::Join({kPasvFails, ftp::Exchange("RETR /a", "150 go"), {SendLine("451 failed")}}),
             ftp::Join({kPortFails, ftp::Exchange("STOR /b", "150 go"), answer}));
-    EXPECT_EQ(Start(), 0);
-    EXPECT_EQ(End(), -4);
+    EXPECT_EQ(Start(), Error_None);
+    EXPECT_EQ(End(), Error_Invalid);
     EXPECT_EQ(FTPc_GetFlags(*source_), 0u);
     EXPECT_EQ(FTPc_GetFlags(*destination_), 0u);
     Finish();
@@ -129,9 +130,9 @@ TEST_F(FTPcMove, AbortsTheDestination_WhenTheSourceFails) {
 TEST_F(FTPcMove, KeepsTheFailureOfOneSide_UntilTheOtherEnds) {
   Connect(ftp::Join({kPasvFails, ftp::Exchange("RETR /a", "150 go"), {Wait(300), SendLine("226 sent")}}),
           ftp::Join({kPortFails, ftp::Exchange("STOR /b", "150 go"), {SendLine("452 full")}}));
-  EXPECT_EQ(Start(), 0);
-  EXPECT_EQ(End(), -4);
-  EXPECT_EQ(EndOnce(), 0);
+  EXPECT_EQ(Start(), Error_None);
+  EXPECT_EQ(End(), Error_Invalid);
+  EXPECT_EQ(EndOnce(), Error_None);
   Finish();
 }
 
@@ -146,10 +147,10 @@ TEST_F(FTPcMove, GivesTheLastFailure_WhenBothSidesFail) {
                                                     ftp::Gone()})}));
   source_.reset(new ftp::Client(server_->port()));
   destination_.reset(new ftp::Client(otherServer_->port()));
-  EXPECT_EQ(Start(), 0);
-  EXPECT_EQ(End(), -4);
+  EXPECT_EQ(Start(), Error_None);
+  EXPECT_EQ(End(), Error_Invalid);
   EXPECT_STREQ(reply_.text, "aborted");
-  EXPECT_EQ(EndOnce(), 0);
+  EXPECT_EQ(EndOnce(), Error_None);
 }
 
 TEST_F(FTPcMove, GivesEnded_WhenTheSourceGoesAway) {
@@ -160,8 +161,8 @@ TEST_F(FTPcMove, GivesEnded_WhenTheSourceGoesAway) {
                                      ftp::Exchange("ABOR", "226 ok"), ftp::Gone()})}));
   source_.reset(new ftp::Client(server_->port()));
   destination_.reset(new ftp::Client(otherServer_->port()));
-  EXPECT_EQ(Start(), 0);
-  EXPECT_EQ(End(), 4);
+  EXPECT_EQ(Start(), Error_None);
+  EXPECT_EQ(End(), Error_Ended);
   Finish();
 }
 

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "net/ftpc_internal.h"
+#include "qz/error.h"
 #include "tests/support/error_capture.h"
 
 namespace {
@@ -20,7 +21,7 @@ TEST(FTPcPassive, ReadsSixNumbers) {
            Row{"(1,2,3,4,255,255)", {1, 2, 3, 4}, 65535},
            Row{"(0,0,0,0,0,1)", {0, 0, 0, 0}, 1},
            Row{"(255,255,255,255,1,0).", {255, 255, 255, 255}, 256},
-           // The last "(" counts, a ")" is not asked for, blanks may stand before a number.
+           // The last "(" counts, a ")" is not asked for, spaces may stand before a number.
            Row{"(9,9,9,9,9,9) or (1,2,3,4,5,6)", {1, 2, 3, 4}, 1286},
            Row{"( 1, 2,\t3, 4, 5, 6 and more", {1, 2, 3, 4}, 1286},
            Row{"(001,002,003,004,005,006,7,8)", {1, 2, 3, 4}, 1286},
@@ -28,7 +29,7 @@ TEST(FTPcPassive, ReadsSixNumbers) {
        }) {
     uint8_t address[4] = {};
     int32_t port = 0;
-    EXPECT_EQ(iFTPc_ParsePassive(row.text, address, &port), 0) << row.text;
+    EXPECT_EQ(iFTPc_ParsePassive(row.text, address, &port), Error_None) << row.text;
     EXPECT_EQ(memcmp(address, row.address, 4), 0) << row.text;
     EXPECT_EQ(port, row.port) << row.text;
   }
@@ -59,7 +60,7 @@ TEST(FTPcPassive, RefusesEverythingElse) {
                            "(1,2,3,4,0,0)"}) {
     uint8_t address[4] = {7, 7, 7, 7};
     int32_t port = 7;
-    EXPECT_EQ(iFTPc_ParsePassive(text, address, &port), -4) << text;
+    EXPECT_EQ(iFTPc_ParsePassive(text, address, &port), Error_Invalid) << text;
     EXPECT_EQ(address[0], 7) << text;
     EXPECT_EQ(port, 7) << text;
   }
@@ -73,10 +74,10 @@ TEST(FTPcModTime, ReadsFourteenDigits) {
   for (const Row& row : {Row{"19700101000000", 0}, Row{"19970105090307", 852454987},
                          Row{"20000229235959", 951868799}, Row{"20380119031408", 2147483648u},
                          Row{"19970105090307.123", 852454987}, Row{"19970105090307 GMT", 852454987},
-                         // A field is read as a number, which may begin with a blank.
+                         // A field is read as a number, which may begin with a space.
                          Row{"1997 1 5 9 3 7", 852454987}}) {
     Time time = {1, 1};
-    EXPECT_EQ(iFTPc_ParseModTime(row.text, &time), 0) << row.text;
+    EXPECT_EQ(iFTPc_ParseModTime(row.text, &time), Error_None) << row.text;
     EXPECT_EQ(time.seconds, row.seconds) << row.text;
     EXPECT_EQ(time.milliseconds, 0u) << row.text;
   }
@@ -89,7 +90,7 @@ TEST(FTPcModTime, RefusesWhatIsNoDate) {
         "19971305090307", "19970005090307", "19970230090307", "19970132090307", "19970105240307",
         "19970105096007", "19970105090360", "1997-105090307", "99999999999999", "19690101000000"}) {
     Time time = {1, 1};
-    EXPECT_EQ(iFTPc_ParseModTime(text, &time), -4) << text;
+    EXPECT_EQ(iFTPc_ParseModTime(text, &time), Error_Invalid) << text;
     EXPECT_EQ(time.seconds, 0u) << text;
     EXPECT_EQ(time.milliseconds, 0u) << text;
   }
@@ -97,7 +98,7 @@ TEST(FTPcModTime, RefusesWhatIsNoDate) {
 
 TEST(FTPcModTime, ReadsALastFieldOfOneDigit) {
   Time time = {};
-  EXPECT_EQ(iFTPc_ParseModTime("1997010509030", &time), 0);
+  EXPECT_EQ(iFTPc_ParseModTime("1997010509030", &time), Error_None);
   EXPECT_EQ(time.seconds, 852454980u);
 }
 
@@ -114,7 +115,7 @@ TEST(FTPcSize, ReadsTheNumberAtTheStart) {
         Row{"18446744073709551617", 4294967295u}, Row{"99999999999999999999999999", 4294967295u},
         Row{"99999999999999999999999999 x", 4294967295u}}) {
     uint32_t size = 7;
-    EXPECT_EQ(iFTPc_ParseSize(row.text, &size), 0) << row.text;
+    EXPECT_EQ(iFTPc_ParseSize(row.text, &size), Error_None) << row.text;
     EXPECT_EQ(size, row.size) << row.text;
   }
 }
@@ -124,7 +125,7 @@ TEST(FTPcSize, RefusesATextWithoutASizeAtTheStart) {
   for (const char* text :
        {"", " ", "x12", "-", "+", "- 1", "+-1", "bytes 12", "-1", " -7", "-4294967290", "-0"}) {
     uint32_t size = 7;
-    EXPECT_EQ(iFTPc_ParseSize(text, &size), -4) << text;
+    EXPECT_EQ(iFTPc_ParseSize(text, &size), Error_Invalid) << text;
     EXPECT_EQ(size, 0u) << text;
   }
 }
@@ -137,7 +138,7 @@ TEST(FTPcQuoted, TakesWhatIsBetweenTheFirstAndTheLastQuote) {
   for (const Row& row : {Row{"\"/\" is current", "/"}, Row{"x \"/a b\" y", "/a b"},
                          Row{"\"/a\"\"b\"", "/a\"\"b"}, Row{"\"/a\" is \"/b\" here", "/a\" is \"/b"}}) {
     char path[1024] = "old";
-    EXPECT_EQ(iFTPc_ParseQuoted(row.text, path), 0) << row.text;
+    EXPECT_EQ(iFTPc_ParseQuoted(row.text, path), Error_None) << row.text;
     EXPECT_STREQ(path, row.path);
   }
 }
@@ -145,7 +146,7 @@ TEST(FTPcQuoted, TakesWhatIsBetweenTheFirstAndTheLastQuote) {
 TEST(FTPcQuoted, RefusesATextWithoutAQuotedName) {
   for (const char* text : {"", "\"", "\"\"", "no quotes", "\"/never closed", "closed\""}) {
     char path[1024] = "old";
-    EXPECT_EQ(iFTPc_ParseQuoted(text, path), -4) << text;
+    EXPECT_EQ(iFTPc_ParseQuoted(text, path), Error_Invalid) << text;
     EXPECT_STREQ(path, "") << text;
   }
 }
@@ -153,9 +154,9 @@ TEST(FTPcQuoted, RefusesATextWithoutAQuotedName) {
 TEST(FTPcQuoted, NeverWritesBeyondTheBuffer) {
   char path[1025];
   path[1024] = '!';
-  EXPECT_EQ(iFTPc_ParseQuoted(("\"" + std::string(1023, 'x') + "\"").c_str(), path), 0);
+  EXPECT_EQ(iFTPc_ParseQuoted(("\"" + std::string(1023, 'x') + "\"").c_str(), path), Error_None);
   EXPECT_EQ(std::string(path), std::string(1023, 'x'));
-  EXPECT_EQ(iFTPc_ParseQuoted(("\"" + std::string(1024, 'x') + "\"").c_str(), path), 5);
+  EXPECT_EQ(iFTPc_ParseQuoted(("\"" + std::string(1024, 'x') + "\"").c_str(), path), Error_Exceed);
   EXPECT_STREQ(path, "");
   EXPECT_EQ(path[1024], '!');
 }

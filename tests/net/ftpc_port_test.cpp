@@ -121,9 +121,10 @@ TEST_F(FTPcData, NamesTheServersAddressInPort_AfterPasv) {
   ScriptedServer server({AfterLogin(
       {ftp::Exchange("PASV", "227 (10,1,2,3,4,5)"), ftp::Exchange("PORT 10,1,2,3,4,5", "200 ok")})});
   ftp::Client client(server.port());
-  EXPECT_EQ(iFTPc_SetPassive(client, &client.reply), 0);
+  EXPECT_EQ(iFTPc_SetPassive(client, &client.reply), Error_None);
   FTPc* connection = client;
-  EXPECT_EQ(iFTPc_SendPort(connection, connection->localAddress, connection->dataPort, &client.reply), 0);
+  EXPECT_EQ(iFTPc_SendPort(connection, connection->localAddress, connection->dataPort, &client.reply),
+            Error_None);
   FTPc_Delete(client.Release());
   server.Finish();
 }

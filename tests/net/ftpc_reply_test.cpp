@@ -7,6 +7,7 @@
 
 #include "net/ftpc_internal.h"
 #include "net/ftpc_testing.h"
+#include "qz/error.h"
 
 namespace {
 
@@ -19,16 +20,16 @@ ErrorCode Feed(const std::vector<std::string>& lines, Reply* reply) {
   *reply = Reply{};
   ErrorCode status = 6;
   for (const std::string& line : lines) {
-    EXPECT_EQ(status, 6) << "the reply ended before " << line;
+    EXPECT_EQ(status, Error_Block) << "the reply ended before " << line;
     status = reader.Take(line, static_cast<uint32_t>(line.size()));
   }
-  if (status == 0) reader.Get(reply);
+  if (status == Error_None) reader.Get(reply);
   return status;
 }
 
 TEST(FTPcReply, TakesOneLine) {
   Reply reply;
-  ASSERT_EQ(Feed({"220 ready"}, &reply), 0);
+  ASSERT_EQ(Feed({"220 ready"}, &reply), Error_None);
   EXPECT_EQ(reply.replyClass, 50);
   EXPECT_EQ(reply.code, 220);
   EXPECT_STREQ(reply.text, "ready");
@@ -36,7 +37,7 @@ TEST(FTPcReply, TakesOneLine) {
 
 TEST(FTPcReply, TakesTheTextOfTheLastOfSeveralLines) {
   Reply reply;
-  ASSERT_EQ(Feed({"220-first", "second", "220-third", " 220 fourth", "220 last"}, &reply), 0);
+  ASSERT_EQ(Feed({"220-first", "second", "220-third", " 220 fourth", "220 last"}, &reply), Error_None);
   EXPECT_EQ(reply.replyClass, '2');
   EXPECT_EQ(reply.code, 220);
   EXPECT_STREQ(reply.text, "last");
@@ -44,17 +45,17 @@ TEST(FTPcReply, TakesTheTextOfTheLastOfSeveralLines) {
 
 TEST(FTPcReply, KeepsReadingWhenTheCodeOrTheSeparatorDiffers) {
   Reply reply;
-  EXPECT_EQ(Feed({"220-", "230 other"}, &reply), 6);
-  EXPECT_EQ(Feed({"220-", "220"}, &reply), 6);
-  EXPECT_EQ(Feed({"220-", "220\tx"}, &reply), 6);
-  EXPECT_EQ(Feed({"220-", "", "22", "2200 ", "220-x", "220_"}, &reply), 6);
-  EXPECT_EQ(Feed({"220-", "220 "}, &reply), 0);
+  EXPECT_EQ(Feed({"220-", "230 other"}, &reply), Error_Block);
+  EXPECT_EQ(Feed({"220-", "220"}, &reply), Error_Block);
+  EXPECT_EQ(Feed({"220-", "220\tx"}, &reply), Error_Block);
+  EXPECT_EQ(Feed({"220-", "", "22", "2200 ", "220-x", "220_"}, &reply), Error_Block);
+  EXPECT_EQ(Feed({"220-", "220 "}, &reply), Error_None);
 }
 
 TEST(FTPcReply, RefusesALineThatIsTooShortOrNoCode) {
   Reply reply;
   for (const char* line : {"", "2", "22", "abc", "   ", "abc def", "-- 220", "+-1"}) {
-    EXPECT_EQ(Feed({line}, &reply), -4) << line;
+    EXPECT_EQ(Feed({line}, &reply), Error_Invalid) << line;
     EXPECT_EQ(reply.replyClass, 0);
     EXPECT_EQ(reply.code, 0);
     EXPECT_STREQ(reply.text, "");
@@ -72,7 +73,7 @@ TEST(FTPcReply, ReadsTheCodeAsANumber) {
        {Row{"2200 x", '2', 220}, Row{"2x0 x", '2', 2}, Row{" 22 x", ' ', 22}, Row{"000 x", '0', 0},
         Row{"-12 x", '-', -12}, Row{"999 x", '9', 999}, Row{"220", '2', 220}}) {
     Reply reply;
-    EXPECT_EQ(Feed({row.line}, &reply), 0) << row.line;
+    EXPECT_EQ(Feed({row.line}, &reply), Error_None) << row.line;
     EXPECT_EQ(reply.replyClass, row.replyClass) << row.line;
     EXPECT_EQ(reply.code, row.code) << row.line;
   }
@@ -87,45 +88,45 @@ TEST(FTPcReply, StripsTheTextAndLeavesAShortOneEmpty) {
        {Row{"220", ""}, Row{"220 ", ""}, Row{"220x", ""}, Row{"220 x", "x"}, Row{"220xy", "y"},
         Row{"220  \t a b \t\r\n", "a b"}, Row{"220    ", ""}, Row{"220 \v", "\v"}}) {
     Reply reply;
-    ASSERT_EQ(Feed({row.line}, &reply), 0) << row.line;
+    ASSERT_EQ(Feed({row.line}, &reply), Error_None) << row.line;
     EXPECT_STREQ(reply.text, row.text) << row.line;
   }
 }
 
 TEST(FTPcReply, KeepsTextsThatLookLikeFormats) {
   Reply reply;
-  ASSERT_EQ(Feed({"220 %n%s%1000000d"}, &reply), 0);
+  ASSERT_EQ(Feed({"220 %n%s%1000000d"}, &reply), Error_None);
   EXPECT_STREQ(reply.text, "%n%s%1000000d");
 }
 
 TEST(FTPcReply, TakesAZeroByteAsData) {
   FTPReplyReader reader;
-  EXPECT_EQ(reader.Take(std::string_view("220-a\0b", 7), 7), 6);
+  EXPECT_EQ(reader.Take(std::string_view("220-a\0b", 7), 7), Error_Block);
   EXPECT_EQ(reader.Take(std::string_view("\0"
                                          "220 no",
                                          7),
                         7),
             6);
-  EXPECT_EQ(reader.Take("220 end", 7), 0);
+  EXPECT_EQ(reader.Take("220 end", 7), Error_None);
 }
 
 TEST(FTPcReply, CutsALongTextAtTheRecord) {
   Reply reply;
-  ASSERT_EQ(Feed({"220 " + std::string(5000, 'x')}, &reply), 0);
+  ASSERT_EQ(Feed({"220 " + std::string(5000, 'x')}, &reply), Error_None);
   EXPECT_EQ(std::string(reply.text), std::string(1023, 'x'));
 }
 
 TEST(FTPcReply, EndsAReplyThatNeverEnds) {
   FTPReplyReader reader;
-  ASSERT_EQ(reader.Take("220-", 4), 6);
+  ASSERT_EQ(reader.Take("220-", 4), Error_Block);
   // 4 MiB in all are allowed.
   const std::string line(1024, 'x');
-  for (uint32_t i = 0; i < 4095; ++i) ASSERT_EQ(reader.Take(line, 1024), 6);
-  ASSERT_EQ(reader.Take("y", 1020), 6);
-  EXPECT_EQ(reader.Take("z", 1), 5);
-  EXPECT_EQ(FTPReplyReader().Take("220 x", 4194304), 0);
-  EXPECT_EQ(FTPReplyReader().Take("220 x", 4194305), 5);
-  EXPECT_EQ(FTPReplyReader().Take("220 x", 4294967295u), 5);
+  for (uint32_t i = 0; i < 4095; ++i) ASSERT_EQ(reader.Take(line, 1024), Error_Block);
+  ASSERT_EQ(reader.Take("y", 1020), Error_Block);
+  EXPECT_EQ(reader.Take("z", 1), Error_Exceed);
+  EXPECT_EQ(FTPReplyReader().Take("220 x", 4194304), Error_None);
+  EXPECT_EQ(FTPReplyReader().Take("220 x", 4194305), Error_Exceed);
+  EXPECT_EQ(FTPReplyReader().Take("220 x", 4294967295u), Error_Exceed);
 }
 
 TEST(FTPcWelcome, ShowsALineWithoutItsCode) {

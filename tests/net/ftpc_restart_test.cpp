@@ -20,12 +20,13 @@ TEST_F(FTPcData, SendsRestBetweenTheSetUpAndTheCommand) {
   TestStream local;
   uint32_t offset = 4294967295u;
   uint32_t count = 0;
-  EXPECT_EQ(FTPc_RetrieveRestart(client, "/a", &offset, local.stream(), &count, &client.reply), 0);
+  EXPECT_EQ(FTPc_RetrieveRestart(client, "/a", &offset, local.stream(), &count, &client.reply), Error_None);
   EXPECT_EQ(offset, 4294967295u);
   EXPECT_EQ(local.written(), "lo");
   TestStream source("lo");
   offset = 3;
-  EXPECT_EQ(FTPc_StoreRestart(client, "/a", &offset, source.stream(), kAll, &count, &client.reply), 0);
+  EXPECT_EQ(FTPc_StoreRestart(client, "/a", &offset, source.stream(), kAll, &count, &client.reply),
+            Error_None);
   EXPECT_EQ(offset, 3u);
   FTPc_Delete(client.Release());
   server.Finish();
@@ -38,7 +39,7 @@ TEST_F(FTPcData, SendsRestInActiveModeToo) {
   ftp::Client client(server.port(), ftp::kActive);
   Stream* data = nullptr;
   uint32_t offset = 3;
-  ASSERT_EQ(FTPc_StartRetrieveRestart(client, "/a", &offset, &data, &client.reply), 0);
+  ASSERT_EQ(FTPc_StartRetrieveRestart(client, "/a", &offset, &data, &client.reply), Error_None);
   EXPECT_EQ(ReadAll(data), "lo");
   Stream_Delete(data);
   FTPc_Delete(client.Release());
@@ -52,7 +53,7 @@ TEST_F(FTPcData, StartsAt0_WhenTheServerCannotRestart) {
     ftp::Client client(server.port());
     Stream* data = nullptr;
     uint32_t offset = 3;
-    ASSERT_EQ(FTPc_StartRetrieveRestart(client, "/a", &offset, &data, &client.reply), 0) << refusal;
+    ASSERT_EQ(FTPc_StartRetrieveRestart(client, "/a", &offset, &data, &client.reply), Error_None) << refusal;
     EXPECT_EQ(offset, 0u);
     EXPECT_EQ(ReadAll(data), "hello");
     Stream_Delete(data);
@@ -72,7 +73,7 @@ TEST_F(FTPcData, StoresFromTheOffset_OrFrom0WhenTheServerCannotRestart) {
     ftp::Client client(server.port());
     Stream* data = nullptr;
     uint32_t offset = 3;
-    ASSERT_EQ(FTPc_StartStoreRestart(client, "/a", &offset, &data, &client.reply), 0) << row.reply;
+    ASSERT_EQ(FTPc_StartStoreRestart(client, "/a", &offset, &data, &client.reply), Error_None) << row.reply;
     EXPECT_EQ(offset, row.offset);
     EXPECT_EQ(FTPc_GetFlags(client), 16u);
     EXPECT_EQ(Stream_Write(data, 3, "abc"), 3u);
@@ -94,9 +95,9 @@ TEST_F(FTPcData, SendsNothing_WhenTheCommandOfATransferIsTooLong) {
   const std::string tooLong(4089, 'x');
   Stream* data = nullptr;
   uint32_t offset = 3;
-  EXPECT_EQ(FTPc_StartRetrieve(client, tooLong.c_str(), &data, &client.reply), 5);
-  EXPECT_EQ(FTPc_StartRetrieveRestart(client, tooLong.c_str(), &offset, &data, &client.reply), 5);
-  EXPECT_EQ(FTPc_StartStoreRestart(client, tooLong.c_str(), &offset, &data, &client.reply), 5);
+  EXPECT_EQ(FTPc_StartRetrieve(client, tooLong.c_str(), &data, &client.reply), Error_Exceed);
+  EXPECT_EQ(FTPc_StartRetrieveRestart(client, tooLong.c_str(), &offset, &data, &client.reply), Error_Exceed);
+  EXPECT_EQ(FTPc_StartStoreRestart(client, tooLong.c_str(), &offset, &data, &client.reply), Error_Exceed);
   EXPECT_EQ(offset, 3u);
   EXPECT_EQ(data, nullptr);
   ASSERT_EQ(FTPc_StartRetrieveRestart(client, std::string(4088, 'x').c_str(), &offset, &data, &client.reply),
@@ -167,7 +168,7 @@ TEST_F(FTPcData, GivesTheFailure_WhenRestIsNotAnswered) {
   ftp::Client client(server.port());
   Stream* data = nullptr;
   uint32_t offset = 3;
-  EXPECT_EQ(FTPc_StartRetrieveRestart(client, "/a", &offset, &data, &client.reply), 4);
+  EXPECT_EQ(FTPc_StartRetrieveRestart(client, "/a", &offset, &data, &client.reply), Error_Ended);
   EXPECT_EQ(offset, 3u);
   EXPECT_EQ(data, nullptr);
   FTPc_Delete(client.Release());
@@ -178,9 +179,9 @@ TEST_F(FTPcData, GivesTheFailure_WhenRestIsNotAnswered) {
 struct LocalFile {
   LocalFile() {
     char folder[1024];
-    EXPECT_EQ(File_GetSysDir(SysDir_Temp, folder), 0);
-    EXPECT_EQ(File_UniquifyName(folder, "ftpcData", name), 0);
-    EXPECT_EQ(File_Open(name, 3, &file), 0);
+    EXPECT_EQ(File_GetSysDir(SysDir_Temp, folder), Error_None);
+    EXPECT_EQ(File_UniquifyName(folder, "ftpcData", name), Error_None);
+    EXPECT_EQ(File_Open(name, 3, &file), Error_None);
     EXPECT_EQ(File_Write(file, 5, "12345"), 5u);
     File_SetTemporary(file, 1);
   }

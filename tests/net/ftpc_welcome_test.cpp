@@ -15,7 +15,7 @@ namespace {
 
 std::string ReadFile(const char* name) {
   File* file = nullptr;
-  EXPECT_EQ(File_Open(name, 1, &file), 0);
+  EXPECT_EQ(File_Open(name, 1, &file), Error_None);
   if (file == nullptr) return {};
   char buffer[4096];
   const uint32_t length = File_Read(file, sizeof buffer, buffer);
@@ -35,24 +35,24 @@ TEST_F(FTPcTest, CapturesGreetingAndLoginIntoTheWelcomeFile) {
   ScriptedServer server({ftp::Join({WelcomeScript(), ftp::Exchange("PWD", "257 \"/\""), ftp::Gone()})});
   ftp::Client client(server.port(), ftp::kPassive | FTPcFlag_Welcome, false);
   char name[1024] = "old";
-  EXPECT_EQ(FTPc_InfoFile(client, name), -3);
+  EXPECT_EQ(FTPc_InfoFile(client, name), Error_NotFound);
   EXPECT_STREQ(name, "");
-  EXPECT_EQ(FTPc_InfoFile(client, nullptr), -3);
-  ASSERT_EQ(FTPc_Login(client, "u", "p", &client.reply), 0);
+  EXPECT_EQ(FTPc_InfoFile(client, nullptr), Error_NotFound);
+  ASSERT_EQ(FTPc_Login(client, "u", "p", &client.reply), Error_None);
   char path[1024];
-  EXPECT_EQ(FTPc_CurrentDirectory(client, path, &client.reply), 0);
-  EXPECT_EQ(FTPc_InfoFile(client, nullptr), 0);
-  ASSERT_EQ(FTPc_InfoFile(client, name), 0);
+  EXPECT_EQ(FTPc_CurrentDirectory(client, path, &client.reply), Error_None);
+  EXPECT_EQ(FTPc_InfoFile(client, nullptr), Error_None);
+  ASSERT_EQ(FTPc_InfoFile(client, name), Error_None);
   EXPECT_EQ(ReadFile(name), "Hello there\nand welcome\n\nReady.\nWho?\n%n%s\nIn.\n");
   const std::string text = name;
   EXPECT_NE(text.find("/welcome"), std::string::npos);
   EXPECT_EQ(text.substr(text.size() - 4), ".txt");
   // It was handed over.
   char again[1024];
-  EXPECT_EQ(FTPc_InfoFile(client, again), -3);
+  EXPECT_EQ(FTPc_InfoFile(client, again), Error_NotFound);
   FTPc_Delete(client.Release());
   EXPECT_EQ(File_Exists(name, nullptr), 1);
-  EXPECT_EQ(File_Unlink(name), 0);
+  EXPECT_EQ(File_Unlink(name), Error_None);
   server.Finish();
 }
 
@@ -70,11 +70,11 @@ TEST_F(FTPcTest, KeepsRepliesInTheWelcomeFileWholeOrNotAtAll) {
     failed = iMemory_AllocationsUntilFailure() <= 0;
     iMemory_FailAllocation(0);
     if (connection == nullptr) continue;
-    ASSERT_EQ(FTPc_Login(connection, "u", "p", &reply), 0);
+    ASSERT_EQ(FTPc_Login(connection, "u", "p", &reply), Error_None);
     char name[1024];
-    ASSERT_EQ(FTPc_InfoFile(connection, name), 0);
+    ASSERT_EQ(FTPc_InfoFile(connection, name), Error_None);
     EXPECT_EQ(ReadFile(name), failed ? "In.\n" : "One\nTwo\nIn.\n");
-    EXPECT_EQ(File_Unlink(name), 0);
+    EXPECT_EQ(File_Unlink(name), Error_None);
     FTPc_Delete(connection);
     if (failed) ++missing;
   }
@@ -92,7 +92,7 @@ TEST_F(FTPcTest, RemovesTheWelcomeFileThatNobodyTook) {
                          ftp::Join({WelcomeScript(), ftp::Gone()})});
   for (int way = 0; way < 3; ++way) {
     ftp::Client client(server.port(), ftp::kPassive | FTPcFlag_Welcome, false);
-    ASSERT_EQ(FTPc_Login(client, "u", "p", &client.reply), 0);
+    ASSERT_EQ(FTPc_Login(client, "u", "p", &client.reply), Error_None);
     const std::string name = WelcomeName(client);
     ASSERT_EQ(File_Exists(name.c_str(), nullptr), 1);
     if (way == 0) FTPc_Delete(client.Release());
@@ -105,13 +105,13 @@ TEST_F(FTPcTest, RemovesTheWelcomeFileThatNobodyTook) {
 
 size_t CountWelcomeFiles() {
   char folder[1024];
-  EXPECT_EQ(File_GetSysDir(SysDir_Cache, folder), 0);
+  EXPECT_EQ(File_GetSysDir(SysDir_Cache, folder), Error_None);
   DirectoryList* list = nullptr;
-  EXPECT_EQ(Directory_StartList(folder, 0, &list), 0);
+  EXPECT_EQ(Directory_StartList(folder, 0, &list), Error_None);
   size_t count = 0;
   char name[1024];
   while (Directory_IterateList(list, name) == 0) count += std::string(name).compare(0, 7, "welcome") == 0;
-  EXPECT_EQ(Directory_EndList(list), 0);
+  EXPECT_EQ(Directory_EndList(list), Error_None);
   return count;
 }
 
@@ -138,11 +138,11 @@ TEST_F(FTPcTest, GivesTwoConnectionsWelcomeFilesOfTheirOwn) {
   ftp::Client second(server.port(), flags, false);
   EXPECT_EQ(CountWelcomeFiles(), before + 2);
   for (ftp::Client* client : {&first, &second}) {
-    ASSERT_EQ(FTPc_Login(*client, "u", "p", &client->reply), 0);
+    ASSERT_EQ(FTPc_Login(*client, "u", "p", &client->reply), Error_None);
     char name[1024];
-    ASSERT_EQ(FTPc_InfoFile(*client, name), 0);
+    ASSERT_EQ(FTPc_InfoFile(*client, name), Error_None);
     EXPECT_EQ(ReadFile(name), "Hello there\nand welcome\n\nReady.\nWho?\n%n%s\nIn.\n");
-    EXPECT_EQ(File_Unlink(name), 0);
+    EXPECT_EQ(File_Unlink(name), Error_None);
     FTPc_Delete(client->Release());
   }
   server.Finish();
@@ -151,12 +151,12 @@ TEST_F(FTPcTest, GivesTwoConnectionsWelcomeFilesOfTheirOwn) {
 TEST_F(FTPcTest, KeepsTheWelcomeFile_WhenTheFlagsThatAreSetSaySo) {
   ScriptedServer server({ftp::Join({WelcomeScript(), ftp::Gone()})});
   ftp::Client client(server.port(), ftp::kPassive | FTPcFlag_Welcome, false);
-  ASSERT_EQ(FTPc_Login(client, "u", "p", &client.reply), 0);
+  ASSERT_EQ(FTPc_Login(client, "u", "p", &client.reply), Error_None);
   FTPc_SetFlags(client, 2);
   // The login has cleared the bit, and setting it again changes nothing.
   char name[1024];
-  ASSERT_EQ(FTPc_InfoFile(client, name), 0);
-  EXPECT_EQ(File_Unlink(name), 0);
+  ASSERT_EQ(FTPc_InfoFile(client, name), Error_None);
+  EXPECT_EQ(File_Unlink(name), Error_None);
   FTPc_Delete(client.Release());
   server.Finish();
 }
@@ -165,12 +165,12 @@ TEST_F(FTPcTest, CapturesTheLoginThatSucceedsBehindTheOneThatFailed) {
   ScriptedServer server({{SendLine("220 r"), ExpectLine("USER u"), SendLine("530 no"), ExpectLine("USER v"),
                           SendLine("230 in"), ExpectEnd()}});
   ftp::Client client(server.port(), ftp::kPassive | FTPcFlag_Welcome, false);
-  EXPECT_EQ(FTPc_Login(client, "u", "p", &client.reply), -5);
-  EXPECT_EQ(FTPc_Login(client, "v", "p", &client.reply), 0);
+  EXPECT_EQ(FTPc_Login(client, "u", "p", &client.reply), Error_NoAccess);
+  EXPECT_EQ(FTPc_Login(client, "v", "p", &client.reply), Error_None);
   char name[1024];
-  ASSERT_EQ(FTPc_InfoFile(client, name), 0);
+  ASSERT_EQ(FTPc_InfoFile(client, name), Error_None);
   EXPECT_EQ(ReadFile(name), "r\nno\nin\n");
-  EXPECT_EQ(File_Unlink(name), 0);
+  EXPECT_EQ(File_Unlink(name), Error_None);
   FTPc_Delete(client.Release());
   server.Finish();
 }
@@ -178,7 +178,7 @@ TEST_F(FTPcTest, CapturesTheLoginThatSucceedsBehindTheOneThatFailed) {
 TEST_F(FTPcTest, HasNoWelcomeFile_WhenNoneWasAskedFor) {
   ScriptedServer server({AfterLogin({})});
   ftp::Client client(server.port());
-  EXPECT_EQ(FTPc_InfoFile(client, nullptr), -3);
+  EXPECT_EQ(FTPc_InfoFile(client, nullptr), Error_NotFound);
   FTPc_Delete(client.Release());
   server.Finish();
 }
@@ -186,8 +186,8 @@ TEST_F(FTPcTest, HasNoWelcomeFile_WhenNoneWasAskedFor) {
 TEST_F(FTPcTest, HandsNoWelcomeFileOut_WhenTheLoginFailed) {
   ScriptedServer server({{SendLine("220 r"), ExpectLine("USER u"), SendLine("530 no"), ExpectEnd()}});
   ftp::Client client(server.port(), ftp::kPassive | FTPcFlag_Welcome, false);
-  EXPECT_EQ(FTPc_Login(client, "u", "p", &client.reply), -5);
-  EXPECT_EQ(FTPc_InfoFile(client, nullptr), -3);
+  EXPECT_EQ(FTPc_Login(client, "u", "p", &client.reply), Error_NoAccess);
+  EXPECT_EQ(FTPc_InfoFile(client, nullptr), Error_NotFound);
   FTPc_Delete(client.Release());
   server.Finish();
 }

@@ -93,13 +93,13 @@ TEST(HTTPcRequest, WritesHeadersInTheOrderOfTheirIndex) {
   Fixture fixture;
   // Set backwards: the order of setting has no part in it.
   const uint32_t length = 4294967295u;
-  EXPECT_EQ(fixture.SetRange(1000, 1999), 0);
-  EXPECT_EQ(HTTPc_SetAttribute(fixture.connection.get(), 5, 4, &length), 0);
-  EXPECT_EQ(fixture.Set(4, "*/*"), 0);
-  EXPECT_EQ(fixture.Set(3, "h"), 0);
-  EXPECT_EQ(fixture.Set(2, "agent %n%s"), 0);
-  EXPECT_EQ(fixture.Set(1, "Keep-Alive"), 0);
-  EXPECT_EQ(fixture.Set(0, "http://r/"), 0);
+  EXPECT_EQ(fixture.SetRange(1000, 1999), Error_None);
+  EXPECT_EQ(HTTPc_SetAttribute(fixture.connection.get(), 5, 4, &length), Error_None);
+  EXPECT_EQ(fixture.Set(4, "*/*"), Error_None);
+  EXPECT_EQ(fixture.Set(3, "h"), Error_None);
+  EXPECT_EQ(fixture.Set(2, "agent %n%s"), Error_None);
+  EXPECT_EQ(fixture.Set(1, "Keep-Alive"), Error_None);
+  EXPECT_EQ(fixture.Set(0, "http://r/"), Error_None);
   EXPECT_EQ(Format(fixture.connection->request, "POST", "/p"),
             "POST /p HTTP/1.0\r\n"
             "Referer: http://r/\r\n"
@@ -114,14 +114,14 @@ TEST(HTTPcRequest, WritesHeadersInTheOrderOfTheirIndex) {
 
 TEST(HTTPcRequest, WritesAnOpenRange_WhenTheLastByteIsAllOnes) {
   Fixture fixture;
-  EXPECT_EQ(fixture.SetRange(1000, 0xFFFFFFFFu), 0);
+  EXPECT_EQ(fixture.SetRange(1000, 0xFFFFFFFFu), Error_None);
   EXPECT_EQ(Format(fixture.connection->request, "GET", "/"), "GET / HTTP/1.0\r\nRange: bytes=1000-\r\n\r\n");
-  EXPECT_EQ(fixture.SetRange(0, 0xFFFFFFFEu), 0);
+  EXPECT_EQ(fixture.SetRange(0, 0xFFFFFFFEu), Error_None);
   EXPECT_EQ(Format(fixture.connection->request, "GET", "/"),
             "GET / HTTP/1.0\r\nRange: bytes=0-4294967294\r\n\r\n");
-  EXPECT_EQ(fixture.SetRange(0, 0xFFFFFFFFu), 0);
+  EXPECT_EQ(fixture.SetRange(0, 0xFFFFFFFFu), Error_None);
   EXPECT_EQ(Format(fixture.connection->request, "GET", "/"), "GET / HTTP/1.0\r\nRange: bytes=0-\r\n\r\n");
-  EXPECT_EQ(fixture.SetRange(0xFFFFFFFFu, 0xFFFFFFFFu), 0);
+  EXPECT_EQ(fixture.SetRange(0xFFFFFFFFu, 0xFFFFFFFFu), Error_None);
   EXPECT_EQ(Format(fixture.connection->request, "GET", "/"),
             "GET / HTTP/1.0\r\nRange: bytes=4294967295-\r\n\r\n");
 }
@@ -129,10 +129,10 @@ TEST(HTTPcRequest, WritesAnOpenRange_WhenTheLastByteIsAllOnes) {
 TEST(HTTPcRequest, HoldsEveryHeaderAtItsLongest) {
   Fixture fixture;
   const string text(255, 'x');
-  for (int32_t index = 0; index < 5; ++index) EXPECT_EQ(fixture.Set(index, text), 0);
+  for (int32_t index = 0; index < 5; ++index) EXPECT_EQ(fixture.Set(index, text), Error_None);
   const uint32_t length = 4294967295u;
-  EXPECT_EQ(HTTPc_SetAttribute(fixture.connection.get(), 5, 4, &length), 0);
-  EXPECT_EQ(fixture.SetRange(4294967295u, 4294967294u), 0);
+  EXPECT_EQ(HTTPc_SetAttribute(fixture.connection.get(), 5, 4, &length), Error_None);
+  EXPECT_EQ(fixture.SetRange(4294967295u, 4294967294u), Error_None);
   const string uri(3069, 'u');
   EXPECT_EQ(Format(fixture.connection->request, "POST", uri.c_str()),
             "POST " + uri + " HTTP/1.0\r\nReferer: " + text + "\r\nConnection: " + text +
@@ -148,7 +148,7 @@ TEST(HTTPcSetAttribute, RefusesIndexesOutsideZeroToSix) {
   // 7 would be "Range-If": it cannot be set, so it is never sent.
   for (int32_t index : {7, 8, -1, 31, 32, INT32_MAX, INT32_MIN}) {
     for (uint32_t length : {1u, 4u, 8u}) {
-      EXPECT_EQ(HTTPc_SetAttribute(fixture.connection.get(), index, length, value), -4) << index;
+      EXPECT_EQ(HTTPc_SetAttribute(fixture.connection.get(), index, length, value), Error_Invalid) << index;
     }
   }
   EXPECT_EQ(Format(fixture.connection->request, "GET", "/"), "GET / HTTP/1.0\r\n\r\n");
@@ -156,9 +156,9 @@ TEST(HTTPcSetAttribute, RefusesIndexesOutsideZeroToSix) {
 
 TEST(HTTPcSetAttribute, TakesTextsOf255BytesAndNoLonger) {
   Fixture fixture;
-  EXPECT_EQ(fixture.Set(2, string(255, 'a')), 0);
-  EXPECT_EQ(fixture.Set(2, string(256, 'b')), 5);
-  EXPECT_EQ(fixture.Set(3, string(100000, 'b')), 5);
+  EXPECT_EQ(fixture.Set(2, string(255, 'a')), Error_None);
+  EXPECT_EQ(fixture.Set(2, string(256, 'b')), Error_Exceed);
+  EXPECT_EQ(fixture.Set(3, string(100000, 'b')), Error_Exceed);
   EXPECT_EQ(Format(fixture.connection->request, "GET", "/"),
             "GET / HTTP/1.0\r\nUser-Agent: " + string(255, 'a') + "\r\n\r\n");
 }
@@ -167,19 +167,19 @@ TEST(HTTPcSetAttribute, RefusesALineEndInAText) {
   Fixture fixture;
   for (int32_t index = 0; index < 5; ++index) {
     for (const char* text : {"a\r\nX: y", "a\n", "\r", "\nX: y"})
-      EXPECT_EQ(fixture.Set(index, text), -4) << index;
+      EXPECT_EQ(fixture.Set(index, text), Error_Invalid) << index;
   }
-  EXPECT_EQ(fixture.Set(2, "first"), 0);
-  EXPECT_EQ(fixture.Set(2, "second\n"), -4);
+  EXPECT_EQ(fixture.Set(2, "first"), Error_None);
+  EXPECT_EQ(fixture.Set(2, "second\n"), Error_Invalid);
   EXPECT_EQ(Format(fixture.connection->request, "GET", "/"), "GET / HTTP/1.0\r\nUser-Agent: first\r\n\r\n");
 }
 
 TEST(HTTPcSetAttribute, EndsATextAtItsLength) {
   Fixture fixture;
-  EXPECT_EQ(HTTPc_SetAttribute(fixture.connection.get(), 4, 3, "text/html"), 0);
-  EXPECT_EQ(HTTPc_SetAttribute(fixture.connection.get(), 2, 6, "agent"), 0)
+  EXPECT_EQ(HTTPc_SetAttribute(fixture.connection.get(), 4, 3, "text/html"), Error_None);
+  EXPECT_EQ(HTTPc_SetAttribute(fixture.connection.get(), 2, 6, "agent"), Error_None)
       << "the terminator may be counted";
-  EXPECT_EQ(HTTPc_SetAttribute(fixture.connection.get(), 0, 0, ""), 0);
+  EXPECT_EQ(HTTPc_SetAttribute(fixture.connection.get(), 0, 0, ""), Error_None);
   EXPECT_EQ(Format(fixture.connection->request, "GET", "/"),
             "GET / HTTP/1.0\r\nReferer: \r\nUser-Agent: agent\r\nAccept: tex\r\n\r\n");
 }
@@ -188,19 +188,19 @@ TEST(HTTPcSetAttribute, RefusesAWrongLengthOfNumbers) {
   Fixture fixture;
   const uint32_t value[3] = {1, 2, 3};
   for (uint32_t length : {0u, 1u, 3u, 5u, 8u, 12u}) {
-    EXPECT_EQ(HTTPc_SetAttribute(fixture.connection.get(), 5, length, value), -4) << length;
+    EXPECT_EQ(HTTPc_SetAttribute(fixture.connection.get(), 5, length, value), Error_Invalid) << length;
   }
   for (uint32_t length : {0u, 4u, 7u, 9u, 12u}) {
-    EXPECT_EQ(HTTPc_SetAttribute(fixture.connection.get(), 6, length, value), -4) << length;
+    EXPECT_EQ(HTTPc_SetAttribute(fixture.connection.get(), 6, length, value), Error_Invalid) << length;
   }
   EXPECT_EQ(Format(fixture.connection->request, "GET", "/"), "GET / HTTP/1.0\r\n\r\n");
 }
 
 TEST(HTTPcSetAttribute, RefusesNull) {
   Fixture fixture;
-  EXPECT_EQ(HTTPc_SetAttribute(nullptr, 2, 1, "a"), -4);
-  EXPECT_EQ(HTTPc_SetAttribute(fixture.connection.get(), 2, 0, nullptr), -4);
-  EXPECT_EQ(HTTPc_SetAttribute(fixture.connection.get(), 6, 8, nullptr), -4);
+  EXPECT_EQ(HTTPc_SetAttribute(nullptr, 2, 1, "a"), Error_Invalid);
+  EXPECT_EQ(HTTPc_SetAttribute(fixture.connection.get(), 2, 0, nullptr), Error_Invalid);
+  EXPECT_EQ(HTTPc_SetAttribute(fixture.connection.get(), 6, 8, nullptr), Error_Invalid);
 }
 
 // ---- GET ------------------------------------------------------------------------------------------
@@ -208,7 +208,7 @@ TEST(HTTPcSetAttribute, RefusesNull) {
 string SentFor(const string& url, bool viaProxy = false) {
   Fixture fixture;
   fixture.connection->viaProxy = viaProxy;
-  EXPECT_EQ(fixture.Get(url), 0) << url;
+  EXPECT_EQ(fixture.Get(url), Error_None) << url;
   return fixture.wire.written();
 }
 
@@ -259,8 +259,8 @@ TEST(HTTPcGet, SendsNeitherUserNorPassword) {
 
 TEST(HTTPcGet, LeavesAHostThatWasSet) {
   Fixture fixture;
-  EXPECT_EQ(fixture.Set(3, "other:81"), 0);
-  EXPECT_EQ(fixture.Get("http://h/f"), 0);
+  EXPECT_EQ(fixture.Set(3, "other:81"), Error_None);
+  EXPECT_EQ(fixture.Get("http://h/f"), Error_None);
   EXPECT_EQ(fixture.wire.written(), "GET /f HTTP/1.0\r\nHost: other:81\r\n\r\n");
 }
 
@@ -282,7 +282,7 @@ TEST(HTTPcGet, SendsNothingForABadUrl) {
 TEST(HTTPcGet, SendsNothingForAHostThatWouldEndTheLine) {
   for (const char* url : {"http://h%0AX: y/f", "http://h\rX: y/f", "http://h%0D%0AX/f"}) {
     Fixture fixture;
-    EXPECT_EQ(fixture.Get(url), -4) << url;
+    EXPECT_EQ(fixture.Get(url), Error_Invalid) << url;
     EXPECT_EQ(fixture.wire.written(), "") << url;
   }
 }
@@ -309,9 +309,9 @@ TEST(HTTPcGet, CannotBeSplitByAnyByteOfTheUrl) {
           Fixture fixture;
           fixture.connection->viaProxy = viaProxy;
           const ErrorCode status = fixture.Get(url);
-          EXPECT_TRUE(status == 0 || status == -4) << url;
+          EXPECT_TRUE(status == Error_None || status == Error_Invalid) << url;
           const string sent = fixture.wire.written();
-          EXPECT_TRUE(status == 0 ? IsOneRequestForAHost(sent) : sent.empty()) << url << sent;
+          EXPECT_TRUE(status == Error_None ? IsOneRequestForAHost(sent) : sent.empty()) << url << sent;
         }
       }
     }
@@ -323,7 +323,7 @@ TEST(HTTPcGet, TakesUrlsOf1023BytesAndNoLonger) {
   EXPECT_EQ(SentFor("http://h" + path), "GET " + path + " HTTP/1.0\r\nHost: h\r\n\r\n");
   for (const string& url : {"http://h" + path + "x", "http://h/" + string(8000000, 'x')}) {
     Fixture fixture;
-    EXPECT_EQ(fixture.Get(url), 5);
+    EXPECT_EQ(fixture.Get(url), Error_Exceed);
     EXPECT_EQ(fixture.wire.written(), "");
   }
 }
@@ -332,13 +332,13 @@ TEST(HTTPcGet, TakesHostsOf255BytesAndNoLonger) {
   const string host(255, 'h');
   EXPECT_EQ(SentFor("http://" + host + "/f"), "GET /f HTTP/1.0\r\nHost: " + host + "\r\n\r\n");
   Fixture fixture;
-  EXPECT_EQ(fixture.Get("http://" + host + "h/f"), 5);
+  EXPECT_EQ(fixture.Get("http://" + host + "h/f"), Error_Exceed);
   EXPECT_EQ(fixture.wire.written(), "");
 }
 
 TEST(HTTPcGet, GivesTheConnectionsStreamAtTheBody) {
   Fixture fixture("HTTP/1.1 206 Partial Content\r\nContent-Range: bytes 5-8/9\r\n\r\nbody");
-  EXPECT_EQ(fixture.Get("http://h/f"), 0);
+  EXPECT_EQ(fixture.Get("http://h/f"), Error_None);
   EXPECT_EQ(fixture.stream, fixture.wire.stream());
   EXPECT_EQ(fixture.wire.Rest(), "body");
   EXPECT_EQ(fixture.reply.replyClass, '2');
@@ -350,7 +350,7 @@ TEST(HTTPcGet, GivesAnEmptyReplyAfterAFailure) {
   for (const char* response :
        {"HTTP/1.0 200 OK\r\njunk\r\n\r\n", "HTTP/1.0 200 OK\r\nServer: s\r\n", "junk\r\n"}) {
     Fixture fixture(response);
-    EXPECT_NE(fixture.Get("http://h/f"), 0);
+    EXPECT_NE(fixture.Get("http://h/f"), Error_None);
     EXPECT_EQ(fixture.reply.replyClass, 0);
     EXPECT_EQ(fixture.reply.code, 0);
     EXPECT_STREQ(fixture.reply.text, "");
@@ -360,8 +360,8 @@ TEST(HTTPcGet, GivesAnEmptyReplyAfterAFailure) {
 
 TEST(HTTPcGet, ForgetsTheResponseBefore) {
   Fixture fixture("HTTP/1.0 200 OK\r\nServer: s\r\n\r\nHTTP/1.0 204 No\r\nConnection: close\r\n\r\n");
-  EXPECT_EQ(fixture.Get("http://h/f"), 0);
-  EXPECT_EQ(fixture.Get("http://h/f"), 0);
+  EXPECT_EQ(fixture.Get("http://h/f"), Error_None);
+  EXPECT_EQ(fixture.Get("http://h/f"), Error_None);
   EXPECT_EQ(fixture.reply.code, 204);
   EXPECT_EQ(fixture.connection->response.set, 1u | 4u);
 }
@@ -371,34 +371,34 @@ TEST(HTTPcGet, ForgetsTheResponseBefore_WhenNoneComes) {
   Fixture ended(first);
   Fixture notTaken(first);
   for (Fixture* fixture : {&ended, &notTaken}) {
-    ASSERT_EQ(fixture->Get("http://h/f"), 0);
+    ASSERT_EQ(fixture->Get("http://h/f"), Error_None);
     if (fixture == &notTaken) fixture->wire.LimitWrites(fixture->wire.written().size(), Error_Timeout);
     EXPECT_EQ(fixture->Get("http://h/f"), fixture == &notTaken ? 8 : 4);
     uint32_t numbers[2] = {};
-    EXPECT_EQ(HTTPc_GetAttribute(fixture->connection.get(), 7, 4, nullptr, numbers), -3);
-    EXPECT_EQ(HTTPc_GetAttribute(fixture->connection.get(), 8, 8, nullptr, numbers), -3);
+    EXPECT_EQ(HTTPc_GetAttribute(fixture->connection.get(), 7, 4, nullptr, numbers), Error_NotFound);
+    EXPECT_EQ(HTTPc_GetAttribute(fixture->connection.get(), 8, 8, nullptr, numbers), Error_NotFound);
   }
 }
 
 TEST(HTTPcGet, GivesTheStatusOfTheConnection_WhenTheRequestIsNotTaken) {
   Fixture fixture;
   fixture.wire.LimitWrites(5, Error_Timeout);
-  EXPECT_EQ(fixture.Get("http://h/f"), 8);
+  EXPECT_EQ(fixture.Get("http://h/f"), Error_Timeout);
   Fixture silent;
   silent.wire.LimitWrites(5, Error_None);
-  EXPECT_EQ(silent.Get("http://h/f"), 4);
+  EXPECT_EQ(silent.Get("http://h/f"), Error_Ended);
 }
 
 TEST(HTTPcGet, RefusesNull) {
   Fixture fixture;
   Reply reply = {9, 9, "x"};
   Stream* stream = fixture.wire.stream();
-  EXPECT_EQ(HTTPc_Get(nullptr, "http://h/f", &reply, &stream), -4);
+  EXPECT_EQ(HTTPc_Get(nullptr, "http://h/f", &reply, &stream), Error_Invalid);
   EXPECT_EQ(reply.code, 0);
   EXPECT_EQ(stream, nullptr);
-  EXPECT_EQ(HTTPc_Get(fixture.connection.get(), nullptr, &reply, &stream), -4);
-  EXPECT_EQ(HTTPc_Get(fixture.connection.get(), "http://h/f", nullptr, &stream), -4);
-  EXPECT_EQ(HTTPc_Get(fixture.connection.get(), "http://h/f", &reply, nullptr), -4);
+  EXPECT_EQ(HTTPc_Get(fixture.connection.get(), nullptr, &reply, &stream), Error_Invalid);
+  EXPECT_EQ(HTTPc_Get(fixture.connection.get(), "http://h/f", nullptr, &stream), Error_Invalid);
+  EXPECT_EQ(HTTPc_Get(fixture.connection.get(), "http://h/f", &reply, nullptr), Error_Invalid);
   EXPECT_EQ(fixture.wire.written(), "");
 }
 
@@ -407,7 +407,7 @@ TEST(HTTPcGet, RefusesNull) {
 TEST(HTTPcPost, AddsNoHeader) {
   Fixture fixture("HTTP/1.0 201 Created\r\n\r\nmade");
   TestStream body("name=value");
-  EXPECT_EQ(fixture.Post("/form", 10, body.stream()), 0);
+  EXPECT_EQ(fixture.Post("/form", 10, body.stream()), Error_None);
   EXPECT_EQ(fixture.wire.written(), "POST /form HTTP/1.0\r\n\r\nname=value");
   EXPECT_EQ(fixture.sent, 10u);
   EXPECT_EQ(fixture.reply.code, 201);
@@ -418,7 +418,7 @@ TEST(HTTPcPost, AddsNoHeader) {
 TEST(HTTPcPost, SendsNoMoreThanTheLength) {
   Fixture fixture;
   TestStream body("name=value");
-  EXPECT_EQ(fixture.Post("/form", 4, body.stream()), 0);
+  EXPECT_EQ(fixture.Post("/form", 4, body.stream()), Error_None);
   EXPECT_EQ(fixture.wire.written(), "POST /form HTTP/1.0\r\n\r\nname");
   EXPECT_EQ(fixture.sent, 4u);
   EXPECT_EQ(body.Rest(), "=value");
@@ -427,7 +427,7 @@ TEST(HTTPcPost, SendsNoMoreThanTheLength) {
 TEST(HTTPcPost, SendsToTheEnd_WhenTheLengthIsAllOnes) {
   Fixture fixture;
   TestStream body(string(100000, 'b'));
-  EXPECT_EQ(fixture.Post("/form", 0xFFFFFFFFu, body.stream()), 0);
+  EXPECT_EQ(fixture.Post("/form", 0xFFFFFFFFu, body.stream()), Error_None);
   EXPECT_EQ(fixture.wire.written(), "POST /form HTTP/1.0\r\n\r\n" + string(100000, 'b'));
   EXPECT_EQ(fixture.sent, 100000u);
 }
@@ -435,25 +435,25 @@ TEST(HTTPcPost, SendsToTheEnd_WhenTheLengthIsAllOnes) {
 TEST(HTTPcPost, MovesAtMost4096BytesAtATime) {
   Fixture fixture;
   TestStream body(string(100000, 'b'));
-  EXPECT_EQ(fixture.Post("/form", 100000, body.stream()), 0);
+  EXPECT_EQ(fixture.Post("/form", 100000, body.stream()), Error_None);
   EXPECT_EQ(body.LargestRead(), 4096u);
 }
 
 TEST(HTTPcPost, HasNoBody_WithoutAStreamOrALength) {
   Fixture fixture;
   TestStream body("name=value");
-  EXPECT_EQ(fixture.Post("/form", 0, body.stream()), 0);
+  EXPECT_EQ(fixture.Post("/form", 0, body.stream()), Error_None);
   EXPECT_EQ(fixture.wire.written(), "POST /form HTTP/1.0\r\n\r\n");
   EXPECT_EQ(fixture.sent, 0u);
   Fixture without;
-  EXPECT_EQ(without.Post("/form", 10, nullptr), 0);
+  EXPECT_EQ(without.Post("/form", 10, nullptr), Error_None);
   EXPECT_EQ(without.wire.written(), "POST /form HTTP/1.0\r\n\r\n");
 }
 
 TEST(HTTPcPost, GivesEnded_WhenTheBodyIsShorterThanItsLength) {
   Fixture fixture;
   TestStream body("name=value");
-  EXPECT_EQ(fixture.Post("/form", 11, body.stream()), 4);
+  EXPECT_EQ(fixture.Post("/form", 11, body.stream()), Error_Ended);
   EXPECT_EQ(fixture.sent, 10u);
   EXPECT_EQ(fixture.reply.code, 0);
   EXPECT_EQ(fixture.stream, nullptr);
@@ -462,14 +462,14 @@ TEST(HTTPcPost, GivesEnded_WhenTheBodyIsShorterThanItsLength) {
 TEST(HTTPcPost, GivesTheStatusOfTheBody_WhenItCannotBeRead) {
   Fixture fixture;
   TestStream body("name=value", Error_NoAccess);
-  EXPECT_EQ(fixture.Post("/form", 0xFFFFFFFFu, body.stream()), -5);
+  EXPECT_EQ(fixture.Post("/form", 0xFFFFFFFFu, body.stream()), Error_NoAccess);
   EXPECT_EQ(fixture.sent, 10u);
 }
 
 TEST(HTTPcPost, GivesBlock_WhenTheBodyHasNothingToGiveYet) {
   Fixture fixture;
   TestStream body("name=value", Error_Block);
-  EXPECT_EQ(fixture.Post("/form", 11, body.stream()), 6);
+  EXPECT_EQ(fixture.Post("/form", 11, body.stream()), Error_Block);
   EXPECT_EQ(fixture.sent, 10u);
 }
 
@@ -491,37 +491,40 @@ TEST(HTTPcPost, GivesExceed_WhenTheConnectionTakesNoMore) {
   const string head = "POST /form HTTP/1.0\r\n\r\n";
   fixture.wire.LimitWrites(head.size() + 4, Error_Ended);
   TestStream body("name=value");
-  EXPECT_EQ(fixture.Post("/form", 10, body.stream()), 5);
+  EXPECT_EQ(fixture.Post("/form", 10, body.stream()), Error_Exceed);
   EXPECT_EQ(fixture.wire.written(), head + "name");
   EXPECT_EQ(fixture.sent, 4u);
 }
 
 TEST(HTTPcPost, EscapesTheUri) {
   Fixture fixture;
-  EXPECT_EQ(fixture.Post("/a b\r\nX: y", 0, nullptr), 0);
+  EXPECT_EQ(fixture.Post("/a b\r\nX: y", 0, nullptr), Error_None);
   EXPECT_EQ(fixture.wire.written(), "POST /a%20b%0D%0AX:%20y HTTP/1.0\r\n\r\n");
   Fixture empty;
-  EXPECT_EQ(empty.Post("", 0, nullptr), 0);
+  EXPECT_EQ(empty.Post("", 0, nullptr), Error_None);
   EXPECT_EQ(empty.wire.written(), "POST / HTTP/1.0\r\n\r\n");
 }
 
 TEST(HTTPcPost, TakesUrisOf1023BytesAndNoLonger) {
   Fixture fixture;
-  EXPECT_EQ(fixture.Post(string(1023, 'u'), 0, nullptr), 0);
+  EXPECT_EQ(fixture.Post(string(1023, 'u'), 0, nullptr), Error_None);
   Fixture tooLong;
-  EXPECT_EQ(tooLong.Post(string(1024, 'u'), 0, nullptr), 5);
+  EXPECT_EQ(tooLong.Post(string(1024, 'u'), 0, nullptr), Error_Exceed);
   EXPECT_EQ(tooLong.wire.written(), "");
 }
 
 TEST(HTTPcPost, RefusesNull) {
   Fixture fixture;
-  EXPECT_EQ(HTTPc_Post(nullptr, "/", 0, nullptr, &fixture.sent, &fixture.reply, &fixture.stream), -4);
+  EXPECT_EQ(HTTPc_Post(nullptr, "/", 0, nullptr, &fixture.sent, &fixture.reply, &fixture.stream),
+            Error_Invalid);
   EXPECT_EQ(fixture.sent, 0u);
   EXPECT_EQ(
       HTTPc_Post(fixture.connection.get(), nullptr, 0, nullptr, nullptr, &fixture.reply, &fixture.stream),
       -4);
-  EXPECT_EQ(HTTPc_Post(fixture.connection.get(), "/", 0, nullptr, nullptr, nullptr, &fixture.stream), -4);
-  EXPECT_EQ(HTTPc_Post(fixture.connection.get(), "/", 0, nullptr, nullptr, &fixture.reply, nullptr), -4);
+  EXPECT_EQ(HTTPc_Post(fixture.connection.get(), "/", 0, nullptr, nullptr, nullptr, &fixture.stream),
+            Error_Invalid);
+  EXPECT_EQ(HTTPc_Post(fixture.connection.get(), "/", 0, nullptr, nullptr, &fixture.reply, nullptr),
+            Error_Invalid);
   EXPECT_EQ(fixture.wire.written(), "");
   EXPECT_EQ(HTTPc_Post(fixture.connection.get(), "/", 0, nullptr, nullptr, &fixture.reply, &fixture.stream),
             0);
@@ -544,7 +547,7 @@ constexpr const char* kFullResponse =
 
 TEST(HTTPcGetAttribute, GivesEveryValue) {
   Fixture fixture(kFullResponse);
-  ASSERT_EQ(fixture.Get("http://h/f"), 0);
+  ASSERT_EQ(fixture.Get("http://h/f"), Error_None);
   const struct {
     int32_t index;
     const char* text;
@@ -557,22 +560,23 @@ TEST(HTTPcGetAttribute, GivesEveryValue) {
   for (const auto& row : texts) {
     char buffer[64] = "untouched";
     uint32_t length = 0;
-    EXPECT_EQ(HTTPc_GetAttribute(fixture.connection.get(), row.index, sizeof buffer, &length, buffer), 0);
+    EXPECT_EQ(HTTPc_GetAttribute(fixture.connection.get(), row.index, sizeof buffer, &length, buffer),
+              Error_None);
     EXPECT_STREQ(buffer, row.text);
     EXPECT_EQ(length, row.length);
   }
   uint32_t numbers[2] = {};
   uint32_t length = 0;
-  EXPECT_EQ(HTTPc_GetAttribute(fixture.connection.get(), 3, 8, &length, numbers), 0);
+  EXPECT_EQ(HTTPc_GetAttribute(fixture.connection.get(), 3, 8, &length, numbers), Error_None);
   EXPECT_EQ(numbers[0], 784111777u);
   EXPECT_EQ(numbers[1], 0u);
   EXPECT_EQ(length, 8u);
-  EXPECT_EQ(HTTPc_GetAttribute(fixture.connection.get(), 6, 8, &length, numbers), 0);
+  EXPECT_EQ(HTTPc_GetAttribute(fixture.connection.get(), 6, 8, &length, numbers), Error_None);
   EXPECT_EQ(numbers[0], 883612801u);
-  EXPECT_EQ(HTTPc_GetAttribute(fixture.connection.get(), 7, 4, &length, numbers), 0);
+  EXPECT_EQ(HTTPc_GetAttribute(fixture.connection.get(), 7, 4, &length, numbers), Error_None);
   EXPECT_EQ(numbers[0], 1000u);
   EXPECT_EQ(length, 4u);
-  EXPECT_EQ(HTTPc_GetAttribute(fixture.connection.get(), 8, 8, &length, numbers), 0);
+  EXPECT_EQ(HTTPc_GetAttribute(fixture.connection.get(), 8, 8, &length, numbers), Error_None);
   EXPECT_EQ(numbers[0], 1000u);
   EXPECT_EQ(numbers[1], 1999u);
   EXPECT_EQ(length, 8u);
@@ -580,25 +584,25 @@ TEST(HTTPcGetAttribute, GivesEveryValue) {
 
 TEST(HTTPcGetAttribute, GivesExceedAndTheNeededLength_WhenTheBufferIsTooSmall) {
   Fixture fixture(kFullResponse);
-  ASSERT_EQ(fixture.Get("http://h/f"), 0);
+  ASSERT_EQ(fixture.Get("http://h/f"), Error_None);
   char buffer[13] = "untouched";
   uint32_t length = 0;
   // One byte shorter than the text; as long as the text, without room for its end; exactly enough.
-  EXPECT_EQ(HTTPc_GetAttribute(fixture.connection.get(), 1, 11, &length, buffer), 5);
+  EXPECT_EQ(HTTPc_GetAttribute(fixture.connection.get(), 1, 11, &length, buffer), Error_Exceed);
   EXPECT_EQ(length, 12u);
-  EXPECT_EQ(HTTPc_GetAttribute(fixture.connection.get(), 1, 12, &length, buffer), 5);
+  EXPECT_EQ(HTTPc_GetAttribute(fixture.connection.get(), 1, 12, &length, buffer), Error_Exceed);
   EXPECT_EQ(length, 12u);
   EXPECT_STREQ(buffer, "untouched");
-  EXPECT_EQ(HTTPc_GetAttribute(fixture.connection.get(), 1, 13, &length, buffer), 0);
+  EXPECT_EQ(HTTPc_GetAttribute(fixture.connection.get(), 1, 13, &length, buffer), Error_None);
   EXPECT_STREQ(buffer, "nginx/1.22.1");
 
   for (int32_t index : {3, 6, 8}) {
-    EXPECT_EQ(HTTPc_GetAttribute(fixture.connection.get(), index, 7, &length, buffer), 5) << index;
+    EXPECT_EQ(HTTPc_GetAttribute(fixture.connection.get(), index, 7, &length, buffer), Error_Exceed) << index;
     EXPECT_EQ(length, 8u) << index;
   }
-  EXPECT_EQ(HTTPc_GetAttribute(fixture.connection.get(), 7, 3, &length, buffer), 5);
+  EXPECT_EQ(HTTPc_GetAttribute(fixture.connection.get(), 7, 3, &length, buffer), Error_Exceed);
   EXPECT_EQ(length, 4u);
-  EXPECT_EQ(HTTPc_GetAttribute(fixture.connection.get(), 1, 0, &length, nullptr), 5);
+  EXPECT_EQ(HTTPc_GetAttribute(fixture.connection.get(), 1, 0, &length, nullptr), Error_Exceed);
   EXPECT_EQ(length, 12u);
 }
 
@@ -607,24 +611,27 @@ TEST(HTTPcGetAttribute, GivesNotFound_WhenTheServerDidNotSayIt) {
   char buffer[300];
   uint32_t length = 9;
   for (int32_t index = 1; index <= 9; ++index) {
-    EXPECT_EQ(HTTPc_GetAttribute(fixture.connection.get(), index, sizeof buffer, &length, buffer), -3)
+    EXPECT_EQ(HTTPc_GetAttribute(fixture.connection.get(), index, sizeof buffer, &length, buffer),
+              Error_NotFound)
         << index;
     EXPECT_EQ(length, 0u);
   }
-  ASSERT_EQ(fixture.Get("http://h/f"), 0);
+  ASSERT_EQ(fixture.Get("http://h/f"), Error_None);
   for (int32_t index = 1; index <= 9; ++index) {
-    EXPECT_EQ(HTTPc_GetAttribute(fixture.connection.get(), index, sizeof buffer, &length, buffer), -3)
+    EXPECT_EQ(HTTPc_GetAttribute(fixture.connection.get(), index, sizeof buffer, &length, buffer),
+              Error_NotFound)
         << index;
   }
 }
 
 TEST(HTTPcGetAttribute, GivesInvalidForAnyOtherIndex) {
   Fixture fixture(kFullResponse);
-  ASSERT_EQ(fixture.Get("http://h/f"), 0);
+  ASSERT_EQ(fixture.Get("http://h/f"), Error_None);
   char buffer[300];
   uint32_t length = 9;
   for (int32_t index : {0, -1, 10, 32, 33, INT32_MAX, INT32_MIN}) {
-    EXPECT_EQ(HTTPc_GetAttribute(fixture.connection.get(), index, sizeof buffer, &length, buffer), -4)
+    EXPECT_EQ(HTTPc_GetAttribute(fixture.connection.get(), index, sizeof buffer, &length, buffer),
+              Error_Invalid)
         << index;
     EXPECT_EQ(length, 0u);
   }
@@ -632,14 +639,14 @@ TEST(HTTPcGetAttribute, GivesInvalidForAnyOtherIndex) {
 
 TEST(HTTPcGetAttribute, RefusesNull) {
   Fixture fixture(kFullResponse);
-  ASSERT_EQ(fixture.Get("http://h/f"), 0);
+  ASSERT_EQ(fixture.Get("http://h/f"), Error_None);
   char buffer[300];
   uint32_t length = 9;
-  EXPECT_EQ(HTTPc_GetAttribute(nullptr, 1, sizeof buffer, &length, buffer), -4);
+  EXPECT_EQ(HTTPc_GetAttribute(nullptr, 1, sizeof buffer, &length, buffer), Error_Invalid);
   EXPECT_EQ(length, 0u);
-  EXPECT_EQ(HTTPc_GetAttribute(fixture.connection.get(), 1, sizeof buffer, &length, nullptr), -4);
+  EXPECT_EQ(HTTPc_GetAttribute(fixture.connection.get(), 1, sizeof buffer, &length, nullptr), Error_Invalid);
   EXPECT_EQ(length, 0u);
-  EXPECT_EQ(HTTPc_GetAttribute(fixture.connection.get(), 1, sizeof buffer, nullptr, buffer), 0);
+  EXPECT_EQ(HTTPc_GetAttribute(fixture.connection.get(), 1, sizeof buffer, nullptr, buffer), Error_None);
   EXPECT_STREQ(buffer, "nginx/1.22.1");
 }
 
@@ -647,20 +654,20 @@ TEST(HTTPcGetPeerName, GivesInvalid_WithoutASocket) {
   Fixture fixture;
   uint8_t address[4];
   uint8_t port[2];
-  EXPECT_EQ(HTTPc_GetPeerName(fixture.connection.get(), address, port), -4);
-  EXPECT_EQ(HTTPc_GetPeerName(nullptr, address, port), -4);
+  EXPECT_EQ(HTTPc_GetPeerName(fixture.connection.get(), address, port), Error_Invalid);
+  EXPECT_EQ(HTTPc_GetPeerName(nullptr, address, port), Error_Invalid);
 }
 
 TEST(HTTPcGetError, IsTheStatusOfTheStream) {
   Fixture fixture("");
-  EXPECT_EQ(HTTPc_GetError(fixture.connection.get()), 0);
-  EXPECT_EQ(fixture.Get("http://h/f"), 4);
-  EXPECT_EQ(HTTPc_GetError(fixture.connection.get()), 4);
-  EXPECT_EQ(HTTPc_GetError(nullptr), -4);
+  EXPECT_EQ(HTTPc_GetError(fixture.connection.get()), Error_None);
+  EXPECT_EQ(fixture.Get("http://h/f"), Error_Ended);
+  EXPECT_EQ(HTTPc_GetError(fixture.connection.get()), Error_Ended);
+  EXPECT_EQ(HTTPc_GetError(nullptr), Error_Invalid);
 }
 
 TEST(HTTPcClose, RefusesNull) {
-  EXPECT_EQ(HTTPc_Close(nullptr), -4);
+  EXPECT_EQ(HTTPc_Close(nullptr), Error_Invalid);
 }
 
 }  // namespace

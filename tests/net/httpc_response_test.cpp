@@ -73,7 +73,7 @@ constexpr StatusRow kStatusLines[] = {
 TEST(HTTPcStatusLine, GivesVersionClassCodeAndTheFirstReasonWord) {
   for (const StatusRow& row : kStatusLines) {
     const StatusResult result = ParseStatus(row.line);
-    EXPECT_EQ(result.status, 0) << row.line;
+    EXPECT_EQ(result.status, Error_None) << row.line;
     EXPECT_EQ(result.response.set, 1u) << row.line;
     EXPECT_STREQ(result.response.version, row.version) << row.line;
     EXPECT_EQ(result.reply.replyClass, row.replyClass) << row.line;
@@ -100,7 +100,7 @@ TEST(HTTPcStatusLine, RefusesWhatIsNotThreeWords) {
   };
   for (const char* line : lines) {
     const StatusResult result = ParseStatus(line);
-    EXPECT_EQ(result.status, -4) << line;
+    EXPECT_EQ(result.status, Error_Invalid) << line;
     EXPECT_EQ(result.response.set, 0u) << line;
     EXPECT_EQ(result.reply.code, 0) << line;
     EXPECT_STREQ(result.reply.text, "") << line;
@@ -108,14 +108,14 @@ TEST(HTTPcStatusLine, RefusesWhatIsNotThreeWords) {
 }
 
 TEST(HTTPcStatusLine, RefusesAZeroByte) {
-  EXPECT_EQ(ParseStatus(string_view("HTTP/1.0 200 O\0K", 16)).status, -4);
-  EXPECT_EQ(ParseStatus(string_view("HTTP/1.0\0 200 OK", 16)).status, -4);
+  EXPECT_EQ(ParseStatus(string_view("HTTP/1.0 200 O\0K", 16)).status, Error_Invalid);
+  EXPECT_EQ(ParseStatus(string_view("HTTP/1.0\0 200 OK", 16)).status, Error_Invalid);
 }
 
 TEST(HTTPcStatusLine, KeepsAReasonWordAsLongAsTheLine) {
   const string word(1011, 'r');
   const StatusResult result = ParseStatus("HTTP/1.0 200 " + word);
-  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.status, Error_None);
   EXPECT_EQ(result.reply.text, word);
 }
 
@@ -131,7 +131,7 @@ HeaderResult TakeLines(std::initializer_list<string_view> lines) {
   HeaderResult result;
   for (string_view line : lines) {
     result.status = iHTTPc_TakeHeaderLine(line, &result.state, &result.response);
-    if (result.status != 0) break;
+    if (result.status != Error_None) break;
   }
   return result;
 }
@@ -140,7 +140,7 @@ TEST(HTTPcHeaders, KeepsEveryText) {
   const HeaderResult result =
       TakeLines({"Server: nginx/1.22.1\r\n", "Connection: close\r\n", "Content-Type: text/html\r\n",
                  "Accept-Ranges: bytes\r\n", "Location: http://127.0.0.1/b?c=d\r\n"});
-  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.status, Error_None);
   EXPECT_EQ(result.response.set,
             kBitServer | kBitConnection | kBitContentType | kBitAcceptRanges | kBitLocation);
   EXPECT_STREQ(result.response.server, "nginx/1.22.1");
@@ -163,19 +163,19 @@ TEST(HTTPcHeaders, PassesOverUnknownNamesAndEmptyValues) {
   for (const char* line : {"X-Server: x", "Serve: x", "Servers: x", "Server : x", ": x",
                            "Server:", "Server: \t \r\n", "Content-Length:", "Set-Cookie: a=b", "Age:1"}) {
     const HeaderResult result = TakeLines({line});
-    EXPECT_EQ(result.status, 0) << line;
+    EXPECT_EQ(result.status, Error_None) << line;
     EXPECT_EQ(result.response.set, 0u) << line;
   }
 }
 
-TEST(HTTPcHeaders, TakesALineWithBlanksBeforeItLikeAnyOther) {
+TEST(HTTPcHeaders, TakesALineWithSpacesBeforeItLikeAnyOther) {
   const HeaderResult result = TakeLines({" \tServer: x\r\n"});
   EXPECT_STREQ(result.response.server, "x");
 }
 
 TEST(HTTPcHeaders, RefusesALineWithoutAColon) {
-  EXPECT_EQ(TakeLines({"Server x"}).status, -4);
-  EXPECT_EQ(TakeLines({"Server: x\r\n", " continued\r\n"}).status, -4);
+  EXPECT_EQ(TakeLines({"Server x"}).status, Error_Invalid);
+  EXPECT_EQ(TakeLines({"Server: x\r\n", " continued\r\n"}).status, Error_Invalid);
 }
 
 TEST(HTTPcHeaders, SplitsAtTheFirstColon) {
@@ -198,9 +198,9 @@ TEST(HTTPcHeaders, DoesNotSplitAtAZeroByte) {
   // The name is another one, the value no text; neither ends the line or hides the next.
   const HeaderResult result = TakeLines({string_view("Server: a\0Location: b\r\n", 23),
                                          string_view("Location\0: b\r\n", 14), "Content-length: 7\r\n"});
-  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.status, Error_None);
   EXPECT_EQ(result.response.set, kBitContentLength);
-  EXPECT_EQ(TakeLines({string_view("\0\r\n", 3)}).status, -4);
+  EXPECT_EQ(TakeLines({string_view("\0\r\n", 3)}).status, Error_Invalid);
 }
 
 struct LengthRow {
@@ -232,7 +232,7 @@ constexpr LengthRow kLengths[] = {
 TEST(HTTPcHeaders, ReadsALengthAndNeverWraps) {
   for (const LengthRow& row : kLengths) {
     const HeaderResult result = TakeLines({"Content-Length: " + string(row.value)});
-    EXPECT_EQ(result.status, 0) << row.value;
+    EXPECT_EQ(result.status, Error_None) << row.value;
     EXPECT_EQ(result.response.set, row.isKnown ? kBitContentLength : 0u) << row.value;
     EXPECT_EQ(result.response.contentLength, row.length) << row.value;
   }
@@ -266,10 +266,10 @@ constexpr RangeRow kRanges[] = {
     {"bytes junk 10-19/50", false, 0, 0},
 };
 
-TEST(HTTPcHeaders, ReadsARangeAfterTheFirstBlank) {
+TEST(HTTPcHeaders, ReadsARangeAfterTheFirstSpace) {
   for (const RangeRow& row : kRanges) {
     const HeaderResult result = TakeLines({"Content-Range: " + string(row.value)});
-    EXPECT_EQ(result.status, 0) << row.value;
+    EXPECT_EQ(result.status, Error_None) << row.value;
     EXPECT_EQ(result.response.set, row.isKnown ? kBitContentRange : 0u) << row.value;
     EXPECT_EQ(result.response.rangeFirst, row.first) << row.value;
     EXPECT_EQ(result.response.rangeLast, row.last) << row.value;
@@ -296,7 +296,7 @@ TEST(HTTPcHeaders, ConvertsDates) {
 
 TEST(HTTPcHeaders, LeavesADateOut_WhenItDoesNotConvert) {
   const HeaderResult result = TakeLines({"Date: yesterday", "Last-Modified: 0"});
-  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.status, Error_None);
   EXPECT_EQ(result.response.set, 0u);
   EXPECT_EQ(result.response.dateTime.seconds, 0u);
 }
@@ -317,7 +317,7 @@ TEST(HTTPcMultipart, ContinuesWithTheHeadersOfTheFirstPart) {
 
   result = TakeLines({"Content-Type: multipart/byteranges; boundary=XYZ\r\n", "\r\n", "\r\n", "--XYZ\r\n",
                       "Content-Type: text/plain\r\n", "Content-Range: bytes 3-5/10\r\n", "\r\n"});
-  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.status, Error_None);
   EXPECT_TRUE(result.state.complete);
   EXPECT_STREQ(result.response.contentType, "text/plain");
   EXPECT_EQ(result.response.rangeFirst, 3u);
@@ -333,7 +333,7 @@ TEST(HTTPcMultipart, TakesThePartsOfAPart) {
 
   result = TakeLines({"Content-Type: m; boundary=AAA", "", "--AAA", "Content-Type: n; boundary=BBB", "",
                       "--BBB", "Server: AAA", "Content-Type: text/plain"});
-  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.status, Error_None);
   EXPECT_FALSE(result.state.complete);
   EXPECT_STREQ(result.state.boundary, "BBB");
   EXPECT_STREQ(result.response.server, "AAA");
@@ -380,7 +380,7 @@ TEST(HTTPcMultipart, IsNone_WhenNoBoundaryIsNamed) {
 TEST(HTTPcMultipart, SkipsEveryLineThatHoldsTheBoundary) {
   const HeaderResult result = TakeLines({"Content-Type: m; boundary=XYZ", "", "--XYZ", "no colon XYZ here",
                                          "Server: XYZ", "--xyz: another case is another text"});
-  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.status, Error_None);
   EXPECT_EQ(result.response.set, kBitContentType);
 }
 
@@ -422,23 +422,23 @@ TEST(HTTPcReadResponse, LeavesTheStreamAtTheFirstByteOfTheBody) {
 TEST(HTTPcReadResponse, GivesTheStatusOfTheStream_WhenItEndsEarly) {
   const string whole = "HTTP/1.0 200 OK\r\nServer: s\r\n\r\n";
   for (size_t length = 0; length < whole.size(); ++length) {
-    EXPECT_EQ(ReadResponse(whole.substr(0, length), Error_Ended).status, 4) << length;
-    EXPECT_EQ(ReadResponse(whole.substr(0, length), Error_Retry).status, 9) << length;
-    EXPECT_EQ(ReadResponse(whole.substr(0, length), Error_Timeout).status, 8) << length;
-    EXPECT_EQ(ReadResponse(whole.substr(0, length), Error_None).status, 4) << length;
+    EXPECT_EQ(ReadResponse(whole.substr(0, length), Error_Ended).status, Error_Ended) << length;
+    EXPECT_EQ(ReadResponse(whole.substr(0, length), Error_Retry).status, Error_Retry) << length;
+    EXPECT_EQ(ReadResponse(whole.substr(0, length), Error_Timeout).status, Error_Timeout) << length;
+    EXPECT_EQ(ReadResponse(whole.substr(0, length), Error_None).status, Error_Ended) << length;
   }
-  EXPECT_EQ(ReadResponse(whole).status, 0);
+  EXPECT_EQ(ReadResponse(whole).status, Error_None);
 }
 
 TEST(HTTPcReadResponse, TakesLinesOf1024BytesAndNoLonger) {
   const string start = "HTTP/1.0 200 OK\r\n";
   const string fits = "Server: " + string(1014, 'x') + "\r\n";
   ASSERT_EQ(fits.size(), 1024u);
-  EXPECT_EQ(ReadResponse(start + fits + "\r\n").status, 0);
-  EXPECT_EQ(ReadResponse(start + "x" + fits + "\r\n").status, 5);
-  EXPECT_EQ(ReadResponse("HTTP/1.0 200 " + string(1009, 'x') + "\r\n\r\n").status, 0);
-  EXPECT_EQ(ReadResponse("HTTP/1.0 200 " + string(1010, 'x') + "\r\n\r\n").status, 5);
-  EXPECT_EQ(ReadResponse(string(5000, 'x')).status, 5);
+  EXPECT_EQ(ReadResponse(start + fits + "\r\n").status, Error_None);
+  EXPECT_EQ(ReadResponse(start + "x" + fits + "\r\n").status, Error_Exceed);
+  EXPECT_EQ(ReadResponse("HTTP/1.0 200 " + string(1009, 'x') + "\r\n\r\n").status, Error_None);
+  EXPECT_EQ(ReadResponse("HTTP/1.0 200 " + string(1010, 'x') + "\r\n\r\n").status, Error_Exceed);
+  EXPECT_EQ(ReadResponse(string(5000, 'x')).status, Error_Exceed);
 }
 
 TEST(HTTPcReadResponse, TakesHeadersOfOneMebibyteAndNoMore) {
@@ -449,26 +449,26 @@ TEST(HTTPcReadResponse, TakesHeadersOfOneMebibyteAndNoMore) {
   for (int i = 0; i < 1023; ++i) headers += line;
   const string last = "X: " + string(1017, 'x') + "\r\n";
   ASSERT_EQ(headers.size() + last.size() + 2, 1048576u);
-  EXPECT_EQ(ReadResponse(start + headers + last + "\r\nbody").status, 0);
-  EXPECT_EQ(ReadResponse(start + headers + "x" + last + "\r\nbody").status, 5);
+  EXPECT_EQ(ReadResponse(start + headers + last + "\r\nbody").status, Error_None);
+  EXPECT_EQ(ReadResponse(start + headers + "x" + last + "\r\nbody").status, Error_Exceed);
 }
 
 TEST(HTTPcReadResponse, GivesUpOnAHeaderFlood) {
   string flood = "HTTP/1.0 200 OK\r\n";
   for (int i = 0; i < 200000; ++i) flood += "A: b\r\nServer: c\r\n";
   const WholeResult result = ReadResponse(flood);
-  EXPECT_EQ(result.status, 5);
+  EXPECT_EQ(result.status, Error_Exceed);
   EXPECT_GT(result.rest.size(), 2000000u);
 }
 
 TEST(HTTPcReadResponse, GivesUpOnAnEndlessBoundary) {
   string flood = "HTTP/1.0 206 Partial\r\nContent-Type: m; boundary=B\r\n\r\n";
   for (int i = 0; i < 500000; ++i) flood += "--B\r\n";
-  EXPECT_EQ(ReadResponse(flood).status, 5);
+  EXPECT_EQ(ReadResponse(flood).status, Error_Exceed);
 
   flood = "HTTP/1.0 206 Partial\r\nContent-Type: m; boundary=B\r\n\r\n";
   flood.append(2000000, '\n');
-  EXPECT_EQ(ReadResponse(flood).status, 5);
+  EXPECT_EQ(ReadResponse(flood).status, Error_Exceed);
 }
 
 TEST(HTTPcReadResponse, IsNotHeldByLinesThatAreCheapToSend) {
@@ -485,20 +485,20 @@ TEST(HTTPcReadResponse, IsNotHeldByLinesThatAreCheapToSend) {
 
   for (const string& response : {manyTokens, almostTheBoundary, noDates}) {
     const auto begin = std::chrono::steady_clock::now();
-    EXPECT_EQ(ReadResponse(response).status, 5);
+    EXPECT_EQ(ReadResponse(response).status, Error_Exceed);
     EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(20)) << response.substr(0, 60);
   }
 }
 
 TEST(HTTPcReadResponse, StopsAtALineWithoutAColon) {
   const WholeResult result = ReadResponse("HTTP/1.0 200 OK\r\nServer: s\r\njunk\r\n\r\nbody");
-  EXPECT_EQ(result.status, -4);
+  EXPECT_EQ(result.status, Error_Invalid);
   EXPECT_EQ(result.rest, "\r\nbody");
 }
 
 TEST(HTTPcReadResponse, RefusesABodyWithoutAStatusLine) {
-  EXPECT_EQ(ReadResponse("<html>\r\n<body>\r\n\r\nHTTP/1.0 200 OK\r\n\r\n").status, -4);
-  EXPECT_EQ(ReadResponse("\r\nHTTP/1.0 200 OK\r\n\r\n").status, -4);
+  EXPECT_EQ(ReadResponse("<html>\r\n<body>\r\n\r\nHTTP/1.0 200 OK\r\n\r\n").status, Error_Invalid);
+  EXPECT_EQ(ReadResponse("\r\nHTTP/1.0 200 OK\r\n\r\n").status, Error_Invalid);
 }
 
 // ---- texts of the codes ---------------------------------------------------------------------------

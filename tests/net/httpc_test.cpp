@@ -34,7 +34,7 @@ constexpr const char* kHost = "127.0.0.1";
 
 class HTTPcConnection : public testing::Test {
  protected:
-  void SetUp() override { ASSERT_EQ(iSock_Init(), 0); }
+  void SetUp() override { ASSERT_EQ(iSock_Init(), Error_None); }
   void TearDown() override {
     connection.reset();
     iSock_SetWaitMilliseconds(0);
@@ -53,7 +53,7 @@ class HTTPcConnection : public testing::Test {
   // Opens and gets /f.
   ErrorCode OpenAndGet(const ScriptedServer& server) {
     const ErrorCode status = Open(server);
-    return status != 0 ? status : Get("http://" + server.address() + "/f");
+    return status != Error_None ? status : Get("http://" + server.address() + "/f");
   }
 
   // Everything from here to the end of the stream.
@@ -78,11 +78,11 @@ class HTTPcConnection : public testing::Test {
 
 TEST_F(HTTPcConnection, StartsWithAnEmptyRecord) {
   ScriptedServer server({{script::ReadToEnd()}});
-  ASSERT_EQ(Open(server), 0);
+  ASSERT_EQ(Open(server), Error_None);
   EXPECT_EQ(connection->request.set, 0u);
   EXPECT_EQ(connection->response.set, 0u);
   EXPECT_FALSE(connection->viaProxy);
-  EXPECT_EQ(HTTPc_GetError(connection.get()), 0);
+  EXPECT_EQ(HTTPc_GetError(connection.get()), Error_None);
   connection.reset();
   server.Finish();
   EXPECT_EQ(server.Received(0), "");
@@ -90,34 +90,34 @@ TEST_F(HTTPcConnection, StartsWithAnEmptyRecord) {
 
 TEST_F(HTTPcConnection, GivesNoAccess_WhenNobodyListens) {
   HTTPc* opened = reinterpret_cast<HTTPc*>(this);
-  EXPECT_EQ(HTTPc_Open(kHost, loopback::UnusedPort(), &opened), -5);
+  EXPECT_EQ(HTTPc_Open(kHost, loopback::UnusedPort(), &opened), Error_NoAccess);
   EXPECT_EQ(opened, nullptr);
 }
 
 TEST_F(HTTPcConnection, RefusesBadArguments) {
   HTTPc* opened = reinterpret_cast<HTTPc*>(this);
-  EXPECT_EQ(HTTPc_Open(kHost, 65536, &opened), -4);
+  EXPECT_EQ(HTTPc_Open(kHost, 65536, &opened), Error_Invalid);
   EXPECT_EQ(opened, nullptr);
-  EXPECT_EQ(HTTPc_Open(kHost, 0xFFFFFFFFu, &opened), -4);
-  EXPECT_EQ(HTTPc_Open(nullptr, 80, &opened), -4);
-  EXPECT_EQ(HTTPc_Open(kHost, 80, nullptr), -4);
-  EXPECT_EQ(HTTPc_Open(string(1024, 'h').c_str(), 80, &opened), 5);
-  EXPECT_EQ(HTTPc_Open(string(65536, 'h').c_str(), 80, &opened), 5);
+  EXPECT_EQ(HTTPc_Open(kHost, 0xFFFFFFFFu, &opened), Error_Invalid);
+  EXPECT_EQ(HTTPc_Open(nullptr, 80, &opened), Error_Invalid);
+  EXPECT_EQ(HTTPc_Open(kHost, 80, nullptr), Error_Invalid);
+  EXPECT_EQ(HTTPc_Open(string(1024, 'h').c_str(), 80, &opened), Error_Exceed);
+  EXPECT_EQ(HTTPc_Open(string(65536, 'h').c_str(), 80, &opened), Error_Exceed);
   EXPECT_EQ(opened, nullptr);
 }
 
 TEST_F(HTTPcConnection, GivesTheAddressOfTheServer) {
   ScriptedServer server({{script::ReadToEnd()}});
-  ASSERT_EQ(Open(server), 0);
+  ASSERT_EQ(Open(server), Error_None);
   uint8_t address[4] = {};
   uint8_t port[2] = {};
-  EXPECT_EQ(HTTPc_GetPeerName(connection.get(), address, port), 0);
+  EXPECT_EQ(HTTPc_GetPeerName(connection.get(), address, port), Error_None);
   EXPECT_EQ(address[0], 127);
   EXPECT_EQ(address[1], 0);
   EXPECT_EQ(address[2], 0);
   EXPECT_EQ(address[3], 1);
   EXPECT_EQ(port[0] * 256 + port[1], server.port());
-  EXPECT_EQ(HTTPc_GetPeerName(connection.get(), nullptr, nullptr), 0);
+  EXPECT_EQ(HTTPc_GetPeerName(connection.get(), nullptr, nullptr), Error_None);
   connection.reset();
 }
 
@@ -134,19 +134,19 @@ TEST_F(HTTPcConnection, SendsAResumeAsTheTransferEngineAsksForIt) {
                 "\r\n",
                 "HTTP/1.1 206 Partial Content\r\nContent-Length: 5\r\nContent-Range: bytes "
                 "1000-1004/1005\r\n\r\n\r\nabc")});
-  ASSERT_EQ(Open(server), 0);
-  EXPECT_EQ(SetText(2, "qz"), 0);
-  EXPECT_EQ(SetText(4, "*/*"), 0);
-  EXPECT_EQ(SetText(1, "Keep-Alive"), 0);
+  ASSERT_EQ(Open(server), Error_None);
+  EXPECT_EQ(SetText(2, "qz"), Error_None);
+  EXPECT_EQ(SetText(4, "*/*"), Error_None);
+  EXPECT_EQ(SetText(1, "Keep-Alive"), Error_None);
   const uint32_t range[] = {1000, 0xFFFFFFFFu};
-  EXPECT_EQ(HTTPc_SetAttribute(connection.get(), 6, 8, range), 0);
-  ASSERT_EQ(Get("http://" + server.address() + "/dir/file.bin"), 0);
+  EXPECT_EQ(HTTPc_SetAttribute(connection.get(), 6, 8, range), Error_None);
+  ASSERT_EQ(Get("http://" + server.address() + "/dir/file.bin"), Error_None);
   EXPECT_EQ(reply.replyClass, '2');
   EXPECT_EQ(reply.code, 206);
   EXPECT_STREQ(reply.text, "Partial");
   EXPECT_EQ(stream, connection->stream);
   EXPECT_EQ(ReadBody(), "\r\nabc");
-  EXPECT_EQ(HTTPc_GetError(connection.get()), 4);
+  EXPECT_EQ(HTTPc_GetError(connection.get()), Error_Ended);
   connection.reset();
 }
 
@@ -154,13 +154,13 @@ TEST_F(HTTPcConnection, SendsAPostWithItsBody) {
   const string body = string(10000, 'b') + string("\0\r\n\xff", 4);
   ScriptedServer server({Exchange("POST /form HTTP/1.0\r\nHost: h\r\nContent-length: 10004\r\n\r\n" + body,
                                   "HTTP/1.0 201 Created\r\n\r\nmade")});
-  ASSERT_EQ(Open(server), 0);
+  ASSERT_EQ(Open(server), Error_None);
   const uint32_t length = 10004;
-  EXPECT_EQ(SetText(3, "h"), 0);
-  EXPECT_EQ(HTTPc_SetAttribute(connection.get(), 5, 4, &length), 0);
+  EXPECT_EQ(SetText(3, "h"), Error_None);
+  EXPECT_EQ(HTTPc_SetAttribute(connection.get(), 5, 4, &length), Error_None);
   TestStream input(body);
   uint32_t sent = 0;
-  ASSERT_EQ(HTTPc_Post(connection.get(), "/form", 10004, input.stream(), &sent, &reply, &stream), 0);
+  ASSERT_EQ(HTTPc_Post(connection.get(), "/form", 10004, input.stream(), &sent, &reply, &stream), Error_None);
   EXPECT_EQ(sent, 10004u);
   EXPECT_EQ(reply.code, 201);
   EXPECT_EQ(ReadBody(), "made");
@@ -169,11 +169,11 @@ TEST_F(HTTPcConnection, SendsAPostWithItsBody) {
 
 TEST_F(HTTPcConnection, SendsNothing_WhenTheRequestIsRefused) {
   ScriptedServer server({{script::ReadToEnd()}});
-  ASSERT_EQ(Open(server), 0);
-  EXPECT_EQ(SetText(2, "a\r\nX: y"), -4);
+  ASSERT_EQ(Open(server), Error_None);
+  EXPECT_EQ(SetText(2, "a\r\nX: y"), Error_Invalid);
   EXPECT_EQ(Get("no url"), -6);
-  EXPECT_EQ(Get("http://h%0AX/"), -4);
-  EXPECT_EQ(Get("http://h/" + string(1020, 'x')), 5);
+  EXPECT_EQ(Get("http://h%0AX/"), Error_Invalid);
+  EXPECT_EQ(Get("http://h/" + string(1020, 'x')), Error_Exceed);
   connection.reset();
   server.Finish();
   EXPECT_EQ(server.Received(0), "");
@@ -186,12 +186,12 @@ TEST_F(HTTPcConnection, GoesThroughTheProxy) {
       "GET http://server.invalid:8080/a%41?x=1 HTTP/1.0\r\nHost: server.invalid\r\n\r\n", Okay("proxied"))});
   Proxy_SetEnabled(1);
   Proxy_SetServer(0, kHost, proxy.port());
-  ASSERT_EQ(HTTPc_Open("server.invalid", 8080, connection.out()), 0);
+  ASSERT_EQ(HTTPc_Open("server.invalid", 8080, connection.out()), Error_None);
   EXPECT_TRUE(connection->viaProxy);
   uint8_t port[2] = {};
-  EXPECT_EQ(HTTPc_GetPeerName(connection.get(), nullptr, port), 0);
+  EXPECT_EQ(HTTPc_GetPeerName(connection.get(), nullptr, port), Error_None);
   EXPECT_EQ(port[0] * 256 + port[1], proxy.port());
-  ASSERT_EQ(Get("http://server.invalid:8080/a%41?x=1"), 0);
+  ASSERT_EQ(Get("http://server.invalid:8080/a%41?x=1"), Error_None);
   EXPECT_EQ(ReadBody(), "proxied");
   connection.reset();
 }
@@ -201,7 +201,7 @@ TEST_F(HTTPcConnection, GoesDirect_WhenTheHostIsBypassed) {
   Proxy_SetEnabled(1);
   Proxy_SetServer(0, kHost, loopback::UnusedPort());
   Proxy_SetBypassList("local, 127.0");
-  ASSERT_EQ(OpenAndGet(server), 0);
+  ASSERT_EQ(OpenAndGet(server), Error_None);
   EXPECT_FALSE(connection->viaProxy);
   EXPECT_EQ(ReadBody(), "direct");
   connection.reset();
@@ -211,7 +211,7 @@ TEST_F(HTTPcConnection, AsksForTheProxyOfHTTPOnly) {
   ScriptedServer server({Exchange("GET /f HTTP/1.0\r\nHost: 127.0.0.1\r\n\r\n", Okay("direct"))});
   Proxy_SetEnabled(1);
   Proxy_SetServer(1, kHost, loopback::UnusedPort());
-  ASSERT_EQ(OpenAndGet(server), 0);
+  ASSERT_EQ(OpenAndGet(server), Error_None);
   EXPECT_EQ(ReadBody(), "direct");
   connection.reset();
   Proxy_SetServer(1, nullptr, 0);
@@ -220,7 +220,7 @@ TEST_F(HTTPcConnection, AsksForTheProxyOfHTTPOnly) {
 TEST_F(HTTPcConnection, RefusesAProxyPortOutOfRange) {
   Proxy_SetEnabled(1);
   Proxy_SetServer(0, kHost, 65536);
-  EXPECT_EQ(HTTPc_Open("server.invalid", 80, connection.out()), -4);
+  EXPECT_EQ(HTTPc_Open("server.invalid", 80, connection.out()), Error_Invalid);
 }
 
 // ---- bodies ---------------------------------------------------------------------------------------
@@ -231,16 +231,16 @@ TEST_F(HTTPcConnection, LeavesTheLengthToTheCaller) {
                          Answer("HTTP/1.0 200 OK\r\nContent-Length: 300\r\n\r\nshorter"),
                          Answer("HTTP/1.0 200 OK\r\n\r\nunknown")});
   uint32_t length = 0;
-  ASSERT_EQ(OpenAndGet(server), 0);
-  EXPECT_EQ(HTTPc_GetAttribute(connection.get(), 7, 4, nullptr, &length), 0);
+  ASSERT_EQ(OpenAndGet(server), Error_None);
+  EXPECT_EQ(HTTPc_GetAttribute(connection.get(), 7, 4, nullptr, &length), Error_None);
   EXPECT_EQ(length, 3u);
   EXPECT_EQ(ReadBody(), "longer");
-  ASSERT_EQ(OpenAndGet(server), 0);
-  EXPECT_EQ(HTTPc_GetAttribute(connection.get(), 7, 4, nullptr, &length), 0);
+  ASSERT_EQ(OpenAndGet(server), Error_None);
+  EXPECT_EQ(HTTPc_GetAttribute(connection.get(), 7, 4, nullptr, &length), Error_None);
   EXPECT_EQ(length, 300u);
   EXPECT_EQ(ReadBody(), "shorter");
-  ASSERT_EQ(OpenAndGet(server), 0);
-  EXPECT_EQ(HTTPc_GetAttribute(connection.get(), 7, 4, nullptr, &length), -3);
+  ASSERT_EQ(OpenAndGet(server), Error_None);
+  EXPECT_EQ(HTTPc_GetAttribute(connection.get(), 7, 4, nullptr, &length), Error_NotFound);
   EXPECT_EQ(ReadBody(), "unknown");
   connection.reset();
 }
@@ -249,7 +249,7 @@ TEST_F(HTTPcConnection, GivesALargeBodyWhole) {
   string body;
   for (uint32_t i = 0; body.size() < 3000000; ++i) body += std::to_string(i * 2654435761u);
   ScriptedServer server({Answer(Okay(body))});
-  ASSERT_EQ(OpenAndGet(server), 0);
+  ASSERT_EQ(OpenAndGet(server), Error_None);
   EXPECT_TRUE(ReadBody() == body);
   connection.reset();
 }
@@ -262,9 +262,9 @@ TEST_F(HTTPcConnection, StartsTheBodyBehindTheHeadersOfTheFirstPart) {
               "Content-Type: text/plain\r\n"
               "Content-Range: bytes 2-4/10\r\n\r\n"
               "cde\r\n--00000000000000000001--\r\n")});
-  ASSERT_EQ(OpenAndGet(server), 0);
+  ASSERT_EQ(OpenAndGet(server), Error_None);
   uint32_t range[2] = {};
-  EXPECT_EQ(HTTPc_GetAttribute(connection.get(), 8, 8, nullptr, range), 0);
+  EXPECT_EQ(HTTPc_GetAttribute(connection.get(), 8, 8, nullptr, range), Error_None);
   EXPECT_EQ(range[0], 2u);
   EXPECT_EQ(range[1], 4u);
   EXPECT_EQ(ReadBody(), "cde\r\n--00000000000000000001--\r\n");
@@ -274,7 +274,7 @@ TEST_F(HTTPcConnection, StartsTheBodyBehindTheHeadersOfTheFirstPart) {
 TEST_F(HTTPcConnection, GivesEveryCodeToTheCaller) {
   for (int32_t code : {100, 204, 301, 304, 404, 416, 500, 503, 999}) {
     ScriptedServer server({Answer("HTTP/1.0 " + std::to_string(code) + " Reason given\r\n\r\n")});
-    EXPECT_EQ(OpenAndGet(server), 0) << code;
+    EXPECT_EQ(OpenAndGet(server), Error_None) << code;
     EXPECT_EQ(reply.code, code);
     EXPECT_EQ(reply.replyClass, '0' + code / 100);
     EXPECT_STREQ(reply.text, "Reason");
@@ -304,10 +304,10 @@ TEST_F(HTTPcConnection, GivesEnded_WhenTheServerEndsWithinTheHeaders) {
   const string head = kHead;
   for (size_t sent = 0; sent < head.size(); ++sent) {
     ScriptedServer server({Answer(head.substr(0, sent))});
-    EXPECT_EQ(OpenAndGet(server), 4) << sent;
+    EXPECT_EQ(OpenAndGet(server), Error_Ended) << sent;
     EXPECT_EQ(stream, nullptr);
     EXPECT_EQ(reply.code, 0);
-    EXPECT_EQ(HTTPc_GetError(connection.get()), 4);
+    EXPECT_EQ(HTTPc_GetError(connection.get()), Error_Ended);
     connection.reset();
   }
 }
@@ -315,7 +315,7 @@ TEST_F(HTTPcConnection, GivesEnded_WhenTheServerEndsWithinTheHeaders) {
 TEST_F(HTTPcConnection, GivesRetry_WhenTheServerResetsWithinTheHeaders) {
   for (const char* head : {"", "HTTP/1.0 2", "HTTP/1.0 200 OK\r\nContent-Le"}) {
     ScriptedServer server({AnswerThenReset(head)});
-    EXPECT_EQ(OpenAndGet(server), 9) << head;
+    EXPECT_EQ(OpenAndGet(server), Error_Retry) << head;
     EXPECT_EQ(stream, nullptr);
     connection.reset();
   }
@@ -325,7 +325,7 @@ TEST_F(HTTPcConnection, GivesTimeout_WhenTheServerStallsWithinTheHeaders) {
   for (const char* head : {"", "HTTP/1.0 2", "HTTP/1.0 200 OK\r\nContent-Le"}) {
     ScriptedServer server({AnswerThenStall(head)});
     iSock_SetWaitMilliseconds(150);
-    EXPECT_EQ(OpenAndGet(server), 8) << head;
+    EXPECT_EQ(OpenAndGet(server), Error_Timeout) << head;
     EXPECT_EQ(stream, nullptr);
     connection.reset();
   }
@@ -333,11 +333,12 @@ TEST_F(HTTPcConnection, GivesTimeout_WhenTheServerStallsWithinTheHeaders) {
 
 TEST_F(HTTPcConnection, GivesRetryAtOnce_WhenTheServerResetsWithinAPost) {
   ScriptedServer server({{script::ReadUntil("\r\n\r\n"), script::ReadCount(100), script::Reset()}});
-  ASSERT_EQ(Open(server), 0);
+  ASSERT_EQ(Open(server), Error_None);
   TestStream body(string(64u << 20, 'b'));
   uint32_t sent = 0;
   const auto begin = std::chrono::steady_clock::now();
-  EXPECT_EQ(HTTPc_Post(connection.get(), "/form", 64u << 20, body.stream(), &sent, &reply, &stream), 9);
+  EXPECT_EQ(HTTPc_Post(connection.get(), "/form", 64u << 20, body.stream(), &sent, &reply, &stream),
+            Error_Retry);
   EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(10));
   EXPECT_GE(sent, 100u);
   EXPECT_LT(sent, 64u << 20);
@@ -348,30 +349,30 @@ TEST_F(HTTPcConnection, GivesRetryAtOnce_WhenTheServerResetsWithinAPost) {
 TEST_F(HTTPcConnection, GivesCancel_WhenAnotherThreadClosesTheSocket) {
   for (const char* head : {"", "HTTP/1.0 200 OK\r\nContent-Le"}) {
     ScriptedServer server({AnswerThenStall(head)});
-    ASSERT_EQ(Open(server), 0);
+    ASSERT_EQ(Open(server), Error_None);
     Sock* sock = reinterpret_cast<Sock*>(Stream_FindType(connection->stream, StreamType_Sock));
     auto got = std::async(std::launch::async, [this] { return Get("http://h/f"); });
     std::this_thread::sleep_for(std::chrono::milliseconds(100));
     const auto begin = std::chrono::steady_clock::now();
-    EXPECT_EQ(Sock_Close(sock), 0);
-    EXPECT_EQ(got.get(), 7) << head;
+    EXPECT_EQ(Sock_Close(sock), Error_None);
+    EXPECT_EQ(got.get(), Error_Cancel) << head;
     EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(1));
     EXPECT_EQ(stream, nullptr);
-    EXPECT_EQ(HTTPc_GetPeerName(connection.get(), nullptr, nullptr), 0) << "no failure is told";
-    EXPECT_EQ(HTTPc_Close(connection.release()), 0);
+    EXPECT_EQ(HTTPc_GetPeerName(connection.get(), nullptr, nullptr), Error_None) << "no failure is told";
+    EXPECT_EQ(HTTPc_Close(connection.release()), Error_None);
   }
 }
 
 TEST_F(HTTPcConnection, CanBeUsedOnAfterItsEnd) {
   ScriptedServer server({Answer(Okay("body"))});
-  ASSERT_EQ(OpenAndGet(server), 0);
+  ASSERT_EQ(OpenAndGet(server), Error_None);
   EXPECT_EQ(ReadBody(), "body");
   const ErrorCode again = Get("http://h/f");
-  EXPECT_TRUE(again == 4 || again == 9) << again;
+  EXPECT_TRUE(again == Error_Ended || again == Error_Retry) << again;
   EXPECT_EQ(stream, nullptr);
   TestStream body("name=value");
   uint32_t sent = 0;
-  EXPECT_NE(HTTPc_Post(connection.get(), "/f", 10, body.stream(), &sent, &reply, &stream), 0);
+  EXPECT_NE(HTTPc_Post(connection.get(), "/f", 10, body.stream(), &sent, &reply, &stream), Error_None);
   EXPECT_EQ(stream, nullptr);
   connection.reset();
 }
@@ -382,7 +383,7 @@ TEST_F(HTTPcConnection, ShowsHowABodyEnds) {
   const ErrorCode expected[] = {4, 9, 8};
   iSock_SetWaitMilliseconds(400);
   for (ErrorCode status : expected) {
-    ASSERT_EQ(OpenAndGet(server), 0);
+    ASSERT_EQ(OpenAndGet(server), Error_None);
     EXPECT_EQ(ReadBody(), "ab");
     EXPECT_EQ(Stream_Error(stream), status);
     EXPECT_EQ(HTTPc_GetError(connection.get()), status);
@@ -392,9 +393,9 @@ TEST_F(HTTPcConnection, ShowsHowABodyEnds) {
 
 TEST_F(HTTPcConnection, TakesAResponseByteByByte) {
   ScriptedServer server({AnswerSlowly("HTTP/1.1 302 Found\r\nLocation: http://h/x\r\n\r\nmoved", 2)});
-  ASSERT_EQ(OpenAndGet(server), 0);
+  ASSERT_EQ(OpenAndGet(server), Error_None);
   char location[32];
-  EXPECT_EQ(HTTPc_GetAttribute(connection.get(), 9, sizeof location, nullptr, location), 0);
+  EXPECT_EQ(HTTPc_GetAttribute(connection.get(), 9, sizeof location, nullptr, location), Error_None);
   EXPECT_STREQ(location, "http://h/x");
   EXPECT_EQ(ReadBody(), "moved");
   connection.reset();
@@ -404,7 +405,7 @@ TEST_F(HTTPcConnection, TakesAResponseThatNeedsLongerThanOneWait) {
   ScriptedServer server({AnswerSlowly("HTTP/1.0 200 OK\r\nServer: slow\r\n\r\nbody", 30)});
   iSock_SetWaitMilliseconds(600);
   const auto begin = std::chrono::steady_clock::now();
-  EXPECT_EQ(OpenAndGet(server), 0);
+  EXPECT_EQ(OpenAndGet(server), Error_None);
   EXPECT_GT(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(900));
   EXPECT_EQ(ReadBody(), "body");
   connection.reset();
@@ -416,15 +417,15 @@ TEST_F(HTTPcConnection, GivesUpOnAHeaderFlood) {
   string flood = "HTTP/1.0 200 OK\r\n";
   while (flood.size() < 1200000) flood += "X-Flood: water water water water water water water water\r\n";
   ScriptedServer server({Answer(flood)});
-  EXPECT_EQ(OpenAndGet(server), 5);
+  EXPECT_EQ(OpenAndGet(server), Error_Exceed);
   connection.reset();
 }
 
 TEST_F(HTTPcConnection, GivesUpOnALineWithoutEnd) {
   ScriptedServer server(
       {Answer(string(100000, 'x')), Answer("HTTP/1.0 200 OK\r\nServer: " + string(100000, 'x'))});
-  EXPECT_EQ(OpenAndGet(server), 5);
-  EXPECT_EQ(OpenAndGet(server), 5);
+  EXPECT_EQ(OpenAndGet(server), Error_Exceed);
+  EXPECT_EQ(OpenAndGet(server), Error_Exceed);
   connection.reset();
 }
 
@@ -438,7 +439,7 @@ TEST_F(HTTPcConnection, GivesTimeout_WhenTheResponseTricklesWithoutEnd) {
     ScriptedServer server({AnswerSlowly(response, 10)});
     iSock_SetWaitMilliseconds(50);
     const auto begin = std::chrono::steady_clock::now();
-    EXPECT_EQ(OpenAndGet(server), 8) << response.substr(0, 40);
+    EXPECT_EQ(OpenAndGet(server), Error_Timeout) << response.substr(0, 40);
     EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(6));
     EXPECT_EQ(stream, nullptr);
     EXPECT_EQ(reply.code, 0);
@@ -450,7 +451,7 @@ TEST_F(HTTPcConnection, GivesTimeout_WhenTheResponseTricklesWithoutEnd) {
 TEST_F(HTTPcConnection, RefusesWhatIsNoResponse) {
   ScriptedServer server({Answer("<html>\r\n\r\n"), Answer("220 ready\r\n\r\n"), Answer("\r\n\r\n"),
                          Answer("HTTP/1.0 200 OK\r\nno colon\r\n\r\n")});
-  for (int i = 0; i < 4; ++i) EXPECT_EQ(OpenAndGet(server), -4) << i;
+  for (int i = 0; i < 4; ++i) EXPECT_EQ(OpenAndGet(server), Error_Invalid) << i;
   connection.reset();
 }
 
@@ -462,10 +463,10 @@ TEST_F(HTTPcConnection, GivesMemory_WhenAllocationFails) {
   server.AllowUnfinished();
   FailEveryAllocation([&] {
     const ErrorCode opened = Open(server);
-    EXPECT_TRUE(opened == 0 || opened == 1) << opened;
-    EXPECT_EQ(opened == 0, static_cast<bool>(connection));
-    if (opened == 0) {
-      EXPECT_EQ(Get("http://h/f"), 0);
+    EXPECT_TRUE(opened == Error_None || opened == Error_Memory) << opened;
+    EXPECT_EQ(opened == Error_None, static_cast<bool>(connection));
+    if (opened == Error_None) {
+      EXPECT_EQ(Get("http://h/f"), Error_None);
       EXPECT_EQ(ReadBody(), "body");
     }
     connection.reset();

@@ -10,6 +10,7 @@
 
 #include "net/url_internal.h"
 #include "os/core/memory_internal.h"
+#include "qz/error.h"
 #include "qz/memory.h"
 #include "tests/support/fail_allocation.h"
 
@@ -126,7 +127,7 @@ TEST(URL, SplitsTheText) {
   for (const ParseRow& row : kParseRows) {
     SCOPED_TRACE(row.text);
     Parsed url(row.text);
-    ASSERT_EQ(url.status, 0);
+    ASSERT_EQ(url.status, Error_None);
     EXPECT_EQ(Shown(url.data->protocol), Shown(row.protocol));
     EXPECT_EQ(Shown(url.data->user), Shown(row.user));
     EXPECT_EQ(Shown(url.data->password), Shown(row.password));
@@ -150,7 +151,7 @@ TEST(URL, RefusesATextWithoutAKnownScheme) {
   for (const char* text : {"", " ", "host", "http:/host", "://host", "gopher://h", "httpx://h", "htt://h",
                            "http ://h", "javascript://h", "x http://h"}) {
     Parsed url(text);
-    EXPECT_EQ(url.status, -4) << text;
+    EXPECT_EQ(url.status, Error_Invalid) << text;
     EXPECT_EQ(url.data, nullptr) << text;
   }
 }
@@ -159,7 +160,7 @@ TEST(URL, LeavesTheRecordEmptyAfterAFailure) {
   char text[] = "gopher://u:p@h:7/x";
   URLData data;
   memset(&data, 0x55, sizeof data);
-  EXPECT_EQ(URL_ToData(text, &data), -4);
+  EXPECT_EQ(URL_ToData(text, &data), Error_Invalid);
   EXPECT_EQ(data.protocol, nullptr);
   EXPECT_EQ(data.user, nullptr);
   EXPECT_EQ(data.password, nullptr);
@@ -171,7 +172,7 @@ TEST(URL, LeavesTheRecordEmptyAfterAFailure) {
 TEST(URL, CutsTheCallersTextInPlace) {
   char text[] = "ftp://u:p@host:99/a%20b";
   URLData data;
-  ASSERT_EQ(URL_ToData(text, &data), 0);
+  ASSERT_EQ(URL_ToData(text, &data), Error_None);
   for (const char* part : {data.protocol, data.user, data.password, data.host, data.path}) {
     EXPECT_GE(part, text);
     EXPECT_LT(part, text + sizeof text);
@@ -184,15 +185,15 @@ TEST(URL, RefusesNullArguments) {
   URLData* out = &data;
   char text[] = "http://h";
   char buffer[1024] = "x";
-  EXPECT_EQ(URL_NewData(nullptr, &out), -4);
+  EXPECT_EQ(URL_NewData(nullptr, &out), Error_Invalid);
   EXPECT_EQ(out, nullptr);
-  EXPECT_EQ(URL_NewData("http://h", nullptr), -4);
-  EXPECT_EQ(URL_ToData(nullptr, &data), -4);
-  EXPECT_EQ(URL_ToData(text, nullptr), -4);
-  EXPECT_EQ(URL_FromData(nullptr, buffer), -4);
+  EXPECT_EQ(URL_NewData("http://h", nullptr), Error_Invalid);
+  EXPECT_EQ(URL_ToData(nullptr, &data), Error_Invalid);
+  EXPECT_EQ(URL_ToData(text, nullptr), Error_Invalid);
+  EXPECT_EQ(URL_FromData(nullptr, buffer), Error_Invalid);
   EXPECT_STREQ(buffer, "");
-  EXPECT_EQ(URL_FromData(&data, nullptr), -4);
-  EXPECT_EQ(URL_FromData(&data, buffer), -4);  // no protocol
+  EXPECT_EQ(URL_FromData(&data, nullptr), Error_Invalid);
+  EXPECT_EQ(URL_FromData(&data, buffer), Error_Invalid);  // no protocol
   EXPECT_EQ(URL_CopyData(nullptr), nullptr);
   EXPECT_EQ(URL_GetProtocolType(nullptr), -1);
   EXPECT_EQ(URL_GetProtocolPort(nullptr), -1);
@@ -202,7 +203,7 @@ TEST(URL, ParsesTextsOfAnyLength) {
   const std::string host(64 * 1024, 'h');
   const std::string path = "/" + std::string(8 * 1024 * 1024, 'p');
   Parsed url("http://" + host + ":8" + path);
-  ASSERT_EQ(url.status, 0);
+  ASSERT_EQ(url.status, Error_None);
   EXPECT_EQ(url.data->host, host);
   EXPECT_EQ(url.data->port, 8);
   EXPECT_EQ(url.data->path, path);
@@ -244,7 +245,7 @@ URLData Record(const char* protocol, const char* user, const char* password, con
 
 std::string Formatted(const URLData& data) {
   char buffer[1024];
-  EXPECT_EQ(URL_FromData(&data, buffer), 0);
+  EXPECT_EQ(URL_FromData(&data, buffer), Error_None);
   return buffer;
 }
 
@@ -299,7 +300,7 @@ TEST(URLFormat, GivesBackWhatItParsed) {
   for (const char* text : {"ftp://u:p@h:2121/d/f", "http://h", "http://h/x&y#z", "file:///c%3A/x", "file:///",
                            "vrx://a%40b:c%3Ad@h/%01%FF"}) {
     Parsed url(text);
-    ASSERT_EQ(url.status, 0) << text;
+    ASSERT_EQ(url.status, Error_None) << text;
     EXPECT_EQ(Formatted(*url.data), text);
   }
 }
@@ -309,7 +310,7 @@ TEST(URLFormat, GivesEveryByteBackInEveryPart) {
     const std::string text = std::string("a") + static_cast<char>(byte) + "z";
     const std::string path = "/" + text;
     Parsed url(Formatted(Record("ftp", text.c_str(), text.c_str(), text.c_str(), 7, path.c_str())));
-    ASSERT_EQ(url.status, 0) << byte;
+    ASSERT_EQ(url.status, Error_None) << byte;
     EXPECT_EQ(url.data->user, text) << byte;
     EXPECT_EQ(url.data->password, text) << byte;
     EXPECT_EQ(url.data->host, text) << byte;
@@ -324,20 +325,20 @@ TEST(URLFormat, CutsAtTheBufferAndNeverInsideAnEscape) {
   // "http://h/" is 9 bytes long: 1014 more fit.
   std::string path = "/" + std::string(1014, 'x');
   URLData data = Record("http", kNull, kNull, "h", 80, path.c_str());
-  EXPECT_EQ(URL_FromData(&data, buffer), 0);
+  EXPECT_EQ(URL_FromData(&data, buffer), Error_None);
   EXPECT_EQ(strlen(buffer), 1023u);
   EXPECT_EQ(buffer[1024], '!');
 
   path += "y";
   data.path = path.data();
-  EXPECT_EQ(URL_FromData(&data, buffer), 5);
+  EXPECT_EQ(URL_FromData(&data, buffer), Error_Exceed);
   EXPECT_EQ(std::string(buffer), "http://h/" + std::string(1014, 'x'));
   EXPECT_EQ(buffer[1024], '!');
 
   // Two bytes are left where an escape needs three; what follows is not written either.
   path = "/" + std::string(1012, 'x') + " y";
   data.path = path.data();
-  EXPECT_EQ(URL_FromData(&data, buffer), 5);
+  EXPECT_EQ(URL_FromData(&data, buffer), Error_Exceed);
   EXPECT_EQ(std::string(buffer), "http://h/" + std::string(1012, 'x'));
 }
 
@@ -345,19 +346,19 @@ TEST(URLFormat, CutsAtTheSizeGiven) {
   const URLData data = Record("http", kNull, kNull, "host", 8080, "/a b");
   const std::string whole = "http://host:8080/a%20b";
   char buffer[64];
-  ASSERT_EQ(iURL_Format(&data, whole.size() + 1, buffer), 0);
+  ASSERT_EQ(iURL_Format(&data, whole.size() + 1, buffer), Error_None);
   EXPECT_EQ(buffer, whole);
   for (size_t size = 1; size <= whole.size(); ++size) {
     memset(buffer, '!', sizeof buffer);
-    EXPECT_EQ(iURL_Format(&data, size, buffer), 5) << size;
+    EXPECT_EQ(iURL_Format(&data, size, buffer), Error_Exceed) << size;
     // The escape "%20" is written whole or not at all.
     const size_t kept = size - 1 == 19 || size - 1 == 20 ? 18 : size - 1;
     EXPECT_EQ(std::string(buffer), whole.substr(0, kept)) << size;
     for (size_t i = size; i < sizeof buffer; ++i) ASSERT_EQ(buffer[i], '!') << size;
   }
-  EXPECT_EQ(iURL_Format(&data, 0, buffer), -4);
-  EXPECT_EQ(iURL_Format(nullptr, sizeof buffer, buffer), -4);
-  EXPECT_EQ(iURL_Format(&data, sizeof buffer, nullptr), -4);
+  EXPECT_EQ(iURL_Format(&data, 0, buffer), Error_Invalid);
+  EXPECT_EQ(iURL_Format(nullptr, sizeof buffer, buffer), Error_Invalid);
+  EXPECT_EQ(iURL_Format(&data, sizeof buffer, nullptr), Error_Invalid);
 }
 
 // ---- copying and comparing -------------------------------------------------------------------------------
@@ -390,8 +391,8 @@ TEST(URL, GivesMemoryWhenAnAllocationFails) {
   FailEveryAllocation([] {
     URLData* data = nullptr;
     const ErrorCode status = URL_NewData("ftp://u:p@h:7/x", &data);
-    ASSERT_TRUE(status == 0 || status == 1) << status;
-    ASSERT_EQ(status == 0, data != nullptr);
+    ASSERT_TRUE(status == Error_None || status == Error_Memory) << status;
+    ASSERT_EQ(status == Error_None, data != nullptr);
     URLData* copy = URL_CopyData(data);
     Memory_Delete(data);
     Memory_Delete(copy);
@@ -407,8 +408,8 @@ TEST(URL, LeavesNothingAllocatedWhenParsingFails) {
 int Order(const char* a, const char* b) {
   Parsed left(a);
   Parsed right(b);
-  EXPECT_EQ(left.status, 0);
-  EXPECT_EQ(right.status, 0);
+  EXPECT_EQ(left.status, Error_None);
+  EXPECT_EQ(right.status, Error_None);
   const int32_t order = iURL_Compare(left.data, right.data);
   return (order > 0) - (order < 0);
 }
