@@ -152,54 +152,63 @@ ErrorCode InsertInString(PTrieReference& at, const PTrieKey& key, uint32_t share
   return Error_None;
 }
 
-// Where to go on after a child is done: the next child of the same parent, or up, when next is empty.
-struct Ascent {
-  PTrieReference parent;
-  PTrieReference next;
-};
+// Freeing all nodes without recursion. Every reference that is followed down is turned around and refers to
+// the node above, so the way up is in the trie itself: neither depth nor a lack of memory can stop the walk.
+//
+//   a string S, a branch B with two children, the values v and w
+//   at the start   S.next = B         B[0] = v            B[1] = w   at = S, parent = nothing
+//   at v           S.next = nothing   B[0] = S            B[1] = w   at = v, parent = B
+//   at w           S.next = nothing   B[0] no longer used B[1] = S   at = w, parent = B
+//
+// A node is freed when the walk leaves its last child: here B, then S.
 
-// Frees the parent when it has no child left.
-Ascent LeaveChild(PTrieReference parent) {
-  if (parent.kind == PTrieNode::String) {
-    const PTrieReference above = StringOf(parent)->next;
-    Memory_Delete(parent.pointer);
-    return {above, kPTrieNothing};
-  }
-  PTrieBranch& branch = *BranchOf(parent);
-  const PTrieReference above = branch.Children()[branch.visiting];
-  if (++branch.visiting == branch.count) {
-    Memory_Delete(&branch);
-    return {above, kPTrieNothing};
-  }
-  return {parent, std::exchange(branch.Children()[branch.visiting], above)};
-}
-
-// The first reference below a node; a branch's own value, which comes before its children, is discarded here.
-PTrieReference& EnterNode(const PTrie& trie, const PTrieReference& node) {
+// The reference of a node that the walk has turned around.
+PTrieReference& TurnedReference(const PTrieReference& node) {
   if (node.kind == PTrieNode::String) return StringOf(node)->next;
-  PTrieBranch& branch = *BranchOf(node);
-  branch.visiting = 0;
-  if (node.kind == PTrieNode::BranchWithValue) iPTrie_CallDeleter(trie, branch.value);
-  return branch.Children()[0];
+  return BranchOf(node)->Children()[BranchOf(node)->visiting];
 }
 
-// Frees everything below a reference, in the order of the keys. The way back up is kept in the references
-// that were followed down, so that neither a deep trie nor a lack of memory can stop it.
-void FreeNodes(const PTrie& trie, PTrieReference at) {
-  PTrieReference parent = kPTrieNothing;
-  while (at.kind != PTrieNode::Empty) {
-    while (at.kind != PTrieNode::Value) {
-      PTrieReference below = std::exchange(EnterNode(trie, at), parent);
-      parent = std::exchange(at, below);
-    }
-    iPTrie_CallDeleter(trie, at.pointer);
-    at = kPTrieNothing;
-    while (at.kind == PTrieNode::Empty && parent.kind != PTrieNode::Empty) {
-      const Ascent ascent = LeaveChild(parent);
-      parent = ascent.parent;
-      at = ascent.next;
-    }
+// The next reference to follow down from a node, or null after its last one.
+PTrieReference* NextReference(const PTrieReference& node) {
+  if (node.kind == PTrieNode::String) return nullptr;
+  PTrieBranch& branch = *BranchOf(node);
+  if (branch.visiting + 1 == branch.count) return nullptr;
+  return &branch.Children()[++branch.visiting];
+}
+
+// Goes down to the first value. A branch's own value comes before its children.
+void GoDown(const PTrie& trie, PTrieReference& at, PTrieReference& parent) {
+  while (at.kind != PTrieNode::Value) {
+    if (at.kind != PTrieNode::String) BranchOf(at)->visiting = 0;
+    if (at.kind == PTrieNode::BranchWithValue) iPTrie_CallDeleter(trie, BranchOf(at)->value);
+    const PTrieReference below = std::exchange(TurnedReference(at), parent);
+    parent = std::exchange(at, below);
   }
+}
+
+// Goes up to the first node that has another child, frees those that have none, and goes to that child. False
+// when all nodes are freed.
+bool GoUpToNextChild(PTrieReference& at, PTrieReference& parent) {
+  while (parent.kind != PTrieNode::Empty) {
+    const PTrieReference above = TurnedReference(parent);
+    if (PTrieReference* next = NextReference(parent); next != nullptr) {
+      at = std::exchange(*next, above);
+      return true;
+    }
+    Memory_Delete(parent.pointer);
+    parent = above;
+  }
+  return false;
+}
+
+// Frees everything below a reference and calls the deleter on all values, in the order of the keys.
+void FreeNodes(const PTrie& trie, PTrieReference at) {
+  if (at.kind == PTrieNode::Empty) return;
+  PTrieReference parent = kPTrieNothing;
+  do {
+    GoDown(trie, at, parent);
+    iPTrie_CallDeleter(trie, at.pointer);
+  } while (GoUpToNextChild(at, parent));
 }
 
 }  // namespace

@@ -1,5 +1,5 @@
 // Walking the keys of a prefix trie in order. The state holds no pointer into the trie, only the key
-// delivered last, and every call looks for the first key behind it: the trie may change between the calls,
+// delivered last, and every call looks for the first key after it: the trie may change between the calls,
 // and a call costs one walk down.
 #include <cstring>
 
@@ -11,7 +11,7 @@
 namespace {
 
 // A part of the trie whose first key is the one to deliver, and the bytes that lead there: the first `depth`
-// of a known key, then, below a branch, the byte of its reference.
+// of a known key, then, when the part is a branch's child, the byte of its reference.
 struct Start {
   const PTrieReference* at = nullptr;  // null: there is no such part
   uint32_t depth = 0;
@@ -51,39 +51,70 @@ bool IsBelow(uint8_t a, uint8_t b) {
   return static_cast<int8_t>(a) < static_cast<int8_t>(b);
 }
 
-// The part that holds the keys next behind a given key and shares at least `prefixLength` bytes with it:
-// where the key's own way ends or, failing that, the last turn to a greater child beside the way.
-Start FindBehind(const PTrieReference& root, PTrieKey key, uint32_t prefixLength) {
-  Start found;
-  const PTrieReference* at = &root;
-  uint32_t depth = 0;
-  while (true) {
-    if (at->kind == PTrieNode::String) {
-      PTrieString& string = *StringOf(*at);
-      const uint32_t shared = iPTrie_CountShared(string, key);
-      if (shared != string.length) {
-        const bool isBehind = shared == key.length || IsBelow(key.bytes[shared], string.Bytes()[shared]);
-        return isBehind && depth + shared >= prefixLength ? Start{at, depth, false} : found;
-      }
-      key.Skip(shared);
-      depth += shared;
-      at = &string.next;
-    } else if (IsBranch(*at)) {
-      PTrieBranch& branch = *BranchOf(*at);
-      const PTrieReference* children = branch.Children();
-      if (key.length == 0) return {children, depth, true};
-      uint32_t next = iPTrie_LowerBound(branch, *key.bytes);
-      const bool isOnWay = next != branch.count && children[next].byte == *key.bytes;
-      if (isOnWay) at = &children[next++];
-      if (next != branch.count && depth >= prefixLength) found = {&children[next], depth, true};
-      if (!isOnWay) return found;
-      key.Skip(1);
-      ++depth;
-    } else {
-      return found;
+// Looks for the keys that come next after a given one. In a trie of "car", "card", "care", "cat" and "dog",
+// after "card":
+//
+//   branch -+- c: "a", branch -+- r: branch, value of "car" -+- d: value of "card"   the walk follows the key
+//           |                  |                             +- e: value of "care"   third turn: the result
+//           |                  +- t: value of "cat"                                  second turn
+//           +- d: "og", value of "dog"                                               first turn
+//
+// At every branch the walk notes the turn to the next greater child. A deeper turn replaces one above it: its
+// keys come earlier. The walk ends where the key leaves the trie or ends in it:
+//   at a branch, the key is used up       its children extend the key, so the first one is the result
+//   in a string, the key ends or is less  the string is the result
+//   anywhere else                         the last turn that was noted
+// A part counts only when its keys share the first `prefixLength` bytes with the key.
+class SuccessorSearch {
+ public:
+  SuccessorSearch(const PTrieReference& root, const PTrieKey& key, uint32_t prefixLength)
+      : at_(&root), rest_(key), prefixLength_(prefixLength) {}
+
+  Start Run() {
+    bool isOnWay = true;
+    while (isOnWay) {
+      isOnWay = at_->kind == PTrieNode::String ? PassString() : IsBranch(*at_) && PassBranch();
     }
+    return found_;
   }
-}
+
+ private:
+  bool PassString() {
+    PTrieString& string = *StringOf(*at_);
+    const uint32_t shared = iPTrie_CountShared(string, rest_);
+    if (shared == string.length) return GoTo(&string.next, shared);
+    const bool isAfter = shared == rest_.length || IsBelow(rest_.bytes[shared], string.Bytes()[shared]);
+    if (isAfter && depth_ + shared >= prefixLength_) found_ = {at_, depth_, false};
+    return false;
+  }
+
+  bool PassBranch() {
+    PTrieBranch& branch = *BranchOf(*at_);
+    const PTrieReference* end = branch.Children() + branch.count;
+    if (rest_.length == 0) {
+      found_ = {branch.Children(), depth_, true};
+      return false;
+    }
+    const PTrieReference* child = branch.Children() + iPTrie_LowerBound(branch, *rest_.bytes);
+    const bool isOnWay = child != end && child->byte == *rest_.bytes;
+    const PTrieReference* turn = isOnWay ? child + 1 : child;
+    if (turn != end && depth_ >= prefixLength_) found_ = {turn, depth_, true};
+    return isOnWay && GoTo(child, 1);
+  }
+
+  bool GoTo(const PTrieReference* next, uint32_t passed) {
+    at_ = next;
+    rest_.Skip(passed);
+    depth_ += passed;
+    return true;
+  }
+
+  const PTrieReference* at_;
+  PTrieKey rest_;  // of the key, from here on
+  uint32_t prefixLength_;
+  uint32_t depth_ = 0;  // bytes of the key that lead here
+  Start found_;         // the last turn, or the result
+};
 
 // Follows the first children down to the first value and returns where it stands. `take` sees the bytes on
 // the way.
@@ -145,7 +176,7 @@ int32_t PTrie_Iterate(const PTrie* trie, const void* prefix, uint16_t prefixLeng
   } else if (state->keyLength >= prefixLength &&
              (prefixLength == 0 || memcmp(state->keyBuffer, prefix, prefixLength) == 0)) {
     known = iPTrie_MakeKey(state->keyBuffer, state->keyLength);
-    start = FindBehind(trie->root, known, prefixLength);
+    start = SuccessorSearch(trie->root, known, prefixLength).Run();
   }
   return start.at != nullptr ? Deliver(start, known, *state) : 0;
 }
