@@ -1,13 +1,13 @@
-// An open-addressing table. A slot whose value is 0 is empty. A key is looked for where its hash functions
-// point, in their order, then slot by slot behind the last of these places, up to the first empty slot; so
-// the way to a key never leads over an empty slot, and a removal has to move up those keys whose way led over
-// the slot it emptied.
+// An open-addressing table. A slot whose value is 0 is empty. The probe sequence of a key: the slots of its
+// hash functions, in their order, then the slots after the last of these, one by one. A search ends at the
+// first empty slot, so a probe sequence never has a hole before its key, and a removal moves the keys whose
+// probe sequence leads through the slot it emptied.
 #include "qz/hash.h"
 
 #include <algorithm>
 #include <iterator>
 
-#include "containers/hash_internal.h"
+#include "containers/hash_testing.h"
 #include "os/core/memory_internal.h"
 #include "qz/error.h"
 #include "qz/memory.h"
@@ -69,29 +69,29 @@ uint32_t NextSlot(const Hash& table, uint32_t slot) {
   return slot + 1 == table.bucketCount ? 0 : slot + 1;
 }
 
-// Where the way to a key begins in a table with at most one hash function.
+// The first slot of a key's probe sequence.
 uint32_t HomeSlot(const Hash& table, Word key) {
   if (table.functionCount != 0) return table.Functions()[0](key) % table.bucketCount;
   return static_cast<uint32_t>(key % table.bucketCount);
 }
 
-bool EndsWay(const Slot& slot, Word key) {
+bool EndsProbe(const Slot& slot, Word key) {
   return slot.value == 0 || slot.key == key;
 }
 
-// The slot that holds the key, or the empty slot that shows its absence and would take it, or, when neither
-// exists, the slot where the search began to go round: a full table holds another key there.
+// The slot that holds the key; or the empty slot that shows its absence and would take it; or, in a full
+// table without the key, the slot where linear probing began, which holds another key.
 uint32_t Probe(const Hash& table, Word key) {
   uint32_t slot = HomeSlot(table, key);
-  if (EndsWay(table.slots[slot], key)) return slot;
+  if (EndsProbe(table.slots[slot], key)) return slot;
   for (uint32_t i = 1; i < table.functionCount; ++i) {
     slot = table.Functions()[i](key) % table.bucketCount;
-    if (EndsWay(table.slots[slot], key)) return slot;
+    if (EndsProbe(table.slots[slot], key)) return slot;
   }
   const uint32_t begin = slot;
   do {
     slot = NextSlot(table, slot);
-  } while (slot != begin && !EndsWay(table.slots[slot], key));
+  } while (slot != begin && !EndsProbe(table.slots[slot], key));
   return slot;
 }
 
@@ -136,21 +136,21 @@ bool MayShrink(const Hash& table) {
   return table.sizeIndex > kDefaultIndex && NodeCount(table) < kPrimes[table.sizeIndex - 3];
 }
 
-// With at most one hash function the way to a key is one run of slots, so only the keys up to the next empty
-// slot can have led over the hole, and whether one did shows in its home slot.
+// With at most one hash function a probe sequence is one run of slots, so only the keys up to the next empty
+// slot can have the hole in theirs, and whether one has shows in its home slot.
 void CloseGapInCluster(Hash& table, uint32_t hole) {
   uint32_t slot = NextSlot(table, hole);
   for (; slot != hole && table.slots[slot].value != 0; slot = NextSlot(table, slot)) {
     const uint32_t home = HomeSlot(table, table.slots[slot].key);
-    const bool overHole = home <= slot ? home <= hole && hole < slot : home <= hole || hole < slot;
-    if (!overHole) continue;
+    const bool isHoleBefore = home <= slot ? home <= hole && hole < slot : home <= hole || hole < slot;
+    if (!isHoleBefore) continue;
     table.slots[hole] = table.slots[slot];
     table.slots[slot].value = 0;
     hole = slot;
   }
 }
 
-// With several hash functions a way jumps, so every key of the table may have led over the hole.
+// With several hash functions a probe sequence jumps, so that of every key in the table may have the hole.
 void CloseGapInTable(Hash& table, uint32_t hole) {
   for (uint32_t slot = NextSlot(table, hole); slot != hole; slot = NextSlot(table, slot)) {
     if (table.slots[slot].value == 0) continue;

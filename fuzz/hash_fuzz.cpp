@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "containers/hash_internal.h"
+#include "containers/hash_testing.h"
 #include "qz/hash.h"
 #include "tests/support/container_models.h"
 

@@ -63,8 +63,9 @@ void Operate(PTrie* trie, PTrieModel& model, uint8_t operation, const std::strin
     case 1:
     case 2: {
       const ErrorCode status = PTrie_InsertElement(trie, key.data(), length, value);
-      Require(present ? status == 3 : status == 0 || (failing && (status == 1 || status == -1)));
-      if (status == 0) model[key] = value;
+      const bool isOutOfMemory = status == Error_Memory || status == Error_Fail;
+      Require(present ? status == Error_Exists : status == Error_None || (failing && isOutOfMemory));
+      if (status == Error_None) model[key] = value;
       break;
     }
     case 3:

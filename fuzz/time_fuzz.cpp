@@ -5,7 +5,7 @@
 #include <string>
 
 #include "os/core/error_testing.h"
-#include "os/time/clock_internal.h"
+#include "os/time/clock_testing.h"
 #include "qz/error.h"
 #include "qz/time.h"
 

@@ -110,7 +110,7 @@ uint8_t* AddChunk(MemoryStream& record, uint32_t length) {
   return data;
 }
 
-// Writes into the rest of the chunk at hand and returns how much went there.
+// Fills the rest of the chunk being written and returns how many bytes went there.
 uint32_t WriteInChunk(MemoryStream& record, uint32_t count, const uint8_t* source) {
   if (record.writePointer == nullptr) return 0;
   const uint32_t written = std::min(count, record.freeInChunk);
@@ -122,8 +122,8 @@ uint32_t WriteInChunk(MemoryStream& record, uint32_t count, const uint8_t* sourc
   return written;
 }
 
-// Kept: without memory the result is 0 even when the bytes that fitted were taken; callers give the stream up
-// then.
+// Kept: when memory runs out the result is 0 even if the bytes that fitted were taken; callers discard the
+// stream then.
 uint32_t WriteChunks(Stream* stream, uint32_t count, const void* buffer) {
   if (buffer == nullptr) return 0;
   MemoryStream& record = *RecordOf(stream);

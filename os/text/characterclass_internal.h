@@ -46,7 +46,7 @@ inline bool iCharacter_EqualsWithoutCase(std::string_view a, std::string_view b)
   });
 }
 
-// 0 to 15; 0 as well for "a" to "f" and for a byte that is no hexadecimal digit.
+// 0 to 15; 0 as well for "a" to "f" and for a byte that is not a hexadecimal digit.
 inline uint8_t iCharacter_HexValue(uint8_t byte) {
   return kCharacterTables.hexValues[byte];
 }

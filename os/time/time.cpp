@@ -5,7 +5,7 @@
 #include <atomic>
 
 #include "os/platform/walltime.h"
-#include "os/time/clock_internal.h"
+#include "os/time/clock_testing.h"
 
 namespace {
 

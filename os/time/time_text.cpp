@@ -175,7 +175,8 @@ ErrorCode Time_FromString(const char* text, Time* time) {
   if (date.isPm && data.hour < 12) data.hour += 12;
   data.minute = *date.minute;
   data.second = date.second;
-  // Kept: a date that does not exist is reported and leaves no time, but it is no failure: listings go on.
+  // Kept: a date that does not exist is reported and leaves no time, but the status is success: listings
+  // continue.
   Time_DataToTime(&data, time);
   return Error_None;
 }

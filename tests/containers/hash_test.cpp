@@ -8,8 +8,9 @@
 #include <utility>
 #include <vector>
 
-#include "containers/hash_internal.h"
+#include "containers/hash_testing.h"
 #include "os/core/owned.h"
+#include "qz/error.h"
 #include "tests/support/container_models.h"
 #include "tests/support/fail_allocation.h"
 
@@ -48,7 +49,8 @@ OwnedHash NewHash(uint32_t sizeHint, std::vector<HashFunction> functions = {}) {
 
 // Keys first to last, each with the value 1000 + key.
 void InsertKeys(Hash* table, Word first, Word last) {
-  for (Word key = first; key <= last; ++key) ASSERT_EQ(Hash_InsertNode(table, key, 1000 + key), 0) << key;
+  for (Word key = first; key <= last; ++key)
+    ASSERT_EQ(Hash_InsertNode(table, key, 1000 + key), Error_None) << key;
 }
 
 Nodes NodesOf(const Hash* table) {
@@ -111,7 +113,7 @@ TEST(HashNew, CopiesTheFunctions) {
   HashFunction functions[] = {Zero, Identity};
   OwnedHash table(Hash_New(0, 2, functions, nullptr));
   functions[0] = functions[1] = nullptr;
-  EXPECT_EQ(Hash_InsertNode(table.get(), 3, 30), 0);
+  EXPECT_EQ(Hash_InsertNode(table.get(), 3, 30), Error_None);
   EXPECT_EQ(Hash_QueryNode(table.get(), 3), 30u);
 }
 
@@ -146,7 +148,7 @@ TEST(HashInsert, HoldsTwelveOfThirteen) {
 TEST(HashInsert, ReturnsExists_WhenKeyIsPresent) {
   OwnedHash table = NewHash(0);
   InsertKeys(table.get(), 1, 3);
-  EXPECT_EQ(Hash_InsertNode(table.get(), 2, 77), 3);
+  EXPECT_EQ(Hash_InsertNode(table.get(), 2, 77), Error_Exists);
   EXPECT_EQ(Hash_QueryNode(table.get(), 2), 1002u);
   EXPECT_EQ(Hash_CountNodes(table.get()), 3u);
   EXPECT_TRUE(Deleted().empty());
@@ -155,7 +157,7 @@ TEST(HashInsert, ReturnsExists_WhenKeyIsPresent) {
 TEST(HashInsert, GrowsEvenForAKeyThatIsPresent) {
   OwnedHash table = NewHash(0);
   InsertKeys(table.get(), 1, 7);
-  EXPECT_EQ(Hash_InsertNode(table.get(), 2, 77), 3);
+  EXPECT_EQ(Hash_InsertNode(table.get(), 2, 77), Error_Exists);
   EXPECT_EQ(iHash_CountBuckets(table.get()), 11u);
   EXPECT_EQ(Hash_CountNodes(table.get()), 7u);
   EXPECT_EQ(Hash_QueryNode(table.get(), 2), 1002u);
@@ -164,8 +166,8 @@ TEST(HashInsert, GrowsEvenForAKeyThatIsPresent) {
 TEST(HashInsert, ReturnsExceed_AtTheLargestSize) {
   OwnedHash table = NewHash(63901);
   InsertKeys(table.get(), 1, 60140);
-  EXPECT_EQ(Hash_InsertNode(table.get(), 60141, 1), 5);
-  EXPECT_EQ(Hash_InsertNode(table.get(), 17, 1), 5);
+  EXPECT_EQ(Hash_InsertNode(table.get(), 60141, 1), Error_Exceed);
+  EXPECT_EQ(Hash_InsertNode(table.get(), 17, 1), Error_Exceed);
   EXPECT_EQ(Hash_CountNodes(table.get()), 60140u);
   EXPECT_EQ(Hash_QueryNode(table.get(), 17), 1017u);
   EXPECT_EQ(Hash_QueryNode(table.get(), 60141), 0u);
@@ -174,7 +176,7 @@ TEST(HashInsert, ReturnsExceed_AtTheLargestSize) {
 TEST(HashInsert, RefusesTheValueZero) {
   OwnedHash table = NewHash(0);
   InsertKeys(table.get(), 1, 7);
-  EXPECT_EQ(Hash_InsertNode(table.get(), 8, 0), -4);
+  EXPECT_EQ(Hash_InsertNode(table.get(), 8, 0), Error_Invalid);
   EXPECT_EQ(iHash_CountBuckets(table.get()), 7u);
   EXPECT_EQ(Hash_CountNodes(table.get()), 7u);
 }
@@ -182,31 +184,31 @@ TEST(HashInsert, RefusesTheValueZero) {
 TEST(HashInsert, StoresTheKeyZero) {
   OwnedHash table = NewHash(0);
   EXPECT_EQ(Hash_QueryNode(table.get(), 0), 0u);
-  EXPECT_EQ(Hash_InsertNode(table.get(), 0, 5), 0);
+  EXPECT_EQ(Hash_InsertNode(table.get(), 0, 5), Error_None);
   EXPECT_EQ(Hash_QueryNode(table.get(), 0), 5u);
 }
 
 TEST(HashInsert, KeepsKeysApartThatDifferInAnyBit) {
   OwnedHash table = NewHash(0, {Identity});
   const Word high = Word{1} << (sizeof(Word) * 8 - 1);
-  EXPECT_EQ(Hash_InsertNode(table.get(), 5, 50), 0);
-  EXPECT_EQ(Hash_InsertNode(table.get(), high + 5, 51), 0);
+  EXPECT_EQ(Hash_InsertNode(table.get(), 5, 50), Error_None);
+  EXPECT_EQ(Hash_InsertNode(table.get(), high + 5, 51), Error_None);
   EXPECT_EQ(Hash_QueryNode(table.get(), 5), 50u);
   EXPECT_EQ(Hash_QueryNode(table.get(), high + 5), 51u);
 }
 
 TEST(HashProbe, StepsForwardAndWrapsWithoutFunctions) {
   OwnedHash table = NewHash(0);
-  for (Word key : {6, 13, 20, 2}) EXPECT_EQ(Hash_InsertNode(table.get(), key, key), 0);
+  for (Word key : {6, 13, 20, 2}) EXPECT_EQ(Hash_InsertNode(table.get(), key, key), Error_None);
   EXPECT_EQ(NodesOf(table.get()), (Nodes{{13, 13}, {20, 20}, {2, 2}, {6, 6}}));
 }
 
 TEST(HashProbe, TriesEveryFunctionAndThenTheSlotsBehindTheLast) {
   OwnedHash table = NewHash(0, {Zero, Identity});
-  for (Word key : {14, 3, 10, 4}) EXPECT_EQ(Hash_InsertNode(table.get(), key, key), 0);
-  // 14 in slot 0; 3 in slot 3 by the second function; 10 too wants 3 and goes on to 4; 4 to 5.
+  for (Word key : {14, 3, 10, 4}) EXPECT_EQ(Hash_InsertNode(table.get(), key, key), Error_None);
+  // 14 in slot 0; 3 in slot 3 by the second function; 10 has slot 3 too and moves on to 4; 4 to 5.
   EXPECT_EQ(NodesOf(table.get()), (Nodes{{14, 14}, {3, 3}, {10, 10}, {4, 4}}));
-  EXPECT_EQ(Hash_InsertNode(table.get(), 2, 2), 0);
+  EXPECT_EQ(Hash_InsertNode(table.get(), 2, 2), Error_None);
   EXPECT_EQ(NodesOf(table.get()), (Nodes{{14, 14}, {2, 2}, {3, 3}, {10, 10}, {4, 4}}));
 }
 
@@ -224,7 +226,7 @@ TEST(HashQuery, FindsNoAbsentKeyInAFullTable) {
 TEST(HashProbe, TakesKeysAsUnsigned) {
   OwnedHash table = NewHash(0);
   const Word high = 0xFFFFFFFFu;  // 7 goes into it 613566756 times and leaves 3
-  for (Word key : {high, Word{3}, Word{1}}) EXPECT_EQ(Hash_InsertNode(table.get(), key, key), 0);
+  for (Word key : {high, Word{3}, Word{1}}) EXPECT_EQ(Hash_InsertNode(table.get(), key, key), Error_None);
   EXPECT_EQ(NodesOf(table.get()), (Nodes{{1, 1}, {high, high}, {3, 3}}));
 }
 
@@ -235,7 +237,7 @@ TEST(Hash, WorksWithOneSlot) {
     EXPECT_EQ(Hash_QueryNode(table.get(), 5), 0u);
     InsertKeys(table.get(), 5, 5);
     EXPECT_EQ(Hash_QueryNode(table.get(), 6), 0u);
-    EXPECT_EQ(Hash_ReplaceNode(table.get(), 6, 1), -3);
+    EXPECT_EQ(Hash_ReplaceNode(table.get(), 6, 1), Error_NotFound);
     EXPECT_EQ(Hash_RemoveNode(table.get(), 6), 0u);
     EXPECT_EQ(Hash_RemoveNode(table.get(), 5), 1005u);
     EXPECT_EQ(Hash_CountNodes(table.get()), 0u);
@@ -248,23 +250,23 @@ TEST(Hash, WorksWithOneSlot) {
 TEST(HashReplace, DeletesTheOldValueEvenWhenItIsTheSame) {
   OwnedHash table = NewHash(0);
   InsertKeys(table.get(), 1, 1);
-  EXPECT_EQ(Hash_ReplaceNode(table.get(), 1, 55), 0);
-  EXPECT_EQ(Hash_ReplaceNode(table.get(), 1, 55), 0);
+  EXPECT_EQ(Hash_ReplaceNode(table.get(), 1, 55), Error_None);
+  EXPECT_EQ(Hash_ReplaceNode(table.get(), 1, 55), Error_None);
   EXPECT_EQ(Deleted(), (std::vector<Word>{1001, 55}));
   EXPECT_EQ(Hash_QueryNode(table.get(), 1), 55u);
 }
 
 TEST(HashReplace, ReturnsNotFound_WhenKeyIsAbsent) {
   OwnedHash table = NewHash(0);
-  EXPECT_EQ(Hash_ReplaceNode(table.get(), 1, 55), -3);
+  EXPECT_EQ(Hash_ReplaceNode(table.get(), 1, 55), Error_NotFound);
   EXPECT_EQ(Hash_CountNodes(table.get()), 0u);
 }
 
 TEST(HashReplace, RefusesTheValueZero) {
   OwnedHash table = NewHash(0);
   InsertKeys(table.get(), 1, 1);
-  EXPECT_EQ(Hash_ReplaceNode(table.get(), 1, 0), -4);
-  EXPECT_EQ(Hash_ReplaceNode(table.get(), 2, 0), -4);
+  EXPECT_EQ(Hash_ReplaceNode(table.get(), 1, 0), Error_Invalid);
+  EXPECT_EQ(Hash_ReplaceNode(table.get(), 2, 0), Error_Invalid);
   EXPECT_EQ(Hash_QueryNode(table.get(), 1), 1001u);
   EXPECT_TRUE(Deleted().empty());
 }
@@ -310,7 +312,7 @@ TEST(HashRemove, LooksThroughTheWholeTable_WithSeveralFunctions) {
   Hash_InsertNode(table.get(), 3, 30);  // slot 3, behind the empty slots 1 and 2
   EXPECT_EQ(Hash_RemoveNode(table.get(), 14), 140u);
   EXPECT_EQ(Hash_QueryNode(table.get(), 3), 30u);
-  EXPECT_EQ(Hash_InsertNode(table.get(), 3, 31), 3);
+  EXPECT_EQ(Hash_InsertNode(table.get(), 3, 31), Error_Exists);
   // 3 is in slot 0 now, so 10 finds slot 3 free.
   Hash_InsertNode(table.get(), 10, 100);
   EXPECT_EQ(NodesOf(table.get()), (Nodes{{3, 30}, {10, 100}}));
@@ -348,9 +350,9 @@ TEST(HashRemove, NeverShrinksBelowSevenSlots) {
 TEST(HashDeleteNode, CallsTheDeleter) {
   OwnedHash table = NewHash(0);
   InsertKeys(table.get(), 1, 2);
-  EXPECT_EQ(Hash_DeleteNode(table.get(), 2), 0);
+  EXPECT_EQ(Hash_DeleteNode(table.get(), 2), Error_None);
   EXPECT_EQ(Deleted(), (std::vector<Word>{1002}));
-  EXPECT_EQ(Hash_DeleteNode(table.get(), 2), -3);
+  EXPECT_EQ(Hash_DeleteNode(table.get(), 2), Error_NotFound);
   EXPECT_EQ(Deleted().size(), 1u);
 }
 
@@ -358,16 +360,16 @@ TEST(HashDelete, CallsTheDeleterInSlotOrder) {
   OwnedHash table = NewHash(0);
   for (Word key : {5, 3, 1, 8, 7, 6}) Hash_InsertNode(table.get(), key, key * 10);
   table.reset();
-  // 7 stands in the first of the seven slots and 6 in the last; 8 wants slot 1, which is taken, and stands
-  // in 2.
+  // 7 stands in the first of the seven slots and 6 in the last; 8 belongs in slot 1, which is taken, and
+  // stands in 2.
   EXPECT_EQ(Deleted(), (std::vector<Word>{70, 10, 80, 30, 50, 60}));
 }
 
 TEST(Hash, NeedsNoDeleter) {
   OwnedHash table(Hash_New(0, 0, nullptr, nullptr));
   InsertKeys(table.get(), 1, 3);
-  EXPECT_EQ(Hash_ReplaceNode(table.get(), 1, 5), 0);
-  EXPECT_EQ(Hash_DeleteNode(table.get(), 1), 0);
+  EXPECT_EQ(Hash_ReplaceNode(table.get(), 1, 5), Error_None);
+  EXPECT_EQ(Hash_DeleteNode(table.get(), 1), Error_None);
   EXPECT_EQ(Hash_CountNodes(table.get()), 2u);
 }
 
@@ -386,11 +388,11 @@ TEST(HashForEach, StopsAtANonZeroResult) {
 }
 
 TEST(Hash, RefusesNullPointers) {
-  EXPECT_EQ(Hash_InsertNode(nullptr, 1, 1), -4);
-  EXPECT_EQ(Hash_ReplaceNode(nullptr, 1, 1), -4);
+  EXPECT_EQ(Hash_InsertNode(nullptr, 1, 1), Error_Invalid);
+  EXPECT_EQ(Hash_ReplaceNode(nullptr, 1, 1), Error_Invalid);
   EXPECT_EQ(Hash_QueryNode(nullptr, 1), 0u);
   EXPECT_EQ(Hash_RemoveNode(nullptr, 1), 0u);
-  EXPECT_EQ(Hash_DeleteNode(nullptr, 1), -4);
+  EXPECT_EQ(Hash_DeleteNode(nullptr, 1), Error_Invalid);
   EXPECT_EQ(Hash_CountNodes(nullptr), 0u);
   Hash_Delete(nullptr);
   OwnedHash table = NewHash(0);

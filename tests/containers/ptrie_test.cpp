@@ -14,6 +14,7 @@
 #include "os/core/owned.h"
 #include "os/platform/clock.h"
 #include "os/platform/thread.h"
+#include "qz/error.h"
 #include "qz/memory.h"
 #include "tests/support/container_models.h"
 #include "tests/support/fail_allocation.h"
@@ -68,7 +69,7 @@ OwnedTrie NewTrie(const Keys& keys) {
   Deleted().clear();
   OwnedTrie trie(PTrie_New(RecordDeleted));
   uintptr_t number = 0;
-  for (const std::string& key : keys) EXPECT_EQ(Insert(trie.get(), key, Number(++number)), 0) << key;
+  for (const std::string& key : keys) EXPECT_EQ(Insert(trie.get(), key, Number(++number)), Error_None) << key;
   return trie;
 }
 
@@ -137,12 +138,12 @@ TEST(PTrie, ReadsNoFurtherThanTheKeysLength) {
     Memory_Copy("abcde", key.get(), length);
     void* value = nullptr;
     EXPECT_EQ(PTrie_FindElement(trie.get(), key.get(), length, nullptr), 0);
-    EXPECT_EQ(PTrie_ReplaceElement(trie.get(), key.get(), length, Number(9)), -3);
+    EXPECT_EQ(PTrie_ReplaceElement(trie.get(), key.get(), length, Number(9)), Error_NotFound);
     EXPECT_EQ(PTrie_DeleteElement(trie.get(), key.get(), length), 0);
     Iteration iteration(6);
     EXPECT_EQ(PTrie_Iterate(trie.get(), key.get(), length, &iteration.state), 1);
     EXPECT_EQ(iteration.Key(), "abcdef");
-    EXPECT_EQ(PTrie_InsertElement(trie.get(), key.get(), length, Number(3)), 0);
+    EXPECT_EQ(PTrie_InsertElement(trie.get(), key.get(), length, Number(3)), Error_None);
     EXPECT_EQ(PTrie_FindElement(trie.get(), key.get(), length, &value), 1);
     EXPECT_EQ(value, Number(3));
   }
@@ -165,8 +166,8 @@ TEST(PTrieInsert, MakesTheRootTheValueOfTheEmptyKey) {
   OwnedTrie trie = NewTrie({""});
   EXPECT_EQ(trie->root.kind, 3);
   EXPECT_EQ(At(trie.get(), ""), Number(1));
-  EXPECT_EQ(Insert(trie.get(), "", Number(2)), 3);
-  EXPECT_EQ(Insert(trie.get(), "a", Number(2)), 0);
+  EXPECT_EQ(Insert(trie.get(), "", Number(2)), Error_Exists);
+  EXPECT_EQ(Insert(trie.get(), "a", Number(2)), Error_None);
   EXPECT_EQ(trie->root.kind, 1);
   EXPECT_EQ(At(trie.get(), ""), Number(1));
   EXPECT_EQ(At(trie.get(), "a"), Number(2));
@@ -203,7 +204,7 @@ TEST(PTrieInsert, MakesABranchOfOneChild_WhenTheKeyEndsInsideAString) {
 TEST(PTrieInsert, GivesABranchTheValueOfAKeyThatEndsThere) {
   OwnedTrie trie = NewTrie({"a", "b"});
   ASSERT_EQ(trie->root.kind, 0);
-  EXPECT_EQ(Insert(trie.get(), "", Number(3)), 0);
+  EXPECT_EQ(Insert(trie.get(), "", Number(3)), Error_None);
   EXPECT_EQ(trie->root.kind, 1);
   EXPECT_EQ(At(trie.get(), ""), Number(3));
 }
@@ -212,7 +213,7 @@ TEST(PTrieInsert, ReturnsExistsAndKeepsTheValue_WhenKeyIsPresent) {
   const Keys keys = {"", "a", "ab", "abc", "abcdef", "x", "xyz"};
   OwnedTrie trie = NewTrie(keys);
   for (size_t i = 0; i < keys.size(); ++i) {
-    EXPECT_EQ(Insert(trie.get(), keys[i], Number(99)), 3) << keys[i];
+    EXPECT_EQ(Insert(trie.get(), keys[i], Number(99)), Error_Exists) << keys[i];
     EXPECT_EQ(At(trie.get(), keys[i]), Number(i + 1)) << keys[i];
   }
   EXPECT_TRUE(Deleted().empty());
@@ -222,7 +223,7 @@ TEST(PTrieInsert, KeepsABranchOfAllBytesSorted) {
   OwnedTrie trie = NewTrie({});
   for (int i = 0; i < 256; ++i) {
     const int byte = i * 91 % 256;
-    ASSERT_EQ(Insert(trie.get(), std::string(1, static_cast<char>(byte)), Number(1000 + byte)), 0);
+    ASSERT_EQ(Insert(trie.get(), std::string(1, static_cast<char>(byte)), Number(1000 + byte)), Error_None);
   }
   ASSERT_EQ(trie->root.kind, 0);
   ASSERT_EQ(BranchOf(trie->root)->count, 256);
@@ -238,8 +239,8 @@ TEST(PTrieInsert, KeepsABranchOfAllBytesSorted) {
 TEST(PTrieInsert, StoresNullValues) {
   OwnedTrie trie = NewTrie({});
   for (const char* key : {"a", "ab", ""}) {
-    EXPECT_EQ(Insert(trie.get(), key, nullptr), 0);
-    EXPECT_EQ(Insert(trie.get(), key, Number(1)), 3);
+    EXPECT_EQ(Insert(trie.get(), key, nullptr), Error_None);
+    EXPECT_EQ(Insert(trie.get(), key, Number(1)), Error_Exists);
     EXPECT_EQ(At(trie.get(), key), nullptr);
   }
   EXPECT_EQ(KeysOf(trie.get()), (Keys{"", "a", "ab"}));
@@ -252,24 +253,24 @@ TEST(PTrieInsert, StoresTheLongestKey) {
   EXPECT_FALSE(Has(trie.get(), longest.substr(1)));
   std::string other = longest;
   other.back() = 'x';
-  EXPECT_EQ(Insert(trie.get(), other, Number(2)), 0);
+  EXPECT_EQ(Insert(trie.get(), other, Number(2)), Error_None);
   EXPECT_EQ(At(trie.get(), other), Number(2));
 }
 
 TEST(PTrieReplace, DeletesTheOldValue) {
   OwnedTrie trie = NewTrie({"ab", "abc"});
-  EXPECT_EQ(Replace(trie.get(), "ab", Number(7)), 0);
-  EXPECT_EQ(Replace(trie.get(), "abc", Number(8)), 0);
-  EXPECT_EQ(Replace(trie.get(), "abc", Number(8)), 0);
+  EXPECT_EQ(Replace(trie.get(), "ab", Number(7)), Error_None);
+  EXPECT_EQ(Replace(trie.get(), "abc", Number(8)), Error_None);
+  EXPECT_EQ(Replace(trie.get(), "abc", Number(8)), Error_None);
   EXPECT_EQ(Deleted(), (std::vector<void*>{Number(1), Number(2), Number(8)}));
   EXPECT_EQ(At(trie.get(), "ab"), Number(7));
 }
 
 TEST(PTrieReplace, ReturnsNotFound_WhenKeyIsAbsent) {
   OwnedTrie trie = NewTrie({});
-  EXPECT_EQ(Replace(trie.get(), "a", Number(1)), -3);
+  EXPECT_EQ(Replace(trie.get(), "a", Number(1)), Error_NotFound);
   Insert(trie.get(), "ab", Number(1));
-  EXPECT_EQ(Replace(trie.get(), "a", Number(2)), -3);
+  EXPECT_EQ(Replace(trie.get(), "a", Number(2)), Error_NotFound);
   EXPECT_FALSE(Has(trie.get(), "a"));
 }
 
@@ -280,8 +281,8 @@ TEST(PTrieReplace, StoresTheNewValueBeforeTheDeleterRuns) {
   trie = PTrie_New([](void*) {
     if (Has(trie, "ab")) found.push_back(At(trie, "ab"));
   });
-  EXPECT_EQ(Insert(trie, "ab", Number(1)), 0);
-  EXPECT_EQ(Replace(trie, "ab", Number(2)), 0);
+  EXPECT_EQ(Insert(trie, "ab", Number(1)), Error_None);
+  EXPECT_EQ(Replace(trie, "ab", Number(2)), Error_None);
   EXPECT_EQ(found, (std::vector<void*>{Number(2)}));
   PTrie_Delete(trie);
 }
@@ -310,7 +311,7 @@ TEST(PTrieDelete, LeavesTheTrieEmpty_WhenTheLastKeyGoes) {
     for (const std::string& key : keys) EXPECT_EQ(Delete(trie.get(), key), 1);
     EXPECT_EQ(trie->root.kind, 5);
     EXPECT_EQ(iMemory_CountLive(), before + 1);
-    EXPECT_EQ(Insert(trie.get(), "again", Number(1)), 0);
+    EXPECT_EQ(Insert(trie.get(), "again", Number(1)), Error_None);
   }
 }
 
@@ -335,19 +336,19 @@ TEST(PTrieDelete, MarksTheKeyGoneBeforeTheDeleterRuns) {
   static std::vector<int32_t> found;
   found.clear();
   trie = PTrie_New([](void*) { found.push_back(PTrie_FindElement(trie, "ab", 2, nullptr)); });
-  for (const char* key : {"ab", "abc", "x"}) ASSERT_EQ(Insert(trie, key, Number(1)), 0);
+  for (const char* key : {"ab", "abc", "x"}) ASSERT_EQ(Insert(trie, key, Number(1)), Error_None);
   EXPECT_EQ(Delete(trie, "ab"), 1);
-  EXPECT_EQ(Insert(trie, "ab", Number(1)), 0);
+  EXPECT_EQ(Insert(trie, "ab", Number(1)), Error_None);
   PTrie_Delete(trie);
   EXPECT_EQ(found, (std::vector<int32_t>{0, 0, 0, 0}));
 }
 
 TEST(PTrieDelete, CallsTheDeleterOnNullValuesToo) {
   OwnedTrie trie = NewTrie({});
-  for (const char* key : {"a", "ab", "abc", "x"}) EXPECT_EQ(Insert(trie.get(), key, nullptr), 0);
+  for (const char* key : {"a", "ab", "abc", "x"}) EXPECT_EQ(Insert(trie.get(), key, nullptr), Error_None);
   EXPECT_EQ(Delete(trie.get(), "x"), 1);
   EXPECT_EQ(Deleted().size(), 1u);
-  EXPECT_EQ(Replace(trie.get(), "ab", Number(5)), 0);
+  EXPECT_EQ(Replace(trie.get(), "ab", Number(5)), Error_None);
   EXPECT_EQ(Deleted().size(), 2u);
   PTrie_Empty(trie.get());
   EXPECT_EQ(Deleted(), (std::vector<void*>{nullptr, nullptr, nullptr, Number(5), nullptr}));
@@ -361,7 +362,7 @@ TEST(PTrieEmpty, DeletesAllValuesInTheOrderOfTheKeys) {
                                            Number(7), Number(1)}));
   EXPECT_EQ(trie->root.kind, 5);
   EXPECT_LT(iMemory_CountLive(), before);
-  EXPECT_EQ(Insert(trie.get(), "b", Number(1)), 0);
+  EXPECT_EQ(Insert(trie.get(), "b", Number(1)), Error_None);
 }
 
 TEST(PTrieEmpty, ShowsTheDeleterAnEmptyTrie) {
@@ -369,7 +370,7 @@ TEST(PTrieEmpty, ShowsTheDeleterAnEmptyTrie) {
   static std::vector<int32_t> kinds;
   kinds.clear();
   trie = PTrie_New([](void*) { kinds.push_back(trie->root.kind); });
-  for (const char* key : {"b", "ab", "", "abc"}) ASSERT_EQ(Insert(trie, key, Number(1)), 0);
+  for (const char* key : {"b", "ab", "", "abc"}) ASSERT_EQ(Insert(trie, key, Number(1)), Error_None);
   PTrie_Empty(trie);
   EXPECT_EQ(kinds, (std::vector<int32_t>{5, 5, 5, 5}));
   PTrie_Delete(trie);
@@ -487,7 +488,7 @@ TEST(PTrieIterate, ComparesSignedBytes_WhenTheLastKeyIsGone) {
   EXPECT_EQ(iteration.Next(trie.get()), 1);
   EXPECT_EQ(iteration.Key(), "b\x41");
   // ... and the other way round it does not.
-  EXPECT_EQ(Insert(trie.get(), "b\xC1y", Number(3)), 0);
+  EXPECT_EQ(Insert(trie.get(), "b\xC1y", Number(3)), Error_None);
   EXPECT_EQ(Delete(trie.get(), "b\x41"), 1);
   EXPECT_EQ(iteration.Next(trie.get()), 0);
 }
@@ -533,14 +534,14 @@ TEST(PTrieIterate, RefusesAStateThatCannotBe) {
   OwnedTrie trie = NewTrie({"a"});
   PTrieState state{};
   state.keyBufferSize = 4;
-  EXPECT_EQ(PTrie_Iterate(trie.get(), nullptr, 0, &state), -4);
-  EXPECT_EQ(PTrie_Iterate(trie.get(), nullptr, 0, nullptr), -4);
-  EXPECT_EQ(PTrie_Iterate(trie.get(), nullptr, 1, &state), -4);
-  EXPECT_EQ(PTrie_Iterate(nullptr, nullptr, 0, &state), -4);
+  EXPECT_EQ(PTrie_Iterate(trie.get(), nullptr, 0, &state), Error_Invalid);
+  EXPECT_EQ(PTrie_Iterate(trie.get(), nullptr, 0, nullptr), Error_Invalid);
+  EXPECT_EQ(PTrie_Iterate(trie.get(), nullptr, 1, &state), Error_Invalid);
+  EXPECT_EQ(PTrie_Iterate(nullptr, nullptr, 0, &state), Error_Invalid);
   Iteration iteration(4);
   iteration.state.started = 1;
   iteration.state.keyLength = 5;
-  EXPECT_EQ(iteration.Next(trie.get()), -4);
+  EXPECT_EQ(iteration.Next(trie.get()), Error_Invalid);
 }
 
 TEST(PTrie, RefusesNullPointers) {
@@ -549,11 +550,11 @@ TEST(PTrie, RefusesNullPointers) {
   EXPECT_EQ(PTrie_FindElement(nullptr, "a", 1, &value), 0);
   EXPECT_EQ(value, nullptr);
   EXPECT_EQ(PTrie_FindElement(trie.get(), nullptr, 1, nullptr), 0);
-  EXPECT_EQ(PTrie_InsertElement(nullptr, "a", 1, nullptr), -4);
-  EXPECT_EQ(PTrie_InsertElement(trie.get(), nullptr, 1, nullptr), -4);
-  EXPECT_EQ(PTrie_ReplaceElement(nullptr, "a", 1, nullptr), -4);
+  EXPECT_EQ(PTrie_InsertElement(nullptr, "a", 1, nullptr), Error_Invalid);
+  EXPECT_EQ(PTrie_InsertElement(trie.get(), nullptr, 1, nullptr), Error_Invalid);
+  EXPECT_EQ(PTrie_ReplaceElement(nullptr, "a", 1, nullptr), Error_Invalid);
   EXPECT_EQ(PTrie_DeleteElement(nullptr, "a", 1), 0);
-  EXPECT_EQ(PTrie_InsertElement(trie.get(), nullptr, 0, Number(2)), 0);
+  EXPECT_EQ(PTrie_InsertElement(trie.get(), nullptr, 0, Number(2)), Error_None);
   EXPECT_EQ(PTrie_FindElement(trie.get(), nullptr, 0, nullptr), 1);
   EXPECT_EQ(PTrie_DeleteElement(trie.get(), nullptr, 0), 1);
   PTrie_Empty(nullptr);
@@ -564,7 +565,7 @@ TEST(PTrie, NeedsNoDeleter) {
   OwnedTrie trie(PTrie_New(nullptr));
   Insert(trie.get(), "a", Number(1));
   Insert(trie.get(), "ab", Number(2));
-  EXPECT_EQ(Replace(trie.get(), "a", Number(3)), 0);
+  EXPECT_EQ(Replace(trie.get(), "a", Number(3)), Error_None);
   EXPECT_EQ(Delete(trie.get(), "a"), 1);
 }
 
@@ -593,14 +594,14 @@ TEST(PTrieMemory, LeavesTheTrieUnchanged_WhenAnInsertFails) {
   EXPECT_EQ(InsertFailing({"a"}, "abc", 2), 1);
   EXPECT_EQ(InsertFailing({"a"}, "abc", 3), 0);
   // A branch without the byte: the tail is the node inside the branch, then the branch must grow.
-  EXPECT_EQ(InsertFailing({"a", "b"}, "cde", 1), -1);
+  EXPECT_EQ(InsertFailing({"a", "b"}, "cde", 1), Error_Fail);
   EXPECT_EQ(InsertFailing({"a", "b"}, "cde", 2), 1);
   EXPECT_EQ(InsertFailing({"a", "b"}, "cde", 3), 0);
   // A string in the way: the branch, the shared bytes, the old rest, the tail.
   EXPECT_EQ(InsertFailing({"abcdef"}, "abcxyz", 1), 1);
   EXPECT_EQ(InsertFailing({"abcdef"}, "abcxyz", 2), 1);
   EXPECT_EQ(InsertFailing({"abcdef"}, "abcxyz", 3), 1);
-  EXPECT_EQ(InsertFailing({"abcdef"}, "abcxyz", 4), -1);
+  EXPECT_EQ(InsertFailing({"abcdef"}, "abcxyz", 4), Error_Fail);
   EXPECT_EQ(InsertFailing({"abcdef"}, "abcxyz", 5), 0);
   // The key ends in the string.
   EXPECT_EQ(InsertFailing({"abcdef"}, "abc", 1), 1);
@@ -619,7 +620,7 @@ TEST(PTrieMemory, DeletesEvenWithoutMemory) {
     };
     deleteWithoutMemory(first);
     for (const std::string& key : keys) EXPECT_EQ(Has(trie.get(), key), key != first) << key;
-    EXPECT_EQ(Insert(trie.get(), first, Number(9)), 0);
+    EXPECT_EQ(Insert(trie.get(), first, Number(9)), Error_None);
     Keys sorted = {"", "ab", "abc", "abcdef", "abcxy", "abcxyz", "q"};
     EXPECT_EQ(KeysOf(trie.get()), sorted);
     for (const std::string& key : keys) deleteWithoutMemory(key);
@@ -702,7 +703,7 @@ TEST(PTrieDepth, IsBuiltAndTakenDownByTheInterface) {
   OwnedTrie trie = NewTrie({});
   const std::string longest(2000, 'a');
   for (size_t length = 0; length <= 2000; ++length) {
-    ASSERT_EQ(Insert(trie.get(), longest.substr(length), Number(length)), 0);
+    ASSERT_EQ(Insert(trie.get(), longest.substr(length), Number(length)), Error_None);
   }
   const Keys keys = KeysOf(trie.get(), std::string(990, 'a'));
   ASSERT_EQ(keys.size(), 11u);

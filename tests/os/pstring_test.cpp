@@ -29,7 +29,7 @@ TEST(PStringDuplicate, CopiesLengthAndBytes) {
   EXPECT_EQ(memcmp(copy, "\3abc", 4), 0);
   Memory_Delete(copy);
   EXPECT_EQ(PString_Duplicate(nullptr), nullptr);
-  // The first byte is no length.
+  // The first byte is not a length.
   copy = PString_Duplicate(Pascal("\1bc").data());
   ASSERT_NE(copy, nullptr);
   EXPECT_EQ(memcmp(copy, "\3\1bc", 4), 0);

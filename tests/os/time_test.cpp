@@ -6,8 +6,9 @@
 #include <ctime>
 
 #include "os/platform/clock.h"
-#include "os/time/clock_internal.h"
+#include "os/time/clock_testing.h"
 #include "os/time/time_internal.h"
+#include "qz/error.h"
 #include "tests/support/error_capture.h"
 #include "tests/support/time_zone.h"
 
@@ -94,10 +95,10 @@ TEST(TimeTimeToData, GivesAnEmptyRecordForNoTime) {
 TEST(TimeDataToTime, GivesTheMomentAndIgnoresTheWeekday) {
   const TimeData data = {1996, 2, 6, 29, 12, 34, 56, 789};
   Time time = {};
-  EXPECT_EQ(Time_DataToTime(&data, &time), 0);
+  EXPECT_EQ(Time_DataToTime(&data, &time), Error_None);
   ExpectTime(time, 825597296, 789);
   const TimeData impossibleWeekday = {1970, 1, 77, 1, 0, 0, 0, 0};
-  EXPECT_EQ(Time_DataToTime(&impossibleWeekday, &time), 0);
+  EXPECT_EQ(Time_DataToTime(&impossibleWeekday, &time), Error_None);
   ExpectTime(time, 0, 0);
 }
 
@@ -105,10 +106,10 @@ TEST(TimeDataToTime, ReadsTheFieldsAsLocalTime) {
   TimeZone zone("EST5EDT");
   Time time = {};
   const TimeData winter = {2001, 1, 0, 15, 7, 0, 0, 0};
-  EXPECT_EQ(Time_DataToTime(&winter, &time), 0);
+  EXPECT_EQ(Time_DataToTime(&winter, &time), Error_None);
   ExpectTime(time, 979560000, 0);  // 12:00 UTC
   const TimeData summer = {2001, 7, 0, 15, 8, 0, 0, 0};
-  EXPECT_EQ(Time_DataToTime(&summer, &time), 0);
+  EXPECT_EQ(Time_DataToTime(&summer, &time), Error_None);
   ExpectTime(time, 995198400, 0);  // 12:00 UTC
   TimeData back = {};
   Time_TimeToData(&time, &back);
@@ -141,7 +142,7 @@ TEST(TimeDataToTime, ReportsValuesThatNoCalendarHas) {
   for (const TimeData& data : rows) {
     ErrorCapture capture;
     Time time = {7, 7};
-    EXPECT_EQ(Time_DataToTime(&data, &time), -1);
+    EXPECT_EQ(Time_DataToTime(&data, &time), Error_Fail);
     ExpectTime(time, 0, 0);
     ASSERT_EQ(capture.Lines().size(), 1u) << data.year;
     EXPECT_EQ(capture.Lines()[0], "#### Error: FileTimeToSystemTime failed!\n");
@@ -151,19 +152,19 @@ TEST(TimeDataToTime, ReportsValuesThatNoCalendarHas) {
 TEST(TimeDataToTime, AcceptsTheEndsOfTheRange) {
   Time time = {};
   const TimeData last = {2106, 2, 0, 7, 6, 28, 15, 999};
-  EXPECT_EQ(Time_DataToTime(&last, &time), 0);
+  EXPECT_EQ(Time_DataToTime(&last, &time), Error_None);
   ExpectTime(time, 4294967295, 999);
   const TimeData leap = {2000, 2, 0, 29, 23, 59, 59, 0};
-  EXPECT_EQ(Time_DataToTime(&leap, &time), 0);
+  EXPECT_EQ(Time_DataToTime(&leap, &time), Error_None);
   ExpectTime(time, 951868799, 0);
 }
 
 TEST(TimeDataToTime, RefusesNullPointers) {
   Time time = {7, 7};
   const TimeData data = {};
-  EXPECT_EQ(Time_DataToTime(nullptr, &time), -4);
+  EXPECT_EQ(Time_DataToTime(nullptr, &time), Error_Invalid);
   ExpectTime(time, 0, 0);
-  EXPECT_EQ(Time_DataToTime(&data, nullptr), -4);
+  EXPECT_EQ(Time_DataToTime(&data, nullptr), Error_Invalid);
 }
 
 TEST(TimeCompare, ComparesSecondsThenMilliseconds) {
@@ -195,6 +196,13 @@ TEST(TimeDiff, IsPositiveWhenTheSecondIsLater) {
   EXPECT_DOUBLE_EQ(Time_DiffMilliseconds(&b, &a), -1200.0);
   EXPECT_DOUBLE_EQ(Time_DiffSeconds(&a, &b), 1.2);
   EXPECT_DOUBLE_EQ(Time_DiffSeconds(&b, &a), -1.2);
+}
+
+TEST(TimeDiff, MultipliesMillisecondsByAThousandth) {
+  const Time a = {100, 0};
+  const Time b = {100, 9};
+  EXPECT_EQ(Time_DiffSeconds(&a, &b), 0.009000000000000001) << "a division by 1000 gives 0.009";
+  EXPECT_EQ(Time_DiffSeconds(&b, &a), -0.009000000000000001);
 }
 
 TEST(TimeDiff, DoesNotWrap) {
@@ -261,15 +269,15 @@ constexpr uint64_t kFileTimeLeapDay = kFileTime1970 + 8255972967890000;
 
 TEST(FileTime, BecomesTheSameMoment) {
   Time time = {};
-  EXPECT_EQ(iTime_FromFileTime(kFileTime1970, true, &time), 0);
+  EXPECT_EQ(iTime_FromFileTime(kFileTime1970, true, &time), Error_None);
   ExpectTime(time, 0, 0);
-  EXPECT_EQ(iTime_FromFileTime(kFileTime1970 + 828000000000, true, &time), 0);
+  EXPECT_EQ(iTime_FromFileTime(kFileTime1970 + 828000000000, true, &time), Error_None);
   ExpectTime(time, 82800, 0);  // 23:00:00.000
-  EXPECT_EQ(iTime_FromFileTime(kFileTime1970 + 863999990000, true, &time), 0);
+  EXPECT_EQ(iTime_FromFileTime(kFileTime1970 + 863999990000, true, &time), Error_None);
   ExpectTime(time, 86399, 999);  // 23:59:59.999
-  EXPECT_EQ(iTime_FromFileTime(kFileTimeLeapDay + 9999, true, &time), 0);
+  EXPECT_EQ(iTime_FromFileTime(kFileTimeLeapDay + 9999, true, &time), Error_None);
   ExpectTime(time, 825597296, 789);
-  EXPECT_EQ(iTime_FromFileTime(kFileTime1970 + 42949672959990000, false, &time), 0);
+  EXPECT_EQ(iTime_FromFileTime(kFileTime1970 + 42949672959990000, false, &time), Error_None);
   ExpectTime(time, 4294967295, 999);
 }
 
@@ -284,7 +292,7 @@ TEST(FileTime, CrossesLeapDaysAndTurnsOfCenturies) {
   for (const auto& row : rows) {
     Time time = {};
     EXPECT_EQ(iTime_FromFileTime(kFileTime1970 + row.daysSince1970 * uint64_t{864000000000}, false, &time),
-              0);
+              Error_None);
     ExpectTime(time, row.daysSince1970 * 86400, 0);
     TimeData data = {};
     Time_TimeToData(&time, &data);
@@ -293,7 +301,7 @@ TEST(FileTime, CrossesLeapDaysAndTurnsOfCenturies) {
     EXPECT_EQ(data.year, row.year);
     EXPECT_EQ(data.dayOfWeek, row.dayOfWeek);
     uint64_t back = 0;
-    EXPECT_EQ(iTime_ToFileTime(&time, &back), 0);
+    EXPECT_EQ(iTime_ToFileTime(&time, &back), Error_None);
     EXPECT_EQ(back, kFileTime1970 + row.daysSince1970 * uint64_t{864000000000});
   }
 }
@@ -301,24 +309,24 @@ TEST(FileTime, CrossesLeapDaysAndTurnsOfCenturies) {
 TEST(FileTime, WithoutLocalTakesUtcFieldsForLocalOnes) {
   TimeZone zone("EST5");
   Time time = {};
-  EXPECT_EQ(iTime_FromFileTime(kFileTimeLeapDay, false, &time), 0);
+  EXPECT_EQ(iTime_FromFileTime(kFileTimeLeapDay, false, &time), Error_None);
   ExpectTime(time, 825597296 + 5 * 3600, 789);
 }
 
 TEST(FileTime, IsWrittenWithLocalFields) {
   TimeZone zone("EST5");
   uint64_t fileTime = 0;
-  EXPECT_EQ(iTime_ToFileTime(&kLeapDay, &fileTime), 0);
+  EXPECT_EQ(iTime_ToFileTime(&kLeapDay, &fileTime), Error_None);
   EXPECT_EQ(fileTime, kFileTimeLeapDay - 5 * uint64_t{36000000000});
   Time back = {};
-  EXPECT_EQ(iTime_FromFileTime(fileTime, false, &back), 0);
+  EXPECT_EQ(iTime_FromFileTime(fileTime, false, &back), Error_None);
   ExpectTime(back, 825597296, 789);
 }
 
 TEST(FileTime, CarriesAThousandMilliseconds) {
   const Time time = {825597296, 1000};
   uint64_t fileTime = 0;
-  EXPECT_EQ(iTime_ToFileTime(&time, &fileTime), 0);
+  EXPECT_EQ(iTime_ToFileTime(&time, &fileTime), Error_None);
   EXPECT_EQ(fileTime, kFileTime1970 + 8255972970000000);
 }
 
@@ -326,8 +334,8 @@ TEST(FileTime, ReportsValuesThatNoCalendarHas) {
   for (uint64_t fileTime : {uint64_t{1} << 63, UINT64_MAX}) {
     ErrorCapture capture;
     Time time = {7, 7};
-    EXPECT_EQ(iTime_FromFileTime(fileTime, true, &time), -1);
-    EXPECT_EQ(iTime_FromFileTime(fileTime, false, &time), -1);
+    EXPECT_EQ(iTime_FromFileTime(fileTime, true, &time), Error_Fail);
+    EXPECT_EQ(iTime_FromFileTime(fileTime, false, &time), Error_Fail);
     ExpectTime(time, 0, 0);
     ASSERT_EQ(capture.Lines().size(), 2u);
     EXPECT_EQ(capture.Lines()[0], "#### Error: FileTimeToLocalFileTime failed!\n");
@@ -340,7 +348,7 @@ TEST(FileTime, ReportsDatesThatATimeDoesNotReach) {
        {uint64_t{0}, kFileTime1970 - 10000, kFileTime1970 + 42949672960000000, uint64_t{INT64_MAX}}) {
     ErrorCapture capture;
     Time time = {7, 7};
-    EXPECT_EQ(iTime_FromFileTime(fileTime, false, &time), -1);
+    EXPECT_EQ(iTime_FromFileTime(fileTime, false, &time), Error_Fail);
     ExpectTime(time, 0, 0);
     ASSERT_EQ(capture.Lines().size(), 1u) << fileTime;
     EXPECT_EQ(capture.Lines()[0], "#### Error: FileTimeToSystemTime failed!\n");
@@ -349,9 +357,9 @@ TEST(FileTime, ReportsDatesThatATimeDoesNotReach) {
 
 TEST(FileTime, RefusesNullPointers) {
   uint64_t fileTime = 7;
-  EXPECT_EQ(iTime_FromFileTime(kFileTime1970, true, nullptr), -4);
-  EXPECT_EQ(iTime_ToFileTime(&kLeapDay, nullptr), -4);
-  EXPECT_EQ(iTime_ToFileTime(nullptr, &fileTime), -1);
+  EXPECT_EQ(iTime_FromFileTime(kFileTime1970, true, nullptr), Error_Invalid);
+  EXPECT_EQ(iTime_ToFileTime(&kLeapDay, nullptr), Error_Invalid);
+  EXPECT_EQ(iTime_ToFileTime(nullptr, &fileTime), Error_Fail);
   EXPECT_EQ(fileTime, 0u);
 }
 

@@ -3,14 +3,18 @@
 
 #include <string>
 
-#include "os/time/clock_internal.h"
+#include "os/time/clock_testing.h"
+#include "qz/error.h"
 #include "qz/time.h"
 #include "tests/support/error_capture.h"
 #include "tests/support/time_zone.h"
 
 namespace {
 
-// The date text that a parsed text stands for, or its status; the wall clock stands at 1997-03-15 10:20:30.
+constexpr char kInvalid[] = "Error_Invalid";
+
+// The date text that a parsed text stands for, or kInvalid for a refused one; the wall clock stands at
+// 1997-03-15 10:20:30.
 std::string Parse(const char* text) {
   ErrorCapture capture;
   const Time now = {858421230, 0};
@@ -18,10 +22,11 @@ std::string Parse(const char* text) {
   Time time = {7, 7};
   const int32_t status = Time_FromString(text, &time);
   iClock_SetWallClock(nullptr);
-  if (status != 0) {
+  if (status != Error_None) {
+    EXPECT_EQ(status, Error_Invalid);
     EXPECT_EQ(time.seconds, 0u);
     EXPECT_EQ(time.milliseconds, 0u);
-    return std::to_string(status);
+    return kInvalid;
   }
   char printed[64];
   return Time_ToString(&time, printed);
@@ -46,7 +51,7 @@ TEST(TimeToString, NamesEveryDayAndMonth) {
   for (uint32_t month = 1; month <= 12; ++month) {
     const TimeData data = {2001, month, 0, 1, 0, 0, 0, 0};
     Time time = {};
-    ASSERT_EQ(Time_DataToTime(&data, &time), 0);
+    ASSERT_EQ(Time_DataToTime(&data, &time), Error_None);
     char text[64];
     EXPECT_STREQ(Time_ToString(&time, text), texts[month - 1]);
   }
@@ -76,7 +81,7 @@ TEST(TimeFromString, ReadsListingDates) {
 
 TEST(TimeFromString, ReadsHeaderDates) {
   EXPECT_EQ(Parse("Sun, 06 Nov 1994 08:49:37 GMT"), "Sun Nov  6 08:49:37 1994");
-  EXPECT_EQ(Parse("Sunday, 06-Nov-94 08:49:37 GMT"), "-4");  // one token, so there is no month
+  EXPECT_EQ(Parse("Sunday, 06-Nov-94 08:49:37 GMT"), kInvalid);  // one token, so there is no month
   EXPECT_EQ(Parse("Sun Nov  6 08:49:37 1994"), "Sun Nov  6 08:49:37 1994");
 }
 
@@ -97,35 +102,35 @@ TEST(TimeFromString, ReadsMayAsMarch) {
 TEST(TimeFromString, TakesMonthPartsAnywhereInAWord) {
   EXPECT_EQ(Parse("5 january 10:00"), "Sun Jan  5 10:00:00 1997");
   EXPECT_EQ(Parse("5 xJULx 10:00"), "Fri Jul  5 10:00:00 1996");
-  EXPECT_EQ(Parse("5 ju 10:00"), "-4");
+  EXPECT_EQ(Parse("5 ju 10:00"), kInvalid);
   EXPECT_EQ(Parse("5 DECEMBER 10:00"), "Thu Dec  5 10:00:00 1996");
 }
 
 TEST(TimeFromString, TakesTheFirstWeekdayAndTheFirstMonth) {
   // "Monthu" is a weekday; the next word may be a month although it also holds one of a weekday.
   EXPECT_EQ(Parse("Mon Satjan 5 10:00"), "Sun Jan  5 10:00:00 1997");
-  EXPECT_EQ(Parse("Satjan 5 10:00"), "-4");
+  EXPECT_EQ(Parse("Satjan 5 10:00"), kInvalid);
   EXPECT_EQ(Parse("Feb Jan 5 10:00"), "Wed Feb  5 10:00:00 1997");
 }
 
 TEST(TimeFromString, NeedsATimeOfDay) {
-  EXPECT_EQ(Parse("Jan 5 1996"), "-4");
-  EXPECT_EQ(Parse("Jan 5 1996 12:"), "-4");
-  EXPECT_EQ(Parse("Jan 5 1996 12:x"), "-4");
-  EXPECT_EQ(Parse("Jan 5 1996 123x:30"), "-4");
-  EXPECT_EQ(Parse("Jan 5 1996 12x30:40"), "-4");
+  EXPECT_EQ(Parse("Jan 5 1996"), kInvalid);
+  EXPECT_EQ(Parse("Jan 5 1996 12:"), kInvalid);
+  EXPECT_EQ(Parse("Jan 5 1996 12:x"), kInvalid);
+  EXPECT_EQ(Parse("Jan 5 1996 123x:30"), kInvalid);
+  EXPECT_EQ(Parse("Jan 5 1996 12x30:40"), kInvalid);
 }
 
 TEST(TimeFromString, NeedsMonthAndDay) {
-  EXPECT_EQ(Parse("5 09:03"), "-4");
-  EXPECT_EQ(Parse("Jan 09:03"), "-4");
-  EXPECT_EQ(Parse(""), "-4");
-  EXPECT_EQ(Parse(" ,\t\r\n"), "-4");
+  EXPECT_EQ(Parse("5 09:03"), kInvalid);
+  EXPECT_EQ(Parse("Jan 09:03"), kInvalid);
+  EXPECT_EQ(Parse(""), kInvalid);
+  EXPECT_EQ(Parse(" ,\t\r\n"), kInvalid);
 }
 
 TEST(TimeFromString, TakesFourCharactersForAYearBeforeAnythingElse) {
   EXPECT_EQ(Parse("Jan 5 1996 10:00"), "Fri Jan  5 10:00:00 1996");
-  EXPECT_EQ(Parse("Jan 5 9:03"), "-4");
+  EXPECT_EQ(Parse("Jan 5 9:03"), kInvalid);
   EXPECT_EQ(Parse("Jan 5 2001 10:30 20xx 2002"), "Sat Jan  5 10:30:00 2002");
 }
 
@@ -156,6 +161,30 @@ TEST(TimeFromString, AddsTwelveHoursAfterNoonOnly) {
   EXPECT_EQ(Parse("Jan 5 10:00pm"), "Sun Jan  5 10:00:00 1997");
 }
 
+TEST(TimeFromString, KeepsThePmThatCameFirst) {
+  EXPECT_EQ(Parse("Jan 5 01:00 pm am"), "Sun Jan  5 13:00:00 1997");
+  EXPECT_EQ(Parse("pm Jan 5 am 01:00"), "Sun Jan  5 13:00:00 1997");
+  EXPECT_EQ(Parse("Jan 5 01:00 am pm"), "Sun Jan  5 13:00:00 1997");
+}
+
+TEST(TimeFromString, SplitsAtEveryDelimiter) {
+  EXPECT_EQ(Parse("Jan\t5\t10:00"), "Sun Jan  5 10:00:00 1997");
+  EXPECT_EQ(Parse("Jan,5,10:00"), "Sun Jan  5 10:00:00 1997");
+  EXPECT_EQ(Parse("Jan\r5\n10:00\r\n"), "Sun Jan  5 10:00:00 1997");
+  EXPECT_EQ(Parse(",\tSun,\t5 Jan, 1996,10:00:07"), "Fri Jan  5 10:00:07 1996");
+  EXPECT_EQ(Parse("Jan;5;10:00"), kInvalid);
+  EXPECT_EQ(Parse("Jan\v5\v10:00"), kInvalid);
+}
+
+// Numbers of more than 32 bits are large, whatever their lower bits are.
+TEST(TimeFromString, DoesNotWrapNumbers) {
+  EXPECT_EQ(Parse("Jan 4294967301 10:00"), kInvalid) << "5 modulo 2^32 is no day";
+  EXPECT_EQ(Parse("Jan 18446744073709551621 10:00"), kInvalid) << "5 modulo 2^64 is no day";
+  EXPECT_EQ(Parse("Jan 5 4294967306:00"), "Thu Jan  1 00:00:00 1970") << "10 modulo 2^32 is no hour";
+  EXPECT_EQ(Parse("Jan 5 10:4294967296"), "Thu Jan  1 00:00:00 1970");
+  EXPECT_EQ(Parse("Jan 5 10:00:4294967296"), "Thu Jan  1 00:00:00 1970");
+}
+
 TEST(TimeFromString, IgnoresAnythingElse) {
   EXPECT_EQ(Parse("-rw-r--r-- Jan 5 10:00 \xFF\xFE :30 _x"), "Sun Jan  5 10:00:00 1997");
 }
@@ -166,7 +195,7 @@ TEST(TimeFromString, ReportsADateThatDoesNotExistButSucceeds) {
         "Jan 5 1969 10:00", "Jan 5 4294967295 10:00", "Jan 5 99999999999999999999:00", "Jan 5 9:03 10:00"}) {
     ErrorCapture capture;
     Time time = {7, 7};
-    EXPECT_EQ(Time_FromString(text, &time), 0) << text;
+    EXPECT_EQ(Time_FromString(text, &time), Error_None) << text;
     EXPECT_EQ(time.seconds, 0u);
     EXPECT_EQ(time.milliseconds, 0u);
     ASSERT_EQ(capture.Lines().size(), 1u) << text;
@@ -183,9 +212,9 @@ TEST(TimeFromString, ReadsAWordOfAMegabyte) {
 
 TEST(TimeFromString, RefusesNullPointers) {
   Time time = {7, 7};
-  EXPECT_EQ(Time_FromString(nullptr, &time), -4);
+  EXPECT_EQ(Time_FromString(nullptr, &time), Error_Invalid);
   EXPECT_EQ(time.seconds, 0u);
-  EXPECT_EQ(Time_FromString("Jan 5 10:00", nullptr), -4);
+  EXPECT_EQ(Time_FromString("Jan 5 10:00", nullptr), Error_Invalid);
 }
 
 TEST(TimeCountdownString, SpeaksInWords) {

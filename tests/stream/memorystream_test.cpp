@@ -53,9 +53,9 @@ TEST(MemoryStream, StartsEmpty) {
   Stream* stream = MemoryStream_New(nullptr, 0);
   EXPECT_EQ(stream->type, 0x6D6D7374u);
   EXPECT_EQ(Read(stream, 10), "");
-  EXPECT_EQ(Stream_Error(stream), 0);
+  EXPECT_EQ(Stream_Error(stream), Error_None);
   EXPECT_EQ(Stream_FindType(stream, StreamType_File), nullptr);
-  EXPECT_EQ(Stream_Delete(stream), 0);
+  EXPECT_EQ(Stream_Delete(stream), Error_None);
 }
 
 TEST(MemoryStream, HasNothingToRead_BeforeItsBlockIsWrittenTo) {
@@ -72,7 +72,7 @@ TEST(MemoryStream, OverwritesItsBlockWhileTheSizeGrows) {
   EXPECT_EQ(Read(stream, 100), "cde");
   EXPECT_EQ(Read(stream, 100), "");
   const Result result = Delete(stream);
-  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.status, Error_None);
   EXPECT_EQ(result.length, 15u);
   EXPECT_EQ(result.bytes, "abcde56789" + Zeros(5));
   Memory_Delete(result.data);
@@ -159,7 +159,7 @@ TEST(MemoryStreamDelete, HandsTheBlockBack) {
   const int64_t before = iMemory_CountLive();
   Stream* stream = NewOver(std::string(100, 'k'));
   const Result result = Delete(stream);
-  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.status, Error_None);
   EXPECT_EQ(result.length, 100u);
   EXPECT_EQ(result.bytes, std::string(100, 'k'));
   EXPECT_EQ(iMemory_CountLive(), before + 1) << "the stream is gone, the block is not";
@@ -170,7 +170,7 @@ TEST(MemoryStreamDelete, LeavesAnEmptyStreamAlive) {
   Stream* stream = MemoryStream_New(nullptr, 0);
   const int64_t before = iMemory_CountLive();
   const Result result = Delete(stream);
-  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.status, Error_None);
   EXPECT_EQ(result.data, nullptr);
   EXPECT_EQ(result.length, 0u);
   EXPECT_EQ(iMemory_CountLive(), before);
@@ -184,7 +184,7 @@ TEST(MemoryStreamDelete, GivesAClearedBlockAndLeavesTheStreamAlive_WhenItStarted
   Write(stream, "bcd");
   for (int again = 0; again < 2; ++again) {
     const Result result = Delete(stream);
-    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.status, Error_None);
     EXPECT_EQ(result.length, 1503u);
     EXPECT_EQ(result.bytes, Zeros(1503));
     Memory_Delete(result.data);
@@ -200,7 +200,7 @@ TEST(MemoryStreamDelete, ReturnsFailAndDeletesTheStream_WhenThereIsNoBlockToBeHa
   iMemory_FailAllocation(1);
   const Result result = Delete(stream);
   iMemory_FailAllocation(0);
-  EXPECT_EQ(result.status, -1);
+  EXPECT_EQ(result.status, Error_Fail);
   EXPECT_EQ(result.data, nullptr);
   EXPECT_EQ(result.length, 0u);
   EXPECT_EQ(iMemory_CountLive(), before);
@@ -213,7 +213,7 @@ TEST(MemoryStreamDelete, DeletesTheWrapperThatWasPassed_WhenThereIsNoBlockToBeHa
   Write(wrapper, "abc");
   EXPECT_EQ(iMemory_CountLive(), before + 2) << "the wrapper and a chunk";
   iMemory_FailAllocation(1);
-  EXPECT_EQ(Delete(wrapper).status, -1);
+  EXPECT_EQ(Delete(wrapper).status, Error_Fail);
   iMemory_FailAllocation(0);
   EXPECT_EQ(iMemory_CountLive(), before + 1) << "the wrapper is gone, the stream is not";
   EXPECT_EQ(Read(stream, 3), "abc");
@@ -224,7 +224,7 @@ TEST(MemoryStream, FreesItsBlockAndItsChunks_WhenItIsDeletedAsAStream) {
   const int64_t before = iMemory_CountLive();
   Stream* stream = NewOver("abc");
   Write(stream, std::string(2000, 'x'));
-  EXPECT_EQ(Stream_Delete(stream), 0);
+  EXPECT_EQ(Stream_Delete(stream), Error_None);
   EXPECT_EQ(iMemory_CountLive(), before);
 }
 
@@ -234,7 +234,7 @@ TEST(MemoryStreamDelete, HandsTheBlockBackAsItIs_WhenItCannotBeResized) {
   iMemory_FailAllocation(1);
   const Result result = Delete(stream);
   iMemory_FailAllocation(0);
-  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.status, Error_None);
   // 13 bytes were counted; the block has room for 10.
   EXPECT_EQ(result.length, 10u);
   EXPECT_EQ(result.bytes, "abc3456789");
@@ -258,9 +258,9 @@ TEST(MemoryStreamDelete, LetsGoOfTheBlock_WhenOnlyTheWrapperIsDeleted) {
   EXPECT_EQ(Read(stream, 10), "");
   EXPECT_EQ(Write(stream, "defg"), 4u);
   EXPECT_EQ(Read(stream, 4), "defg");
-  // It goes on as one that started empty, and lives on when it is asked for its bytes again.
+  // It behaves like one that started empty: asked for its bytes again, it stays alive.
   const Result again = Delete(stream);
-  EXPECT_EQ(again.status, 0);
+  EXPECT_EQ(again.status, Error_None);
   EXPECT_EQ(again.bytes, Zeros(7));
   Memory_Delete(again.data);
   EXPECT_EQ(Read(stream, 1), Zeros(1));
@@ -281,10 +281,10 @@ TEST(MemoryStream, ReadsAndWritesNothingWithoutABuffer) {
 TEST(MemoryStreamDelete, RefusesAnotherStream) {
   Stream* other = SizeStream_New();
   const Result result = Delete(other);
-  EXPECT_EQ(result.status, -4);
+  EXPECT_EQ(result.status, Error_Invalid);
   EXPECT_EQ(result.data, nullptr);
   EXPECT_EQ(result.length, 0u);
-  EXPECT_EQ(Delete(nullptr).status, -4);
+  EXPECT_EQ(Delete(nullptr).status, Error_Invalid);
   Stream_Delete(other);
 }
 
@@ -292,9 +292,9 @@ TEST(MemoryStreamDelete, RefusesNullOutputs) {
   Stream* stream = NewOver("abc");
   void* data = &data;
   uint32_t length = 5;
-  EXPECT_EQ(MemoryStream_Delete(stream, nullptr, &length), -4);
+  EXPECT_EQ(MemoryStream_Delete(stream, nullptr, &length), Error_Invalid);
   EXPECT_EQ(length, 0u);
-  EXPECT_EQ(MemoryStream_Delete(stream, &data, nullptr), -4);
+  EXPECT_EQ(MemoryStream_Delete(stream, &data, nullptr), Error_Invalid);
   EXPECT_EQ(data, nullptr);
   const Result result = Delete(stream);
   EXPECT_EQ(result.bytes, "abc");

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "qz/error.h"
 #include "qz/file.h"
 #include "qz/memorystream.h"
 #include "qz/sizestream.h"
@@ -169,29 +170,29 @@ TEST(ReadBufferStreamError, GivesAnyErrorButTheEnd) {
   }
   buffered.Read(2);
   buffered.script.SetError(Error_Timeout);
-  EXPECT_EQ(Stream_Error(buffered.stream), 8);
+  EXPECT_EQ(Stream_Error(buffered.stream), Error_Timeout);
 }
 
 TEST(ReadBufferStreamError, MasksTheEnd_AfterAPartialRefillOnly) {
   Buffered untouched(4, {});
   untouched.script.SetError(Error_Ended);
-  EXPECT_EQ(Stream_Error(untouched.stream), 4);
+  EXPECT_EQ(Stream_Error(untouched.stream), Error_Ended);
   untouched.Read(1);
-  EXPECT_EQ(Stream_Error(untouched.stream), 4);
+  EXPECT_EQ(Stream_Error(untouched.stream), Error_Ended);
 
   Buffered partial(4, {"abc"});
   partial.script.SetError(Error_Ended);
   partial.Read(1);
-  EXPECT_EQ(Stream_Error(partial.stream), 0);
+  EXPECT_EQ(Stream_Error(partial.stream), Error_None);
   partial.Read(2);
-  EXPECT_EQ(Stream_Error(partial.stream), 0) << "masked even when all buffered bytes are read";
+  EXPECT_EQ(Stream_Error(partial.stream), Error_None) << "masked even when all buffered bytes are read";
   partial.Read(1);
-  EXPECT_EQ(Stream_Error(partial.stream), 4);
+  EXPECT_EQ(Stream_Error(partial.stream), Error_Ended);
 
   Buffered full(4, {"abcd"});
   full.script.SetError(Error_Ended);
   full.Read(1);
-  EXPECT_EQ(Stream_Error(full.stream), 4);
+  EXPECT_EQ(Stream_Error(full.stream), Error_Ended);
 }
 
 TEST(ReadBufferStreamError, IsNotChangedByADirectRead) {
@@ -199,9 +200,9 @@ TEST(ReadBufferStreamError, IsNotChangedByADirectRead) {
   buffered.script.SetError(Error_Ended);
   buffered.Read(3);
   EXPECT_EQ(buffered.Read(10), "0123456789");
-  EXPECT_EQ(Stream_Error(buffered.stream), 0);
+  EXPECT_EQ(Stream_Error(buffered.stream), Error_None);
   EXPECT_EQ(buffered.Read(10), "");
-  EXPECT_EQ(Stream_Error(buffered.stream), 0);
+  EXPECT_EQ(Stream_Error(buffered.stream), Error_None);
 }
 
 TEST(ReadBufferStream, FindsWrappedStreams) {
@@ -211,24 +212,24 @@ TEST(ReadBufferStream, FindsWrappedStreams) {
   EXPECT_EQ(Stream_FindType(outer, StreamType_ReadBuffer), outer);
   EXPECT_EQ(Stream_FindType(outer, kTestStreamType), script.stream());
   EXPECT_EQ(Stream_FindType(outer, StreamType_File), nullptr);
-  EXPECT_EQ(Stream_Delete(outer), 0);
+  EXPECT_EQ(Stream_Delete(outer), Error_None);
   EXPECT_EQ(script.deletions(), 0);
 }
 
 TEST(ReadBufferStream, DeletesTheWrappedStreamByItsFlag) {
   TestStream script;
-  EXPECT_EQ(Stream_Delete(ReadBufferStream_New(4, script.stream(), 1)), 0);
+  EXPECT_EQ(Stream_Delete(ReadBufferStream_New(4, script.stream(), 1)), Error_None);
   EXPECT_EQ(script.deletions(), 1);
-  EXPECT_EQ(Stream_Delete(ReadBufferStream_New(4, script.stream(), 0)), 0);
+  EXPECT_EQ(Stream_Delete(ReadBufferStream_New(4, script.stream(), 0)), Error_None);
   EXPECT_EQ(script.deletions(), 1);
 
   Stream* stream = ReadBufferStream_New(4, script.stream(), 0);
-  EXPECT_EQ(ReadBufferStream_SetDeleteStream(stream, -1), 0);
+  EXPECT_EQ(ReadBufferStream_SetDeleteStream(stream, -1), Error_None);
   Stream_Delete(stream);
   EXPECT_EQ(script.deletions(), 2);
 
   stream = ReadBufferStream_New(4, script.stream(), 1);
-  EXPECT_EQ(ReadBufferStream_SetDeleteStream(stream, 0), 0);
+  EXPECT_EQ(ReadBufferStream_SetDeleteStream(stream, 0), Error_None);
   Stream_Delete(stream);
   EXPECT_EQ(script.deletions(), 2);
 }
@@ -236,9 +237,9 @@ TEST(ReadBufferStream, DeletesTheWrappedStreamByItsFlag) {
 TEST(ReadBufferStreamSetDeleteStream, RefusesAnyOtherStream) {
   TestStream script;
   Stream* memory = MemoryStream_New(nullptr, 0);
-  EXPECT_EQ(ReadBufferStream_SetDeleteStream(script.stream(), 1), -4);
-  EXPECT_EQ(ReadBufferStream_SetDeleteStream(memory, 1), -4);
-  EXPECT_EQ(ReadBufferStream_SetDeleteStream(nullptr, 1), -4);
+  EXPECT_EQ(ReadBufferStream_SetDeleteStream(script.stream(), 1), Error_Invalid);
+  EXPECT_EQ(ReadBufferStream_SetDeleteStream(memory, 1), Error_Invalid);
+  EXPECT_EQ(ReadBufferStream_SetDeleteStream(nullptr, 1), Error_Invalid);
   Stream_Delete(memory);
 }
 
@@ -252,7 +253,7 @@ TEST(ReadBufferStreamSetDeleteStream, DoesNotLookIntoAWrapper) {
   Stream wrapper;
   Stream_Init(0x77726170, &operations, &wrapper);
   EXPECT_EQ(Stream_FindType(&wrapper, StreamType_ReadBuffer), wrapped);
-  EXPECT_EQ(ReadBufferStream_SetDeleteStream(&wrapper, 1), -4);
+  EXPECT_EQ(ReadBufferStream_SetDeleteStream(&wrapper, 1), Error_Invalid);
   Stream_Delete(wrapped);
   EXPECT_EQ(script.deletions(), 0);
 }
@@ -260,24 +261,24 @@ TEST(ReadBufferStreamSetDeleteStream, DoesNotLookIntoAWrapper) {
 TEST(ReadBufferStream, WrapsAFile) {
   TempDir directory;
   File* file = nullptr;
-  ASSERT_EQ(File_Open(directory.Name("lines.txt").c_str(), 3, &file), 0);
+  ASSERT_EQ(File_Open(directory.Name("lines.txt").c_str(), 3, &file), Error_None);
   Stream* wrapped = File_GetStream(file);
-  EXPECT_EQ(Stream_WriteFLine(wrapped, "%s", "first"), 0);
-  EXPECT_EQ(Stream_WriteF(wrapped, "%s", "second"), 0);
+  EXPECT_EQ(Stream_WriteFLine(wrapped, "%s", "first"), Error_None);
+  EXPECT_EQ(Stream_WriteF(wrapped, "%s", "second"), Error_None);
   File_Seek(file, 0, 0);
-  EXPECT_EQ(ReadBufferStream_SetDeleteStream(wrapped, 1), -4);
+  EXPECT_EQ(ReadBufferStream_SetDeleteStream(wrapped, 1), Error_Invalid);
 
   Stream* stream = ReadBufferStream_New(512, wrapped, 0);
   EXPECT_EQ(Stream_FindType(stream, StreamType_File), wrapped);
   EXPECT_EQ(Stream_GetType(stream, StreamType_File), nullptr);
-  EXPECT_EQ(ReadBufferStream_SetDeleteStream(stream, 1), 0);
+  EXPECT_EQ(ReadBufferStream_SetDeleteStream(stream, 1), Error_None);
   char line[16];
   uint32_t count = 0;
-  EXPECT_EQ(Stream_ReadTo(stream, 2, "\r\n", sizeof line, line, &count), 0);
+  EXPECT_EQ(Stream_ReadTo(stream, 2, "\r\n", sizeof line, line, &count), Error_None);
   EXPECT_EQ(std::string(line, count), "first\r\n");
-  EXPECT_EQ(Stream_ReadTo(stream, 2, "\r\n", sizeof line, line, &count), 4);
+  EXPECT_EQ(Stream_ReadTo(stream, 2, "\r\n", sizeof line, line, &count), Error_Ended);
   EXPECT_EQ(std::string(line, count), "second");
-  EXPECT_EQ(Stream_Delete(stream), 0);
+  EXPECT_EQ(Stream_Delete(stream), Error_None);
 }
 
 TEST(ReadBufferStream, CountsProgressOnBothStreams) {

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include "qz/error.h"
 #include "qz/memorystream.h"
 #include "qz/readbufferstream.h"
 #include "tests/support/fail_allocation.h"
@@ -19,7 +20,7 @@ TEST(SizeStream, CountsBytesWithoutTouchingBuffers) {
   char untouched[4] = "abc";
   EXPECT_EQ(Stream_Read(stream, 0, untouched), 0u);
   uint32_t read = 77, written = 77;
-  EXPECT_EQ(SizeStream_Delete(stream, &read, &written), 0);
+  EXPECT_EQ(SizeStream_Delete(stream, &read, &written), Error_None);
   EXPECT_EQ(read, 5u);
   EXPECT_EQ(written, 30u);
   EXPECT_EQ(iMemory_CountLive(), before);
@@ -36,10 +37,10 @@ TEST(SizeStream, LeavesTheBufferAsItWasAfterARead) {
 TEST(SizeStream, LeavesTheOtherSlotsEmpty) {
   Stream* stream = SizeStream_New();
   EXPECT_EQ(Stream_ReadAvail(stream), 0xFFFFFFFFu);
-  EXPECT_EQ(Stream_Error(stream), 0);
+  EXPECT_EQ(Stream_Error(stream), Error_None);
   EXPECT_EQ(Stream_FindType(stream, StreamType_Memory), nullptr);
   EXPECT_EQ(stream->operations->FindType, nullptr);
-  EXPECT_EQ(Stream_Delete(stream), 0);
+  EXPECT_EQ(Stream_Delete(stream), Error_None);
 }
 
 TEST(SizeStream, CountsModuloThirtyTwoBits) {
@@ -53,7 +54,7 @@ TEST(SizeStream, CountsModuloThirtyTwoBits) {
 
 TEST(SizeStream, MeasuresAFormattedText) {
   Stream* stream = SizeStream_New();
-  EXPECT_EQ(Stream_WriteFLine(stream, "%s", "abc"), 0);
+  EXPECT_EQ(Stream_WriteFLine(stream, "%s", "abc"), Error_None);
   uint32_t written = 0;
   SizeStream_Delete(stream, nullptr, &written);
   EXPECT_EQ(written, 5u);
@@ -61,7 +62,7 @@ TEST(SizeStream, MeasuresAFormattedText) {
 
 TEST(SizeStreamDelete, NeedsNoOutputs) {
   const int64_t before = iMemory_CountLive();
-  EXPECT_EQ(SizeStream_Delete(SizeStream_New(), nullptr, nullptr), 0);
+  EXPECT_EQ(SizeStream_Delete(SizeStream_New(), nullptr, nullptr), Error_None);
   EXPECT_EQ(iMemory_CountLive(), before);
 }
 
@@ -70,7 +71,7 @@ TEST(SizeStreamDelete, FindsTheStreamInAWrapper) {
   Stream* wrapper = ReadBufferStream_New(8, SizeStream_New(), 1);
   Stream_Write(wrapper, 9, nullptr);
   uint32_t written = 0;
-  EXPECT_EQ(SizeStream_Delete(wrapper, nullptr, &written), 0);
+  EXPECT_EQ(SizeStream_Delete(wrapper, nullptr, &written), Error_None);
   EXPECT_EQ(written, 9u);
   EXPECT_EQ(iMemory_CountLive(), before);
 }
@@ -78,11 +79,11 @@ TEST(SizeStreamDelete, FindsTheStreamInAWrapper) {
 TEST(SizeStreamDelete, RefusesAnotherStream) {
   Stream* other = MemoryStream_New(nullptr, 0);
   uint32_t read = 77, written = 77;
-  EXPECT_EQ(SizeStream_Delete(other, &read, &written), -4);
+  EXPECT_EQ(SizeStream_Delete(other, &read, &written), Error_Invalid);
   EXPECT_EQ(read, 0u);
   EXPECT_EQ(written, 0u);
-  EXPECT_EQ(SizeStream_Delete(nullptr, nullptr, nullptr), -4);
-  EXPECT_EQ(Stream_Delete(other), 0);
+  EXPECT_EQ(SizeStream_Delete(nullptr, nullptr, nullptr), Error_Invalid);
+  EXPECT_EQ(Stream_Delete(other), Error_None);
 }
 
 TEST(SizeStreamMemory, GivesNull_WhenMemoryRunsOut) {

@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "qz/error.h"
 #include "qz/readbufferstream.h"
 #include "qz/sizestream.h"
 #include "tests/support/test_stream.h"
@@ -82,8 +83,8 @@ TEST(Stream, AnswersForEmptySlots) {
   Stream stream;
   Stream_Init(0x61626364, &operations, &stream);
   EXPECT_EQ(Stream_ReadAvail(&stream), 0xFFFFFFFFu);
-  EXPECT_EQ(Stream_Error(&stream), 0);
-  EXPECT_EQ(Stream_Delete(&stream), 0);
+  EXPECT_EQ(Stream_Error(&stream), Error_None);
+  EXPECT_EQ(Stream_Delete(&stream), Error_None);
   EXPECT_EQ(Stream_FindType(&stream, StreamType_File), nullptr);
   EXPECT_EQ(Stream_FindType(&stream, 0x61626364), &stream);
 }
@@ -100,8 +101,8 @@ TEST(Stream, PassesEverythingToTheOperations) {
   EXPECT_EQ(Stream_Write(script.stream(), 2, "xyz"), 2u);
   EXPECT_EQ(script.WrittenPieces(), (std::vector<std::string>{"xy"}));
   EXPECT_EQ(Stream_ReadAvail(script.stream()), 17u);
-  EXPECT_EQ(Stream_Error(script.stream()), 8);
-  EXPECT_EQ(Stream_Delete(script.stream()), 7);
+  EXPECT_EQ(Stream_Error(script.stream()), Error_Timeout);
+  EXPECT_EQ(Stream_Delete(script.stream()), Error_Cancel);
   EXPECT_EQ(script.deletions(), 1);
 }
 
@@ -125,22 +126,22 @@ TEST(Stream, RefusesNullPointers) {
   EXPECT_EQ(Stream_Write(nullptr, 1, &byte), 0u);
   EXPECT_EQ(Stream_Read(nullptr, 1, &byte), 0u);
   EXPECT_EQ(Stream_ReadAvail(nullptr), 0xFFFFFFFFu);
-  EXPECT_EQ(Stream_Error(nullptr), -4);
+  EXPECT_EQ(Stream_Error(nullptr), Error_Invalid);
   EXPECT_EQ(Stream_GetType(nullptr, 1), nullptr);
   EXPECT_EQ(Stream_FindType(nullptr, 1), nullptr);
-  EXPECT_EQ(Stream_Delete(nullptr), -4);
-  EXPECT_EQ(Stream_WriteF(nullptr, "%d", 1), -4);
-  EXPECT_EQ(Stream_WriteFLine(nullptr, "%d", 1), -4);
-  EXPECT_EQ(Stream_ReadTo(nullptr, 1, "\n", 1, &byte, &count), -4);
+  EXPECT_EQ(Stream_Delete(nullptr), Error_Invalid);
+  EXPECT_EQ(Stream_WriteF(nullptr, "%d", 1), Error_Invalid);
+  EXPECT_EQ(Stream_WriteFLine(nullptr, "%d", 1), Error_Invalid);
+  EXPECT_EQ(Stream_ReadTo(nullptr, 1, "\n", 1, &byte, &count), Error_Invalid);
   EXPECT_EQ(count, 0u);
 
   TestStream script({"a"});
   const char* noFormat = nullptr;
-  EXPECT_EQ(Stream_WriteF(script.stream(), noFormat), -4);
-  EXPECT_EQ(Stream_WriteFLine(script.stream(), noFormat), -4);
+  EXPECT_EQ(Stream_WriteF(script.stream(), noFormat), Error_Invalid);
+  EXPECT_EQ(Stream_WriteFLine(script.stream(), noFormat), Error_Invalid);
   EXPECT_TRUE(script.WrittenPieces().empty());
-  EXPECT_EQ(Stream_ReadTo(script.stream(), 1, nullptr, 1, &byte, nullptr), -4);
-  EXPECT_EQ(Stream_ReadTo(script.stream(), 1, "\n", 1, nullptr, nullptr), -4);
+  EXPECT_EQ(Stream_ReadTo(script.stream(), 1, nullptr, 1, &byte, nullptr), Error_Invalid);
+  EXPECT_EQ(Stream_ReadTo(script.stream(), 1, "\n", 1, nullptr, nullptr), Error_Invalid);
   EXPECT_TRUE(script.readSizes().empty());
 }
 
@@ -307,57 +308,57 @@ TEST(StreamProgress, StoresThePositionBeforeItReportsAndFinishesTheRound) {
 
 TEST(StreamWriteF, WritesTheTextInOneCall) {
   TestStream script;
-  EXPECT_EQ(Stream_WriteF(script.stream(), "%s %d%%", "RETR", 42), 0);
+  EXPECT_EQ(Stream_WriteF(script.stream(), "%s %d%%", "RETR", 42), Error_None);
   EXPECT_EQ(script.WrittenPieces(), (std::vector<std::string>{"RETR 42%"}));
 }
 
 TEST(StreamWriteF, AllowsFourThousandNinetySixCharacters) {
   TestStream script;
   const std::string text(4096, 'x');
-  EXPECT_EQ(Stream_WriteF(script.stream(), "%s", text.c_str()), 0);
+  EXPECT_EQ(Stream_WriteF(script.stream(), "%s", text.c_str()), Error_None);
   EXPECT_EQ(script.WrittenPieces(), (std::vector<std::string>{text}));
-  EXPECT_EQ(Stream_WriteF(script.stream(), "%sy", text.c_str()), 5);
-  EXPECT_EQ(Stream_WriteF(script.stream(), "%s", std::string(100000, 'x').c_str()), 5);
+  EXPECT_EQ(Stream_WriteF(script.stream(), "%sy", text.c_str()), Error_Exceed);
+  EXPECT_EQ(Stream_WriteF(script.stream(), "%s", std::string(100000, 'x').c_str()), Error_Exceed);
   EXPECT_EQ(script.WrittenPieces().size(), 1u);
 }
 
 TEST(StreamWriteF, CallsTheStreamForAnEmptyText) {
   TestStream script;
-  EXPECT_EQ(Stream_WriteF(script.stream(), "%s", ""), 0);
+  EXPECT_EQ(Stream_WriteF(script.stream(), "%s", ""), Error_None);
   EXPECT_EQ(script.WrittenPieces(), (std::vector<std::string>{""}));
 }
 
 TEST(StreamWriteF, GivesTheStreamsError_WhenTheWriteIsShort) {
   TestStream script;
   script.LimitEachWrite(2);
-  EXPECT_EQ(Stream_WriteF(script.stream(), "abc"), 4);
+  EXPECT_EQ(Stream_WriteF(script.stream(), "abc"), Error_Ended);
   script.SetError(Error_Timeout);
-  EXPECT_EQ(Stream_WriteF(script.stream(), "abc"), 8);
-  EXPECT_EQ(Stream_WriteFLine(script.stream(), "abc"), 8);
+  EXPECT_EQ(Stream_WriteF(script.stream(), "abc"), Error_Timeout);
+  EXPECT_EQ(Stream_WriteFLine(script.stream(), "abc"), Error_Timeout);
   EXPECT_EQ(script.WrittenPieces(), (std::vector<std::string>{"ab", "ab", "ab"}));
 }
 
 TEST(StreamWriteF, TakesATextThatIsNoFormat) {
   TestStream script;
-  EXPECT_EQ(Stream_WriteF(script.stream(), "%s", "%n%s%d"), 0);
-  EXPECT_EQ(Stream_WriteFLine(script.stream(), "%s", "100%"), 0);
+  EXPECT_EQ(Stream_WriteF(script.stream(), "%s", "%n%s%d"), Error_None);
+  EXPECT_EQ(Stream_WriteFLine(script.stream(), "%s", "100%"), Error_None);
   EXPECT_EQ(script.WrittenPieces(), (std::vector<std::string>{"%n%s%d", "100%\r\n"}));
 }
 
 TEST(StreamWriteFLine, AppendsCrLfInTheSameCall) {
   TestStream script;
-  EXPECT_EQ(Stream_WriteFLine(script.stream(), "USER %s", "me"), 0);
-  EXPECT_EQ(Stream_WriteFLine(script.stream(), "%s", ""), 0);
+  EXPECT_EQ(Stream_WriteFLine(script.stream(), "USER %s", "me"), Error_None);
+  EXPECT_EQ(Stream_WriteFLine(script.stream(), "%s", ""), Error_None);
   EXPECT_EQ(script.WrittenPieces(), (std::vector<std::string>{"USER me\r\n", "\r\n"}));
 }
 
 TEST(StreamWriteFLine, AllowsFourThousandNinetyFourCharacters) {
   TestStream script;
   const std::string text(4094, 'x');
-  EXPECT_EQ(Stream_WriteFLine(script.stream(), "%s", text.c_str()), 0);
+  EXPECT_EQ(Stream_WriteFLine(script.stream(), "%s", text.c_str()), Error_None);
   EXPECT_EQ(script.WrittenPieces(), (std::vector<std::string>{text + "\r\n"}));
-  EXPECT_EQ(Stream_WriteFLine(script.stream(), "%sy", text.c_str()), 5);
-  EXPECT_EQ(Stream_WriteFLine(script.stream(), "%syz", text.c_str()), 5);
+  EXPECT_EQ(Stream_WriteFLine(script.stream(), "%sy", text.c_str()), Error_Exceed);
+  EXPECT_EQ(Stream_WriteFLine(script.stream(), "%syz", text.c_str()), Error_Exceed);
   EXPECT_EQ(script.WrittenPieces().size(), 1u);
 }
 
@@ -366,7 +367,7 @@ TEST(StreamWriteFLine, AllowsFourThousandNinetyFourCharacters) {
 TEST(StreamReadTo, StoresTheDelimiterToo) {
   TestStream script({"ab\r\nrest"});
   const Line line = ReadTo(script.stream(), "\r\n", 100);
-  EXPECT_EQ(line.status, 0);
+  EXPECT_EQ(line.status, Error_None);
   EXPECT_EQ(line.count, 4u);
   EXPECT_EQ(line.bytes, "ab\r\n");
 }
@@ -381,7 +382,7 @@ TEST(StreamReadTo, TakesNothingBehindTheDelimiter) {
 TEST(StreamReadTo, ReturnsExceed_WhenTheBufferIsFullBeforeTheDelimiter) {
   TestStream script({"ab\r\n"});
   const Line line = ReadTo(script.stream(), "\r\n", 3);
-  EXPECT_EQ(line.status, 5);
+  EXPECT_EQ(line.status, Error_Exceed);
   EXPECT_EQ(line.count, 3u);
   EXPECT_EQ(line.bytes, "ab\r");
   EXPECT_EQ(script.readSizes().size(), 3u) << "the buffer is looked at before another byte is read";
@@ -389,7 +390,7 @@ TEST(StreamReadTo, ReturnsExceed_WhenTheBufferIsFullBeforeTheDelimiter) {
 
 TEST(StreamReadTo, FillsTheBufferWithTheDelimitersLastByte) {
   TestStream script({"ab\r\n"});
-  EXPECT_EQ(ReadTo(script.stream(), "\r\n", 4).status, 0);
+  EXPECT_EQ(ReadTo(script.stream(), "\r\n", 4).status, Error_None);
 }
 
 TEST(StreamReadTo, ReadsNothingIntoABufferOfNoBytes) {
@@ -407,16 +408,16 @@ TEST(StreamReadTo, ReadsNothingIntoABufferOfNoBytes) {
 TEST(StreamReadTo, ReadsNothingForAnEmptyDelimiter) {
   TestStream script({"ab"});
   const Line line = ReadTo(script.stream(), "", 100);
-  EXPECT_EQ(line.status, 0);
+  EXPECT_EQ(line.status, Error_None);
   EXPECT_EQ(line.count, 0u);
   EXPECT_TRUE(script.readSizes().empty());
-  EXPECT_EQ(Stream_ReadTo(script.stream(), 0, nullptr, 0, nullptr, nullptr), 0);
+  EXPECT_EQ(Stream_ReadTo(script.stream(), 0, nullptr, 0, nullptr, nullptr), Error_None);
 }
 
 TEST(StreamReadTo, ReturnsEndedWithWhatCame_WhenTheInputEnds) {
   TestStream script({"abc"});
   const Line line = ReadTo(script.stream(), "\n", 100);
-  EXPECT_EQ(line.status, 4);
+  EXPECT_EQ(line.status, Error_Ended);
   EXPECT_EQ(line.bytes, "abc");
 }
 
@@ -424,7 +425,7 @@ TEST(StreamReadTo, ReturnsTheStreamsError) {
   TestStream script({"abc"});
   script.SetError(Error_Timeout);
   const Line line = ReadTo(script.stream(), "\n", 100);
-  EXPECT_EQ(line.status, 8);
+  EXPECT_EQ(line.status, Error_Timeout);
   EXPECT_EQ(line.count, 3u);
 }
 
@@ -469,7 +470,7 @@ TEST(StreamReadTo, ReadsThroughAStreamThatStoresNothing) {
   // A size stream stores no byte; what is compared is a zero and never what happened to lie there.
   Stream* stream = SizeStream_New();
   EXPECT_EQ(ReadTo(stream, std::string(2, '\0'), 10).bytes, std::string(2, '\0'));
-  EXPECT_EQ(ReadTo(stream, "\n", 10).status, 5);
+  EXPECT_EQ(ReadTo(stream, "\n", 10).status, Error_Exceed);
   Stream_Delete(stream);
 }
 

@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "qz/error.h"
 #include "qz/hash.h"
 
 // The slots of a hash table and the rules by which nodes get into them.
@@ -16,17 +17,17 @@ class HashModel {
   HashModel(size_t sizeIndex, std::vector<HashFunction> functions)
       : index_(sizeIndex), functions_(std::move(functions)), slots_(Prime(sizeIndex)) {}
 
-  int32_t Insert(Word key, Word value) {
-    if (value == 0) return -4;
+  ErrorCode Insert(Word key, Word value) {
+    if (value == 0) return Error_Invalid;
     if (count_ == slots_.size() || (index_ >= 5 && count_ > Prime(index_ - 1))) {
-      if (index_ == kLast) return 5;
+      if (index_ == kLast) return Error_Exceed;
       Rehash(index_ + 1);
     }
     Slot& slot = slots_[Probe(key)];
-    if (slot.second != 0) return 3;
+    if (slot.second != 0) return Error_Exists;
     slot = {key, value};
     ++count_;
-    return 0;
+    return Error_None;
   }
 
   Word Query(Word key) const {
@@ -36,14 +37,14 @@ class HashModel {
     return 0;
   }
 
-  int32_t Replace(Word key, Word value) {
-    if (value == 0) return -4;
+  ErrorCode Replace(Word key, Word value) {
+    if (value == 0) return Error_Invalid;
     for (Slot& slot : slots_) {
       if (slot.second == 0 || slot.first != key) continue;
       slot.second = value;
-      return 0;
+      return Error_None;
     }
-    return -3;
+    return Error_NotFound;
   }
 
   Word Remove(Word key) {

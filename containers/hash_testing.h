@@ -1,4 +1,4 @@
-// What the tests see of a hash table beyond its interface.
+// What the tests and fuzz targets see of a hash table beyond its interface.
 #pragma once
 
 #include "qz/hash.h"
