@@ -37,10 +37,12 @@ QZ_API void Time_Zero(Time* time);
 /* Stores the current time as a calendar record. data: out, null ignored. */
 QZ_API void Time_GetData(TimeData* data);
 
-/* Converts a calendar record; dayOfWeek is not read, and the time zone decides whether daylight saving holds.
- * time: out; both fields 0 after a failure. Error_None; Error_Fail, reported through Error, when a field lies
- * outside its range, the day outside its month, or the moment outside 1970-01-01 to 2106-02-07 UTC;
- * Error_Invalid for a null argument. Nothing is normalised. */
+/* Converts a calendar record; dayOfWeek is not read, and the time zone decides whether daylight saving time
+ * applies. On Linux a time in a daylight-saving gap counts as the one an hour earlier, and one in a repeated
+ * hour as the later of the two; on Windows the C library chooses. time: out; both fields 0 after a failure.
+ * Error_None; Error_Fail, reported through Error, when a field lies outside its range, the day outside its
+ * month, or the moment outside 1970-01-01 to 2106-02-07 UTC; Error_Invalid for a null argument. Nothing is
+ * normalised. */
 QZ_API ErrorCode Time_DataToTime(const TimeData* data, Time* time);
 
 /* Converts a time; dayOfWeek is filled in, the milliseconds are carried over as they are. data: out, null
@@ -64,7 +66,7 @@ QZ_API double Time_DiffSeconds(const Time* a, const Time* b);
  * seconds do so too, unsigned. */
 QZ_API void Time_Add(const Time* time, int32_t seconds, int32_t milliseconds, Time* result);
 
-/* Prints "Sun Jan  5 09:03:07 1997" (the day padded with a blank) and returns buffer. buffer: out, at least
+/* Prints "Sun Jan  5 09:03:07 1997" (the day padded with a space) and returns buffer. buffer: out, at least
  * 32 bytes; an empty text when time is null or the C library knows no local time for it. Returns null for a
  * null buffer. */
 QZ_API char* Time_ToString(const Time* time, char* buffer);
@@ -72,7 +74,7 @@ QZ_API char* Time_ToString(const Time* time, char* buffer);
 /* Reads a date as listings and replies write it ("Jan  5 09:03", "5 Jan 1996 10:00 pm", a Time_ToString
  * text).
  *
- * The text is split at blanks, tabs, line ends and commas. Words: the first that contains the beginning of a
+ * The text is split at spaces, tabs, line ends and commas. Words: the first that contains the beginning of a
  * weekday's name is skipped, the next that contains that of a month's is the month (May is read as March),
  * and one with "pm" adds 12 to an hour below 12. Numbers: four characters are the year, digits with a colon
  * are hour:minute or hour:minute:second, below 32 the day, 32 to 80 nothing, 81 to 1900 the year less 1900,

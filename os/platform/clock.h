@@ -8,7 +8,7 @@ namespace platform {
 // Milliseconds since some fixed moment before the program began; never goes back. Any thread.
 uint64_t MonotonicMilliseconds();
 
-// Suspends the calling thread for at least this long; 0 gives the rest of its slice away.
+// Suspends the calling thread for at least this long; 0 yields the processor.
 void SleepMilliseconds(uint32_t milliseconds);
 
 }  // namespace platform

@@ -29,8 +29,8 @@ WallTime ReadWallClock();
 // False when the C library finds no local fields for it. Any thread.
 bool LocalFromSeconds(int64_t seconds, CalendarFields* fields);
 
-// The time zone decides whether daylight saving holds. The same fields give the same moment whatever was
-// asked before, in an hour that comes twice too. False when there is no time for them. Any thread.
+// The time zone decides whether daylight saving time applies. The same fields give the same moment whatever
+// was converted before, in a repeated hour too. False when there is no time for them. Any thread.
 bool SecondsFromLocal(const CalendarFields& fields, int64_t* seconds);
 
 // A file time from UTC to local time. Any thread.

@@ -101,8 +101,8 @@ bool IsFileTime(uint64_t fileTime) {
   return fileTime <= INT64_MAX;
 }
 
-// Takes the moment of a file time (in UTC) as it is when `local` holds its local fields. They alone would not
-// do: when the clock is set back an hour comes twice, and they say only one of the two.
+// Takes the moment of a file time (in UTC) as it is when `local` holds its local fields. The fields alone do
+// not suffice: in a repeated hour they stand for two moments.
 bool TakeMoment(uint64_t fileTime, const TimeData& local, Time* time) {
   const int64_t seconds =
       static_cast<int64_t>(fileTime) / platform::kFileTimeUnitsPerSecond - platform::kSecondsFrom1601To1970;

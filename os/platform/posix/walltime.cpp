@@ -8,16 +8,16 @@ namespace {
 constexpr time_t kDaySeconds = 86400;
 
 // The seconds by which local time is ahead of UTC at a moment.
-bool DistanceFromUtc(time_t moment, time_t* distance) {
+bool UtcOffset(time_t moment, time_t* offset) {
   tm local{};
   if (localtime_r(&moment, &local) == nullptr) return false;
-  *distance = local.tm_gmtoff;
+  *offset = local.tm_gmtoff;
   return true;
 }
 
-bool HasDistanceFromUtc(time_t moment, time_t distance) {
+bool HasUtcOffset(time_t moment, time_t offset) {
   time_t found = 0;
-  return DistanceFromUtc(moment, &found) && found == distance;
+  return UtcOffset(moment, &found) && found == offset;
 }
 
 }  // namespace
@@ -37,9 +37,10 @@ bool LocalFromSeconds(int64_t seconds, CalendarFields* fields) {
   return true;
 }
 
-// The system's own function, mktime, gives one or the other moment of an hour that comes twice by what it was
-// asked before, and one text would be read as two times. Here the rule of the day after comes first: the
-// later moment of two; and a time in an hour that is left out is taken for the one an hour earlier.
+// In a repeated hour the system's own function, mktime, gives one moment or the other depending on its
+// previous call, so that one text would be read as two times. Here the offset of the day after is tried
+// first: in a repeated hour the later moment counts. A time in a daylight-saving gap counts as the one an
+// hour earlier.
 bool SecondsFromLocal(const CalendarFields& fields, int64_t* seconds) {
   tm local{};
   local.tm_year = fields.year - 1900;
@@ -51,19 +52,19 @@ bool SecondsFromLocal(const CalendarFields& fields, int64_t* seconds) {
   const time_t fieldsAsUtc = timegm(&local);
   time_t after = 0;
   time_t before = 0;
-  if (!DistanceFromUtc(fieldsAsUtc + kDaySeconds, &after)) return false;
+  if (!UtcOffset(fieldsAsUtc + kDaySeconds, &after)) return false;
   *seconds = fieldsAsUtc - after;
-  if (HasDistanceFromUtc(*seconds, after)) return true;
-  if (!DistanceFromUtc(fieldsAsUtc - kDaySeconds, &before)) return false;
-  if (HasDistanceFromUtc(fieldsAsUtc - before, before)) *seconds = fieldsAsUtc - before;
+  if (HasUtcOffset(*seconds, after)) return true;
+  if (!UtcOffset(fieldsAsUtc - kDaySeconds, &before)) return false;
+  if (HasUtcOffset(fieldsAsUtc - before, before)) *seconds = fieldsAsUtc - before;
   return true;
 }
 
 bool LocalFileTime(uint64_t utcFileTime, uint64_t* localFileTime) {
   const int64_t units = static_cast<int64_t>(utcFileTime);
-  time_t distance = 0;
-  if (!DistanceFromUtc(units / kFileTimeUnitsPerSecond - kSecondsFrom1601To1970, &distance)) return false;
-  *localFileTime = utcFileTime + static_cast<uint64_t>(distance * kFileTimeUnitsPerSecond);
+  time_t offset = 0;
+  if (!UtcOffset(units / kFileTimeUnitsPerSecond - kSecondsFrom1601To1970, &offset)) return false;
+  *localFileTime = utcFileTime + static_cast<uint64_t>(offset * kFileTimeUnitsPerSecond);
   return true;
 }
 
