@@ -170,8 +170,9 @@ void RunBuffered(Input input, uint32_t bufferSize) {
     Require(ReadSome(stream, count) == model.Read(count));
     Require(script.readSizes() == model.reads);
     constexpr ErrorCode kErrors[] = {Error_None, Error_Ended, Error_Timeout, Error_Fail};
-    script.SetError(kErrors[operation >> 1 & 3]);
-    Require(Stream_Error(stream) == model.Error(script.error));
+    const ErrorCode error = kErrors[operation >> 1 & 3];
+    script.SetError(error);
+    Require(Stream_Error(stream) == model.Error(error));
     script.SetAvailable(operation);
     Require(Stream_ReadAvail(stream) == operation + model.unread.size());
   }

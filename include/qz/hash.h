@@ -19,7 +19,7 @@ typedef uint32_t (*HashFunction)(Word key);
 /* Releases a value that the table discards. Must not use the table. */
 typedef void (*HashDeleter)(Word value);
 
-/* Sees one node; returns 0 to go on. Must not insert or remove. */
+/* Sees one node; returns 0 to continue. Must not insert or remove. */
 typedef int32_t (*HashVisitor)(Word key, Word value, void* context);
 
 /* Returns a new, empty table (free with Hash_Delete), or null when memory runs out or a function is missing.
