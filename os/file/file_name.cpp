@@ -4,6 +4,7 @@
 #include "os/core/error_internal.h"
 #include "os/file/file_internal.h"
 #include "os/platform/filesystem.h"
+#include "os/text/string_internal.h"
 #include "qz/error.h"
 #include "qz/string.h"
 #include "qz/winosfile.h"
@@ -32,12 +33,6 @@ size_t NetworkRootLength(const char* name) {
 
 void Empty(char* text) {
   if (text != nullptr) text[0] = '\0';
-}
-
-void Store(const char* text, size_t length, char* destination) {
-  if (destination == nullptr) return;
-  memmove(destination, text, length);
-  destination[length] = '\0';
 }
 
 // Where the name's own part begins and where the directory's ends.
@@ -134,12 +129,12 @@ ErrorCode File_SplitDir(const char* path, char* directory, char* name) {
   }
   if (rootLength != 0 && length <= rootLength) {
     // Kept: the name is left as it was; callers that walk upwards stop at an unchanged name.
-    Store(whole, length, directory);
+    iString_Place(whole, length, directory);
     return Error_None;
   }
   const Split split = SplitAtLastSlash(whole);
-  Store(whole, split.directoryLength, directory);
-  Store(whole + split.nameStart, length - split.nameStart, name);
+  iString_Place(whole, split.directoryLength, directory);
+  iString_Place(whole + split.nameStart, length - split.nameStart, name);
   return Error_None;
 }
 
@@ -158,7 +153,7 @@ int32_t File_StripRoot(const char* path, char* root, char* rest) {
     const size_t start = whole[0] == '/' ? 1 : 0;
     length = BeginsWithDrive(whole) ? 3 : start + strcspn(whole + start, "/");
   }
-  Store(whole, length, root);
-  Store(whole + length, strlen(whole + length), rest);
+  iString_Place(whole, length, root);
+  iString_Place(whole + length, strlen(whole + length), rest);
   return static_cast<int32_t>(length);
 }

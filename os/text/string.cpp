@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "os/text/characterclass_internal.h"
+#include "os/text/string_internal.h"
 #include "qz/memory.h"
 
 namespace {
@@ -22,13 +23,6 @@ size_t LengthUpTo(const char* text, size_t limit) {
   if (text == nullptr || limit == 0) return 0;
   const void* end = memchr(text, 0, limit);
   return end != nullptr ? static_cast<size_t>(static_cast<const char*>(end) - text) : limit;
-}
-
-// The same bytes with a terminator behind them.
-int32_t Place(const char* source, size_t length, char* destination) {
-  if (length != 0) memmove(destination, source, length);
-  destination[length] = 0;
-  return static_cast<int32_t>(length);
 }
 
 uint8_t ToLower(char c) {
@@ -50,31 +44,31 @@ char* String_DuplicateCat(const char* a, const char* b) {
   const size_t lengthB = Length(b);
   char* copy = static_cast<char*>(Memory_New(lengthA + lengthB + 1));
   if (copy == nullptr) return nullptr;
-  Place(a, lengthA, copy);
-  Place(b, lengthB, copy + lengthA);
+  iString_Place(a, lengthA, copy);
+  iString_Place(b, lengthB, copy + lengthA);
   return copy;
 }
 
 int32_t String_Copy(const char* source, char* destination) {
   if (destination == nullptr) return 0;
-  return Place(source, Length(source), destination);
+  return iString_Place(source, Length(source), destination);
 }
 
 int32_t String_CopyMax(const char* source, int32_t max, char* destination) {
   if (destination == nullptr || max <= 0) return 0;
-  return Place(source, LengthUpTo(source, static_cast<size_t>(max) - 1), destination);
+  return iString_Place(source, LengthUpTo(source, static_cast<size_t>(max) - 1), destination);
 }
 
 int32_t String_CopyLength(const char* source, int32_t count, char* destination) {
   if (destination == nullptr || count < 0) return 0;
-  return Place(source, source != nullptr ? static_cast<size_t>(count) : 0, destination);
+  return iString_Place(source, source != nullptr ? static_cast<size_t>(count) : 0, destination);
 }
 
 int32_t String_Cat(char* destination, const char* source) {
   if (destination == nullptr) return 0;
   const size_t length = strlen(destination);
   const size_t added = Length(source);
-  Place(source, added, destination + length);
+  iString_Place(source, added, destination + length);
   return static_cast<int32_t>(length + added);
 }
 
@@ -83,7 +77,7 @@ int32_t String_CatPString(char* destination, const uint8_t* pstring) {
   const size_t length = strlen(destination);
   if (pstring == nullptr) return static_cast<int32_t>(length);
   const size_t added = pstring[0];
-  Place(reinterpret_cast<const char*>(pstring + 1), added, destination + length);
+  iString_Place(reinterpret_cast<const char*>(pstring + 1), added, destination + length);
   return static_cast<int32_t>(length + added);
 }
 
@@ -96,7 +90,7 @@ int32_t String_DelimCat(const char* first, const char* second, int delimiter, ch
   const size_t secondStart = firstLength + (delimited ? 1 : 0);
 
   // The second text goes to its place first: it may stand where the first one is about to be written.
-  Place(second, secondLength, destination + secondStart);
+  iString_Place(second, secondLength, destination + secondStart);
   if (firstLength != 0) memmove(destination, first, firstLength);
   if (delimited) destination[firstLength] = delimiterByte;
   return static_cast<int32_t>(secondStart + secondLength);
@@ -114,7 +108,7 @@ int32_t String_Insert(const char* prefix, char* text) {
 int32_t String_Quote(const char* text, int quote, char* destination) {
   if (destination == nullptr) return 0;
   const size_t length = Length(text);
-  Place(text, length, destination + 1);
+  iString_Place(text, length, destination + 1);
   destination[0] = static_cast<char>(quote);
   destination[length + 1] = static_cast<char>(quote);
   destination[length + 2] = 0;
@@ -154,7 +148,7 @@ int32_t String_ReplaceFirst(const char* text, const char* oldText, const char* n
   const char* tail = text + index + strlen(oldText);
 
   // The tail first, because the destination may be the text itself.
-  Place(tail, strlen(tail), destination + index + newLength);
+  iString_Place(tail, strlen(tail), destination + index + newLength);
   if (index != 0) memmove(destination, text, index);
   if (newLength != 0) memmove(destination + index, newText, newLength);
   return found;

@@ -2,6 +2,7 @@
 #include <cstring>
 
 #include "os/text/characterclass_internal.h"
+#include "os/text/string_internal.h"
 #include "qz/string.h"
 
 namespace {
@@ -25,12 +26,6 @@ class ByteSet {
   uint32_t words_[8] = {};
 };
 
-void Place(const char* source, size_t length, char* destination) {
-  if (destination == nullptr) return;
-  memmove(destination, source, length);
-  destination[length] = 0;
-}
-
 bool IsDigit(char c) {
   return (iCharacter_Class(static_cast<uint8_t>(c)) & CharacterClass_Digit) != 0;
 }
@@ -48,9 +43,9 @@ int32_t String_GrabToken(const char* text, const char* delimiters, char* token, 
 
   // Either output may be the text itself: the one that is not is written before the text changes.
   const size_t restLength = rest != nullptr ? strlen(text + end) : 0;
-  if (rest != text) Place(text + end, restLength, rest);
-  Place(text + start, end - start, token);
-  if (rest == text) Place(text + end, restLength, rest);
+  if (rest != text) iString_Place(text + end, restLength, rest);
+  iString_Place(text + start, end - start, token);
+  if (rest == text) iString_Place(text + end, restLength, rest);
   return static_cast<int32_t>(end);
 }
 
@@ -62,7 +57,7 @@ int32_t String_StripEnds(const char* text, const char* set, char* destination) {
   while (stripped.Has(text[start])) ++start;
   size_t end = start + strlen(text + start);
   while (end > start && stripped.Has(text[end - 1])) --end;
-  Place(text + start, end - start, destination);
+  iString_Place(text + start, end - start, destination);
   return static_cast<int32_t>(end - start);
 }
 

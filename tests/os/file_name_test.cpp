@@ -5,6 +5,7 @@
 #include <string>
 
 #include "os/file/file_internal.h"
+#include "qz/error.h"
 #include "qz/file.h"
 #include "tests/support/error_capture.h"
 #include "tests/support/file_system.h"
@@ -43,11 +44,11 @@ TEST(FileCatDir, AcceptsTheResultAsAnArgument) {
 TEST(FileCatDir, RefusesWhatDoesNotFit) {
   char result[1024];
   EXPECT_EQ(File_CatDir(std::string(1000, 'd').c_str(), std::string(22, 'f').c_str(), result), 1023);
-  EXPECT_EQ(File_CatDir(std::string(1000, 'd').c_str(), std::string(23, 'f').c_str(), result), 5);
+  EXPECT_EQ(File_CatDir(std::string(1000, 'd').c_str(), std::string(23, 'f').c_str(), result), Error_Exceed);
   EXPECT_STREQ(result, "");
   EXPECT_EQ(File_CatDir(std::string(999, 'd').append("/").c_str(), std::string(23, 'f').c_str(), result),
             1023);
-  EXPECT_EQ(File_CatDir(std::string(5000, 'd').c_str(), "f", result), 5);
+  EXPECT_EQ(File_CatDir(std::string(5000, 'd').c_str(), "f", result), Error_Exceed);
   EXPECT_STREQ(result, "");
 }
 
@@ -55,6 +56,9 @@ TEST(FileSplitDir, SplitsAtTheLastSlash) {
   const SplitRow rows[] = {
       {"/a/b/c", "/a/b", "c"},
       {"/a/b/", "/a", "b"},
+      {"/a/b//", "/a/b", ""},
+      {"a//", "a", ""},
+      {"//srv/share/x/", "//srv/share", "x"},
       {"a/b", "a", "b"},
       {"x", "", "x"},
       {"x/", "", "x"},
@@ -71,7 +75,7 @@ TEST(FileSplitDir, SplitsAtTheLastSlash) {
   for (const SplitRow& row : rows) {
     char directory[1024] = "unset";
     char name[1024] = "unset";
-    EXPECT_EQ(File_SplitDir(row.path, directory, name), 0) << row.path;
+    EXPECT_EQ(File_SplitDir(row.path, directory, name), Error_None) << row.path;
     EXPECT_STREQ(directory, row.directory) << row.path;
     EXPECT_STREQ(name, row.name) << row.path;
   }
@@ -81,7 +85,7 @@ TEST(FileSplitDir, KeepsAShareWholeAndLeavesTheName) {
   for (const char* path : {"//srv/share", "//srv/share/"}) {
     char directory[1024] = "unset";
     char name[1024] = "untouched";
-    EXPECT_EQ(File_SplitDir(path, directory, name), 0);
+    EXPECT_EQ(File_SplitDir(path, directory, name), Error_None);
     EXPECT_STREQ(directory, "//srv/share");
     EXPECT_STREQ(name, "untouched");
   }
@@ -91,7 +95,7 @@ TEST(FileSplitDir, ReportsANetworkNameWithoutAShare) {
   ErrorCapture capture;
   char directory[1024] = "unset";
   char name[1024] = "unset";
-  EXPECT_EQ(File_SplitDir("//server", directory, name), -1);
+  EXPECT_EQ(File_SplitDir("//server", directory, name), Error_Fail);
   EXPECT_STREQ(directory, "");
   EXPECT_STREQ(name, "");
   ASSERT_EQ(capture.Lines().size(), 1u);
@@ -100,20 +104,20 @@ TEST(FileSplitDir, ReportsANetworkNameWithoutAShare) {
 
 TEST(FileSplitDir, AcceptsNullOutputsAndThePathAsOutput) {
   char path[1024] = "/a/b/c";
-  EXPECT_EQ(File_SplitDir(path, nullptr, nullptr), 0);
-  EXPECT_EQ(File_SplitDir(path, path, nullptr), 0);
+  EXPECT_EQ(File_SplitDir(path, nullptr, nullptr), Error_None);
+  EXPECT_EQ(File_SplitDir(path, path, nullptr), Error_None);
   EXPECT_STREQ(path, "/a/b");
-  EXPECT_EQ(File_SplitDir(path, nullptr, path), 0);
+  EXPECT_EQ(File_SplitDir(path, nullptr, path), Error_None);
   EXPECT_STREQ(path, "b");
 }
 
 TEST(FileSplitDir, RefusesATooLongPathAndNull) {
   char directory[1024] = "unset";
   char name[1024] = "unset";
-  EXPECT_EQ(File_SplitDir(std::string(1024, 'a').c_str(), directory, name), 5);
+  EXPECT_EQ(File_SplitDir(std::string(1024, 'a').c_str(), directory, name), Error_Exceed);
   EXPECT_STREQ(directory, "");
   EXPECT_STREQ(name, "");
-  EXPECT_EQ(File_SplitDir(nullptr, directory, name), -4);
+  EXPECT_EQ(File_SplitDir(nullptr, directory, name), Error_Invalid);
 }
 
 struct RootRow {
@@ -151,7 +155,7 @@ TEST(FileStripRoot, ReportsANetworkNameWithoutAShare) {
   ErrorCapture capture;
   char root[1024] = "unset";
   char rest[1024] = "unset";
-  EXPECT_EQ(File_StripRoot("//server", root, rest), -1);
+  EXPECT_EQ(File_StripRoot("//server", root, rest), Error_Fail);
   EXPECT_STREQ(root, "");
   EXPECT_STREQ(rest, "");
   ASSERT_EQ(capture.Lines().size(), 1u);
@@ -159,26 +163,26 @@ TEST(FileStripRoot, ReportsANetworkNameWithoutAShare) {
 }
 
 TEST(FileStripRoot, RefusesATooLongPathAndNull) {
-  EXPECT_EQ(File_StripRoot(std::string(1024, 'a').c_str(), nullptr, nullptr), -1);
-  EXPECT_EQ(File_StripRoot(nullptr, nullptr, nullptr), -4);
+  EXPECT_EQ(File_StripRoot(std::string(1024, 'a').c_str(), nullptr, nullptr), Error_Fail);
+  EXPECT_EQ(File_StripRoot(nullptr, nullptr, nullptr), Error_Invalid);
 }
 
 TEST(FileSystemName, DropsADriveWhereThereAreNone) {
   char name[1024];
-  EXPECT_EQ(iFile_ToSystemName("/C|/a/b", name), 0);
+  EXPECT_EQ(iFile_ToSystemName("/C|/a/b", name), Error_None);
   EXPECT_STREQ(name, kIsWindows ? "C:\\a\\b" : "/a/b");
-  EXPECT_EQ(iFile_ToSystemName("/C|", name), 0);
+  EXPECT_EQ(iFile_ToSystemName("/C|", name), Error_None);
   EXPECT_STREQ(name, kIsWindows ? "C:" : "/");
-  EXPECT_EQ(iFile_ToSystemName("a\\b/c", name), 0);
+  EXPECT_EQ(iFile_ToSystemName("a\\b/c", name), Error_None);
   EXPECT_STREQ(name, kIsWindows ? "a\\b\\c" : "a\\b/c");
-  EXPECT_EQ(iFile_ToSystemName(std::string(1024, 'a').c_str(), name), 5);
+  EXPECT_EQ(iFile_ToSystemName(std::string(1024, 'a').c_str(), name), Error_Exceed);
   EXPECT_STREQ(name, "");
-  EXPECT_EQ(iFile_ToSystemName(nullptr, name), -4);
+  EXPECT_EQ(iFile_ToSystemName(nullptr, name), Error_Invalid);
 }
 
 TEST(FileSystemName, ComesBackInTheLibrarysForm) {
   char name[1024] = "C:\\a b";
-  EXPECT_EQ(iFile_FromSystemName(name, name), 0);
+  EXPECT_EQ(iFile_FromSystemName(name, name), Error_None);
   EXPECT_STREQ(name, kIsWindows ? "/C|/a b" : "C:\\a b");
 }
 
