@@ -6,10 +6,11 @@
  * not fit gives Error_Exceed and is emptied. Null where it is not allowed gives Error_Invalid, or the failure
  * value of a function without a status.
  *
- * An open file moves bytes through its descriptor (File_Read, File_Write, File_Seek) and lines and formatted
- * text through a C stream (File_Print, File_ScanLine); both share one position, and output that is held back
- * is written before the descriptor is used. Files over 2 GiB can be read and written; only positions and
- * sizes are 32-bit. Other programs that are started do not inherit open files.
+ * Bytes (File_Read, File_Write, File_Seek), lines (File_ScanLine) and formatted text (File_Print) share one
+ * position and may be mixed: text that is held back is written, and what was read ahead is given back, before
+ * another kind of call. On a pipe nothing can be given back: read it by lines or by bytes. Files over 2 GiB
+ * can be read and written; only positions and sizes are 32-bit. Other programs that are started do not
+ * inherit open files.
  *
  * One thread at a time uses an open file or a copy; functions that take names may be called from any thread,
  * but all depend on the one current directory. Calls block as long as the file system does. */
@@ -23,6 +24,21 @@ QZ_BEGIN_C
 
 typedef struct File File;
 typedef struct FileCopy FileCopy;
+
+/* How File_Open opens a file. The stated numbers 6 (as 3), 5 (as 4), 12 and 15 (as 11) are accepted as well.
+ */
+enum FileMode {
+  FileMode_Read = 1,
+  FileMode_Write = 2,        /* cut to length 0 */
+  FileMode_ReadWriteNew = 3, /* cut to length 0 */
+  FileMode_Update = 4,       /* read and write a file that exists */
+  FileMode_Append = 8,       /* always binary */
+  FileMode_ReadAppend = 11,
+  FileMode_Text = 16 /* added to one of the others: line ends are the system's */
+};
+
+/* Where the offset of File_Seek counts from. */
+enum FileSeek { FileSeek_Start = 0, FileSeek_Current = 1, FileSeek_End = 2 };
 
 /* What stands under a name. A name under which nothing stands has all fields 0. */
 typedef struct FileState {
@@ -43,13 +59,15 @@ QZ_API ErrorCode File_GetSysDir(int32_t id, char* buffer);
 QZ_API File* File_GetSysFile(int32_t id, uint32_t mode);
 
 /* Opens a file and returns it owned in *file (free with File_Close); null after a failure.
- * mode: 1 read; 2 write, cut to length 0; 3 or 6 read and write, cut; 4 or 5 read and write an existing file;
- * 8 append (always binary); 11, 12 or 15 read and append; add 16 for text, whose line ends are the system's.
- * Error_None; Error_Memory; Error_Fail for another mode, a directory, and whatever else cannot be opened. */
+ * mode (enum FileMode): 1 read; 2 write, cut to length 0; 3 or 6 read and write, cut; 4 or 5 read and write
+ * an existing file; 8 append (always binary); 11, 12 or 15 read and append; add 16 for text, whose line ends
+ * are the system's: on Windows CR LF in the file is LF to the program, and a byte 0x1A ends a file that is
+ * read. Error_None; Error_Memory; Error_Fail for another mode, a directory, and whatever else cannot be
+ * opened. */
 QZ_API ErrorCode File_Open(const char* name, uint32_t mode, File** file);
 
-/* Writes what is pending, closes the file, removes it when it is marked temporary, and frees the handle in
- * any case. Error_None; Error_Exceed when pending output no longer fits the disk; otherwise the system's
+/* Writes what is pending, closes the file, removes it when it is marked temporary, and always frees the
+ * handle. Error_None; Error_Exceed when pending output no longer fits the disk; otherwise the system's
  * error. The log file stays open: no effect, Error_None. A temporary file is removed under the name it was
  * opened by, even if the current directory has changed; not if another file stands there by now. */
 QZ_API ErrorCode File_Close(File* file);
@@ -73,8 +91,9 @@ QZ_API uint32_t File_Read(File* file, uint32_t count, void* buffer);
 /* Writes count bytes from buffer and returns how many were written, less than count on failure. */
 QZ_API uint32_t File_Write(File* file, uint32_t count, const void* buffer);
 
-/* Sets the position. seekMode: 0 from the start, 1 from the current position, 2 from the end; offset in
- * bytes. Returns 0 (not the position), -1 on failure; Error_Fail after a report for another seekMode. */
+/* Sets the position. seekMode (enum FileSeek): 0 from the start, 1 from the current position, 2 from the end;
+ * offset in bytes. Returns 0 (not the position), -1 on failure; Error_Fail after a report for another
+ * seekMode. */
 QZ_API int32_t File_Seek(File* file, int32_t seekMode, int32_t offset);
 
 /* Writes what is pending and returns the position in bytes; -1 on failure, and where the position is over
@@ -91,9 +110,10 @@ QZ_API int32_t File_VPrint(File* file, const char* format, va_list arguments) QZ
 QZ_API int32_t File_Flush(File* file);
 QZ_API int32_t File_Sync(File* file);
 
-/* Reads one line of at most size - 1 bytes into buffer (size bytes, at least 2), takes every CR and LF off
+/* Reads one line of at most size - 1 bytes into buffer (size bytes, at least 2), removes every CR and LF from
  * its end, and returns the length that is left; -1 at the end of the file and on failure, with an empty
- * buffer. The rest of a longer line comes with the next call. */
+ * buffer. Stream_Error then tells which: Error_Ended at the end only. The rest of a longer line comes with
+ * the next call. */
 QZ_API int32_t File_ScanLine(File* file, int32_t size, char* buffer);
 
 /* Reads up to size bytes into buffer and returns the first (0 to 255); *remaining receives how many follow it
@@ -165,21 +185,23 @@ QZ_API ErrorCode File_NumberName(const char* name, char* result);
  * failure. */
 QZ_API ErrorCode File_UniquifyName(const char* directory, const char* prefix, char* result);
 
-/* Begins to copy, or with move 1 to move, a file; File_CopyEnd does the work. Returns the copy owned in *copy
- * (free with File_CopyEnd or File_CopyAbort); null after a failure, and with Error_None when a move was done
- * at once by a rename, as between names of one root. to: the new name, or a directory to copy into; never an
- * existing file. idleMethod: null, or called about 100 times with idleContext, the bytes written and the
- * source's size (at most 4294967295). Error_None; Error_NotFound; Error_Invalid when the source is a
- * directory; Error_Exists when the target is there; Error_Memory; Error_Fail when a file cannot be opened;
- * for a rename the statuses of File_Move. */
+/* Begins to copy, or with move 1 to move, a file; repeated calls of File_CopyEnd do the work. Returns the
+ * copy owned in *copy (free with File_CopyEnd or File_CopyAbort); null after a failure, and with Error_None
+ * when a move was done at once by a rename, as between names of one root. to: the new name, or a directory to
+ * copy into; never an existing file. idleMethod: null, or called about 100 times with idleContext, the bytes
+ * written and the source's size (at most 4294967295). Error_None; Error_NotFound; Error_Invalid when the
+ * source is a directory; Error_Exists when the target is there; Error_Memory; Error_Fail when a file cannot
+ * be opened; for a rename the statuses of File_Move. */
 QZ_API ErrorCode File_CopyStart(const char* from, const char* to, int32_t move, void* idleContext,
                                 StreamProgressMethod idleMethod, FileCopy** copy);
 
-/* Moves the next chunk (4096 bytes, 1048576 for files over 2 MiB). When it was the last, closes both files,
- * removes the source when moving, frees the copy and sets *copy to null. Error_None; Error_Ended when the
- * source is shorter (or, when moving, longer) than it was at the start; Error_Exceed when a write fails;
- * Error_NotFound when, moving, somebody has removed or renamed the target. After a failure *copy stays,
- * unless closing failed, and File_CopyAbort is due. Null in *copy is ignored. */
+/* Performs one step of a copy. The name misleads: call it until *copy is null; only the last step ends the
+ * copy. Moves the next chunk (4096 bytes, 1048576 for files over 2 MiB). After the last one it closes both
+ * files, removes the source when moving, frees the copy and sets *copy to null. Error_None; Error_Ended when
+ * the source is shorter (or, when moving, longer) than it was at the start; Error_Exceed when a write fails;
+ * Error_NotFound when the target of a move was removed or renamed meanwhile. *copy stays after a failure, and
+ * File_CopyAbort is due; but when closing the target failed, the copy has ended: the target is removed, the
+ * source stays. Null in *copy is ignored. */
 QZ_API ErrorCode File_CopyEnd(FileCopy** copy);
 
 /* Closes both files, removes the incomplete target, leaves the source, frees the copy and sets *copy to null.

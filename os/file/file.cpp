@@ -1,9 +1,13 @@
 // Open files.
 //
-// An open file is read and written in two ways: bytes and positions go to the descriptor, lines and formatted
-// text go through the C stream. The C stream holds back output and reads ahead, so whoever comes second first
-// brings the descriptor to the true position; the record remembers who came last, and a run of calls of one
-// kind costs nothing.
+// An open file is used in three ways: bytes and positions go to the descriptor, formatted text goes through
+// the C stream, which holds output back, and lines come from the record's own buffer, which reads ahead of
+// them. Before another kind of use the descriptor is brought to the true position: output is written, and
+// what was read ahead is given back. The record remembers the last use, so a run of calls of one kind costs
+// nothing.
+//
+// Lines are not read through the C stream: in text mode some C libraries count every line end as CR LF and
+// then tell wrong positions.
 #include "qz/file.h"
 
 #include <algorithm>
@@ -15,6 +19,7 @@
 #include "os/core/memory_internal.h"
 #include "os/core/owned.h"
 #include "os/file/file_internal.h"
+#include "os/file/file_testing.h"
 #include "os/platform/error.h"
 #include "os/platform/filesystem.h"
 #include "qz/error.h"
@@ -38,7 +43,13 @@ constexpr ModeRow kModes[] = {
 };
 static_assert(std::size(kModes) == kModeNumberMask + 1);
 
+// Kept: it ends a text file that is read, where lines end with CR LF; files of old editors end so.
+constexpr char kEndMark = 0x1A;
+
+using CloseMethod = int (*)(FILE*);
+
 std::atomic<File*> systemFile{nullptr};
+std::atomic<CloseMethod> closeMethod{nullptr};
 
 File* FileOf(Stream* stream) {
   return reinterpret_cast<File*>(stream);
@@ -49,29 +60,40 @@ ErrorCode SystemStatus(const File* file) {
   return iError_FromLastSystem("File", file->name);
 }
 
-// ---- moving bytes ------------------------------------------------------------------------------
+// ---- from one use to another -------------------------------------------------------------------
 
-// C libraries may drop what they could not write and then close without a word, so the loss is remembered.
+// C libraries may drop what they could not write and then close successfully, so the loss is remembered.
 void NoteLostOutput(File* file) {
   file->lastStatus = SystemStatus(file);
   if (file->lostOutput == Error_None) file->lostOutput = file->lastStatus;
 }
 
-bool Synchronize(File* file) {
-  const bool wasRead = file->lastUse == FileUse::StreamReading;
-  return platform::SynchronizeDescriptor(file->cStream,
-                                         wasRead ? platform::StreamUse::Read : platform::StreamUse::Written);
+// Puts the descriptor back behind the last line. A pipe has no position: the next line continues with what
+// was read from it.
+void GiveBack(File* file) {
+  ReadAhead* ahead = &file->ahead;
+  const int64_t unread = ahead->end - ahead->start;
+  if (unread == 0 || platform::SeekDescriptor(file->descriptor, -unread, FileSeek_Current) < 0) return;
+  ahead->start = 0;
+  ahead->end = 0;
+}
+
+bool WritePending(File* file) {
+  if (fflush(file->cStream) == 0) return true;
+  NoteLostOutput(file);
+  return false;
 }
 
 bool PrepareFor(File* file, FileUse use) {
   if (file->lastUse == use) return true;
-  if (file->lastUse != FileUse::Descriptor && !Synchronize(file)) {
-    NoteLostOutput(file);
-    return false;
-  }
+  if (file->lastUse == FileUse::Lines) GiveBack(file);
+  const bool mayHoldOutput = file->lastUse == FileUse::Printing || file->lastUse == FileUse::Unknown;
+  if (mayHoldOutput && !WritePending(file)) return false;
   file->lastUse = use;
   return true;
 }
+
+// ---- moving bytes ------------------------------------------------------------------------------
 
 uint32_t ReadBytes(File* file, uint32_t count, uint8_t* buffer) {
   uint32_t done = 0;
@@ -99,6 +121,80 @@ uint32_t WriteBytes(File* file, uint32_t count, const uint8_t* buffer) {
     done += static_cast<uint32_t>(moved);
   }
   return done;
+}
+
+// ---- lines -------------------------------------------------------------------------------------
+
+bool HasTextLineEnds(const File* file) {
+  return (file->mode & FileMode_Text) != 0 && platform::TranslatesLineEnds();
+}
+
+// How many of the bytes that were just read stand before the end mark. The descriptor is put back to the
+// mark, so that the next read finds it first.
+uint32_t CountBeforeEndMark(const File* file, uint32_t count) {
+  const void* mark = HasTextLineEnds(file) ? memchr(file->ahead.bytes, kEndMark, count) : nullptr;
+  if (mark == nullptr) return count;
+  const auto before = static_cast<uint32_t>(static_cast<const char*>(mark) - file->ahead.bytes);
+  platform::SeekDescriptor(file->descriptor, -static_cast<int64_t>(count - before), FileSeek_Current);
+  return before;
+}
+
+// Reads the next block. False at the end and on failure; lastStatus then tells which.
+bool FillAhead(File* file) {
+  ReadAhead* ahead = &file->ahead;
+  ahead->start = 0;
+  ahead->end = 0;
+  const int64_t moved = platform::ReadUntranslated(file->descriptor, sizeof ahead->bytes, ahead->bytes);
+  if (moved < 0) {
+    file->lastStatus = SystemStatus(file);
+    return false;
+  }
+  ahead->end = CountBeforeEndMark(file, static_cast<uint32_t>(moved));
+  if (ahead->end == 0) file->lastStatus = Error_Ended;
+  return ahead->end != 0;
+}
+
+struct Piece {
+  uint32_t length;
+  bool hasLineEnd;
+};
+
+// Moves what was read ahead to the piece, up to the LF or until the piece is full.
+void TakeAhead(ReadAhead* ahead, uint32_t fullLength, char* buffer, Piece* piece) {
+  const char* bytes = ahead->bytes + ahead->start;
+  uint32_t count = std::min(fullLength - piece->length, ahead->end - ahead->start);
+  if (const void* lineFeed = memchr(bytes, '\n', count); lineFeed != nullptr) {
+    count = static_cast<uint32_t>(static_cast<const char*>(lineFeed) - bytes) + 1;
+    piece->hasLineEnd = true;
+  }
+  memcpy(buffer + piece->length, bytes, count);
+  piece->length += count;
+  ahead->start += count;
+}
+
+// In text mode CR LF is one character: a CR that fills the piece takes its LF with it.
+void TakeLineFeedBehindReturn(File* file, const char* buffer, Piece* piece) {
+  if (!HasTextLineEnds(file) || buffer[piece->length - 1] != '\r') return;
+  ReadAhead* ahead = &file->ahead;
+  if (ahead->start == ahead->end && !FillAhead(file)) return;
+  if (ahead->bytes[ahead->start] != '\n') return;
+  ++ahead->start;
+  piece->hasLineEnd = true;
+}
+
+// The bytes up to the next LF and with it, at most fullLength of them. Empty at the end and on failure, when
+// lastStatus tells which; what came before a failure is not handed out.
+Piece TakePiece(File* file, uint32_t fullLength, char* buffer) {
+  Piece piece{0, false};
+  file->lastStatus = Error_None;
+  while (piece.length < fullLength && !piece.hasLineEnd) {
+    if (file->ahead.start == file->ahead.end && !FillAhead(file)) break;
+    TakeAhead(&file->ahead, fullLength, buffer, &piece);
+  }
+  if (piece.length == fullLength && !piece.hasLineEnd) TakeLineFeedBehindReturn(file, buffer, &piece);
+  if (file->lastStatus == Error_Ended && piece.length != 0) file->lastStatus = Error_None;
+  if (file->lastStatus != Error_None) piece.length = 0;
+  return piece;
 }
 
 // ---- opening and closing -----------------------------------------------------------------------
@@ -129,13 +225,13 @@ struct OpenRequest {
 bool OpenRecord(File* file, const char* systemName, const OpenRequest& request) {
   const ModeRow& row = kModes[request.mode & kModeNumberMask];
   // Kept: mode 8 is binary even where text is asked for; logs have always been written so.
-  const bool isText = (request.mode & kFileMode_Text) != 0 && row.bits != kAppendBits;
+  const bool isText = (request.mode & FileMode_Text) != 0 && row.bits != kAppendBits;
   file->cStream = platform::OpenStream(systemName, {row.cMode, isText, request.mustBeNew, request.isPrivate});
   if (file->cStream == nullptr) return false;
   file->descriptor = platform::DescriptorOf(file->cStream);
-  file->mode = row.bits | (isText ? kFileMode_Text : 0);
+  file->mode = row.bits | (isText ? FileMode_Text : 0);
   file->lastUse = FileUse::Unknown;
-  if (row.bits == kAppendBits) platform::SeekDescriptor(file->descriptor, 0, 2);
+  if (row.bits == kAppendBits) platform::SeekDescriptor(file->descriptor, 0, FileSeek_End);
   return true;
 }
 
@@ -157,11 +253,16 @@ ErrorCode Open(const char* name, const OpenRequest& request, File** file) {
   return Error_None;
 }
 
-// A name that leads to another file by now is somebody else's and stays.
+// A name that leads to another file by now is left alone.
 ErrorCode Remove(const char* removalName) {
   if (platform::RemoveFile(removalName)) return Error_None;
   const ErrorCode status = iError_FromLastSystem("File_Close", removalName);
   return status == Error_NotFound ? Error_None : status;
+}
+
+int CloseStream(FILE* stream) {
+  const CloseMethod method = closeMethod.load();
+  return method != nullptr ? method(stream) : fclose(stream);
 }
 
 // Closes the C stream, removes the file where that is due, and frees the record.
@@ -170,7 +271,7 @@ ErrorCode CloseRecord(File* file, bool removeIncomplete) {
   const bool mayRemove = (isTemporary || removeIncomplete) &&
                          platform::NameLeadsToDescriptor(file->removalName, file->descriptor);
   const ErrorCode lostOutput = file->lostOutput;
-  ErrorCode status = fclose(file->cStream) == 0 ? lostOutput : SystemStatus(file);
+  ErrorCode status = CloseStream(file->cStream) == 0 ? lostOutput : SystemStatus(file);
   if (mayRemove && (isTemporary || status != Error_None)) {
     const ErrorCode removed = Remove(file->removalName);
     if (status == Error_None) status = removed;
@@ -217,6 +318,10 @@ const StreamOperations* Operations() {
 
 // ---- internal functions ------------------------------------------------------------------------
 
+void iFile_SetCloseMethod(int (*close)(FILE* stream)) {
+  closeMethod.store(close);
+}
+
 ErrorCode iFile_OpenNew(const char* name, uint32_t mode, bool isPrivate, File** file) {
   const ErrorCode status = Open(name, {mode, true, isPrivate}, file);
   if (status != Error_Fail) return status;
@@ -230,43 +335,31 @@ ErrorCode iFile_CloseComplete(File* file) {
 }
 
 int64_t iFile_Seek64(File* file, int32_t seekMode, int64_t offset) {
-  if (!PrepareFor(file, FileUse::Descriptor)) return -1;
+  if (!PrepareFor(file, FileUse::Bytes)) return -1;
   return platform::SeekDescriptor(file->descriptor, offset, seekMode);
 }
 
 int64_t iFile_Tell64(File* file) {
-  return iFile_Seek64(file, 1, 0);
+  return iFile_Seek64(file, FileSeek_Current, 0);
 }
 
 int64_t iFile_Size64(File* file) {
   platform::FileInformation information;
-  if (!PrepareFor(file, FileUse::Descriptor)) return -1;
+  if (!PrepareFor(file, FileUse::Bytes)) return -1;
   if (!platform::GetDescriptorInformation(file->descriptor, &information)) return -1;
   return static_cast<int64_t>(information.sizeBytes);
-}
-
-ErrorCode iFile_Error(File* file) {
-  const ErrorCode systemStatus = SystemStatus(file);
-  return feof(file->cStream) ? Error_Ended : systemStatus;
 }
 
 int32_t iFile_ScanPiece(File* file, int32_t size, char* buffer, bool* isCut) {
   if (file == nullptr || buffer == nullptr || size < 2) return -1;
   buffer[0] = '\0';
-  if (!PrepareFor(file, FileUse::StreamReading)) return -1;
-  // Some C libraries remember the end of the file and never see what was added since.
-  if (feof(file->cStream)) Synchronize(file);
-  clearerr(file->cStream);
-  if (fgets(buffer, size, file->cStream) == nullptr) {
-    file->lastStatus = iFile_Error(file);
-    buffer[0] = '\0';
-    return -1;
-  }
-  file->lastStatus = Error_None;
-  size_t length = strlen(buffer);
-  // A text that does not fill the buffer and has no LF is no piece: the line holds a byte 0, or the file
-  // ended.
-  *isCut = length == static_cast<size_t>(size) - 1 && buffer[length - 1] != '\n';
+  if (!PrepareFor(file, FileUse::Lines)) return -1;
+  const auto fullLength = static_cast<uint32_t>(size - 1);
+  const Piece piece = TakePiece(file, fullLength, buffer);
+  buffer[piece.length] = '\0';
+  if (piece.length == 0) return -1;
+  *isCut = piece.length == fullLength && !piece.hasLineEnd;
+  size_t length = strlen(buffer);  // a byte 0 in a line ends its text
   while (length != 0 && (buffer[length - 1] == '\n' || buffer[length - 1] == '\r')) buffer[--length] = '\0';
   return static_cast<int32_t>(length);
 }
@@ -308,20 +401,20 @@ ErrorCode File_SetLock(File* /*file*/, ...) {
 
 uint32_t File_Read(File* file, uint32_t count, void* buffer) {
   if (file == nullptr || buffer == nullptr) return 0;
-  if (!PrepareFor(file, FileUse::Descriptor)) return 0;
+  if (!PrepareFor(file, FileUse::Bytes)) return 0;
   file->lastStatus = Error_None;
   return ReadBytes(file, count, static_cast<uint8_t*>(buffer));
 }
 
 uint32_t File_Write(File* file, uint32_t count, const void* buffer) {
   if (file == nullptr || buffer == nullptr) return 0;
-  if (!PrepareFor(file, FileUse::Descriptor)) return 0;
+  if (!PrepareFor(file, FileUse::Bytes)) return 0;
   file->lastStatus = Error_None;
   return WriteBytes(file, count, static_cast<const uint8_t*>(buffer));
 }
 
 int32_t File_Seek(File* file, int32_t seekMode, int32_t offset) {
-  if (seekMode < 0 || seekMode > 2) {
+  if (seekMode < FileSeek_Start || seekMode > FileSeek_End) {
     Error("Invalid seekMode %d", static_cast<int>(seekMode));
     return Error_Fail;
   }
@@ -344,7 +437,7 @@ int32_t File_Print(File* file, const char* format, ...) {
 }
 
 int32_t File_VPrint(File* file, const char* format, va_list arguments) {
-  if (file == nullptr || format == nullptr || !PrepareFor(file, FileUse::StreamWriting)) return -1;
+  if (file == nullptr || format == nullptr || !PrepareFor(file, FileUse::Printing)) return -1;
   clearerr(file->cStream);
   const int32_t result = vfprintf(file->cStream, format, arguments);
   file->lastStatus = Error_None;
@@ -356,11 +449,8 @@ int32_t File_VPrint(File* file, const char* format, va_list arguments) {
 
 int32_t File_Flush(File* file) {
   if (file == nullptr) return -1;
-  // After reading nothing is pending, and some C libraries would forget the lines that were read ahead.
-  if (file->lastUse != FileUse::StreamWriting) return 0;
-  if (fflush(file->cStream) == 0) return 0;
-  NoteLostOutput(file);
-  return -1;
+  if (file->lastUse != FileUse::Printing) return 0;  // nothing is pending
+  return WritePending(file) ? 0 : -1;
 }
 
 int32_t File_Sync(File* file) {
@@ -380,7 +470,7 @@ int32_t File_GetChar(File* file, uint32_t size, char* buffer, uint32_t* remainin
 }
 
 int32_t File_Truncate(File* file) {
-  if (file == nullptr || !PrepareFor(file, FileUse::Descriptor)) return -1;
+  if (file == nullptr || !PrepareFor(file, FileUse::Bytes)) return -1;
   if (platform::TruncateDescriptor(file->descriptor)) return 0;
   file->lastStatus = SystemStatus(file);
   return -1;
@@ -390,7 +480,7 @@ int32_t File_GetStateOpenFile(File* file, FileState* state) {
   if (state == nullptr) return -1;
   *state = {};
   platform::FileInformation information;
-  if (file == nullptr || !PrepareFor(file, FileUse::Descriptor)) return -1;
+  if (file == nullptr || !PrepareFor(file, FileUse::Bytes)) return -1;
   if (!platform::GetDescriptorInformation(file->descriptor, &information)) return -1;
   state->exists = 1;
   state->isDirectory = information.isDirectory ? 1 : 0;

@@ -6,7 +6,6 @@
 
 #include "os/core/owned.h"
 #include "os/file/file_internal.h"
-#include "os/platform/error.h"
 #include "os/platform/filesystem.h"
 #include "qz/error.h"
 #include "qz/file.h"
@@ -57,11 +56,6 @@ bool HaveOneRoot(const char* from, const char* to) {
   return RootOf(from, fromRoot) && RootOf(to, toRoot) && String_CompareInsensitive(fromRoot, toRoot) == 0;
 }
 
-// One root may still hold several volumes where there are no drives.
-bool MustCopyInstead(ErrorCode moveStatus) {
-  return moveStatus == Error_Fail && platform::LastSystemError() == platform::SystemError_OtherVolume;
-}
-
 FileCopy* NewCopy(uint64_t sizeBytes) {
   uint32_t chunkBytes = (sizeBytes & ~uint64_t{1}) > kLargeChunkAbove ? kLargeChunk : kSmallChunk;
   for (;;) {
@@ -92,9 +86,9 @@ ErrorCode DestinationOf(const char* from, const char* to, char (&destination)[kF
 }
 
 ErrorCode OpenBoth(const char* from, const char* destination, FileCopy* copy) {
-  const ErrorCode status = File_Open(from, 1, &copy->source);
+  const ErrorCode status = File_Open(from, FileMode_Read, &copy->source);
   if (status != Error_None) return status;
-  const ErrorCode opened = iFile_OpenNew(destination, 2, false, &copy->destination);
+  const ErrorCode opened = iFile_OpenNew(destination, FileMode_Write, false, &copy->destination);
   if (opened != Error_None) return opened;
   File_SetTemporary(copy->destination, 1);
   // The open file's size, for the name's may be that of a link, or have changed.
@@ -139,7 +133,7 @@ bool SourceIsWhole(FileCopy* copy) {
   return iFile_Size64(copy->source) == iFile_Tell64(copy->source);
 }
 
-// A target that somebody has removed or renamed meanwhile does not stand for the source.
+// A target that was removed or renamed meanwhile is no copy of the source.
 bool TargetStands(FileCopy* copy) {
   return platform::NameLeadsToDescriptor(copy->destination->removalName, copy->destination->descriptor);
 }
@@ -158,10 +152,13 @@ ErrorCode Finish(FileCopy* copy) {
   Memory_Delete(copy);
   File_SetTemporary(destination, 0);
   const ErrorCode status = iFile_CloseComplete(destination);
-  File_SetTemporary(source, moves && status == Error_None);
-  const ErrorCode removed = File_Close(source);
+  const bool removesSource = moves && status == Error_None;
+  File_SetTemporary(source, removesSource);
+  const ErrorCode closed = File_Close(source);
   // The copy is complete; that the old file could not be removed does not make it less so.
-  if (removed != Error_None) Error("File_CopyEnd: source not removed, %s", Error_ToString(removed));
+  if (removesSource && closed != Error_None) {
+    Error("File_CopyEnd: source not removed, %s", Error_ToString(closed));
+  }
   return status;
 }
 
@@ -173,8 +170,10 @@ ErrorCode File_CopyStart(const char* from, const char* to, int32_t move, void* i
   *copy = nullptr;
   if (from == nullptr || to == nullptr) return Error_Invalid;
   if (move == 1 && HaveOneRoot(from, to)) {
-    const ErrorCode moved = File_Move(from, to);
-    if (!MustCopyInstead(moved)) return moved;
+    // One root may still hold several volumes where there are no drives; then the file is copied.
+    bool isOtherVolume = false;
+    const ErrorCode moved = iFile_Rename(from, to, &isOtherVolume);
+    if (!isOtherVolume) return moved;
   }
   OwnedCopy started;
   const ErrorCode status = Start(from, to, &started);

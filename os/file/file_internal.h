@@ -11,22 +11,30 @@ constexpr size_t kFileNameSize = 1024;
 
 // ---- open files --------------------------------------------------------------------------------
 
-constexpr uint32_t kFileMode_Text = 0x10;
 constexpr uint32_t kFileMode_Temporary = 0x80000000u;
 
-enum class FileUse : uint8_t { Unknown, Descriptor, StreamReading, StreamWriting };
+// What an open file was last used for.
+enum class FileUse : uint8_t { Unknown, Bytes, Lines, Printing };
+
+// Bytes that were read for lines: those from start to end are not yet given out.
+struct ReadAhead {
+  uint32_t start;
+  uint32_t end;
+  char bytes[4096];
+};
 
 // The record of an open file, its name behind it in the same allocation. An open file is a stream.
 struct File {
   Stream stream;
   char* name;            // as it was given to File_Open
-  uint32_t mode;         // the normalised open mode, kFileMode_Text, kFileMode_Temporary
-  FILE* cStream;         // for lines and formatted text
-  int descriptor;        // of cStream; for bytes
+  uint32_t mode;         // the normalised open mode, FileMode_Text, kFileMode_Temporary
+  FILE* cStream;         // for formatted text
+  int descriptor;        // of cStream; for bytes and lines
   char* removalName;     // the system form, from the root, fixed at opening: the current directory may change
   ErrorCode lastStatus;  // of the last call that moved bytes
   ErrorCode lostOutput;  // why text that was held back could not be written; Error_None: nothing was lost
-  FileUse lastUse;       // who stands at the file's true position
+  FileUse lastUse;       // decides what must be done before another use
+  ReadAhead ahead;
 };
 
 // File_Open for a file that must not exist yet: Error_Exists when anything stands under the name. mode: 2 or
@@ -42,8 +50,8 @@ ErrorCode iFile_OpenTemporary(int32_t systemDirectory, const char* prefix, const
 // File_Close for a file that was written here: when closing fails, the incomplete file is removed.
 ErrorCode iFile_CloseComplete(File* file);
 
-// File_ScanLine that also says whether the text filled the buffer before the line's LF came; there is more of
-// the line then, or the file has ended. isCut is left alone after a failure.
+// File_ScanLine that also tells whether the text filled the buffer before the line's LF came; then there is
+// more of the line, or the file has ended. isCut is unchanged after a failure.
 int32_t iFile_ScanPiece(File* file, int32_t size, char* buffer, bool* isCut);
 
 // File_Seek and File_Tell without the 2 GiB limit; -1 on failure. seekMode: 0, 1 or 2.
@@ -52,10 +60,6 @@ int64_t iFile_Tell64(File* file);
 
 // The length of an open file in bytes, pending output included; -1 on failure.
 int64_t iFile_Size64(File* file);
-
-// The file layer's own error step, for a call to the C library that has just failed on `file`: Error_Ended at
-// the end of the file, otherwise the system's error translated; never Error_None.
-ErrorCode iFile_Error(File* file);
 
 // The system file (the log) stays open until OS_Exit: File_Close on it has no effect and gives 0. Set makes
 // `file` the system file (null: none) without closing the one before; Close closes it (removing it when it
@@ -91,13 +95,29 @@ ErrorCode iFile_AbsoluteName(const char* name, char (&absolute)[kFileNameSize]);
 
 // ---- states and volumes ------------------------------------------------------------------------
 
+// Whether a system error (platform/error.h) says that nothing stands under a name.
+bool iFile_IsNotFound(uint32_t systemError);
+
+// File_Move; *isOtherVolume tells whether it failed because the new name is on another volume.
+ErrorCode iFile_Rename(const char* from, const char* to, bool* isOtherVolume);
+
 // File_GetState with the whole size; sizeBytes may be null.
 ErrorCode iFile_GetState64(const char* name, FileState* state, uint64_t* sizeBytes);
 
-// A state's time from 100-nanosecond units since 1601: zero when it cannot be converted.
+// A state's time from 100-nanosecond units since 1601: zero when it is not known (0) or cannot be converted.
 void iFile_TimeFromUnits(uint64_t hundredNanoseconds, Time* time);
 
 // Bytes that may still be written on the volume that holds path, whether path exists or not (null: the
 // current directory), without wrapping at 4 GiB. freeBytes is all ones after a failure; Error_FromSystem
 // statuses.
 ErrorCode iVolume_FreeBytes64(const char* path, uint64_t* freeBytes);
+
+// ---- directories -------------------------------------------------------------------------------
+
+namespace platform {
+struct DirectoryEntry;
+struct DirectorySearch;
+}  // namespace platform
+
+// platform::NextEntry, which tests may replace (directory_testing.h).
+bool iDirectory_NextEntry(platform::DirectorySearch* search, platform::DirectoryEntry* entry);

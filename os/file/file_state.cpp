@@ -60,11 +60,17 @@ void Fill(const platform::FileInformation& information, FileState* state, uint64
   if (sizeBytes != nullptr) *sizeBytes = information.sizeBytes;
 }
 
+ErrorCode StatusOfRename(uint32_t error) {
+  if (error == platform::SystemError_FileNotFound || error == platform::SystemError_PathNotFound)
+    return Error_NotFound;
+  return Contains(kNoAccessErrors, error) ? Error_NoAccess : Error_Fail;
+}
+
 ErrorCode LookUp(const char* name, const char* systemName, FileState* state, uint64_t* sizeBytes) {
   platform::FileInformation information;
   if (!platform::GetInformation(systemName, &information)) {
     const uint32_t error = platform::LastSystemError();
-    return Contains(kNotFoundErrors, error) ? Error_None : Error_FromSystem("File_GetState", name, error);
+    return iFile_IsNotFound(error) ? Error_None : Error_FromSystem("File_GetState", name, error);
   }
   Fill(information, state, sizeBytes);
   return Error_None;
@@ -77,16 +83,15 @@ bool RemoveAny(const char* systemName, const platform::FileInformation& informat
                                  : platform::RemoveFile(systemName);
 }
 
-ErrorCode StatusOfRename(uint32_t error) {
-  if (error == platform::SystemError_FileNotFound || error == platform::SystemError_PathNotFound)
-    return Error_NotFound;
-  return Contains(kNoAccessErrors, error) ? Error_NoAccess : Error_Fail;
-}
-
 }  // namespace
 
+bool iFile_IsNotFound(uint32_t systemError) {
+  return Contains(kNotFoundErrors, systemError);
+}
+
 void iFile_TimeFromUnits(uint64_t hundredNanoseconds, Time* time) {
-  if (iTime_FromFileTime(hundredNanoseconds, true, time) != Error_None) Time_Zero(time);
+  const bool isKnown = hundredNanoseconds != 0;
+  if (!isKnown || iTime_FromFileTime(hundredNanoseconds, true, time) != Error_None) Time_Zero(time);
 }
 
 ErrorCode iFile_GetState64(const char* name, FileState* state, uint64_t* sizeBytes) {
@@ -129,13 +134,14 @@ ErrorCode File_Unlink(const char* name) {
   platform::FileInformation information;
   if (!platform::GetInformation(systemName, &information)) {
     const uint32_t error = platform::LastSystemError();
-    return Contains(kNotFoundErrors, error) ? Error_NotFound : Error_FromSystem("File_Unlink", name, error);
+    return iFile_IsNotFound(error) ? Error_NotFound : Error_FromSystem("File_Unlink", name, error);
   }
   if (RemoveAny(systemName, information)) return Error_None;
   return iError_FromLastSystem("File_Unlink", name);
 }
 
-ErrorCode File_Move(const char* from, const char* to) {
+ErrorCode iFile_Rename(const char* from, const char* to, bool* isOtherVolume) {
+  *isOtherVolume = false;
   char systemFrom[kFileNameSize];
   char systemTo[kFileNameSize];
   ErrorCode status = iFile_ToSystemName(from, systemFrom);
@@ -143,7 +149,13 @@ ErrorCode File_Move(const char* from, const char* to) {
   if (status != Error_None) return status;
   if (platform::RenameWithoutReplacing(systemFrom, systemTo)) return Error_None;
   const uint32_t error = platform::LastSystemError();
+  *isOtherVolume = error == platform::SystemError_OtherVolume;
   return iError_Record(StatusOfRename(error), "File_Move", from, error);
+}
+
+ErrorCode File_Move(const char* from, const char* to) {
+  bool isOtherVolume = false;
+  return iFile_Rename(from, to, &isOtherVolume);
 }
 
 ErrorCode File_Copy(const char* from, const char* to) {

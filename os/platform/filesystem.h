@@ -36,7 +36,7 @@ bool AbsoluteName(const char* name, char (&absolute)[kNameSize]);
 
 struct FileInformation {
   bool isDirectory;    // also a link that leads to one
-  bool isLink;         // a symbolic link or a junction, whatever it leads to
+  bool isLink;         // a symbolic link, a junction, or another entry that may lead elsewhere
   uint64_t sizeBytes;  // 0 for a directory
   uint64_t modified;   // 100-nanosecond units since 1601, UTC
 };
@@ -49,9 +49,11 @@ bool MakeDirectory(const char* name);
 bool RemoveEmptyDirectory(const char* name);
 // Removes a file, or a link to a file. Refuses directories.
 bool RemoveFile(const char* name);
-// Removes a link itself, whatever it leads to.
+// Removes a link itself, whatever it leads to. Fails (SystemError_AccessDenied) where the system would remove
+// what a directory link leads to.
 bool RemoveLink(const char* name);
-// Never replaces what stands under the new name (error 183, or 80); error 17 when that is another volume.
+// Never replaces what stands under the new name (SystemError_AlreadyExists or _FileExists);
+// SystemError_OtherVolume when that is on another volume.
 bool RenameWithoutReplacing(const char* from, const char* to);
 // Copies contents, permissions and modification time of one ordinary file; never replaces. After success
 // LastSystemError is 0; after failure the new file is gone again.
@@ -62,22 +64,17 @@ bool DuplicateFile(const char* from, const char* to);
 struct OpenOptions {
   const char* mode;  // "r", "r+", "w", "w+", "a" or "a+"
   bool isText;       // line ends are translated where the system has its own
-  bool mustBeNew;    // with "w" and "w+": fails (error 80 or 183) when anything stands under the name
+  bool mustBeNew;    // with "w" and "w+": fails when anything stands under the name
   bool isPrivate;    // a file made new is for this user alone, where the system tells users apart
 };
 
 // Opens a C stream that programs started later do not inherit. A directory is refused. Does not wait for
-// somebody at the other end of a pipe.
+// a process at the other end of a pipe.
 FILE* OpenStream(const char* name, const OpenOptions& options);
 int DescriptorOf(FILE* stream);
 
-// What a C stream has done since its descriptor was last where the stream stands.
-enum class StreamUse { Read, Written };
-
-// Brings the descriptor to where the C stream stands: gives back what was read ahead, or writes out pending
-// output. Needed between the use of one and the use of the other, and to read what was added behind the end
-// of a file.
-bool SynchronizeDescriptor(FILE* stream, StreamUse use);
+// Whether text mode means something: a line ends with CR LF in the file, and the byte 0x1A ends the file.
+bool TranslatesLineEnds();
 
 // The most that one call below may be asked to move.
 constexpr uint32_t kLargestMove = 0x40000000;
@@ -85,6 +82,8 @@ constexpr uint32_t kLargestMove = 0x40000000;
 // Move up to `count` bytes in one call to the system; the bytes moved, 0 at the end of the file, -1 on
 // failure.
 int64_t ReadDescriptor(int descriptor, uint32_t count, void* buffer);
+// The bytes as they stand in the file, in text mode too.
+int64_t ReadUntranslated(int descriptor, uint32_t count, void* buffer);
 int64_t WriteDescriptor(int descriptor, uint32_t count, const void* buffer);
 // whence: 0 from the start, 1 from the current position, 2 from the end. The new position, or -1.
 int64_t SeekDescriptor(int descriptor, int64_t offset, int whence);
@@ -103,10 +102,12 @@ struct DirectoryEntry {
 
 struct DirectorySearch;
 
-// Starts a search over all entries of a directory; null on failure (error 8 when out of memory, 4 when too
-// many files are open).
+// Starts a search over all entries of a directory; null on failure (SystemError_OutOfMemory,
+// SystemError_TooManyOpenFiles).
 DirectorySearch* BeginSearch(const char* directory);
-// The next entry but "." and "..". False at the end, and then LastSystemError is 0, or on failure.
+// The next entry but "." and "..". False at the end, and then LastSystemError is 0, or on failure. An entry
+// whose state cannot be read has the kind that the directory tells, with size and time 0; where it tells
+// none, the search fails.
 bool NextEntry(DirectorySearch* search, DirectoryEntry* entry);
 void EndSearch(DirectorySearch* search);
 

@@ -1,16 +1,18 @@
 // Copying and moving in steps.
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <memory>
 #include <string>
 
 #include "os/core/owned.h"
 #include "os/file/file_internal.h"
+#include "os/file/file_testing.h"
 #include "qz/directory.h"
+#include "qz/error.h"
 #include "qz/file.h"
 #include "qz/stream.h"
 #include "tests/support/copying_test.h"
-#include "tests/support/error_capture.h"
 #include "tests/support/fail_allocation.h"
 #include "tests/support/file_system.h"
 
@@ -23,14 +25,14 @@ class FileCopyTest : public CopyingTest {};
 TEST_F(FileCopyTest, CopiesInChunks) {
   const std::string bytes = Pattern(10000);
   directory_.Write("f", bytes);
-  ASSERT_EQ(Start("f", "g"), 0);
+  ASSERT_EQ(Start("f", "g"), Error_None);
   ASSERT_NE(copy_, nullptr);
-  EXPECT_EQ(File_CopyEnd(&copy_), 0);
+  EXPECT_EQ(File_CopyEnd(&copy_), Error_None);
   EXPECT_NE(copy_, nullptr);
   EXPECT_EQ(directory_.Size("g"), 4096u);
-  EXPECT_EQ(File_CopyEnd(&copy_), 0);
+  EXPECT_EQ(File_CopyEnd(&copy_), Error_None);
   EXPECT_EQ(directory_.Size("g"), 8192u);
-  EXPECT_EQ(File_CopyEnd(&copy_), 0);
+  EXPECT_EQ(File_CopyEnd(&copy_), Error_None);
   EXPECT_EQ(copy_, nullptr);
   EXPECT_EQ(directory_.Read("g"), bytes);
   EXPECT_EQ(directory_.Read("f"), bytes);
@@ -40,9 +42,9 @@ TEST_F(FileCopyTest, EndsInTheCallThatMovesTheLastByte) {
   const std::pair<size_t, int> rows[] = {{0, 1}, {1, 1}, {4096, 1}, {4097, 2}, {8192, 2}};
   for (const auto& [size, expectedCalls] : rows) {
     directory_.Write("f", Pattern(size));
-    ASSERT_EQ(Start("f", "g"), 0);
+    ASSERT_EQ(Start("f", "g"), Error_None);
     int calls = 0;
-    EXPECT_EQ(Run(&calls), 0);
+    EXPECT_EQ(Run(&calls), Error_None);
     EXPECT_EQ(calls, expectedCalls) << size;
     EXPECT_EQ(directory_.Read("g"), Pattern(size)) << size;
     fs::remove(directory_.SystemName("g"));
@@ -53,10 +55,10 @@ TEST_F(FileCopyTest, TakesLargeChunksOnlyAboveTwoMegabytesAndAByte) {
   const std::pair<size_t, uint64_t> rows[] = {{2097152, 4096}, {2097153, 4096}, {2097154, 1048576}};
   for (const auto& [size, firstChunk] : rows) {
     directory_.Write("f", Pattern(size));
-    ASSERT_EQ(Start("f", "g"), 0);
-    EXPECT_EQ(File_CopyEnd(&copy_), 0);
+    ASSERT_EQ(Start("f", "g"), Error_None);
+    EXPECT_EQ(File_CopyEnd(&copy_), Error_None);
     EXPECT_EQ(directory_.Size("g"), firstChunk) << size;
-    EXPECT_EQ(Run(), 0);
+    EXPECT_EQ(Run(), Error_None);
     EXPECT_EQ(directory_.Read("g"), Pattern(size));
     fs::remove(directory_.SystemName("g"));
   }
@@ -66,11 +68,11 @@ TEST_F(FileCopyTest, HalvesTheChunkWithoutMemory) {
   directory_.Write("f", Pattern(3000000));
   // The first allocation of a start is the record with its chunk.
   iMemory_FailAllocation(1);
-  ASSERT_EQ(Start("f", "g"), 0);
+  ASSERT_EQ(Start("f", "g"), Error_None);
   iMemory_FailAllocation(0);
-  EXPECT_EQ(File_CopyEnd(&copy_), 0);
+  EXPECT_EQ(File_CopyEnd(&copy_), Error_None);
   EXPECT_EQ(directory_.Size("g"), 524288u);
-  EXPECT_EQ(Run(), 0);
+  EXPECT_EQ(Run(), Error_None);
   EXPECT_EQ(directory_.Read("g"), Pattern(3000000));
 }
 
@@ -78,24 +80,24 @@ TEST_F(FileCopyTest, FailsCleanlyWithoutMemory) {
   directory_.Write("f", Pattern(5000));
   FailEveryAllocation([&] {
     const ErrorCode status = Start("f", "g");
-    EXPECT_TRUE(status == 0 || (status == 1 && copy_ == nullptr)) << status;
-    EXPECT_EQ(Run(), 0);
-    EXPECT_EQ(directory_.Exists("g"), status == 0);
+    EXPECT_TRUE(status == Error_None || (status == Error_Memory && copy_ == nullptr)) << status;
+    EXPECT_EQ(Run(), Error_None);
+    EXPECT_EQ(directory_.Exists("g"), status == Error_None);
     fs::remove(directory_.SystemName("g"));
   });
 }
 
 TEST_F(FileCopyTest, ReportsProgress) {
   directory_.Write("f", Pattern(4096 * 4));
-  ASSERT_EQ(Start("f", "g"), 0);
+  ASSERT_EQ(Start("f", "g"), Error_None);
   EXPECT_TRUE(reports_.empty());
-  EXPECT_EQ(File_CopyEnd(&copy_), 0);
+  EXPECT_EQ(File_CopyEnd(&copy_), Error_None);
   // 100 steps of 163.84 bytes: a quarter of the file crosses 25 of them.
   ASSERT_EQ(reports_.size(), 25u);
   EXPECT_EQ(reports_[0], (std::pair<uint32_t, uint32_t>{0, 16384}));
   EXPECT_EQ(reports_[1], (std::pair<uint32_t, uint32_t>{163, 16384}));
   EXPECT_EQ(reports_[24], (std::pair<uint32_t, uint32_t>{3932, 16384}));
-  EXPECT_EQ(Run(), 0);
+  EXPECT_EQ(Run(), Error_None);
   EXPECT_EQ(reports_.size(), 100u);
 }
 
@@ -103,16 +105,16 @@ TEST_F(FileCopyTest, NeedsNoProgressMethod) {
   directory_.Write("f", Pattern(5000));
   EXPECT_EQ(
       File_CopyStart(directory_.Name("f").c_str(), directory_.Name("g").c_str(), 0, nullptr, nullptr, &copy_),
-      0);
-  EXPECT_EQ(Run(), 0);
+      Error_None);
+  EXPECT_EQ(Run(), Error_None);
   EXPECT_EQ(directory_.Read("g"), Pattern(5000));
 }
 
 TEST_F(FileCopyTest, CopiesIntoADirectoryUnderTheSourcesName) {
   directory_.Write("f", "abc");
   directory_.MakeDirectory("d");
-  ASSERT_EQ(Start("f", "d"), 0);
-  EXPECT_EQ(Run(), 0);
+  ASSERT_EQ(Start("f", "d"), Error_None);
+  EXPECT_EQ(Run(), Error_None);
   EXPECT_EQ(directory_.Read("d/f"), "abc");
 }
 
@@ -121,14 +123,14 @@ TEST_F(FileCopyTest, ReplacesNothing) {
   directory_.Write("g", "xyz");
   directory_.MakeDirectory("d");
   directory_.Write("d/f", "mine");
-  EXPECT_EQ(Start("f", "g"), 3);
+  EXPECT_EQ(Start("f", "g"), Error_Exists);
   EXPECT_EQ(copy_, nullptr);
-  EXPECT_EQ(Start("f", "d"), 3);
-  EXPECT_EQ(Start("f", "f"), 3);
+  EXPECT_EQ(Start("f", "d"), Error_Exists);
+  EXPECT_EQ(Start("f", "f"), Error_Exists);
   // Into its own directory, the copy would be the source itself.
   EXPECT_EQ(
       File_CopyStart(directory_.Name("f").c_str(), directory_.Name().c_str(), 0, nullptr, nullptr, &copy_),
-      3);
+      Error_Exists);
   EXPECT_EQ(directory_.Read("f"), "abc");
   EXPECT_EQ(directory_.Read("g"), "xyz");
   EXPECT_EQ(directory_.Read("d/f"), "mine");
@@ -137,7 +139,7 @@ TEST_F(FileCopyTest, ReplacesNothing) {
 TEST_F(FileCopyTest, ReplacesNoDirectoryUnderTheSourcesName) {
   directory_.Write("f", "abc");
   directory_.MakeDirectory("d/f");
-  EXPECT_EQ(Start("f", "d"), 3);
+  EXPECT_EQ(Start("f", "d"), Error_Exists);
   EXPECT_EQ(copy_, nullptr);
   EXPECT_TRUE(directory_.List("d/f").empty());
 }
@@ -145,23 +147,23 @@ TEST_F(FileCopyTest, ReplacesNoDirectoryUnderTheSourcesName) {
 TEST_F(FileCopyTest, RefusesWhatCannotBeCopied) {
   directory_.MakeDirectory("d");
   directory_.Write("f", "abc");
-  EXPECT_EQ(Start("missing", "g"), -3);
-  EXPECT_EQ(Start("d", "g"), -4);
-  EXPECT_EQ(Start("f", "missing/g"), -1);
-  EXPECT_EQ(File_CopyStart(nullptr, "g", 0, nullptr, nullptr, &copy_), -4);
-  EXPECT_EQ(File_CopyStart("f", nullptr, 0, nullptr, nullptr, &copy_), -4);
-  EXPECT_EQ(File_CopyStart("f", "g", 0, nullptr, nullptr, nullptr), -4);
+  EXPECT_EQ(Start("missing", "g"), Error_NotFound);
+  EXPECT_EQ(Start("d", "g"), Error_Invalid);
+  EXPECT_EQ(Start("f", "missing/g"), Error_Fail);
+  EXPECT_EQ(File_CopyStart(nullptr, "g", 0, nullptr, nullptr, &copy_), Error_Invalid);
+  EXPECT_EQ(File_CopyStart("f", nullptr, 0, nullptr, nullptr, &copy_), Error_Invalid);
+  EXPECT_EQ(File_CopyStart("f", "g", 0, nullptr, nullptr, nullptr), Error_Invalid);
   EXPECT_EQ(File_CopyStart(directory_.Name("f").c_str(), std::string(1024, 'a').c_str(), 0, nullptr, nullptr,
                            &copy_),
-            5);
+            Error_Exceed);
   EXPECT_EQ(copy_, nullptr);
   EXPECT_FALSE(directory_.Exists("g"));
 }
 
 TEST_F(FileCopyTest, RemovesTheCopyWhenAborted) {
   directory_.Write("f", Pattern(10000));
-  ASSERT_EQ(Start("f", "g"), 0);
-  EXPECT_EQ(File_CopyEnd(&copy_), 0);
+  ASSERT_EQ(Start("f", "g"), Error_None);
+  EXPECT_EQ(File_CopyEnd(&copy_), Error_None);
   EXPECT_TRUE(directory_.Exists("g"));
   File_CopyAbort(&copy_);
   EXPECT_EQ(copy_, nullptr);
@@ -171,20 +173,20 @@ TEST_F(FileCopyTest, RemovesTheCopyWhenAborted) {
 
 TEST_F(FileCopyTest, IgnoresNull) {
   FileCopy* none = nullptr;
-  EXPECT_EQ(File_CopyEnd(&none), 0);
-  EXPECT_EQ(File_CopyEnd(nullptr), 0);
+  EXPECT_EQ(File_CopyEnd(&none), Error_None);
+  EXPECT_EQ(File_CopyEnd(nullptr), Error_None);
   File_CopyAbort(&none);
   File_CopyAbort(nullptr);
 }
 
 TEST_F(FileCopyTest, EndsWhenTheSourceIsCut) {
   directory_.Write("f", Pattern(10000));
-  ASSERT_EQ(Start("f", "g"), 0);
-  EXPECT_EQ(File_CopyEnd(&copy_), 0);
+  ASSERT_EQ(Start("f", "g"), Error_None);
+  EXPECT_EQ(File_CopyEnd(&copy_), Error_None);
   fs::resize_file(directory_.SystemName("f"), 5000);
-  EXPECT_EQ(File_CopyEnd(&copy_), 4);
+  EXPECT_EQ(File_CopyEnd(&copy_), Error_Ended);
   ASSERT_NE(copy_, nullptr);
-  EXPECT_EQ(File_CopyEnd(&copy_), 4);
+  EXPECT_EQ(File_CopyEnd(&copy_), Error_Ended);
   File_CopyAbort(&copy_);
   EXPECT_FALSE(directory_.Exists("g"));
   EXPECT_TRUE(directory_.Exists("f"));
@@ -194,7 +196,7 @@ TEST_F(FileCopyTest, EndsWhenTheSourceIsCut) {
 
 TEST_F(FileCopyTest, RenamesWithinOneRoot) {
   directory_.Write("f", "abc");
-  EXPECT_EQ(Start("f", "g", 1), 0);
+  EXPECT_EQ(Start("f", "g", 1), Error_None);
   EXPECT_EQ(copy_, nullptr);
   EXPECT_FALSE(directory_.Exists("f"));
   EXPECT_EQ(directory_.Read("g"), "abc");
@@ -203,8 +205,8 @@ TEST_F(FileCopyTest, RenamesWithinOneRoot) {
 TEST_F(FileCopyTest, GivesTheRenamesStatus) {
   directory_.Write("f", "abc");
   directory_.Write("g", "xyz");
-  EXPECT_EQ(Start("missing", "h", 1), -3);
-  EXPECT_EQ(Start("f", "g", 1), -1);
+  EXPECT_EQ(Start("missing", "h", 1), Error_NotFound);
+  EXPECT_EQ(Start("f", "g", 1), Error_Fail);
   EXPECT_EQ(copy_, nullptr);
   EXPECT_EQ(directory_.Read("f"), "abc");
   EXPECT_EQ(directory_.Read("g"), "xyz");
@@ -213,7 +215,7 @@ TEST_F(FileCopyTest, GivesTheRenamesStatus) {
 TEST_F(FileCopyTest, RenamesIntoNoDirectory) {
   directory_.Write("f", "abc");
   directory_.MakeDirectory("d");
-  EXPECT_LT(Start("f", "d", 1), 0);
+  EXPECT_LT(Start("f", "d", 1), Error_None);
   EXPECT_EQ(copy_, nullptr);
   EXPECT_EQ(directory_.Read("f"), "abc");
   EXPECT_TRUE(directory_.List("d").empty());
@@ -223,7 +225,8 @@ TEST_F(FileCopyTest, ComparesRootsWithoutCase) {
   directory_.Write("f", "abc");
   // A rename finds no directory; a copy could not open its file.
   const std::string to = kIsWindows ? "/c|/qz-missing/g" : "/TMP/qz-missing/g";
-  EXPECT_EQ(File_CopyStart(directory_.Name("f").c_str(), to.c_str(), 1, nullptr, nullptr, &copy_), -3);
+  EXPECT_EQ(File_CopyStart(directory_.Name("f").c_str(), to.c_str(), 1, nullptr, nullptr, &copy_),
+            Error_NotFound);
   EXPECT_EQ(copy_, nullptr);
   EXPECT_EQ(directory_.Read("f"), "abc");
 }
@@ -237,11 +240,11 @@ TEST_F(FileCopyTest, CopiesBetweenRootsAndThenRemovesTheSource) {
   directory_.Write("f", Pattern(5000));
   ASSERT_EQ(File_CopyStart(directory_.Name("f").c_str(), UnderAnotherRoot(directory_.Name("g")).c_str(), 1,
                            nullptr, nullptr, &copy_),
-            0);
+            Error_None);
   ASSERT_NE(copy_, nullptr);
-  EXPECT_EQ(File_CopyEnd(&copy_), 0);
+  EXPECT_EQ(File_CopyEnd(&copy_), Error_None);
   EXPECT_TRUE(directory_.Exists("f"));
-  EXPECT_EQ(File_CopyEnd(&copy_), 0);
+  EXPECT_EQ(File_CopyEnd(&copy_), Error_None);
   EXPECT_EQ(copy_, nullptr);
   EXPECT_FALSE(directory_.Exists("f"));
   EXPECT_EQ(directory_.Read("g"), Pattern(5000));
@@ -251,17 +254,50 @@ TEST_F(FileCopyTest, KeepsTheSourceOfAMoveThatIsAborted) {
   directory_.Write("f", Pattern(5000));
   ASSERT_EQ(File_CopyStart(directory_.Name("f").c_str(), UnderAnotherRoot(directory_.Name("g")).c_str(), 1,
                            nullptr, nullptr, &copy_),
-            0);
-  EXPECT_EQ(File_CopyEnd(&copy_), 0);
+            Error_None);
+  EXPECT_EQ(File_CopyEnd(&copy_), Error_None);
   File_CopyAbort(&copy_);
   EXPECT_EQ(directory_.Read("f"), Pattern(5000));
+  EXPECT_FALSE(directory_.Exists("g"));
+}
+
+// Closes a file for good and tells a failure all the same: what was written last may be lost.
+int CloseBadly(FILE* stream) {
+  fclose(stream);
+  SetReadError();
+  return EOF;
+}
+
+TEST_F(FileCopyTest, KeepsTheSourceOfAMoveWhoseTargetCannotBeClosedWell) {
+  directory_.Write("f", Pattern(5000));
+  ASSERT_EQ(File_CopyStart(directory_.Name("f").c_str(), UnderAnotherRoot(directory_.Name("g")).c_str(), 1,
+                           nullptr, nullptr, &copy_),
+            Error_None);
+  EXPECT_EQ(File_CopyEnd(&copy_), Error_None);
+  iFile_SetCloseMethod(CloseBadly);
+  const ErrorCode status = File_CopyEnd(&copy_);
+  iFile_SetCloseMethod(nullptr);
+  EXPECT_EQ(status, Error_Fail);
+  EXPECT_EQ(copy_, nullptr);
+  EXPECT_EQ(directory_.Read("f"), Pattern(5000));
+  EXPECT_FALSE(directory_.Exists("g"));
+}
+
+TEST_F(FileCopyTest, LeavesNoCopyThatCannotBeClosedWell) {
+  directory_.Write("f", "abc");
+  ASSERT_EQ(Start("f", "g"), Error_None);
+  iFile_SetCloseMethod(CloseBadly);
+  const ErrorCode status = File_CopyEnd(&copy_);
+  iFile_SetCloseMethod(nullptr);
+  EXPECT_EQ(status, Error_Fail);
+  EXPECT_EQ(directory_.Read("f"), "abc");
   EXPECT_FALSE(directory_.Exists("g"));
 }
 
 TEST_F(FileCopyTest, RenamesDirectoriesToo) {
   directory_.MakeDirectory("d");
   directory_.Write("d/x", "abc");
-  EXPECT_EQ(Start("d", "e", 1), 0);
+  EXPECT_EQ(Start("d", "e", 1), Error_None);
   EXPECT_EQ(copy_, nullptr);
   EXPECT_EQ(directory_.Read("e/x"), "abc");
 }
@@ -269,9 +305,9 @@ TEST_F(FileCopyTest, RenamesDirectoriesToo) {
 TEST_F(FileCopyTest, TakesRelativeNamesFromTheCurrentDirectory) {
   directory_.Write("f", "abc");
   char original[1024];
-  ASSERT_EQ(Directory_GetCurrent(original), 0);
+  ASSERT_EQ(Directory_GetCurrent(original), Error_None);
   ASSERT_EQ(Directory_SetCurrent(directory_.Name().c_str()), 0);
-  EXPECT_EQ(File_CopyStart("f", directory_.Name("g").c_str(), 1, nullptr, nullptr, &copy_), 0);
+  EXPECT_EQ(File_CopyStart("f", directory_.Name("g").c_str(), 1, nullptr, nullptr, &copy_), Error_None);
   ASSERT_EQ(Directory_SetCurrent(original), 0);
   EXPECT_EQ(copy_, nullptr);
   EXPECT_EQ(directory_.Read("g"), "abc");
@@ -279,17 +315,17 @@ TEST_F(FileCopyTest, TakesRelativeNamesFromTheCurrentDirectory) {
 
 TEST_F(FileCopyTest, CopiesForAnyOtherMoveFlag) {
   directory_.Write("f", "abc");
-  ASSERT_EQ(Start("f", "g", 2), 0);
+  ASSERT_EQ(Start("f", "g", 2), Error_None);
   ASSERT_NE(copy_, nullptr);
-  EXPECT_EQ(Run(), 0);
+  EXPECT_EQ(Run(), Error_None);
   EXPECT_TRUE(directory_.Exists("f"));
 }
 
 TEST_F(FileCopyTest, CopiesAllOfAFileOverFourGigabytes) {
   MakeSparseFile(directory_.SystemName("big"), 0x100001388);  // 4 GiB + 5000
-  ASSERT_EQ(Start("big", "copy"), 0);
+  ASSERT_EQ(Start("big", "copy"), Error_None);
   // By the low 32 bits of the size the copy would end after 5000 bytes, in small chunks.
-  for (int i = 0; i < 3; ++i) ASSERT_EQ(File_CopyEnd(&copy_), 0);
+  for (int i = 0; i < 3; ++i) ASSERT_EQ(File_CopyEnd(&copy_), Error_None);
   EXPECT_NE(copy_, nullptr);
   EXPECT_EQ(directory_.Size("copy"), 3145728u);
   File_CopyAbort(&copy_);

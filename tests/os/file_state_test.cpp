@@ -6,6 +6,7 @@
 #include "os/core/owned.h"
 #include "os/file/file_internal.h"
 #include "qz/directory.h"
+#include "qz/error.h"
 #include "qz/file.h"
 #include "tests/support/error_capture.h"
 #include "tests/support/file_system.h"
@@ -19,7 +20,7 @@ class FileStateTest : public testing::Test {
  protected:
   FileState StateOf(const std::string& name) {
     FileState state;
-    EXPECT_EQ(File_GetState(directory_.Name(name).c_str(), &state), 0) << name;
+    EXPECT_EQ(File_GetState(directory_.Name(name).c_str(), &state), Error_None) << name;
     return state;
   }
 
@@ -62,17 +63,17 @@ TEST_F(FileStateTest, TellsThatNothingStandsThere) {
     EXPECT_EQ(state.modificationTime.seconds, 0u) << name;
   }
   FileState state;
-  EXPECT_EQ(File_GetState("", &state), 0);
+  EXPECT_EQ(File_GetState("", &state), Error_None);
   EXPECT_EQ(state.exists, 0);
 }
 
 TEST_F(FileStateTest, RefusesNullAndTooLongNames) {
   FileState state;
   state.exists = 9;
-  EXPECT_EQ(File_GetState(nullptr, &state), -4);
+  EXPECT_EQ(File_GetState(nullptr, &state), Error_Invalid);
   EXPECT_EQ(state.exists, 0);
-  EXPECT_EQ(File_GetState("x", nullptr), -4);
-  EXPECT_EQ(File_GetState(std::string(1024, 'a').c_str(), &state), 5);
+  EXPECT_EQ(File_GetState("x", nullptr), Error_Invalid);
+  EXPECT_EQ(File_GetState(std::string(1024, 'a').c_str(), &state), Error_Exceed);
   EXPECT_EQ(state.exists, 0);
   EXPECT_EQ(File_Exists(nullptr, nullptr), 0);
 }
@@ -82,7 +83,7 @@ TEST_F(FileStateTest, GivesTheLowHalfOfALargeSize) {
   EXPECT_EQ(StateOf("big").size, 0x40000005u);
   FileState state;
   uint64_t size = 0;
-  EXPECT_EQ(iFile_GetState64(Name("big").c_str(), &state, &size), 0);
+  EXPECT_EQ(iFile_GetState64(Name("big").c_str(), &state, &size), Error_None);
   EXPECT_EQ(size, 0x140000005u);
 }
 
@@ -96,7 +97,7 @@ TEST_F(FileStateTest, GivesNoTimeThatATimeCannotHold) {
 
 TEST_F(FileStateTest, TellsTheTopAsADirectory) {
   FileState state;
-  EXPECT_EQ(File_GetState("/", &state), 0);
+  EXPECT_EQ(File_GetState("/", &state), Error_None);
   EXPECT_EQ(state.exists, 1);
   EXPECT_EQ(state.isDirectory, 1);
   int32_t isDirectory = 0;
@@ -113,7 +114,7 @@ TEST_F(FileStateTest, TakesThePatternsFirstMatch) {
 TEST_F(FileStateTest, NeverRemovesByAPattern) {
   directory_.Write("abc.txt", "12345");
   directory_.MakeDirectory("dir");
-  const ErrorCode refused = kIsWindows ? -4 : -3;
+  const ErrorCode refused = kIsWindows ? Error_Invalid : Error_NotFound;
   EXPECT_EQ(File_Unlink(Name("a*.txt").c_str()), refused);
   EXPECT_EQ(File_Unlink(Name("di?").c_str()), refused);
   EXPECT_EQ(Directory_Delete(Name("di?").c_str()), refused);
@@ -139,17 +140,17 @@ TEST_F(FileStateTest, SaysWhetherANameExists) {
 TEST_F(FileStateTest, RemovesAFileOrAnEmptyDirectory) {
   directory_.Write("f", "abc");
   directory_.MakeDirectory("d");
-  EXPECT_EQ(File_Unlink(Name("f").c_str()), 0);
-  EXPECT_EQ(File_Unlink(Name("d").c_str()), 0);
+  EXPECT_EQ(File_Unlink(Name("f").c_str()), Error_None);
+  EXPECT_EQ(File_Unlink(Name("d").c_str()), Error_None);
   EXPECT_FALSE(directory_.Exists("f"));
   EXPECT_FALSE(directory_.Exists("d"));
-  EXPECT_EQ(File_Unlink(Name("f").c_str()), -3);
+  EXPECT_EQ(File_Unlink(Name("f").c_str()), Error_NotFound);
 }
 
 TEST_F(FileStateTest, FindsNothingToRemove_WhereNothingCanStand) {
   directory_.Write("f", "abc");
   for (const std::string& name : {std::string("missing/x"), std::string("f/x"), std::string(300, 'a')}) {
-    EXPECT_EQ(File_Unlink(Name(name).c_str()), -3) << name;
+    EXPECT_EQ(File_Unlink(Name(name).c_str()), Error_NotFound) << name;
   }
   EXPECT_TRUE(directory_.Exists("f"));
 }
@@ -157,16 +158,16 @@ TEST_F(FileStateTest, FindsNothingToRemove_WhereNothingCanStand) {
 TEST_F(FileStateTest, KeepsAFullDirectory) {
   directory_.MakeDirectory("d");
   directory_.Write("d/f", "abc");
-  EXPECT_EQ(File_Unlink(Name("d").c_str()), -1);
+  EXPECT_EQ(File_Unlink(Name("d").c_str()), Error_Fail);
   EXPECT_TRUE(directory_.Exists("d/f"));
 }
 
 TEST_F(FileStateTest, RemovesNoRoot) {
-  const ErrorCode refused = kIsWindows ? -4 : -7;
+  const ErrorCode refused = kIsWindows ? Error_Invalid : Error_System;
   EXPECT_EQ(File_Unlink("/"), refused);
   EXPECT_EQ(File_Unlink("/C|"), refused);
-  EXPECT_EQ(File_Unlink(""), -3);
-  EXPECT_EQ(File_Unlink(nullptr), -4);
+  EXPECT_EQ(File_Unlink(""), Error_NotFound);
+  EXPECT_EQ(File_Unlink(nullptr), Error_Invalid);
 }
 
 // ---- renaming ----------------------------------------------------------------------------------
@@ -175,8 +176,8 @@ TEST_F(FileStateTest, RenamesFilesAndDirectories) {
   directory_.Write("f", "abc");
   directory_.MakeDirectory("d");
   directory_.Write("d/x", "xyz");
-  EXPECT_EQ(File_Move(Name("f").c_str(), Name("d/g").c_str()), 0);
-  EXPECT_EQ(File_Move(Name("d").c_str(), Name("e").c_str()), 0);
+  EXPECT_EQ(File_Move(Name("f").c_str(), Name("d/g").c_str()), Error_None);
+  EXPECT_EQ(File_Move(Name("d").c_str(), Name("e").c_str()), Error_None);
   EXPECT_FALSE(directory_.Exists("f"));
   EXPECT_FALSE(directory_.Exists("d"));
   EXPECT_EQ(directory_.Read("e/g"), "abc");
@@ -188,20 +189,20 @@ TEST_F(FileStateTest, RefusesToReplaceByRenaming) {
   directory_.Write("g", "xyz");
   directory_.MakeDirectory("d");
   directory_.MakeDirectory("e");
-  EXPECT_EQ(File_Move(Name("f").c_str(), Name("g").c_str()), -1);
+  EXPECT_EQ(File_Move(Name("f").c_str(), Name("g").c_str()), Error_Fail);
   EXPECT_EQ(directory_.Read("f"), "abc");
   EXPECT_EQ(directory_.Read("g"), "xyz");
-  EXPECT_LT(File_Move(Name("d").c_str(), Name("e").c_str()), 0);
+  EXPECT_LT(File_Move(Name("d").c_str(), Name("e").c_str()), Error_None);
   EXPECT_TRUE(directory_.Exists("d"));
 }
 
 TEST_F(FileStateTest, SaysWhyARenameFailed) {
   directory_.Write("f", "abc");
-  EXPECT_EQ(File_Move(Name("missing").c_str(), Name("g").c_str()), -3);
-  EXPECT_EQ(File_Move(Name("f").c_str(), Name("missing/g").c_str()), -3);
-  EXPECT_EQ(File_Move(nullptr, Name("g").c_str()), -4);
-  EXPECT_EQ(File_Move(Name("f").c_str(), nullptr), -4);
-  EXPECT_EQ(File_Move(Name("f").c_str(), std::string(1024, 'a').c_str()), 5);
+  EXPECT_EQ(File_Move(Name("missing").c_str(), Name("g").c_str()), Error_NotFound);
+  EXPECT_EQ(File_Move(Name("f").c_str(), Name("missing/g").c_str()), Error_NotFound);
+  EXPECT_EQ(File_Move(nullptr, Name("g").c_str()), Error_Invalid);
+  EXPECT_EQ(File_Move(Name("f").c_str(), nullptr), Error_Invalid);
+  EXPECT_EQ(File_Move(Name("f").c_str(), std::string(1024, 'a').c_str()), Error_Exceed);
   EXPECT_EQ(directory_.Read("f"), "abc");
 }
 
@@ -210,7 +211,7 @@ TEST_F(FileStateTest, SaysWhyARenameFailed) {
 TEST_F(FileStateTest, CopiesWithTimeAndGivesZero) {
   directory_.Write("f", std::string(100000, 'a'));
   directory_.SetModified("f", 852454987);
-  EXPECT_EQ(File_Copy(Name("f").c_str(), Name("g").c_str()), 0);
+  EXPECT_EQ(File_Copy(Name("f").c_str(), Name("g").c_str()), Error_None);
   EXPECT_EQ(directory_.Read("g"), std::string(100000, 'a'));
   EXPECT_EQ(StateOf("g").modificationTime.seconds, 852454987u);
 }
@@ -219,13 +220,13 @@ TEST_F(FileStateTest, GivesZeroForACopyThatFailed) {
   directory_.Write("f", "abc");
   directory_.Write("g", "xyz");
   directory_.MakeDirectory("d");
-  EXPECT_EQ(File_Copy(Name("missing").c_str(), Name("h").c_str()), 0);
+  EXPECT_EQ(File_Copy(Name("missing").c_str(), Name("h").c_str()), Error_None);
   EXPECT_FALSE(directory_.Exists("h"));
-  EXPECT_EQ(File_Copy(Name("f").c_str(), Name("g").c_str()), 0);
+  EXPECT_EQ(File_Copy(Name("f").c_str(), Name("g").c_str()), Error_None);
   EXPECT_EQ(directory_.Read("g"), "xyz");
-  EXPECT_EQ(File_Copy(Name("d").c_str(), Name("h").c_str()), 0);
+  EXPECT_EQ(File_Copy(Name("d").c_str(), Name("h").c_str()), Error_None);
   EXPECT_FALSE(directory_.Exists("h"));
-  EXPECT_EQ(File_Copy(nullptr, Name("h").c_str()), -4);
+  EXPECT_EQ(File_Copy(nullptr, Name("h").c_str()), Error_Invalid);
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstring>
 #include <string>
+#include <vector>
 
 #include "os/core/owned.h"
 #include "os/file/file_internal.h"
@@ -24,14 +25,14 @@ class FileTest : public testing::Test {
  protected:
   OwnedFile Open(const std::string& name, uint32_t mode) {
     OwnedFile file;
-    EXPECT_EQ(File_Open(directory_.Name(name).c_str(), mode, file.out()), 0) << name << " " << mode;
+    EXPECT_EQ(File_Open(directory_.Name(name).c_str(), mode, file.out()), Error_None) << name << " " << mode;
     return file;
   }
 
   ErrorCode OpenStatus(const std::string& name, uint32_t mode) {
     File* file = reinterpret_cast<File*>(1);
     const ErrorCode status = File_Open(directory_.Name(name).c_str(), mode, &file);
-    EXPECT_EQ(file != nullptr, status == 0);
+    EXPECT_EQ(file != nullptr, status == Error_None);
     if (file != nullptr) File_Close(file);
     return status;
   }
@@ -51,6 +52,11 @@ static_assert(offsetof(File, name) == 28 && offsetof(File, mode) == 32);
 static_assert(offsetof(File, cStream) == 36 && offsetof(File, descriptor) == 40);
 #endif
 
+static_assert(FileMode_Read == 1 && FileMode_Write == 2 && FileMode_ReadWriteNew == 3);
+static_assert(FileMode_Update == 4 && FileMode_Append == 8 && FileMode_ReadAppend == 11);
+static_assert(FileMode_Text == 16);
+static_assert(FileSeek_Start == 0 && FileSeek_Current == 1 && FileSeek_End == 2);
+
 // ---- modes -------------------------------------------------------------------------------------
 
 TEST_F(FileTest, NormalisesTheModes) {
@@ -65,23 +71,24 @@ TEST_F(FileTest, NormalisesTheModes) {
 
 TEST_F(FileTest, RefusesOtherModes) {
   directory_.Write("f", "abc");
-  for (uint32_t mode : {0u, 7u, 9u, 10u, 13u, 14u, 16u, 23u}) EXPECT_EQ(OpenStatus("f", mode), -1) << mode;
+  for (uint32_t mode : {0u, 7u, 9u, 10u, 13u, 14u, 16u, 23u})
+    EXPECT_EQ(OpenStatus("f", mode), Error_Fail) << mode;
   EXPECT_EQ(directory_.Read("f"), "abc");
 }
 
 TEST_F(FileTest, CutsCreatesOrKeepsByMode) {
   for (uint32_t mode : {2u, 3u, 6u}) {
     directory_.Write("f", "abc");
-    EXPECT_EQ(OpenStatus("f", mode), 0);
+    EXPECT_EQ(OpenStatus("f", mode), Error_None);
     EXPECT_EQ(directory_.Read("f"), "") << mode;
-    EXPECT_EQ(OpenStatus("new" + std::to_string(mode), mode), 0);
+    EXPECT_EQ(OpenStatus("new" + std::to_string(mode), mode), Error_None);
     EXPECT_TRUE(directory_.Exists("new" + std::to_string(mode)));
   }
   for (uint32_t mode : {1u, 4u, 5u}) {
     directory_.Write("f", "abc");
-    EXPECT_EQ(OpenStatus("f", mode), 0);
+    EXPECT_EQ(OpenStatus("f", mode), Error_None);
     EXPECT_EQ(directory_.Read("f"), "abc") << mode;
-    EXPECT_EQ(OpenStatus("missing", mode), -1);
+    EXPECT_EQ(OpenStatus("missing", mode), Error_Fail);
     EXPECT_FALSE(directory_.Exists("missing"));
   }
   for (uint32_t mode : {8u, 11u, 12u, 15u}) {
@@ -93,28 +100,28 @@ TEST_F(FileTest, CutsCreatesOrKeepsByMode) {
 
 TEST_F(FileTest, RefusesADirectory) {
   directory_.MakeDirectory("d");
-  for (uint32_t mode : {1u, 2u, 4u, 8u, 11u}) EXPECT_EQ(OpenStatus("d", mode), -1) << mode;
+  for (uint32_t mode : {1u, 2u, 4u, 8u, 11u}) EXPECT_EQ(OpenStatus("d", mode), Error_Fail) << mode;
 }
 
 TEST_F(FileTest, RefusesNullAndNamesThatCannotBe) {
   File* file = reinterpret_cast<File*>(1);
-  EXPECT_EQ(File_Open(nullptr, 1, &file), -4);
+  EXPECT_EQ(File_Open(nullptr, 1, &file), Error_Invalid);
   EXPECT_EQ(file, nullptr);
-  EXPECT_EQ(File_Open("x", 1, nullptr), -4);
-  EXPECT_EQ(File_Open(std::string(2000, 'a').c_str(), 2, &file), -1);
-  EXPECT_EQ(OpenStatus(std::string(300, 'a'), 2), -1);
-  EXPECT_EQ(File_Open("", 1, &file), -1);
+  EXPECT_EQ(File_Open("x", 1, nullptr), Error_Invalid);
+  EXPECT_EQ(File_Open(std::string(2000, 'a').c_str(), 2, &file), Error_Fail);
+  EXPECT_EQ(OpenStatus(std::string(300, 'a'), 2), Error_Fail);
+  EXPECT_EQ(File_Open("", 1, &file), Error_Fail);
 }
 
 TEST_F(FileTest, OpensNothingOverANameThatIsTaken) {
   directory_.Write("f", "abc");
   File* file = nullptr;
-  EXPECT_EQ(iFile_OpenNew(directory_.Name("f").c_str(), 2, false, &file), 3);
+  EXPECT_EQ(iFile_OpenNew(directory_.Name("f").c_str(), 2, false, &file), Error_Exists);
   EXPECT_EQ(file, nullptr);
   EXPECT_EQ(directory_.Read("f"), "abc");
-  ASSERT_EQ(iFile_OpenNew(directory_.Name("g").c_str(), 2, false, &file), 0);
+  ASSERT_EQ(iFile_OpenNew(directory_.Name("g").c_str(), 2, false, &file), Error_None);
   File_Close(file);
-  EXPECT_EQ(iFile_OpenNew(directory_.Name("missing/g").c_str(), 2, false, &file), -1);
+  EXPECT_EQ(iFile_OpenNew(directory_.Name("missing/g").c_str(), 2, false, &file), Error_Fail);
 }
 
 TEST_F(FileTest, TakesOneAllocation) {
@@ -131,7 +138,7 @@ TEST_F(FileTest, FailsCleanlyWithoutMemory) {
   FailEveryAllocation([&] {
     File* file = nullptr;
     const ErrorCode status = File_Open(directory_.Name("f").c_str(), 1, &file);
-    EXPECT_TRUE(status == 0 || (status == 1 && file == nullptr));
+    EXPECT_TRUE(status == Error_None || (status == Error_Memory && file == nullptr));
     if (file != nullptr) File_Close(file);
   });
 }
@@ -165,10 +172,10 @@ TEST_F(FileTest, SeeksFromThreeOrigins) {
 TEST_F(FileTest, ReportsAnotherSeekMode) {
   OwnedFile file = Open("f", 2);
   ErrorCapture capture;
-  EXPECT_EQ(File_Seek(file.get(), 3, 0), -1);
+  EXPECT_EQ(File_Seek(file.get(), 3, 0), Error_Fail);
   ASSERT_EQ(capture.Lines().size(), 1u);
   EXPECT_EQ(capture.Lines()[0], "#### Error: Invalid seekMode 3\n");
-  EXPECT_EQ(File_Seek(file.get(), -1, 0), -1);
+  EXPECT_EQ(File_Seek(file.get(), -1, 0), Error_Fail);
   EXPECT_EQ(capture.Lines()[1], "#### Error: Invalid seekMode -1\n");
 }
 
@@ -204,19 +211,19 @@ TEST_F(FileTest, WritesNothingToAFileOpenedForReading) {
   directory_.Write("f", "abc");
   OwnedFile file = Open("f", 1);
   EXPECT_EQ(File_Write(file.get(), 3, "xyz"), 0u);
-  EXPECT_LT(Stream_Error(File_GetStream(file.get())), 0);
+  EXPECT_LT(Stream_Error(File_GetStream(file.get())), Error_None);
   EXPECT_EQ(ReadAll(file.get(), 3), "abc");
-  EXPECT_EQ(Stream_Error(File_GetStream(file.get())), 0);
+  EXPECT_EQ(Stream_Error(File_GetStream(file.get())), Error_None);
 }
 
 TEST_F(FileTest, ReadsNothingFromAFileOpenedForWriting) {
   OwnedFile file = Open("f", 2);
   EXPECT_EQ(ReadAll(file.get(), 3), "");
-  EXPECT_LT(Stream_Error(File_GetStream(file.get())), 0);
+  EXPECT_LT(Stream_Error(File_GetStream(file.get())), Error_None);
   char line[16] = "unset";
   EXPECT_EQ(File_ScanLine(file.get(), sizeof line, line), -1);
   EXPECT_STREQ(line, "");
-  EXPECT_LT(Stream_Error(File_GetStream(file.get())), 0);
+  EXPECT_LT(Stream_Error(File_GetStream(file.get())), Error_None);
 }
 
 // ---- lines and formatted text ------------------------------------------------------------------
@@ -241,7 +248,7 @@ TEST_F(FileTest, ScansLinesWithoutTheirEnds) {
   }
   EXPECT_EQ(File_ScanLine(file.get(), sizeof line, line), -1);
   EXPECT_STREQ(line, "");
-  EXPECT_EQ(Stream_Error(File_GetStream(file.get())), 4);
+  EXPECT_EQ(Stream_Error(File_GetStream(file.get())), Error_Ended);
 }
 
 TEST_F(FileTest, ScansALongLineInPieces) {
@@ -273,6 +280,68 @@ TEST_F(FileTest, ScansWhatWasAddedAfterTheEnd) {
   File_Write(Open("f", 8).get(), 4, "two\n");
   EXPECT_EQ(File_ScanLine(file.get(), sizeof line, line), 3);
   EXPECT_STREQ(line, "two");
+}
+
+// In text mode CR LF is one character, so that a line fits one byte more of the file.
+TEST_F(FileTest, ScansALineThatJustFits) {
+  directory_.Write("f", "abc\r\nde\r\n\r\nf\rg\r\n");
+  for (uint32_t mode : {1u, 17u}) {
+    const bool isOneCharacter = kIsWindows && mode == 17;
+    OwnedFile file = Open("f", mode);
+    char line[5];
+    EXPECT_EQ(File_ScanLine(file.get(), 5, line), 3);
+    EXPECT_STREQ(line, "abc");
+    // The LF alone that is left over.
+    if (!isOneCharacter) {
+      EXPECT_EQ(File_ScanLine(file.get(), 5, line), 0);
+    }
+    EXPECT_EQ(File_Tell(file.get()), 5) << mode;
+    EXPECT_EQ(File_ScanLine(file.get(), 5, line), 2);
+    EXPECT_EQ(File_ScanLine(file.get(), 5, line), 0);
+    EXPECT_EQ(File_Tell(file.get()), 11) << mode;
+    EXPECT_EQ(File_ScanLine(file.get(), 5, line), 3);
+    EXPECT_STREQ(line, "f\rg");
+  }
+}
+
+// Lines across the blocks in which a file is read.
+TEST_F(FileTest, ScansLinesOfEveryLengthAroundABlock) {
+  for (size_t length = 4088; length < 4100; ++length) {
+    directory_.Write("f", std::string(length, 'x') + "\r\nnext\r\n");
+    for (uint32_t mode : {1u, 17u}) {
+      OwnedFile file = Open("f", mode);
+      char line[5000];
+      EXPECT_EQ(File_ScanLine(file.get(), sizeof line, line), static_cast<int32_t>(length));
+      EXPECT_EQ(File_Tell(file.get()), static_cast<int32_t>(length + 2)) << mode;
+      EXPECT_EQ(File_ScanLine(file.get(), sizeof line, line), 4);
+      EXPECT_STREQ(line, "next");
+    }
+  }
+}
+
+TEST_F(FileTest, ScansToTheEndMarkInTextModeOnly) {
+  directory_.Write("f", "one\ntwo\x1Athree\n");
+  OwnedFile file = Open("f", 17);
+  char line[32];
+  EXPECT_EQ(File_ScanLine(file.get(), sizeof line, line), 3);
+  EXPECT_EQ(File_ScanLine(file.get(), sizeof line, line), kIsWindows ? 3 : 9);
+  EXPECT_EQ(File_ScanLine(file.get(), sizeof line, line), -1);
+  EXPECT_EQ(Stream_Error(File_GetStream(file.get())), Error_Ended);
+  EXPECT_EQ(File_Tell(file.get()), kIsWindows ? 7 : 14);
+  file = Open("f", 1);
+  EXPECT_EQ(File_ScanLine(file.get(), sizeof line, line), 3);
+  EXPECT_EQ(File_ScanLine(file.get(), sizeof line, line), 9);
+}
+
+TEST_F(FileTest, TellsAReadErrorFromTheEnd) {
+  OwnedFile file;
+  ASSERT_EQ(File_Open(UnreadableFile().c_str(), 1, file.out()), Error_None);
+  char line[16] = "unset";
+  EXPECT_EQ(File_ScanLine(file.get(), sizeof line, line), -1);
+  EXPECT_STREQ(line, "");
+  EXPECT_LT(Stream_Error(File_GetStream(file.get())), Error_None);
+  EXPECT_EQ(File_Read(file.get(), sizeof line, line), 0u);
+  EXPECT_LT(Stream_Error(File_GetStream(file.get())), Error_None);
 }
 
 TEST_F(FileTest, WritesTheSystemsLineEndsInTextMode) {
@@ -457,6 +526,39 @@ TEST_F(FileTest, ReadsBytesWhereTheLastLineEndedInTextMode) {
   }
 }
 
+// Every way of stopping between lines and bytes leaves the true position, whatever the line ends.
+TEST_F(FileTest, TellsTheTruePositionBehindEveryLineOfAText) {
+  std::string text;
+  std::vector<int32_t> ends;
+  for (int i = 0; i < 400; ++i) {
+    text += std::string(static_cast<size_t>(i * 7 % 60), 'x') + (i % 3 == 0 ? "\n" : "\r\n");
+    ends.push_back(static_cast<int32_t>(text.size()));
+  }
+  directory_.Write("f", text);
+  for (uint32_t mode : {1u, 17u, 20u}) {
+    OwnedFile file = Open("f", mode);
+    for (size_t i = 0; i < ends.size(); ++i) {
+      char line[64];
+      ASSERT_EQ(File_ScanLine(file.get(), sizeof line, line), static_cast<int32_t>(i * 7 % 60)) << i;
+      if (i % 5 == 0) {
+        ASSERT_EQ(File_Tell(file.get()), ends[i]) << mode << " " << i;
+      }
+    }
+  }
+}
+
+TEST_F(FileTest, PrintsWhereTheLastLineEndedInTextMode) {
+  directory_.Write("f", "one\r\ntwo\nthree\r\n");
+  OwnedFile file = Open("f", 20);
+  char line[16];
+  EXPECT_EQ(File_ScanLine(file.get(), sizeof line, line), 3);
+  EXPECT_EQ(File_Print(file.get(), "TWO"), 3);
+  EXPECT_EQ(File_ScanLine(file.get(), sizeof line, line), 0);
+  EXPECT_EQ(File_ScanLine(file.get(), sizeof line, line), 5);
+  file.reset();
+  EXPECT_EQ(directory_.Read("f"), "one\r\nTWO\nthree\r\n");
+}
+
 // What a file should hold, and where it should stand, after each call.
 struct FileModel {
   std::string bytes;
@@ -599,13 +701,13 @@ TEST_F(FileTest, IsAStream) {
   char buffer[8];
   EXPECT_EQ(Stream_Read(stream, 4, buffer), 4u);
   EXPECT_EQ(Stream_ReadAvail(stream), 2u);
-  EXPECT_EQ(Stream_Error(stream), 0);
+  EXPECT_EQ(Stream_Error(stream), Error_None);
   EXPECT_EQ(Stream_Read(stream, 4, buffer), 2u);
-  EXPECT_EQ(Stream_Error(stream), 0);
+  EXPECT_EQ(Stream_Error(stream), Error_None);
   EXPECT_EQ(Stream_Read(stream, 4, buffer), 0u);
-  EXPECT_EQ(Stream_Error(stream), 4);
+  EXPECT_EQ(Stream_Error(stream), Error_Ended);
   EXPECT_EQ(Stream_Read(stream, 0, buffer), 0u);
-  EXPECT_EQ(Stream_Error(stream), 0);
+  EXPECT_EQ(Stream_Error(stream), Error_None);
   EXPECT_EQ(Stream_FindType(stream, 0x66696C65u), stream);
   EXPECT_EQ(Stream_FindType(stream, 0x736F636Bu), nullptr);
 }
@@ -613,7 +715,7 @@ TEST_F(FileTest, IsAStream) {
 TEST_F(FileTest, IsClosedByStreamDelete) {
   OwnedFile file = Open("f", 2);
   File_SetTemporary(file.get(), 1);
-  EXPECT_EQ(Stream_Delete(File_GetStream(file.release())), 0);
+  EXPECT_EQ(Stream_Delete(File_GetStream(file.release())), Error_None);
   EXPECT_FALSE(directory_.Exists("f"));
 }
 
@@ -624,7 +726,7 @@ TEST_F(FileTest, RemovesATemporaryFileOnClosing) {
   File_SetTemporary(file.get(), 1);
   EXPECT_EQ(file->mode, 0x80000002u);
   EXPECT_TRUE(directory_.Exists("f"));
-  EXPECT_EQ(File_Close(file.release()), 0);
+  EXPECT_EQ(File_Close(file.release()), Error_None);
   EXPECT_FALSE(directory_.Exists("f"));
 }
 
@@ -633,7 +735,7 @@ TEST_F(FileTest, KeepsAFileThatIsNoLongerTemporary) {
   File_SetTemporary(file.get(), 1);
   File_SetTemporary(file.get(), 0);
   EXPECT_EQ(file->mode, 2u);
-  EXPECT_EQ(File_Close(file.release()), 0);
+  EXPECT_EQ(File_Close(file.release()), Error_None);
   EXPECT_TRUE(directory_.Exists("f"));
 }
 
@@ -642,13 +744,13 @@ TEST_F(FileTest, RemovesATemporaryFileWhereItWasOpened) {
   directory_.MakeDirectory("two");
   directory_.Write("two/f", "mine");
   char original[1024];
-  ASSERT_EQ(Directory_GetCurrent(original), 0);
+  ASSERT_EQ(Directory_GetCurrent(original), Error_None);
   ASSERT_EQ(Directory_SetCurrent(directory_.Name("one").c_str()), 0);
   File* file = nullptr;
-  EXPECT_EQ(File_Open("f", 2, &file), 0);
+  EXPECT_EQ(File_Open("f", 2, &file), Error_None);
   File_SetTemporary(file, 1);
   EXPECT_EQ(Directory_SetCurrent(directory_.Name("two").c_str()), 0);
-  EXPECT_EQ(File_Close(file), 0);
+  EXPECT_EQ(File_Close(file), Error_None);
   ASSERT_EQ(Directory_SetCurrent(original), 0);
   EXPECT_FALSE(directory_.Exists("one/f"));
   EXPECT_EQ(directory_.Read("two/f"), "mine");
@@ -657,27 +759,27 @@ TEST_F(FileTest, RemovesATemporaryFileWhereItWasOpened) {
 TEST_F(FileTest, LeavesTheSystemFileOpen) {
   OwnedFile file = Open("log", 8);
   iFile_SetSystemFile(file.get());
-  EXPECT_EQ(File_Close(file.get()), 0);
-  EXPECT_EQ(Stream_Delete(File_GetStream(file.get())), 0);
+  EXPECT_EQ(File_Close(file.get()), Error_None);
+  EXPECT_EQ(Stream_Delete(File_GetStream(file.get())), Error_None);
   EXPECT_EQ(File_Print(file.get(), "still open\n"), 11);
   file.release();
-  EXPECT_EQ(iFile_CloseSystemFile(), 0);
+  EXPECT_EQ(iFile_CloseSystemFile(), Error_None);
   EXPECT_EQ(directory_.Read("log"), "still open\n");
-  EXPECT_EQ(iFile_CloseSystemFile(), 0);
+  EXPECT_EQ(iFile_CloseSystemFile(), Error_None);
 }
 
 TEST_F(FileTest, RemovesATemporarySystemFileInTheEnd) {
   OwnedFile file = Open("log", 8);
   iFile_SetSystemFile(file.get());
   File_SetTemporary(file.release(), 1);
-  EXPECT_EQ(iFile_CloseSystemFile(), 0);
+  EXPECT_EQ(iFile_CloseSystemFile(), Error_None);
   EXPECT_FALSE(directory_.Exists("log"));
 }
 
 TEST_F(FileTest, ReportsThatLocksAreNotThere) {
   OwnedFile file = Open("f", 2);
   ErrorCapture capture;
-  EXPECT_EQ(File_SetLock(file.get()), -1);
+  EXPECT_EQ(File_SetLock(file.get()), Error_Fail);
   ASSERT_EQ(capture.Lines().size(), 1u);
   EXPECT_EQ(capture.Lines()[0], "#### Error: Unimplemented in Windows.\n");
 }
@@ -685,7 +787,7 @@ TEST_F(FileTest, ReportsThatLocksAreNotThere) {
 TEST(File, RefusesNull) {
   char buffer[4];
   FileState state;
-  EXPECT_EQ(File_Close(nullptr), -4);
+  EXPECT_EQ(File_Close(nullptr), Error_Invalid);
   EXPECT_EQ(File_GetStream(nullptr), nullptr);
   File_SetTemporary(nullptr, 1);
   EXPECT_EQ(File_Read(nullptr, 4, buffer), 0u);

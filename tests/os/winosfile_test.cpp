@@ -6,19 +6,20 @@
 #include <cstring>
 #include <string>
 
+#include "qz/error.h"
 #include "tests/support/file_system.h"
 
 namespace {
 
 std::string ToLibrary(const std::string& systemName) {
   char name[1024] = "unset";
-  EXPECT_EQ(WinOSFile_DOSNameToFileName(systemName.c_str(), name), 0);
+  EXPECT_EQ(WinOSFile_DOSNameToFileName(systemName.c_str(), name), Error_None);
   return name;
 }
 
 std::string ToSystem(const std::string& name) {
   char systemName[1024] = "unset";
-  EXPECT_EQ(WinOSFile_FileNameToDOSName(name.c_str(), systemName), 0);
+  EXPECT_EQ(WinOSFile_FileNameToDOSName(name.c_str(), systemName), Error_None);
   return systemName;
 }
 
@@ -56,31 +57,31 @@ TEST(WinOSFile, PutsTheBootDirectoryBeforeANameWithoutADrive) {
 
 TEST(WinOSFile, AcceptsOneBufferForBoth) {
   char name[1024] = "C:\\a\\b";
-  EXPECT_EQ(WinOSFile_DOSNameToFileName(name, name), 0);
+  EXPECT_EQ(WinOSFile_DOSNameToFileName(name, name), Error_None);
   EXPECT_STREQ(name, "/C|/a/b");
-  EXPECT_EQ(WinOSFile_FileNameToDOSName(name, name), 0);
+  EXPECT_EQ(WinOSFile_FileNameToDOSName(name, name), Error_None);
   EXPECT_STREQ(name, "C:\\a\\b");
 }
 
 TEST(WinOSFile, RefusesWhatDoesNotFit) {
   char name[1024] = "unset";
   const std::string longest = "C:" + std::string(1020, 'a');  // one more in the library's form
-  EXPECT_EQ(WinOSFile_DOSNameToFileName(longest.c_str(), name), 0);
+  EXPECT_EQ(WinOSFile_DOSNameToFileName(longest.c_str(), name), Error_None);
   EXPECT_EQ(strlen(name), 1023u);
-  EXPECT_EQ(WinOSFile_DOSNameToFileName((longest + "a").c_str(), name), 5);
+  EXPECT_EQ(WinOSFile_DOSNameToFileName((longest + "a").c_str(), name), Error_Exceed);
   EXPECT_STREQ(name, "");
-  EXPECT_EQ(WinOSFile_FileNameToDOSName(std::string(1023, 'a').c_str(), name), 0);
-  EXPECT_EQ(WinOSFile_FileNameToDOSName(std::string(1024, 'a').c_str(), name), 5);
+  EXPECT_EQ(WinOSFile_FileNameToDOSName(std::string(1023, 'a').c_str(), name), Error_None);
+  EXPECT_EQ(WinOSFile_FileNameToDOSName(std::string(1024, 'a').c_str(), name), Error_Exceed);
   EXPECT_STREQ(name, "");
 }
 
 TEST(WinOSFile, RefusesNull) {
   char name[1024] = "unset";
-  EXPECT_EQ(WinOSFile_DOSNameToFileName(nullptr, name), -4);
+  EXPECT_EQ(WinOSFile_DOSNameToFileName(nullptr, name), Error_Invalid);
   EXPECT_STREQ(name, "");
-  EXPECT_EQ(WinOSFile_FileNameToDOSName(nullptr, name), -4);
-  EXPECT_EQ(WinOSFile_DOSNameToFileName("a", nullptr), -4);
-  EXPECT_EQ(WinOSFile_FileNameToDOSName("a", nullptr), -4);
+  EXPECT_EQ(WinOSFile_FileNameToDOSName(nullptr, name), Error_Invalid);
+  EXPECT_EQ(WinOSFile_DOSNameToFileName("a", nullptr), Error_Invalid);
+  EXPECT_EQ(WinOSFile_FileNameToDOSName("a", nullptr), Error_Invalid);
 }
 
 }  // namespace

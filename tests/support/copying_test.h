@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "qz/error.h"
 #include "qz/file.h"
 #include "tests/support/temp_dir.h"
 
@@ -36,9 +37,9 @@ class CopyingTest : public testing::Test {
 
   // Steps until the copy ends or fails; the number of calls goes to *calls.
   ErrorCode Run(int* calls = nullptr) {
-    ErrorCode status = kGood;
+    ErrorCode status = Error_None;
     int count = 0;
-    while (copy_ != nullptr && status == kGood) {
+    while (copy_ != nullptr && status == Error_None) {
       status = File_CopyEnd(&copy_);
       ++count;
     }
@@ -46,7 +47,6 @@ class CopyingTest : public testing::Test {
     return status;
   }
 
-  static constexpr ErrorCode kGood = 0;
   TempDir directory_;
   FileCopy* copy_ = nullptr;
   Reports reports_;

@@ -14,6 +14,7 @@
 #  include <sys/stat.h>
 #  include <unistd.h>
 
+#  include <cerrno>
 #  include <csignal>
 #endif
 
@@ -36,6 +37,79 @@ void SetModifiedTime(const fs::path& path, int64_t secondsSince1970) {
   CloseHandle(file);
 }
 
+void SetReadError() {
+  SetLastError(ERROR_CRC);
+}
+
+void SetNoAccess() {
+  SetLastError(ERROR_ACCESS_DENIED);
+}
+
+void SetNoError() {
+  SetLastError(ERROR_SUCCESS);
+}
+
+std::string UnreadableFile() {
+  return "/Z|/proc/self/mem";
+}
+
+namespace {
+
+// Where the file system beneath Wine has a file; empty without Wine.
+std::string NameBeneathWine(const fs::path& path) {
+  using Convert = char*(__cdecl*)(LPCWSTR);
+  const auto convert = reinterpret_cast<Convert>(
+      reinterpret_cast<void*>(GetProcAddress(GetModuleHandleA("kernel32"), "wine_get_unix_file_name")));
+  char* name = convert != nullptr ? convert(path.c_str()) : nullptr;
+  const std::string result = name != nullptr ? name : "";
+  if (name != nullptr) HeapFree(GetProcessHeap(), 0, name);
+  return result;
+}
+
+void RunProgram(const char* program, std::string commandLine) {
+  STARTUPINFOA startup = {};
+  startup.cb = sizeof startup;
+  PROCESS_INFORMATION process = {};
+  if (!CreateProcessA(program, commandLine.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup,
+                      &process))
+    return;
+  WaitForSingleObject(process.hProcess, 10000);
+  CloseHandle(process.hThread);
+  CloseHandle(process.hProcess);
+}
+
+// Programs that are not Windows' own cannot be waited for.
+template <typename Condition>
+void WaitUntil(Condition condition) {
+  for (int i = 0; i < 500 && !condition(); ++i) Sleep(10);
+}
+
+bool IsThere(const fs::path& path) {
+  return GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES;
+}
+
+}  // namespace
+
+DirectoryLink::DirectoryLink(const fs::path& target, const fs::path& link) : link_(link) {
+  const std::string beneath = NameBeneathWine(link);
+  if (beneath.empty()) {
+    RunProgram(nullptr, "cmd /c mklink /J \"" + link.string() + "\" \"" + target.string() + "\"");
+  } else {
+    RunProgram("Z:\\bin\\ln", "ln -s " + NameBeneathWine(target) + " " + beneath);
+  }
+  WaitUntil([&] { return IsThere(link); });
+}
+
+DirectoryLink::~DirectoryLink() {
+  const std::string beneath = NameBeneathWine(link_);
+  if (beneath.empty()) {
+    RemoveDirectoryW(link_.c_str());
+  } else {
+    RunProgram("Z:\\bin\\rm", "rm -f " + beneath);
+    WaitUntil([&] { return !IsThere(link_); });
+  }
+}
+
 #else
 
 const bool kIsWindows = false;
@@ -49,16 +123,59 @@ void SetModifiedTime(const fs::path& path, int64_t secondsSince1970) {
   utimensat(AT_FDCWD, path.c_str(), times, 0);
 }
 
-WriteProtection::WriteProtection(const fs::path& path) : path_(path) {
-  // Root writes anywhere, so the scope runs as somebody else.
+void SetReadError() {
+  errno = EIO;
+}
+
+void SetNoAccess() {
+  errno = EACCES;
+}
+
+void SetNoError() {
+  errno = 0;
+}
+
+std::string UnreadableFile() {
+  return "/proc/self/mem";
+}
+
+DirectoryLink::DirectoryLink(const fs::path& target, const fs::path& link) : link_(link) {
+  fs::create_directory_symlink(target, link);
+}
+
+DirectoryLink::~DirectoryLink() {
+  unlink(link_.c_str());
+}
+
+namespace {
+
+// Root may do anything, so a scope runs as another user.
+bool RestrictTo(const fs::path& path, mode_t mode) {
   constexpr uid_t kNobody = 65534;
-  const bool isProtected = chmod(path_.c_str(), 0555) == 0 && (geteuid() != 0 || seteuid(kNobody) == 0);
-  EXPECT_TRUE(isProtected);
+  return chmod(path.c_str(), mode) == 0 && (geteuid() != 0 || seteuid(kNobody) == 0);
+}
+
+void EndRestriction(const fs::path& path) {
+  if (getuid() == 0) (void)!seteuid(0);
+  chmod(path.c_str(), 0755);
+}
+
+}  // namespace
+
+WriteProtection::WriteProtection(const fs::path& path) : path_(path) {
+  EXPECT_TRUE(RestrictTo(path_, 0555));
 }
 
 WriteProtection::~WriteProtection() {
-  if (getuid() == 0) (void)!seteuid(0);
-  chmod(path_.c_str(), 0755);
+  EndRestriction(path_);
+}
+
+Unenterable::Unenterable(const fs::path& path) : path_(path) {
+  EXPECT_TRUE(RestrictTo(path_, 0444));
+}
+
+Unenterable::~Unenterable() {
+  EndRestriction(path_);
 }
 
 struct DiskLimit::State {

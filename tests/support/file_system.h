@@ -4,11 +4,34 @@
 #include <cstdint>
 #include <filesystem>
 #include <memory>
+#include <string>
 
 // True where names have drives, line ends are CR LF and a name with * or ? is a pattern.
 extern const bool kIsWindows;
 
 void SetModifiedTime(const std::filesystem::path& path, int64_t secondsSince1970);
+
+// Leave what a read error, a refused access or the end of a search would leave as the calling thread's last
+// system error.
+void SetReadError();
+void SetNoAccess();
+void SetNoError();
+
+// The library's name of a file that can be opened and not be read.
+std::string UnreadableFile();
+
+// A directory link at `link`, removed at the end (and never followed for that). On Windows it is the system's
+// own kind, under Wine a link of the file system beneath.
+class DirectoryLink {
+ public:
+  DirectoryLink(const std::filesystem::path& target, const std::filesystem::path& link);
+  ~DirectoryLink();
+  DirectoryLink(const DirectoryLink&) = delete;
+  DirectoryLink& operator=(const DirectoryLink&) = delete;
+
+ private:
+  std::filesystem::path link_;
+};
 
 // Makes the file `sizeBytes` long without filling it, with one byte 'x' at its end.
 void MakeSparseFile(const std::filesystem::path& path, uint64_t sizeBytes);
@@ -21,6 +44,18 @@ class WriteProtection {
   ~WriteProtection();
   WriteProtection(const WriteProtection&) = delete;
   WriteProtection& operator=(const WriteProtection&) = delete;
+
+ private:
+  std::filesystem::path path_;
+};
+
+// The rest of the scope runs on as a user who may list `path` and not enter it.
+class Unenterable {
+ public:
+  explicit Unenterable(const std::filesystem::path& path);
+  ~Unenterable();
+  Unenterable(const Unenterable&) = delete;
+  Unenterable& operator=(const Unenterable&) = delete;
 
  private:
   std::filesystem::path path_;

@@ -28,7 +28,7 @@ int OpenFlags(const OpenOptions& options) {
   return flags | (updates ? O_RDWR : O_WRONLY);
 }
 
-// What is no ordinary file was opened without waiting for somebody at its other end, and is used as usual.
+// A pipe or device was opened without waiting for its other end; reading and writing then block as usual.
 bool MakeBlocking(int descriptor) {
   const int flags = fcntl(descriptor, F_GETFL);
   return flags >= 0 && fcntl(descriptor, F_SETFL, flags & ~O_NONBLOCK) == 0;
@@ -75,9 +75,8 @@ int DescriptorOf(FILE* stream) {
   return fileno(stream);
 }
 
-bool SynchronizeDescriptor(FILE* stream, StreamUse /*use*/) {
-  // Flushing also gives back what was read ahead, and forgets the position that the C library remembers.
-  return fflush(stream) == 0;
+bool TranslatesLineEnds() {
+  return false;
 }
 
 int64_t ReadDescriptor(int descriptor, uint32_t count, void* buffer) {
@@ -86,6 +85,10 @@ int64_t ReadDescriptor(int descriptor, uint32_t count, void* buffer) {
     moved = read(descriptor, buffer, count);
   } while (moved < 0 && errno == EINTR);
   return moved;
+}
+
+int64_t ReadUntranslated(int descriptor, uint32_t count, void* buffer) {
+  return ReadDescriptor(descriptor, count, buffer);
 }
 
 int64_t WriteDescriptor(int descriptor, uint32_t count, const void* buffer) {

@@ -37,13 +37,6 @@ HANDLE HandleOf(int descriptor) {
   return reinterpret_cast<HANDLE>(_get_osfhandle(descriptor));
 }
 
-// The C library tells the position within what it read ahead as if every line ended with CR LF, and is wrong
-// where lines end with LF alone. A stream that reads text therefore reads nothing ahead.
-void KeepPositionExact(FILE* stream, const OpenOptions& options) {
-  const bool reads = options.mode[0] == 'r' || options.mode[1] == '+';
-  if (options.isText && reads) setvbuf(stream, nullptr, _IONBF, 0);
-}
-
 }  // namespace
 
 FILE* OpenStream(const char* name, const OpenOptions& options) {
@@ -51,10 +44,7 @@ FILE* OpenStream(const char* name, const OpenOptions& options) {
   if (descriptor < 0) return nullptr;
   char mode[4] = {options.mode[0], options.isText ? 't' : 'b', options.mode[1], '\0'};
   FILE* stream = _fdopen(descriptor, mode);
-  if (stream != nullptr && CutWhenOverwriting(descriptor, options)) {
-    KeepPositionExact(stream, options);
-    return stream;
-  }
+  if (stream != nullptr && CutWhenOverwriting(descriptor, options)) return stream;
   if (stream != nullptr) fclose(stream);
   if (stream == nullptr) _close(descriptor);
   if (options.mustBeNew) DeleteFileA(name);
@@ -65,11 +55,8 @@ int DescriptorOf(FILE* stream) {
   return _fileno(stream);
 }
 
-bool SynchronizeDescriptor(FILE* stream, StreamUse use) {
-  if (use == StreamUse::Written) return fflush(stream) == 0;
-  // Setting the position drops what was read ahead; a pipe has no position and nothing to give back.
-  fpos_t position;
-  return fgetpos(stream, &position) != 0 || fsetpos(stream, &position) == 0;
+bool TranslatesLineEnds() {
+  return true;
 }
 
 int64_t ReadDescriptor(int descriptor, uint32_t count, void* buffer) {
@@ -77,6 +64,12 @@ int64_t ReadDescriptor(int descriptor, uint32_t count, void* buffer) {
   // Some C libraries remember the end of a file until the position is set.
   if (moved == 0) _lseeki64(descriptor, 0, SEEK_CUR);
   return moved;
+}
+
+int64_t ReadUntranslated(int descriptor, uint32_t count, void* buffer) {
+  DWORD moved = 0;
+  if (ReadFile(HandleOf(descriptor), buffer, count, &moved, nullptr)) return moved;
+  return GetLastError() == ERROR_BROKEN_PIPE ? 0 : -1;  // the other end of a pipe was closed
 }
 
 int64_t WriteDescriptor(int descriptor, uint32_t count, const void* buffer) {

@@ -7,6 +7,7 @@
 #include "os/core/owned.h"
 #include "os/file/file_internal.h"
 #include "qz/directory.h"
+#include "qz/error.h"
 #include "qz/file.h"
 #include "qz/stream.h"
 #include "tests/support/copying_test.h"
@@ -22,11 +23,11 @@ class FileCopyOnPosixTest : public CopyingTest {};
 
 TEST_F(FileCopyOnPosixTest, SaysThatTheDiskIsFull) {
   directory_.Write("f", Pattern(10000));
-  ASSERT_EQ(Start("f", "g"), 0);
+  ASSERT_EQ(Start("f", "g"), Error_None);
   DiskLimit limit(6000);
-  EXPECT_EQ(File_CopyEnd(&copy_), 0);
-  EXPECT_EQ(File_CopyEnd(&copy_), 5);
-  EXPECT_EQ(File_CopyEnd(&copy_), 5);
+  EXPECT_EQ(File_CopyEnd(&copy_), Error_None);
+  EXPECT_EQ(File_CopyEnd(&copy_), Error_Exceed);
+  EXPECT_EQ(File_CopyEnd(&copy_), Error_Exceed);
   File_CopyAbort(&copy_);
   EXPECT_FALSE(directory_.Exists("g"));
   EXPECT_EQ(directory_.Read("f"), Pattern(10000));
@@ -37,9 +38,9 @@ TEST_F(FileCopyOnPosixTest, KeepsTheSourceWhenAMoveFillsTheOtherVolume) {
   directory_.MakeDirectory("small");
   SmallVolume volume(directory_.SystemName("small"), 65536);
   if (!volume.IsMounted()) GTEST_SKIP() << "no small volume can be made here";
-  ASSERT_EQ(Start("f", "small/g", 1), 0);
+  ASSERT_EQ(Start("f", "small/g", 1), Error_None);
   ASSERT_NE(copy_, nullptr);
-  EXPECT_EQ(Run(), 5);
+  EXPECT_EQ(Run(), Error_Exceed);
   File_CopyAbort(&copy_);
   EXPECT_FALSE(directory_.Exists("small/g"));
   EXPECT_EQ(directory_.Read("f"), Pattern(200000));
@@ -48,11 +49,11 @@ TEST_F(FileCopyOnPosixTest, KeepsTheSourceWhenAMoveFillsTheOtherVolume) {
 TEST_F(FileCopyOnPosixTest, RenamesWithinOneRootFromTheTop) {
   directory_.Write("f", "abc");
   char original[1024];
-  ASSERT_EQ(Directory_GetCurrent(original), 0);
+  ASSERT_EQ(Directory_GetCurrent(original), Error_None);
   ASSERT_EQ(Directory_SetCurrent("/"), 0);
   EXPECT_EQ(File_CopyStart(directory_.Name("f").c_str() + 1, directory_.Name("g").c_str(), 1, nullptr,
                            nullptr, &copy_),
-            0);
+            Error_None);
   ASSERT_EQ(Directory_SetCurrent(original), 0);
   EXPECT_EQ(copy_, nullptr);
   EXPECT_EQ(directory_.Read("g"), "abc");
@@ -73,25 +74,25 @@ class FileMoveAcrossTest : public FileCopyOnPosixTest {
 
 TEST_F(FileMoveAcrossTest, CopiesAndThenRemovesTheSource) {
   directory_.Write("f", Pattern(10000));
-  ASSERT_EQ(Start("f", "other/g", 1), 0);
+  ASSERT_EQ(Start("f", "other/g", 1), Error_None);
   ASSERT_NE(copy_, nullptr);
-  EXPECT_EQ(File_CopyEnd(&copy_), 0);
+  EXPECT_EQ(File_CopyEnd(&copy_), Error_None);
   EXPECT_TRUE(directory_.Exists("f"));
-  EXPECT_EQ(Run(), 0);
+  EXPECT_EQ(Run(), Error_None);
   EXPECT_FALSE(directory_.Exists("f"));
   EXPECT_EQ(directory_.Read("other/g"), Pattern(10000));
 }
 
 TEST_F(FileMoveAcrossTest, RefusesADirectory) {
   directory_.MakeDirectory("d");
-  EXPECT_EQ(Start("d", "other/e", 1), -4);
+  EXPECT_EQ(Start("d", "other/e", 1), Error_Invalid);
   EXPECT_TRUE(directory_.Exists("d"));
 }
 
 TEST_F(FileMoveAcrossTest, ReplacesNothing) {
   directory_.Write("f", "abc");
   directory_.Write("other/g", "xyz");
-  EXPECT_NE(Start("f", "other/g", 1), 0);
+  EXPECT_NE(Start("f", "other/g", 1), Error_None);
   EXPECT_EQ(copy_, nullptr);
   EXPECT_EQ(directory_.Read("other/g"), "xyz");
   EXPECT_EQ(directory_.Read("f"), "abc");
@@ -99,8 +100,8 @@ TEST_F(FileMoveAcrossTest, ReplacesNothing) {
 
 TEST_F(FileMoveAcrossTest, KeepsTheSourceWhenAborted) {
   directory_.Write("f", Pattern(10000));
-  ASSERT_EQ(Start("f", "other/g", 1), 0);
-  EXPECT_EQ(File_CopyEnd(&copy_), 0);
+  ASSERT_EQ(Start("f", "other/g", 1), Error_None);
+  EXPECT_EQ(File_CopyEnd(&copy_), Error_None);
   File_CopyAbort(&copy_);
   EXPECT_EQ(directory_.Read("f"), Pattern(10000));
   EXPECT_FALSE(directory_.Exists("other/g"));
@@ -108,10 +109,10 @@ TEST_F(FileMoveAcrossTest, KeepsTheSourceWhenAborted) {
 
 TEST_F(FileMoveAcrossTest, KeepsASourceThatGrewMeanwhile) {
   directory_.Write("f", Pattern(5000));
-  ASSERT_EQ(Start("f", "other/g", 1), 0);
-  EXPECT_EQ(File_CopyEnd(&copy_), 0);
+  ASSERT_EQ(Start("f", "other/g", 1), Error_None);
+  EXPECT_EQ(File_CopyEnd(&copy_), Error_None);
   directory_.Write("f", Pattern(6000));
-  EXPECT_EQ(Run(), 4);
+  EXPECT_EQ(Run(), Error_Ended);
   File_CopyAbort(&copy_);
   EXPECT_EQ(directory_.Read("f"), Pattern(6000));
   EXPECT_FALSE(directory_.Exists("other/g"));
@@ -119,13 +120,13 @@ TEST_F(FileMoveAcrossTest, KeepsASourceThatGrewMeanwhile) {
 
 TEST_F(FileMoveAcrossTest, KeepsTheSourceWhenTheTargetIsRemovedMeanwhile) {
   directory_.Write("f", Pattern(5000));
-  ASSERT_EQ(Start("f", "other/g", 1), 0);
-  EXPECT_EQ(File_CopyEnd(&copy_), 0);
+  ASSERT_EQ(Start("f", "other/g", 1), Error_None);
+  EXPECT_EQ(File_CopyEnd(&copy_), Error_None);
   fs::remove(directory_.SystemName("other/g"));
   directory_.Write("other/g", "somebody else's");
-  EXPECT_EQ(File_CopyEnd(&copy_), -3);
+  EXPECT_EQ(File_CopyEnd(&copy_), Error_NotFound);
   ASSERT_NE(copy_, nullptr);
-  EXPECT_EQ(File_CopyEnd(&copy_), -3);
+  EXPECT_EQ(File_CopyEnd(&copy_), Error_NotFound);
   File_CopyAbort(&copy_);
   EXPECT_EQ(directory_.Read("f"), Pattern(5000));
   EXPECT_EQ(directory_.Read("other/g"), "somebody else's");
@@ -141,8 +142,8 @@ TEST_F(FileMoveAcrossTest, EndsWellWhenTheSourceMayNotBeRemoved) {
     // Two roots, so that no rename is tried: it would be refused first.
     ASSERT_EQ(File_CopyStart(directory_.Name("locked/f").c_str(), ("/." + directory_.Name("other/g")).c_str(),
                              1, nullptr, nullptr, &copy_),
-              0);
-    EXPECT_EQ(Run(), 0);
+              Error_None);
+    EXPECT_EQ(Run(), Error_None);
   }
   EXPECT_EQ(copy_, nullptr);
   EXPECT_EQ(directory_.Read("locked/f"), Pattern(5000));

@@ -10,6 +10,7 @@
 #include "os/core/owned.h"
 #include "os/file/file_internal.h"
 #include "qz/directory.h"
+#include "qz/error.h"
 #include "tests/support/file_system.h"
 #include "tests/support/temp_dir.h"
 #include "tests/support/time_zone.h"
@@ -26,7 +27,7 @@ class FileOnPosixTest : public testing::Test {
 
   OwnedFile Open(const std::string& name, uint32_t mode) {
     OwnedFile file;
-    EXPECT_EQ(File_Open(Name(name).c_str(), mode, file.out()), 0) << name;
+    EXPECT_EQ(File_Open(Name(name).c_str(), mode, file.out()), Error_None) << name;
     return file;
   }
 
@@ -39,7 +40,7 @@ TEST_F(FileOnPosixTest, ClosesATemporaryFileThatIsGone) {
   OwnedFile file = Open("f", 2);
   File_SetTemporary(file.get(), 1);
   std::filesystem::remove(directory_.SystemName("f"));
-  EXPECT_EQ(File_Close(file.release()), 0);
+  EXPECT_EQ(File_Close(file.release()), Error_None);
 }
 
 TEST_F(FileOnPosixTest, LeavesAnotherFileUnderTheTemporaryName) {
@@ -47,7 +48,7 @@ TEST_F(FileOnPosixTest, LeavesAnotherFileUnderTheTemporaryName) {
   File_SetTemporary(file.get(), 1);
   std::filesystem::rename(directory_.SystemName("f"), directory_.SystemName("g"));
   directory_.Write("f", "somebody else's");
-  EXPECT_EQ(File_Close(file.release()), 0);
+  EXPECT_EQ(File_Close(file.release()), Error_None);
   EXPECT_EQ(directory_.Read("f"), "somebody else's");
 }
 
@@ -58,10 +59,10 @@ TEST_F(FileOnPosixTest, WritesWhatFitsAFullDisk) {
   OwnedFile file = Open("f", 2);
   EXPECT_EQ(File_Write(file.get(), 60, std::string(60, 'a').c_str()), 60u);
   EXPECT_EQ(File_Write(file.get(), 60, std::string(60, 'b').c_str()), 40u);
-  EXPECT_EQ(Stream_Error(File_GetStream(file.get())), 5);
+  EXPECT_EQ(Stream_Error(File_GetStream(file.get())), Error_Exceed);
   EXPECT_EQ(File_Write(file.get(), 1, "c"), 0u);
-  EXPECT_EQ(Stream_Error(File_GetStream(file.get())), 5);
-  EXPECT_EQ(File_Close(file.release()), 0);
+  EXPECT_EQ(Stream_Error(File_GetStream(file.get())), Error_Exceed);
+  EXPECT_EQ(File_Close(file.release()), Error_None);
   EXPECT_EQ(directory_.Size("f"), 100u);
 }
 
@@ -70,15 +71,15 @@ TEST_F(FileOnPosixTest, SaysThatPendingTextDoesNotFitAFullDisk) {
   OwnedFile file = Open("f", 2);
   EXPECT_EQ(File_Print(file.get(), "%s", "0123456789abc"), 13);
   EXPECT_EQ(File_Flush(file.get()), -1);
-  EXPECT_EQ(Stream_Error(File_GetStream(file.get())), 5);
-  EXPECT_EQ(File_Close(file.release()), 5);
+  EXPECT_EQ(Stream_Error(File_GetStream(file.get())), Error_Exceed);
+  EXPECT_EQ(File_Close(file.release()), Error_Exceed);
 }
 
 TEST_F(FileOnPosixTest, SaysOnClosingThatPendingTextDidNotFit) {
   DiskLimit limit(10);
   OwnedFile file = Open("f", 2);
   EXPECT_EQ(File_Print(file.get(), "%s", "0123456789abc"), 13);
-  EXPECT_EQ(File_Close(file.release()), 5);
+  EXPECT_EQ(File_Close(file.release()), Error_Exceed);
 }
 
 TEST_F(FileOnPosixTest, WritesNoBytesWhenPendingTextDidNotFit) {
@@ -86,14 +87,14 @@ TEST_F(FileOnPosixTest, WritesNoBytesWhenPendingTextDidNotFit) {
   OwnedFile file = Open("f", 2);
   EXPECT_EQ(File_Print(file.get(), "%s", "0123456789abc"), 13);
   EXPECT_EQ(File_Write(file.get(), 1, "x"), 0u);
-  EXPECT_EQ(Stream_Error(File_GetStream(file.get())), 5);
-  EXPECT_EQ(File_Close(file.release()), 5);
+  EXPECT_EQ(Stream_Error(File_GetStream(file.get())), Error_Exceed);
+  EXPECT_EQ(File_Close(file.release()), Error_Exceed);
 }
 
 TEST_F(FileOnPosixTest, LeavesNoPartOfACopyOnAFullDisk) {
   directory_.Write("f", std::string(1000, 'a'));
   DiskLimit limit(500);
-  EXPECT_EQ(File_Copy(Name("f").c_str(), Name("g").c_str()), 0);
+  EXPECT_EQ(File_Copy(Name("f").c_str(), Name("g").c_str()), Error_None);
   EXPECT_FALSE(directory_.Exists("g"));
 }
 
@@ -104,12 +105,12 @@ TEST_F(FileOnPosixTest, SaysThatADirectoryMayNotBeWritten) {
   directory_.Write("d/f", "abc");
   directory_.Write("g", "abc");
   WriteProtection protection(directory_.SystemName("d"));
-  EXPECT_EQ(File_Unlink(Name("d/f").c_str()), -5);
-  EXPECT_EQ(File_Move(Name("d/f").c_str(), Name("d/h").c_str()), -5);
-  EXPECT_EQ(Directory_New(Name("d/new").c_str()), -5);
-  EXPECT_EQ(Directory_Delete(Name("d").c_str()), -5);
+  EXPECT_EQ(File_Unlink(Name("d/f").c_str()), Error_NoAccess);
+  EXPECT_EQ(File_Move(Name("d/f").c_str(), Name("d/h").c_str()), Error_NoAccess);
+  EXPECT_EQ(Directory_New(Name("d/new").c_str()), Error_NoAccess);
+  EXPECT_EQ(Directory_Delete(Name("d").c_str()), Error_NoAccess);
   File* file = nullptr;
-  EXPECT_EQ(File_Open(Name("d/new").c_str(), 2, &file), -1);
+  EXPECT_EQ(File_Open(Name("d/new").c_str(), 2, &file), Error_Fail);
   EXPECT_TRUE(directory_.Exists("d/f"));
 }
 
@@ -120,18 +121,18 @@ TEST_F(FileOnPosixTest, DoesNotWaitForTheOtherEndOfAPipe) {
   char byte;
   EXPECT_EQ(File_Read(Open("pipe", 1).get(), 1, &byte), 0u);
   File* file = nullptr;
-  EXPECT_EQ(File_Open(Name("pipe").c_str(), 2, &file), -1);
-  EXPECT_EQ(File_Copy(Name("pipe").c_str(), Name("copy").c_str()), 0);
+  EXPECT_EQ(File_Open(Name("pipe").c_str(), 2, &file), Error_Fail);
+  EXPECT_EQ(File_Copy(Name("pipe").c_str(), Name("copy").c_str()), Error_None);
   EXPECT_FALSE(directory_.Exists("copy"));
 }
 
 TEST_F(FileOnPosixTest, SaysThatADeviceIsFull) {
   OwnedFile file;
-  ASSERT_EQ(File_Open("/dev/full", 2, file.out()), 0);
+  ASSERT_EQ(File_Open("/dev/full", 2, file.out()), Error_None);
   EXPECT_EQ(File_Write(file.get(), 3, "abc"), 0u);
-  EXPECT_EQ(Stream_Error(File_GetStream(file.get())), 5);
+  EXPECT_EQ(Stream_Error(File_GetStream(file.get())), Error_Exceed);
   EXPECT_EQ(File_Print(file.get(), "abc"), 3);
-  EXPECT_EQ(File_Close(file.release()), 5);
+  EXPECT_EQ(File_Close(file.release()), Error_Exceed);
 }
 
 TEST_F(FileOnPosixTest, IsNotInheritedByOtherPrograms) {
@@ -143,7 +144,7 @@ TEST_F(FileOnPosixTest, IsNotInheritedByOtherPrograms) {
 
 TEST_F(FileOnPosixTest, RefusesToMoveADirectoryIntoItself) {
   directory_.MakeDirectory("d");
-  EXPECT_EQ(File_Move(Name("d").c_str(), Name("d/e").c_str()), -1);
+  EXPECT_EQ(File_Move(Name("d").c_str(), Name("d/e").c_str()), Error_Fail);
   EXPECT_TRUE(directory_.Exists("d"));
 }
 
@@ -151,7 +152,7 @@ TEST_F(FileOnPosixTest, IsReadByNobodyElseWhenPrivate) {
   const mode_t original = umask(0);
   for (bool isPrivate : {true, false}) {
     File* file = nullptr;
-    EXPECT_EQ(iFile_OpenNew(Name("f").c_str(), 3, isPrivate, &file), 0);
+    EXPECT_EQ(iFile_OpenNew(Name("f").c_str(), 3, isPrivate, &file), Error_None);
     struct stat status;
     EXPECT_EQ(fstat(file->descriptor, &status), 0);
     EXPECT_EQ(status.st_mode & 0777u, isPrivate ? 0600u : 0666u);
@@ -184,7 +185,7 @@ TEST_F(FileOnPosixTest, GivesTheSameMomentInAnyTimeZone) {
   ASSERT_EQ(utimensat(AT_FDCWD, directory_.SystemName("f").c_str(), times, 0), 0);
   TimeZone zone("EST5EDT");
   FileState state;
-  EXPECT_EQ(File_GetState(Name("f").c_str(), &state), 0);
+  EXPECT_EQ(File_GetState(Name("f").c_str(), &state), Error_None);
   EXPECT_EQ(state.modificationTime.seconds, 852454987u);
   EXPECT_EQ(state.modificationTime.milliseconds, 987u);
   EXPECT_EQ(File_GetStateOpenFile(Open("f", 1).get(), &state), 0);
@@ -208,7 +209,7 @@ class FileLinkTest : public FileOnPosixTest {
 
   FileState StateOf(const std::string& name) {
     FileState state;
-    EXPECT_EQ(File_GetState(Name(name).c_str(), &state), 0) << name;
+    EXPECT_EQ(File_GetState(Name(name).c_str(), &state), Error_None) << name;
     return state;
   }
 };
@@ -228,7 +229,7 @@ TEST_F(FileLinkTest, ExistsEvenWhenItLeadsNowhere) {
 
 TEST_F(FileLinkTest, IsRemovedItself) {
   for (const char* name : {"toFile", "toDirectory", "dangling", "loop"}) {
-    EXPECT_EQ(File_Unlink(Name(name).c_str()), 0) << name;
+    EXPECT_EQ(File_Unlink(Name(name).c_str()), Error_None) << name;
     EXPECT_FALSE(directory_.Exists(name)) << name;
   }
   EXPECT_EQ(directory_.Read("f"), "abcde");
@@ -236,18 +237,19 @@ TEST_F(FileLinkTest, IsRemovedItself) {
 }
 
 TEST_F(FileLinkTest, IsRenamedItself) {
-  EXPECT_EQ(File_Move(Name("dangling").c_str(), Name("moved").c_str()), 0);
+  EXPECT_EQ(File_Move(Name("dangling").c_str(), Name("moved").c_str()), Error_None);
   EXPECT_FALSE(directory_.Exists("dangling"));
   EXPECT_EQ(fs::read_symlink(directory_.SystemName("moved")), "nowhere");
 }
 
 TEST_F(FileLinkTest, IsNeverReplacedOrWrittenThrough) {
-  EXPECT_EQ(File_Move(Name("f").c_str(), Name("dangling").c_str()), -1);
-  EXPECT_EQ(File_Copy(Name("f").c_str(), Name("dangling").c_str()), 0);
+  EXPECT_EQ(File_Move(Name("f").c_str(), Name("dangling").c_str()), Error_Fail);
+  EXPECT_EQ(File_Copy(Name("f").c_str(), Name("dangling").c_str()), Error_None);
   FileCopy* copy = nullptr;
-  EXPECT_EQ(File_CopyStart(Name("f").c_str(), Name("dangling").c_str(), 0, nullptr, nullptr, &copy), 3);
+  EXPECT_EQ(File_CopyStart(Name("f").c_str(), Name("dangling").c_str(), 0, nullptr, nullptr, &copy),
+            Error_Exists);
   File* file = nullptr;
-  EXPECT_EQ(iFile_OpenNew(Name("dangling").c_str(), 2, false, &file), 3);
+  EXPECT_EQ(iFile_OpenNew(Name("dangling").c_str(), 2, false, &file), Error_Exists);
   EXPECT_FALSE(directory_.Exists("nowhere"));
 }
 

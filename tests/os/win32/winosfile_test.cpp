@@ -6,6 +6,7 @@
 
 #include <string>
 
+#include "qz/error.h"
 #include "qz/winosregistry.h"
 #include "tests/support/environment.h"
 
@@ -71,7 +72,7 @@ TEST_F(BootDirectoryTest, CountsForTheLimit) {
   Put(REG_SZ, "D:" + std::string(998, 'a') + '\0');
   EXPECT_EQ(SystemName("/" + std::string(22, 'b')).size(), 1023u);
   char systemName[1024] = "unset";
-  EXPECT_EQ(WinOSFile_FileNameToDOSName(("/" + std::string(23, 'b')).c_str(), systemName), 5);
+  EXPECT_EQ(WinOSFile_FileNameToDOSName(("/" + std::string(23, 'b')).c_str(), systemName), Error_Exceed);
   EXPECT_STREQ(systemName, "");
 }
 
