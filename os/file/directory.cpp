@@ -1,13 +1,20 @@
 // Directories: making, finding, the current one.
 #include "qz/directory.h"
 
+#include <atomic>
+
 #include "os/core/error_internal.h"
+#include "os/file/directory_testing.h"
 #include "os/file/file_internal.h"
 #include "os/platform/filesystem.h"
 #include "qz/error.h"
 #include "qz/file.h"
 
 namespace {
+
+using NextMethod = bool (*)(platform::DirectorySearch*, platform::DirectoryEntry*);
+
+std::atomic<NextMethod> nextMethod{nullptr};
 
 ErrorCode Create(const char* name) {
   char systemName[kFileNameSize];
@@ -38,6 +45,15 @@ ErrorCode FindOrCreate(const char* name, bool create, int32_t* isFile) {
 }
 
 }  // namespace
+
+bool iDirectory_NextEntry(platform::DirectorySearch* search, platform::DirectoryEntry* entry) {
+  const NextMethod method = nextMethod.load();
+  return method != nullptr ? method(search, entry) : platform::NextEntry(search, entry);
+}
+
+void iDirectory_SetNextEntry(bool (*next)(platform::DirectorySearch*, platform::DirectoryEntry*)) {
+  nextMethod.store(next);
+}
 
 ErrorCode Directory_New(const char* name) {
   return Create(name);

@@ -2,12 +2,14 @@
 //
 // The tree is walked by what the system lists, never by lines of text: a name with a line end in it would
 // become two names. Links are removed and never followed. Each level works within the open search of the one
-// above, so that a link which somebody puts in the place of a directory meanwhile leads nowhere. What leads
-// to a root is refused.
+// above, so that a link that replaces a directory meanwhile is not followed. What leads to a root is refused.
+// While others keep adding entries the deletion ends all the same, without success.
+#include <atomic>
 #include <cstring>
 
 #include "os/core/error_internal.h"
 #include "os/core/owned.h"
+#include "os/file/directory_testing.h"
 #include "os/file/file_internal.h"
 #include "os/platform/error.h"
 #include "os/platform/filesystem.h"
@@ -16,6 +18,15 @@
 #include "qz/file.h"
 
 namespace {
+
+// Even where a search also gives what is added while it lasts, it has an end.
+constexpr uint32_t kLongestPass = 1u << 24;
+
+// A search may skip up to half of the entries when others are removed meanwhile. Repeated passes that remove
+// more than the first ones did, and this many besides, remove what others add.
+constexpr uint64_t kMostAdded = 1000;
+
+std::atomic<uint32_t> longestPass{kLongestPass};
 
 using platform::DirectorySearch;
 using Search = Owned<DirectorySearch, platform::EndSearch>;
@@ -26,6 +37,9 @@ struct Removal {
   size_t length;
   char separator;
   ErrorCode firstFailure;
+  bool isRepeated;  // this pass, or one above, goes through its directory again
+  uint64_t removed;
+  uint64_t removedAgain;  // in repeated passes
   platform::DirectoryEntry entry;
 };
 
@@ -35,6 +49,10 @@ void Note(Removal* removal, ErrorCode status) {
 
 void NoteSystemError(Removal* removal) {
   Note(removal, iError_FromLastSystem("File_Unlink", removal->path));
+}
+
+bool IsEndless(const Removal* removal) {
+  return removal->removedAgain > removal->removed + kMostAdded;
 }
 
 bool Enter(Removal* removal, const char* name) {
@@ -69,6 +87,7 @@ bool RemoveEntry(Removal* removal, DirectorySearch* search) {
     if (!removed) NoteSystemError(removal);
   }
   Leave(removal, length);
+  if (removed) ++(removal->isRepeated ? removal->removedAgain : removal->removed);
   return removed;
 }
 
@@ -77,17 +96,25 @@ struct Pass {
   ErrorCode searchStatus;
 };
 
+// Why a search did not begin or has ended; Error_None at its end.
 ErrorCode SearchStatus(const Removal* removal) {
   const uint32_t error = platform::LastSystemError();
-  return error == platform::SystemError_OutOfMemory ? Error_Memory
-                                                    : Error_FromSystem("File_Unlink", removal->path, error);
+  if (error == platform::SystemError_None) return Error_None;
+  if (error == platform::SystemError_OutOfMemory) {
+    return iError_Record(Error_Memory, "File_Unlink", removal->path, error);
+  }
+  return Error_FromSystem("File_Unlink", removal->path, error);
 }
 
 Pass RemoveEntries(Removal* removal, DirectorySearch* parent) {
   Search search(platform::BeginSearchIn(parent, removal->path));
   if (!search) return {false, SearchStatus(removal)};
   Pass pass{false, Error_None};
-  while (platform::NextEntry(search.get(), &removal->entry)) {
+  for (uint32_t left = longestPass.load(); left != 0 && !IsEndless(removal); --left) {
+    if (!iDirectory_NextEntry(search.get(), &removal->entry)) {
+      pass.searchStatus = SearchStatus(removal);
+      break;
+    }
     if (RemoveEntry(removal, search.get())) pass.removedAny = true;
   }
   return pass;
@@ -95,16 +122,26 @@ Pass RemoveEntries(Removal* removal, DirectorySearch* parent) {
 
 // Some systems skip entries when others are removed during a search, so a directory that is still not empty
 // is searched again as long as that removes anything.
-bool RemoveTree(Removal* removal, DirectorySearch* parent) {
+bool RemoveInPasses(Removal* removal, DirectorySearch* parent) {
   for (;;) {
     const Pass pass = RemoveEntries(removal, parent);
     if (platform::RemoveEmptyDirectoryIn(parent, removal->path)) return true;
     const uint32_t error = platform::LastSystemError();
-    if (pass.removedAny && error == platform::SystemError_DirectoryNotEmpty) continue;
-    if (pass.searchStatus != Error_None) Note(removal, pass.searchStatus);
-    Note(removal, Error_FromSystem("File_Unlink", removal->path, error));
-    return false;
+    const bool mayHaveSkipped = pass.removedAny && error == platform::SystemError_DirectoryNotEmpty;
+    if (!mayHaveSkipped || IsEndless(removal)) {
+      if (pass.searchStatus != Error_None) Note(removal, pass.searchStatus);
+      Note(removal, Error_FromSystem("File_Unlink", removal->path, error));
+      return false;
+    }
+    removal->isRepeated = true;
   }
+}
+
+bool RemoveTree(Removal* removal, DirectorySearch* parent) {
+  const bool wasRepeated = removal->isRepeated;
+  const bool removed = RemoveInPasses(removal, parent);
+  removal->isRepeated = wasRepeated;
+  return removed;
 }
 
 // ---- what may not be removed -------------------------------------------------------------------
@@ -132,11 +169,30 @@ size_t RootLength(const char* absolute) {
   return length > 0 ? static_cast<size_t>(length) : strlen(absolute);
 }
 
-// A share is a root on every platform, so that one name is refused everywhere.
+bool IsDevicePrefix(const char* name) {
+  return (name[2] == '?' || name[2] == '.') && name[3] == '/';
+}
+
+bool BeginsWithUnc(const char* device) {
+  return (device[0] | 0x20) == 'u' && (device[1] | 0x20) == 'n' && (device[2] | 0x20) == 'c' &&
+         device[3] == '/';
+}
+
+const char* BehindParts(const char* name, int count) {
+  for (; count != 0; --count) {
+    name += strspn(name, "/");
+    name += strcspn(name, "/");
+  }
+  return name;
+}
+
+// A share is a root on every platform, so that one name is refused everywhere. Windows also writes shares and
+// drives as //?/UNC/server/share and //?/C:.
 bool IsShare(const char* name) {
   if (name[0] != '/' || name[1] != '/') return false;
-  const int32_t length = File_StripRoot(name, nullptr, nullptr);
-  return length < 0 || DepthBelowRoot(name + length) == 0;
+  if (!IsDevicePrefix(name)) return DepthBelowRoot(BehindParts(name, 2)) == 0;
+  const char* device = name + 4;
+  return DepthBelowRoot(BehindParts(device, BeginsWithUnc(device) ? 3 : 1)) == 0;
 }
 
 bool LeadsToRoot(const char* name) {
@@ -153,7 +209,7 @@ void DropTrailingSeparators(Removal* removal) {
 
 // Whether the path ends with the name of a directory, rather than with a drive or a way back ("d/."): the
 // system would look through a link there, and could not remove the directory once it is emptied. Where there
-// are drives, dots and blanks at the end of a name count for nothing.
+// are drives, dots and spaces at the end of a name count for nothing.
 bool EndsWithName(const Removal& removal) {
   const bool hasDrives = platform::UsesDriveLetters();
   const char* separator = strrchr(removal.path, removal.separator);
@@ -174,6 +230,10 @@ ErrorCode CheckTarget(Removal* removal, platform::FileInformation* information) 
 }
 
 }  // namespace
+
+void iDirectory_SetLongestPass(uint32_t entries) {
+  longestPass.store(entries != 0 ? entries : kLongestPass);
+}
 
 ErrorCode Directory_Delete(const char* name) {
   Removal removal{};

@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "os/core/error_internal.h"
 #include "os/core/memory_internal.h"
 #include "os/core/owned.h"
 #include "os/file/file_internal.h"
@@ -23,17 +24,12 @@
 struct DirectoryList {
   File* file;
   char* directory;  // behind the record; null: lines are given as they are
-  bool lineGoesOn;  // the last piece filled the buffer before its line ended
+  bool isCut;       // the last piece filled the buffer before its line ended
 };
 
 namespace {
 
-enum ListMode { kNames = 0, kPaths = 1, kLongLines = 2 };
-
 constexpr size_t kLongestLine = 1023;
-constexpr uint32_t kWriteText = 18;
-constexpr uint32_t kRead = 1;
-constexpr uint32_t kReadAndWrite = 3;
 constexpr size_t kPermissionCount = 9;
 
 // Every entry of this platform's own listings has it; the formula below is what a mode word would go through.
@@ -78,10 +74,10 @@ bool FormLine(const char* directory, int32_t listMode, const platform::Directory
   if (strpbrk(entry.name, "\r\n") != nullptr) return false;
   int length = 0;
   switch (listMode) {
-    case kNames:
+    case DirectoryListKind_Names:
       length = snprintf(line, sizeof line, "%s", entry.name);
       break;
-    case kPaths:
+    case DirectoryListKind_Paths:
       length = FormPath(directory, entry, line);
       break;
     default:
@@ -98,7 +94,7 @@ ErrorCode WriteLine(File* file, const char* line) {
 // ---- listings ----------------------------------------------------------------------------------
 
 ErrorCode WriteDrives(int32_t listMode, File* file) {
-  if (listMode == kLongLines) return Error_System;
+  if (listMode == DirectoryListKind_LongLines) return Error_System;
   const uint32_t drives = platform::Drives();
   for (int i = 0; i < 26; ++i) {
     if (((drives >> i) & 1) == 0) continue;
@@ -107,18 +103,25 @@ ErrorCode WriteDrives(int32_t listMode, File* file) {
   return Error_None;
 }
 
-// The status of a search that gives no further entry.
-ErrorCode EndOfSearch(const char* directory) {
-  return Error_FromSystem("Directory_GetList", directory, platform::LastSystemError());
+ErrorCode SearchStatus(const char* directory, uint32_t error) {
+  const bool isShortage =
+      error == platform::SystemError_OutOfMemory || error == platform::SystemError_TooManyOpenFiles;
+  if (isShortage) return iError_Record(Error_Memory, "Directory_GetList", directory, error);
+  return Error_FromSystem("Directory_GetList", directory, error);
 }
 
-// A directory that cannot be searched has an empty listing. Not so when it could be searched a moment later:
-// an empty listing would say that everything in it is gone.
-ErrorCode StartOfSearch() {
+// The status of a search that gives no further entry.
+ErrorCode EndOfSearch(const char* directory) {
+  return SearchStatus(directory, platform::LastSystemError());
+}
+
+// Kept: what is no directory, or may not be read, has an empty listing; callers list before they create.
+// Every other failure is told, for an empty listing would say that all that was in the directory is gone.
+ErrorCode StartOfSearch(const char* directory) {
   const uint32_t error = platform::LastSystemError();
-  return error == platform::SystemError_OutOfMemory || error == platform::SystemError_TooManyOpenFiles
-             ? Error_Memory
-             : Error_None;
+  const bool isUnsearchable = iFile_IsNotFound(error) || error == platform::SystemError_NotADirectory ||
+                              error == platform::SystemError_AccessDenied;
+  return isUnsearchable ? Error_None : SearchStatus(directory, error);
 }
 
 ErrorCode WriteEntries(const char* directory, int32_t listMode, File* file) {
@@ -126,10 +129,10 @@ ErrorCode WriteEntries(const char* directory, int32_t listMode, File* file) {
   if (iFile_ToSystemName(directory, systemName) != Error_None) return Error_None;
   // No name is the current directory, as in a join; a search would take it for the root.
   Search search(platform::BeginSearch(systemName[0] != '\0' ? systemName : "."));
-  if (!search) return StartOfSearch();
+  if (!search) return StartOfSearch(directory);
   platform::DirectoryEntry entry;
   char line[2 * kFileNameSize];
-  while (platform::NextEntry(search.get(), &entry)) {
+  while (iDirectory_NextEntry(search.get(), &entry)) {
     if (!FormLine(directory, listMode, entry, line)) continue;
     const ErrorCode status = WriteLine(file, line);
     if (status != Error_None) return status;
@@ -149,7 +152,7 @@ ErrorCode WriteListing(const char* directory, int32_t listMode, File* file) {
 }
 
 ErrorCode CheckMode(int32_t listMode) {
-  if (listMode >= kNames && listMode <= kLongLines) return Error_None;
+  if (listMode >= DirectoryListKind_Names && listMode <= DirectoryListKind_LongLines) return Error_None;
   Error("%s", "inListMode not implemented in Windows");
   return Error_Fail;
 }
@@ -174,22 +177,23 @@ DirectoryList* NewList(const char* directory) {
 }
 
 ErrorCode StartList(const char* directory, int32_t listMode, DirectoryList* list) {
-  // A temporary file of this user's own, which nobody else can have put there.
+  // A temporary file that only this user may read, and that did not exist before.
   char name[kFileNameSize];
-  ErrorCode status = iFile_OpenTemporary(SysDir_Temp, "dirList", "", kReadAndWrite, true, name, &list->file);
+  ErrorCode status =
+      iFile_OpenTemporary(SysDir_Temp, "dirList", "", FileMode_ReadWriteNew, true, name, &list->file);
   if (status == Error_None) status = WriteListing(directory, listMode, list->file);
   if (status != Error_None) return status;
-  return File_Seek(list->file, 0, 0) == 0 ? Error_None : Error_Fail;
+  return File_Seek(list->file, FileSeek_Start, 0) == 0 ? Error_None : Error_Fail;
 }
 
-// The next line, or the next piece of one that is longer than the buffer. False at the end.
+// The next line, or the next piece of one that is longer than the buffer. False at the end and on failure.
 bool ScanPiece(DirectoryList* list, char (&text)[kFileNameSize]) {
   for (;;) {
-    const bool wentOn = list->lineGoesOn;
-    const int32_t length = iFile_ScanPiece(list->file, sizeof text, text, &list->lineGoesOn);
+    const bool wasCut = list->isCut;
+    const int32_t length = iFile_ScanPiece(list->file, sizeof text, text, &list->isCut);
     if (length < 0) return false;
     // What remains of a line that just filled the buffer is its end, and not an empty line.
-    if (length != 0 || !wentOn) return true;
+    if (length != 0 || !wasCut) return true;
   }
 }
 
@@ -200,7 +204,7 @@ ErrorCode Directory_GetList(const char* directory, int32_t listMode, const char*
   if (status != Error_None) return status;
   if (directory == nullptr || listFile == nullptr) return Error_Invalid;
   OwnedFile file;
-  status = File_Open(listFile, kWriteText, file.out());
+  status = File_Open(listFile, FileMode_Write | FileMode_Text, file.out());
   if (status != Error_None) return status;
   status = WriteListing(directory, listMode, file.get());
   if (status != Error_None) {
@@ -231,7 +235,7 @@ ErrorCode Directory_StartFileList(const char* directory, const char* listFile, i
   if (listFile == nullptr || (joins && directory == nullptr)) return Error_Invalid;
   OwnedList started(NewList(joins ? directory : nullptr));
   if (!started) return Error_Memory;
-  const ErrorCode status = File_Open(listFile, kRead, &started->file);
+  const ErrorCode status = File_Open(listFile, FileMode_Read, &started->file);
   if (status != Error_None) return status;
   File_SetTemporary(started->file, temporary);
   *list = started.release();
@@ -242,7 +246,7 @@ ErrorCode Directory_IterateList(DirectoryList* list, char* line) {
   if (list == nullptr || line == nullptr) return Error_Invalid;
   line[0] = '\0';
   char text[kFileNameSize];
-  if (!ScanPiece(list, text)) return Error_Ended;
+  if (!ScanPiece(list, text)) return Stream_Error(File_GetStream(list->file));
   if (list->directory == nullptr) return iFile_CopyName(text, line);
   char joined[kFileNameSize];
   const ErrorCode status = iFile_Join(list->directory, text, joined);

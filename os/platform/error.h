@@ -33,6 +33,7 @@ enum SystemError : uint32_t {
   SystemError_NameTooLong = 206,
   SystemError_MoreData = 234,
   SystemError_NoMoreItems = 259,
+  SystemError_NotADirectory = 267,
 
   SocketError_Interrupted = 10004,
   SocketError_AccessDenied = 10013,

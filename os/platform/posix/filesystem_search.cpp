@@ -32,18 +32,25 @@ Place PlaceOf(DirectorySearch* parent, const char* path) {
   return {dirfd(HandleOf(parent)), separator != nullptr ? separator + 1 : path};
 }
 
-// False when the entry went away meanwhile.
-bool Describe(DIR* directory, const char* name, DirectoryEntry* entry) {
-  entry->information = {};
-  if (!GetInformationAt(dirfd(directory), name, &entry->information) && errno == ENOENT) return false;
-  memcpy(entry->name, name, strlen(name) + 1);
-  return true;
+enum class Description { Complete, Gone, Unknown };
+
+// What there is to tell of an entry. A directory that may be read but not entered still tells what is a
+// directory.
+Description Describe(DIR* directory, const struct dirent& found, FileInformation* information) {
+  if (GetInformationAt(dirfd(directory), found.d_name, information)) return Description::Complete;
+  if (errno == ENOENT) return Description::Gone;
+  *information = {};
+  information->isDirectory = found.d_type == DT_DIR;
+  information->isLink = found.d_type == DT_LNK;
+  return found.d_type != DT_UNKNOWN ? Description::Complete : Description::Unknown;
 }
 
 }  // namespace
 
 DirectorySearch* BeginSearch(const char* directory) {
-  return reinterpret_cast<DirectorySearch*>(opendir(directory));
+  DIR* opened = opendir(directory);
+  if (opened == nullptr && errno == ELOOP) errno = ENOENT;  // links that lead to each other lead nowhere
+  return reinterpret_cast<DirectorySearch*>(opened);
 }
 
 bool NextEntry(DirectorySearch* search, DirectoryEntry* entry) {
@@ -52,7 +59,11 @@ bool NextEntry(DirectorySearch* search, DirectoryEntry* entry) {
     const struct dirent* found = readdir(HandleOf(search));
     if (found == nullptr) return false;
     if (IsOwnOrParent(found->d_name)) continue;
-    if (Describe(HandleOf(search), found->d_name, entry)) return true;
+    const Description description = Describe(HandleOf(search), *found, &entry->information);
+    if (description == Description::Gone) continue;
+    if (description == Description::Unknown) return false;
+    memcpy(entry->name, found->d_name, strlen(found->d_name) + 1);
+    return true;
   }
 }
 

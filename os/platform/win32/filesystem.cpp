@@ -23,6 +23,39 @@ bool ReadBootDirectory(char (&directory)[kNameSize]) {
   return directory[0] != '\0';
 }
 
+// Reparse points that only say how a file or directory is kept (compressed, deduplicated, in the cloud).
+bool IsOrdinary(DWORD reparseTag) {
+  constexpr DWORD kOrdinaryTags[] = {
+      DWORD(IO_REPARSE_TAG_HSM),      DWORD(IO_REPARSE_TAG_HSM2),         DWORD(IO_REPARSE_TAG_SIS),
+      DWORD(IO_REPARSE_TAG_WIM),      DWORD(IO_REPARSE_TAG_DEDUP),        DWORD(IO_REPARSE_TAG_WOF),
+      DWORD(IO_REPARSE_TAG_ONEDRIVE), DWORD(IO_REPARSE_TAG_STORAGE_SYNC), DWORD(IO_REPARSE_TAG_PROJFS),
+  };
+  if ((reparseTag & ~DWORD(IO_REPARSE_TAG_CLOUD_MASK)) == DWORD(IO_REPARSE_TAG_CLOUD)) return true;
+  for (const DWORD tag : kOrdinaryTags) {
+    if (tag == reparseTag) return true;
+  }
+  return false;
+}
+
+// Whether the system opens a directory link itself when asked to. Where it opens what the link leads to, as
+// Wine does, it would also remove that.
+bool CanOpenLinkItself(const char* name) {
+  constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+  const HANDLE link = CreateFileA(name, FILE_READ_ATTRIBUTES, kShareAll, nullptr, OPEN_EXISTING,
+                                  FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OPEN_REPARSE_POINT, nullptr);
+  if (link == INVALID_HANDLE_VALUE) return false;
+  BY_HANDLE_FILE_INFORMATION opened;
+  const bool isKnown = GetFileInformationByHandle(link, &opened) != 0;
+  CloseHandle(link);
+  return isKnown && (opened.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
+}
+
+bool RemoveDirectoryLink(const char* name) {
+  if (CanOpenLinkItself(name)) return RemoveEmptyDirectory(name);
+  SetLastError(ERROR_ACCESS_DENIED);
+  return false;
+}
+
 }  // namespace
 
 uint64_t UnitsOf(const FILETIME& time) {
@@ -31,10 +64,9 @@ uint64_t UnitsOf(const FILETIME& time) {
 
 FileInformation InformationFrom(const WIN32_FIND_DATAA& found) {
   const bool isDirectory = (found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
-  // Other reparse points (files kept elsewhere) are ordinary files and directories to a user.
+  // A tag that is not known may lead elsewhere: who deletes a tree must not enter it.
   const bool isLink =
-      (found.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0 &&
-      (found.dwReserved0 == IO_REPARSE_TAG_MOUNT_POINT || found.dwReserved0 == IO_REPARSE_TAG_SYMLINK);
+      (found.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0 && !IsOrdinary(found.dwReserved0);
   const uint64_t size = (static_cast<uint64_t>(found.nFileSizeHigh) << 32) | found.nFileSizeLow;
   return {isDirectory, isLink, isDirectory ? 0 : size, UnitsOf(found.ftLastWriteTime)};
 }
@@ -99,7 +131,7 @@ bool RemoveLink(const char* name) {
   const DWORD attributes = GetFileAttributesA(name);
   const bool isDirectory =
       attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
-  return isDirectory ? RemoveEmptyDirectory(name) : RemoveFile(name);
+  return isDirectory ? RemoveDirectoryLink(name) : RemoveFile(name);
 }
 
 bool RenameWithoutReplacing(const char* from, const char* to) {

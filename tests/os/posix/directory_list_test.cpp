@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "qz/directory.h"
+#include "qz/error.h"
 #include "qz/file.h"
 #include "tests/support/file_system.h"
 #include "tests/support/os_session.h"
@@ -32,7 +33,7 @@ TEST_F(DirectoryListOnPosixTest, LeavesOutNamesWithALineEnd) {
   directory_.Write("d/end\n", "");
   directory_.Write("d/kept\tname", "");
   for (int32_t mode : {0, 1, 2}) {
-    EXPECT_EQ(List(mode), 0);
+    EXPECT_EQ(List(mode), Error_None);
     const std::string text = directory_.Read("list");
     EXPECT_NE(text.find("kept\tname\n"), std::string::npos);
     EXPECT_EQ(text.find('\n'), text.size() - 1) << "one line only";
@@ -50,7 +51,7 @@ TEST_F(DirectoryListOnPosixTest, LeavesOutLinesThatAreTooLong) {
   directory_.MakeDirectory(name);
   directory_.Write(name + "/" + std::string(shorter, 'a'), "");
   directory_.Write(name + "/" + std::string(shorter + 1, 'b'), "");
-  EXPECT_EQ(Directory_GetList(directory_.Name(name).c_str(), 1, directory_.Name("list").c_str()), 0);
+  EXPECT_EQ(Directory_GetList(directory_.Name(name).c_str(), 1, directory_.Name("list").c_str()), Error_None);
   const std::string text = directory_.Read("list");
   EXPECT_EQ(text.size(), 1024u);
   const std::string longest = directory_.Name(name) + "/" + std::string(shorter, 'a');
@@ -58,19 +59,19 @@ TEST_F(DirectoryListOnPosixTest, LeavesOutLinesThatAreTooLong) {
 
   OSSession session;
   DirectoryList* list = nullptr;
-  ASSERT_EQ(Directory_StartList(directory_.Name(name).c_str(), 1, &list), 0);
+  ASSERT_EQ(Directory_StartList(directory_.Name(name).c_str(), 1, &list), Error_None);
   char line[1024];
-  EXPECT_EQ(Directory_IterateList(list, line), 0);
+  EXPECT_EQ(Directory_IterateList(list, line), Error_None);
   EXPECT_EQ(line, longest);
-  EXPECT_EQ(Directory_IterateList(list, line), 4);
-  EXPECT_EQ(Directory_EndList(list), 0);
+  EXPECT_EQ(Directory_IterateList(list, line), Error_Ended);
+  EXPECT_EQ(Directory_EndList(list), Error_None);
 }
 
 TEST_F(DirectoryListOnPosixTest, ListsLocalTimes) {
   directory_.Write("d/file", "abcde");
   directory_.SetModified("d/file", 852454987);
   TimeZone zone("EST5EDT");
-  EXPECT_EQ(List(2), 0);
+  EXPECT_EQ(List(2), Error_None);
   EXPECT_EQ(directory_.Read("list"),
             "----------    1    nobody     nobody        5 Sun Jan  5 04:03:07 1997 file\n");
 }
@@ -78,21 +79,21 @@ TEST_F(DirectoryListOnPosixTest, ListsLocalTimes) {
 TEST_F(DirectoryListOnPosixTest, ListsALinkAsWhatItLeadsTo) {
   directory_.MakeDirectory("target");
   std::filesystem::create_symlink("../target", directory_.SystemName("d/link"));
-  EXPECT_EQ(List(1), 0);
+  EXPECT_EQ(List(1), Error_None);
   EXPECT_EQ(directory_.Read("list"), directory_.Name("d/link/") + "\n");
 }
 
 TEST_F(DirectoryListOnPosixTest, RemovesTheListingWhenTheDiskIsFull) {
   for (int i = 0; i < 2000; ++i) directory_.Write("d/file" + std::to_string(i), "");
   DiskLimit limit(100);
-  EXPECT_EQ(List(0), 4);
+  EXPECT_EQ(List(0), Error_Ended);
   EXPECT_FALSE(directory_.Exists("list"));
 }
 
 TEST_F(DirectoryListOnPosixTest, RemovesTheListingWhenItsLastLinesDoNotFit) {
   directory_.Write("d/a long enough name", "");
   DiskLimit limit(10);
-  EXPECT_EQ(List(0), 4);
+  EXPECT_EQ(List(0), Error_Ended);
   EXPECT_FALSE(directory_.Exists("list"));
 }
 
@@ -109,8 +110,36 @@ TEST_F(DirectoryListOnPosixTest, SaysThatDescriptorsRanOut) {
   setrlimit(RLIMIT_NOFILE, &lowered);
   const ErrorCode status = Directory_GetList(listed.c_str(), 0, listing.c_str());
   setrlimit(RLIMIT_NOFILE, &original);
-  EXPECT_EQ(status, 1);
+  EXPECT_EQ(status, Error_Memory);
   EXPECT_FALSE(directory_.Exists("list"));
+}
+
+// A directory that may be read but not entered still tells which entries are directories.
+TEST_F(DirectoryListOnPosixTest, ListsADirectoryThatCannotBeEnteredByKinds) {
+  directory_.MakeDirectory("d/sub");
+  directory_.Write("d/file", "abc");
+  std::error_code ignored;
+  std::filesystem::permissions(directory_.SystemName(), std::filesystem::perms::all, ignored);
+  std::string names;
+  {
+    Unenterable unenterable(directory_.SystemName("d"));
+    EXPECT_EQ(List(1), Error_None);
+    names = directory_.Read("list");
+    EXPECT_EQ(List(2), Error_None);
+  }
+  EXPECT_NE(names.find(directory_.Name("d/sub") + "/\n"), std::string::npos) << names;
+  EXPECT_NE(names.find(directory_.Name("d/file") + "\n"), std::string::npos) << names;
+  const std::string lines = directory_.Read("list");
+  EXPECT_NE(lines.find("d---------    1    nobody     nobody        0 Thu Jan  1 00:00:00 1970 sub/\n"),
+            std::string::npos)
+      << lines;
+}
+
+TEST_F(DirectoryListOnPosixTest, GivesAnEmptyListForLinksThatLeadToEachOther) {
+  std::filesystem::create_symlink("loop", directory_.SystemName("loop"));
+  EXPECT_EQ(Directory_GetList(directory_.Name("loop").c_str(), 0, directory_.Name("list").c_str()),
+            Error_None);
+  EXPECT_EQ(directory_.Read("list"), "");
 }
 
 }  // namespace

@@ -11,6 +11,7 @@
 #include <thread>
 #include <vector>
 
+#include "qz/error.h"
 #include "tests/support/file_system.h"
 #include "tests/support/temp_dir.h"
 
@@ -28,13 +29,13 @@ class DirectoryOnPosixTest : public testing::Test {
 TEST_F(DirectoryOnPosixTest, RemovesANameWithALineEnd) {
   // Taken for two lines, the second part would be a name in the current directory.
   char original[1024];
-  ASSERT_EQ(Directory_GetCurrent(original), 0);
+  ASSERT_EQ(Directory_GetCurrent(original), Error_None);
   directory_.MakeDirectory("cwd");
   directory_.Write("cwd/victim", "mine");
   directory_.MakeDirectory("d/sub\nvictim");
   directory_.Write("d/a\nvictim", "1");
   ASSERT_EQ(Directory_SetCurrent(Name("cwd").c_str()), 0);
-  EXPECT_EQ(Directory_Delete(Name("d").c_str()), 0);
+  EXPECT_EQ(Directory_Delete(Name("d").c_str()), Error_None);
   ASSERT_EQ(Directory_SetCurrent(original), 0);
   EXPECT_FALSE(directory_.Exists("d"));
   EXPECT_EQ(directory_.Read("cwd/victim"), "mine");
@@ -48,7 +49,7 @@ TEST_F(DirectoryOnPosixTest, RemovesLinksAndFollowsNone) {
   fs::create_symlink("../outside/kept", directory_.SystemName("d/toFile"));
   fs::create_symlink("nowhere", directory_.SystemName("d/dangling"));
   fs::create_symlink(".", directory_.SystemName("d/self"));
-  EXPECT_EQ(Directory_Delete(Name("d").c_str()), 0);
+  EXPECT_EQ(Directory_Delete(Name("d").c_str()), Error_None);
   EXPECT_FALSE(directory_.Exists("d"));
   EXPECT_EQ(directory_.Read("outside/kept"), "mine");
 }
@@ -58,8 +59,8 @@ TEST_F(DirectoryOnPosixTest, RemovesOnlyTheLinkWhenItIsOne) {
   directory_.Write("outside/kept", "mine");
   fs::create_symlink("outside", directory_.SystemName("one"));
   fs::create_symlink("outside", directory_.SystemName("two"));
-  EXPECT_EQ(Directory_Delete(Name("one").c_str()), 0);
-  EXPECT_EQ(Directory_Delete(Name("two/").c_str()), 0);
+  EXPECT_EQ(Directory_Delete(Name("one").c_str()), Error_None);
+  EXPECT_EQ(Directory_Delete(Name("two/").c_str()), Error_None);
   EXPECT_EQ(directory_.List(), std::vector<std::string>{"outside"});
   EXPECT_EQ(directory_.Read("outside/kept"), "mine");
 }
@@ -68,8 +69,8 @@ TEST_F(DirectoryOnPosixTest, LooksThroughNoLinkByAWayBack) {
   directory_.MakeDirectory("outside/d");
   directory_.Write("outside/d/kept", "mine");
   fs::create_symlink("outside/d", directory_.SystemName("link"));
-  EXPECT_EQ(Directory_Delete(Name("link/.").c_str()), -4);
-  EXPECT_EQ(Directory_Delete(Name("link/..").c_str()), -4);
+  EXPECT_EQ(Directory_Delete(Name("link/.").c_str()), Error_Invalid);
+  EXPECT_EQ(Directory_Delete(Name("link/..").c_str()), Error_Invalid);
   EXPECT_EQ(directory_.Read("outside/d/kept"), "mine");
 }
 
@@ -140,14 +141,14 @@ TEST_F(ExchangedDirectoryTest, LosesNothingOutsideWhenALinkTakesTheRemovedDirect
   CheckThatNothingOutsideIsLost("d");
 }
 
-TEST_F(DirectoryOnPosixTest, GoesOnAfterAFailureAndGivesTheFirst) {
+TEST_F(DirectoryOnPosixTest, ContinuesAfterAFailureAndGivesTheFirst) {
   directory_.MakeDirectory("d/locked");
   directory_.Write("d/locked/f", "1");
   directory_.Write("d/other", "2");
   std::error_code ignored;
   fs::permissions(directory_.SystemName("d"), fs::perms::all, ignored);
   WriteProtection protection(directory_.SystemName("d/locked"));
-  EXPECT_EQ(Directory_Delete(Name("d").c_str()), -5);
+  EXPECT_EQ(Directory_Delete(Name("d").c_str()), Error_NoAccess);
   EXPECT_TRUE(directory_.Exists("d/locked/f"));
   EXPECT_FALSE(directory_.Exists("d/other"));
 }
@@ -156,7 +157,7 @@ TEST_F(DirectoryOnPosixTest, SaysThatAPathIsTooLong) {
   fs::path deep = directory_.SystemName("d");
   for (int i = 0; i < 6; ++i) deep /= std::string(200, 'x');
   fs::create_directories(deep);
-  EXPECT_EQ(Directory_Delete(Name("d").c_str()), 5);
+  EXPECT_EQ(Directory_Delete(Name("d").c_str()), Error_Exceed);
   EXPECT_TRUE(fs::exists(deep));
 }
 
@@ -167,7 +168,7 @@ TEST_F(DirectoryOnPosixTest, RemovesANearlyTooLongPath) {
   deep /= std::string(left, 'y');
   ASSERT_EQ(deep.string().size(), 1023u);
   fs::create_directories(deep);
-  EXPECT_EQ(Directory_Delete(Name("d").c_str()), 0);
+  EXPECT_EQ(Directory_Delete(Name("d").c_str()), Error_None);
   EXPECT_FALSE(directory_.Exists("d"));
 }
 
@@ -175,7 +176,7 @@ TEST_F(DirectoryOnPosixTest, RemovesADeepTree) {
   std::string deep = directory_.SystemName("d").string();
   while (deep.size() < 1021) deep += "/x";
   fs::create_directories(deep);
-  EXPECT_EQ(Directory_Delete(Name("d").c_str()), 0);
+  EXPECT_EQ(Directory_Delete(Name("d").c_str()), Error_None);
   EXPECT_FALSE(directory_.Exists("d"));
 }
 
