@@ -63,7 +63,7 @@ std::string Trimmed(const std::string& text) {
   return text.substr(first, text.find_last_not_of(kWhitespace) - first + 1);
 }
 
-// For messages: what stands between the scheme, if there is one, and the last "@" of the host part is a
+// For messages: the part between the scheme, if any, and the last "@" of the host part is a
 // password or near one.
 std::string WithoutLogin(const std::string& text) {
   const std::size_t scheme = text.find(kSchemeEnd);

@@ -22,7 +22,7 @@ struct Address {
   std::string shown;     // the URL for messages, without the password
 };
 
-// Throws Failure (Usage) that says what is wrong with the text.
+// Throws Failure (Usage) for an invalid or unsupported URL.
 Address ParseAddress(const std::string& text);
 
 // The address that a redirect of `from` leads to. Throws Failure (Protocol) for another scheme than http and

@@ -14,8 +14,8 @@
 namespace tool {
 namespace {
 
-// Where the file goes: the program works in the target's folder, so that the numbering of names, which takes
-// the last dot of the whole path for the beginning of the extension, sees the bare name.
+// Changes to the target's folder and returns the bare file name: the numbering of names takes the last dot of
+// the whole path for the beginning of the extension.
 std::string EnterFolderOf(const std::string& output) {
   const std::string path = console::ToLibraryName(output);
   const std::size_t separator = path.rfind('/');

@@ -85,7 +85,7 @@ std::string WithoutTrailingSlash(std::string path) {
 
 void RunList(const Options& options, Reporter* reporter) {
   const Address address = ParseAddress(options.operands[0]);
-  if (address.scheme != Scheme::FTP) throw Failure{ExitCode::Usage, "qz ls supports FTP servers only"};
+  if (address.scheme != Scheme::FTP) throw Failure{ExitCode::Usage, "ls supports FTP servers only"};
   const Login login = LoginFor(address, options);
   const TemporaryName list;
   FTPSession session(address, options, reporter);

@@ -68,7 +68,7 @@ class Upload {
     }
   }
 
-  // The offset to resume at: what the server holds of this file, 0 for nothing or for another file. A server
+  // The offset to resume at: what the server has of this file, 0 for nothing or for another file. A server
   // may keep the old file until the new one is complete, so a retry does not resume while the old one is
   // still there.
   std::uint32_t Offset(bool again) {
@@ -108,10 +108,9 @@ class Upload {
   void CheckWhole() {
     const auto remote = session_->SizeOf(address_.path);
     if (!remote || remote->bytes == size_ || (remote->tooLarge() && size_ >= remote->bytes)) return;
-    throw Failure{
-        ExitCode::Network,
-        "the server holds " + GroupedNumber(remote->bytes) + " of " + GroupedNumber(size_) + " bytes",
-        Retry::Yes};
+    throw Failure{ExitCode::Network,
+                  "the server has " + GroupedNumber(remote->bytes) + " of " + GroupedNumber(size_) + " bytes",
+                  Retry::Yes};
   }
 
   const std::string name_;
@@ -121,7 +120,7 @@ class Upload {
   DiskFile file_;
   Login login_;
   std::uint64_t size_ = 0;
-  std::uint64_t held_ = 0;  // what the server held when the last attempt began to send
+  std::uint64_t held_ = 0;  // what the server had when the last attempt began to send
   std::uint64_t position_ = 0;
   std::uint32_t replaced_ = 0;  // the length of the old file on the server
   std::unique_ptr<FTPSession> session_;
@@ -137,7 +136,7 @@ void RunPut(const Options& options, Reporter* reporter) {
   console::SetInterruptHint("; rerun the command to resume");
   const std::string& file = options.operands[0];
   Address address = ParseAddress(options.operands[1]);
-  if (address.scheme != Scheme::FTP) throw Failure{ExitCode::Usage, "qz put supports FTP servers only"};
+  if (address.scheme != Scheme::FTP) throw Failure{ExitCode::Usage, "put supports FTP servers only"};
   if (address.path.empty() || address.path.back() == '/') {
     address.path += LastPart(file);
     address.fileName = LastPart(file);
@@ -151,7 +150,7 @@ void RunPut(const Options& options, Reporter* reporter) {
     throw Failure{ExitCode::NotFound, "\"" + file + "\" does not exist"};
   }
   if (kind == DiskFile::Kind::Folder) {
-    throw Failure{ExitCode::Usage, "\"" + file + "\" is a folder; qz put stores one file"};
+    throw Failure{ExitCode::Usage, "\"" + file + "\" is a folder; put stores one file"};
   }
   try {
     Upload(file, address, options, reporter).Run();

@@ -45,8 +45,7 @@ std::string TimeText(const Time& time, bool fromDateText) {
   return text;
 }
 
-// The answer of an HTTP server that was asked for the first byte alone. Throws Failure when that is no
-// answer.
+// Judges the response to a request for the first byte. Throws Failure when it does not answer the question.
 Resume ResumeOf(const HTTPResponse& response, const Address& address) {
   constexpr int kPartialContent = 206, kRangeNotSatisfiable = 416;
   if (response.IsWholeFile()) return Resume::No;

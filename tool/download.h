@@ -30,7 +30,7 @@ class Source {
 std::unique_ptr<Source> MakeFTPSource(const Address& address, const Options& options, Reporter* reporter);
 std::unique_ptr<Source> MakeHTTPSource(const Address& address, const Options& options, Reporter* reporter);
 
-// The largest offset that the protocols' calls can carry.
+// The largest offset that the library's calls can take.
 constexpr std::uint64_t kLargestOffset = 0xFFFFFFFEu;
 
 // Gets the file into `target` in the current folder.

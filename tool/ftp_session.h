@@ -1,4 +1,4 @@
-// One connection to an FTP server. Every failure is thrown as a Failure that says what to do.
+// One connection to an FTP server. Every failure is thrown as a Failure.
 #ifndef TOOL_FTP_SESSION_H
 #define TOOL_FTP_SESSION_H
 

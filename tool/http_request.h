@@ -23,7 +23,7 @@ struct ByteRange {
 
 constexpr std::uint32_t kToTheEnd = 0xFFFFFFFFu;
 
-// Owns the connection; `stream` stands at the body and ends with this.
+// Owns the connection; the stream begins at the body and is closed with this.
 class HTTPResponse {
  public:
   HTTPResponse(const Address& address, const std::optional<ByteRange>& range, const Options& options,

@@ -26,7 +26,7 @@ std::string NetworkErrorText(ErrorCode status);
 // else empty.
 std::string RecordedDetails(ErrorCode status);
 
-// The same for a call that gives no status; Error_ClearLast goes before it.
+// The same after a call without a status; call Error_ClearLast before it.
 std::string RecordedDetails();
 
 // Whether this thread's last recorded failure gave the status and was one of a local file.

@@ -261,7 +261,7 @@ Options ParseCommandLine(int count, char** arguments) {
     return options;
   }
   const CommandRow* command = FindCommand(first);
-  // A URL may hold a password; it is not repeated on the terminal.
+  // A URL may contain a password, so it is not shown.
   if (command == nullptr && first.find_first_of(":@") != std::string::npos) {
     UsageError("", "missing command before the URL: get, put, ls or size");
   }

@@ -18,6 +18,8 @@ constexpr auto kBarInterval = milliseconds(100);
 constexpr auto kLineInterval = seconds(5);
 constexpr auto kSampleInterval = milliseconds(500);
 constexpr double kNewestSampleWeight = 0.3;
+// The last column makes some terminals wrap, and Ctrl-C is echoed as "^C" behind the bar.
+constexpr std::size_t kReservedColumns = 3;
 constexpr std::size_t kShortestBar = 10;
 constexpr std::size_t kLongestBar = 20;
 constexpr std::size_t kLongestBarName = 24;
@@ -98,7 +100,7 @@ std::string ProgressMeter::SpeedText() const {
 
 std::string ProgressMeter::TimeLeftText() const {
   if (!total_ || position_ >= *total_ || bytesPerSecond_ < 1) return "";
-  constexpr double kLongest = 4294967294.0;  // the next number stands for an unknown time
+  constexpr double kLongest = 4294967294.0;  // the next number means an unknown time
   const double left = std::ceil(static_cast<double>(*total_ - position_) / bytesPerSecond_);
   char buffer[64];
   Time_CountdownString(static_cast<std::uint32_t>(std::min(left, kLongest)), buffer);
@@ -107,7 +109,7 @@ std::string ProgressMeter::TimeLeftText() const {
 
 std::string BarLine(const std::string& name, const ProgressMeter& meter, unsigned columns) {
   const std::string numbers = Joined(Joined(meter.AmountText(), meter.SpeedText()), meter.TimeLeftText());
-  const std::size_t wanted = columns > 1 ? columns - 1 : 1;  // the last column makes some terminals wrap
+  const std::size_t wanted = columns > kReservedColumns ? columns - kReservedColumns : 1;
   std::string line = CutToWidth(name, std::min(kLongestBarName, wanted / kNameShareOfLine));
   if (const auto share = meter.Share()) {
     line += " " + PercentText(*share) + " ";

@@ -39,7 +39,7 @@ class ProgressMeter {
   double bytesPerSecond_ = 0;
 };
 
-// One line of exactly the given width: name, share, bar, amount, speed and time left, as much as fits.
+// One line for a terminal of that width: name, share, bar, amount, speed and time left, as much as fits.
 std::string BarLine(const std::string& name, const ProgressMeter& meter, unsigned columns);
 
 class Reporter {

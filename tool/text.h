@@ -22,8 +22,8 @@ std::string SizeText(std::uint64_t bytes);
 // "1234567" as "1,234,567".
 std::string GroupedNumber(std::uint64_t number);
 
-// The text with "********" in the place of a secret. A secret of less than 8 characters is replaced where it
-// stands as a whole word, so that it does not blank letters of other words; a longer one everywhere.
+// The text with "********" in the place of a secret. A secret of fewer than 8 characters is replaced as a
+// whole word only, so that it does not blank letters of other words; a longer one everywhere.
 std::string MaskSecret(std::string_view text, std::string_view secret);
 
 std::string LowerCase(std::string_view text);

@@ -113,7 +113,7 @@ class ProgramTest(unittest.TestCase):
     def wait_for(self, condition, seconds=15):
         end = time.monotonic() + seconds
         while not condition():
-            self.assertLess(time.monotonic(), end, "waited in vain")
+            self.assertLess(time.monotonic(), end, "timed out waiting")
             time.sleep(0.02)
 
 
