@@ -53,6 +53,18 @@ class Disk(ProgramTest):
             subprocess.run(["umount", "-l", small], check=True)
 
     @only_posix
+    def test_full_disk_while_a_listing_is_received_gives_7_at_once_and_blames_the_disk(self):
+        server = self.serve(FTPServer())
+        server.listing = b"-rw-r--r-- 1 a b 5 Jan  1 10:00 name\r\n" * 50000
+        begin = time.monotonic()
+        result = self.expect(DISK, "ls", server.url(""), preexec_fn=self.limited)
+        self.assertLess(time.monotonic() - begin, IMMEDIATE_SECONDS)
+        self.assertEqual(result.output, "")
+        self.assertIn("cannot store the listing: ", result.errors)
+        self.assertIn("disk full", result.errors)
+        self.assertNotIn("server", result.errors)
+
+    @only_posix
     def test_listing_that_cannot_be_read_back_gives_7_and_is_not_taken_for_an_empty_one(self):
         library = self.path("fail_reads.so")
         source = os.path.join(CHECKOUT, "tests", "tool", "fail_reads.c")
