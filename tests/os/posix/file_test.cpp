@@ -3,8 +3,11 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
+#include <cstring>
 #include <string>
 
 #include "os/core/owned.h"
@@ -124,6 +127,29 @@ TEST_F(FileOnPosixTest, DoesNotWaitForTheOtherEndOfAPipe) {
   EXPECT_EQ(File_Open(Name("pipe").c_str(), 2, &file), Error_Fail);
   EXPECT_EQ(File_Copy(Name("pipe").c_str(), Name("copy").c_str()), Error_None);
   EXPECT_FALSE(directory_.Exists("copy"));
+}
+
+// A line that breaks off with a read error is no line.
+TEST_F(FileOnPosixTest, HandsOutNoPartOfALineThatCannotBeReadToItsEnd) {
+  OwnedFile file;
+  ASSERT_EQ(File_Open("/proc/self/mem", 1, file.out()), Error_None);
+  const auto page = static_cast<size_t>(getpagesize());
+  void* memory = mmap(nullptr, 2 * page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  ASSERT_NE(memory, MAP_FAILED);
+  char* end = static_cast<char*>(memory) + page;
+  memcpy(end - 8, "one\ntwo?", 8);
+  munmap(end, page);  // reading fails from here on
+  EXPECT_GE(iFile_Seek64(file.get(), 0, reinterpret_cast<intptr_t>(end - 8)), 0);
+  char first[16];
+  char second[16] = "unset";
+  const int32_t firstLength = File_ScanLine(file.get(), sizeof first, first);
+  const int32_t secondLength = File_ScanLine(file.get(), sizeof second, second);
+  munmap(memory, page);
+  EXPECT_EQ(firstLength, 3);
+  EXPECT_STREQ(first, "one");
+  EXPECT_EQ(secondLength, -1);
+  EXPECT_STREQ(second, "");
+  EXPECT_LT(Stream_Error(File_GetStream(file.get())), Error_None);
 }
 
 TEST_F(FileOnPosixTest, SaysThatADeviceIsFull) {
