@@ -25,7 +25,7 @@ class Library {
     std::string text = std::string("cannot initialise the qz library: ") + Error_ToLongString(status) +
                        RecordedDetails(status);
     if (status == Error_NoAccess || status == Error_NotFound) {
-      text += "; it needs a home folder that can be written (on Linux HOME names it)";
+      text += "; set HOME to a folder that can be written";
     }
     throw Failure{ExitCode::Other, text};
   }

@@ -131,7 +131,7 @@ class Disk(ProgramTest):
         self.assertEqual(self.names(), [])
 
     @only_posix
-    def test_says_what_to_do_where_home_cannot_be_written(self):
+    def test_says_what_to_do_where_no_folder_can_be_written(self):
         place = self.path("place")
         os.mkdir(place)
         built = program()[-1]
@@ -141,6 +141,7 @@ class Disk(ProgramTest):
         self.addCleanup(os.chmod, place, 0o755)
         command = [os.path.join(place, os.path.basename(built)), "get", self.url()]
         environment = {name: value for name, value in os.environ.items() if not name.startswith("XDG_")}
+        environment["TMPDIR"] = place
         def run(home):
             return subprocess.run(WITHOUT_CAPABILITIES + command, cwd=self.folder, env=dict(environment, HOME=home),
                                   stdout=subprocess.PIPE, stderr=subprocess.PIPE, timeout=RUN_SECONDS, check=False)
