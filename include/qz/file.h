@@ -48,9 +48,10 @@ typedef struct FileState {
   Time modificationTime; /* zero when it is not known */
 } FileState;
 
-/* Returns in buffer (1024 bytes) the path of a system directory (enum SysDir, qz/os.h). Error_None;
- * Error_NotInited before OS_Init; Error_NotFound for another number, and when the directory is gone and
- * cannot be made again, for whatever reason; Error_Invalid when buffer is null. buffer is empty after a
+/* Returns in buffer (1024 bytes) the path of a system directory (enum SysDir, qz/os.h). The directory exists,
+ * those two excepted that only exist once something was put into them. Error_None; Error_NotInited before
+ * OS_Init; Error_NotFound for another number, when the directory is gone and cannot be made again, for
+ * whatever reason, and when the user has none; Error_Invalid when buffer is null. buffer is empty after a
  * failure. */
 QZ_API ErrorCode File_GetSysDir(int32_t id, char* buffer);
 

@@ -12,15 +12,18 @@
 QZ_BEGIN_C
 
 /* System directories, for File_GetSysDir (qz/file.h). Elsewhere than on Windows, what would lie in an
- * application directory that the user may not write lies in the user's cache directory ($XDG_CACHE_HOME, else
- * ~/.cache). */
+ * application directory that the user may not write, the default log too, lies in the user's cache directory
+ * ($XDG_CACHE_HOME, else ~/.cache); and when that cannot be written either, in a folder of the temporary
+ * directory that is made for this user alone. A folder of that name that is somebody else's, or that others
+ * may enter, fails OS_Init with Error_NoAccess. */
 enum SysDir {
   SysDir_App = 0,     /* the program's own: where its executable file is */
   SysDir_Temp = 1,    /* temporary files */
   SysDir_Cache = 2,   /* what the application keeps between runs: <application directory>/<name>Cache */
   SysDir_Desk = 3,    /* the user's desktop */
   SysDir_Prefs = 4,   /* preferences: the Windows directory; elsewhere <application directory>/<name>Prefs */
-  SysDir_Startup = 5, /* what is started at log-on */
+  SysDir_Startup = 5, /* what is started at log-on. This and SysDir_Programs: on Windows they exist; elsewhere
+                         OS_Init does not make them, and a user without a home folder has none */
   SysDir_OS = 6,      /* the operating system's own: the Windows directory; elsewhere "/" */
   SysDir_Programs = 7 /* the user's menu of programs */
 };

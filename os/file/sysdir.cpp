@@ -1,12 +1,14 @@
 // The eight system directories and the one system file, the log.
 //
 // A directory comes from its primary source or from its fallback, whichever can first be found or created. It
-// is looked up once by OS_Init and again by File_GetSysDir when it has disappeared.
+// is looked up once by OS_Init and again by File_GetSysDir when it has disappeared. Where the system says
+// that a directory is made on use, only its name is looked up, and a start does without.
 #include <atomic>
 #include <cstdio>
 #include <cstring>
 #include <optional>
 
+#include "os/core/error_internal.h"
 #include "os/core/lock_internal.h"
 #include "os/core/os_internal.h"
 #include "os/file/file_internal.h"
@@ -57,10 +59,11 @@ static_assert(RowsStandAtTheirIds());
 
 using Path = char[kPathBytes];
 
-// All guarded by the library-wide lock; `ready` may also be read without it.
-Path directories[kDirectoryCount];
 std::atomic<bool> ready{false};
+// Guarded by the library-wide lock.
+Path directories[kDirectoryCount];
 File* logFile = nullptr;
+// Written by OS_Init alone, before `ready` is set; read after that.
 Path logPathname;
 
 // directory/name and suffix, unless it would not fit: then Error_Exceed and an empty result.
@@ -96,21 +99,31 @@ bool ApplicationSystemName(Path& systemName) {
 
 bool FindPrimary(const DirectoryRow& row, Path& name) {
   if (!row.primary) return false;
-  Path application;
-  const bool applicationKnown = ApplicationSystemName(application);
   Path systemName = "";
-  return platform::FindSystemFolder(*row.primary, applicationKnown ? application : nullptr, systemName) &&
-         ToLibraryForm(systemName, name);
+  return platform::FindSystemFolder(*row.primary, systemName) && ToLibraryForm(systemName, name);
 }
 
-ErrorCode FindNamedFallback(const char* suffix, Path& name) {
+// What lies in the application's own folder, or in the folder that stands in for it.
+ErrorCode FindApplicationNamed(const char* suffix, Path& name) {
   Path application;
   Path systemParent = "";
   Path parent;
   if (!ApplicationSystemName(application)) return Error_NotFound;
-  if (!platform::FindFallbackParent(application, systemParent)) return Error_Exceed;
+  switch (platform::FindFallbackParent(application, systemParent)) {
+    case platform::ParentSearch::kFound:
+      break;
+    case platform::ParentSearch::kTooLong:
+      return Error_Exceed;
+    case platform::ParentSearch::kFailed:
+      return iError_FromLastSystem("OS_Init", systemParent);
+  }
   if (!ToLibraryForm(systemParent, parent)) return Error_NotFound;
   return JoinPath(parent, OS_GetApplicationName(), suffix, name);
+}
+
+ErrorCode FindCurrent(Path& name) {
+  if (!platform::TakesCurrentForApplicationFolder()) return Error_NotFound;
+  return Directory_GetCurrent(name) == Error_None && name[0] != '\0' ? Error_None : Error_NotFound;
 }
 
 ErrorCode FindFallback(const DirectoryRow& row, Path& name) {
@@ -118,14 +131,19 @@ ErrorCode FindFallback(const DirectoryRow& row, Path& name) {
     case Fallback::kNone:
       return Error_NotFound;
     case Fallback::kCurrentDirectory:
-      return Directory_GetCurrent(name) == Error_None && name[0] != '\0' ? Error_None : Error_NotFound;
+      return FindCurrent(name);
     case Fallback::kApplicationNamed:
-      return FindNamedFallback(row.suffix, name);
+      return FindApplicationNamed(row.suffix, name);
   }
   return Error_NotFound;
 }
 
+bool IsMadeOnUse(const DirectoryRow& row) {
+  return row.primary && platform::IsMadeOnUse(*row.primary);
+}
+
 ErrorCode BuildDirectory(const DirectoryRow& row, Path& result) {
+  if (IsMadeOnUse(row)) return FindPrimary(row, result) ? Error_None : Error_NotFound;
   Path name = "";
   if (FindPrimary(row, name) && FindOrCreate(name, result) == Error_None) return Error_None;
   if (const ErrorCode status = FindFallback(row, name); status != Error_None) return status;
@@ -148,7 +166,7 @@ ErrorCode BuildAllDirectories() {
   }
   for (const DirectoryRow& row : kDirectories) {
     const ErrorCode status = BuildAndStore(row);
-    if (status == Error_None) continue;
+    if (status == Error_None || IsMadeOnUse(row)) continue;
     Error("OS_Init: File: Can't update system directory %ld", static_cast<long>(row.id));
     Error("OS_Init: Couldn't initialize default file system directories!");
     return status;
@@ -157,7 +175,7 @@ ErrorCode BuildAllDirectories() {
 }
 
 ErrorCode SetLogPath(const char* path) {
-  if (path == nullptr) return JoinPath(directories[SysDir_App], OS_GetApplicationName(), ".log", logPathname);
+  if (path == nullptr) return FindApplicationNamed(".log", logPathname);
   if (strlen(path) >= kPathBytes) return Error_Exceed;
   String_Copy(path, logPathname);
   return Error_None;
@@ -173,12 +191,19 @@ bool IsDirectory(const char* name) {
   return name[0] != '\0' && File_Exists(name, &isDirectory) == 1 && isDirectory == 1;
 }
 
+bool IsUsable(const DirectoryRow& row, const char* name) {
+  return IsMadeOnUse(row) ? name[0] != '\0' : IsDirectory(name);
+}
+
 }  // namespace
 
 ErrorCode iSysDir_Init(const char* logPath) {
   if (ready.load()) return Error_Inited;
   if (const ErrorCode status = BuildAllDirectories(); status != Error_None) return status;
-  logFile = nullptr;
+  {
+    LibraryLock lock;
+    logFile = nullptr;
+  }
   if (const ErrorCode status = SetLogPath(logPath); status != Error_None) {
     Error("OS_Init: Couldn't initialize log file!");
     return status;
@@ -203,12 +228,13 @@ ErrorCode File_GetSysDir(int32_t id, char* buffer) {
   if (!ready.load()) return Error_NotInited;
   if (id < 0 || id >= kDirectoryCount) return Error_NotFound;
 
+  const DirectoryRow& row = kDirectories[id];
   CopyDirectory(id, buffer);
-  if (IsDirectory(buffer)) return Error_None;
+  if (IsUsable(row, buffer)) return Error_None;
   buffer[0] = '\0';
-  if (BuildAndStore(kDirectories[id]) != Error_None) return Error_NotFound;
+  if (BuildAndStore(row) != Error_None) return Error_NotFound;
   CopyDirectory(id, buffer);
-  if (IsDirectory(buffer)) return Error_None;
+  if (IsUsable(row, buffer)) return Error_None;
   buffer[0] = '\0';
   return Error_NotFound;
 }

@@ -32,7 +32,7 @@ class SysDirs : public testing::Test {
 
   static std::string Directory(int32_t id) {
     char buffer[1024] = "as was";
-    EXPECT_EQ(File_GetSysDir(id, buffer), 0) << id;
+    EXPECT_EQ(File_GetSysDir(id, buffer), Error_None) << id;
     return buffer;
   }
   fs::path BesideProgram(const char* suffix) const {
@@ -50,22 +50,22 @@ class SysDirs : public testing::Test {
 
 TEST_F(SysDirs, GiveNotInited_AndAnEmptyName_WhileTheLibraryIsDown) {
   char buffer[1024] = "as was";
-  EXPECT_EQ(File_GetSysDir(SysDir_App, buffer), -2);
+  EXPECT_EQ(File_GetSysDir(SysDir_App, buffer), Error_NotInited);
   EXPECT_STREQ(buffer, "");
 }
 
 TEST_F(SysDirs, GiveNotFound_ForANumberThatIsNone) {
-  ASSERT_EQ(Init(), 0);
+  ASSERT_EQ(Init(), Error_None);
   for (int32_t id : {-1, 8, 1000, INT32_MIN}) {
     char buffer[1024] = "as was";
-    EXPECT_EQ(File_GetSysDir(id, buffer), -3) << id;
+    EXPECT_EQ(File_GetSysDir(id, buffer), Error_NotFound) << id;
     EXPECT_STREQ(buffer, "") << id;
   }
-  EXPECT_EQ(File_GetSysDir(0, nullptr), -4);
+  EXPECT_EQ(File_GetSysDir(0, nullptr), Error_Invalid);
 }
 
 TEST_F(SysDirs, ComeFromTheSystem) {
-  ASSERT_EQ(Init(), 0);
+  ASSERT_EQ(Init(), Error_None);
   EXPECT_EQ(Directory(SysDir_App), LibraryName(ProgramPath().parent_path()));
   EXPECT_EQ(Directory(SysDir_Temp), LibraryName(ExpectedTemporaryFolder()));
   EXPECT_EQ(Directory(SysDir_Cache), LibraryName(BesideProgram("Cache")));
@@ -77,16 +77,14 @@ TEST_F(SysDirs, ComeFromTheSystem) {
 }
 
 TEST_F(SysDirs, AreCreated) {
-  ASSERT_EQ(Init(), 0);
+  ASSERT_EQ(Init(), Error_None);
   EXPECT_TRUE(fs::is_directory(BesideProgram("Cache")));
-  EXPECT_TRUE(fs::is_directory(ExpectedStartupFolder()));
-  EXPECT_TRUE(fs::is_directory(ExpectedProgramsFolder()));
   EXPECT_FALSE(fs::exists(BesideProgram("Temp"))) << "the system has its own";
 }
 
 TEST_F(SysDirs, FallBackBesideTheProgram_WithoutASeparator) {
   const ScopedTemporaryVariable temporary(BelowAFile().string().c_str());
-  ASSERT_EQ(Init(), 0);
+  ASSERT_EQ(Init(), Error_None);
   EXPECT_EQ(Directory(SysDir_Temp), LibraryName(BesideProgram("Temp")));
   EXPECT_TRUE(fs::is_directory(BesideProgram("Temp")));
 }
@@ -94,7 +92,7 @@ TEST_F(SysDirs, FallBackBesideTheProgram_WithoutASeparator) {
 TEST_F(SysDirs, CreateAMissingPrimaryDirectory) {
   const fs::path missing = places_.Folder().Path() / "made";
   const ScopedTemporaryVariable temporary(missing.string().c_str());
-  ASSERT_EQ(Init(), 0);
+  ASSERT_EQ(Init(), Error_None);
   EXPECT_EQ(Directory(SysDir_Temp), LibraryName(missing));
   EXPECT_TRUE(fs::is_directory(missing));
 }
@@ -104,12 +102,12 @@ TEST_F(SysDirs, LoseATrailingSeparator) {
   fs::create_directory(folder);
   const std::string ended = folder.string() + static_cast<char>(fs::path::preferred_separator);
   const ScopedTemporaryVariable temporary(ended.c_str());
-  ASSERT_EQ(Init(), 0);
+  ASSERT_EQ(Init(), Error_None);
   EXPECT_EQ(Directory(SysDir_Temp), LibraryName(folder));
 }
 
 TEST_F(SysDirs, AreMadeAgain_WhenTheyWereDeleted) {
-  ASSERT_EQ(Init(), 0);
+  ASSERT_EQ(Init(), Error_None);
   const std::string cache = Directory(SysDir_Cache);
   fs::remove_all(BesideProgram("Cache"));
   EXPECT_EQ(Directory(SysDir_Cache), cache);
@@ -135,7 +133,7 @@ struct Askers {
 };
 
 TEST_F(SysDirs, AreMadeAgainForEveryThread_WhenManyAskAtOnce) {
-  ASSERT_EQ(Init(), 0);
+  ASSERT_EQ(Init(), Error_None);
   for (int round = 0; round < 50; ++round) {
     fs::remove_all(BesideProgram("Cache"));
     Askers askers;
@@ -147,34 +145,26 @@ TEST_F(SysDirs, AreMadeAgainForEveryThread_WhenManyAskAtOnce) {
 }
 
 TEST_F(SysDirs, GiveNotFound_WhenTheyCannotBeMadeAgain) {
-  ASSERT_EQ(Init(), 0);
+  ASSERT_EQ(Init(), Error_None);
   fs::remove_all(BesideProgram("Cache"));
   std::ofstream(BesideProgram("Cache")) << "a file stands here";
   char buffer[1024] = "as was";
-  EXPECT_EQ(File_GetSysDir(SysDir_Cache, buffer), -3);
+  EXPECT_EQ(File_GetSysDir(SysDir_Cache, buffer), Error_NotFound);
   EXPECT_STREQ(buffer, "");
   fs::remove(BesideProgram("Cache"));
-  EXPECT_EQ(File_GetSysDir(SysDir_Cache, buffer), 0) << "the next call tries again";
+  EXPECT_EQ(File_GetSysDir(SysDir_Cache, buffer), Error_None) << "the next call tries again";
 }
 
 TEST_F(SysDirs, FailTheStartWithExists_WhenAFileStandsInTheWayOfAFallback) {
   std::ofstream(BesideProgram("Cache")) << "a file stands here";
-  EXPECT_EQ(Init(), 3);
+  EXPECT_EQ(Init(), Error_Exists);
   EXPECT_EQ(errors_.Lines(),
             (Lines{"#### Error: OS_Init: File: Can't update system directory 2\n",
                    "#### Error: OS_Init: Couldn't initialize default file system directories!\n"}));
   char buffer[1024] = "as was";
-  EXPECT_EQ(File_GetSysDir(SysDir_App, buffer), -2);
+  EXPECT_EQ(File_GetSysDir(SysDir_App, buffer), Error_NotInited);
   fs::remove(BesideProgram("Cache"));
-  EXPECT_EQ(Init(), 0);
-}
-
-TEST_F(SysDirs, FailTheStartWithNotFound_WhenTheSystemNamesNoStartupFolder) {
-  const WithoutStartupFolder without(places_.Folder().Path());
-  EXPECT_EQ(Init(), -3);
-  EXPECT_EQ(errors_.Lines(),
-            (Lines{"#### Error: OS_Init: File: Can't update system directory 5\n",
-                   "#### Error: OS_Init: Couldn't initialize default file system directories!\n"}));
+  EXPECT_EQ(Init(), Error_None);
 }
 
 }  // namespace

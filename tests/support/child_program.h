@@ -1,6 +1,11 @@
 // What the test program does when a test starts it as a child: program --qz-child ACTION ...
 //
 //   report FILE words...   writes the words, variables, current folder and open descriptors to FILE and ends
+//   start FILE             as an ordinary user, brings the library up as "qzchild"; writes the status and the
+//   eight system
+//                          directories as words, opens the default log, and ends
+//   place FILE             (Linux) changes the current folder and writes where the program's file is, without
+//                          asking the system's link to it; and where the module is that the program is
 //   wait FILE              ends when FILE exists
 //   exit CODE              ends with that code
 #pragma once

@@ -1,14 +1,11 @@
 #include "tests/support/system_folders.h"
 
-#include <fstream>
 #include <string>
 
 #ifdef _WIN32
 #  include <windows.h>
 // After windows.h, which declares what this builds upon.
 #  include <shlobj.h>
-
-#  include "qz/winosregistry.h"
 #else
 #  include <cstdlib>
 #endif
@@ -18,10 +15,6 @@ namespace fs = std::filesystem;
 #ifdef _WIN32
 
 namespace {
-
-std::string TestKeyName() {
-  return "Software\\qz-test-" + std::to_string(GetCurrentProcessId()) + "-empty";
-}
 
 fs::path ShellFolder(const char* valueName) {
   char text[MAX_PATH] = "";
@@ -74,24 +67,6 @@ ScopedTemporaryVariable::ScopedTemporaryVariable(const char* folder) {
     variables_.push_back(std::make_unique<ScopedVariable>(name, folder));
 }
 
-// This process alone sees an empty key in the place of the current user's.
-struct WithoutStartupFolder::State {
-  HKEY empty = nullptr;
-};
-
-WithoutStartupFolder::WithoutStartupFolder(const fs::path&) : state_(std::make_unique<State>()) {
-  RegCreateKeyExA(HKEY_CURRENT_USER, TestKeyName().c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr,
-                  &state_->empty, nullptr);
-  RegOverridePredefKey(HKEY_CURRENT_USER, state_->empty);
-}
-
-WithoutStartupFolder::~WithoutStartupFolder() {
-  RegOverridePredefKey(HKEY_CURRENT_USER, nullptr);
-  RegCloseKey(state_->empty);
-  // The system itself has written to it meanwhile.
-  WinOSRegistry_DeleteKey(("HKEY_CURRENT_USER\\" + TestKeyName()).c_str());
-}
-
 #else
 
 fs::path ExpectedTemporaryFolder() {
@@ -120,19 +95,5 @@ fs::path ExpectedProgramsFolder() {
 ScopedTemporaryVariable::ScopedTemporaryVariable(const char* folder) {
   variables_.push_back(std::make_unique<ScopedVariable>("TMPDIR", folder));
 }
-
-// The variable names a place below a plain file.
-struct WithoutStartupFolder::State {
-  explicit State(const fs::path& file) : variable("XDG_CONFIG_HOME", (file / "below").c_str()) {}
-  ScopedVariable variable;
-};
-
-WithoutStartupFolder::WithoutStartupFolder(const fs::path& scratch) {
-  const fs::path file = scratch / "not-a-folder";
-  std::ofstream(file) << "x";
-  state_ = std::make_unique<State>(file);
-}
-
-WithoutStartupFolder::~WithoutStartupFolder() = default;
 
 #endif

@@ -23,16 +23,3 @@ class ScopedTemporaryVariable {
  private:
   std::vector<std::unique_ptr<ScopedVariable>> variables_;
 };
-
-// As long as this lives, the program finds no startup folder. scratch: a folder to use for that.
-class WithoutStartupFolder {
- public:
-  explicit WithoutStartupFolder(const std::filesystem::path& scratch);
-  ~WithoutStartupFolder();
-  WithoutStartupFolder(const WithoutStartupFolder&) = delete;
-  WithoutStartupFolder& operator=(const WithoutStartupFolder&) = delete;
-
- private:
-  struct State;
-  std::unique_ptr<State> state_;
-};

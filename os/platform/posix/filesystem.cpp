@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "os/platform/posix/descriptor_posix.h"
 #include "os/platform/posix/filesystem_posix.h"
 #include "os/platform/walltime.h"
 
@@ -69,7 +70,8 @@ bool DuplicateOpenFile(int from, const char* to) {
     errno = EACCES;
     return false;
   }
-  const int descriptor = open(to, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, status.st_mode & 0777);
+  const int flags = O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC;
+  const int descriptor = AboveStandardStreams(open(to, flags, status.st_mode & 0777));
   if (descriptor < 0) return false;
   const bool copied = CopyContents(from, descriptor, status);
   const int error = errno;
@@ -180,7 +182,7 @@ bool RenameWithoutReplacing(const char* from, const char* to) {
 }
 
 bool DuplicateFile(const char* from, const char* to) {
-  const int descriptor = open(from, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+  const int descriptor = AboveStandardStreams(open(from, O_RDONLY | O_CLOEXEC | O_NONBLOCK));
   if (descriptor < 0) return false;
   const bool copied = DuplicateOpenFile(descriptor, to);
   const int error = errno != 0 ? errno : kUnnamedError;

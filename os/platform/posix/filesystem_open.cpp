@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "os/platform/filesystem.h"
+#include "os/platform/posix/descriptor_posix.h"
 #include "os/platform/posix/filesystem_posix.h"
 
 namespace platform {
@@ -60,7 +61,8 @@ void CloseUnused(FILE* stream, int descriptor) {
 }  // namespace
 
 FILE* OpenStream(const char* name, const OpenOptions& options) {
-  const int descriptor = open(name, OpenFlags(options), options.isPrivate ? 0600 : 0666);
+  const int descriptor =
+      AboveStandardStreams(open(name, OpenFlags(options), options.isPrivate ? 0600 : 0666));
   if (descriptor < 0) return nullptr;
   FILE* stream = IsUsable(descriptor) ? fdopen(descriptor, options.mode) : nullptr;
   if (stream != nullptr && CutWhenOverwriting(descriptor, options)) return stream;

@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "os/platform/filesystem.h"
+#include "os/platform/posix/descriptor_posix.h"
 #include "os/platform/posix/filesystem_posix.h"
 
 namespace platform {
@@ -45,12 +46,24 @@ Description Describe(DIR* directory, const struct dirent& found, FileInformation
   return found.d_type != DT_UNKNOWN ? Description::Complete : Description::Unknown;
 }
 
+DirectorySearch* Open(const Place& place, int extraFlags) {
+  const int flags = O_RDONLY | O_DIRECTORY | O_CLOEXEC | extraFlags;
+  const int descriptor = AboveStandardStreams(openat(place.directory, place.name, flags));
+  if (descriptor < 0) return nullptr;
+  DIR* directory = fdopendir(descriptor);
+  if (directory != nullptr) return reinterpret_cast<DirectorySearch*>(directory);
+  const int error = errno;
+  close(descriptor);
+  errno = error;
+  return nullptr;
+}
+
 }  // namespace
 
 DirectorySearch* BeginSearch(const char* directory) {
-  DIR* opened = opendir(directory);
+  DirectorySearch* opened = Open({AT_FDCWD, directory}, 0);
   if (opened == nullptr && errno == ELOOP) errno = ENOENT;  // links that lead to each other lead nowhere
-  return reinterpret_cast<DirectorySearch*>(opened);
+  return opened;
 }
 
 bool NextEntry(DirectorySearch* search, DirectoryEntry* entry) {
@@ -68,16 +81,7 @@ bool NextEntry(DirectorySearch* search, DirectoryEntry* entry) {
 }
 
 DirectorySearch* BeginSearchIn(DirectorySearch* parent, const char* path) {
-  const Place place = PlaceOf(parent, path);
-  const int flags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
-  const int descriptor = openat(place.directory, place.name, flags);
-  if (descriptor < 0) return nullptr;
-  DIR* directory = fdopendir(descriptor);
-  if (directory != nullptr) return reinterpret_cast<DirectorySearch*>(directory);
-  const int error = errno;
-  close(descriptor);
-  errno = error;
-  return nullptr;
+  return Open(PlaceOf(parent, path), O_NOFOLLOW);
 }
 
 bool RemoveEmptyDirectoryIn(DirectorySearch* parent, const char* path) {

@@ -4,16 +4,24 @@
 #include "os/platform/process.h"
 
 #include <dlfcn.h>
+#include <fcntl.h>
+#include <link.h>
 #include <signal.h>
 #include <spawn.h>
+#include <sys/auxv.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <climits>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 #include "os/core/lock_internal.h"
 #include "os/core/owned.h"
+#include "os/platform/posix/descriptor_posix.h"
+#include "os/platform/posix/program_posix.h"
 #include "qz/memory.h"
 
 namespace platform {
@@ -153,7 +161,83 @@ void ReapDetached() {
   }
 }
 
+// ---- files of the program and its modules -------------------------------------------------------
+
+bool CopyPathname(const char* pathname, std::span<char> name) {
+  const size_t length = strlen(pathname);
+  if (length >= name.size()) return false;
+  memcpy(name.data(), pathname, length + 1);
+  return true;
+}
+
+bool Resolve(const char* pathname, std::span<char> name) {
+  char resolved[PATH_MAX];
+  return realpath(pathname, resolved) != nullptr && CopyPathname(resolved, name);
+}
+
+// A line of the system's map of this process: "begin-end access offset device inode   pathname". Gives the
+// pathname when the address lies in there and a file is mapped.
+char* FileMappedAt(char* line, uintptr_t address) {
+  char* end = line;
+  const uintptr_t begin = strtoul(line, &end, 16);
+  if (*end != '-' || address < begin || address >= strtoul(end + 1, nullptr, 16)) return nullptr;
+  char* pathname = strchr(line, '/');
+  if (pathname != nullptr) pathname[strcspn(pathname, "\n")] = '\0';
+  return pathname;
+}
+
+bool FindMappedFile(uintptr_t address, std::span<char> name) {
+  const int descriptor = AboveStandardStreams(open("/proc/self/maps", O_RDONLY | O_CLOEXEC));
+  FILE* map = descriptor >= 0 ? fdopen(descriptor, "r") : nullptr;
+  if (map == nullptr) {
+    if (descriptor >= 0) close(descriptor);
+    return false;
+  }
+  char line[PATH_MAX + 128];
+  const char* pathname = nullptr;
+  while (pathname == nullptr && fgets(line, sizeof line, map) != nullptr) {
+    pathname = FileMappedAt(line, address);
+  }
+  fclose(map);
+  return pathname != nullptr && CopyPathname(pathname, name);
+}
+
+// The folder that a relative name of the program counts from; empty when it was started by a full name.
+char startFolder[PATH_MAX];
+
+const char* NameAtStart() {
+  const char* name = reinterpret_cast<const char*>(getauxval(AT_EXECFN));
+  return name != nullptr ? name : "";
+}
+
+// Runs when the library is loaded: later the current folder may be another one.
+[[gnu::constructor]] void RememberStartFolder() {
+  const char* name = NameAtStart();
+  const bool isRelative = name[0] != '\0' && name[0] != '/';
+  if (!isRelative || getcwd(startFolder, sizeof startFolder) == nullptr) startFolder[0] = '\0';
+}
+
+// What the system handed over when it started the program: the name that it was started by.
+bool FindProgramByItsStart(std::span<char> name) {
+  const char* started = NameAtStart();
+  if (started[0] == '/') return Resolve(started, name);
+  if (started[0] == '\0' || startFolder[0] == '\0') return false;
+  char pathname[2 * PATH_MAX];
+  snprintf(pathname, sizeof pathname, "%s/%s", startFolder, started);
+  return Resolve(pathname, name);
+}
+
 }  // namespace
+
+const char* programLink = "/proc/self/exe";
+
+bool FindProgramPathname(std::span<char> name) {
+  const ssize_t length = readlink(programLink, name.data(), name.size());
+  if (length < 0) return FindProgramByItsStart(name);
+  if (length == 0 || static_cast<size_t>(length) >= name.size()) return false;
+  name[static_cast<size_t>(length)] = '\0';
+  return true;
+}
 
 LaunchResult LaunchProcess(const char* pathname, const char* commandLine, const char* environment,
                            Process* process) {
@@ -198,18 +282,16 @@ uint32_t CurrentProcessIdentifier() {
 
 bool FindModulePathname(uintptr_t instance, std::span<char> name) {
   Dl_info module = {};
-  // For the program itself the loader only knows how it was called, which may be a relative name.
-  if (instance != 0 && dladdr(reinterpret_cast<void*>(instance), &module) != 0 &&
-      module.dli_fname != nullptr && module.dli_fname[0] == '/') {
-    const size_t length = strlen(module.dli_fname);
-    if (length >= name.size()) return false;
-    memcpy(name.data(), module.dli_fname, length + 1);
-    return true;
+  link_map* loaded = nullptr;
+  if (instance == 0 || dladdr1(reinterpret_cast<void*>(instance), &module, reinterpret_cast<void**>(&loaded),
+                               RTLD_DL_LINKMAP) == 0) {
+    return FindProgramPathname(name);
   }
-  const ssize_t length = readlink("/proc/self/exe", name.data(), name.size());
-  if (length <= 0 || static_cast<size_t>(length) >= name.size()) return false;
-  name[static_cast<size_t>(length)] = '\0';
-  return true;
+  // The loader has no name for the program itself.
+  if (loaded->l_name[0] == '\0') return FindProgramPathname(name);
+  if (loaded->l_name[0] == '/') return CopyPathname(loaded->l_name, name);
+  // Loaded by a relative name, which meant another folder if the current one has changed since.
+  return FindMappedFile(reinterpret_cast<uintptr_t>(module.dli_fbase), name) || Resolve(loaded->l_name, name);
 }
 
 }  // namespace platform

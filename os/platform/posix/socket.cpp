@@ -14,6 +14,7 @@
 #include <cstring>
 
 #include "os/platform/error.h"
+#include "os/platform/posix/descriptor_posix.h"
 
 namespace platform {
 
@@ -70,7 +71,7 @@ bool StopSockets() {
 }
 
 SocketDescriptor SocketCreate() {
-  return Common(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  return Common(AboveStandardStreams(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)));
 }
 
 bool SocketCloseAbortively(SocketDescriptor socket) {
@@ -90,7 +91,9 @@ bool SocketListen(SocketDescriptor socket, int32_t backlog) {
 }
 
 SocketDescriptor SocketAccept(SocketDescriptor socket) {
-  return Common(Uninterrupted([socket] { return accept4(Native(socket), nullptr, nullptr, SOCK_CLOEXEC); }));
+  const int accepted =
+      Uninterrupted([socket] { return accept4(Native(socket), nullptr, nullptr, SOCK_CLOEXEC); });
+  return Common(AboveStandardStreams(accepted));
 }
 
 bool SocketConnect(SocketDescriptor socket, const SocketAddress& address) {

@@ -69,7 +69,7 @@ bool FindShellFolder(const char* valueName, std::span<char> name) {
 
 }  // namespace
 
-bool FindSystemFolder(SystemFolder folder, const char* /*applicationFolder*/, std::span<char> name) {
+bool FindSystemFolder(SystemFolder folder, std::span<char> name) {
   switch (folder) {
     case SystemFolder::kApplication:
       return FindApplicationFolder(name);
@@ -88,10 +88,18 @@ bool FindSystemFolder(SystemFolder folder, const char* /*applicationFolder*/, st
   return false;
 }
 
-bool FindFallbackParent(const char* applicationFolder, std::span<char> name) {
-  if (strlen(applicationFolder) >= name.size()) return false;
-  strcpy(name.data(), applicationFolder);
+bool IsMadeOnUse(SystemFolder /*folder*/) {
+  return false;
+}
+
+bool TakesCurrentForApplicationFolder() {
   return true;
+}
+
+ParentSearch FindFallbackParent(const char* applicationFolder, std::span<char> name) {
+  if (strlen(applicationFolder) >= name.size()) return ParentSearch::kTooLong;
+  strcpy(name.data(), applicationFolder);
+  return ParentSearch::kFound;
 }
 
 }  // namespace platform

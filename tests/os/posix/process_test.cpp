@@ -1,8 +1,10 @@
 // Children where the system keeps those that have ended until it is asked for them.
 #include "qz/process.h"
 
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <link.h>
 #include <signal.h>
 #include <sys/resource.h>
 #include <unistd.h>
@@ -10,7 +12,10 @@
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <vector>
 
+#include "os/platform/process.h"
+#include "qz/error.h"
 #include "qz/os.h"
 #include "tests/support/child_program.h"
 #include "tests/support/environment.h"
@@ -91,6 +96,72 @@ TEST(ProcessIsActive, IsNotMisledByAnExitCode) {
   ASSERT_EQ(Process_Launch(nullptr, ChildCommand("exit 259").c_str(), nullptr, &process), 0);
   EXPECT_TRUE(EndsWithinTenSeconds(process));
   Process_Detach(process);
+}
+
+// ---- files of the program and its modules ---------------------------------------------------------
+
+std::string ModuleName(Word instance) {
+  char name[1024] = "";
+  return platform::FindModulePathname(instance, name) ? name : "(none)";
+}
+
+// A library of the system's that no test program uses, copied to a place of the test's own.
+class CopiedModule {
+ public:
+  explicit CopiedModule(const std::filesystem::path& copy) {
+    void* original = dlopen("libBrokenLocale.so.1", RTLD_LAZY);
+    std::filesystem::copy_file(MapOf(original)->l_name, copy);
+    dlclose(original);
+  }
+  ~CopiedModule() {
+    if (handle_ != nullptr) dlclose(handle_);
+  }
+  void Load(const char* name) { handle_ = dlopen(name, RTLD_LAZY); }
+  Word Instance() const { return handle_ != nullptr ? MapOf(handle_)->l_addr : 0; }
+
+ private:
+  static link_map* MapOf(void* handle) {
+    link_map* map = nullptr;
+    dlinfo(handle, RTLD_DI_LINKMAP, &map);
+    return map;
+  }
+  void* handle_ = nullptr;
+};
+
+TEST(ModulePathname, IsFoundForAModuleThatWasLoadedByARelativeName) {
+  const TemporaryFolder folder;
+  std::filesystem::create_directory(folder.Path() / "sub");
+  const std::filesystem::path file = folder.Path() / "sub" / "a module.so";
+  CopiedModule module(file);
+  const std::filesystem::path before = std::filesystem::current_path();
+  std::filesystem::current_path(folder.Path());
+  module.Load("sub/a module.so");
+  std::filesystem::current_path(before);
+  ASSERT_NE(module.Instance(), 0u);
+  EXPECT_EQ(ModuleName(module.Instance()), file.string());
+}
+
+TEST(ModulePathname, IsTheNameThatAModuleWasLoadedBy) {
+  const TemporaryFolder folder;
+  const std::filesystem::path file = folder.Path() / "module.so";
+  CopiedModule module(file);
+  module.Load(file.c_str());
+  ASSERT_NE(module.Instance(), 0u);
+  EXPECT_EQ(ModuleName(module.Instance()), file.string());
+}
+
+// What a program is called by is up to whoever starts it.
+TEST(ModulePathname, IsTheProgramsFile_WhateverItWasCalledBy) {
+  const TemporaryFolder folder;
+  const std::string report = (folder.Path() / "report").string();
+  Process* process = nullptr;
+  ASSERT_EQ(Process_Launch(ProgramPath().c_str(), ("/bin/other --qz-child place " + report).c_str(), nullptr,
+                           &process),
+            Error_None);
+  EXPECT_TRUE(EndsWithinTenSeconds(process));
+  Process_Detach(process);
+  EXPECT_EQ(ReadChildReport(report).words,
+            (std::vector<std::string>{ProgramPath().string(), ProgramPath().string()}));
 }
 
 }  // namespace

@@ -1,19 +1,28 @@
 // The folders of a desktop session, and what stands in when variables or folders are missing.
 #include <gtest/gtest.h>
 #include <pwd.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <string>
-#include <tuple>
+#include <vector>
 
 #include "os/file/sysdir_internal.h"
+#include "os/platform/error.h"
+#include "os/platform/posix/program_posix.h"
 #include "os/platform/sysdirs.h"
+#include "qz/error.h"
 #include "qz/file.h"
 #include "qz/os.h"
+#include "qz/process.h"
+#include "qz/startup.h"
+#include "tests/support/child_program.h"
 #include "tests/support/environment.h"
 #include "tests/support/error_capture.h"
+#include "tests/support/file_system.h"
 #include "tests/support/os_session.h"
 
 namespace {
@@ -21,6 +30,7 @@ namespace {
 namespace fs = std::filesystem;
 using platform::FindFallbackParent;
 using platform::FindSystemFolder;
+using platform::ParentSearch;
 using platform::SystemFolder;
 
 class UserFolders : public testing::Test {
@@ -29,15 +39,31 @@ class UserFolders : public testing::Test {
     OS_Exit(0);
     iSysDir_Exit();
   }
-  static std::string Find(SystemFolder folder, const char* applicationFolder = nullptr) {
+  static std::string Find(SystemFolder folder) {
     char name[1024] = "";
-    return FindSystemFolder(folder, applicationFolder, name) ? name : "(none)";
+    return FindSystemFolder(folder, name) ? name : "(none)";
   }
   static std::string FallbackParent(const std::string& applicationFolder) {
     char name[1024] = "";
-    return FindFallbackParent(applicationFolder.c_str(), name) ? name : "(none)";
+    switch (FindFallbackParent(applicationFolder.c_str(), name)) {
+      case ParentSearch::kFound:
+        return name;
+      case ParentSearch::kTooLong:
+        return "(too long)";
+      case ParentSearch::kFailed:
+        break;
+    }
+    return "(error " + std::to_string(platform::LastSystemError()) + ")";
   }
-  std::string Below(const char* name) const { return (home_.Path() / name).string(); }
+  // The temporary directory is a folder of this test's own, and there is no cache folder.
+  std::string PrivateFolder() const { return Below("tmp/qz-" + std::to_string(geteuid())); }
+  void LeaveOnlyTheTemporaryDirectory() {
+    fs::create_directory(Below("tmp"));
+    std::ofstream(Below("plain")) << "x";
+    setenv("TMPDIR", Below("tmp").c_str(), 1);
+    setenv("XDG_CACHE_HOME", Below("plain/cache").c_str(), 1);
+  }
+  std::string Below(const std::string& name) const { return (home_.Path() / name).string(); }
 
   TemporaryFolder home_;
   ScopedVariable homeVariable_{"HOME", home_.Path().c_str()};
@@ -47,18 +73,16 @@ class UserFolders : public testing::Test {
   ScopedVariable temporary_{"TMPDIR", nullptr};
 };
 
-TEST_F(UserFolders, StandBelowTheHomeFolder_WithMissingParentsCreated) {
+TEST_F(UserFolders, StandBelowTheHomeFolder_AndAreNotMade) {
   EXPECT_EQ(Find(SystemFolder::kStartup), Below(".config/autostart"));
   EXPECT_EQ(Find(SystemFolder::kPrograms), Below(".local/share/applications"));
-  EXPECT_TRUE(fs::is_directory(Below(".config")));
-  EXPECT_TRUE(fs::is_directory(Below(".local/share")));
+  EXPECT_TRUE(fs::is_empty(home_.Path()));
 }
 
 TEST_F(UserFolders, FollowTheirVariables) {
   const ScopedVariable config("XDG_CONFIG_HOME", Below("deep/er/config").c_str());
   const ScopedVariable data("XDG_DATA_HOME", (Below("data") + "/").c_str());
   EXPECT_EQ(Find(SystemFolder::kStartup), Below("deep/er/config/autostart"));
-  EXPECT_TRUE(fs::is_directory(Below("deep/er/config")));
   EXPECT_EQ(Find(SystemFolder::kPrograms), Below("data/applications"));
 }
 
@@ -95,44 +119,205 @@ TEST_F(UserFolders, AreNone_WhenTheNameDoesNotFit) {
   EXPECT_EQ(Find(SystemFolder::kStartup), "(none)");
 }
 
+TEST_F(UserFolders, AreNone_WithoutAHomeFolder) {
+  std::ofstream(Below("plain")) << "x";
+  for (const std::string& home : {std::string("/nonexistent"), Below("plain")}) {
+    const ScopedVariable variable("HOME", home.c_str());
+    EXPECT_EQ(Find(SystemFolder::kStartup), "(none)");
+    EXPECT_EQ(Find(SystemFolder::kPrograms), "(none)");
+    EXPECT_EQ(Find(SystemFolder::kDesktop), "(none)");
+  }
+}
+
 TEST_F(UserFolders, TakeTheProgramsOwnFolders_WhereTheProgramsFolderCannotBeWritten) {
   EXPECT_EQ(FallbackParent(home_.Path().string()), home_.Path().string());
   EXPECT_EQ(FallbackParent("/nonexistent/folder"), Below(".cache"));
   EXPECT_TRUE(fs::is_directory(Below(".cache")));
-  const ScopedVariable cache("XDG_CACHE_HOME", Below("a/b/c").c_str());
-  EXPECT_EQ(FallbackParent("/nonexistent/folder"), Below("a/b/c"));
-  EXPECT_TRUE(fs::is_directory(Below("a/b/c")));
+  fs::create_directory(Below("a"));
+  const ScopedVariable cache("XDG_CACHE_HOME", Below("a/b").c_str());
+  EXPECT_EQ(FallbackParent("/nonexistent/folder"), Below("a/b"));
+  EXPECT_TRUE(fs::is_directory(Below("a/b")));
 }
 
-TEST_F(UserFolders, LeaveTheProgramsFolder_WhenTheCacheCannotBeMadeEither) {
-  std::ofstream(Below("plain")) << "x";
-  const ScopedVariable cache("XDG_CACHE_HOME", Below("plain/cache").c_str());
-  EXPECT_EQ(FallbackParent("/nonexistent/folder"), "/nonexistent/folder");
+TEST_F(UserFolders, MakeNoHomeAndNoParents) {
+  LeaveOnlyTheTemporaryDirectory();
+  setenv("XDG_CACHE_HOME", Below("missing/cache").c_str(), 1);
+  EXPECT_EQ(FallbackParent("/nonexistent/folder"), PrivateFolder());
+  unsetenv("XDG_CACHE_HOME");
+  const ScopedVariable home("HOME", Below("missing").c_str());
+  EXPECT_EQ(FallbackParent("/nonexistent/folder"), PrivateFolder());
+  EXPECT_FALSE(fs::exists(Below("missing")));
+}
+
+TEST_F(UserFolders, LieInAPrivateFolder_WhenTheCacheCannotBeMadeEither) {
+  LeaveOnlyTheTemporaryDirectory();
+  EXPECT_EQ(FallbackParent("/nonexistent/folder"), PrivateFolder());
+  EXPECT_EQ(fs::status(PrivateFolder()).permissions(), fs::perms::owner_all);
+  EXPECT_EQ(FallbackParent("/nonexistent/folder"), PrivateFolder()) << "and is found there again";
+}
+
+TEST_F(UserFolders, LieInAPrivateFolder_WhenTheCacheCannotBeWritten) {
+  LeaveOnlyTheTemporaryDirectory();
+  fs::create_directory(Below("cache"));
+  setenv("XDG_CACHE_HOME", Below("cache").c_str(), 1);
+  fs::permissions(home_.Path(), fs::perms::all);
+  fs::permissions(Below("tmp"), fs::perms::all);
+  const WriteProtection protection(Below("cache"));
+  EXPECT_EQ(FallbackParent("/nonexistent/folder"), PrivateFolder());
+}
+
+TEST_F(UserFolders, AreRefused_WhenThePrivateFolderIsSomebodyElses) {
+  LeaveOnlyTheTemporaryDirectory();
+  const std::string elsewhere = Below("elsewhere");
+  fs::create_directory(elsewhere);
+  fs::permissions(elsewhere, fs::perms::owner_all);
+  fs::create_directory_symlink(elsewhere, PrivateFolder());
+  EXPECT_EQ(FallbackParent("/nonexistent/folder"), "(error 5)") << "a link";
+  fs::remove(PrivateFolder());
+  std::ofstream(PrivateFolder()) << "x";
+  EXPECT_EQ(FallbackParent("/nonexistent/folder"), "(error 5)") << "a file";
+  fs::remove(PrivateFolder());
+  fs::create_directory(PrivateFolder());
+  for (const fs::perms others : {fs::perms::group_exec, fs::perms::others_write, fs::perms::others_read}) {
+    fs::permissions(PrivateFolder(), fs::perms::owner_all | others);
+    EXPECT_EQ(FallbackParent("/nonexistent/folder"), "(error 5)") << static_cast<int>(others);
+  }
+  fs::permissions(PrivateFolder(), fs::perms::owner_all);
+  EXPECT_EQ(FallbackParent("/nonexistent/folder"), PrivateFolder());
+}
+
+// Only root can give a folder away.
+TEST_F(UserFolders, AreRefused_WhenAnotherUserOwnsThePrivateFolder) {
+  LeaveOnlyTheTemporaryDirectory();
+  if (geteuid() != 0) return;
+  fs::create_directory(PrivateFolder());
+  fs::permissions(PrivateFolder(), fs::perms::owner_all);
+  ASSERT_EQ(chown(PrivateFolder().c_str(), 65534, 65534), 0);
+  EXPECT_EQ(FallbackParent("/nonexistent/folder"), "(error 5)");
+}
+
+// ---- starts ------------------------------------------------------------------------------------
+
+TEST_F(UserFolders, AreNotMadeByAStart) {
+  const OSPlaces places("qzhome" + std::to_string(ProgramNumber()));
+  const ScopedVariable home("HOME", home_.Path().c_str());
+  const ScopedVariable config("XDG_CONFIG_HOME", nullptr);
+  const ScopedVariable data("XDG_DATA_HOME", nullptr);
+  ASSERT_EQ(OS_Init(places.ApplicationName().c_str(), 1, places.Folder().Name("x.log").c_str(), 0),
+            Error_None);
+  char name[1024] = "";
+  EXPECT_EQ(File_GetSysDir(SysDir_Startup, name), Error_None);
+  EXPECT_EQ(name, Below(".config/autostart"));
+  EXPECT_EQ(File_GetSysDir(SysDir_Programs, name), Error_None);
+  EXPECT_EQ(name, Below(".local/share/applications"));
+  EXPECT_EQ(Startup_InstallSelf(), Error_System);
+  EXPECT_EQ(Startup_UninstallSelf(), Error_NotFound);
+  EXPECT_TRUE(fs::is_empty(home_.Path()));
+}
+
+TEST_F(UserFolders, MayBeMissingAtAStart) {
+  const OSPlaces places("qznohome" + std::to_string(ProgramNumber()));
+  const ScopedVariable home("HOME", "/nonexistent");
+  const ScopedVariable config("XDG_CONFIG_HOME", nullptr);
+  const ScopedVariable data("XDG_DATA_HOME", nullptr);
+  ErrorCapture errors;
+  ASSERT_EQ(OS_Init(places.ApplicationName().c_str(), 1, places.Folder().Name("x.log").c_str(), 0),
+            Error_None);
+  EXPECT_TRUE(errors.Lines().empty());
+  for (const int32_t id : {SysDir_Startup, SysDir_Programs}) {
+    char name[1024] = "as was";
+    EXPECT_EQ(File_GetSysDir(id, name), Error_NotFound);
+    EXPECT_STREQ(name, "");
+  }
+  EXPECT_EQ(Startup_InstallSelf(), Error_NotFound);
 }
 
 TEST_F(UserFolders, AreTheDesktopOfOSInit) {
   const OSPlaces places("qzdesktop" + std::to_string(ProgramNumber()));
   const fs::path desktop = fs::path(getenv("HOME")) / "Desktop";
   fs::create_directory(desktop);
-  ASSERT_EQ(OS_Init(places.ApplicationName().c_str(), 1, places.Folder().Name("x.log").c_str(), 0), 0);
+  ASSERT_EQ(OS_Init(places.ApplicationName().c_str(), 1, places.Folder().Name("x.log").c_str(), 0),
+            Error_None);
   char name[1024] = "";
-  EXPECT_EQ(File_GetSysDir(SysDir_Desk, name), 0);
+  EXPECT_EQ(File_GetSysDir(SysDir_Desk, name), Error_None);
   EXPECT_EQ(name, desktop.string());
   EXPECT_FALSE(fs::exists(ProgramPath().parent_path() / (places.ApplicationName() + "Desk")));
 }
 
-// The status of the lookup, "exists", is not passed on for a folder without a fallback.
-TEST_F(UserFolders, FailTheStartWithNotFound_WhenAFileStandsInTheirPlace) {
-  const OSPlaces places("qzplain" + std::to_string(ProgramNumber()));
-  ErrorCapture errors;
-  for (const auto& [variable, folder, id] :
-       {std::tuple{"XDG_CONFIG_HOME", "autostart", "5"}, std::tuple{"XDG_DATA_HOME", "applications", "7"}}) {
-    const ScopedVariable parent(variable, home_.Path().c_str());
-    std::ofstream(Below(folder)) << "x";
-    EXPECT_EQ(OS_Init(places.ApplicationName().c_str(), 1, places.Folder().Name("x.log").c_str(), 0), -3);
-    EXPECT_EQ(errors.Lines()[errors.Lines().size() - 2],
-              std::string("#### Error: OS_Init: File: Can't update system directory ") + id + "\n");
+// What a program in a folder that it may not write does at its start: it says where its folders are.
+class ProtectedStart : public UserFolders {
+ protected:
+  // The statuses and names of a start in a child that runs from a write-protected copy of this program.
+  ChildReport StartFromProtectedFolder() {
+    fs::create_directory(Below("program"));
+    fs::copy_file(ProgramPath(), Below("program/copy"));
+    fs::permissions(home_.Path(), fs::perms::all);
+    if (fs::exists(Below("tmp"))) fs::permissions(Below("tmp"), fs::perms::all);
+    fs::permissions(Below("program"), fs::perms(0555));
+    const std::string report = Below("report");
+    Process* process = nullptr;
+    EXPECT_EQ(Process_Launch(nullptr, (Below("program/copy") + " --qz-child start " + report).c_str(),
+                             nullptr, &process),
+              Error_None);
+    EXPECT_TRUE(EndsWithinTenSeconds(process));
+    fs::permissions(Below("program"), fs::perms::owner_all);
+    Process_Detach(process);
+    return ReadChildReport(report);
   }
+};
+
+TEST_F(ProtectedStart, PutsTheProgramsFoldersAndItsLogIntoThePrivateFolder) {
+  LeaveOnlyTheTemporaryDirectory();
+  const ChildReport report = StartFromProtectedFolder();
+  EXPECT_EQ(report.words.size(), 9u);
+  const std::string folder = report.words.size() > 2 ? fs::path(report.words[3]).parent_path().string() : "";
+  EXPECT_EQ(fs::path(folder).parent_path().string(), Below("tmp"));
+  EXPECT_EQ(report.words,
+            (std::vector<std::string>{"0", Below("program"), Below("tmp"), folder + "/qzchildCache",
+                                      folder + "/qzchildDesk", folder + "/qzchildPrefs",
+                                      Below(".config/autostart"), "/", Below(".local/share/applications")}));
+  EXPECT_TRUE(fs::exists(folder + "/qzchild.log"));
+  EXPECT_FALSE(fs::exists(Below(".config")));
+}
+
+// ---- the program's own folder -------------------------------------------------------------------
+
+// As where the system's /proc is missing: only what it handed over at the start is known.
+class WithoutProgramLink : public testing::Test {
+ protected:
+  void SetUp() override { platform::programLink = "/nonexistent/exe"; }
+  void TearDown() override { platform::programLink = "/proc/self/exe"; }
+};
+
+TEST_F(WithoutProgramLink, IsTheFolderOfTheNameThatTheProgramWasStartedBy) {
+  char name[1024] = "";
+  ASSERT_TRUE(platform::FindProgramPathname(name));
+  EXPECT_EQ(name, ProgramPath().string());
+  ASSERT_TRUE(FindSystemFolder(SystemFolder::kApplication, name));
+  EXPECT_EQ(name, ProgramPath().parent_path().string());
+}
+
+TEST_F(WithoutProgramLink, IsNeverTheCurrentFolder) {
+  const TemporaryFolder folder;
+  const fs::path before = fs::current_path();
+  fs::current_path(folder.Path());
+  char name[1024] = "";
+  EXPECT_TRUE(platform::FindProgramPathname(name));
+  EXPECT_EQ(name, ProgramPath().string());
+  fs::current_path(before);
+  EXPECT_FALSE(platform::TakesCurrentForApplicationFolder());
+}
+
+// Started by a relative name, the program is looked for where that name led at its start.
+TEST(ProgramStartedByARelativeName, IsFoundAfterTheCurrentFolderChanged) {
+  const TemporaryFolder folder;
+  fs::create_directory(folder.Path() / "sub");
+  fs::copy_file(ProgramPath(), folder.Path() / "sub" / "copy");
+  const std::string report = (folder.Path() / "report").string();
+  const std::string command = "cd '" + folder.Path().string() + "' && sub/copy --qz-child place " + report;
+  ASSERT_EQ(system(command.c_str()), 0);
+  const std::string program = (folder.Path() / "sub" / "copy").string();
+  EXPECT_EQ(ReadChildReport(report).words, (std::vector<std::string>{program, program}));
 }
 
 }  // namespace

@@ -9,6 +9,7 @@
 
 #include "os/file/sysdir_internal.h"
 #include "os/platform/sysdirs.h"
+#include "qz/error.h"
 #include "qz/file.h"
 #include "qz/os.h"
 #include "qz/winosregistry.h"
@@ -51,7 +52,7 @@ class ShellFolders : public testing::Test {
   }
   std::string Directory(int32_t id) {
     char buffer[1024] = "";
-    EXPECT_EQ(File_GetSysDir(id, buffer), 0) << id;
+    EXPECT_EQ(File_GetSysDir(id, buffer), Error_None) << id;
     return buffer;
   }
   // The first of the two lines that a failed start leaves behind.
@@ -66,16 +67,24 @@ class ShellFolders : public testing::Test {
 TEST_F(ShellFolders, AreTakenFromTheirValues_AndCreated) {
   Put("Startup", REG_SZ, Below("start"));
   Put("Programs", REG_SZ, Below("menu"));
-  ASSERT_EQ(Init(), 0);
+  ASSERT_EQ(Init(), Error_None);
   EXPECT_EQ(Directory(SysDir_Startup), places_.Folder().Name("start"));
   EXPECT_EQ(Directory(SysDir_Programs), places_.Folder().Name("menu"));
   EXPECT_TRUE(fs::is_directory(Below("start")));
   EXPECT_TRUE(fs::is_directory(Below("menu")));
 }
 
+TEST_F(ShellFolders, FailTheStartWithNotFound_WhenNothingIsStartedAtLogOn) {
+  EXPECT_EQ(Init(), Error_NotFound);
+  EXPECT_EQ(errors_.Lines(),
+            (std::vector<std::string>{
+                "#### Error: OS_Init: File: Can't update system directory 5\n",
+                "#### Error: OS_Init: Couldn't initialize default file system directories!\n"}));
+}
+
 TEST_F(ShellFolders, FailTheStartWithNotFound_WhenTheProgramsHaveNone) {
   Put("Startup", REG_SZ, Below("start"));
-  EXPECT_EQ(Init(), -3);
+  EXPECT_EQ(Init(), Error_NotFound);
   EXPECT_EQ(FirstLine(), "#### Error: OS_Init: File: Can't update system directory 7\n");
 }
 
@@ -84,12 +93,12 @@ TEST_F(ShellFolders, FailTheStartWithNotFound_WhenTheValueNamesNoFolder) {
   Put("Programs", REG_SZ, Below("menu"));
   for (const std::string& value : {std::string(), Below("plain"), Below("plain") + "\\start"}) {
     Put("Startup", REG_SZ, value);
-    EXPECT_EQ(Init(), -3) << value;
+    EXPECT_EQ(Init(), Error_NotFound) << value;
   }
   Put("Startup", REG_BINARY, Below("start"));
-  EXPECT_EQ(Init(), -3) << "no text";
+  EXPECT_EQ(Init(), Error_NotFound) << "no text";
   Put("Startup", REG_SZ, "C:\\" + std::string(1500, 'x'));
-  EXPECT_EQ(Init(), -3) << "too long";
+  EXPECT_EQ(Init(), Error_NotFound) << "too long";
   EXPECT_EQ(FirstLine(), "#### Error: OS_Init: File: Can't update system directory 5\n");
   EXPECT_EQ(errors_.Lines().size(), 10u);
 }
@@ -98,7 +107,7 @@ TEST(TemporaryFolderHere, KeepsTheSeparatorOfADriveRootOnly) {
   const auto find = [](const char* folder) {
     const ScopedTemporaryVariable temporary(folder);
     char name[1024] = "";
-    EXPECT_TRUE(platform::FindSystemFolder(platform::SystemFolder::kTemporary, nullptr, name)) << folder;
+    EXPECT_TRUE(platform::FindSystemFolder(platform::SystemFolder::kTemporary, name)) << folder;
     return std::string(name);
   };
   EXPECT_EQ(find("C:\\"), "C:\\");
@@ -110,7 +119,7 @@ TEST_F(ShellFolders, GoWithATemporaryFolderThatIsADriveRoot) {
   const ScopedTemporaryVariable temporary("C:\\");
   Put("Startup", REG_SZ, Below("start"));
   Put("Programs", REG_SZ, Below("menu"));
-  ASSERT_EQ(Init(), 0);
+  ASSERT_EQ(Init(), Error_None);
   EXPECT_EQ(Directory(SysDir_Temp), "/C|/");
 }
 
