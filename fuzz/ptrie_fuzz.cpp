@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "os/core/memory_internal.h"
+#include "os/core/memory_testing.h"
 #include "qz/error.h"
 #include "qz/ptrie.h"
 #include "tests/support/container_models.h"

@@ -6,7 +6,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "os/core/os_internal.h"
+#include "os/core/os_testing.h"
 #include "os/platform/clock.h"
 #include "qz/error.h"
 

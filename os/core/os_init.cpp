@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "os/core/os_internal.h"
+#include "os/core/os_testing.h"
 #include "os/core/socketlayer_internal.h"
 #include "os/file/sysdir_internal.h"
 #include "os/platform/clock.h"
@@ -21,6 +22,7 @@ namespace {
 constexpr size_t kNameBytes = 1024;
 constexpr uint32_t kIdentifierSlots = 3;
 constexpr uint32_t kApplicationIdentifier = 0;
+constexpr int32_t kLittleEndian = 0;
 
 constexpr uint32_t BitOf(int32_t code) {
   return 1u << (static_cast<uint32_t>(code) % 32u);
@@ -31,23 +33,15 @@ struct Request {
   uint32_t seenCodes = 0;
   const char* logPath = nullptr;
   Word instance = 0;
-  Word instanceWord = 0;
   const void* identifier = nullptr;
 
   bool Has(int32_t code) const { return (seenCodes & BitOf(code)) != 0; }
 };
 
-struct Instance {
-  Word handle;
-  // Kept: stored and never read; the list of code 4 has carried it from the beginning.
-  Word word;
-};
-
 std::atomic<uint32_t> initialisedCodes{0};
 char applicationName[kNameBytes];
 char companyName[kNameBytes];
-int32_t processorEndian = 0;
-Instance moduleInstance;
+Word moduleInstance = 0;
 std::atomic<ErrorCode (*)()> socketStart{nullptr};
 
 const char* NullWhenEmpty(const char* text) {
@@ -82,7 +76,8 @@ ErrorCode ParseCodes(va_list list, Request* request) {
         break;
       case OSInitCode_Instance:
         request->instance = va_arg(list, Word);
-        request->instanceWord = va_arg(list, Word);
+        // Kept: read and dropped; the list of code 4 has carried a second word from the beginning.
+        (void)va_arg(list, Word);
         break;
       case OSInitCode_Identifier:
         request->identifier = va_arg(list, const void*);
@@ -102,7 +97,7 @@ void ClearIdentifiers() {
 
 ErrorCode ApplyServices(const Request& request) {
   if (!request.Has(OSInitCode_Platform)) return Error_None;
-  if (request.Has(OSInitCode_Instance)) moduleInstance = {request.instance, request.instanceWord};
+  if (request.Has(OSInitCode_Instance)) moduleInstance = request.instance;
   if (request.Has(OSInitCode_OLE) && !platform::StartOle()) {
     Error("OleInitialize(NULL) failed!");
     platform::StopOle();
@@ -119,7 +114,7 @@ void UndoServices(uint32_t codes) {
   if ((codes & BitOf(OSInitCode_Platform)) == 0) return;
   if ((codes & BitOf(OSInitCode_OLE)) != 0) platform::StopOle();
   if ((codes & BitOf(OSInitCode_Identifier)) != 0) ClearIdentifiers();
-  if ((codes & BitOf(OSInitCode_Instance)) != 0) moduleInstance = {};
+  if ((codes & BitOf(OSInitCode_Instance)) != 0) moduleInstance = 0;
 }
 
 void SetApplicationName(const char* name) {
@@ -146,7 +141,6 @@ ErrorCode Start(const char* name, const Request& request) {
     iSysDir_CloseLog();
     return status;
   }
-  processorEndian = 0;
   srand(static_cast<unsigned>(platform::MonotonicMilliseconds()));
   initialisedCodes.store(request.seenCodes);
   return Error_None;
@@ -159,7 +153,7 @@ bool iOS_IsInited() {
 }
 
 Word iOS_GetInstance() {
-  return moduleInstance.handle;
+  return moduleInstance;
 }
 
 void iOS_SetSocketStart(ErrorCode (*start)()) {
@@ -169,7 +163,7 @@ void iOS_SetSocketStart(ErrorCode (*start)()) {
 ErrorCode OS_Init(const char* name, ...) {
   if (iOS_IsInited()) return Error_Inited;
   companyName[0] = '\0';
-  moduleInstance = {};
+  moduleInstance = 0;
   Request request;
   va_list list;
   va_start(list, name);
@@ -198,5 +192,5 @@ const char* OS_GetCompanyName() {
 }
 
 int32_t OS_GetProcessorEndian() {
-  return processorEndian;
+  return kLittleEndian;
 }

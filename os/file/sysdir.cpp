@@ -10,7 +10,6 @@
 
 #include "os/core/error_internal.h"
 #include "os/core/lock_internal.h"
-#include "os/core/os_internal.h"
 #include "os/file/file_internal.h"
 #include "os/file/sysdir_internal.h"
 #include "os/platform/sysdirs.h"

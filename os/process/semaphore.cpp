@@ -1,27 +1,24 @@
-// Counting semaphores with time-outs.
+// Counting semaphores with time-outs. The handle that callers hold is the system's own.
 #include "qz/semaphore.h"
 
-#include "os/core/memory_internal.h"
 #include "os/platform/semaphore.h"
 #include "qz/error.h"
-#include "qz/memory.h"
 
-struct Semaphore {
-  platform::SystemSemaphore* system;
-};
+namespace {
+
+platform::SystemSemaphore* SystemOf(Semaphore* semaphore) {
+  return reinterpret_cast<platform::SystemSemaphore*>(semaphore);
+}
+
+}  // namespace
 
 Semaphore* Semaphore_New(int32_t initialCount, int32_t maximumCount) {
-  auto* semaphore = static_cast<Semaphore*>(iMemory_NewCleared(sizeof(Semaphore)));
-  if (semaphore == nullptr) return nullptr;
-  semaphore->system = platform::NewSemaphore(initialCount, maximumCount);
-  if (semaphore->system != nullptr) return semaphore;
-  Memory_Delete(semaphore);
-  return nullptr;
+  return reinterpret_cast<Semaphore*>(platform::NewSemaphore(initialCount, maximumCount));
 }
 
 ErrorCode Semaphore_Wait(Semaphore* semaphore, uint32_t timeoutMilliseconds) {
   if (semaphore == nullptr) return Error_Invalid;
-  switch (platform::WaitSemaphore(semaphore->system, timeoutMilliseconds)) {
+  switch (platform::WaitSemaphore(SystemOf(semaphore), timeoutMilliseconds)) {
     case platform::WaitResult::kAcquired:
       return Error_None;
     case platform::WaitResult::kTimedOut:
@@ -34,11 +31,9 @@ ErrorCode Semaphore_Wait(Semaphore* semaphore, uint32_t timeoutMilliseconds) {
 
 ErrorCode Semaphore_Signal(Semaphore* semaphore) {
   if (semaphore == nullptr) return Error_Invalid;
-  return platform::SignalSemaphore(semaphore->system) ? Error_None : Error_Fail;
+  return platform::SignalSemaphore(SystemOf(semaphore)) ? Error_None : Error_Fail;
 }
 
 void Semaphore_Delete(Semaphore* semaphore) {
-  if (semaphore == nullptr) return;
-  platform::DeleteSemaphore(semaphore->system);
-  Memory_Delete(semaphore);
+  if (semaphore != nullptr) platform::DeleteSemaphore(SystemOf(semaphore));
 }

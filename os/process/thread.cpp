@@ -20,7 +20,6 @@ struct Thread {
   ThreadFunction function = nullptr;
   void* argument = nullptr;
   std::atomic<int32_t> exitCode{Error_NotInited};
-  std::atomic<uint32_t> identifier{0};
   platform::ThreadStart start{};
   bool ended = false;
 };
@@ -39,7 +38,6 @@ void FreeRecord(Thread* thread) {
 
 int32_t RunThread(void* argument) {
   auto* thread = static_cast<Thread*>(argument);
-  thread->identifier.store(platform::CurrentThreadIdentifier());
   {
     LibraryLock lock;
     thread->flags.fetch_or(kRunning);

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "net/ftpc_internal.h"
-#include "os/core/memory_internal.h"
+#include "os/core/memory_testing.h"
 #include "qz/directory.h"
 #include "qz/file.h"
 #include "tests/net/ftpc_fixture.h"

@@ -9,7 +9,7 @@
 #include <string>
 
 #include "net/url_internal.h"
-#include "os/core/memory_internal.h"
+#include "os/core/memory_testing.h"
 #include "qz/error.h"
 #include "qz/memory.h"
 #include "tests/support/fail_allocation.h"

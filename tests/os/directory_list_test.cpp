@@ -8,7 +8,7 @@
 #include <thread>
 #include <vector>
 
-#include "os/core/os_internal.h"
+#include "os/core/os_testing.h"
 #include "os/file/directory_testing.h"
 #include "qz/directory.h"
 #include "qz/error.h"

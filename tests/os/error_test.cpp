@@ -12,7 +12,7 @@
 
 #include "os/core/error_internal.h"
 #include "os/core/error_testing.h"
-#include "os/core/memory_internal.h"
+#include "os/core/memory_testing.h"
 #include "qz/file.h"
 #include "tests/support/debug_channel.h"
 #include "tests/support/error_capture.h"

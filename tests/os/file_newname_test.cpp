@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "os/core/os_internal.h"
+#include "os/core/os_testing.h"
 #include "os/file/file_internal.h"
 #include "qz/directory.h"
 #include "qz/error.h"

@@ -4,8 +4,10 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <thread>
 
 #include "os/core/memory_internal.h"
+#include "os/core/memory_testing.h"
 
 namespace {
 
@@ -21,6 +23,15 @@ TEST(Memory, CountsBlocksThatAreAlive) {
   Memory_Delete(second);
   Memory_Delete(third);
   Memory_Delete(nullptr);
+  EXPECT_EQ(iMemory_CountLive(), before);
+}
+
+TEST(Memory, CountsInEveryThread) {
+  const int64_t before = iMemory_CountLive();
+  void* block = nullptr;
+  std::thread([&block] { block = Memory_New(10); }).join();
+  EXPECT_EQ(iMemory_CountLive(), before + 1);
+  std::thread([block] { Memory_Delete(block); }).join();
   EXPECT_EQ(iMemory_CountLive(), before);
 }
 

@@ -6,7 +6,7 @@
 #include <cstring>
 #include <limits>
 
-#include "os/core/os_internal.h"
+#include "os/core/os_testing.h"
 #include "qz/os.h"
 
 namespace {

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "os/core/os_internal.h"
+#include "os/core/os_testing.h"
 #include "os/file/sysdir_internal.h"
 #include "qz/error.h"
 #include "qz/file.h"
@@ -188,6 +189,13 @@ TEST_F(OSInit, EmptiesTheIdentifierTable_WhenItSetsItsOwn) {
   ASSERT_EQ(OS_Init(Name(), 2, 6, kGuid, 0), 0);
   EXPECT_EQ(WinOSRegistry_GetID(0), kGuid);
   EXPECT_EQ(WinOSRegistry_GetID(2), nullptr);
+}
+
+TEST_F(OSInit, ExitLeavesTheServices_WithoutThePlatformCode) {
+  ASSERT_EQ(OS_Init(Name(), 4, instance_, Word{0}, 5, 6, kGuid, 0), Error_None);
+  WinOSRegistry_SetID(1, kOtherGuid);
+  OS_Exit(0);
+  EXPECT_EQ(WinOSRegistry_GetID(1), kOtherGuid);
 }
 
 TEST_F(OSInit, ExitUndoesWhatTheListAskedFor) {

@@ -6,8 +6,8 @@
 #include <fstream>
 #include <string>
 
-#include "os/core/memory_internal.h"
-#include "os/core/os_internal.h"
+#include "os/core/memory_testing.h"
+#include "os/core/os_testing.h"
 #include "os/file/sysdir_internal.h"
 #include "os/platform/process.h"
 #include "qz/error.h"

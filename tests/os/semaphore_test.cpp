@@ -6,6 +6,7 @@
 #include <atomic>
 #include <chrono>
 
+#include "os/core/memory_testing.h"
 #include "qz/os.h"
 #include "qz/thread.h"
 #include "tests/support/fail_allocation.h"
@@ -113,6 +114,14 @@ TEST(Semaphore, GivesNull_WhenMemoryRunsOut) {
     EXPECT_EQ(Semaphore_Wait(semaphore, 0), 0);
     Semaphore_Delete(semaphore);
   });
+}
+
+TEST(Semaphore, TakesOneBlockAtMost) {
+  const int64_t before = iMemory_CountLive();
+  Semaphore* semaphore = Semaphore_New(1, 1);
+  EXPECT_LE(iMemory_CountLive() - before, 1);
+  Semaphore_Delete(semaphore);
+  EXPECT_EQ(iMemory_CountLive(), before);
 }
 
 TEST(Semaphore, RefusesNull) {

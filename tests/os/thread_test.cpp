@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "os/core/lock_internal.h"
-#include "os/core/memory_internal.h"
+#include "os/core/memory_testing.h"
 #include "qz/memory.h"
 #include "qz/os.h"
 #include "qz/semaphore.h"

@@ -42,10 +42,25 @@ TEST(WinOSRegistryRoots, AreFoundByAWord_TheFirstOfTheOrderDeciding) {
     const char* text;
     Word root;
   } rows[] = {
-      {"HKLM_MACHINE", kLocalMachine}, {"HKEY_CURRENT_CONFIG", kCurrentUser}, {"my users", kUsers},
-      {"CURRENT_USERS", kUsers},       {"USER_ROOT", kClassesRoot},           {"LOCAL_CLASSES", kClassesRoot},
-      {"local user", kCurrentUser},    {"MACHINE_CURRENT", kCurrentUser},     {"Local", kLocalMachine},
+      {"HKLM_MACHINE", kLocalMachine},
+      {"HKEY_CURRENT_CONFIG", kCurrentUser},
+      {"my users", kUsers},
+      {"CURRENT_USERS", kUsers},
+      {"USER_ROOT", kClassesRoot},
+      {"LOCAL_CLASSES", kClassesRoot},
+      {"local user", kCurrentUser},
+      {"MACHINE_CURRENT", kCurrentUser},
+      {"Local", kLocalMachine},
       {"xMACHINEx", kLocalMachine},
+      {"ROOT_USERS", kUsers},
+      {"CLASSES_USERS", kUsers},
+      {"LOCAL_USERS", kUsers},
+      {"USER_CLASSES", kClassesRoot},
+      {"CURRENT_CLASSES", kClassesRoot},
+      {"CURRENT_ROOT", kClassesRoot},
+      {"MACHINE_ROOT", kClassesRoot},
+      {"LOCAL_CURRENT", kCurrentUser},
+      {"MACHINE_USER", kCurrentUser},
   };
   for (const auto& row : rows) EXPECT_EQ(WinOSRegistry_StringToHKEY(row.text), row.root) << row.text;
 }
@@ -230,6 +245,14 @@ TEST_F(WinOSRegistryIdentifiers, ArePrintedAsGuidText) {
   char buffer[39];
   EXPECT_EQ(WinOSRegistry_GetIDString(1, buffer), buffer);
   EXPECT_STREQ(buffer, "{12345678-9ABC-DEF0-0102-0A0BC0D0E0FF}");
+}
+
+TEST_F(WinOSRegistryIdentifiers, KeepTheirLeadingZeros) {
+  constexpr uint8_t kSmallGuid[16] = {0x01, 0, 0, 0, 0x02, 0, 0x03, 0, 0, 0x04, 0, 0, 0, 0, 0, 0x05};
+  WinOSRegistry_SetID(1, kSmallGuid);
+  char buffer[39];
+  EXPECT_EQ(WinOSRegistry_GetIDString(1, buffer), buffer);
+  EXPECT_STREQ(buffer, "{00000001-0002-0003-0004-000000000005}");
 }
 
 TEST_F(WinOSRegistryIdentifiers, HaveNoText_WhenTheSlotIsEmpty) {

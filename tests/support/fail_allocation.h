@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-#include "os/core/memory_internal.h"
+#include "os/core/memory_testing.h"
 
 // scenario() runs the whole thing once, releases all it made, and returns nothing; it must check for itself
 // that each outcome is a documented one. No run may leave a block behind.

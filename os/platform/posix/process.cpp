@@ -1,6 +1,6 @@
 // Children by posix_spawn. A child that has ended stays in the system's table until it is asked for its end
-// ("reaped"); one that is let go of while it runs is kept in a list and asked for whenever this file is next
-// entered.
+// ("reaped"). One that is let go of while it runs waits in a queue; each launch and each detach asks for a
+// few of them, so that neither gets slower by what was started before.
 #include "os/platform/process.h"
 
 #include <dlfcn.h>
@@ -29,8 +29,12 @@ namespace {
 
 constexpr intptr_t kReaped = 0;
 
+// Asked for at a time. More than one comes with each detach, so that the queue gets shorter.
+constexpr int kAskedAtOnce = 2;
+
 // Guarded by the library-wide lock.
-Process* detachedProcesses = nullptr;
+Process* firstDetached = nullptr;
+Process** detachedEnd = &firstDetached;
 
 // ---- command line to words -------------------------------------------------------------------
 
@@ -148,31 +152,42 @@ bool AskWhetherRunning(Process* process) {
   return false;
 }
 
-void ReapDetached() {
-  Process** link = &detachedProcesses;
-  while (*link != nullptr) {
-    Process* process = *link;
-    if (AskWhetherRunning(process)) {
-      link = &process->nextDetached;
-      continue;
-    }
-    *link = process->nextDetached;
+void AppendDetached(Process* process) {
+  process->nextDetached = nullptr;
+  *detachedEnd = process;
+  detachedEnd = &process->nextDetached;
+}
+
+Process* TakeFirstDetached() {
+  Process* process = firstDetached;
+  if (process == nullptr) return nullptr;
+  firstDetached = process->nextDetached;
+  if (firstDetached == nullptr) detachedEnd = &firstDetached;
+  return process;
+}
+
+// Frees the record of a child that has ended; one that runs is asked for again later.
+void ReleaseOrAppend(Process* process) {
+  if (AskWhetherRunning(process)) {
+    AppendDetached(process);
+  } else {
     Memory_Delete(process);
+  }
+}
+
+void ReapSomeDetached() {
+  for (int asked = 0; asked < kAskedAtOnce; ++asked) {
+    Process* process = TakeFirstDetached();
+    if (process == nullptr) return;
+    ReleaseOrAppend(process);
   }
 }
 
 // ---- files of the program and its modules -------------------------------------------------------
 
-bool CopyPathname(const char* pathname, std::span<char> name) {
-  const size_t length = strlen(pathname);
-  if (length >= name.size()) return false;
-  memcpy(name.data(), pathname, length + 1);
-  return true;
-}
-
 bool Resolve(const char* pathname, std::span<char> name) {
   char resolved[PATH_MAX];
-  return realpath(pathname, resolved) != nullptr && CopyPathname(resolved, name);
+  return realpath(pathname, resolved) != nullptr && CopyName(resolved, name);
 }
 
 // A line of the system's map of this process: "begin-end access offset device inode   pathname". Gives the
@@ -199,7 +214,7 @@ bool FindMappedFile(uintptr_t address, std::span<char> name) {
     pathname = FileMappedAt(line, address);
   }
   fclose(map);
-  return pathname != nullptr && CopyPathname(pathname, name);
+  return pathname != nullptr && CopyName(pathname, name);
 }
 
 // The folder that a relative name of the program counts from; empty when it was started by a full name.
@@ -243,7 +258,7 @@ LaunchResult LaunchProcess(const char* pathname, const char* commandLine, const 
                            Process* process) {
   {
     LibraryLock lock;
-    ReapDetached();
+    ReapSomeDetached();
   }
   const TextList arguments = MakeArguments(commandLine, pathname);
   if (!arguments) return LaunchResult::kNoMemory;
@@ -265,15 +280,13 @@ LaunchResult LaunchProcess(const char* pathname, const char* commandLine, const 
 
 bool IsProcessActive(Process* process) {
   LibraryLock lock;
-  ReapDetached();
   return AskWhetherRunning(process);
 }
 
 void DetachProcess(Process* process) {
   LibraryLock lock;
-  process->nextDetached = detachedProcesses;
-  detachedProcesses = process;
-  ReapDetached();
+  ReapSomeDetached();
+  ReleaseOrAppend(process);
 }
 
 uint32_t CurrentProcessIdentifier() {
@@ -289,7 +302,7 @@ bool FindModulePathname(uintptr_t instance, std::span<char> name) {
   }
   // The loader has no name for the program itself.
   if (loaded->l_name[0] == '\0') return FindProgramPathname(name);
-  if (loaded->l_name[0] == '/') return CopyPathname(loaded->l_name, name);
+  if (loaded->l_name[0] == '/') return CopyName(loaded->l_name, name);
   // Loaded by a relative name, which meant another folder if the current one has changed since.
   return FindMappedFile(reinterpret_cast<uintptr_t>(module.dli_fbase), name) || Resolve(loaded->l_name, name);
 }

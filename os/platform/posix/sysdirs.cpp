@@ -18,13 +18,6 @@ namespace {
 
 constexpr size_t kPathBytes = 1024;
 
-bool CopyName(const char* source, std::span<char> name) {
-  const size_t length = strlen(source);
-  if (length >= name.size()) return false;
-  memmove(name.data(), source, length + 1);
-  return true;
-}
-
 // rest begins with the separator; one that the folder ends with is not doubled.
 bool JoinName(const char* folder, const char* rest, std::span<char> name) {
   size_t folderLength = strlen(folder);

@@ -7,6 +7,7 @@
 #include <link.h>
 #include <signal.h>
 #include <sys/resource.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -19,6 +20,7 @@
 #include "qz/os.h"
 #include "tests/support/child_program.h"
 #include "tests/support/environment.h"
+#include "tests/support/module.h"
 
 namespace {
 
@@ -96,6 +98,96 @@ TEST(ProcessIsActive, IsNotMisledByAnExitCode) {
   ASSERT_EQ(Process_Launch(nullptr, ChildCommand("exit 259").c_str(), nullptr, &process), 0);
   EXPECT_TRUE(EndsWithinTenSeconds(process));
   Process_Detach(process);
+}
+
+// A name without a folder means the current one; only the command line is looked for along the path.
+TEST(ProcessLaunchHere, LooksForAPathnameInTheCurrentFolderOnly) {
+  const TemporaryFolder folder;
+  const std::filesystem::path before = std::filesystem::current_path();
+  std::filesystem::current_path(folder.Path());
+  Process* process = nullptr;
+  EXPECT_EQ(Process_Launch("true", "true", nullptr, &process), Error_Fail);
+  EXPECT_EQ(process, nullptr);
+  std::filesystem::create_symlink("/bin/true", folder.Path() / "true");
+  EXPECT_EQ(Process_Launch("true", "true", nullptr, &process), Error_None);
+  std::filesystem::current_path(before);
+  EXPECT_TRUE(EndsWithinTenSeconds(process));
+  Process_Detach(process);
+}
+
+// ---- other people's children, and many of one's own -----------------------------------------------
+
+pid_t StartForeignChild(int exitCode) {
+  const pid_t child = fork();
+  if (child == 0) _exit(exitCode);
+  return child;
+}
+
+// Waits for the end of a child but leaves it in the system's table.
+void AwaitEnd(pid_t child) {
+  siginfo_t information = {};
+  EXPECT_EQ(waitid(P_PID, static_cast<id_t>(child), &information, WEXITED | WNOWAIT), 0);
+}
+
+void LaunchAndEnd() {
+  Process* process = nullptr;
+  ASSERT_EQ(Process_Launch("/bin/true", "true", nullptr, &process), Error_None);
+  AwaitEnd(static_cast<pid_t>(*reinterpret_cast<uint32_t*>(process)));
+  EXPECT_EQ(Process_IsActive(process), 0);
+  Process_Detach(process);
+}
+
+TEST(ProcessLaunchHere, LeavesTheApplicationsOwnChildrenAlone) {
+  const pid_t foreign = StartForeignChild(7);
+  AwaitEnd(foreign);
+  for (int i = 0; i < 3; ++i) LaunchAndEnd();
+  int status = 0;
+  ASSERT_EQ(waitpid(foreign, &status, 0), foreign);
+  EXPECT_EQ(WEXITSTATUS(status), 7);
+}
+
+// Children that run until they are told to end, and are let go of at once.
+class DetachedChildren {
+ public:
+  explicit DetachedChildren(int count) {
+    for (int i = 0; i < count; ++i) {
+      Process* process = nullptr;
+      const std::string command = ChildCommand("wait " + (folder_.Path() / "go").string());
+      EXPECT_EQ(Process_Launch(nullptr, command.c_str(), nullptr, &process), Error_None);
+      numbers_.push_back(static_cast<pid_t>(*reinterpret_cast<uint32_t*>(process)));
+      Process_Detach(process);
+    }
+  }
+  void End() {
+    std::ofstream(folder_.Path() / "go") << "now";
+    for (const pid_t number : numbers_) AwaitEnd(number);
+  }
+  int CountListed() const {
+    int listed = 0;
+    for (const pid_t number : numbers_) listed += IsProcessListed(static_cast<uint32_t>(number)) ? 1 : 0;
+    return listed;
+  }
+
+ private:
+  TemporaryFolder folder_;
+  std::vector<pid_t> numbers_;
+};
+
+TEST(ProcessDetach, LeavesNothingBehind_AndNoCallAsksForAllAtOnce) {
+  // Those of other tests first.
+  for (int i = 0; i < 30; ++i) LaunchAndEnd();
+  DetachedChildren children(6);
+  children.End();
+  EXPECT_EQ(children.CountListed(), 6);
+  Process* process = nullptr;
+  ASSERT_EQ(Process_Launch("/bin/true", "true", nullptr, &process), Error_None);
+  EXPECT_EQ(children.CountListed(), 4) << "a launch asks for two";
+  EXPECT_TRUE(EndsWithinTenSeconds(process));
+  EXPECT_EQ(children.CountListed(), 4) << "looking at one child asks for that one only";
+  Process_Detach(process);
+  EXPECT_EQ(children.CountListed(), 2);
+  LaunchAndEnd();
+  EXPECT_EQ(children.CountListed(), 0);
 }
 
 // ---- files of the program and its modules ---------------------------------------------------------

@@ -6,7 +6,10 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "os/core/memory_internal.h"
+#include <fstream>
+
+#include "os/core/memory_testing.h"
+#include "qz/os.h"
 
 namespace {
 
@@ -35,6 +38,32 @@ TEST(ThreadNew, GivesNullAndKeepsNothing_WhenTheSystemStartsNoThread) {
   ASSERT_EQ(waitpid(child, &status, 0), child);
   ASSERT_TRUE(WIFEXITED(status));
   EXPECT_EQ(WEXITSTATUS(status), 0);
+}
+
+// Of the address space that this process has reserved, stacks included.
+size_t ReservedBytes() {
+  std::ifstream statistics("/proc/self/statm");
+  size_t pages = 0;
+  statistics >> pages;
+  return pages * static_cast<size_t>(sysconf(_SC_PAGESIZE));
+}
+
+void RunThreadsOneByOne(int count) {
+  for (int i = 0; i < count; ++i) {
+    Thread* thread = Thread_New(EndAtOnce, nullptr);
+    ASSERT_NE(thread, nullptr);
+    while (Thread_ExitCode(thread) != 0 || Thread_IsRunning(thread) == 1) OS_Delay(0.0005f);
+    Thread_Delete(thread);
+  }
+}
+
+TEST(ThreadDelete, GivesTheStackBack) {
+  constexpr size_t kStackBytes = 1024 * 1024;
+  RunThreadsOneByOne(20);
+  const size_t before = ReservedBytes();
+  RunThreadsOneByOne(200);
+  // The system keeps some stacks for the threads to come, but not two hundred.
+  EXPECT_LT(ReservedBytes(), before + 60 * kStackBytes);
 }
 
 }  // namespace
