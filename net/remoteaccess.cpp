@@ -4,7 +4,7 @@
 #include <atomic>
 #include <cstring>
 
-#include "net/remoteaccess_internal.h"
+#include "net/remoteaccess_testing.h"
 #include "os/core/owned.h"
 #include "os/platform/clock.h"
 #include "qz/error.h"
@@ -24,9 +24,12 @@ constexpr uint32_t kHangUpLimitMilliseconds = 3000;
 // A list needs room for a name's byte, its terminator and the empty text that ends the list.
 constexpr uint32_t kListEndRoom = 2;
 
-// The look-up may run on two threads at once; both find the same, so the last one to store does no harm.
+// Two threads may look up at once; both find the same, so it does not matter which one stores last.
 std::atomic<bool> lookedUp{false};
 std::atomic<const DialCalls*> foundCalls{nullptr};
+
+constexpr RemoteAccessClock kSystemClock = {platform::MonotonicMilliseconds, platform::SleepMilliseconds};
+std::atomic<const RemoteAccessClock*> usedClock{&kSystemClock};
 
 void FreeBlock(void* block) {
   Memory_Delete(block);
@@ -55,7 +58,7 @@ bool ReadParameters(const DialCalls* calls, const char* entry, DialParameters* p
   return calls->GetParameters(parameters, hasPassword) == 0;
 }
 
-// Replaces a stored text; false when the new one does not fit.
+// Replaces a stored text unless the new one is null; false when it does not fit.
 template <size_t size>
 bool Replace(const char* text, char (&stored)[size]) {
   if (text == nullptr) return true;
@@ -82,7 +85,7 @@ ErrorCode Enumerate(uint32_t (*call)(Record*, uint32_t*, uint32_t*), OwnedBlock*
   Memory_Set(block->get(), room, 0);
   static_cast<Record*>(block->get())->size = sizeof(Record);
   if (call(static_cast<Record*>(block->get()), &sizeBytes, count) != 0) return Error_Fail;
-  // A service that counts more than it had room for is not believed.
+  // A service may count more than it had room for.
   if (*count > room / sizeof(Record)) *count = room / sizeof(Record);
   return Error_None;
 }
@@ -98,7 +101,7 @@ void ListNames(const DialEntry* entries, uint32_t count, uint32_t bufferSize, ch
   uint32_t left = bufferSize;
   for (uint32_t i = 0; i < count && left > kListEndRoom; ++i) {
     const auto length = static_cast<uint32_t>(NameLength(entries[i].name));
-    // Kept: the longest name that would just fit is skipped as well; the list ends the same for every caller.
+    // Kept: the longest name that would just fit is skipped too; every caller gets the same list.
     if (length + kListEndRoom >= left) continue;
     memcpy(buffer, entries[i].name, length);
     buffer[length] = '\0';
@@ -129,14 +132,15 @@ uint32_t GetStatus(const DialCalls* calls, uint32_t handle, DialStatus* status) 
   return calls->GetStatus(handle, status);
 }
 
-// Hangs up, and waits until the service has forgotten the connection; a modem is free only then.
+// Hangs up, and waits until the service no longer knows the connection; a modem is free only then.
 bool HangUpAndWait(const DialCalls* calls, uint32_t handle) {
   if (calls->HangUp(handle) != 0) return false;
-  const uint64_t deadline = platform::MonotonicMilliseconds() + kHangUpLimitMilliseconds;
+  const RemoteAccessClock* clock = usedClock.load();
+  const uint64_t deadline = clock->nowMilliseconds() + kHangUpLimitMilliseconds;
   DialStatus status;
   while (GetStatus(calls, handle, &status) != platform::kDialInvalidHandle) {
-    if (platform::MonotonicMilliseconds() >= deadline) return false;
-    platform::SleepMilliseconds(kHangUpPollMilliseconds);
+    if (clock->nowMilliseconds() >= deadline) return false;
+    clock->sleepMilliseconds(kHangUpPollMilliseconds);
   }
   return true;
 }
@@ -146,6 +150,10 @@ bool HangUpAndWait(const DialCalls* calls, uint32_t handle) {
 void iRemoteAccess_SetCalls(const DialCalls* calls) {
   foundCalls.store(calls);
   lookedUp.store(true);
+}
+
+void iRemoteAccess_SetClock(const RemoteAccessClock* clock) {
+  usedClock.store(clock != nullptr ? clock : &kSystemClock);
 }
 
 int32_t RemoteAccess_IsAvailable(void) {
@@ -215,8 +223,8 @@ ErrorCode RemoteAccess_KillBadConnections(void) {
   for (DialConnection& connection : connections) connection.size = sizeof connection;
   uint32_t sizeBytes = sizeof connections;
   uint32_t count = 0;
-  // Kept: connections that cannot be listed, or are more than the room, are left alone without a failure; who
-  // cleans up before dialling goes on to dial.
+  // Kept: connections that cannot be listed, or are more than the room, are left alone without a failure;
+  // programs clean up before they dial, and dial all the same.
   if (calls->EnumerateConnections(connections, &sizeBytes, &count) != 0) return Error_None;
 
   ErrorCode result = Error_None;

@@ -1,10 +1,10 @@
 /* RemoteAccess: dial-up connections.
  *
  * Works through the system's dial-up service, which is optional and loaded on first use. Without it the
- * queries answer 0 and the actions give Error_NotInited; so it is on systems other than Windows. Needs no
- * OS_Init. Dialling and hanging up wait for the service. Any thread may call any of these; a failure of the
- * service is Error_Fail. entry: the name of an entry in the phone book, at most 256 bytes; a longer one and
- * null are no entries. */
+ * queries return 0 and the actions give Error_NotInited; systems other than Windows have none. Needs no
+ * OS_Init. Dialling and hanging up block until the service is done. Any thread may call any of these; a
+ * failure of the service is Error_Fail. entry: the name of an entry in the phone book, at most 256 bytes; a
+ * longer one and null name no entry. */
 #ifndef QZ_REMOTEACCESS_H
 #define QZ_REMOTEACCESS_H
 
@@ -12,12 +12,11 @@
 
 QZ_BEGIN_C
 
-/* Returns 1 when the system has the dial-up service, 0 otherwise. The answer of the first call holds. */
+/* Returns 1 when the system has the dial-up service, 0 otherwise. The first call decides. */
 QZ_API int32_t RemoteAccess_IsAvailable(void);
 
-/* Fills the buffer with the names in the phone book, each zero-terminated, ended by an empty one. A name that
- * does not fit is left out and the next one tried.
- * bufferSize: bytes. buffer: out, cleared whole in every case.
+/* Fills the buffer with the names in the phone book, each zero-terminated, and an empty one at the end. Skips
+ * a name that does not fit and tries the next one. bufferSize: bytes. buffer: out, cleared in every case.
  * Error_NotInited, Error_Memory, Error_Fail; Error_Invalid for a null buffer. */
 QZ_API ErrorCode RemoteAccess_ListEntries(uint32_t bufferSize, char* buffer);
 
@@ -30,7 +29,7 @@ QZ_API int32_t RemoteAccess_HasPassword(const char* entry);
 /* Returns 1 when the entry's first connection is fully connected, 0 otherwise. */
 QZ_API int32_t RemoteAccess_IsConnected(const char* entry);
 
-/* Dials the entry and waits for the outcome; Error_None at once when it is connected already.
+/* Dials the entry and waits for the result; Error_None at once when it is connected already.
  * user, password: replace the stored ones; null keeps them. At most 256 bytes each, else Error_Fail.
  * Error_NotInited, Error_Fail; Error_Invalid for a null entry. */
 QZ_API ErrorCode RemoteAccess_Connect(const char* entry, const char* user, const char* password);
@@ -40,7 +39,7 @@ QZ_API ErrorCode RemoteAccess_Connect(const char* entry, const char* user, const
 QZ_API ErrorCode RemoteAccess_Disconnect(const char* entry);
 
 /* Hangs up every connection (of at most 32) that is not fully connected, and waits up to 3 seconds for each
- * to disappear. Error_NotInited; Error_Fail when one could not be hung up, the others are tried all the same.
+ * to disappear. Error_NotInited; Error_Fail when one could not be hung up; tries the others all the same.
  */
 QZ_API ErrorCode RemoteAccess_KillBadConnections(void);
 

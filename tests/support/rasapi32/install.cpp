@@ -1,4 +1,4 @@
-#include "net/remoteaccess_internal.h"
+#include "net/remoteaccess_testing.h"
 #include "tests/support/rasapi32/fake_service.h"
 
 #ifdef _WIN32
