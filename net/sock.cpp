@@ -6,6 +6,7 @@
 #include <new>
 
 #include "net/sock_internal.h"
+#include "net/sock_testing.h"
 #include "os/core/error_internal.h"
 #include "os/core/owned.h"
 #include "os/platform/clock.h"
@@ -26,12 +27,16 @@ void SetPort(uint16_t port, platform::SocketAddress* address) {
   address->port[1] = static_cast<uint8_t>(port & 0xFF);
 }
 
-uint32_t LookUp(const char* host, uint8_t* address) {
-  // A text that can be no name is not handed to the system: some answer the empty one with this machine.
+bool LookUp(const char* host, uint8_t* address, uint32_t* error) {
+  // The system is not asked for a text that cannot be a name: some answer the empty one with this machine.
   const size_t length = strlen(host);
-  if (length == 0 || length > kLongestHostName) return platform::SocketError_HostNotFound;
+  if (length == 0 || length > kLongestHostName) {
+    *error = platform::SocketError_HostNotFound;
+    return false;
+  }
   const SockLookUp replacement = lookUpHost.load();
-  return replacement != nullptr ? replacement(host, address) : platform::LookUpHost(host, address);
+  return replacement != nullptr ? replacement(host, address, error)
+                                : platform::LookUpHost(host, address, error);
 }
 
 void CopyAddress(const platform::SocketAddress& from, uint8_t* address, uint8_t* port) {
@@ -47,9 +52,9 @@ using OwnedSock = Owned<Sock, CloseQuietly>;
 
 }  // namespace
 
-ErrorCode iSock_Conclude(Sock* sock, bool succeeded, const char* context) {
-  if (succeeded) return iSock_Store(sock, Error_None);
-  return iSock_Store(sock, iError_FromLastSocket(context, nullptr));
+ErrorCode iSock_StoreResult(Sock* sock, bool succeeded, const char* context) {
+  if (succeeded) return iSock_StoreStatus(sock, Error_None);
+  return iSock_StoreStatus(sock, iError_FromLastSocket(context, nullptr));
 }
 
 void iSock_SetLookUp(SockLookUp lookUp) {
@@ -57,16 +62,16 @@ void iSock_SetLookUp(SockLookUp lookUp) {
 }
 
 ErrorCode iSock_Resolve(const char* host, uint16_t port, platform::SocketAddress* address) {
-  iSock_GuardRemoteAccess();
+  iSock_EnsureDialUp();
   *address = {};
   SetPort(port, address);
-  // Kept: 255.255.255.255 is taken for a name, as the dotted reader gives all ones for it and for what it
-  // cannot read; a connection to it ends with Invalid.
+  // Kept: 255.255.255.255 is looked up as a name, as the dotted parser gives all ones for it and for what it
+  // cannot parse; a connection to it ends with Invalid.
   if (platform::ParseHostAddress(host, address->address)) return Error_None;
-  const uint32_t error = LookUp(host, address->address);
-  if (error == 0) return Error_None;
+  uint32_t error = 0;
+  if (LookUp(host, address->address, &error)) return Error_None;
   const ErrorCode status = Error_FromSocket("Sock_Connect", host, error);
-  return status != Error_None ? status : Error_Invalid;
+  return status != Error_None ? status : iError_Record(Error_Invalid, "Sock_Connect", host);
 }
 
 Sock* iSock_NewRecord(platform::SocketDescriptor descriptor) {
@@ -97,26 +102,26 @@ ErrorCode Sock_Bind(Sock* sock, const char* host, uint16_t port) {
   platform::SocketAddress address{};
   SetPort(port, &address);
   if (host == nullptr) {
-    iSock_GuardRemoteAccess();
+    iSock_EnsureDialUp();
   } else if (ErrorCode status = iSock_Resolve(host, port, &address); status != Error_None) {
-    return iSock_Store(sock, status);
+    return iSock_StoreStatus(sock, status);
   }
   SockUse use(sock);
-  return iSock_Conclude(sock, platform::SocketBind(use.descriptor(), address), "Sock_Bind");
+  return iSock_StoreResult(sock, platform::SocketBind(use.descriptor(), address), "Sock_Bind");
 }
 
 ErrorCode Sock_Listen(Sock* sock, int32_t backlog) {
   if (sock == nullptr) return Error_Invalid;
-  if (ErrorCode status = iSock_GuardRemoteAccess(); status != Error_None) return iSock_Store(sock, status);
+  if (ErrorCode status = iSock_EnsureDialUp(); status != Error_None) return iSock_StoreStatus(sock, status);
   SockUse use(sock);
   const int32_t waiting = backlog != 0 ? backlog : kDefaultBacklog;
-  return iSock_Conclude(sock, platform::SocketListen(use.descriptor(), waiting), "Sock_Listen");
+  return iSock_StoreResult(sock, platform::SocketListen(use.descriptor(), waiting), "Sock_Listen");
 }
 
 ErrorCode Sock_Shutdown(Sock* sock, int32_t how) {
   if (sock == nullptr) return Error_Invalid;
   SockUse use(sock);
-  return iSock_Conclude(sock, platform::SocketShutdown(use.descriptor(), how), "Sock_Shutdown");
+  return iSock_StoreResult(sock, platform::SocketShutdown(use.descriptor(), how), "Sock_Shutdown");
 }
 
 ErrorCode Sock_GetSockName(Sock* sock, uint8_t* address, uint8_t* port) {
@@ -125,7 +130,7 @@ ErrorCode Sock_GetSockName(Sock* sock, uint8_t* address, uint8_t* port) {
   platform::SocketAddress name{};
   const bool known = platform::SocketLocalAddress(use.descriptor(), &name);
   if (known) CopyAddress(name, address, port);
-  return iSock_Conclude(sock, known, "Sock_GetSockName");
+  return iSock_StoreResult(sock, known, "Sock_GetSockName");
 }
 
 // Kept: a failure is translated and then forgotten; callers ask unconnected sockets and count on None.
@@ -133,9 +138,10 @@ ErrorCode Sock_GetPeerName(Sock* sock, uint8_t* address, uint8_t* port) {
   if (sock == nullptr) return Error_Invalid;
   SockUse use(sock);
   platform::SocketAddress name{};
-  if (!platform::SocketPeerAddress(use.descriptor(), &name)) iSock_Conclude(sock, false, "Sock_GetPeerName");
+  if (!platform::SocketPeerAddress(use.descriptor(), &name))
+    iSock_StoreResult(sock, false, "Sock_GetPeerName");
   CopyAddress(name, address, port);
-  return iSock_Store(sock, Error_None);
+  return iSock_StoreStatus(sock, Error_None);
 }
 
 ErrorCode Sock_ReadAvail(Sock* sock, uint32_t* count) {
@@ -145,7 +151,7 @@ ErrorCode Sock_ReadAvail(Sock* sock, uint32_t* count) {
   uint32_t pending = 0;
   const bool known = platform::SocketPending(use.descriptor(), &pending);
   if (known) *count = pending + sock->aheadCount.load();
-  return iSock_Conclude(sock, known, "Sock_ReadAvail");
+  return iSock_StoreResult(sock, known, "Sock_ReadAvail");
 }
 
 uint32_t Sock_Read(Sock* sock, uint32_t count, void* buffer) {
@@ -156,31 +162,33 @@ uint32_t Sock_Write(Sock* sock, uint32_t count, const void* buffer) {
   return sock != nullptr ? Stream_Write(&sock->stream, count, buffer) : 0;
 }
 
+// Only the library's own mode: the system's sockets never block.
 // Kept: every value but 1 turns the mode off, and a failure is labelled as Sock_ReadAvail's.
 ErrorCode Sock_SetAsync(Sock* sock, int32_t flag) {
   if (sock == nullptr) return Error_Invalid;
   SockUse use(sock);
-  const bool nonBlocking = flag == 1;
-  const bool changed = platform::SocketSetNonBlocking(use.descriptor(), nonBlocking);
-  if (changed) sock->nonBlocking.store(nonBlocking);
-  return iSock_Conclude(sock, changed, "Sock_ReadAvail");
+  if (!use.isOpen())
+    return iSock_StoreStatus(sock,
+                             Error_FromSocket("Sock_ReadAvail", nullptr, platform::SocketError_NotSocket));
+  sock->nonBlocking.store(flag == 1);
+  return iSock_StoreStatus(sock, Error_None);
 }
 
 ErrorCode Sock_SetOpt(Sock* sock, int32_t level, int32_t option, const void* value, int32_t length) {
   if (sock == nullptr || value == nullptr || length < 0) return Error_Invalid;
   SockUse use(sock);
   const bool set = platform::SocketSetOption(use.descriptor(), level, option, value, length);
-  return iSock_Conclude(sock, set, "Sock_SetOpt");
+  return iSock_StoreResult(sock, set, "Sock_SetOpt");
 }
 
 ErrorCode Sock_GetOpt(Sock* sock, int32_t level, int32_t option, void* value, int32_t* length) {
   if (sock == nullptr || value == nullptr || length == nullptr || *length < 0) return Error_Invalid;
   SockUse use(sock);
   const bool got = platform::SocketGetOption(use.descriptor(), level, option, value, length);
-  return iSock_Conclude(sock, got, "Sock_GetOpt");
+  return iSock_StoreResult(sock, got, "Sock_GetOpt");
 }
 
-// Kept: not supported; callers that ask for it go on without.
+// Kept: not supported; callers do without it.
 ErrorCode Sock_SetKeepAlive(Sock* /*sock*/, int32_t /*flag*/) {
   return Error_Invalid;
 }
@@ -193,7 +201,7 @@ uint32_t Sock_GetDescriptor(Sock* sock) {
   return sock != nullptr ? sock->descriptor.load() : platform::kNoSocket;
 }
 
-// Kept: the close is abortive, unsent bytes are dropped; who uploads drains the connection first.
+// Kept: the close is abortive and drops unsent bytes; an upload drains the connection first.
 ErrorCode Sock_Close(Sock* sock) {
   if (sock == nullptr) return Error_Invalid;
   sock->status.store(Error_None);
@@ -201,7 +209,7 @@ ErrorCode Sock_Close(Sock* sock) {
   if (descriptor == platform::kNoSocket) return Error_None;
   while (sock->operationsInside.load() != 0) platform::SleepMilliseconds(1);
   if (platform::SocketCloseAbortively(descriptor)) return Error_None;
-  return iSock_Conclude(sock, false, "closesocket");
+  return iSock_StoreResult(sock, false, "closesocket");
 }
 
 ErrorCode Sock_Delete(Sock* sock) {
@@ -265,4 +273,8 @@ ErrorCode Sock_AcceptBuffer(Sock* listener, uint32_t bufferKind, Sock** sock) {
     return status;
   *sock = accepted.release();
   return Error_None;
+}
+
+void Sock_ClearError(Sock* sock) {
+  if (sock != nullptr) iSock_StoreStatus(sock, Error_None);
 }

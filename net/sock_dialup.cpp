@@ -1,5 +1,5 @@
-// The dial-up entry that the sockets use: dialled before the network is needed, hung up when the last socket
-// that needed it is gone. There is one selection, without a lock: it is made before transfers start.
+// The dial-up entry that sockets use: connected before the network is needed, hung up when the last socket is
+// deleted. There is one selection, without a lock: programs make it before transfers start.
 #include <cstring>
 
 #include "net/sock_internal.h"
@@ -13,8 +13,8 @@ struct DialSelection {
   bool useDialUp;
   char entry[kLongestEntryName + 1];
   bool hangUpWhenIdle;
-  bool connected;    // the guard has seen or made the connection
-  bool dialledHere;  // the guard made it
+  bool connected;    // iSock_EnsureDialUp has seen or made the connection
+  bool dialledHere;  // it made it
 };
 
 DialSelection selection{};
@@ -23,9 +23,14 @@ bool OwnsIdleHangUp() {
   return selection.connected && selection.dialledHere && selection.hangUpWhenIdle;
 }
 
+void ForgetConnection() {
+  selection.connected = false;
+  selection.dialledHere = false;
+}
+
 }  // namespace
 
-ErrorCode iSock_GuardRemoteAccess() {
+ErrorCode iSock_EnsureDialUp() {
   if (!selection.useDialUp) return Error_None;
   if (RemoteAccess_IsAvailable() == 0 || RemoteAccess_ValidEntry(selection.entry) == 0) return Error_None;
   if (RemoteAccess_IsConnected(selection.entry) == 0) {
@@ -51,9 +56,10 @@ ErrorCode Sock_SetRemoteAccess(const char* entry, int32_t hangUpWhenIdle) {
   if (OwnsIdleHangUp()) {
     if (iSock_CountLive() != 0) return Error_Inited;
     RemoteAccess_Disconnect(selection.entry);
-    selection.connected = false;
-    selection.dialledHere = false;
+    ForgetConnection();
   }
+  // The other entry's connection may be the user's own, which must never be hung up here.
+  if (strcmp(entry, selection.entry) != 0) ForgetConnection();
   selection.useDialUp = true;
   // A valid entry's name fits.
   memcpy(selection.entry, entry, strlen(entry) + 1);
@@ -61,7 +67,7 @@ ErrorCode Sock_SetRemoteAccess(const char* entry, int32_t hangUpWhenIdle) {
   return Error_None;
 }
 
-// Kept: the flags stay set; the next guard finds the entry disconnected and dials again.
+// Kept: the flags stay set; the next use finds the entry disconnected and dials again.
 void Sock_CloseRemoteAccess(void) {
   if (OwnsIdleHangUp() && iSock_CountLive() == 0) RemoteAccess_Disconnect(selection.entry);
 }

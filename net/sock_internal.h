@@ -1,9 +1,13 @@
 // The socket record, and what the files of the family and its tests share.
 //
+// The system's sockets are non-blocking from their making to their end. Blocking mode is the library's own: a
+// flag in the record, and waits in slices. So no thread is ever held inside the system by a mode that another
+// thread set.
+//
 // A descriptor is closed only while no operation is inside it. Every operation enters through SockUse;
-// Sock_Close first makes the descriptor unreachable, then waits until the last operation has left, which each
-// one does within one slice of its wait, and closes it only then. So no number is closed that another thread
-// still hands to the system, where it could by then belong to another file.
+// Sock_Close first makes the descriptor unreachable, then waits until the last operation has left, at the end
+// of its slice at the latest, and closes it only then. So no number is closed that another thread still hands
+// to the system, where it could by then belong to another file.
 #pragma once
 
 #include <atomic>
@@ -24,6 +28,7 @@ struct Sock {
   std::atomic<uint32_t> operationsInside{0};
   std::atomic<bool> nonBlocking{false};   // what Sock_SetAsync asked for
   std::atomic<bool> isConnecting{false};  // an attempt was begun, and its end was not seen
+  std::atomic<uint32_t> errorTaken{0};    // the pending error that a select asked for, which cleared it
   bool expectsData = false;               // the last read suggests that the next one need not wait
   uint32_t aheadStart = 0;                // first byte read ahead and not handed out
   std::atomic<uint32_t> aheadCount{0};    // how many there are
@@ -36,8 +41,12 @@ class SockUse {
   explicit SockUse(Sock* sock) : sock_(sock) {
     sock->operationsInside.fetch_add(1);
     descriptor_ = sock->descriptor.load();
+    // Calls on a closed socket must not keep Sock_Close waiting.
+    if (descriptor_ == platform::kNoSocket) sock->operationsInside.fetch_sub(1);
   }
-  ~SockUse() { sock_->operationsInside.fetch_sub(1); }
+  ~SockUse() {
+    if (descriptor_ != platform::kNoSocket) sock_->operationsInside.fetch_sub(1);
+  }
   SockUse(const SockUse&) = delete;
   SockUse& operator=(const SockUse&) = delete;
 
@@ -53,40 +62,32 @@ class SockUse {
 };
 
 // Keeps a status as the record's last one, and returns it.
-inline ErrorCode iSock_Store(Sock* sock, ErrorCode status) {
+inline ErrorCode iSock_StoreStatus(Sock* sock, ErrorCode status) {
   sock->status.store(status);
   return status;
 }
 
 // Stores and returns the status of an operation: None, or the translation of the system's last socket error.
-ErrorCode iSock_Conclude(Sock* sock, bool succeeded, const char* context);
+ErrorCode iSock_StoreResult(Sock* sock, bool succeeded, const char* context);
 
 extern const StreamOperations kSockOperations;
 
 // A new record for an open descriptor, counted as alive; null when memory runs out.
 Sock* iSock_NewRecord(platform::SocketDescriptor descriptor);
 
-// The time limit of every wait of Connect, Accept, Read and Write: 61,000 milliseconds.
+// The time-out of every wait of Connect, Accept, Read and Write: 61,000 milliseconds.
 uint32_t iSock_GetWaitMilliseconds();
 
-// The moment of platform::MonotonicMilliseconds() at which an answer that begins to come now and trickles in
-// is given up: ten such waits ahead, 610 seconds.
+// The moment of platform::MonotonicMilliseconds() at which a response that starts now and trickles in times
+// out: ten such waits ahead, 610 seconds.
 uint64_t iSock_TrickleDeadlineMilliseconds();
 
-// Another limit, for tests; 0 restores the usual one.
-void iSock_SetWaitMilliseconds(uint32_t milliseconds);
-
-// The address of a host given in dotted form or by name. Dials first when an entry is selected; that this
-// failed shows in the look-up.
+// The address of a host given in dotted form or by name. Dials first when an entry is selected; a failure of
+// that shows in the look-up. The look-up takes as long as the system's: no time-out of the library ends it.
 ErrorCode iSock_Resolve(const char* host, uint16_t port, platform::SocketAddress* address);
 
-// The look-up by name, so that tests can answer it: 0 and four address bytes, or a socket error number. Null
-// restores the system's.
-using SockLookUp = uint32_t (*)(const char* host, uint8_t* address);
-void iSock_SetLookUp(SockLookUp lookUp);
-
-// Brings the selected dial-up connection up; None when there is nothing to do.
-ErrorCode iSock_GuardRemoteAccess();
+// Connects the selected dial-up entry; None when there is nothing to do.
+ErrorCode iSock_EnsureDialUp();
 
 // Records alive, and how they are counted. Ended counts down, never below 0.
 uint32_t iSock_CountLive();

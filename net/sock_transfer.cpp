@@ -1,8 +1,10 @@
-// Waiting on sockets and moving bytes through them. Every wait has an end: the time limit, or the close of
-// the socket by another thread, which is looked for between slices of the wait.
+// Waiting on sockets, connecting, accepting, and moving bytes. The system's sockets never block: whatever the
+// socket's mode, a call first tries, and when the system refuses it waits in slices. Every wait ends: at the
+// time limit, or after the slice in which another thread closes the socket.
 #include <cstring>
 
 #include "net/sock_internal.h"
+#include "net/sock_testing.h"
 #include "os/core/error_internal.h"
 #include "os/platform/clock.h"
 #include "os/platform/error.h"
@@ -18,20 +20,41 @@ constexpr uint8_t kNoAddress[4] = {255, 255, 255, 255};
 
 std::atomic<uint32_t> waitMilliseconds{kUsualWaitMilliseconds};
 
-// Waits until one of `events` is seen (*seen): None then, Timeout when the time is over, Cancel when another
-// thread closes the socket, or the system's reason, labelled with the context.
-ErrorCode Wait(const SockUse& use, uint32_t events, uint64_t milliseconds, const char* context,
+// ---- waiting ---------------------------------------------------------------------------------------------
+
+// The end of a wait.
+class Deadline {
+ public:
+  explicit Deadline(uint64_t milliseconds) : end_(platform::MonotonicMilliseconds() + milliseconds) {}
+
+  bool HasPassed() const { return LeftMilliseconds() == 0; }
+  // What is left of the wait, at most one slice.
+  uint32_t SliceMilliseconds() const {
+    const uint64_t left = LeftMilliseconds();
+    return static_cast<uint32_t>(left < kSliceMilliseconds ? left : kSliceMilliseconds);
+  }
+
+ private:
+  uint64_t LeftMilliseconds() const {
+    const uint64_t now = platform::MonotonicMilliseconds();
+    return now < end_ ? end_ - now : 0;
+  }
+
+  uint64_t end_;
+};
+
+// A wait that times out has no system error; it is recorded as a failure all the same.
+ErrorCode TimedOut(const char* operation, const char* name) {
+  return iError_Record(Error_Timeout, operation, name);
+}
+
+// Waits until one of `events` is seen (*seen): None then, Timeout at the deadline, Cancel when another thread
+// closes the socket, or the system's reason, labelled with the context.
+ErrorCode Wait(const SockUse& use, uint32_t events, const Deadline& deadline, const char* context,
                uint32_t* seen) {
-  const uint64_t deadline = platform::MonotonicMilliseconds() + milliseconds;
-  uint64_t left = milliseconds;
   for (;;) {
-    const uint64_t slice = left < kSliceMilliseconds ? left : kSliceMilliseconds;
-    *seen = platform::SocketWait(use.descriptor(), events, static_cast<uint32_t>(slice));
-    if (*seen == platform::SocketEvents_None) {
-      const uint64_t now = platform::MonotonicMilliseconds();
-      if (now >= deadline) return Error_Timeout;
-      left = deadline - now;
-    }
+    *seen = platform::SocketWait(use.descriptor(), events, deadline.SliceMilliseconds());
+    if (*seen == platform::SocketEvents_None && deadline.HasPassed()) return Error_Timeout;
     if (!use.isOpen()) return Error_Cancel;
     if (*seen == platform::SocketEvents_Failed) return iError_FromLastSocket(context, nullptr, Error_Ended);
     if (*seen != platform::SocketEvents_None) return Error_None;
@@ -46,13 +69,14 @@ struct WaitLabels {
 constexpr WaitLabels kReadLabels = {"Sock_Read", "Sock_Read: select except"};
 constexpr WaitLabels kWriteLabels = {"Sock_Write", "Sock_Write: select except"};
 constexpr WaitLabels kAcceptLabels = {"Sock_Accept", "Sock_Accept"};
+constexpr char kConnectLabel[] = "Sock_Connect";
 
-// Waits up to the time limit for `event`: None when it came.
-ErrorCode Await(const SockUse& use, uint32_t event, const WaitLabels& labels) {
+// Waits for `event`: None when it came, otherwise as Wait.
+ErrorCode Await(const SockUse& use, uint32_t event, const Deadline& deadline, const WaitLabels& labels) {
   uint32_t events = event | platform::SocketEvents_Exception;
   for (;;) {
     uint32_t seen = 0;
-    ErrorCode status = Wait(use, events, iSock_GetWaitMilliseconds(), labels.failed, &seen);
+    ErrorCode status = Wait(use, events, deadline, labels.failed, &seen);
     if (status != Error_None) return status;
     if ((seen & platform::SocketEvents_Exception) != 0) {
       const uint32_t error = platform::SocketPendingError(use.descriptor());
@@ -65,11 +89,90 @@ ErrorCode Await(const SockUse& use, uint32_t event, const WaitLabels& labels) {
   }
 }
 
+uint64_t WholeMilliseconds(uint32_t seconds, uint32_t microseconds) {
+  // Rounded up, so that the shortest wait is not a mere look.
+  const uint64_t fraction =
+      (static_cast<uint64_t>(microseconds) + kMicrosecondsPerMillisecond - 1) / kMicrosecondsPerMillisecond;
+  return static_cast<uint64_t>(seconds) * kMillisecondsPerSecond + fraction;
+}
+
+// True when a socket that was connecting became ready and only its pending error tells whether it connected:
+// some systems show a failed attempt as a readable and writable socket. Bytes to read tell as well.
+bool EndsAttempt(const SockUse& use) {
+  if (!use.sock()->isConnecting.exchange(false)) return false;
+  uint32_t pending = 0;
+  return !platform::SocketPending(use.descriptor(), &pending) || pending == 0;
+}
+
+// The failure that stands behind the events of a select; None when there is none. The pending error is asked
+// for only where it is needed, as asking clears it, and a reader needs it too.
+ErrorCode FailureBehind(const SockUse& use, uint32_t seen) {
+  const bool endsAttempt = EndsAttempt(use);
+  if ((seen & platform::SocketEvents_Exception) == 0 && !endsAttempt) return Error_None;
+  const uint32_t error = platform::SocketPendingError(use.descriptor());
+  if (error != 0) use.sock()->errorTaken.store(error);
+  return Error_FromSocket(kWriteLabels.exception, nullptr, error);
+}
+
+// Kept: the status of an earlier operation is not cleared first, so a failure is given again although the
+// socket is ready by now; pollers rely on seeing it.
+ErrorCode Select(Sock* sock, uint32_t event, uint64_t milliseconds) {
+  SockUse use(sock);
+  if (!use.isOpen()) return iSock_StoreStatus(sock, Error_Cancel);
+  uint32_t seen = 0;
+  ErrorCode status = Wait(use, event | platform::SocketEvents_Exception, Deadline(milliseconds),
+                          kWriteLabels.exception, &seen);
+  if (status == Error_None) status = FailureBehind(use, seen);
+  return status != Error_None ? iSock_StoreStatus(sock, status) : sock->status.load();
+}
+
+// ---- connecting and accepting ----------------------------------------------------------------------------
+
+// Waits for a connection attempt that is under way.
+ErrorCode AwaitConnection(const SockUse& use, const char* host) {
+  uint32_t seen = 0;
+  const uint32_t events = platform::SocketEvents_Write | platform::SocketEvents_Exception;
+  const ErrorCode waited = Wait(use, events, Deadline(iSock_GetWaitMilliseconds()), kConnectLabel, &seen);
+  if (waited == Error_Timeout) return TimedOut(kConnectLabel, host);
+  if (waited != Error_None) return waited;
+  const uint32_t error = platform::SocketPendingError(use.descriptor());
+  if (error == 0 && (seen & platform::SocketEvents_Write) == 0)
+    return iError_Record(Error_Fail, kConnectLabel, host);
+  return Error_FromSocket(kConnectLabel, host, error);
+}
+
+ErrorCode Connect(const SockUse& use, const char* host, const platform::SocketAddress& address) {
+  if (!use.isOpen()) return Error_Cancel;
+  if (platform::SocketConnect(use.descriptor(), address)) return Error_None;
+  const bool isUnderWay = platform::LastSocketError() == platform::SocketError_WouldBlock;
+  if (isUnderWay && !use.sock()->nonBlocking.load()) return AwaitConnection(use, host);
+  return iError_FromLastSocket(kConnectLabel, host);
+}
+
+// The next connection's descriptor. The deadline holds for the whole call: another thread may accept the
+// connection that ends a wait, again and again.
+ErrorCode Accept(const SockUse& use, platform::SocketDescriptor* accepted) {
+  const Deadline deadline(iSock_GetWaitMilliseconds());
+  for (;;) {
+    if (!use.isOpen()) return Error_Cancel;
+    *accepted = platform::SocketAccept(use.descriptor());
+    if (*accepted != platform::kNoSocket) return Error_None;
+    const bool isNoneWaiting = platform::LastSocketError() == platform::SocketError_WouldBlock;
+    if (!isNoneWaiting || use.sock()->nonBlocking.load())
+      return iError_FromLastSocket("Sock_Accept", nullptr);
+    if (deadline.HasPassed()) return TimedOut(kAcceptLabels.failed, nullptr);
+    const ErrorCode waited = Await(use, platform::SocketEvents_Read, deadline, kAcceptLabels);
+    if (waited != Error_None && waited != Error_Timeout) return waited;
+  }
+}
+
+// ---- reading ---------------------------------------------------------------------------------------------
+
 // What reading and writing begin with: the status of the call before is forgotten. False when no byte is to
 // be moved.
 bool BeginTransfer(Sock* sock, uint32_t count, const void* buffer) {
   const bool isRefused = count != 0 && buffer == nullptr;
-  iSock_Store(sock, isRefused ? Error_Invalid : Error_None);
+  iSock_StoreStatus(sock, isRefused ? Error_Invalid : Error_None);
   return count != 0 && !isRefused;
 }
 
@@ -97,20 +200,28 @@ int64_t Receive(const SockUse& use, uint32_t count, uint8_t* buffer) {
   return TakeAhead(sock, count, buffer);
 }
 
+// Why the system has no more bytes: the peer closed, or a select took the error that would tell here. The end
+// leaves no error number behind; an older one must not be taken for it.
+ErrorCode ReasonOfEnd(const Sock* sock) {
+  const uint32_t error = sock->errorTaken.load();
+  return error != 0 ? Error_FromSocket(kReadLabels.failed, nullptr, error) : Error_Ended;
+}
+
 // Gives at least one byte, or the reason why none comes.
 ErrorCode ReadSome(const SockUse& use, uint32_t count, uint8_t* buffer, uint32_t* read) {
   Sock* sock = use.sock();
   if (!use.isOpen()) return Error_Cancel;
   *read = TakeAhead(sock, count, buffer);
   if (*read != 0) return Error_None;
+  const Deadline deadline(iSock_GetWaitMilliseconds());
   for (;;) {
     if (!sock->expectsData) {
-      if (ErrorCode status = Await(use, platform::SocketEvents_Read, kReadLabels); status != Error_None)
-        return status;
+      const ErrorCode waited = Await(use, platform::SocketEvents_Read, deadline, kReadLabels);
+      if (waited == Error_Timeout) return TimedOut(kReadLabels.failed, nullptr);
+      if (waited != Error_None) return waited;
     }
     const int64_t received = Receive(use, count, buffer);
-    // The end of the stream leaves no error number behind; an older one must not be taken for it.
-    if (received == 0) return Error_Ended;
+    if (received == 0) return ReasonOfEnd(sock);
     if (received > 0) {
       *read = static_cast<uint32_t>(received);
       return Error_None;
@@ -120,8 +231,8 @@ ErrorCode ReadSome(const SockUse& use, uint32_t count, uint8_t* buffer, uint32_t
   }
 }
 
-// True when a read that is not full yet goes on: more is there, or only a wait can tell.
-bool GoesOn(const SockUse& use) {
+// True when a read that is not full yet continues: more is there, or only a wait can tell.
+bool HasMore(const SockUse& use) {
   uint32_t pending = 0;
   const bool known = platform::SocketPending(use.descriptor(), &pending);
   use.sock()->expectsData = known && pending != 0;
@@ -137,19 +248,46 @@ uint32_t ReadMethod(Stream* stream, uint32_t count, void* buffer) {
   do {
     uint32_t read = 0;
     if (ErrorCode status = ReadSome(use, count - done, bytes + done, &read); status != Error_None) {
-      sock->status.store(status);
+      iSock_StoreStatus(sock, status);
       break;
     }
     done += read;
-  } while (done < count && GoesOn(use));
+  } while (done < count && HasMore(use));
   return done;
 }
 
-// True when room to write may come yet. Some systems say "not connected" of a connection that is still being
-// made; said again after a wait, it is final.
-bool IsWorthWaiting(uint32_t error, bool hasWaited) {
+// ---- writing ---------------------------------------------------------------------------------------------
+
+// True when a refused send may succeed later. Some systems say "not connected" of a connection that is still
+// being made; said of a writable socket, it is final.
+bool IsWorthWaiting(uint32_t error, bool isWritable) {
   return error == platform::SocketError_WouldBlock ||
-         (error == platform::SocketError_NotConnected && !hasWaited);
+         (error == platform::SocketError_NotConnected && !isWritable);
+}
+
+// Writes at least one byte, or gives the reason why none is accepted. Sends first, as mostly there is room,
+// and again after every slice of the wait: some systems report room only once a third of their buffer is
+// free, and a peer that takes bytes slowly must not look dead.
+ErrorCode WriteSome(const SockUse& use, uint32_t count, const uint8_t* bytes, uint32_t* written) {
+  const Deadline deadline(iSock_GetWaitMilliseconds());
+  bool isWritable = false;
+  for (;;) {
+    if (!use.isOpen()) return Error_Cancel;
+    const int64_t sent = platform::SocketSend(use.descriptor(), count, bytes);
+    if (sent == 0) return Error_Ended;
+    if (sent > 0) {
+      use.sock()->isConnecting.store(false);
+      *written = static_cast<uint32_t>(sent);
+      return Error_None;
+    }
+    if (!IsWorthWaiting(platform::LastSocketError(), isWritable))
+      return iError_FromLastSocket(kWriteLabels.failed, nullptr, Error_Ended);
+    if (deadline.HasPassed()) return TimedOut(kWriteLabels.failed, nullptr);
+    const Deadline slice(deadline.SliceMilliseconds());
+    const ErrorCode waited = Await(use, platform::SocketEvents_Write, slice, kWriteLabels);
+    if (waited != Error_None && waited != Error_Timeout) return waited;
+    isWritable = waited == Error_None;
+  }
 }
 
 uint32_t WriteMethod(Stream* stream, uint32_t count, const void* buffer) {
@@ -158,29 +296,18 @@ uint32_t WriteMethod(Stream* stream, uint32_t count, const void* buffer) {
   SockUse use(sock);
   const auto* bytes = static_cast<const uint8_t*>(buffer);
   uint32_t done = 0;
-  bool hasWaited = false;
-  ErrorCode status = Error_None;
-  while (done < count && status == Error_None) {
-    // Mostly there is room, so the wait comes only after the system has refused.
-    if (!use.isOpen()) {
-      status = Error_Cancel;
+  while (done < count) {
+    uint32_t written = 0;
+    if (ErrorCode status = WriteSome(use, count - done, bytes + done, &written); status != Error_None) {
+      iSock_StoreStatus(sock, status);
       break;
     }
-    const int64_t sent =
-        platform::SocketSend(use.descriptor(), count - done, bytes + done, sock->nonBlocking.load());
-    if (sent > 0) {
-      sock->isConnecting.store(false);
-      done += static_cast<uint32_t>(sent);
-    } else if (sent < 0 && IsWorthWaiting(platform::LastSocketError(), hasWaited)) {
-      status = Await(use, platform::SocketEvents_Write, kWriteLabels);
-      hasWaited = true;
-    } else {
-      status = iError_FromLastSocket(kWriteLabels.failed, nullptr, Error_Ended);
-    }
+    done += written;
   }
-  sock->status.store(status);
   return done;
 }
+
+// ---- the rest of the stream's operations -----------------------------------------------------------------
 
 uint32_t ReadAvailMethod(Stream* stream) {
   uint32_t count = 0;
@@ -193,92 +320,6 @@ ErrorCode DeleteMethod(Stream* stream) {
 
 ErrorCode ErrorMethod(Stream* stream) {
   return Sock_GetError(reinterpret_cast<Sock*>(stream));
-}
-
-uint64_t WholeMilliseconds(uint32_t seconds, uint32_t microseconds) {
-  // Rounded up, so that the shortest wait is not a mere look.
-  const uint64_t fraction =
-      (static_cast<uint64_t>(microseconds) + kMicrosecondsPerMillisecond - 1) / kMicrosecondsPerMillisecond;
-  return static_cast<uint64_t>(seconds) * kMillisecondsPerSecond + fraction;
-}
-
-// Kept: the status of an earlier operation is not cleared first, so a failure is given again although the
-// socket is ready by now; pollers rely on seeing it.
-ErrorCode Select(Sock* sock, uint32_t event, uint64_t milliseconds) {
-  SockUse use(sock);
-  if (!use.isOpen()) return iSock_Store(sock, Error_Cancel);
-  uint32_t seen = 0;
-  const uint32_t events = event | platform::SocketEvents_Exception;
-  const ErrorCode waited = Wait(use, events, milliseconds, kWriteLabels.exception, &seen);
-  if (waited != Error_None) return iSock_Store(sock, waited);
-  // Some systems show a connection attempt that failed as room to write. Only then is the error asked for
-  // without an exception, as asking clears it and a reader needs it.
-  const bool endsAttempt = event == platform::SocketEvents_Write && sock->isConnecting.exchange(false);
-  if ((seen & platform::SocketEvents_Exception) != 0 || endsAttempt) {
-    const uint32_t error = platform::SocketPendingError(use.descriptor());
-    if (error != 0) return iSock_Store(sock, Error_FromSocket(kWriteLabels.exception, nullptr, error));
-  }
-  return sock->status.load();
-}
-
-// Runs one call in non-blocking mode and goes back to the mode that is asked for by now; the error number of
-// the call stays.
-template <typename Call>
-auto WithoutBlocking(const SockUse& use, uint32_t* error, Call call) {
-  platform::SocketSetNonBlocking(use.descriptor(), true);
-  const auto result = call(use.descriptor());
-  *error = platform::LastSocketError();
-  platform::SocketSetNonBlocking(use.descriptor(), use.sock()->nonBlocking.load());
-  return result;
-}
-
-// Waits for a connection attempt that is under way.
-ErrorCode AwaitConnection(const SockUse& use) {
-  uint32_t seen = 0;
-  const uint32_t events = platform::SocketEvents_Write | platform::SocketEvents_Exception;
-  const ErrorCode waited = Wait(use, events, iSock_GetWaitMilliseconds(), "Sock_Connect", &seen);
-  if (waited != Error_None) return waited;
-  const uint32_t error = platform::SocketPendingError(use.descriptor());
-  if (error == 0 && (seen & platform::SocketEvents_Write) == 0) return Error_Fail;
-  return Error_FromSocket("Sock_Connect", nullptr, error);
-}
-
-ErrorCode Connect(const SockUse& use, const platform::SocketAddress& address) {
-  if (!use.isOpen()) return Error_Cancel;
-  if (use.sock()->nonBlocking.load()) {
-    return platform::SocketConnect(use.descriptor(), address)
-               ? Error_None
-               : iError_FromLastSocket("Sock_Connect", nullptr, Error_Fail);
-  }
-  uint32_t error = 0;
-  const bool connected = WithoutBlocking(use, &error, [&address](platform::SocketDescriptor descriptor) {
-    return platform::SocketConnect(descriptor, address);
-  });
-  if (connected) return Error_None;
-  if (error == platform::SocketError_WouldBlock) return AwaitConnection(use);
-  const ErrorCode status = Error_FromSocket("Sock_Connect", nullptr, error);
-  return status != Error_None ? status : Error_Fail;
-}
-
-// The next connection's descriptor.
-ErrorCode Accept(const SockUse& use, platform::SocketDescriptor* accepted) {
-  if (!use.isOpen()) return Error_Cancel;
-  if (use.sock()->nonBlocking.load()) {
-    *accepted = platform::SocketAccept(use.descriptor());
-    return *accepted != platform::kNoSocket ? Error_None
-                                            : iError_FromLastSocket("Sock_Accept", nullptr, Error_Fail);
-  }
-  for (;;) {
-    if (ErrorCode status = Await(use, platform::SocketEvents_Read, kAcceptLabels); status != Error_None)
-      return status;
-    uint32_t error = 0;
-    *accepted = WithoutBlocking(use, &error, platform::SocketAccept);
-    if (*accepted != platform::kNoSocket) return Error_None;
-    // A connection that went away again, or that another thread took, must not make this one wait for good.
-    if (error == platform::SocketError_WouldBlock) continue;
-    const ErrorCode status = Error_FromSocket("Sock_Accept", nullptr, error);
-    return status != Error_None ? status : Error_Fail;
-  }
 }
 
 }  // namespace
@@ -303,25 +344,28 @@ ErrorCode Sock_Accept(Sock* listener, Sock** sock) {
   if (listener == nullptr || sock == nullptr) return Error_Invalid;
   SockUse use(listener);
   platform::SocketDescriptor accepted = platform::kNoSocket;
-  if (ErrorCode status = Accept(use, &accepted); status != Error_None) return iSock_Store(listener, status);
+  if (ErrorCode status = Accept(use, &accepted); status != Error_None)
+    return iSock_StoreStatus(listener, status);
   *sock = iSock_NewRecord(accepted);
-  if (*sock != nullptr) return iSock_Store(listener, Error_None);
+  if (*sock != nullptr) return iSock_StoreStatus(listener, Error_None);
   platform::SocketCloseAbortively(accepted);
-  return iSock_Store(listener, Error_Memory);
+  return iSock_StoreStatus(listener, Error_Memory);
 }
 
 ErrorCode Sock_Connect(Sock* sock, const char* host, uint16_t port) {
   if (sock == nullptr || host == nullptr) return Error_Invalid;
   platform::SocketAddress address{};
   if (ErrorCode status = iSock_Resolve(host, port, &address); status != Error_None)
-    return iSock_Store(sock, status);
-  if (memcmp(address.address, kNoAddress, sizeof kNoAddress) == 0) return iSock_Store(sock, Error_Invalid);
+    return iSock_StoreStatus(sock, status);
+  if (memcmp(address.address, kNoAddress, sizeof kNoAddress) == 0)
+    return iSock_StoreStatus(sock, Error_Invalid);
   SockUse use(sock);
-  const ErrorCode status = Connect(use, address);
-  // A refusal says nothing about an attempt that was begun before: that goes on.
+  sock->errorTaken.store(0);
+  const ErrorCode status = Connect(use, host, address);
+  // A refusal says nothing about an attempt that was begun before: that continues.
   if (status == Error_Block || status == Error_Timeout) sock->isConnecting.store(true);
   if (status == Error_None) sock->isConnecting.store(false);
-  return iSock_Store(sock, status);
+  return iSock_StoreStatus(sock, status);
 }
 
 ErrorCode Sock_SelectRead(Sock* sock, uint32_t seconds, uint32_t microseconds) {

@@ -26,16 +26,14 @@ Sock* SocketOf(Stream* stream) {
 }
 
 // One slice of waiting: Error_None when something can be done now, Error_Timeout when not yet. The status of
-// a socket stays until its next reading or writing, so a slice that ended without data must be cleared first.
+// a socket stays until its next reading or writing, so the time-out of the slice before is cleared first.
 ErrorCode WaitForData(Sock* sock) {
-  std::uint32_t pending = 0;
-  if (Sock_ReadAvail(sock, &pending) == Error_None && pending > 0) return Error_None;
+  Sock_ClearError(sock);
   return Sock_SelectRead(sock, 0, kSliceMicroseconds);
 }
 
 ErrorCode WaitForRoom(Sock* sock) {
-  std::uint32_t pending = 0;
-  Sock_ReadAvail(sock, &pending);
+  Sock_ClearError(sock);
   return Sock_SelectWrite(sock, 0, kSliceMicroseconds);
 }
 

@@ -1,5 +1,6 @@
-// TCP sockets over IPv4 as the system has them. No call here waits, SocketWait and LookUpHost excepted; a
-// call that fails leaves its reason to LastSocketError(). Any thread may call any of them.
+// TCP sockets over IPv4 as the system has them. Every socket is non-blocking, so only SocketWait and
+// LookUpHost wait: what cannot be done at once fails with 10035. A call that fails leaves its reason to
+// LastSocketError(). Any thread may call any of them.
 #pragma once
 
 #include <cstdint>
@@ -35,52 +36,52 @@ enum class SocketStart { Started, Failed, WrongVersion };
 SocketStart StartSockets();
 bool StopSockets();
 
-// A TCP socket in blocking mode that child programs do not inherit; kNoSocket on failure.
+// A TCP socket that child programs do not inherit; kNoSocket on failure.
 SocketDescriptor SocketCreate();
 
-// Lets unsent data go, and closes. True when the system closed the socket.
+// Drops unsent data and closes. True when the system closed the socket.
 bool SocketCloseAbortively(SocketDescriptor socket);
 
 bool SocketBind(SocketDescriptor socket, const SocketAddress& address);
 bool SocketListen(SocketDescriptor socket, int32_t backlog);
 
-// These two may wait when the socket is in blocking mode. The accepted socket is in blocking mode.
+// The next connection that waits at a listener, as a socket that child programs do not inherit; kNoSocket on
+// failure, with 10035 when none waits.
 SocketDescriptor SocketAccept(SocketDescriptor socket);
+
+// Starts to connect. True when connected already; with 10035 the attempt is under way.
 bool SocketConnect(SocketDescriptor socket, const SocketAddress& address);
 
 bool SocketShutdown(SocketDescriptor socket, int32_t how);
 bool SocketLocalAddress(SocketDescriptor socket, SocketAddress* address);
 bool SocketPeerAddress(SocketDescriptor socket, SocketAddress* address);
 
-// Bytes received, at most `count`; 0 when the peer has closed, below 0 on failure. Does not wait, whatever
-// the socket's mode: with nothing to read it fails with 10035.
+// Bytes received, at most `count`; 0 when the peer has closed, below 0 on failure.
 int64_t SocketReceive(SocketDescriptor socket, uint32_t count, void* buffer);
 
-// Bytes taken over for sending, below 0 on failure. Does not wait, whatever the socket's mode: with no room
-// it fails with 10035. Gives no signal when the peer is gone. nonBlocking: the mode that the socket is in.
-int64_t SocketSend(SocketDescriptor socket, uint32_t count, const void* buffer, bool nonBlocking);
+// Bytes accepted for sending, below 0 on failure. Never raises SIGPIPE.
+int64_t SocketSend(SocketDescriptor socket, uint32_t count, const void* buffer);
 
 // The number of bytes that can be read at once.
 bool SocketPending(SocketDescriptor socket, uint32_t* count);
 
-bool SocketSetNonBlocking(SocketDescriptor socket, bool nonBlocking);
 bool SocketSetOption(SocketDescriptor socket, int32_t level, int32_t option, const void* value,
                      int32_t length);
 bool SocketGetOption(SocketDescriptor socket, int32_t level, int32_t option, void* value, int32_t* length);
 
-// The error that waits on the socket, numbered as LastSocketError numbers it, and 0 when there is none.
-// Asking clears it.
+// The socket's pending error, numbered as LastSocketError numbers it; 0 when there is none. Asking clears it.
 uint32_t SocketPendingError(SocketDescriptor socket);
 
 // Waits until one of `events` (Read, Write, Exception, combined) is seen, at most this long, and gives those
-// seen; None when the time passed or the wait was interrupted. Descriptors of any size are waited for.
+// seen; None when the time passed or a signal interrupted the wait. Takes descriptors of any size.
 uint32_t SocketWait(SocketDescriptor socket, uint32_t events, uint32_t milliseconds);
 
-// Reads an address in dotted form; false when the text is none, and for 255.255.255.255, which the system's
-// reader cannot tell from a failure.
+// Parses an address in dotted form; false for any other text, and for 255.255.255.255, which the system's
+// parser cannot tell from a failure.
 bool ParseHostAddress(const char* text, uint8_t* address);
 
-// Asks the system for a host's first address. 0, or the error, numbered as LastSocketError numbers it.
-uint32_t LookUpHost(const char* host, uint8_t* address);
+// Asks the system for a host's first address, and waits as long as the system does. False when there is none;
+// *error is then numbered as LastSocketError numbers it, 0 when the system gave no reason.
+bool LookUpHost(const char* host, uint8_t* address, uint32_t* error);
 
 }  // namespace platform

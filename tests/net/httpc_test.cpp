@@ -8,7 +8,7 @@
 #include <thread>
 
 #include "net/httpc_internal.h"
-#include "net/sock_internal.h"
+#include "net/sock_testing.h"
 #include "os/core/owned.h"
 #include "os/core/socketlayer_internal.h"
 #include "qz/error.h"

@@ -7,7 +7,7 @@
 #include <string>
 #include <thread>
 
-#include "net/sock_internal.h"
+#include "net/sock_testing.h"
 #include "os/core/socketlayer_internal.h"
 #include "qz/error.h"
 #include "qz/sock.h"
@@ -16,13 +16,13 @@
 class SockTest : public testing::Test {
  protected:
   void SetUp() override {
-    ASSERT_EQ(iSock_Init(), 0);
+    ASSERT_EQ(iSock_Init(), Error_None);
     ASSERT_EQ(iSock_CountLive(), 0u);
     iSock_SetWaitMilliseconds(10000);
   }
   void TearDown() override {
     if (sock != nullptr) {
-      EXPECT_EQ(Sock_Delete(sock), 0);
+      EXPECT_EQ(Sock_Delete(sock), Error_None);
     }
     iSock_SetWaitMilliseconds(0);
     iSock_SetLookUp(nullptr);
@@ -31,7 +31,7 @@ class SockTest : public testing::Test {
   }
 
   void Open(uint32_t bufferKind = 0) {
-    ASSERT_EQ(Sock_OpenConnectBuffer(bufferKind, "127.0.0.1", listener.port(), &sock), 0);
+    ASSERT_EQ(Sock_OpenConnectBuffer(bufferKind, "127.0.0.1", listener.port(), &sock), Error_None);
     peer = listener.Accept();
     ASSERT_TRUE(peer.IsOpen());
   }

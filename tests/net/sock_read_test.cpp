@@ -23,7 +23,7 @@ TEST_F(SockTransfer, ReadsWhatHasArrivedAndNoMore) {
     ASSERT_TRUE(peer.Send(std::string(30, 'x')));
     ASSERT_TRUE(WaitForPending(30));
     EXPECT_EQ(Read(asked), std::string(30, 'x'));
-    EXPECT_EQ(Sock_GetError(sock), 0);
+    EXPECT_EQ(Sock_GetError(sock), Error_None);
     Sock_Delete(sock);
     sock = nullptr;
   }
@@ -34,7 +34,7 @@ TEST_F(SockTransfer, GivesEnded_WhenThePeerHasClosed) {
   peer.Close();
   for (int i = 0; i < 3; ++i) {
     EXPECT_EQ(Read(1 + static_cast<uint32_t>(i) * 5000), "");
-    EXPECT_EQ(Sock_GetError(sock), 4);
+    EXPECT_EQ(Sock_GetError(sock), Error_Ended);
   }
 }
 
@@ -47,15 +47,15 @@ TEST_F(SockTransfer, GivesTheBytesBeforeTheEnd) {
     if (asked > 10) {
       // What came with the end is a whole read; the end is the next one's.
       EXPECT_EQ(Read(asked), "0123456789");
-      EXPECT_EQ(Sock_GetError(sock), 0);
+      EXPECT_EQ(Sock_GetError(sock), Error_None);
     } else {
       for (int i = 0; i < 10; ++i) {
         EXPECT_EQ(Read(1), std::string(1, static_cast<char>('0' + i)));
-        EXPECT_EQ(Sock_GetError(sock), 0);
+        EXPECT_EQ(Sock_GetError(sock), Error_None);
       }
     }
     EXPECT_EQ(Read(asked), "");
-    EXPECT_EQ(Sock_GetError(sock), 4);
+    EXPECT_EQ(Sock_GetError(sock), Error_Ended);
     Sock_Delete(sock);
     sock = nullptr;
   }
@@ -65,7 +65,7 @@ TEST_F(SockTransfer, GivesRetry_WhenThePeerResets) {
   Open();
   peer.Reset();
   EXPECT_EQ(Read(100), "");
-  EXPECT_EQ(Sock_GetError(sock), 9);
+  EXPECT_EQ(Sock_GetError(sock), Error_Retry);
 }
 
 TEST_F(SockTransfer, GivesRetry_WhenThePeerResetsDuringTheRead) {
@@ -74,16 +74,16 @@ TEST_F(SockTransfer, GivesRetry_WhenThePeerResetsDuringTheRead) {
   std::this_thread::sleep_for(std::chrono::milliseconds(50));
   peer.Reset();
   EXPECT_EQ(read.get(), "");
-  EXPECT_EQ(Sock_GetError(sock), 9);
+  EXPECT_EQ(Sock_GetError(sock), Error_Retry);
 }
 
 TEST_F(SockTransfer, ReadsNoBytesWithoutWaiting) {
   Open();
   char byte = 0;
   EXPECT_EQ(Sock_Read(sock, 0, &byte), 0u);
-  EXPECT_EQ(Sock_GetError(sock), 0);
+  EXPECT_EQ(Sock_GetError(sock), Error_None);
   EXPECT_EQ(Sock_Read(sock, 0, nullptr), 0u);
-  EXPECT_EQ(Sock_GetError(sock), 0);
+  EXPECT_EQ(Sock_GetError(sock), Error_None);
 }
 
 TEST_F(SockTransfer, GivesTimeout_WhenNothingArrives) {
@@ -91,13 +91,13 @@ TEST_F(SockTransfer, GivesTimeout_WhenNothingArrives) {
   iSock_SetWaitMilliseconds(300);
   const Stopwatch watch;
   EXPECT_EQ(Read(100), "");
-  EXPECT_EQ(Sock_GetError(sock), 8);
+  EXPECT_EQ(Sock_GetError(sock), Error_Timeout);
   EXPECT_GE(watch.Milliseconds(), 290);
   EXPECT_LT(watch.Milliseconds(), 5000);
   // The connection is not harmed.
   ASSERT_TRUE(peer.Send("late"));
   EXPECT_EQ(Read(4), "late");
-  EXPECT_EQ(Sock_GetError(sock), 0);
+  EXPECT_EQ(Sock_GetError(sock), Error_None);
 }
 
 TEST_F(SockTransfer, CountsTheBytesReadAhead) {
@@ -106,17 +106,17 @@ TEST_F(SockTransfer, CountsTheBytesReadAhead) {
   ASSERT_TRUE(WaitForPending(10));
   EXPECT_EQ(Read(1), "0");
   uint32_t count = 0;
-  EXPECT_EQ(Sock_ReadAvail(sock, &count), 0);
+  EXPECT_EQ(Sock_ReadAvail(sock, &count), Error_None);
   EXPECT_EQ(count, 9u);
   EXPECT_EQ(Stream_ReadAvail(reinterpret_cast<Stream*>(sock)), 9u);
-  EXPECT_EQ(Sock_SelectRead(sock, 0, 0), 0);
+  EXPECT_EQ(Sock_SelectRead(sock, 0, 0), Error_None);
   ASSERT_TRUE(peer.Send("ab"));
   ASSERT_TRUE(WaitForPending(11));
   // The bytes read ahead and those in the system come in one read and in order.
   EXPECT_EQ(Read(5000), "123456789ab");
-  EXPECT_EQ(Sock_ReadAvail(sock, &count), 0);
+  EXPECT_EQ(Sock_ReadAvail(sock, &count), Error_None);
   EXPECT_EQ(count, 0u);
-  EXPECT_EQ(Sock_SelectRead(sock, 0, 0), 8);
+  EXPECT_EQ(Sock_SelectRead(sock, 0, 0), Error_Timeout);
 }
 
 TEST_F(SockTransfer, GivesWhatWasReadAheadBeforeTheEnd) {
@@ -125,11 +125,11 @@ TEST_F(SockTransfer, GivesWhatWasReadAheadBeforeTheEnd) {
   ASSERT_TRUE(WaitForPending(2));
   EXPECT_EQ(Read(1), "a");
   peer.Close();
-  EXPECT_EQ(Sock_SelectRead(sock, 5, 0), 0);
+  EXPECT_EQ(Sock_SelectRead(sock, 5, 0), Error_None);
   EXPECT_EQ(Read(100), "b");
-  EXPECT_EQ(Sock_GetError(sock), 0);
+  EXPECT_EQ(Sock_GetError(sock), Error_None);
   EXPECT_EQ(Read(100), "");
-  EXPECT_EQ(Sock_GetError(sock), 4);
+  EXPECT_EQ(Sock_GetError(sock), Error_Ended);
 }
 
 TEST_F(SockTransfer, GivesNothingReadAheadOnceClosed) {
@@ -138,9 +138,9 @@ TEST_F(SockTransfer, GivesNothingReadAheadOnceClosed) {
   ASSERT_TRUE(WaitForPending(2));
   EXPECT_EQ(Read(1), "a");
   Sock_Close(sock);
-  EXPECT_EQ(Sock_SelectRead(sock, 0, 0), 7);
+  EXPECT_EQ(Sock_SelectRead(sock, 0, 0), Error_Cancel);
   EXPECT_EQ(Read(1), "");
-  EXPECT_EQ(Sock_GetError(sock), 7);
+  EXPECT_EQ(Sock_GetError(sock), Error_Cancel);
 }
 
 // The failure of an earlier call is given for bytes read ahead as for bytes in the system.
@@ -150,13 +150,13 @@ TEST_F(SockTransfer, GivesTheEarlierFailure_WhenBytesWereReadAhead) {
   ASSERT_TRUE(WaitForPending(2));
   EXPECT_EQ(Read(1), "a");
   int32_t value = 0;
-  EXPECT_EQ(Sock_SetOpt(sock, 0x7FFF, 0x7FFF, &value, 4), -1);
+  EXPECT_EQ(Sock_SetOpt(sock, 0x7FFF, 0x7FFF, &value, 4), Error_Fail);
   const Stopwatch watch;
-  EXPECT_EQ(Sock_SelectRead(sock, 5, 0), -1);
+  EXPECT_EQ(Sock_SelectRead(sock, 5, 0), Error_Fail);
   EXPECT_LT(watch.Milliseconds(), 1000);
   EXPECT_EQ(Read(1), "b");
-  EXPECT_EQ(Sock_GetError(sock), 0);
-  EXPECT_EQ(Sock_SelectRead(sock, 0, 1000), 8);
+  EXPECT_EQ(Sock_GetError(sock), Error_None);
+  EXPECT_EQ(Sock_SelectRead(sock, 0, 1000), Error_Timeout);
 }
 
 TEST_F(SockTransfer, GivesWhatWasReadAheadBeforeAReset) {
@@ -165,12 +165,12 @@ TEST_F(SockTransfer, GivesWhatWasReadAheadBeforeAReset) {
   ASSERT_TRUE(WaitForPending(3));
   EXPECT_EQ(Read(1), "a");
   peer.Reset();
-  EXPECT_EQ(Sock_SelectRead(sock, 5, 0), 0);
+  EXPECT_EQ(Sock_SelectRead(sock, 5, 0), Error_None);
   EXPECT_EQ(Read(2), "bc");
-  EXPECT_EQ(Sock_GetError(sock), 0);
-  EXPECT_EQ(Sock_SelectRead(sock, 5, 0), 0);
+  EXPECT_EQ(Sock_GetError(sock), Error_None);
+  EXPECT_EQ(Sock_SelectRead(sock, 5, 0), Error_None);
   EXPECT_EQ(Read(1), "");
-  EXPECT_EQ(Sock_GetError(sock), 9);
+  EXPECT_EQ(Sock_GetError(sock), Error_Retry);
 }
 
 TEST_F(SockTransfer, JoinsWhatWasReadAheadWithWhatCameWithTheEnd) {
@@ -182,12 +182,12 @@ TEST_F(SockTransfer, JoinsWhatWasReadAheadWithWhatCameWithTheEnd) {
   peer.Finish();
   ASSERT_TRUE(WaitForPending(3));
   EXPECT_EQ(Read(100), "bcd");
-  EXPECT_EQ(Sock_GetError(sock), 0);
+  EXPECT_EQ(Sock_GetError(sock), Error_None);
   uint32_t count = 9;
-  EXPECT_EQ(Sock_ReadAvail(sock, &count), 0);
+  EXPECT_EQ(Sock_ReadAvail(sock, &count), Error_None);
   EXPECT_EQ(count, 0u);
   EXPECT_EQ(Read(100), "");
-  EXPECT_EQ(Sock_GetError(sock), 4);
+  EXPECT_EQ(Sock_GetError(sock), Error_Ended);
 }
 
 // A read that was filled to its last byte lets the next one expect more; when nothing more comes, that one
@@ -207,7 +207,9 @@ TEST_F(SockTransfer, WaitsEndsAndFailsAsEver_AfterAReadThatWasFilled) {
       if (after == After::Reset) peer.Reset();
       const Stopwatch watch;
       EXPECT_EQ(Read(100), "");
-      EXPECT_EQ(Sock_GetError(sock), after == After::Silence ? 8 : after == After::End ? 4 : 9);
+      EXPECT_EQ(Sock_GetError(sock), after == After::Silence ? Error_Timeout
+                                     : after == After::End   ? Error_Ended
+                                                             : Error_Retry);
       EXPECT_EQ(watch.Milliseconds() >= 290, after == After::Silence);
       Sock_Delete(sock);
       sock = nullptr;
@@ -221,7 +223,7 @@ TEST_F(SockTransfer, GivesEnded_WhenThePeerClosesDuringTheRead) {
   std::this_thread::sleep_for(std::chrono::milliseconds(50));
   peer.Close();
   EXPECT_EQ(read.get(), "");
-  EXPECT_EQ(Sock_GetError(sock), 4);
+  EXPECT_EQ(Sock_GetError(sock), Error_Ended);
 }
 
 TEST_F(SockTransfer, KeepsEveryByteInOrder_WhateverTheSizesOfTheReads) {
@@ -239,7 +241,7 @@ TEST_F(SockTransfer, KeepsEveryByteInOrder_WhateverTheSizesOfTheReads) {
     got += piece;
   }
   sender.join();
-  EXPECT_EQ(Sock_GetError(sock), 4);
+  EXPECT_EQ(Sock_GetError(sock), Error_Ended);
   EXPECT_TRUE(got == sent);
 }
 
@@ -270,7 +272,7 @@ TEST_F(SockTransfer, DoesNotEndAtUrgentData) {
     got += piece;
   }
   EXPECT_EQ(got, "abcd");
-  EXPECT_EQ(Sock_GetError(sock), 4);
+  EXPECT_EQ(Sock_GetError(sock), Error_Ended);
 }
 
 TEST_F(SockTransfer, WaitsOn_WhenThereIsNothingButUrgentData) {
@@ -279,7 +281,7 @@ TEST_F(SockTransfer, WaitsOn_WhenThereIsNothingButUrgentData) {
   ASSERT_TRUE(peer.SendUrgent('!'));
   const Stopwatch watch;
   EXPECT_EQ(Read(100), "");
-  EXPECT_EQ(Sock_GetError(sock), 8);
+  EXPECT_EQ(Sock_GetError(sock), Error_Timeout);
   EXPECT_GE(watch.Milliseconds(), 290);
 }
 
@@ -294,7 +296,7 @@ TEST_F(SockTransfer, IsNotEndedByASignal) {
   peer.Send("hello");
   reader.join();
   EXPECT_EQ(got, "hello");
-  EXPECT_EQ(Sock_GetError(sock), 0);
+  EXPECT_EQ(Sock_GetError(sock), Error_None);
 }
 
 TEST_F(SockTransfer, KeepsItsTimeUnderSignals) {
@@ -307,7 +309,7 @@ TEST_F(SockTransfer, KeepsItsTimeUnderSignals) {
     socket_probe::Interrupt(reader);
   }
   reader.join();
-  EXPECT_EQ(Sock_GetError(sock), 8);
+  EXPECT_EQ(Sock_GetError(sock), Error_Timeout);
   EXPECT_GE(watch.Milliseconds(), 390);
   EXPECT_LT(watch.Milliseconds(), 3000);
 }
@@ -316,7 +318,7 @@ TEST_F(SockTransfer, WorksBeyond1024Descriptors) {
   const socket_probe::LowDescriptorsTaken taken;
   Open();
   EXPECT_GE(Sock_GetDescriptor(sock), taken.leastNumber());
-  EXPECT_EQ(Sock_SelectWrite(sock, 5, 0), 0);
+  EXPECT_EQ(Sock_SelectWrite(sock, 5, 0), Error_None);
   EXPECT_EQ(Sock_Write(sock, 5, "hello"), 5u);
   std::string got;
   EXPECT_EQ(peer.ReceiveExactly(&got, 5), Result::Data);
@@ -324,8 +326,8 @@ TEST_F(SockTransfer, WorksBeyond1024Descriptors) {
   EXPECT_EQ(Read(5), "world");
   iSock_SetWaitMilliseconds(50);
   EXPECT_EQ(Read(5), "");
-  EXPECT_EQ(Sock_GetError(sock), 8);
-  EXPECT_EQ(Sock_Delete(sock), 0);
+  EXPECT_EQ(Sock_GetError(sock), Error_Timeout);
+  EXPECT_EQ(Sock_Delete(sock), Error_None);
   sock = nullptr;
 }
 
@@ -335,9 +337,9 @@ TEST_F(SockTransfer, GivesExactlyTheBytesBeforeACut) {
     ScriptedServer server({{script::Send(body), script::ReadToEnd()}});
     FaultProxy proxy(server.port());
     proxy.OnEvery(FaultProxy::ToClient, Fault::CutByFin(cut));
-    ASSERT_EQ(Sock_OpenConnectBuffer(0, "127.0.0.1", proxy.port(), &sock), 0);
+    ASSERT_EQ(Sock_OpenConnectBuffer(0, "127.0.0.1", proxy.port(), &sock), Error_None);
     EXPECT_EQ(ReadAll(100), body.substr(0, cut)) << cut;
-    EXPECT_EQ(Sock_GetError(sock), 4) << cut;
+    EXPECT_EQ(Sock_GetError(sock), Error_Ended) << cut;
     Sock_Delete(sock);
     sock = nullptr;
     server.AllowUnfinished();
@@ -349,11 +351,11 @@ TEST_F(SockTransfer, NeverTakesAResetForTheEnd) {
     ScriptedServer server({{script::Send(Pattern(40)), script::ReadToEnd()}});
     FaultProxy proxy(server.port());
     proxy.OnEvery(FaultProxy::ToClient, Fault::CutByReset(cut));
-    ASSERT_EQ(Sock_OpenConnectBuffer(0, "127.0.0.1", proxy.port(), &sock), 0);
+    ASSERT_EQ(Sock_OpenConnectBuffer(0, "127.0.0.1", proxy.port(), &sock), Error_None);
     const std::string got = ReadAll(100);
     EXPECT_EQ(got, Pattern(40).substr(0, got.size()));
     EXPECT_LE(got.size(), cut);
-    EXPECT_EQ(Sock_GetError(sock), 9) << cut;
+    EXPECT_EQ(Sock_GetError(sock), Error_Retry) << cut;
     Sock_Delete(sock);
     sock = nullptr;
     server.AllowUnfinished();
@@ -364,9 +366,9 @@ TEST_F(SockTransfer, ReadsOneByteAtATime) {
   ScriptedServer server({{script::Send("0123456789"), script::Close()}});
   FaultProxy proxy(server.port());
   proxy.OnEvery(FaultProxy::ToClient, Fault::Slow(1, 5));
-  ASSERT_EQ(Sock_OpenConnectBuffer(0, "127.0.0.1", proxy.port(), &sock), 0);
+  ASSERT_EQ(Sock_OpenConnectBuffer(0, "127.0.0.1", proxy.port(), &sock), Error_None);
   EXPECT_EQ(ReadAll(100), "0123456789");
-  EXPECT_EQ(Sock_GetError(sock), 4);
+  EXPECT_EQ(Sock_GetError(sock), Error_Ended);
 }
 
 TEST_F(SockTransfer, GivesTimeout_WhenThePeerFallsSilent) {
@@ -374,9 +376,9 @@ TEST_F(SockTransfer, GivesTimeout_WhenThePeerFallsSilent) {
   FaultProxy proxy(server.port());
   proxy.OnEvery(FaultProxy::ToClient, Fault::Stall(4));
   iSock_SetWaitMilliseconds(300);
-  ASSERT_EQ(Sock_OpenConnectBuffer(0, "127.0.0.1", proxy.port(), &sock), 0);
+  ASSERT_EQ(Sock_OpenConnectBuffer(0, "127.0.0.1", proxy.port(), &sock), Error_None);
   EXPECT_EQ(ReadAll(100), "0123");
-  EXPECT_EQ(Sock_GetError(sock), 8);
+  EXPECT_EQ(Sock_GetError(sock), Error_Timeout);
   server.AllowUnfinished();
 }
 
@@ -388,7 +390,8 @@ TEST_F(SockTransfer, ReadsAThousandLines) {
   char line[200];
   uint32_t count = 0;
   for (int i = 0; i < 1000; ++i) {
-    ASSERT_EQ(Stream_ReadTo(reinterpret_cast<Stream*>(sock), 2, "\r\n", sizeof line, line, &count), 0);
+    ASSERT_EQ(Stream_ReadTo(reinterpret_cast<Stream*>(sock), 2, "\r\n", sizeof line, line, &count),
+              Error_None);
     ASSERT_EQ(count, 52u);
   }
   sender.join();

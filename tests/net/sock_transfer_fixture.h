@@ -19,7 +19,7 @@ class SockTransfer : public SockTest {
     auto result = std::async(std::launch::async, wait);
     std::this_thread::sleep_for(std::chrono::milliseconds(100));
     const Stopwatch watch;
-    EXPECT_EQ(Sock_Close(sock), 0);
+    EXPECT_EQ(Sock_Close(sock), Error_None);
     auto value = result.get();
     EXPECT_LT(watch.Milliseconds(), 1000);
     return value;

@@ -7,7 +7,7 @@
 #include <string>
 #include <thread>
 
-#include "net/sock_internal.h"
+#include "net/sock_testing.h"
 #include "net/telnet_internal.h"
 #include "os/core/socketlayer_internal.h"
 #include "os/platform/clock.h"
@@ -74,7 +74,7 @@ Line Receive(Telnet* telnet, uint32_t bufferSize = 1024) {
   const ErrorCode status = Telnet_ReceiveLine(telnet, bufferSize, &length, buffer.data());
   for (size_t i = bufferSize; i < buffer.size(); ++i)
     EXPECT_EQ(buffer[i], '\x7e') << "written past the buffer";
-  if (status != 0) return {status, length, ""};
+  if (status != Error_None) return {status, length, ""};
   EXPECT_EQ(buffer[length - 1], '\0');
   return {status, length, buffer.substr(0, length - 1)};
 }
@@ -110,94 +110,94 @@ class TelnetTest : public testing::Test {
 
 TEST_F(TelnetTest, EndsALineInOneLineFeed) {
   Open("220 Ready\r\n");
-  EXPECT_EQ(Receive(telnet), (Line{0, 11, "220 Ready\n"}));
+  EXPECT_EQ(Receive(telnet), (Line{Error_None, 11, "220 Ready\n"}));
 }
 
 TEST_F(TelnetTest, KeepsWhatFollowsForTheNextLine) {
   Open("a\r\n\r\nbc\r\n");
-  EXPECT_EQ(Receive(telnet), (Line{0, 3, "a\n"}));
-  EXPECT_EQ(Receive(telnet), (Line{0, 2, "\n"}));
-  EXPECT_EQ(Receive(telnet), (Line{0, 4, "bc\n"}));
-  EXPECT_EQ(Receive(telnet), (Line{4, 0, ""}));
+  EXPECT_EQ(Receive(telnet), (Line{Error_None, 3, "a\n"}));
+  EXPECT_EQ(Receive(telnet), (Line{Error_None, 2, "\n"}));
+  EXPECT_EQ(Receive(telnet), (Line{Error_None, 4, "bc\n"}));
+  EXPECT_EQ(Receive(telnet), (Line{Error_Ended, 0, ""}));
 }
 
 TEST_F(TelnetTest, TakesALoneLineFeedOrCarriageReturnForData) {
   Open("a\nb\rc\n\r\r\n");
-  EXPECT_EQ(Receive(telnet), (Line{0, 9, "a\nb\rc\n\r\n"}));
+  EXPECT_EQ(Receive(telnet), (Line{Error_None, 9, "a\nb\rc\n\r\n"}));
 }
 
 TEST_F(TelnetTest, HoldsTheByteThatDoesNotFit) {
   Open("abcdef\r\n");
-  EXPECT_EQ(Receive(telnet, 4), (Line{0, 4, "abc"}));
-  EXPECT_EQ(Receive(telnet, 4), (Line{0, 4, "def"}));
+  EXPECT_EQ(Receive(telnet, 4), (Line{Error_None, 4, "abc"}));
+  EXPECT_EQ(Receive(telnet, 4), (Line{Error_None, 4, "def"}));
   // The held CR meets its LF.
-  EXPECT_EQ(Receive(telnet, 4), (Line{0, 2, "\n"}));
+  EXPECT_EQ(Receive(telnet, 4), (Line{Error_None, 2, "\n"}));
 }
 
 TEST_F(TelnetTest, HoldsBytesAbove127) {
   Open(
       "abc\xff\xe9"
       "de\x80\r\n");
-  EXPECT_EQ(Receive(telnet, 4), (Line{0, 4, "abc"}));
-  EXPECT_EQ(Receive(telnet, 4), (Line{0, 4,
+  EXPECT_EQ(Receive(telnet, 4), (Line{Error_None, 4, "abc"}));
+  EXPECT_EQ(Receive(telnet, 4), (Line{Error_None, 4,
                                       "\xff\xe9"
                                       "d"}));
-  EXPECT_EQ(Receive(telnet, 3), (Line{0, 3, "e\x80"}));
-  EXPECT_EQ(Receive(telnet, 3), (Line{0, 2, "\n"}));
+  EXPECT_EQ(Receive(telnet, 3), (Line{Error_None, 3, "e\x80"}));
+  EXPECT_EQ(Receive(telnet, 3), (Line{Error_None, 2, "\n"}));
 }
 
 TEST_F(TelnetTest, NeedsNoRoomForTheLineFeed) {
   Open("abc\r\nd\r\n");
-  EXPECT_EQ(Receive(telnet, 5), (Line{0, 5, "abc\n"}));
-  EXPECT_EQ(Receive(telnet, 5), (Line{0, 3, "d\n"}));
+  EXPECT_EQ(Receive(telnet, 5), (Line{Error_None, 5, "abc\n"}));
+  EXPECT_EQ(Receive(telnet, 5), (Line{Error_None, 3, "d\n"}));
 }
 
 TEST_F(TelnetTest, LosesAZeroThatDoesNotFit) {
   Open(std::string("abc\0de\r\n", 8));
-  EXPECT_EQ(Receive(telnet, 4), (Line{0, 4, "abc"}));
-  EXPECT_EQ(Receive(telnet, 8), (Line{0, 4, "de\n"}));
+  EXPECT_EQ(Receive(telnet, 4), (Line{Error_None, 4, "abc"}));
+  EXPECT_EQ(Receive(telnet, 8), (Line{Error_None, 4, "de\n"}));
 }
 
 TEST_F(TelnetTest, TellsALineThatWasCutFromAWholeOne) {
   // Both end in a line feed that fills the buffer.
   Open(std::string("ab\ncd\r\nabc\r\nab\n\0\r\n", 18));
-  EXPECT_EQ(Receive(telnet, 4), (Line{0, 4, "ab\n"}));
+  EXPECT_EQ(Receive(telnet, 4), (Line{Error_None, 4, "ab\n"}));
   EXPECT_TRUE(iTelnet_IsLineCut(telnet));
-  EXPECT_EQ(Receive(telnet, 4), (Line{0, 4, "cd\n"}));
+  EXPECT_EQ(Receive(telnet, 4), (Line{Error_None, 4, "cd\n"}));
   EXPECT_FALSE(iTelnet_IsLineCut(telnet));
-  EXPECT_EQ(Receive(telnet, 5), (Line{0, 5, "abc\n"}));
+  EXPECT_EQ(Receive(telnet, 5), (Line{Error_None, 5, "abc\n"}));
   EXPECT_FALSE(iTelnet_IsLineCut(telnet));
   // A zero that is lost was there all the same.
-  EXPECT_EQ(Receive(telnet, 4), (Line{0, 4, "ab\n"}));
+  EXPECT_EQ(Receive(telnet, 4), (Line{Error_None, 4, "ab\n"}));
   EXPECT_TRUE(iTelnet_IsLineCut(telnet));
-  EXPECT_EQ(Receive(telnet, 4), (Line{0, 2, "\n"}));
+  EXPECT_EQ(Receive(telnet, 4), (Line{Error_None, 2, "\n"}));
   EXPECT_FALSE(iTelnet_IsLineCut(telnet));
 }
 
 TEST_F(TelnetTest, ReceivesNoLineBeyondTheMomentOfGivingUp) {
   Open("a\r\nb\r\nc\r\n");
   iTelnet_GiveUpAt(telnet, platform::MonotonicMilliseconds() + 60000);
-  EXPECT_EQ(Receive(telnet), (Line{0, 3, "a\n"}));
+  EXPECT_EQ(Receive(telnet), (Line{Error_None, 3, "a\n"}));
   iTelnet_GiveUpAt(telnet, 1);
   char buffer[16];
   uint32_t length = 7;
-  EXPECT_EQ(Telnet_ReceiveLine(telnet, sizeof buffer, &length, buffer), 8);
+  EXPECT_EQ(Telnet_ReceiveLine(telnet, sizeof buffer, &length, buffer), Error_Timeout);
   EXPECT_EQ(length, 0u);
   // One byte was taken.
   iTelnet_GiveUpAt(telnet, 0);
-  EXPECT_EQ(Receive(telnet), (Line{0, 2, "\n"}));
+  EXPECT_EQ(Receive(telnet), (Line{Error_None, 2, "\n"}));
 }
 
 TEST_F(TelnetTest, KeepsAZeroThatFits) {
   Open(std::string("a\0b\r\n", 5));
-  EXPECT_EQ(Receive(telnet), (Line{0, 5, std::string("a\0b\n", 4)}));
+  EXPECT_EQ(Receive(telnet), (Line{Error_None, 5, std::string("a\0b\n", 4)}));
 }
 
 TEST_F(TelnetTest, ReadsNothingIntoABufferOfNoBytes) {
   Open("ab\r\n");
   char untouched = '~';
   uint32_t length = 7;
-  EXPECT_EQ(Telnet_ReceiveLine(telnet, 0, &length, &untouched), 5);
+  EXPECT_EQ(Telnet_ReceiveLine(telnet, 0, &length, &untouched), Error_Exceed);
   EXPECT_EQ(length, 0u);
   EXPECT_EQ(untouched, '~');
   EXPECT_EQ(text->position, 0u);
@@ -205,109 +205,60 @@ TEST_F(TelnetTest, ReadsNothingIntoABufferOfNoBytes) {
 
 TEST_F(TelnetTest, GivesAnEmptyLineForABufferOfOneByte) {
   Open("ab\r\n");
-  EXPECT_EQ(Receive(telnet, 1), (Line{0, 1, ""}));
-  EXPECT_EQ(Receive(telnet), (Line{0, 4, "ab\n"}));
+  EXPECT_EQ(Receive(telnet, 1), (Line{Error_None, 1, ""}));
+  EXPECT_EQ(Receive(telnet), (Line{Error_None, 4, "ab\n"}));
 }
 
 TEST_F(TelnetTest, GivesEndedAndLogsNothing_WhenTheStreamEndsInsideALine) {
   Open("abc");
-  ASSERT_EQ(Telnet_SetLog(telnet, kLog), 0);
+  ASSERT_EQ(Telnet_SetLog(telnet, kLog), Error_None);
   char buffer[8];
   memset(buffer, '~', sizeof buffer);
   uint32_t length = 7;
-  EXPECT_EQ(Telnet_ReceiveLine(telnet, sizeof buffer, &length, buffer), 4);
+  EXPECT_EQ(Telnet_ReceiveLine(telnet, sizeof buffer, &length, buffer), Error_Ended);
   EXPECT_EQ(length, 0u);
   EXPECT_EQ(std::string(buffer, 4), "abc~");
   EXPECT_EQ(Logged(), "");
 }
 
 TEST_F(TelnetTest, StoresCommandsAsDataAndAnswersNothing) {
-  Open("a\xff\xfb\x01z\xff\xfd\x03\xff\xf9\r\n");
-  EXPECT_EQ(Receive(telnet), (Line{0, 12, "a\xff\xfb\x01z\xff\xfd\x03\xff\xf9\n"}));
+  Open("a\xff\xfb\x01z\xff\xfd\x03\xff\xf1\xff\xff\xff\xf9\r\n");
+  EXPECT_EQ(Receive(telnet), (Line{Error_None, 16, "a\xff\xfb\x01z\xff\xfd\x03\xff\xf1\xff\xff\xff\xf9\n"}));
   EXPECT_EQ(text->output, "");
 }
 
 TEST_F(TelnetTest, BoundsALineWithoutEnd) {
   Open(std::string(1 << 20, 'x'));
-  for (int i = 0; i < 10; ++i) EXPECT_EQ(Receive(telnet, 100), (Line{0, 100, std::string(99, 'x')}));
+  for (int i = 0; i < 10; ++i) EXPECT_EQ(Receive(telnet, 100), (Line{Error_None, 100, std::string(99, 'x')}));
 }
 
 TEST_F(TelnetTest, ReceivesWithoutALengthArgument) {
   Open("ab\r\n");
   char buffer[8];
-  EXPECT_EQ(Telnet_ReceiveLine(telnet, sizeof buffer, nullptr, buffer), 0);
+  EXPECT_EQ(Telnet_ReceiveLine(telnet, sizeof buffer, nullptr, buffer), Error_None);
   EXPECT_STREQ(buffer, "ab\n");
-}
-
-TEST_F(TelnetTest, NegotiatesWhenAskedTo) {
-  struct Row {
-    std::string input;
-    ErrorCode status;
-    bool endsLine;
-    std::string output;
-  };
-  const Row rows[] = {
-      {"\xf1", 0, false, ""},
-      {"\xf9", 0, true, ""},
-      {"\xfb\x01", 0, false, "\xff\xfe\x01"},
-      {"\xfd\x18", 0, false, "\xff\xfc\x18"},
-      {"\xfc", 0, false, ""},
-      {"x", 0, false, ""},
-      {"", 4, false, ""},
-      {"\xfb", 4, false, ""},
-  };
-  for (const Row& row : rows) {
-    TextStream stream(row.input);
-    Telnet* connection = Telnet_Open(&stream.stream, 0);
-    bool endsLine = true;
-    EXPECT_EQ(iTelnet_Negotiate(connection, &endsLine), row.status);
-    EXPECT_EQ(endsLine, row.endsLine);
-    EXPECT_EQ(stream.output, row.output);
-    EXPECT_EQ(stream.writes.size(), row.output.empty() ? 0u : 1u);
-    Telnet_Delete(connection);
-  }
-}
-
-TEST_F(TelnetTest, GivesEnded_WhenAnAnswerIsNotTaken) {
-  TextStream stream("\xfb\x01");
-  stream.room = 2;
-  Telnet* connection = Telnet_Open(&stream.stream, 0);
-  bool endsLine = false;
-  EXPECT_EQ(iTelnet_Negotiate(connection, &endsLine), 4);
-  Telnet_Delete(connection);
-}
-
-TEST_F(TelnetTest, NamesItsCodes) {
-  const char* const names[] = {
-      "kTelnetCode_SE",        "kTelnetCode_NOP",         "kTelnetCode_DataMark",    "kTelnetCode_Break",
-      "kTelnetCode_Interrupt", "kTelnetCode_AbortOutput", "kTelnetCode_AreYouThere", "kTelnetCode_EraseChar",
-      "kTelnetCode_EraseLine", "kTelnetCode_GoAhead",     "kTelnetCode_SB",          "kTelnetCode_WILL",
-      "kTelnetCode_WONT",      "kTelnetCode_DO",          "kTelnetCode_DONT",        "kTelnetCode_IAC"};
-  for (int i = 0; i < 16; ++i) EXPECT_STREQ(iTelnet_CodeName(240 + i), names[i]);
-  EXPECT_EQ(iTelnet_CodeName(239), nullptr);
-  EXPECT_EQ(iTelnet_CodeName(-1), nullptr);
 }
 
 TEST_F(TelnetTest, SendsALineByOneWrite) {
   Open("");
-  EXPECT_EQ(Telnet_SendLine(telnet, "USER a%sb"), 0);
-  EXPECT_EQ(Telnet_PrintLine(telnet, "PASS %s %d", "x", 7), 0);
-  EXPECT_EQ(Telnet_SendLine(telnet, ""), 0);
+  EXPECT_EQ(Telnet_SendLine(telnet, "USER a%sb"), Error_None);
+  EXPECT_EQ(Telnet_PrintLine(telnet, "PASS %s %d", "x", 7), Error_None);
+  EXPECT_EQ(Telnet_SendLine(telnet, ""), Error_None);
   EXPECT_EQ(text->output, "USER a%sb\r\nPASS x 7\r\n\r\n");
   EXPECT_EQ(text->writes, (std::vector<uint32_t>{11, 10, 2}));
 }
 
 TEST_F(TelnetTest, SendsUpTo4093Characters) {
   Open("");
-  ASSERT_EQ(Telnet_SetLog(telnet, kLog), 0);
+  ASSERT_EQ(Telnet_SetLog(telnet, kLog), Error_None);
   const std::string longest(4093, 'l');
   const std::string tooLong(4094, 'l');
-  EXPECT_EQ(Telnet_SendLine(telnet, tooLong.c_str()), 5);
-  EXPECT_EQ(Telnet_PrintLine(telnet, "%s", tooLong.c_str()), 5);
-  EXPECT_EQ(Telnet_SendLine(telnet, std::string(1 << 20, 'l').c_str()), 5);
+  EXPECT_EQ(Telnet_SendLine(telnet, tooLong.c_str()), Error_Exceed);
+  EXPECT_EQ(Telnet_PrintLine(telnet, "%s", tooLong.c_str()), Error_Exceed);
+  EXPECT_EQ(Telnet_SendLine(telnet, std::string(1 << 20, 'l').c_str()), Error_Exceed);
   EXPECT_EQ(text->output, "");
-  EXPECT_EQ(Telnet_SendLine(telnet, longest.c_str()), 0);
-  EXPECT_EQ(Telnet_PrintLine(telnet, "%s", longest.c_str()), 0);
+  EXPECT_EQ(Telnet_SendLine(telnet, longest.c_str()), Error_None);
+  EXPECT_EQ(Telnet_PrintLine(telnet, "%s", longest.c_str()), Error_None);
   EXPECT_EQ(text->output, longest + "\r\n" + longest + "\r\n");
   // 1022 characters and the line end.
   const std::string line = "> " + std::string(1020, 'l') + "\n";
@@ -316,25 +267,25 @@ TEST_F(TelnetTest, SendsUpTo4093Characters) {
 
 TEST_F(TelnetTest, GivesEndedAndLogsTheFailure_WhenAWriteIsShort) {
   Open("");
-  ASSERT_EQ(Telnet_SetLog(telnet, kLog), 0);
+  ASSERT_EQ(Telnet_SetLog(telnet, kLog), Error_None);
   text->room = 5;
-  EXPECT_EQ(Telnet_SendLine(telnet, "QUIT"), 4);
+  EXPECT_EQ(Telnet_SendLine(telnet, "QUIT"), Error_Ended);
   EXPECT_EQ(text->output, "QUIT\r");
   EXPECT_EQ(Logged(), "> QUIT\r\n! Failed\n");
 }
 
 TEST_F(TelnetTest, LogsBothDirections) {
   Open("331 %n%s ok\r\nx");
-  ASSERT_EQ(Telnet_SetLog(telnet, kLog), 0);
-  EXPECT_EQ(Telnet_Log(telnet, "number %d", 3), 0);
-  EXPECT_EQ(Telnet_SendLine(telnet, "PASS secret"), 0);
-  EXPECT_EQ(Receive(telnet).status, 0);
+  ASSERT_EQ(Telnet_SetLog(telnet, kLog), Error_None);
+  EXPECT_EQ(Telnet_Log(telnet, "number %d", 3), Error_None);
+  EXPECT_EQ(Telnet_SendLine(telnet, "PASS secret"), Error_None);
+  EXPECT_EQ(Receive(telnet).status, Error_None);
   EXPECT_EQ(Logged(), "# number 3\n> PASS secret\r\n< 331 %n%s ok\n");
 }
 
 TEST_F(TelnetTest, LogsALineThatWasCutByItsBuffer) {
   Open("abcdef\r\n");
-  ASSERT_EQ(Telnet_SetLog(telnet, kLog), 0);
+  ASSERT_EQ(Telnet_SetLog(telnet, kLog), Error_None);
   Receive(telnet, 4);
   Receive(telnet, 100);
   EXPECT_EQ(Logged(), "< abc\n< def\n");
@@ -342,61 +293,61 @@ TEST_F(TelnetTest, LogsALineThatWasCutByItsBuffer) {
 
 TEST_F(TelnetTest, CutsALogLineAt1022Characters) {
   Open(std::string(1019, 'r') + "\r\n" + std::string(1020, 's') + "\r\n" + std::string(5000, 't') + "\r\n");
-  ASSERT_EQ(Telnet_SetLog(telnet, kLog), 0);
+  ASSERT_EQ(Telnet_SetLog(telnet, kLog), Error_None);
   for (int i = 0; i < 3; ++i) Receive(telnet, 8000);
-  EXPECT_EQ(Telnet_Log(telnet, "%s", std::string(3000, 'u').c_str()), 0);
+  EXPECT_EQ(Telnet_Log(telnet, "%s", std::string(3000, 'u').c_str()), Error_None);
   EXPECT_EQ(Logged(), "< " + std::string(1019, 'r') + "\n< " + std::string(1020, 's') + "\n< " +
                           std::string(1020, 't') + "\n# " + std::string(1020, 'u') + "\n");
 }
 
 TEST_F(TelnetTest, EndsALogLineOnce) {
   Open("");
-  ASSERT_EQ(Telnet_SetLog(telnet, kLog), 0);
-  EXPECT_EQ(Telnet_Log(telnet, "ended\n"), 0);
-  EXPECT_EQ(Telnet_Log(telnet, "%s", ""), 0);
-  EXPECT_EQ(Telnet_Log(telnet, "\r"), 0);
-  EXPECT_EQ(Telnet_Log(telnet, "%s\n", std::string(1019, 'a').c_str()), 0);
-  EXPECT_EQ(Telnet_Log(telnet, "%s\n", std::string(1020, 'b').c_str()), 0);
-  EXPECT_EQ(Telnet_Log(telnet, "%s\n", std::string(1021, 'c').c_str()), 0);
+  ASSERT_EQ(Telnet_SetLog(telnet, kLog), Error_None);
+  EXPECT_EQ(Telnet_Log(telnet, "ended\n"), Error_None);
+  EXPECT_EQ(Telnet_Log(telnet, "%s", ""), Error_None);
+  EXPECT_EQ(Telnet_Log(telnet, "\r"), Error_None);
+  EXPECT_EQ(Telnet_Log(telnet, "%s\n", std::string(1019, 'a').c_str()), Error_None);
+  EXPECT_EQ(Telnet_Log(telnet, "%s\n", std::string(1020, 'b').c_str()), Error_None);
+  EXPECT_EQ(Telnet_Log(telnet, "%s\n", std::string(1021, 'c').c_str()), Error_None);
   EXPECT_EQ(Logged(), "# ended\n# \n# \r\n# " + std::string(1019, 'a') + "\n# " + std::string(1020, 'b') +
                           "\n# " + std::string(1020, 'c') + "\n");
 }
 
 TEST_F(TelnetTest, GivesNotInited_WhenThereIsNoLog) {
   Open("");
-  EXPECT_EQ(Telnet_Log(telnet, "x"), -2);
+  EXPECT_EQ(Telnet_Log(telnet, "x"), Error_NotInited);
 }
 
 TEST_F(TelnetTest, AppendsToALogAndKeepsItUnderTheSameName) {
   directory.Write("log", "before\n");
   Open("");
-  ASSERT_EQ(Telnet_SetLog(telnet, kLog), 0);
-  EXPECT_EQ(Telnet_Log(telnet, "one"), 0);
-  ASSERT_EQ(Telnet_SetLog(telnet, kLog), 0);
-  EXPECT_EQ(Telnet_Log(telnet, "two"), 0);
-  ASSERT_EQ(Telnet_SetLog(telnet, kOtherLog), 0);
-  EXPECT_EQ(Telnet_Log(telnet, "three"), 0);
+  ASSERT_EQ(Telnet_SetLog(telnet, kLog), Error_None);
+  EXPECT_EQ(Telnet_Log(telnet, "one"), Error_None);
+  ASSERT_EQ(Telnet_SetLog(telnet, kLog), Error_None);
+  EXPECT_EQ(Telnet_Log(telnet, "two"), Error_None);
+  ASSERT_EQ(Telnet_SetLog(telnet, kOtherLog), Error_None);
+  EXPECT_EQ(Telnet_Log(telnet, "three"), Error_None);
   EXPECT_EQ(Logged(), "before\n# one\n# two\n");
   EXPECT_EQ(directory.Read("other"), "# three\n");
 }
 
 TEST_F(TelnetTest, KeepsTheOldLog_WhenTheNewOneCannotBeOpened) {
   Open("");
-  ASSERT_EQ(Telnet_SetLog(telnet, kLog), 0);
-  EXPECT_EQ(Telnet_SetLog(telnet, directory.Name("missing/log").c_str()), -1);
-  EXPECT_EQ(Telnet_Log(telnet, "still here"), 0);
+  ASSERT_EQ(Telnet_SetLog(telnet, kLog), Error_None);
+  EXPECT_EQ(Telnet_SetLog(telnet, directory.Name("missing/log").c_str()), Error_Fail);
+  EXPECT_EQ(Telnet_Log(telnet, "still here"), Error_None);
   EXPECT_EQ(Logged(), "# still here\n");
 }
 
 TEST_F(TelnetTest, OpensNothing_WhenTheLogHasTheNameAlready) {
   Open("");
-  ASSERT_EQ(Telnet_SetLog(telnet, kLog), 0);
+  ASSERT_EQ(Telnet_SetLog(telnet, kLog), Error_None);
   // Opening would need memory.
   iMemory_FailAllocation(1);
-  EXPECT_EQ(Telnet_SetLog(telnet, kLog), 0);
-  EXPECT_EQ(Telnet_SetLog(telnet, kOtherLog), 1);
+  EXPECT_EQ(Telnet_SetLog(telnet, kLog), Error_None);
+  EXPECT_EQ(Telnet_SetLog(telnet, kOtherLog), Error_Memory);
   iMemory_FailAllocation(0);
-  EXPECT_EQ(Telnet_Log(telnet, "one"), 0);
+  EXPECT_EQ(Telnet_Log(telnet, "one"), Error_None);
   EXPECT_EQ(Logged(), "# one\n");
 }
 
@@ -411,15 +362,15 @@ TEST_F(TelnetTest, RefusesNullArguments) {
   Open("");
   char buffer[4];
   EXPECT_EQ(Telnet_Open(nullptr, 0), nullptr);
-  EXPECT_EQ(Telnet_SetLog(nullptr, kLog), -4);
-  EXPECT_EQ(Telnet_SetLog(telnet, nullptr), -4);
-  EXPECT_EQ(Telnet_Log(nullptr, "x"), -4);
+  EXPECT_EQ(Telnet_SetLog(nullptr, kLog), Error_Invalid);
+  EXPECT_EQ(Telnet_SetLog(telnet, nullptr), Error_Invalid);
+  EXPECT_EQ(Telnet_Log(nullptr, "x"), Error_Invalid);
   EXPECT_EQ(Telnet_GetSocket(nullptr), nullptr);
-  EXPECT_EQ(Telnet_ReceiveLine(nullptr, 4, nullptr, buffer), -4);
-  EXPECT_EQ(Telnet_ReceiveLine(telnet, 4, nullptr, nullptr), -4);
-  EXPECT_EQ(Telnet_SendLine(telnet, nullptr), -4);
-  EXPECT_EQ(Telnet_SendLine(nullptr, "x"), -4);
-  EXPECT_EQ(Telnet_PrintLine(nullptr, "x"), -4);
+  EXPECT_EQ(Telnet_ReceiveLine(nullptr, 4, nullptr, buffer), Error_Invalid);
+  EXPECT_EQ(Telnet_ReceiveLine(telnet, 4, nullptr, nullptr), Error_Invalid);
+  EXPECT_EQ(Telnet_SendLine(telnet, nullptr), Error_Invalid);
+  EXPECT_EQ(Telnet_SendLine(nullptr, "x"), Error_Invalid);
+  EXPECT_EQ(Telnet_PrintLine(nullptr, "x"), Error_Invalid);
   Telnet_Close(nullptr);
   Telnet_Delete(nullptr);
 }
@@ -435,25 +386,25 @@ TEST(TelnetMemory, GivesTheStatus_WhenAnAllocationFails) {
       return;
     }
     const ErrorCode status = Telnet_SetLog(telnet, log.c_str());
-    EXPECT_TRUE(status == 0 || status == 1) << status;
-    EXPECT_EQ(Receive(telnet), (Line{0, 4, "ab\n"}));
+    EXPECT_TRUE(status == Error_None || status == Error_Memory) << status;
+    EXPECT_EQ(Receive(telnet), (Line{Error_None, 4, "ab\n"}));
     Telnet_Close(telnet);
     EXPECT_TRUE(stream.deleted);
   });
 }
 
 TEST(TelnetSocket, FindsTheSocketAndShutsItDown) {
-  ASSERT_EQ(iSock_Init(), 0);
+  ASSERT_EQ(iSock_Init(), Error_None);
   loopback::Listener listener;
   Sock* sock = nullptr;
-  ASSERT_EQ(Sock_OpenConnectBuffer(0, "127.0.0.1", listener.port(), &sock), 0);
+  ASSERT_EQ(Sock_OpenConnectBuffer(0, "127.0.0.1", listener.port(), &sock), Error_None);
   loopback::Connection peer = listener.Accept();
   Telnet* telnet = Telnet_Open(reinterpret_cast<Stream*>(sock), 0);
   EXPECT_EQ(Telnet_GetSocket(telnet), sock);
   ASSERT_TRUE(peer.Send("220 a\r\n220 b\r\n"));
-  EXPECT_EQ(Receive(telnet), (Line{0, 7, "220 a\n"}));
-  EXPECT_EQ(Receive(telnet), (Line{0, 7, "220 b\n"}));
-  EXPECT_EQ(Telnet_SendLine(telnet, "QUIT"), 0);
+  EXPECT_EQ(Receive(telnet), (Line{Error_None, 7, "220 a\n"}));
+  EXPECT_EQ(Receive(telnet), (Line{Error_None, 7, "220 b\n"}));
+  EXPECT_EQ(Telnet_SendLine(telnet, "QUIT"), Error_None);
   std::string got;
   EXPECT_EQ(peer.ReceiveExactly(&got, 6), loopback::Result::Data);
   EXPECT_EQ(got, "QUIT\r\n");
@@ -464,17 +415,17 @@ TEST(TelnetSocket, FindsTheSocketAndShutsItDown) {
 }
 
 TEST(TelnetSocket, FindsTheSocketBeneathAReadBuffer) {
-  ASSERT_EQ(iSock_Init(), 0);
+  ASSERT_EQ(iSock_Init(), Error_None);
   loopback::Listener listener;
   Sock* sock = nullptr;
-  ASSERT_EQ(Sock_OpenConnectBuffer(0, "127.0.0.1", listener.port(), &sock), 0);
+  ASSERT_EQ(Sock_OpenConnectBuffer(0, "127.0.0.1", listener.port(), &sock), Error_None);
   loopback::Connection peer = listener.Accept();
   Stream* buffered = ReadBufferStream_New(512, reinterpret_cast<Stream*>(sock), 1);
   ASSERT_NE(buffered, nullptr);
   Telnet* telnet = Telnet_Open(buffered, 0);
   EXPECT_EQ(Telnet_GetSocket(telnet), sock);
   ASSERT_TRUE(peer.Send("220 a\r\n"));
-  EXPECT_EQ(Receive(telnet), (Line{0, 7, "220 a\n"}));
+  EXPECT_EQ(Receive(telnet), (Line{Error_None, 7, "220 a\n"}));
   Telnet_Close(telnet);
   std::string got;
   EXPECT_NE(peer.ReceiveSome(&got), loopback::Result::Timeout);
@@ -483,10 +434,10 @@ TEST(TelnetSocket, FindsTheSocketBeneathAReadBuffer) {
 }
 
 TEST(TelnetSocket, AnswersAThousandCommands) {
-  ASSERT_EQ(iSock_Init(), 0);
+  ASSERT_EQ(iSock_Init(), Error_None);
   loopback::Listener listener;
   Sock* sock = nullptr;
-  ASSERT_EQ(Sock_OpenConnectBuffer(0, "127.0.0.1", listener.port(), &sock), 0);
+  ASSERT_EQ(Sock_OpenConnectBuffer(0, "127.0.0.1", listener.port(), &sock), Error_None);
   std::thread server([&] {
     loopback::Connection peer = listener.Accept();
     std::string command;
@@ -497,8 +448,9 @@ TEST(TelnetSocket, AnswersAThousandCommands) {
   });
   Telnet* telnet = Telnet_Open(reinterpret_cast<Stream*>(sock), 0);
   for (int i = 0; i < 1000; ++i) {
-    ASSERT_EQ(Telnet_SendLine(telnet, "NOOP"), 0);
-    ASSERT_EQ(Receive(telnet), (Line{0, 52, "250 a reply of the usual length, about fifty bytes\n"}));
+    ASSERT_EQ(Telnet_SendLine(telnet, "NOOP"), Error_None);
+    ASSERT_EQ(Receive(telnet),
+              (Line{Error_None, 52, "250 a reply of the usual length, about fifty bytes\n"}));
   }
   Telnet_Close(telnet);
   server.join();
@@ -506,16 +458,16 @@ TEST(TelnetSocket, AnswersAThousandCommands) {
 }
 
 TEST(TelnetSocket, GivesEnded_WhenTheSocketTimesOut) {
-  ASSERT_EQ(iSock_Init(), 0);
+  ASSERT_EQ(iSock_Init(), Error_None);
   iSock_SetWaitMilliseconds(50);
   loopback::Listener listener;
   Sock* sock = nullptr;
-  ASSERT_EQ(Sock_OpenConnectBuffer(0, "127.0.0.1", listener.port(), &sock), 0);
+  ASSERT_EQ(Sock_OpenConnectBuffer(0, "127.0.0.1", listener.port(), &sock), Error_None);
   loopback::Connection peer = listener.Accept();
   Telnet* telnet = Telnet_Open(reinterpret_cast<Stream*>(sock), 0);
   peer.Send("220");
-  EXPECT_EQ(Receive(telnet), (Line{4, 0, ""}));
-  EXPECT_EQ(Sock_GetError(sock), 8);
+  EXPECT_EQ(Receive(telnet), (Line{Error_Ended, 0, ""}));
+  EXPECT_EQ(Sock_GetError(sock), Error_Timeout);
   Telnet_Close(telnet);
   iSock_SetWaitMilliseconds(0);
   iSock_Exit();

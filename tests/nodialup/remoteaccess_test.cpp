@@ -26,34 +26,34 @@ TEST_F(RemoteAccessMissing, AnswersNoToEveryQuery) {
 }
 
 TEST_F(RemoteAccessMissing, GivesNotInitedFromEveryAction) {
-  EXPECT_EQ(RemoteAccess_Connect("isp", nullptr, nullptr), -2);
-  EXPECT_EQ(RemoteAccess_Disconnect("isp"), -2);
-  EXPECT_EQ(RemoteAccess_KillBadConnections(), -2);
+  EXPECT_EQ(RemoteAccess_Connect("isp", nullptr, nullptr), Error_NotInited);
+  EXPECT_EQ(RemoteAccess_Disconnect("isp"), Error_NotInited);
+  EXPECT_EQ(RemoteAccess_KillBadConnections(), Error_NotInited);
 }
 
 TEST_F(RemoteAccessMissing, ClearsTheWholeListAllTheSame) {
   char buffer[20];
   memset(buffer, '~', sizeof buffer);
-  EXPECT_EQ(RemoteAccess_ListEntries(16, buffer), -2);
+  EXPECT_EQ(RemoteAccess_ListEntries(16, buffer), Error_NotInited);
   EXPECT_EQ(std::string(buffer, 20), std::string(16, '\0') + "~~~~");
 }
 
 TEST_F(RemoteAccessMissing, SelectsNoEntryForSockets) {
-  EXPECT_EQ(Sock_SetRemoteAccess("isp", 1), -4);
-  EXPECT_EQ(Sock_SetRemoteAccess("", 1), 0);
-  EXPECT_EQ(Sock_SetRemoteAccess(nullptr, 0), 0);
+  EXPECT_EQ(Sock_SetRemoteAccess("isp", 1), Error_Invalid);
+  EXPECT_EQ(Sock_SetRemoteAccess("", 1), Error_None);
+  EXPECT_EQ(Sock_SetRemoteAccess(nullptr, 0), Error_None);
   Sock_CloseRemoteAccess();
 }
 
 TEST_F(RemoteAccessMissing, LetsSocketsWorkWithoutDialling) {
-  ASSERT_EQ(iSock_Init(), 0);
-  EXPECT_EQ(iSock_GuardRemoteAccess(), 0);
+  ASSERT_EQ(iSock_Init(), Error_None);
+  EXPECT_EQ(iSock_EnsureDialUp(), Error_None);
   loopback::Listener listener;
   Sock* sock = nullptr;
-  EXPECT_EQ(Sock_OpenConnectBuffer(0, "127.0.0.1", listener.port(), &sock), 0);
-  EXPECT_EQ(Sock_Delete(sock), 0);
-  EXPECT_EQ(Sock_OpenListen(0, &sock), 0);
-  EXPECT_EQ(Sock_Delete(sock), 0);
+  EXPECT_EQ(Sock_OpenConnectBuffer(0, "127.0.0.1", listener.port(), &sock), Error_None);
+  EXPECT_EQ(Sock_Delete(sock), Error_None);
+  EXPECT_EQ(Sock_OpenListen(0, &sock), Error_None);
+  EXPECT_EQ(Sock_Delete(sock), Error_None);
   iSock_Exit();
 }
 

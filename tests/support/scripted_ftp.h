@@ -9,7 +9,7 @@
 #include <initializer_list>
 #include <string>
 
-#include "net/sock_internal.h"
+#include "net/sock_testing.h"
 #include "qz/ftpc.h"
 #include "qz/memorystream.h"
 #include "qz/os.h"

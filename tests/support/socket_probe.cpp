@@ -22,6 +22,13 @@ int ReceiveBufferOption() {
   return SO_RCVBUF;
 }
 
+int SendBufferOption() {
+  return SO_SNDBUF;
+}
+int ReuseAddressOption() {
+  return SO_REUSEADDR;
+}
+
 int ReceiveBufferOf(uint32_t descriptor) {
   int bytes = 0;
 #ifdef _WIN32
@@ -32,6 +39,10 @@ int ReceiveBufferOf(uint32_t descriptor) {
   getsockopt(static_cast<int>(descriptor), SOL_SOCKET, SO_RCVBUF, &bytes, &length);
 #endif
   return bytes;
+}
+
+bool IsSocket(uint32_t descriptor) {
+  return ReceiveBufferOf(descriptor) != 0;
 }
 
 int ReceiveBufferAfterAsking(int bytes) {

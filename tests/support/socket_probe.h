@@ -12,12 +12,17 @@ namespace socket_probe {
 int ReceiveBufferAfterAsking(int bytes);
 int ReceiveBufferOf(uint32_t descriptor);
 
+// True when the descriptor is an open socket.
+bool IsSocket(uint32_t descriptor);
+
 // True when child programs inherit the descriptor.
 bool IsInherited(uint32_t descriptor);
 
-// Numbers of SOL_SOCKET and SO_RCVBUF on this system.
+// Numbers of SOL_SOCKET, SO_RCVBUF, SO_SNDBUF and SO_REUSEADDR on this system.
 int SocketLevel();
 int ReceiveBufferOption();
+int SendBufferOption();
+int ReuseAddressOption();
 
 // Uses up the system's low descriptor numbers while it lives, so that sockets get numbers above 1024 where
 // numbers are small integers.

@@ -53,6 +53,24 @@ auto Uninterrupted(Call call) {
   return result;
 }
 
+// The common number of a look-up's failure.
+uint32_t FromLookUp(int result) {
+  switch (result) {
+    case EAI_NONAME:
+    case EAI_NODATA:
+    case EAI_ADDRFAMILY:
+      return SocketError_HostNotFound;
+    case EAI_AGAIN:
+      return SocketError_TryLookUpAgain;
+    case EAI_MEMORY:
+      return SocketError_NoBuffers;
+    case EAI_SYSTEM:
+      return LastSocketError();
+    default:
+      return SocketError_LookUpFailed;
+  }
+}
+
 int PollOnce(SocketDescriptor socket, short wanted, int milliseconds, short* seen) {
   pollfd entry{Native(socket), wanted, 0};
   const int result = poll(&entry, 1, milliseconds);
@@ -71,7 +89,7 @@ bool StopSockets() {
 }
 
 SocketDescriptor SocketCreate() {
-  return Common(AboveStandardStreams(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)));
+  return Common(AboveStandardStreams(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0)));
 }
 
 bool SocketCloseAbortively(SocketDescriptor socket) {
@@ -91,8 +109,8 @@ bool SocketListen(SocketDescriptor socket, int32_t backlog) {
 }
 
 SocketDescriptor SocketAccept(SocketDescriptor socket) {
-  const int accepted =
-      Uninterrupted([socket] { return accept4(Native(socket), nullptr, nullptr, SOCK_CLOEXEC); });
+  const int accepted = Uninterrupted(
+      [socket] { return accept4(Native(socket), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK); });
   return Common(AboveStandardStreams(accepted));
 }
 
@@ -122,11 +140,11 @@ bool SocketPeerAddress(SocketDescriptor socket, SocketAddress* address) {
 }
 
 int64_t SocketReceive(SocketDescriptor socket, uint32_t count, void* buffer) {
-  return Uninterrupted([=] { return recv(Native(socket), buffer, count, MSG_DONTWAIT); });
+  return Uninterrupted([=] { return recv(Native(socket), buffer, count, 0); });
 }
 
-int64_t SocketSend(SocketDescriptor socket, uint32_t count, const void* buffer, bool /*nonBlocking*/) {
-  return Uninterrupted([=] { return send(Native(socket), buffer, count, MSG_DONTWAIT | MSG_NOSIGNAL); });
+int64_t SocketSend(SocketDescriptor socket, uint32_t count, const void* buffer) {
+  return Uninterrupted([=] { return send(Native(socket), buffer, count, MSG_NOSIGNAL); });
 }
 
 bool SocketPending(SocketDescriptor socket, uint32_t* count) {
@@ -134,11 +152,6 @@ bool SocketPending(SocketDescriptor socket, uint32_t* count) {
   if (ioctl(Native(socket), FIONREAD, &pending) != 0) return false;
   *count = static_cast<uint32_t>(pending);
   return true;
-}
-
-bool SocketSetNonBlocking(SocketDescriptor socket, bool nonBlocking) {
-  int argument = nonBlocking ? 1 : 0;
-  return ioctl(Native(socket), FIONBIO, &argument) == 0;
 }
 
 bool SocketSetOption(SocketDescriptor socket, int32_t level, int32_t option, const void* value,
@@ -190,32 +203,21 @@ bool ParseHostAddress(const char* text, uint8_t* address) {
   return true;
 }
 
-uint32_t LookUpHost(const char* host, uint8_t* address) {
+bool LookUpHost(const char* host, uint8_t* address, uint32_t* error) {
   addrinfo hints{};
   hints.ai_family = AF_INET;
   hints.ai_socktype = SOCK_STREAM;
   addrinfo* found = nullptr;
-  switch (getaddrinfo(host, nullptr, &hints, &found)) {
-    case 0:
-      break;
-    case EAI_NONAME:
-    case EAI_NODATA:
-    case EAI_ADDRFAMILY:
-      return SocketError_HostNotFound;
-    case EAI_AGAIN:
-      return SocketError_TryLookUpAgain;
-    case EAI_MEMORY:
-      return SocketError_NoBuffers;
-    case EAI_SYSTEM:
-      return LastSocketError();
-    default:
-      return SocketError_LookUpFailed;
+  const int result = getaddrinfo(host, nullptr, &hints, &found);
+  if (result != 0) {
+    *error = FromLookUp(result);
+    return false;
   }
   sockaddr_in native{};
   memcpy(&native, found->ai_addr, sizeof native);
   memcpy(address, &native.sin_addr, sizeof native.sin_addr);
   freeaddrinfo(found);
-  return 0;
+  return true;
 }
 
 }  // namespace platform

@@ -42,6 +42,20 @@ void FromNative(const sockaddr_in& native, SocketAddress* address) {
   memcpy(address->port, &native.sin_port, sizeof address->port);
 }
 
+// What every socket of the library is: non-blocking and not inherited. kNoSocket, and the socket closed, when
+// the system refuses the former.
+SocketDescriptor Adopt(SOCKET socket) {
+  u_long nonBlocking = 1;
+  if (ioctlsocket(socket, static_cast<long>(FIONBIO), &nonBlocking) != 0) {
+    const int error = WSAGetLastError();
+    closesocket(socket);
+    WSASetLastError(error);
+    return kNoSocket;
+  }
+  SetHandleInformation(reinterpret_cast<HANDLE>(socket), HANDLE_FLAG_INHERIT, 0);
+  return Common(socket);
+}
+
 // A set of one socket, or none.
 struct OneSocket {
   fd_set set;
@@ -70,13 +84,10 @@ bool StopSockets() {
 
 SocketDescriptor SocketCreate() {
   const SOCKET created = socket(AF_INET, SOCK_STREAM, 0);
-  if (created != INVALID_SOCKET)
-    SetHandleInformation(reinterpret_cast<HANDLE>(created), HANDLE_FLAG_INHERIT, 0);
-  return Common(created);
+  return created != INVALID_SOCKET ? Adopt(created) : kNoSocket;
 }
 
 bool SocketCloseAbortively(SocketDescriptor socket) {
-  SocketSetNonBlocking(socket, false);
   const linger dropUnsent{1, 0};
   setsockopt(Native(socket), SOL_SOCKET, SO_LINGER, reinterpret_cast<const char*>(&dropUnsent),
              sizeof dropUnsent);
@@ -94,11 +105,7 @@ bool SocketListen(SocketDescriptor socket, int32_t backlog) {
 
 SocketDescriptor SocketAccept(SocketDescriptor socket) {
   const SOCKET accepted = accept(Native(socket), nullptr, nullptr);
-  if (accepted == INVALID_SOCKET) return kNoSocket;
-  // An accepted socket takes the mode of its listener.
-  SocketSetNonBlocking(Common(accepted), false);
-  SetHandleInformation(reinterpret_cast<HANDLE>(accepted), HANDLE_FLAG_INHERIT, 0);
-  return Common(accepted);
+  return accepted != INVALID_SOCKET ? Adopt(accepted) : kNoSocket;
 }
 
 bool SocketConnect(SocketDescriptor socket, const SocketAddress& address) {
@@ -127,30 +134,16 @@ bool SocketPeerAddress(SocketDescriptor socket, SocketAddress* address) {
 }
 
 int64_t SocketReceive(SocketDescriptor socket, uint32_t count, void* buffer) {
-  // There is no "do not wait" for one call: a read behind a select that says "readable" does not wait.
-  const uint32_t seen = SocketWait(socket, SocketEvents_Read, 0);
-  if (seen == SocketEvents_Failed) return -1;
-  if (seen == SocketEvents_None) {
-    WSASetLastError(WSAEWOULDBLOCK);
-    return -1;
-  }
   const int received = recv(Native(socket), static_cast<char*>(buffer), ToLength(count), 0);
   if (received != 0) return received;
-  // Some systems show a reset to the reader as a plain end; a cut transfer must not look whole. A write of
-  // nothing sends nothing and fails with what happened.
+  // Some systems show a reset to the reader as a plain end; a cut transfer must not look whole. A send of no
+  // bytes fails with the reset.
   if (send(Native(socket), "", 0, 0) == 0 || WSAGetLastError() != WSAECONNRESET) return 0;
   return -1;
 }
 
-int64_t SocketSend(SocketDescriptor socket, uint32_t count, const void* buffer, bool nonBlocking) {
-  // A select that says "writable" promises room for a part only; without this a large block would wait.
-  if (!nonBlocking) SocketSetNonBlocking(socket, true);
-  const int sent = send(Native(socket), static_cast<const char*>(buffer), ToLength(count), 0);
-  if (nonBlocking) return sent;
-  const int error = WSAGetLastError();
-  SocketSetNonBlocking(socket, false);
-  WSASetLastError(error);
-  return sent;
+int64_t SocketSend(SocketDescriptor socket, uint32_t count, const void* buffer) {
+  return send(Native(socket), static_cast<const char*>(buffer), ToLength(count), 0);
 }
 
 bool SocketPending(SocketDescriptor socket, uint32_t* count) {
@@ -158,11 +151,6 @@ bool SocketPending(SocketDescriptor socket, uint32_t* count) {
   if (ioctlsocket(Native(socket), FIONREAD, &pending) != 0) return false;
   *count = pending;
   return true;
-}
-
-bool SocketSetNonBlocking(SocketDescriptor socket, bool nonBlocking) {
-  u_long argument = nonBlocking ? 1 : 0;
-  return ioctlsocket(Native(socket), static_cast<long>(FIONBIO), &argument) == 0;
 }
 
 bool SocketSetOption(SocketDescriptor socket, int32_t level, int32_t option, const void* value,
@@ -209,14 +197,13 @@ bool ParseHostAddress(const char* text, uint8_t* address) {
   return true;
 }
 
-uint32_t LookUpHost(const char* host, uint8_t* address) {
+bool LookUpHost(const char* host, uint8_t* address, uint32_t* error) {
   const hostent* found = gethostbyname(host);
-  if (found == nullptr || found->h_addrtype != AF_INET || found->h_addr_list[0] == nullptr) {
-    const int error = WSAGetLastError();
-    return error != 0 ? static_cast<uint32_t>(error) : static_cast<uint32_t>(WSAHOST_NOT_FOUND);
-  }
+  // A host without such an address is no failure of the call, which leaves no number then.
+  *error = found == nullptr ? static_cast<uint32_t>(WSAGetLastError()) : 0;
+  if (found == nullptr || found->h_addrtype != AF_INET || found->h_addr_list[0] == nullptr) return false;
   memcpy(address, found->h_addr_list[0], 4);
-  return 0;
+  return true;
 }
 
 }  // namespace platform

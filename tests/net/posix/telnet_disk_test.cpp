@@ -14,7 +14,7 @@ TEST_F(SockTest, TalksOn_WhenTheLogOfItsLinesCannotBeWritten) {
   Open();
   Telnet* telnet = Telnet_Open(reinterpret_cast<Stream*>(sock), 0);
   const TempDir directory;
-  ASSERT_EQ(Telnet_SetLog(telnet, directory.Name("log").c_str()), 0);
+  ASSERT_EQ(Telnet_SetLog(telnet, directory.Name("log").c_str()), Error_None);
   ASSERT_TRUE(peer.Send("220 a\r\n"));
   char line[16] = "";
   ErrorCode logged = 0;
@@ -30,9 +30,9 @@ TEST_F(SockTest, TalksOn_WhenTheLogOfItsLinesCannotBeWritten) {
     Telnet_Delete(telnet);
     sock = nullptr;
   }
-  EXPECT_EQ(logged, -1);
-  EXPECT_EQ(sent, 0);
-  EXPECT_EQ(received, 0);
+  EXPECT_EQ(logged, Error_Fail);
+  EXPECT_EQ(sent, Error_None);
+  EXPECT_EQ(received, Error_None);
   EXPECT_STREQ(line, "220 a\n");
   std::string got;
   peer.ReceiveExactly(&got, 6);

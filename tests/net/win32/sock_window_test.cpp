@@ -11,7 +11,7 @@ constexpr char kClass[] = "qzSockHandler";
 class SockWindow : public testing::Test {
  protected:
   void SetUp() override {
-    ASSERT_EQ(iSock_Init(), 0);
+    ASSERT_EQ(iSock_Init(), Error_None);
     window = OwnWindow();
     ASSERT_NE(window, nullptr);
   }
@@ -68,7 +68,7 @@ TEST_F(SockWindow, HasAPlainClassOfItsOwn) {
   iSock_Exit();
   EXPECT_FALSE(IsWindow(asked));
   EXPECT_FALSE(GetClassInfoA(module, kClass, &found));
-  ASSERT_EQ(iSock_Init(), 0);
+  ASSERT_EQ(iSock_Init(), Error_None);
 }
 
 }  // namespace
