@@ -58,8 +58,11 @@ constexpr ParseRow kParseRows[] = {
     {"ftpu://h", "ftpu", kNull, kNull, "h", 21, kNull},
     {"VRX://h", "VRX", kNull, kNull, "h", 21, kNull},
     {"vrxu://h", "vrxu", kNull, kNull, "h", 21, kNull},
-    // White space at both ends.
+    // White space at both ends; other control characters are none.
     {" \n\r\thttp://h/p \n\r\t", "http", kNull, kNull, "h", 80, "/p"},
+    {"http://h/p\v", "http", kNull, kNull, "h", 80, "/p\v"},
+    {"http://h/p \f", "http", kNull, kNull, "h", 80, "/p \f"},
+    {"http://h/p\b", "http", kNull, kNull, "h", 80, "/p\b"},
     // "file": everything after "://" is the path; no user, no port.
     {"file://", "file", kNull, kNull, kNull, 0, kNull},
     {"file:///", "file", kNull, kNull, kNull, 0, "/"},
