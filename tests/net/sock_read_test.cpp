@@ -192,7 +192,7 @@ TEST_F(SockTransfer, JoinsWhatWasReadAheadWithWhatCameWithTheEnd) {
 
 // A read that was filled to its last byte lets the next one expect more; when nothing more comes, that one
 // waits, ends and fails like any other.
-TEST_F(SockTransfer, WaitsEndsAndFailsAsEver_AfterAReadThatWasFilled) {
+TEST_F(SockTransfer, WaitsEndsAndFailsLikeAnyOther_AfterAReadThatWasFilled) {
   enum class After { Silence, End, Reset };
   for (const uint32_t size : {1024u, 5000u}) {
     for (const After after : {After::Silence, After::End, After::Reset}) {

@@ -234,7 +234,7 @@ TEST_F(SockTransfer, TellsThatAnAsyncConnectionFailed_WhenItWasAskedForTwice) {
   ASSERT_EQ(Sock_NewCreate(&sock), Error_None);
   ASSERT_EQ(Sock_SetAsync(sock, 1), Error_None);
   ASSERT_EQ(Sock_Connect(sock, "127.0.0.1", full.port()), Error_Block);
-  // The attempt goes on.
+  // The attempt continues.
   EXPECT_NE(Sock_Connect(sock, "127.0.0.1", full.port()), Error_None);
   EXPECT_EQ(Sock_SelectWrite(sock, 0, 50000), Error_Timeout);
   // The next attempt of the system to reach the port is refused.

@@ -414,7 +414,7 @@ TEST(TelnetSocket, FindsTheSocketAndShutsItDown) {
   iSock_Exit();
 }
 
-TEST(TelnetSocket, FindsTheSocketBeneathAReadBuffer) {
+TEST(TelnetSocket, FindsTheSocketThatAReadBufferWraps) {
   ASSERT_EQ(iSock_Init(), Error_None);
   loopback::Listener listener;
   Sock* sock = nullptr;
