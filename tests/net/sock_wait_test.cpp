@@ -274,4 +274,36 @@ TEST_F(SockTransfer, GivesTimeout_WhenNoConnectionIsMade) {
   EXPECT_LT(watch.Milliseconds(), 3000);
 }
 
+// A wait that times out is no failure of the system, and is told with its name all the same.
+TEST_F(SockTransfer, RecordsItsTimeouts) {
+  iSock_SetWaitMilliseconds(50);
+  loopback::Listener full(0);
+  std::vector<loopback::Connection> waiting;
+  for (int i = 0; i < 4; ++i) waiting.push_back(loopback::Connect(full.port(), 100));
+  ASSERT_EQ(Sock_NewCreate(&sock), Error_None);
+  Error_ClearLast();
+  EXPECT_EQ(Sock_Connect(sock, "127.0.0.1", full.port()), Error_Timeout);
+  ErrorDetail detail;
+  ASSERT_EQ(Error_GetLast(&detail), Error_None);
+  EXPECT_EQ(detail.status, Error_Timeout);
+  EXPECT_EQ(detail.systemNumber, 0u);
+  EXPECT_STREQ(detail.operation, "Sock_Connect");
+  EXPECT_STREQ(detail.name, "127.0.0.1");
+  Sock_Delete(sock);
+  sock = nullptr;
+
+  Open();
+  Error_ClearLast();
+  EXPECT_EQ(Read(1), "");
+  ASSERT_EQ(Error_GetLast(&detail), Error_None);
+  EXPECT_EQ(detail.status, Error_Timeout);
+  EXPECT_STREQ(detail.operation, "Sock_Read");
+  Error_ClearLast();
+  const std::string block(64 << 20, 'w');
+  Sock_Write(sock, static_cast<uint32_t>(block.size()), block.data());
+  ASSERT_EQ(Error_GetLast(&detail), Error_None);
+  EXPECT_EQ(detail.status, Error_Timeout);
+  EXPECT_STREQ(detail.operation, "Sock_Write");
+}
+
 }  // namespace
