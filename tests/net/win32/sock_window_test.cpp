@@ -3,6 +3,7 @@
 #include <windows.h>
 
 #include "os/core/socketlayer_internal.h"
+#include "qz/error.h"
 
 namespace {
 
