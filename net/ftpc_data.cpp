@@ -114,7 +114,7 @@ ErrorCode StartPassive(FTPc* connection, const char* name, const char* argument,
 // Waits for one slice: None with the server's connection, Block when it has not come yet.
 ErrorCode AcceptInSlice(Sock* listener, Sock** sock) {
   // The wait would give the status of the one before again.
-  iSock_Store(listener, Error_None);
+  iSock_StoreStatus(listener, Error_None);
   const ErrorCode status = Sock_SelectRead(listener, 0, kAcceptSliceMicroseconds);
   if (status == Error_Timeout) return Error_Block;
   // The connection may have gone again meanwhile: then the next slice waits for another one.

@@ -80,7 +80,7 @@ Sock* SocketOf(Stream* stream) {
 // dropped.
 bool HasPeerEnded(Sock* data) {
   // The wait would give the status of the one before again.
-  iSock_Store(data, Error_None);
+  iSock_StoreStatus(data, Error_None);
   const ErrorCode status = Sock_SelectRead(data, 0, kDrainSliceMicroseconds);
   if (status != Error_None) return status != Error_Timeout;
   char dropped[512];

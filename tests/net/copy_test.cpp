@@ -2,8 +2,8 @@
 #include <gtest/gtest.h>
 
 #include "net/copy_internal.h"
-#include "qz/error.h"
 #include "net/sock_testing.h"
+#include "qz/error.h"
 #include "tests/support/test_stream.h"
 
 namespace {
