@@ -185,6 +185,11 @@ TEST(TimeFromString, DoesNotWrapNumbers) {
   EXPECT_EQ(Parse("Jan 5 10:00:4294967296"), "Thu Jan  1 00:00:00 1970");
 }
 
+// A second time of day says what it says and no more.
+TEST(TimeFromString, KeepsTheMinutesThatALaterTimeLacks) {
+  EXPECT_EQ(Parse("Jan 5 10:20 12:"), "Sun Jan  5 12:20:00 1997");
+}
+
 TEST(TimeFromString, IgnoresAnythingElse) {
   EXPECT_EQ(Parse("-rw-r--r-- Jan 5 10:00 \xFF\xFE :30 _x"), "Sun Jan  5 10:00:00 1997");
 }
