@@ -148,6 +148,7 @@ class Disk(ProgramTest):
         refused = run(os.path.join(place, "home"))
         self.assertEqual(refused.returncode, OTHER)
         self.assertIn(b"HOME", refused.stderr)
+        os.mkdir(self.path("home"))
         done = run(self.path("home"))
         self.assertEqual(done.returncode, DONE, done.stderr)
         self.assert_file("data", DATA)
