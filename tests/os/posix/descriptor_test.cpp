@@ -93,7 +93,10 @@ TEST_F(ClosedStandardStreams, AreNotReplacedByAnAcceptedConnection) {
               const platform::SocketDescriptor listener = platform::SocketCreate();
               const platform::SocketDescriptor client = platform::SocketCreate();
               platform::SocketAddress address;
-              return Listen(listener, &address) && platform::SocketConnect(client, address) &&
+              if (!Listen(listener, &address)) return false;
+              platform::SocketConnect(client, address);
+              return platform::SocketWait(listener, platform::SocketEvents_Read, 10000) ==
+                         platform::SocketEvents_Read &&
                      platform::SocketAccept(listener) != platform::kNoSocket;
             }),
             0);
