@@ -46,14 +46,12 @@ QZ_API ErrorCode Directory_Delete(const char* name);
 /* Writes the listing of a directory into listFile, which is replaced.
  * directory: empty for the current one. listMode (enum DirectoryListKind): 0 names; 1 directory/name, with
  * "/" behind a directory; 2 long lines as of "ls -l", the size modulo 4 GiB. An entry whose state cannot be
- * read is listed by its kind alone, with size 0 and the time of 1970. On Windows the directory "/" lists the
- * drives as
- * "/C|/" (Error_System in mode 2).
- * Error_None, also with an empty list for a directory that does not exist or may not be read; Error_Memory
- * when memory or descriptors run out; Error_Fail for another mode, after a report, and when listFile cannot
- * be opened; Error_Ended when it cannot be written; others of Error_FromSystem when the directory cannot be
- * read to its end. There is no listFile after a failure, but one that could not be opened, or was not touched
- * for another mode, stays. */
+ * read is listed by its kind alone, with size 0 and the time of 1970; a link is then no directory. On Windows
+ * the directory "/" lists the drives as "/C|/" (Error_System in mode 2). Error_None, also with an empty list
+ * for a directory that does not exist or may not be read; Error_Memory when memory or descriptors run out;
+ * Error_Fail for another mode, after a report, and when listFile cannot be opened; Error_Ended when it cannot
+ * be written; others of Error_FromSystem when the directory cannot be read to its end. There is no listFile
+ * after a failure, but one that could not be opened, or was not touched for another mode, stays. */
 QZ_API ErrorCode Directory_GetList(const char* directory, int32_t listMode, const char* listFile);
 
 /* Lists a directory into a temporary file and returns it owned in *list (free with Directory_EndList); null

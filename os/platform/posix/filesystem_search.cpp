@@ -9,6 +9,7 @@
 #include "os/platform/filesystem.h"
 #include "os/platform/posix/descriptor_posix.h"
 #include "os/platform/posix/filesystem_posix.h"
+#include "os/platform/posix/filesystem_testing.h"
 
 namespace platform {
 namespace {
@@ -36,7 +37,7 @@ Place PlaceOf(DirectorySearch* parent, const char* path) {
 enum class Description { Complete, Gone, Unknown };
 
 // What there is to tell of an entry. A directory that may be read but not entered still tells what is a
-// directory.
+// directory and what is a link, on most file systems; not what a link leads to.
 Description Describe(DIR* directory, const struct dirent& found, FileInformation* information) {
   if (GetInformationAt(dirfd(directory), found.d_name, information)) return Description::Complete;
   if (errno == ENOENT) return Description::Gone;
@@ -60,6 +61,8 @@ DirectorySearch* Open(const Place& place, int extraFlags) {
 
 }  // namespace
 
+dirent* (*readEntry)(DIR*) = readdir;
+
 DirectorySearch* BeginSearch(const char* directory) {
   DirectorySearch* opened = Open({AT_FDCWD, directory}, 0);
   if (opened == nullptr && errno == ELOOP) errno = ENOENT;  // links that lead to each other lead nowhere
@@ -69,7 +72,7 @@ DirectorySearch* BeginSearch(const char* directory) {
 bool NextEntry(DirectorySearch* search, DirectoryEntry* entry) {
   for (;;) {
     errno = 0;
-    const struct dirent* found = readdir(HandleOf(search));
+    const struct dirent* found = readEntry(HandleOf(search));
     if (found == nullptr) return false;
     if (IsOwnOrParent(found->d_name)) continue;
     const Description description = Describe(HandleOf(search), *found, &entry->information);

@@ -1,11 +1,15 @@
 // Listings of odd names, links, and onto a disk that is full.
+#include <dirent.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <map>
 #include <string>
 #include <vector>
 
+#include "os/platform/filesystem.h"
+#include "os/platform/posix/filesystem_testing.h"
 #include "qz/directory.h"
 #include "qz/error.h"
 #include "qz/file.h"
@@ -133,6 +137,64 @@ TEST_F(DirectoryListOnPosixTest, ListsADirectoryThatCannotBeEnteredByKinds) {
   EXPECT_NE(lines.find("d---------    1    nobody     nobody        0 Thu Jan  1 00:00:00 1970 sub/\n"),
             std::string::npos)
       << lines;
+}
+
+// As on a file system that does not tell the kinds of a directory's entries.
+class ListingWithoutKinds : public DirectoryListOnPosixTest {
+ protected:
+  ListingWithoutKinds() {
+    platform::readEntry = [](DIR* directory) {
+      dirent* entry = readdir(directory);
+      if (entry != nullptr) entry->d_type = DT_UNKNOWN;
+      return entry;
+    };
+  }
+  ~ListingWithoutKinds() override { platform::readEntry = readdir; }
+};
+
+TEST_F(ListingWithoutKinds, TakesThemFromTheEntriesStates) {
+  directory_.MakeDirectory("d/sub");
+  directory_.Write("d/file", "abc");
+  EXPECT_EQ(List(1), Error_None);
+  const std::string names = directory_.Read("list");
+  EXPECT_NE(names.find(directory_.Name("d/sub") + "/\n"), std::string::npos) << names;
+  EXPECT_NE(names.find(directory_.Name("d/file") + "\n"), std::string::npos) << names;
+}
+
+// Taken for a file, a directory would look as if it had been replaced.
+TEST_F(ListingWithoutKinds, FailsWhereAnEntrysStateCannotBeReadEither) {
+  directory_.MakeDirectory("d/sub");
+  std::error_code ignored;
+  std::filesystem::permissions(directory_.SystemName(), std::filesystem::perms::all, ignored);
+  ErrorCode status = Error_None;
+  {
+    Unenterable unenterable(directory_.SystemName("d"));
+    status = List(0);
+  }
+  EXPECT_EQ(status, Error_NoAccess);
+  EXPECT_FALSE(directory_.Exists("list"));
+}
+
+TEST_F(DirectoryListOnPosixTest, TellsEachKindOfADirectoryThatCannotBeEntered) {
+  directory_.MakeDirectory("d/sub");
+  directory_.Write("d/file", "abc");
+  std::filesystem::create_directory_symlink("sub", directory_.SystemName("d/link"));
+  std::map<std::string, std::string> kinds;
+  {
+    Unenterable unenterable(directory_.SystemName("d"));
+    platform::DirectorySearch* search = platform::BeginSearch(directory_.SystemName("d").c_str());
+    ASSERT_NE(search, nullptr);
+    platform::DirectoryEntry entry;
+    while (platform::NextEntry(search, &entry)) {
+      const platform::FileInformation& information = entry.information;
+      kinds[entry.name] = information.isDirectory ? "directory" : information.isLink ? "link" : "file";
+      EXPECT_EQ(information.sizeBytes, 0u) << entry.name;
+      EXPECT_EQ(information.modified, 0u) << entry.name;
+    }
+    platform::EndSearch(search);
+  }
+  EXPECT_EQ(kinds,
+            (std::map<std::string, std::string>{{"sub", "directory"}, {"file", "file"}, {"link", "link"}}));
 }
 
 TEST_F(DirectoryListOnPosixTest, GivesAnEmptyListForLinksThatLeadToEachOther) {
