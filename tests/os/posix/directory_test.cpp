@@ -5,12 +5,15 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <chrono>
+#include <cerrno>
 #include <cstdio>
+#include <future>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "os/file/directory_testing.h"
+#include "os/platform/filesystem.h"
 #include "qz/error.h"
 #include "tests/support/file_system.h"
 #include "tests/support/temp_dir.h"
@@ -74,31 +77,17 @@ TEST_F(DirectoryOnPosixTest, LooksThroughNoLinkByAWayBack) {
   EXPECT_EQ(directory_.Read("outside/d/kept"), "mine");
 }
 
-// Somebody who, again and again, puts one thing in the place of another, and back.
-class Exchanger {
- public:
-  Exchanger(const fs::path& one, const fs::path& other)
-      : thread_([this, one, other] {
-          while (!isOver_) {
-            if (renameat2(AT_FDCWD, one.c_str(), AT_FDCWD, other.c_str(), RENAME_EXCHANGE) == 0) ++exchanges_;
-          }
-        }) {}
+// ---- a link that takes the place of a directory meanwhile --------------------------------------
 
-  int Stop() {
-    isOver_ = true;
-    thread_.join();
-    return exchanges_;
-  }
-
- private:
-  std::atomic<bool> isOver_{false};
-  std::atomic<int> exchanges_{0};
-  std::thread thread_;
-};
+bool Exchange(const fs::path& one, const fs::path& other) {
+  return renameat2(AT_FDCWD, one.c_str(), AT_FDCWD, other.c_str(), RENAME_EXCHANGE) == 0;
+}
 
 class ExchangedDirectoryTest : public DirectoryOnPosixTest {
  protected:
   static constexpr int kFiles = 200;
+
+  ~ExchangedDirectoryTest() override { iDirectory_SetNextEntry(nullptr); }
 
   void Fill(const std::string& name) {
     directory_.MakeDirectory(name + "/below");
@@ -108,38 +97,90 @@ class ExchangedDirectoryTest : public DirectoryOnPosixTest {
     }
   }
 
-  // Removes "d" while a link to "outside", where the same names stand, keeps taking the place of `exchanged`.
-  int RemoveWhileExchanged(const std::string& exchanged) {
-    Fill(exchanged);
-    fs::create_directory_symlink(directory_.SystemName("outside"), directory_.SystemName("link"));
-    Exchanger exchanger(directory_.SystemName("link"), directory_.SystemName(exchanged));
-    Directory_Delete(Name("d").c_str());
-    const int exchanges = exchanger.Stop();
+  // A tree to be removed, with a directory that a link to "outside", where the same names stand, may replace.
+  void Prepare(const std::string& exchanged) {
     fs::remove_all(directory_.SystemName("d"));
     fs::remove_all(directory_.SystemName("link"));
-    return exchanges;
+    Fill(exchanged);
+    fs::create_directory_symlink(directory_.SystemName("outside"), directory_.SystemName("link"));
+    directory = directory_.SystemName(exchanged);
+    link = directory_.SystemName("link");
   }
 
-  void CheckThatNothingOutsideIsLost(const std::string& exchanged) {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(2);
-    int exchanges = 0;
-    Fill("outside");
-    for (int round = 0; round < 5 && std::chrono::steady_clock::now() < deadline; ++round) {
-      exchanges += RemoveWhileExchanged(exchanged);
-      ASSERT_EQ(directory_.List("outside").size(), kFiles + 1u) << round;
-      ASSERT_EQ(directory_.List("outside/below").size(), kFiles + 0u) << round;
-    }
-    EXPECT_GT(exchanges, 0);
+  void ExpectThatNothingOutsideIsLost() {
+    EXPECT_EQ(directory_.List("outside").size(), kFiles + 1u);
+    EXPECT_EQ(directory_.List("outside/below").size(), kFiles + 0u);
   }
+
+  // Puts the link into the directory's place, or back, behind every entry from the `first` one on.
+  static bool ExchangeBehindEntry(platform::DirectorySearch* search, platform::DirectoryEntry* entry) {
+    const bool isFound = platform::NextEntry(search, entry);
+    const int error = errno;
+    if (++given >= first && Exchange(link, directory)) ++exchanges;
+    errno = error;
+    return isFound;
+  }
+
+  // The moment between looking at an entry and using its name is the one that counts, so each is hit.
+  void ExchangeBehindEachEntry(const std::string& exchanged) {
+    Fill("outside");
+    for (first = 1; first <= 5; ++first) {
+      SCOPED_TRACE(first);
+      Prepare(exchanged);
+      given = 0;
+      exchanges = 0;
+      iDirectory_SetNextEntry(ExchangeBehindEntry);
+      Directory_Delete(Name("d").c_str());
+      iDirectory_SetNextEntry(nullptr);
+      EXPECT_GT(exchanges, 0);
+      ExpectThatNothingOutsideIsLost();
+    }
+  }
+
+  // The moments that no seam can hit: somebody else exchanges all the time.
+  void ExchangeAllTheTime(const std::string& exchanged) {
+    Fill("outside");
+    for (int round = 0; round < 3; ++round) {
+      SCOPED_TRACE(round);
+      Prepare(exchanged);
+      std::atomic<bool> isOver{false};
+      std::promise<bool> isExchanging;
+      std::thread exchanger([&] {
+        isExchanging.set_value(Exchange(link, directory));
+        while (!isOver) Exchange(link, directory);
+      });
+      EXPECT_TRUE(isExchanging.get_future().get());
+      Directory_Delete(Name("d").c_str());
+      isOver = true;
+      exchanger.join();
+      ExpectThatNothingOutsideIsLost();
+    }
+  }
+
+  static inline fs::path directory;
+  static inline fs::path link;
+  static inline int first = 0;
+  static inline int given = 0;
+  static inline int exchanges = 0;
 };
 
-TEST_F(ExchangedDirectoryTest, LosesNothingOutsideWhenALinkTakesADirectorysPlaceMeanwhile) {
-  CheckThatNothingOutsideIsLost("d/victim");
+TEST_F(ExchangedDirectoryTest, LosesNothingOutsideWhenALinkTakesADirectorysPlace) {
+  ExchangeBehindEachEntry("d/victim");
 }
 
-TEST_F(ExchangedDirectoryTest, LosesNothingOutsideWhenALinkTakesTheRemovedDirectorysPlaceMeanwhile) {
-  CheckThatNothingOutsideIsLost("d");
+TEST_F(ExchangedDirectoryTest, LosesNothingOutsideWhenALinkTakesTheRemovedDirectorysPlace) {
+  ExchangeBehindEachEntry("d");
 }
+
+TEST_F(ExchangedDirectoryTest, LosesNothingOutsideWhileALinkKeepsTakingADirectorysPlace) {
+  ExchangeAllTheTime("d/victim");
+}
+
+TEST_F(ExchangedDirectoryTest, LosesNothingOutsideWhileALinkKeepsTakingTheRemovedDirectorysPlace) {
+  ExchangeAllTheTime("d");
+}
+
+// ---- failures and long paths -------------------------------------------------------------------
 
 TEST_F(DirectoryOnPosixTest, ContinuesAfterAFailureAndGivesTheFirst) {
   directory_.MakeDirectory("d/locked");
@@ -191,7 +232,7 @@ TEST_F(DirectoryOnPosixTest, GivesACurrentDirectoryThatJustFits) {
     char current[1024] = "unset";
     const ErrorCode status = Directory_GetCurrent(current);
     fs::current_path(original);
-    EXPECT_EQ(status, length == 1023 ? 0 : -4);
+    EXPECT_EQ(status, length == 1023 ? Error_None : Error_Invalid);
     EXPECT_EQ(current, length == 1023 ? deep : "");
   }
 }
