@@ -198,7 +198,8 @@ bool IsShare(const char* name) {
 bool LeadsToRoot(const char* name) {
   char absolute[kFileNameSize];
   if (name[0] == '\0' || IsShare(name) || iFile_AbsoluteName(name, absolute) != Error_None) return true;
-  return DepthBelowRoot(absolute + RootLength(absolute)) == 0;
+  // A name may also be given in the system's form.
+  return IsShare(absolute) || DepthBelowRoot(absolute + RootLength(absolute)) == 0;
 }
 
 void DropTrailingSeparators(Removal* removal) {

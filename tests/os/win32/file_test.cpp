@@ -20,6 +20,14 @@
 
 namespace {
 
+TEST(DirectoryOnWindows, RefusesEveryRootInTheSystemsForm) {
+  for (const char* name :
+       {"\\", "C:\\", "C:\\x\\..", "\\\\server\\share", "\\\\server\\share\\", "\\\\?\\C:\\",
+        "\\\\?\\UNC\\server\\share", "\\\\?\\UNC\\server\\share\\", "\\\\.\\C:\\"}) {
+    EXPECT_EQ(Directory_Delete(name), Error_Invalid) << name;
+  }
+}
+
 TEST(FileOnWindows, TellsAMissingDriveAsAnExistingFile) {
   for (const char* name : {"/Q|", "/Q|/"}) {
     int32_t isDirectory = 9;
