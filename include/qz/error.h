@@ -76,7 +76,7 @@ QZ_API ErrorCode Error_GetLast(ErrorDetail* detail);
 QZ_API void Error_ClearLast(void);
 
 /* Writes the calling thread's last failure as a line for people, in the system's own words and without a line
- * end: File_Open "/x/y": No space left on device (28). Control bytes are shown as "?". The number is the
+ * end: File_Open "/x/y": No space left on device (28). Control characters are shown as "?". The number is the
  * system's own where it is known.
  * size: bytes of text, the terminator included; a longer line is cut. text: out; empty when nothing is
  * recorded.

@@ -115,11 +115,19 @@ void FormatSubject(const ErrorDetail& detail, char* subject, size_t sizeBytes) {
   snprintf(subject, sizeBytes, "%s%s%s%s%s", detail.operation, hasBoth ? " " : "", quote, detail.name, quote);
 }
 
+// Terminals also obey control characters of two bytes, U+0080 to U+009F in UTF-8.
+bool IsTwoByteControl(const char* text) {
+  const auto second = static_cast<unsigned char>(text[1]);
+  return static_cast<unsigned char>(text[0]) == 0xC2 && second >= 0x80 && second <= 0x9F;
+}
+
 // Names come from outside; what they hold must not move a terminal's cursor.
 void ReplaceControlBytes(char* text) {
   for (; *text != '\0'; ++text) {
     const auto byte = static_cast<unsigned char>(*text);
-    if (byte < ' ' || byte == 0x7F) *text = '?';
+    const bool isTwoBytes = IsTwoByteControl(text);
+    if (isTwoBytes) *text++ = '?';
+    if (isTwoBytes || byte < ' ' || byte == 0x7F) *text = '?';
   }
 }
 

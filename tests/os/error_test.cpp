@@ -387,6 +387,12 @@ TEST_F(ErrorGetLast, ShowsNoControlBytes) {
   EXPECT_EQ(Text(), "File_Open \"a?[2J??%s\xc3\xa4\": Out of memory");
 }
 
+// The first of them begins an instruction to a terminal, as ESC [ does.
+TEST_F(ErrorGetLast, ShowsNoControlCharactersOfTwoBytes) {
+  iError_Record(Error_Memory, "File_Open", "a\xc2\x9b\x31m\xc2\x80\xc2\x9f\xc2\xa0\xc3\x9b\xc2");
+  EXPECT_EQ(Text(), "File_Open \"a??1m????\xc2\xa0\xc3\x9b\xc2\": Out of memory");
+}
+
 TEST_F(ErrorGetLast, CutsItsWordsToTheRoom) {
   iError_Record(Error_Memory, "File_Open", "/x/y");
   char text[12];
