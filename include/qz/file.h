@@ -114,7 +114,7 @@ QZ_API int32_t File_Sync(File* file);
 /* Reads one line of at most size - 1 bytes into buffer (size bytes, at least 2), removes every CR and LF from
  * its end, and returns the length that is left; -1 at the end of the file and on failure, with an empty
  * buffer. Stream_Error then tells which: Error_Ended at the end only. The rest of a longer line comes with
- * the next call. */
+ * the next call. After a failure the next call begins with the same line. */
 QZ_API int32_t File_ScanLine(File* file, int32_t size, char* buffer);
 
 /* Reads up to size bytes into buffer and returns the first (0 to 255); *remaining receives how many follow it

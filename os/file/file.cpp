@@ -182,8 +182,14 @@ void TakeLineFeedBehindReturn(File* file, const char* buffer, Piece* piece) {
   piece->hasLineEnd = true;
 }
 
+// What came before a failure is not handed out: the next call begins with the same line.
+void PutBack(const File* file, Piece* piece) {
+  platform::SeekDescriptor(file->descriptor, -static_cast<int64_t>(piece->length), FileSeek_Current);
+  piece->length = 0;
+}
+
 // The bytes up to the next LF and with it, at most fullLength of them. Empty at the end and on failure, when
-// lastStatus tells which; what came before a failure is not handed out.
+// lastStatus tells which.
 Piece TakePiece(File* file, uint32_t fullLength, char* buffer) {
   Piece piece{0, false};
   file->lastStatus = Error_None;
@@ -193,7 +199,7 @@ Piece TakePiece(File* file, uint32_t fullLength, char* buffer) {
   }
   if (piece.length == fullLength && !piece.hasLineEnd) TakeLineFeedBehindReturn(file, buffer, &piece);
   if (file->lastStatus == Error_Ended && piece.length != 0) file->lastStatus = Error_None;
-  if (file->lastStatus != Error_None) piece.length = 0;
+  if (file->lastStatus != Error_None && piece.length != 0) PutBack(file, &piece);
   return piece;
 }
 

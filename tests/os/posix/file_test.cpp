@@ -152,6 +152,28 @@ TEST_F(FileOnPosixTest, HandsOutNoPartOfALineThatCannotBeReadToItsEnd) {
   EXPECT_LT(Stream_Error(File_GetStream(file.get())), Error_None);
 }
 
+TEST_F(FileOnPosixTest, BeginsWithTheSameLineAfterAFailure) {
+  OwnedFile file;
+  ASSERT_EQ(File_Open("/proc/self/mem", 1, file.out()), Error_None);
+  const auto page = static_cast<size_t>(getpagesize());
+  constexpr int kKind = MAP_PRIVATE | MAP_ANONYMOUS;
+  void* memory = mmap(nullptr, 2 * page, PROT_READ | PROT_WRITE, kKind, -1, 0);
+  ASSERT_NE(memory, MAP_FAILED);
+  char* end = static_cast<char*>(memory) + page;
+  memcpy(end - 8, "one\ntwo ", 8);
+  munmap(end, page);
+  EXPECT_GE(iFile_Seek64(file.get(), 0, reinterpret_cast<intptr_t>(end - 8)), 0);
+  char line[16];
+  EXPECT_EQ(File_ScanLine(file.get(), sizeof line, line), 3);
+  EXPECT_EQ(File_ScanLine(file.get(), sizeof line, line), -1);
+  EXPECT_EQ(iFile_Tell64(file.get()), reinterpret_cast<intptr_t>(end - 4));
+  ASSERT_EQ(mmap(end, page, PROT_READ | PROT_WRITE, kKind | MAP_FIXED, -1, 0), end);
+  memcpy(end, "three\n", 6);
+  EXPECT_EQ(File_ScanLine(file.get(), sizeof line, line), 9);
+  EXPECT_STREQ(line, "two three");
+  munmap(memory, 2 * page);
+}
+
 TEST_F(FileOnPosixTest, SaysThatADeviceIsFull) {
   OwnedFile file;
   ASSERT_EQ(File_Open("/dev/full", 2, file.out()), Error_None);
