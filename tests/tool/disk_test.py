@@ -153,6 +153,25 @@ class Disk(ProgramTest):
         self.assertEqual(done.returncode, DONE, done.stderr)
         self.assert_file("data", DATA)
 
+    @only_posix
+    def test_works_where_only_the_temporary_folder_can_be_written(self):
+        place, temporary = self.path("place"), self.path("temporary")
+        os.mkdir(temporary)
+        shutil.copytree(os.path.dirname(program()[-1]), place, symlinks=True,
+                        ignore=lambda folder, names: [n for n in names if n != "qz" and not n.startswith("libqz.so")])
+        os.chmod(place, 0o555)
+        self.addCleanup(os.chmod, place, 0o755)
+        server = self.serve(FTPServer())
+        server.listing = b"one\r\ntwo\r\n"
+        environment = {"PATH": "/usr/bin:/bin", "HOME": "/nonexistent", "TMPDIR": temporary,
+                       "ASAN_OPTIONS": os.environ.get("ASAN_OPTIONS", "")}
+        done = subprocess.run(WITHOUT_CAPABILITIES + [os.path.join(place, "qz"), "ls", server.url("")], cwd=place,
+                              env=environment, stdout=subprocess.PIPE, stderr=subprocess.PIPE, timeout=RUN_SECONDS,
+                              check=False)
+        self.assertEqual((done.returncode, done.stdout), (DONE, b"one\ntwo\n"), done.stderr)
+        self.assertEqual(os.listdir(temporary), ["qz-%d" % os.geteuid()])
+        self.assertEqual(os.stat(os.path.join(temporary, "qz-%d" % os.geteuid())).st_mode & 0o777, 0o700)
+
     def test_files_of_others_stay_as_they_are(self):
         others = {"data.part.part": b"1", "data(0).part": b"2", "dat.part": b"3", "data": b"4"}
         for name, content in others.items():
