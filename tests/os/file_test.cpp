@@ -695,7 +695,7 @@ TEST_F(FileTest, IsAStream) {
   EXPECT_EQ(static_cast<void*>(stream), static_cast<void*>(file.get()));
   EXPECT_EQ(stream->type, 0x66696C65u);
   EXPECT_EQ(Stream_Write(stream, 5, "abcde"), 5u);
-  EXPECT_EQ(Stream_WriteF(stream, "%d", 7), 0);
+  EXPECT_EQ(Stream_WriteF(stream, "%d", 7), Error_None);
   File_Seek(file.get(), 0, 0);
   EXPECT_EQ(Stream_ReadAvail(stream), 6u);
   char buffer[8];

@@ -36,14 +36,14 @@ class OSInit : public testing::Test {
     iSysDir_Exit();
     // The services of a failed start stay; the next start, be it one that fails at once, forgets the
     // instance.
-    EXPECT_EQ(OS_Init(nullptr, 99), -1);
+    EXPECT_EQ(OS_Init(nullptr, 99), Error_Fail);
     for (uint32_t slot = 0; slot < 3; ++slot) WinOSRegistry_SetID(slot, nullptr);
   }
 
   const char* Name() const { return places_.ApplicationName().c_str(); }
   std::string NameOf(int32_t directory) {
     char buffer[1024];
-    EXPECT_EQ(File_GetSysDir(directory, buffer), 0) << directory;
+    EXPECT_EQ(File_GetSysDir(directory, buffer), Error_None) << directory;
     return buffer;
   }
 
@@ -56,7 +56,7 @@ class OSInit : public testing::Test {
 TEST_F(OSInit, NamesTheApplicationAfterTheProcess_WhenNoNameIsGiven) {
   const std::string name = "app" + std::to_string(ProgramNumber());
   places_.AlsoRemove(name);
-  ASSERT_EQ(OS_Init(nullptr, 0), 0);
+  ASSERT_EQ(OS_Init(nullptr, 0), Error_None);
   EXPECT_EQ(OS_GetApplicationName(), name);
   EXPECT_STREQ(OS_GetCompanyName(), "");
   EXPECT_EQ(errors_.Lines(), Lines{});
@@ -65,7 +65,7 @@ TEST_F(OSInit, NamesTheApplicationAfterTheProcess_WhenNoNameIsGiven) {
 TEST_F(OSInit, CopiesTheNames) {
   std::string application = Name();
   std::string company = "Company";
-  ASSERT_EQ(OS_Init(application.c_str(), OSInitCode_CompanyName, company.c_str(), 0), 0);
+  ASSERT_EQ(OS_Init(application.c_str(), OSInitCode_CompanyName, company.c_str(), 0), Error_None);
   application.assign(application.size(), '#');
   company.assign(company.size(), '#');
   EXPECT_STREQ(OS_GetApplicationName(), Name());
@@ -73,16 +73,16 @@ TEST_F(OSInit, CopiesTheNames) {
 }
 
 TEST_F(OSInit, TakesTheNameThatItHolds) {
-  ASSERT_EQ(OS_Init(Name(), 0), 0);
+  ASSERT_EQ(OS_Init(Name(), 0), Error_None);
   OS_Exit(0);
-  ASSERT_EQ(OS_Init(OS_GetApplicationName(), 0), 0);
+  ASSERT_EQ(OS_Init(OS_GetApplicationName(), 0), Error_None);
   EXPECT_STREQ(OS_GetApplicationName(), Name());
 }
 
 TEST_F(OSInit, TakesPercentSignsInNamesForThemselves) {
   const std::string name = places_.ApplicationName() + "%s%n%d";
   places_.AlsoRemove(name);
-  ASSERT_EQ(OS_Init(name.c_str(), 3, "%s%n", 0), 0);
+  ASSERT_EQ(OS_Init(name.c_str(), 3, "%s%n", 0), Error_None);
   EXPECT_EQ(OS_GetApplicationName(), name);
   EXPECT_STREQ(OS_GetCompanyName(), "%s%n");
   const std::string cache = NameOf(SysDir_Cache);
@@ -100,43 +100,43 @@ TEST_F(OSInit, SeedsTheRandomNumbers) {
   srand(1);
   const std::vector<int32_t> unseeded = eightNumbers();
   srand(1);
-  ASSERT_EQ(OS_Init(Name(), 0), 0);
+  ASSERT_EQ(OS_Init(Name(), 0), Error_None);
   EXPECT_NE(eightNumbers(), unseeded);
 }
 
 TEST_F(OSInit, HasALittleEndianProcessor) {
-  ASSERT_EQ(OS_Init(Name(), 0), 0);
+  ASSERT_EQ(OS_Init(Name(), 0), Error_None);
   EXPECT_EQ(OS_GetProcessorEndian(), 0);
 }
 
 TEST_F(OSInit, ReportsACodeGivenTwice_AndTakesTheLaterValue) {
-  ASSERT_EQ(OS_Init(Name(), 3, "A", 3, "B", 0), 0);
+  ASSERT_EQ(OS_Init(Name(), 3, "A", 3, "B", 0), Error_None);
   EXPECT_STREQ(OS_GetCompanyName(), "B");
   EXPECT_EQ(errors_.Lines(), Lines{"#### Error: OS_Init: Initialized same variable twice!\n"});
 }
 
 TEST_F(OSInit, ReportsEachRepetition) {
-  ASSERT_EQ(OS_Init(Name(), 2, 2, 2, 0), 0);
+  ASSERT_EQ(OS_Init(Name(), 2, 2, 2, 0), Error_None);
   const std::string line = "#### Error: OS_Init: Initialized same variable twice!\n";
   EXPECT_EQ(errors_.Lines(), (Lines{line, line}));
 }
 
 TEST_F(OSInit, TakesANullCompanyForAnEmptyOne) {
-  ASSERT_EQ(OS_Init(Name(), 3, "A", 3, static_cast<const char*>(nullptr), 0), 0);
+  ASSERT_EQ(OS_Init(Name(), 3, "A", 3, static_cast<const char*>(nullptr), 0), Error_None);
   EXPECT_STREQ(OS_GetCompanyName(), "");
 }
 
 TEST_F(OSInit, FailsAtOnce_ForACodeThatIsNone) {
-  EXPECT_EQ(OS_Init(Name(), 9, 0), -1);
+  EXPECT_EQ(OS_Init(Name(), 9, 0), Error_Fail);
   EXPECT_EQ(errors_.Lines(), Lines{"#### Error: OS_Init: Error parsing init code 9, last good code was 0\n"});
   EXPECT_FALSE(iOS_IsInited());
   char buffer[1024] = "as was";
-  EXPECT_EQ(File_GetSysDir(SysDir_App, buffer), -2);
+  EXPECT_EQ(File_GetSysDir(SysDir_App, buffer), Error_NotInited);
 }
 
 TEST_F(OSInit, NamesTheLastGoodCode) {
-  EXPECT_EQ(OS_Init(Name(), 2, 3, "A", 7, 0), -1);
-  EXPECT_EQ(OS_Init(Name(), 5, -1, 0), -1);
+  EXPECT_EQ(OS_Init(Name(), 2, 3, "A", 7, 0), Error_Fail);
+  EXPECT_EQ(OS_Init(Name(), 5, -1, 0), Error_Fail);
   EXPECT_EQ(errors_.Lines(),
             (Lines{"#### Error: OS_Init: Error parsing init code 7, last good code was 3\n",
                    "#### Error: OS_Init: Error parsing init code -1, last good code was 5\n"}));
@@ -144,8 +144,8 @@ TEST_F(OSInit, NamesTheLastGoodCode) {
 
 TEST_F(OSInit, TestsTheMarkBeforeTheCode) {
   // 33 has the mark of 1; 32 that of the terminating 0, which has not been seen yet.
-  EXPECT_EQ(OS_Init(Name(), 1, "/nowhere/x.log", 33, 0), -1);
-  EXPECT_EQ(OS_Init(Name(), 32, 0), -1);
+  EXPECT_EQ(OS_Init(Name(), 1, "/nowhere/x.log", 33, 0), Error_Fail);
+  EXPECT_EQ(OS_Init(Name(), 32, 0), Error_Fail);
   EXPECT_EQ(errors_.Lines(),
             (Lines{"#### Error: OS_Init: Initialized same variable twice!\n",
                    "#### Error: OS_Init: Error parsing init code 33, last good code was 1\n",
@@ -153,31 +153,31 @@ TEST_F(OSInit, TestsTheMarkBeforeTheCode) {
 }
 
 TEST_F(OSInit, GivesInitedWhileUp_AndChangesNothing) {
-  ASSERT_EQ(OS_Init(Name(), 3, "A", 0), 0);
-  EXPECT_EQ(OS_Init("other", 3, "B", 9, 0), 2);
+  ASSERT_EQ(OS_Init(Name(), 3, "A", 0), Error_None);
+  EXPECT_EQ(OS_Init("other", 3, "B", 9, 0), Error_Inited);
   EXPECT_STREQ(OS_GetApplicationName(), Name());
   EXPECT_STREQ(OS_GetCompanyName(), "A");
   EXPECT_EQ(errors_.Lines(), Lines{});
 }
 
 TEST_F(OSInit, EmptiesTheCompanyName) {
-  ASSERT_EQ(OS_Init(Name(), 3, "A", 0), 0);
+  ASSERT_EQ(OS_Init(Name(), 3, "A", 0), Error_None);
   OS_Exit(0);
-  ASSERT_EQ(OS_Init(Name(), 0), 0);
+  ASSERT_EQ(OS_Init(Name(), 0), Error_None);
   EXPECT_STREQ(OS_GetCompanyName(), "");
 }
 
 // ---- platform services --------------------------------------------------------------------------
 
 TEST_F(OSInit, IgnoresTheServices_WithoutThePlatformCode) {
-  ASSERT_EQ(OS_Init(Name(), 4, Word{0x1234}, Word{0x5678}, 5, 6, kGuid, 3, "behind", 0), 0);
+  ASSERT_EQ(OS_Init(Name(), 4, Word{0x1234}, Word{0x5678}, 5, 6, kGuid, 3, "behind", 0), Error_None);
   EXPECT_EQ(iOS_GetInstance(), 0u);
   EXPECT_EQ(WinOSRegistry_GetID(0), nullptr);
   EXPECT_STREQ(OS_GetCompanyName(), "behind") << "their arguments are read all the same";
 }
 
 TEST_F(OSInit, AppliesTheServices_WhereverThePlatformCodeStands) {
-  ASSERT_EQ(OS_Init(Name(), 6, kGuid, 5, 4, instance_, Word{0x5678}, 2, 0), 0);
+  ASSERT_EQ(OS_Init(Name(), 6, kGuid, 5, 4, instance_, Word{0x5678}, 2, 0), Error_None);
   EXPECT_EQ(iOS_GetInstance(), instance_);
   EXPECT_EQ(WinOSRegistry_GetID(0), kGuid);
   EXPECT_EQ(errors_.Lines(), Lines{});
@@ -186,7 +186,7 @@ TEST_F(OSInit, AppliesTheServices_WhereverThePlatformCodeStands) {
 TEST_F(OSInit, EmptiesTheIdentifierTable_WhenItSetsItsOwn) {
   WinOSRegistry_SetID(0, kOtherGuid);
   WinOSRegistry_SetID(2, kOtherGuid);
-  ASSERT_EQ(OS_Init(Name(), 2, 6, kGuid, 0), 0);
+  ASSERT_EQ(OS_Init(Name(), 2, 6, kGuid, 0), Error_None);
   EXPECT_EQ(WinOSRegistry_GetID(0), kGuid);
   EXPECT_EQ(WinOSRegistry_GetID(2), nullptr);
 }
@@ -199,7 +199,7 @@ TEST_F(OSInit, ExitLeavesTheServices_WithoutThePlatformCode) {
 }
 
 TEST_F(OSInit, ExitUndoesWhatTheListAskedFor) {
-  ASSERT_EQ(OS_Init(Name(), 2, 4, instance_, Word{0}, 5, 6, kGuid, 0), 0);
+  ASSERT_EQ(OS_Init(Name(), 2, 4, instance_, Word{0}, 5, 6, kGuid, 0), Error_None);
   ASSERT_EQ(iOS_GetInstance(), instance_);
   WinOSRegistry_SetID(1, kOtherGuid);
   OS_Exit(77);
@@ -210,7 +210,7 @@ TEST_F(OSInit, ExitUndoesWhatTheListAskedFor) {
 }
 
 TEST_F(OSInit, ExitLeavesTheIdentifiersThatTheListDidNotSet) {
-  ASSERT_EQ(OS_Init(Name(), 2, 0), 0);
+  ASSERT_EQ(OS_Init(Name(), 2, 0), Error_None);
   WinOSRegistry_SetID(1, kOtherGuid);
   OS_Exit(0);
   EXPECT_EQ(WinOSRegistry_GetID(1), kOtherGuid);
@@ -218,7 +218,7 @@ TEST_F(OSInit, ExitLeavesTheIdentifiersThatTheListDidNotSet) {
 
 TEST_F(OSInit, AppliesNothing_WhenACodeIsNone) {
   const std::string nameBefore = OS_GetApplicationName();
-  EXPECT_EQ(OS_Init("other", 2, 4, Word{0x1234}, Word{0}, 6, kGuid, 3, "A", 9, 0), -1);
+  EXPECT_EQ(OS_Init("other", 2, 4, Word{0x1234}, Word{0}, 6, kGuid, 3, "A", 9, 0), Error_Fail);
   EXPECT_EQ(iOS_GetInstance(), 0u);
   EXPECT_EQ(WinOSRegistry_GetID(0), nullptr);
   EXPECT_EQ(OS_GetApplicationName(), nameBefore);
@@ -249,7 +249,7 @@ TEST_F(OSInit, StartsTheSocketLayerWhenAllElseIsReady_AndClosesTheLogWhenThatFai
   const std::filesystem::path log = places_.Folder().Path() / "x.log";
   seenByTheSockets = {};
   iOS_SetSocketStart(LookAroundAndFail);
-  EXPECT_EQ(OS_Init(Name(), 2, 6, kGuid, 1, places_.Folder().Name("x.log").c_str(), 0), 9);
+  EXPECT_EQ(OS_Init(Name(), 2, 6, kGuid, 1, places_.Folder().Name("x.log").c_str(), 0), Error_Retry);
   EXPECT_EQ(seenByTheSockets.starts, 1);
   EXPECT_FALSE(seenByTheSockets.libraryIsUp);
   EXPECT_EQ(seenByTheSockets.applicationName, Name());
@@ -261,21 +261,21 @@ TEST_F(OSInit, StartsTheSocketLayerWhenAllElseIsReady_AndClosesTheLogWhenThatFai
 TEST_F(OSInit, DoesNotStartTheSocketLayer_WhenAnEarlierStepFails) {
   seenByTheSockets = {};
   iOS_SetSocketStart(LookAroundAndFail);
-  EXPECT_EQ(OS_Init(Name(), 1, std::string(1024, 'x').c_str(), 0), 5);
-  EXPECT_EQ(OS_Init(Name(), 7, 0), -1);
+  EXPECT_EQ(OS_Init(Name(), 1, std::string(1024, 'x').c_str(), 0), Error_Exceed);
+  EXPECT_EQ(OS_Init(Name(), 7, 0), Error_Fail);
   EXPECT_EQ(seenByTheSockets.starts, 0);
 }
 
 TEST_F(OSInit, GivesTheStatusOfTheSocketLayer_AndLeavesTheServicesAndDirectoriesAsTheyAre) {
   iOS_SetSocketStart([]() -> ErrorCode { return Error_System; });
-  EXPECT_EQ(OS_Init(Name(), 2, 4, Word{0x1234}, Word{0}, 6, kGuid, 0), -7);
+  EXPECT_EQ(OS_Init(Name(), 2, 4, Word{0x1234}, Word{0}, 6, kGuid, 0), Error_System);
   EXPECT_FALSE(iOS_IsInited());
   OS_Exit(0);
   EXPECT_EQ(WinOSRegistry_GetID(0), kGuid) << "services of a failed start are not undone";
   EXPECT_EQ(iOS_GetInstance(), 0x1234u);
 
   iOS_SetSocketStart(nullptr);
-  EXPECT_EQ(OS_Init(Name(), 0), 2) << "the directories are still marked as ready";
+  EXPECT_EQ(OS_Init(Name(), 0), Error_Inited) << "the directories are still marked as ready";
 }
 
 TEST_F(OSInit, ExitWhileDownDoesNothing) {
@@ -287,7 +287,7 @@ TEST_F(OSInit, ExitWhileDownDoesNothing) {
 
 TEST_F(OSInit, CanBeRepeated) {
   for (int i = 0; i < 20; ++i) {
-    ASSERT_EQ(OS_Init(Name(), 2, 5, 6, kGuid, 0), 0) << i;
+    ASSERT_EQ(OS_Init(Name(), 2, 5, 6, kGuid, 0), Error_None) << i;
     EXPECT_TRUE(iOS_IsInited());
     EXPECT_EQ(WinOSRegistry_GetID(0), kGuid);
     OS_Exit(0);
@@ -298,7 +298,7 @@ TEST_F(OSInit, CanBeRepeated) {
 
 TEST_F(OSInit, LeavesNothingOpen) {
   const auto cycle = [&] {
-    ASSERT_EQ(OS_Init(Name(), 2, 5, 6, kGuid, 1, places_.Folder().Name("x.log").c_str(), 0), 0);
+    ASSERT_EQ(OS_Init(Name(), 2, 5, 6, kGuid, 1, places_.Folder().Name("x.log").c_str(), 0), Error_None);
     EXPECT_NE(File_GetSysFile(0, 2), nullptr);
     OS_Exit(0);
   };
@@ -327,12 +327,12 @@ TEST_F(OSInit, ComesUpOrGivesMemory_WhenMemoryRunsOut) {
 }
 
 TEST_F(OSInit, CutsALongCompanyName) {
-  ASSERT_EQ(OS_Init(Name(), 3, std::string(3000, 'c').c_str(), 0), 0);
+  ASSERT_EQ(OS_Init(Name(), 3, std::string(3000, 'c').c_str(), 0), Error_None);
   EXPECT_EQ(OS_GetCompanyName(), std::string(1023, 'c'));
 }
 
 TEST_F(OSInit, CutsALongApplicationName_AndRefusesDirectoriesThatDoNotFit) {
-  EXPECT_EQ(OS_Init(std::string(3000, 'a').c_str(), 0), 5);
+  EXPECT_EQ(OS_Init(std::string(3000, 'a').c_str(), 0), Error_Exceed);
   EXPECT_EQ(OS_GetApplicationName(), std::string(1023, 'a'));
   EXPECT_EQ(errors_.Lines(),
             (Lines{"#### Error: OS_Init: File: Can't update system directory 2\n",
@@ -343,7 +343,7 @@ TEST_F(OSInit, CutsALongApplicationName_AndRefusesDirectoriesThatDoNotFit) {
 
 TEST_F(OSInit, TakesTheLogPath_AndDoesNotCreateTheFile) {
   const std::string log = places_.Folder().Name("given.log");
-  ASSERT_EQ(OS_Init(Name(), 1, log.c_str(), 0), 0);
+  ASSERT_EQ(OS_Init(Name(), 1, log.c_str(), 0), Error_None);
   EXPECT_FALSE(std::filesystem::exists(places_.Folder().Path() / "given.log"));
   File* file = File_GetSysFile(0, 2);
   ASSERT_NE(file, nullptr);
@@ -353,7 +353,7 @@ TEST_F(OSInit, TakesTheLogPath_AndDoesNotCreateTheFile) {
 TEST_F(OSInit, PutsTheLogBesideTheProgram_WhenNoPathIsGiven) {
   const std::filesystem::path log = ProgramPath().parent_path() / (places_.ApplicationName() + ".log");
   for (const char* notGiven : {"", static_cast<const char*>(nullptr)}) {
-    ASSERT_EQ(OS_Init(Name(), 1, notGiven, 0), 0);
+    ASSERT_EQ(OS_Init(Name(), 1, notGiven, 0), Error_None);
     EXPECT_FALSE(std::filesystem::exists(log));
     ASSERT_NE(File_GetSysFile(0, 2), nullptr);
     EXPECT_TRUE(std::filesystem::exists(log));
@@ -363,16 +363,16 @@ TEST_F(OSInit, PutsTheLogBesideTheProgram_WhenNoPathIsGiven) {
 }
 
 TEST_F(OSInit, RefusesALogPathThatDoesNotFit) {
-  EXPECT_EQ(OS_Init(Name(), 1, ("/" + std::string(1023, 'x')).c_str(), 0), 5);
+  EXPECT_EQ(OS_Init(Name(), 1, ("/" + std::string(1023, 'x')).c_str(), 0), Error_Exceed);
   EXPECT_EQ(errors_.Lines(), Lines{"#### Error: OS_Init: Couldn't initialize log file!\n"});
   EXPECT_FALSE(iOS_IsInited());
-  EXPECT_EQ(OS_Init(Name(), 1, ("/" + std::string(1022, 'x')).c_str(), 0), 0)
+  EXPECT_EQ(OS_Init(Name(), 1, ("/" + std::string(1022, 'x')).c_str(), 0), Error_None)
       << "nothing was marked as ready";
 }
 
 class LogFile : public OSInit {
  protected:
-  void SetUp() override { ASSERT_EQ(OS_Init(Name(), 1, name_.c_str(), 0), 0); }
+  void SetUp() override { ASSERT_EQ(OS_Init(Name(), 1, name_.c_str(), 0), Error_None); }
   bool Exists() const { return std::filesystem::exists(path_); }
 
   std::filesystem::path path_ = places_.Folder().Path() / "app.log";
@@ -420,7 +420,7 @@ TEST_F(LogFile, IsOpenedOnce_WhenManyThreadsAskAtOnce) {
 TEST_F(LogFile, IsNotClosedByFileClose) {
   File* file = File_GetSysFile(0, 2);
   ASSERT_NE(file, nullptr);
-  EXPECT_EQ(File_Close(file), 0);
+  EXPECT_EQ(File_Close(file), Error_None);
   EXPECT_EQ(File_Write(file, 4, "more"), 4u);
   EXPECT_EQ(File_GetSysFile(0, 2), file);
 }
@@ -430,7 +430,7 @@ TEST_F(LogFile, IsClosedByExit_AndDeletedWhenTemporary) {
   ASSERT_NE(file, nullptr);
   OS_Exit(0);
   EXPECT_TRUE(Exists());
-  ASSERT_EQ(OS_Init(Name(), 1, name_.c_str(), 0), 0);
+  ASSERT_EQ(OS_Init(Name(), 1, name_.c_str(), 0), Error_None);
   file = File_GetSysFile(0, 2);
   ASSERT_NE(file, nullptr);
   File_SetTemporary(file, 1);

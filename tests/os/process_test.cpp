@@ -34,7 +34,7 @@ class ProcessLaunch : public testing::Test {
   ChildReport RunAndRead(const char* pathname, const std::string& command, const char* const* environment) {
     std::filesystem::remove(ReportFile());
     Process* process = nullptr;
-    EXPECT_EQ(Process_Launch(pathname, command.c_str(), environment, &process), 0);
+    EXPECT_EQ(Process_Launch(pathname, command.c_str(), environment, &process), Error_None);
     if (process == nullptr) return {};
     EXPECT_TRUE(EndsWithinTenSeconds(process));
     Process_Detach(process);
@@ -93,29 +93,29 @@ TEST_F(ProcessLaunch, GivesTheChildTheCurrentDirectory_AndNoOpenFile) {
 TEST_F(ProcessLaunch, Fails_WhenTheProgramCannotBeStarted) {
   const std::string missing = folder_.Name("missing.exe");
   auto* process = reinterpret_cast<Process*>(this);
-  EXPECT_EQ(Process_Launch(missing.c_str(), "missing", nullptr, &process), -1);
+  EXPECT_EQ(Process_Launch(missing.c_str(), "missing", nullptr, &process), Error_Fail);
   EXPECT_EQ(process, nullptr);
   process = reinterpret_cast<Process*>(this);
-  EXPECT_EQ(Process_Launch(nullptr, "qz-test-no-such-program", nullptr, &process), -1);
+  EXPECT_EQ(Process_Launch(nullptr, "qz-test-no-such-program", nullptr, &process), Error_Fail);
   EXPECT_EQ(process, nullptr);
 }
 
 TEST_F(ProcessLaunch, Fails_WhenNothingNamesAProgram) {
   auto* process = reinterpret_cast<Process*>(this);
-  EXPECT_EQ(Process_Launch(nullptr, nullptr, nullptr, &process), -1);
+  EXPECT_EQ(Process_Launch(nullptr, nullptr, nullptr, &process), Error_Fail);
   EXPECT_EQ(process, nullptr);
-  EXPECT_EQ(Process_Launch(nullptr, "", nullptr, &process), -1);
+  EXPECT_EQ(Process_Launch(nullptr, "", nullptr, &process), Error_Fail);
   EXPECT_EQ(process, nullptr);
 }
 
 TEST_F(ProcessLaunch, GivesTheStatusOfTheName_WhenItDoesNotFit) {
   Process* process = nullptr;
-  EXPECT_EQ(Process_Launch(("/" + std::string(2000, 'x')).c_str(), "x", nullptr, &process), 5);
+  EXPECT_EQ(Process_Launch(("/" + std::string(2000, 'x')).c_str(), "x", nullptr, &process), Error_Exceed);
   EXPECT_EQ(process, nullptr);
 }
 
 TEST_F(ProcessLaunch, RefusesNowhereToPutTheRecord) {
-  EXPECT_EQ(Process_Launch(programName_.c_str(), "x", nullptr, nullptr), -4);
+  EXPECT_EQ(Process_Launch(programName_.c_str(), "x", nullptr, nullptr), Error_Invalid);
 }
 
 TEST_F(ProcessLaunch, GivesMemory_WhenMemoryRunsOut) {
@@ -140,7 +140,7 @@ class RunningProcess : public ProcessLaunch {
  protected:
   void SetUp() override {
     const std::string command = ChildCommand("wait " + Quoted((folder_.Path() / "go").string()));
-    ASSERT_EQ(Process_Launch(programName_.c_str(), command.c_str(), nullptr, &process_), 0);
+    ASSERT_EQ(Process_Launch(programName_.c_str(), command.c_str(), nullptr, &process_), Error_None);
     ASSERT_NE(process_, nullptr);
     number_ = *reinterpret_cast<uint32_t*>(process_);
   }
@@ -172,7 +172,7 @@ TEST_F(RunningProcess, RunsOnWhenLetGo_AndLeavesNothingBehind) {
   bool isListed = true;
   for (int i = 0; i < 200 && isListed; ++i) {
     Process* other = nullptr;
-    ASSERT_EQ(Process_Launch(programName_.c_str(), command.c_str(), nullptr, &other), 0);
+    ASSERT_EQ(Process_Launch(programName_.c_str(), command.c_str(), nullptr, &other), Error_None);
     ASSERT_TRUE(EndsWithinTenSeconds(other));
     Process_Detach(other);
     isListed = IsProcessListed(number_);
@@ -183,7 +183,8 @@ TEST_F(RunningProcess, RunsOnWhenLetGo_AndLeavesNothingBehind) {
 TEST_F(ProcessLaunch, LeavesNoRecordBehind_WhenTheChildEndedBeforeItWasLetGo) {
   const int64_t blocksBefore = iMemory_CountLive();
   Process* process = nullptr;
-  ASSERT_EQ(Process_Launch(programName_.c_str(), ChildCommand("exit 3").c_str(), nullptr, &process), 0);
+  ASSERT_EQ(Process_Launch(programName_.c_str(), ChildCommand("exit 3").c_str(), nullptr, &process),
+            Error_None);
   EXPECT_TRUE(EndsWithinTenSeconds(process));
   Process_Detach(process);
   EXPECT_EQ(iMemory_CountLive(), blocksBefore);
@@ -193,7 +194,8 @@ TEST_F(ProcessLaunch, LeavesNoHandleBehind) {
   const auto startSome = [&] {
     for (int i = 0; i < 10; ++i) {
       Process* process = nullptr;
-      ASSERT_EQ(Process_Launch(programName_.c_str(), ChildCommand("exit 0").c_str(), nullptr, &process), 0);
+      ASSERT_EQ(Process_Launch(programName_.c_str(), ChildCommand("exit 0").c_str(), nullptr, &process),
+                Error_None);
       if (i % 2 == 0) {
         EXPECT_TRUE(EndsWithinTenSeconds(process));
       }
@@ -209,13 +211,13 @@ TEST_F(ProcessLaunch, LeavesNoHandleBehind) {
 TEST(Process, RefusesNull) {
   EXPECT_EQ(Process_IsActive(nullptr), 0);
   Process_Detach(nullptr);
-  EXPECT_EQ(Process_GetPathname(nullptr), -4);
+  EXPECT_EQ(Process_GetPathname(nullptr), Error_Invalid);
 }
 
 TEST(Process, KnowsItself) {
   EXPECT_EQ(Process_GetCurrentID(), ProgramNumber());
   char name[1024] = "";
-  EXPECT_EQ(Process_GetPathname(name), 0);
+  EXPECT_EQ(Process_GetPathname(name), Error_None);
   EXPECT_EQ(name, LibraryName(ProgramPath()));
 }
 
@@ -239,7 +241,7 @@ TEST(Process, NamesTheModuleOfTheInstance) {
   const WithInstance up(module.instance);
   ASSERT_EQ(up.Status(), 0);
   char name[1024] = "";
-  EXPECT_EQ(Process_GetPathname(name), 0);
+  EXPECT_EQ(Process_GetPathname(name), Error_None);
   EXPECT_TRUE(LeadsTo(name, module.path)) << name;
 }
 
@@ -255,14 +257,14 @@ TEST(Process, GivesFailAndNoName_WhenTheSystemKnowsNoSuchModule) {
   const OSPlaces places("qznomodule" + std::to_string(ProgramNumber()));
   // A start that fails late leaves the instance behind.
   iOS_SetSocketStart([]() -> ErrorCode { return Error_System; });
-  EXPECT_EQ(OS_Init(places.ApplicationName().c_str(), 2, 4, Word{16}, Word{0}, 0), -7);
+  EXPECT_EQ(OS_Init(places.ApplicationName().c_str(), 2, 4, Word{16}, Word{0}, 0), Error_System);
   iOS_SetSocketStart(nullptr);
   iSysDir_Exit();
   char name[1024] = "as was";
   EXPECT_EQ(Process_GetPathname(name), kUnknownInstanceIsTheProgram ? 0 : -1);
   EXPECT_EQ(name, kUnknownInstanceIsTheProgram ? ProgramPath().string() : "");
   // The next start, be it one that fails at once, forgets it.
-  EXPECT_EQ(OS_Init(nullptr, 99), -1);
+  EXPECT_EQ(OS_Init(nullptr, 99), Error_Fail);
 }
 
 TEST(Process, HasNoNameOfItsOwn_WhereItDoesNotFit) {

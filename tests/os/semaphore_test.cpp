@@ -7,6 +7,7 @@
 #include <chrono>
 
 #include "os/core/memory_testing.h"
+#include "qz/error.h"
 #include "qz/os.h"
 #include "qz/thread.h"
 #include "tests/support/fail_allocation.h"
@@ -21,22 +22,22 @@ int64_t MillisecondsNow() {
 TEST(Semaphore, CountsFromItsInitialCount) {
   Semaphore* semaphore = Semaphore_New(2, 3);
   ASSERT_NE(semaphore, nullptr);
-  EXPECT_EQ(Semaphore_Wait(semaphore, 0), 0);
-  EXPECT_EQ(Semaphore_Wait(semaphore, 0), 0);
-  EXPECT_EQ(Semaphore_Wait(semaphore, 0), 8);
-  EXPECT_EQ(Semaphore_Signal(semaphore), 0);
-  EXPECT_EQ(Semaphore_Wait(semaphore, 0), 0);
-  EXPECT_EQ(Semaphore_Wait(semaphore, 0), 8);
+  EXPECT_EQ(Semaphore_Wait(semaphore, 0), Error_None);
+  EXPECT_EQ(Semaphore_Wait(semaphore, 0), Error_None);
+  EXPECT_EQ(Semaphore_Wait(semaphore, 0), Error_Timeout);
+  EXPECT_EQ(Semaphore_Signal(semaphore), Error_None);
+  EXPECT_EQ(Semaphore_Wait(semaphore, 0), Error_None);
+  EXPECT_EQ(Semaphore_Wait(semaphore, 0), Error_Timeout);
   Semaphore_Delete(semaphore);
 }
 
 TEST(SemaphoreSignal, Fails_AboveTheMaximum) {
   Semaphore* semaphore = Semaphore_New(1, 2);
-  EXPECT_EQ(Semaphore_Signal(semaphore), 0);
-  EXPECT_EQ(Semaphore_Signal(semaphore), -1);
-  EXPECT_EQ(Semaphore_Wait(semaphore, 0), 0);
-  EXPECT_EQ(Semaphore_Wait(semaphore, 0), 0);
-  EXPECT_EQ(Semaphore_Wait(semaphore, 0), 8) << "the refused count must not have been added";
+  EXPECT_EQ(Semaphore_Signal(semaphore), Error_None);
+  EXPECT_EQ(Semaphore_Signal(semaphore), Error_Fail);
+  EXPECT_EQ(Semaphore_Wait(semaphore, 0), Error_None);
+  EXPECT_EQ(Semaphore_Wait(semaphore, 0), Error_None);
+  EXPECT_EQ(Semaphore_Wait(semaphore, 0), Error_Timeout) << "the refused count must not have been added";
   Semaphore_Delete(semaphore);
 }
 
@@ -50,16 +51,16 @@ TEST(SemaphoreNew, GivesNull_ForCountsThatCannotBe) {
 TEST(SemaphoreNew, TakesTheLargestCount) {
   Semaphore* semaphore = Semaphore_New(0x7FFFFFFF, 0x7FFFFFFF);
   ASSERT_NE(semaphore, nullptr);
-  EXPECT_EQ(Semaphore_Signal(semaphore), -1);
-  EXPECT_EQ(Semaphore_Wait(semaphore, 0), 0);
-  EXPECT_EQ(Semaphore_Signal(semaphore), 0);
+  EXPECT_EQ(Semaphore_Signal(semaphore), Error_Fail);
+  EXPECT_EQ(Semaphore_Wait(semaphore, 0), Error_None);
+  EXPECT_EQ(Semaphore_Signal(semaphore), Error_None);
   Semaphore_Delete(semaphore);
 }
 
 TEST(SemaphoreWait, GivesTimeout_AfterTheTime) {
   Semaphore* semaphore = Semaphore_New(0, 1);
   const int64_t before = MillisecondsNow();
-  EXPECT_EQ(Semaphore_Wait(semaphore, 120), 8);
+  EXPECT_EQ(Semaphore_Wait(semaphore, 120), Error_Timeout);
   const int64_t waited = MillisecondsNow() - before;
   EXPECT_GE(waited, 100);
   EXPECT_LT(waited, 5000);
@@ -69,7 +70,7 @@ TEST(SemaphoreWait, GivesTimeout_AfterTheTime) {
 TEST(SemaphoreWait, TakesWholeSecondsIntoAccount) {
   Semaphore* semaphore = Semaphore_New(0, 1);
   const int64_t before = MillisecondsNow();
-  EXPECT_EQ(Semaphore_Wait(semaphore, 1100), 8);
+  EXPECT_EQ(Semaphore_Wait(semaphore, 1100), Error_Timeout);
   EXPECT_GE(MillisecondsNow() - before, 1080);
   Semaphore_Delete(semaphore);
 }
@@ -97,12 +98,12 @@ TEST(SemaphoreWait, IsWokenBySignal) {
     Thread* thread = Thread_New(Handover::Run, &handover);
     OS_Delay(0.03f);
     EXPECT_EQ(handover.status, -99) << "nothing to take yet";
-    EXPECT_EQ(Semaphore_Signal(handover.semaphore), 0);
+    EXPECT_EQ(Semaphore_Signal(handover.semaphore), Error_None);
     ASSERT_TRUE(handover.HasEnded());
     EXPECT_EQ(handover.status, 0);
     while (Thread_IsRunning(thread) == 1) OS_Delay(0.001f);
     Thread_Delete(thread);
-    EXPECT_EQ(Semaphore_Wait(handover.semaphore, 0), 8);
+    EXPECT_EQ(Semaphore_Wait(handover.semaphore, 0), Error_Timeout);
     Semaphore_Delete(handover.semaphore);
   }
 }
@@ -111,7 +112,7 @@ TEST(Semaphore, GivesNull_WhenMemoryRunsOut) {
   FailEveryAllocation([] {
     Semaphore* semaphore = Semaphore_New(1, 1);
     if (semaphore == nullptr) return;
-    EXPECT_EQ(Semaphore_Wait(semaphore, 0), 0);
+    EXPECT_EQ(Semaphore_Wait(semaphore, 0), Error_None);
     Semaphore_Delete(semaphore);
   });
 }
@@ -125,8 +126,8 @@ TEST(Semaphore, TakesOneBlockAtMost) {
 }
 
 TEST(Semaphore, RefusesNull) {
-  EXPECT_EQ(Semaphore_Wait(nullptr, 0), -4);
-  EXPECT_EQ(Semaphore_Signal(nullptr), -4);
+  EXPECT_EQ(Semaphore_Wait(nullptr, 0), Error_Invalid);
+  EXPECT_EQ(Semaphore_Signal(nullptr), Error_Invalid);
   Semaphore_Delete(nullptr);
 }
 

@@ -9,6 +9,7 @@
 
 #include "os/core/lock_internal.h"
 #include "os/core/memory_testing.h"
+#include "qz/error.h"
 #include "qz/memory.h"
 #include "qz/os.h"
 #include "qz/semaphore.h"
@@ -58,7 +59,7 @@ TEST(Thread, RunsTheFunctionWithItsArgument_AndKeepsTheExitCode) {
   Gate gate;
   Thread* thread = Thread_New(Gate::Run, &gate);
   ASSERT_NE(thread, nullptr);
-  ASSERT_EQ(Semaphore_Wait(gate.begun, 10000), 0);
+  ASSERT_EQ(Semaphore_Wait(gate.begun, 10000), Error_None);
   EXPECT_EQ(Thread_IsRunning(thread), 1);
   EXPECT_EQ(Thread_ExitCode(thread), -2);
   Semaphore_Signal(gate.mayEnd);
@@ -96,7 +97,7 @@ TEST(Thread, IsNotRunningAndHasNoExitCode_BeforeItsBodyBegins) {
     EXPECT_EQ(Thread_ExitCode(thread), -2);
     EXPECT_EQ(gate.calls, 0);
   }
-  ASSERT_EQ(Semaphore_Wait(gate.begun, 10000), 0);
+  ASSERT_EQ(Semaphore_Wait(gate.begun, 10000), Error_None);
   Semaphore_Signal(gate.mayEnd);
   EXPECT_TRUE(Eventually([&] { return Thread_ExitCode(thread) == 41 && Thread_IsRunning(thread) == 0; }));
   Thread_Delete(thread);
@@ -114,7 +115,7 @@ TEST(ThreadDelete, LetsTheThreadRunAndFreeTheRecord_WhenItHasNotBegun) {
       Thread_Delete(thread);
       EXPECT_EQ(iMemory_CountLive(), blocksWithGate + 1);
     }
-    ASSERT_EQ(Semaphore_Wait(gate.begun, 10000), 0);
+    ASSERT_EQ(Semaphore_Wait(gate.begun, 10000), Error_None);
     Semaphore_Signal(gate.mayEnd);
     EXPECT_TRUE(Eventually([&] { return iMemory_CountLive() == blocksWithGate; }));
   }
@@ -126,7 +127,7 @@ TEST(ThreadDelete, ReturnsAtOnce_AndTheThreadFreesTheRecord_WhenItIsRunning) {
   const int64_t blocksBefore = iMemory_CountLive();
   Thread* thread = Thread_New(Gate::Run, &gate);
   ASSERT_NE(thread, nullptr);
-  ASSERT_EQ(Semaphore_Wait(gate.begun, 10000), 0);
+  ASSERT_EQ(Semaphore_Wait(gate.begun, 10000), Error_None);
   Thread_Delete(thread);
   OS_Delay(0.02f);
   EXPECT_EQ(iMemory_CountLive(), blocksBefore + 1) << "the record belongs to the thread while it runs";
@@ -156,7 +157,7 @@ TEST(ThreadDelete, MayBeCalledByTheFunctionItself_AndAgainBeforeItEnds) {
   const int64_t blocksBefore = iMemory_CountLive();
   self.thread = Thread_New(SelfDeleter::Run, &self);
   ASSERT_NE(self.thread, nullptr);
-  ASSERT_EQ(Semaphore_Wait(self.deleted, 10000), 0);
+  ASSERT_EQ(Semaphore_Wait(self.deleted, 10000), Error_None);
   EXPECT_EQ(self.blocksAfterDelete, blocksBefore + 1);
   EXPECT_TRUE(Eventually([&] { return iMemory_CountLive() == blocksBefore; }));
   Semaphore_Delete(self.deleted);
@@ -256,7 +257,7 @@ struct Counter {
 TEST(LibraryLock, KeepsThreadsApart_AndMayBeTakenAgainByItsHolder) {
   Counter counter;
   for (int i = 0; i < 4; ++i) Thread_Delete(Thread_New(Counter::Run, &counter));
-  for (int i = 0; i < 4; ++i) ASSERT_EQ(Semaphore_Wait(counter.done, 60000), 0);
+  for (int i = 0; i < 4; ++i) ASSERT_EQ(Semaphore_Wait(counter.done, 60000), Error_None);
   EXPECT_EQ(counter.value, 80000);
   Semaphore_Delete(counter.done);
 }

@@ -140,15 +140,15 @@ TEST(WinOSRegistryPaths, AreInvalid_WithoutARootOrAKey) {
     const std::string shown = path != nullptr ? path : "null";
     char buffer[16] = "as was";
     uint32_t number = 7;
-    EXPECT_EQ(WinOSRegistry_SetStringEntry(path, "v", "x"), -4) << shown;
-    EXPECT_EQ(WinOSRegistry_GetStringEntry(path, "v", sizeof buffer, buffer), -4) << shown;
+    EXPECT_EQ(WinOSRegistry_SetStringEntry(path, "v", "x"), Error_Invalid) << shown;
+    EXPECT_EQ(WinOSRegistry_GetStringEntry(path, "v", sizeof buffer, buffer), Error_Invalid) << shown;
     EXPECT_STREQ(buffer, "") << shown;
-    EXPECT_EQ(WinOSRegistry_GetUns32Entry(path, "v", &number), -4) << shown;
+    EXPECT_EQ(WinOSRegistry_GetUns32Entry(path, "v", &number), Error_Invalid) << shown;
     EXPECT_EQ(number, 0u) << shown;
     EXPECT_EQ(WinOSRegistry_EntryExists(path, "v"), 0) << shown;
-    EXPECT_EQ(WinOSRegistry_DeleteKey(path), -4) << shown;
-    EXPECT_EQ(WinOSRegistry_SetSaveStringEntry(path, "HKEY_USERS\\x", "v", "x"), -4) << shown;
-    EXPECT_EQ(WinOSRegistry_SetRestoreStringEntry(path, "HKEY_USERS\\x", "v"), -4) << shown;
+    EXPECT_EQ(WinOSRegistry_DeleteKey(path), Error_Invalid) << shown;
+    EXPECT_EQ(WinOSRegistry_SetSaveStringEntry(path, "HKEY_USERS\\x", "v", "x"), Error_Invalid) << shown;
+    EXPECT_EQ(WinOSRegistry_SetRestoreStringEntry(path, "HKEY_USERS\\x", "v"), Error_Invalid) << shown;
   }
 }
 
@@ -156,50 +156,51 @@ TEST(WinOSRegistryPaths, AreTooLong_From512Bytes) {
   const std::string path = "HKEY_CURRENT_USER\\" + std::string(494, 'k');
   ASSERT_EQ(path.size(), 512u);
   char buffer[16];
-  EXPECT_EQ(WinOSRegistry_SetStringEntry(path.c_str(), "v", "x"), 5);
-  EXPECT_EQ(WinOSRegistry_GetStringEntry(path.c_str(), "v", sizeof buffer, buffer), 5);
-  EXPECT_EQ(WinOSRegistry_DeleteEntry(path.c_str()), 5);
+  EXPECT_EQ(WinOSRegistry_SetStringEntry(path.c_str(), "v", "x"), Error_Exceed);
+  EXPECT_EQ(WinOSRegistry_GetStringEntry(path.c_str(), "v", sizeof buffer, buffer), Error_Exceed);
+  EXPECT_EQ(WinOSRegistry_DeleteEntry(path.c_str()), Error_Exceed);
   EXPECT_EQ(WinOSRegistry_EntryExists(path.c_str(), "v"), 0);
 }
 
 TEST(WinOSRegistryPaths, FailTheDeletionOfAKey_WhenTheyAreTooLong) {
   const std::string key(494, 'k');
-  EXPECT_EQ(WinOSRegistry_DeleteKey(("HKEY_CURRENT_USER\\" + key).c_str()), -1);
-  EXPECT_EQ(WinOSRegistry_DeleteEntry(("HKEY_CURRENT_USER\\" + key + "\\").c_str()), -1);
-  EXPECT_EQ(WinOSRegistry_DeleteEntry(std::string(5000, 'k').c_str()), -1) << "no backslash";
+  EXPECT_EQ(WinOSRegistry_DeleteKey(("HKEY_CURRENT_USER\\" + key).c_str()), Error_Fail);
+  EXPECT_EQ(WinOSRegistry_DeleteEntry(("HKEY_CURRENT_USER\\" + key + "\\").c_str()), Error_Fail);
+  EXPECT_EQ(WinOSRegistry_DeleteEntry(std::string(5000, 'k').c_str()), Error_Fail) << "no backslash";
 }
 
 TEST(WinOSRegistryPaths, HaveAnEmptyComponent_ForAnApplicationWithoutACompany) {
   const OSPlaces places("qzapp" + std::to_string(ProgramNumber()));
-  ASSERT_EQ(OS_Init(places.ApplicationName().c_str(), 1, places.Folder().Name("x.log").c_str(), 0), 0);
+  ASSERT_EQ(OS_Init(places.ApplicationName().c_str(), 1, places.Folder().Name("x.log").c_str(), 0),
+            Error_None);
   ErrorCapture errors;
   char buffer[16];
   // HKEY_CURRENT_USER\Software\\NAME\kkk...: 29 bytes, the name and the key.
   const std::string longest(482 - places.ApplicationName().size(), 'k');
-  EXPECT_NE(WinOSRegistry_GetApplicationStringEntry(longest.c_str(), "v", 16, buffer), 5);
+  EXPECT_NE(WinOSRegistry_GetApplicationStringEntry(longest.c_str(), "v", 16, buffer), Error_Exceed);
   EXPECT_TRUE(errors.Lines().empty());
-  EXPECT_EQ(WinOSRegistry_GetApplicationStringEntry((longest + "k").c_str(), "v", 16, buffer), 5);
+  EXPECT_EQ(WinOSRegistry_GetApplicationStringEntry((longest + "k").c_str(), "v", 16, buffer), Error_Exceed);
   EXPECT_EQ(errors.Lines().size(), 1u);
   OS_Exit(0);
 }
 
 TEST(WinOSRegistryDeleteEntry, RefusesWhatNamesNoValueInAKey) {
-  EXPECT_EQ(WinOSRegistry_DeleteEntry("HKEY_CURRENT_USER"), -1);
-  EXPECT_EQ(WinOSRegistry_DeleteEntry(""), -1);
-  EXPECT_EQ(WinOSRegistry_DeleteEntry("HKEY_CURRENT_USER\\"), -4);
-  EXPECT_EQ(WinOSRegistry_DeleteEntry("HKEY_CURRENT_USER\\value"), -4);
-  EXPECT_EQ(WinOSRegistry_DeleteEntry(nullptr), -4);
+  EXPECT_EQ(WinOSRegistry_DeleteEntry("HKEY_CURRENT_USER"), Error_Fail);
+  EXPECT_EQ(WinOSRegistry_DeleteEntry(""), Error_Fail);
+  EXPECT_EQ(WinOSRegistry_DeleteEntry("HKEY_CURRENT_USER\\"), Error_Invalid);
+  EXPECT_EQ(WinOSRegistry_DeleteEntry("HKEY_CURRENT_USER\\value"), Error_Invalid);
+  EXPECT_EQ(WinOSRegistry_DeleteEntry(nullptr), Error_Invalid);
 }
 
 TEST(WinOSRegistry, RefusesNowhereToPutAValue) {
-  EXPECT_EQ(WinOSRegistry_GetStringEntry("HKEY_CURRENT_USER\\Software", "v", 10, nullptr), -4);
-  EXPECT_EQ(WinOSRegistry_GetUns32Entry("HKEY_CURRENT_USER\\Software", "v", nullptr), -4);
-  EXPECT_EQ(WinOSRegistry_GetApplicationStringEntry("key", "v", 10, nullptr), -4);
+  EXPECT_EQ(WinOSRegistry_GetStringEntry("HKEY_CURRENT_USER\\Software", "v", 10, nullptr), Error_Invalid);
+  EXPECT_EQ(WinOSRegistry_GetUns32Entry("HKEY_CURRENT_USER\\Software", "v", nullptr), Error_Invalid);
+  EXPECT_EQ(WinOSRegistry_GetApplicationStringEntry("key", "v", 10, nullptr), Error_Invalid);
 }
 
 TEST(WinOSRegistry, EmptiesTheBuffer_WhenNoKeyOfTheApplicationIsGiven) {
   char buffer[16] = "as was";
-  EXPECT_EQ(WinOSRegistry_GetApplicationStringEntry(nullptr, "v", sizeof buffer, buffer), -4);
+  EXPECT_EQ(WinOSRegistry_GetApplicationStringEntry(nullptr, "v", sizeof buffer, buffer), Error_Invalid);
   EXPECT_STREQ(buffer, "");
 }
 
@@ -220,23 +221,23 @@ class WinOSRegistryIdentifiers : public testing::Test {
 TEST_F(WinOSRegistryIdentifiers, AreKeptByPointer) {
   for (uint32_t slot = 0; slot < 3; ++slot) {
     EXPECT_EQ(WinOSRegistry_GetID(slot), nullptr);
-    EXPECT_EQ(WinOSRegistry_SetID(slot, kGuid + slot), 0);
+    EXPECT_EQ(WinOSRegistry_SetID(slot, kGuid + slot), Error_None);
   }
   for (uint32_t slot = 0; slot < 3; ++slot) EXPECT_EQ(WinOSRegistry_GetID(slot), kGuid + slot);
 }
 
 TEST_F(WinOSRegistryIdentifiers, AreNotReplaced_UntilTheSlotIsCleared) {
-  EXPECT_EQ(WinOSRegistry_SetID(0, kGuid), 0);
-  EXPECT_EQ(WinOSRegistry_SetID(0, kGuid + 1), 2);
+  EXPECT_EQ(WinOSRegistry_SetID(0, kGuid), Error_None);
+  EXPECT_EQ(WinOSRegistry_SetID(0, kGuid + 1), Error_Inited);
   EXPECT_EQ(WinOSRegistry_GetID(0), kGuid);
-  EXPECT_EQ(WinOSRegistry_SetID(0, nullptr), 0);
+  EXPECT_EQ(WinOSRegistry_SetID(0, nullptr), Error_None);
   EXPECT_EQ(WinOSRegistry_GetID(0), nullptr);
-  EXPECT_EQ(WinOSRegistry_SetID(0, kGuid + 1), 0);
+  EXPECT_EQ(WinOSRegistry_SetID(0, kGuid + 1), Error_None);
 }
 
 TEST_F(WinOSRegistryIdentifiers, HaveThreeSlots) {
-  EXPECT_EQ(WinOSRegistry_SetID(3, kGuid), -4);
-  EXPECT_EQ(WinOSRegistry_SetID(0xFFFFFFFFu, nullptr), -4);
+  EXPECT_EQ(WinOSRegistry_SetID(3, kGuid), Error_Invalid);
+  EXPECT_EQ(WinOSRegistry_SetID(0xFFFFFFFFu, nullptr), Error_Invalid);
   EXPECT_EQ(WinOSRegistry_GetID(3), nullptr);
 }
 

@@ -26,7 +26,7 @@ namespace {
 
 TEST(ProcessLaunchHere, LooksForTheProgramWhereTheSystemDoes) {
   Process* process = nullptr;
-  ASSERT_EQ(Process_Launch(nullptr, "true", nullptr, &process), 0);
+  ASSERT_EQ(Process_Launch(nullptr, "true", nullptr, &process), Error_None);
   EXPECT_TRUE(EndsWithinTenSeconds(process));
   Process_Detach(process);
 }
@@ -34,7 +34,7 @@ TEST(ProcessLaunchHere, LooksForTheProgramWhereTheSystemDoes) {
 TEST(ProcessLaunchHere, NamesTheProgramItself_WhenThereIsNoCommandLine) {
   for (const char* none : {"", "  ", static_cast<const char*>(nullptr)}) {
     Process* process = nullptr;
-    ASSERT_EQ(Process_Launch("/bin/true", none, nullptr, &process), 0);
+    ASSERT_EQ(Process_Launch("/bin/true", none, nullptr, &process), Error_None);
     EXPECT_TRUE(EndsWithinTenSeconds(process));
     Process_Detach(process);
   }
@@ -42,7 +42,7 @@ TEST(ProcessLaunchHere, NamesTheProgramItself_WhenThereIsNoCommandLine) {
 
 TEST(ProcessLaunchHere, DropsTheDriveOfAName) {
   Process* process = nullptr;
-  ASSERT_EQ(Process_Launch("/C|/bin/true", "true", nullptr, &process), 0);
+  ASSERT_EQ(Process_Launch("/C|/bin/true", "true", nullptr, &process), Error_None);
   EXPECT_TRUE(EndsWithinTenSeconds(process));
   Process_Detach(process);
 }
@@ -54,7 +54,7 @@ TEST(ProcessIsActive, SeesTheEnd_WhenTheSystemForgetsChildrenAtOnce) {
   forget.sa_handler = SIG_IGN;
   sigaction(SIGCHLD, &forget, &before);
   Process* process = nullptr;
-  EXPECT_EQ(Process_Launch(nullptr, ChildCommand("exit 5").c_str(), nullptr, &process), 0);
+  EXPECT_EQ(Process_Launch(nullptr, ChildCommand("exit 5").c_str(), nullptr, &process), Error_None);
   EXPECT_TRUE(EndsWithinTenSeconds(process));
   Process_Detach(process);
   sigaction(SIGCHLD, &before, nullptr);
@@ -71,7 +71,7 @@ TEST(ProcessLaunchHere, GivesTheChildNoDescriptor_HoweverManyAreOpen) {
   const TemporaryFolder folder;
   const std::string report = (folder.Path() / "report").string();
   Process* process = nullptr;
-  EXPECT_EQ(Process_Launch(nullptr, ChildCommand("report " + report).c_str(), nullptr, &process), 0);
+  EXPECT_EQ(Process_Launch(nullptr, ChildCommand("report " + report).c_str(), nullptr, &process), Error_None);
   close(high);
   close(low);
   setrlimit(RLIMIT_NOFILE, &limit);
@@ -87,15 +87,15 @@ TEST(ProcessLaunchHere, RunsNoShell_ForAFileThatIsNoProgram) {
   std::ofstream(file) << "exit 0\n";
   std::filesystem::permissions(file, std::filesystem::perms::owner_all);
   Process* process = nullptr;
-  EXPECT_EQ(Process_Launch(file.c_str(), "script", nullptr, &process), -1);
-  EXPECT_EQ(Process_Launch(nullptr, file.c_str(), nullptr, &process), -1);
+  EXPECT_EQ(Process_Launch(file.c_str(), "script", nullptr, &process), Error_Fail);
+  EXPECT_EQ(Process_Launch(nullptr, file.c_str(), nullptr, &process), Error_Fail);
   EXPECT_EQ(process, nullptr);
 }
 
 // An exit code of 259 means "still running" on Windows only; here a code has eight bits.
 TEST(ProcessIsActive, IsNotMisledByAnExitCode) {
   Process* process = nullptr;
-  ASSERT_EQ(Process_Launch(nullptr, ChildCommand("exit 259").c_str(), nullptr, &process), 0);
+  ASSERT_EQ(Process_Launch(nullptr, ChildCommand("exit 259").c_str(), nullptr, &process), Error_None);
   EXPECT_TRUE(EndsWithinTenSeconds(process));
   Process_Detach(process);
 }

@@ -21,34 +21,34 @@ constexpr char kPath[] = "HKEY_CURRENT_USER\\Software\\qz-test";
 TEST(WinOSRegistryWithoutRegistry, GivesSystem) {
   char buffer[16] = "as was";
   uint32_t number = 7;
-  EXPECT_EQ(WinOSRegistry_SetStringEntry(kPath, "v", "x"), -7);
-  EXPECT_EQ(WinOSRegistry_SetStringEntry(kPath, "v", nullptr), -7);
-  EXPECT_EQ(WinOSRegistry_GetStringEntry(kPath, "v", sizeof buffer, buffer), -7);
+  EXPECT_EQ(WinOSRegistry_SetStringEntry(kPath, "v", "x"), Error_System);
+  EXPECT_EQ(WinOSRegistry_SetStringEntry(kPath, "v", nullptr), Error_System);
+  EXPECT_EQ(WinOSRegistry_GetStringEntry(kPath, "v", sizeof buffer, buffer), Error_System);
   EXPECT_STREQ(buffer, "");
-  EXPECT_EQ(WinOSRegistry_GetUns32Entry(kPath, "v", &number), -7);
+  EXPECT_EQ(WinOSRegistry_GetUns32Entry(kPath, "v", &number), Error_System);
   EXPECT_EQ(number, 0u);
   EXPECT_EQ(WinOSRegistry_EntryExists(kPath, "v"), 0);
-  EXPECT_EQ(WinOSRegistry_GetApplicationStringEntry("key", "v", sizeof buffer, buffer), -7);
-  EXPECT_EQ(WinOSRegistry_SetSaveStringEntry(kPath, "HKEY_USERS\\x", "v", "x"), -7);
-  EXPECT_EQ(WinOSRegistry_SetRestoreStringEntry(kPath, "HKEY_USERS\\x", "v"), -7);
-  EXPECT_EQ(WinOSRegistry_DeleteKey(kPath), -7);
-  EXPECT_EQ(WinOSRegistry_DeleteEntry("HKEY_CURRENT_USER\\Software\\qz-test\\value"), -7);
-  EXPECT_EQ(WinOSRegistry_DeleteEntry("HKEY_CURRENT_USER\\Software\\qz-test\\"), -7);
+  EXPECT_EQ(WinOSRegistry_GetApplicationStringEntry("key", "v", sizeof buffer, buffer), Error_System);
+  EXPECT_EQ(WinOSRegistry_SetSaveStringEntry(kPath, "HKEY_USERS\\x", "v", "x"), Error_System);
+  EXPECT_EQ(WinOSRegistry_SetRestoreStringEntry(kPath, "HKEY_USERS\\x", "v"), Error_System);
+  EXPECT_EQ(WinOSRegistry_DeleteKey(kPath), Error_System);
+  EXPECT_EQ(WinOSRegistry_DeleteEntry("HKEY_CURRENT_USER\\Software\\qz-test\\value"), Error_System);
+  EXPECT_EQ(WinOSRegistry_DeleteEntry("HKEY_CURRENT_USER\\Software\\qz-test\\"), Error_System);
 }
 
 TEST(WinOSShortcutWithoutShell, GivesSystem) {
   const TemporaryFolder folder;
   const std::string link = folder.Name("a.lnk");
-  EXPECT_EQ(WinOSShortcut_Create("/bin/true", nullptr, link.c_str(), nullptr, nullptr, 0), -7);
-  EXPECT_EQ(File_Link("/bin/true", nullptr, link.c_str(), nullptr, nullptr, 0), -7);
+  EXPECT_EQ(WinOSShortcut_Create("/bin/true", nullptr, link.c_str(), nullptr, nullptr, 0), Error_System);
+  EXPECT_EQ(File_Link("/bin/true", nullptr, link.c_str(), nullptr, nullptr, 0), Error_System);
 }
 
 TEST(StartupWithoutShell, GivesSystem_AndHasNothingToUninstall) {
-  EXPECT_EQ(Startup_InstallSelf(), -2) << "the library is down";
+  EXPECT_EQ(Startup_InstallSelf(), Error_NotInited) << "the library is down";
   const OSSession session;
   ASSERT_EQ(session.Status(), 0);
-  EXPECT_EQ(Startup_InstallSelf(), -7);
-  EXPECT_EQ(Startup_UninstallSelf(), -3);
+  EXPECT_EQ(Startup_InstallSelf(), Error_System);
+  EXPECT_EQ(Startup_UninstallSelf(), Error_NotFound);
 }
 
 // The folder's name fits, that of the link in it does not.
@@ -58,9 +58,10 @@ TEST(StartupWithoutShell, GivesExceed_WhenTheNameOfTheLinkDoesNotFit) {
   while (folder.size() + 10 < 1000)
     folder += "/" + std::string(std::min<size_t>(200, 989 - folder.size()), 'd');
   const ScopedVariable config("XDG_CONFIG_HOME", folder.c_str());
-  ASSERT_EQ(OS_Init(places.ApplicationName().c_str(), 1, places.Folder().Name("x.log").c_str(), 0), 0);
-  EXPECT_EQ(Startup_InstallSelf(), 5);
-  EXPECT_EQ(Startup_UninstallSelf(), 5);
+  ASSERT_EQ(OS_Init(places.ApplicationName().c_str(), 1, places.Folder().Name("x.log").c_str(), 0),
+            Error_None);
+  EXPECT_EQ(Startup_InstallSelf(), Error_Exceed);
+  EXPECT_EQ(Startup_UninstallSelf(), Error_Exceed);
   OS_Exit(0);
 }
 

@@ -9,6 +9,7 @@
 #include <memory>
 #include <string>
 
+#include "qz/error.h"
 #include "qz/os.h"
 #include "tests/support/child_program.h"
 #include "tests/support/environment.h"
@@ -19,7 +20,7 @@ namespace {
 TEST(ProcessLaunchHere, NamesTheProgramItself_WhenThereIsNoCommandLine) {
   // Does nothing and ends when it is told nothing.
   Process* process = nullptr;
-  ASSERT_EQ(Process_Launch("/C|/windows/system32/rundll32.exe", nullptr, nullptr, &process), 0);
+  ASSERT_EQ(Process_Launch("/C|/windows/system32/rundll32.exe", nullptr, nullptr, &process), Error_None);
   EXPECT_NE(process, nullptr);
   EXPECT_TRUE(EndsWithinTenSeconds(process));
   Process_Detach(process);
@@ -27,7 +28,7 @@ TEST(ProcessLaunchHere, NamesTheProgramItself_WhenThereIsNoCommandLine) {
 
 TEST(ProcessIsActive, TakesTheExitCode259ForAChildThatRuns) {
   Process* process = nullptr;
-  ASSERT_EQ(Process_Launch(nullptr, ChildCommand("exit 259").c_str(), nullptr, &process), 0);
+  ASSERT_EQ(Process_Launch(nullptr, ChildCommand("exit 259").c_str(), nullptr, &process), Error_None);
   // The record begins with the process's number.
   const uint32_t number = *reinterpret_cast<uint32_t*>(process);
   for (int i = 0; i < 10000 && IsProcessListed(number); ++i) OS_Delay(0.001f);
@@ -47,7 +48,7 @@ static_assert(sizeof(RecordWords) == 12);
 class EndedProcess : public testing::Test {
  protected:
   void SetUp() override {
-    ASSERT_EQ(Process_Launch(nullptr, ChildCommand("exit 7").c_str(), nullptr, &process_), 0);
+    ASSERT_EQ(Process_Launch(nullptr, ChildCommand("exit 7").c_str(), nullptr, &process_), Error_None);
     ASSERT_TRUE(EndsWithinTenSeconds(process_));
     words_ = reinterpret_cast<RecordWords*>(process_);
     own_ = *words_;
@@ -92,7 +93,7 @@ class WaitingChild {
  public:
   WaitingChild() {
     const std::string command = ChildCommand("wait " + Go().string());
-    EXPECT_EQ(Process_Launch(nullptr, command.c_str(), nullptr, &process_), 0);
+    EXPECT_EQ(Process_Launch(nullptr, command.c_str(), nullptr, &process_), Error_None);
   }
   ~WaitingChild() {
     std::ofstream(Go()) << "now";

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
+#include "qz/error.h"
 #include "qz/os.h"
 #include "qz/semaphore.h"
 #include "tests/support/module.h"
@@ -35,7 +36,7 @@ struct Waiter {
 TEST(ThreadHere, EndsWithWhatTheFunctionReturned) {
   Waiter waiter;
   Thread* thread = Thread_New(Waiter::Run, &waiter);
-  ASSERT_EQ(Semaphore_Wait(waiter.begun, 10000), 0);
+  ASSERT_EQ(Semaphore_Wait(waiter.begun, 10000), Error_None);
   const HANDLE handle = OpenThread(SYNCHRONIZE | THREAD_QUERY_INFORMATION, FALSE, waiter.identifier);
   ASSERT_NE(handle, nullptr);
   // The record is gone by then; the exit code is the thread's all the same.

@@ -73,10 +73,10 @@ TEST_F(WinOSRegistryKeys, ReallyAreTheSystemsRoots) {
 // ---- texts --------------------------------------------------------------------------------------
 
 TEST_F(WinOSRegistryKeys, KeepTexts_AndAreCreatedWithTheirParents) {
-  EXPECT_EQ(WinOSRegistry_SetStringEntry(Path("new\\deep").c_str(), "v", "text"), 0);
+  EXPECT_EQ(WinOSRegistry_SetStringEntry(Path("new\\deep").c_str(), "v", "text"), Error_None);
   EXPECT_EQ(Stored("v", "new\\deep"), "1:text");
   char buffer[16] = "";
-  EXPECT_EQ(WinOSRegistry_GetStringEntry(Path("new\\deep").c_str(), "v", sizeof buffer, buffer), 0);
+  EXPECT_EQ(WinOSRegistry_GetStringEntry(Path("new\\deep").c_str(), "v", sizeof buffer, buffer), Error_None);
   EXPECT_STREQ(buffer, "text");
   EXPECT_EQ(WinOSRegistry_EntryExists(Path("new\\deep").c_str(), "v"), 1);
   EXPECT_EQ(WinOSRegistry_EntryExists(Path("new\\deep").c_str(), "w"), 0);
@@ -85,43 +85,44 @@ TEST_F(WinOSRegistryKeys, KeepTexts_AndAreCreatedWithTheirParents) {
 
 TEST_F(WinOSRegistryKeys, KeepBytesOutsideAscii) {
   const std::string path = Path("\xE4\xF6");
-  EXPECT_EQ(WinOSRegistry_SetStringEntry(path.c_str(), "\xFC", "\xDF\x80%s"), 0);
+  EXPECT_EQ(WinOSRegistry_SetStringEntry(path.c_str(), "\xFC", "\xDF\x80%s"), Error_None);
   char buffer[8] = "";
-  EXPECT_EQ(WinOSRegistry_GetStringEntry(path.c_str(), "\xFC", sizeof buffer, buffer), 0);
+  EXPECT_EQ(WinOSRegistry_GetStringEntry(path.c_str(), "\xFC", sizeof buffer, buffer), Error_None);
   EXPECT_STREQ(buffer, "\xDF\x80%s");
-  EXPECT_EQ(WinOSRegistry_DeleteEntry((path + "\\\xFC").c_str()), 0);
+  EXPECT_EQ(WinOSRegistry_DeleteEntry((path + "\\\xFC").c_str()), Error_None);
   EXPECT_EQ(WinOSRegistry_EntryExists(path.c_str(), "\xFC"), 0);
 }
 
 TEST_F(WinOSRegistryKeys, LoseAValue_ByANullText) {
   WinOSRegistry_SetStringEntry(path_.c_str(), "v", "text");
-  EXPECT_EQ(WinOSRegistry_SetStringEntry(path_.c_str(), "v", nullptr), 0);
+  EXPECT_EQ(WinOSRegistry_SetStringEntry(path_.c_str(), "v", nullptr), Error_None);
   EXPECT_EQ(Stored("v"), "none");
-  EXPECT_EQ(WinOSRegistry_SetStringEntry(path_.c_str(), "v", nullptr), -3);
+  EXPECT_EQ(WinOSRegistry_SetStringEntry(path_.c_str(), "v", nullptr), Error_NotFound);
 }
 
 TEST_F(WinOSRegistryKeys, HaveAnUnnamedValue) {
-  EXPECT_EQ(WinOSRegistry_SetStringEntry(path_.c_str(), nullptr, "unnamed"), 0);
+  EXPECT_EQ(WinOSRegistry_SetStringEntry(path_.c_str(), nullptr, "unnamed"), Error_None);
   char buffer[16] = "";
-  EXPECT_EQ(WinOSRegistry_GetStringEntry(path_.c_str(), nullptr, sizeof buffer, buffer), 0);
+  EXPECT_EQ(WinOSRegistry_GetStringEntry(path_.c_str(), nullptr, sizeof buffer, buffer), Error_None);
   EXPECT_STREQ(buffer, "unnamed");
 }
 
 TEST_F(WinOSRegistryKeys, GiveNotFound_ForAMissingKeyOrValue) {
   char buffer[16] = "as was";
-  EXPECT_EQ(WinOSRegistry_GetStringEntry(Path("missing").c_str(), "v", sizeof buffer, buffer), -3);
+  EXPECT_EQ(WinOSRegistry_GetStringEntry(Path("missing").c_str(), "v", sizeof buffer, buffer),
+            Error_NotFound);
   EXPECT_STREQ(buffer, "");
-  EXPECT_EQ(WinOSRegistry_GetStringEntry(path_.c_str(), "missing", sizeof buffer, buffer), -3);
+  EXPECT_EQ(WinOSRegistry_GetStringEntry(path_.c_str(), "missing", sizeof buffer, buffer), Error_NotFound);
   uint32_t number = 7;
-  EXPECT_EQ(WinOSRegistry_GetUns32Entry(Path("missing").c_str(), "v", &number), -3);
-  EXPECT_EQ(WinOSRegistry_GetUns32Entry(path_.c_str(), "missing", &number), -3);
+  EXPECT_EQ(WinOSRegistry_GetUns32Entry(Path("missing").c_str(), "v", &number), Error_NotFound);
+  EXPECT_EQ(WinOSRegistry_GetUns32Entry(path_.c_str(), "missing", &number), Error_NotFound);
   EXPECT_EQ(number, 0u);
 }
 
 TEST_F(WinOSRegistryKeys, GiveAnExpandableTextAsItStands) {
   Put("v", REG_EXPAND_SZ, Bytes{'%', 'T', '%', 0});
   char buffer[16] = "";
-  EXPECT_EQ(WinOSRegistry_GetStringEntry(path_.c_str(), "v", sizeof buffer, buffer), 0);
+  EXPECT_EQ(WinOSRegistry_GetStringEntry(path_.c_str(), "v", sizeof buffer, buffer), Error_None);
   EXPECT_STREQ(buffer, "%T%");
 }
 
@@ -131,7 +132,8 @@ TEST_F(WinOSRegistryKeys, GiveInvalid_ForAValueThatIsNoText_BeforeItsSizeIsLooke
   Put("texts", REG_MULTI_SZ, Bytes{'a', 0, 0});
   for (const char* name : {"number", "bytes", "texts"}) {
     char buffer[2] = "a";
-    EXPECT_EQ(WinOSRegistry_GetStringEntry(path_.c_str(), name, sizeof buffer, buffer), -4) << name;
+    EXPECT_EQ(WinOSRegistry_GetStringEntry(path_.c_str(), name, sizeof buffer, buffer), Error_Invalid)
+        << name;
     EXPECT_STREQ(buffer, "") << name;
   }
 }
@@ -139,29 +141,29 @@ TEST_F(WinOSRegistryKeys, GiveInvalid_ForAValueThatIsNoText_BeforeItsSizeIsLooke
 TEST_F(WinOSRegistryKeys, GiveExceed_ForATextLongerThanTheBuffer) {
   WinOSRegistry_SetStringEntry(path_.c_str(), "v", "12345");
   char buffer[8] = "as was";
-  EXPECT_EQ(WinOSRegistry_GetStringEntry(path_.c_str(), "v", 5, buffer), 5);
+  EXPECT_EQ(WinOSRegistry_GetStringEntry(path_.c_str(), "v", 5, buffer), Error_Exceed);
   EXPECT_STREQ(buffer, "");
-  EXPECT_EQ(WinOSRegistry_GetStringEntry(path_.c_str(), "v", 6, buffer), 0);
+  EXPECT_EQ(WinOSRegistry_GetStringEntry(path_.c_str(), "v", 6, buffer), Error_None);
   EXPECT_STREQ(buffer, "12345");
   buffer[0] = '#';
-  EXPECT_EQ(WinOSRegistry_GetStringEntry(path_.c_str(), "v", 0, buffer), 5);
+  EXPECT_EQ(WinOSRegistry_GetStringEntry(path_.c_str(), "v", 0, buffer), Error_Exceed);
   EXPECT_EQ(buffer[0], '#') << "a buffer of no bytes is not touched";
 }
 
 TEST_F(WinOSRegistryKeys, TerminateATextThatIsStoredWithoutItsTerminator) {
   PutRaw(L"v", REG_SZ, Bytes{'a', 0, 'b', 0, 'c', 0});
   char buffer[8] = "#######";
-  EXPECT_EQ(WinOSRegistry_GetStringEntry(path_.c_str(), "v", 4, buffer), 0);
+  EXPECT_EQ(WinOSRegistry_GetStringEntry(path_.c_str(), "v", 4, buffer), Error_None);
   EXPECT_STREQ(buffer, "abc");
   EXPECT_EQ(buffer[4], '#');
-  EXPECT_EQ(WinOSRegistry_GetStringEntry(path_.c_str(), "v", 3, buffer), 5);
+  EXPECT_EQ(WinOSRegistry_GetStringEntry(path_.c_str(), "v", 3, buffer), Error_Exceed);
   EXPECT_STREQ(buffer, "");
 }
 
 TEST_F(WinOSRegistryKeys, GiveAnEmptyText_ForAValueOfNoBytes) {
   PutRaw(L"v", REG_SZ, Bytes{});
   char buffer[4] = "###";
-  EXPECT_EQ(WinOSRegistry_GetStringEntry(path_.c_str(), "v", sizeof buffer, buffer), 0);
+  EXPECT_EQ(WinOSRegistry_GetStringEntry(path_.c_str(), "v", sizeof buffer, buffer), Error_None);
   EXPECT_STREQ(buffer, "");
 }
 
@@ -175,7 +177,7 @@ TEST_F(WinOSRegistryKeys, ExistWhateverTheirTypeIs) {
 }
 
 TEST_F(WinOSRegistryKeys, AreCreated_EvenToDeleteAValueInThem) {
-  EXPECT_EQ(WinOSRegistry_SetStringEntry(Path("new\\deep").c_str(), "v", nullptr), -3);
+  EXPECT_EQ(WinOSRegistry_SetStringEntry(Path("new\\deep").c_str(), "v", nullptr), Error_NotFound);
   EXPECT_TRUE(KeyExists("new\\deep"));
 }
 
@@ -186,7 +188,7 @@ TEST_F(WinOSRegistryKeys, GiveNumbersOfEitherByteOrder) {
   Put("big", REG_DWORD_BIG_ENDIAN, Bytes{0x12, 0x34, 0x56, 0x78});
   for (const char* name : {"little", "big"}) {
     uint32_t number = 0;
-    EXPECT_EQ(WinOSRegistry_GetUns32Entry(path_.c_str(), name, &number), 0) << name;
+    EXPECT_EQ(WinOSRegistry_GetUns32Entry(path_.c_str(), name, &number), Error_None) << name;
     EXPECT_EQ(number, 0x12345678u) << name;
   }
 }
@@ -198,7 +200,7 @@ TEST_F(WinOSRegistryKeys, GiveInvalid_ForAValueThatIsNoNumber) {
   Put("short", REG_DWORD, Bytes{1, 2});
   for (const char* name : {"text", "long", "bytes", "short"}) {
     uint32_t number = 7;
-    EXPECT_EQ(WinOSRegistry_GetUns32Entry(path_.c_str(), name, &number), -4) << name;
+    EXPECT_EQ(WinOSRegistry_GetUns32Entry(path_.c_str(), name, &number), Error_Invalid) << name;
     EXPECT_EQ(number, 0u) << name;
   }
 }
@@ -208,7 +210,7 @@ TEST_F(WinOSRegistryKeys, GiveInvalid_ForAValueThatIsNoNumber) {
 class WinOSRegistryApplication : public testing::Test {
  protected:
   void Start(const char* company) {
-    ASSERT_EQ(OS_Init(name_.c_str(), 1, places_.Folder().Name("x.log").c_str(), 3, company, 0), 0);
+    ASSERT_EQ(OS_Init(name_.c_str(), 1, places_.Folder().Name("x.log").c_str(), 3, company, 0), Error_None);
   }
   void TearDown() override {
     OS_Exit(0);
@@ -226,22 +228,23 @@ TEST_F(WinOSRegistryApplication, FindsItsValuesBelowItsCompanyAndName) {
   const std::string key = path_ + "\\" + name_ + "\\settings";
   WinOSRegistry_SetStringEntry(key.c_str(), "v", "text");
   char buffer[16] = "";
-  EXPECT_EQ(WinOSRegistry_GetApplicationStringEntry("settings", "v", sizeof buffer, buffer), 0);
+  EXPECT_EQ(WinOSRegistry_GetApplicationStringEntry("settings", "v", sizeof buffer, buffer), Error_None);
   EXPECT_STREQ(buffer, "text");
-  EXPECT_EQ(WinOSRegistry_GetApplicationStringEntry("settings", "v", 3, buffer), 5);
+  EXPECT_EQ(WinOSRegistry_GetApplicationStringEntry("settings", "v", 3, buffer), Error_Exceed);
   EXPECT_STREQ(buffer, "");
-  EXPECT_EQ(WinOSRegistry_GetApplicationStringEntry("settings", "missing", sizeof buffer, buffer), -3);
-  EXPECT_EQ(WinOSRegistry_GetApplicationStringEntry("missing", "v", sizeof buffer, buffer), -3);
+  EXPECT_EQ(WinOSRegistry_GetApplicationStringEntry("settings", "missing", sizeof buffer, buffer),
+            Error_NotFound);
+  EXPECT_EQ(WinOSRegistry_GetApplicationStringEntry("missing", "v", sizeof buffer, buffer), Error_NotFound);
 }
 
 TEST_F(WinOSRegistryApplication, FindsItsValuesBelowAnEmptyComponent_WithoutACompany) {
   Start("");
   const std::string key = "HKEY_CURRENT_USER\\Software\\\\" + name_;
-  EXPECT_EQ(WinOSRegistry_SetStringEntry((key + "\\settings").c_str(), "v", "text"), 0);
+  EXPECT_EQ(WinOSRegistry_SetStringEntry((key + "\\settings").c_str(), "v", "text"), Error_None);
   char buffer[16] = "";
-  EXPECT_EQ(WinOSRegistry_GetApplicationStringEntry("settings", "v", sizeof buffer, buffer), 0);
+  EXPECT_EQ(WinOSRegistry_GetApplicationStringEntry("settings", "v", sizeof buffer, buffer), Error_None);
   EXPECT_STREQ(buffer, "text");
-  EXPECT_EQ(WinOSRegistry_DeleteKey(key.c_str()), 0);
+  EXPECT_EQ(WinOSRegistry_DeleteKey(key.c_str()), Error_None);
 }
 
 TEST_F(WinOSRegistryApplication, RefusesAPathThatDoesNotFit_InsteadOfReadingAnother) {
@@ -249,7 +252,8 @@ TEST_F(WinOSRegistryApplication, RefusesAPathThatDoesNotFit_InsteadOfReadingAnot
   WinOSRegistry_SetStringEntry((path_ + "\\" + name_).c_str(), "v", "text");
   char buffer[16] = "as was";
   EXPECT_EQ(
-      WinOSRegistry_GetApplicationStringEntry(std::string(600, 'k').c_str(), "v", sizeof buffer, buffer), 5);
+      WinOSRegistry_GetApplicationStringEntry(std::string(600, 'k').c_str(), "v", sizeof buffer, buffer),
+      Error_Exceed);
   EXPECT_STREQ(buffer, "");
 }
 
@@ -259,28 +263,30 @@ TEST_F(WinOSRegistryKeys, AreTakenOverAndGivenBack) {
   const std::string path = Path("used");
   const std::string savePath = Path("saved");
   WinOSRegistry_SetStringEntry(path.c_str(), "v", "theirs");
-  EXPECT_EQ(WinOSRegistry_SetSaveStringEntry(path.c_str(), savePath.c_str(), "v", "ours"), 0);
+  EXPECT_EQ(WinOSRegistry_SetSaveStringEntry(path.c_str(), savePath.c_str(), "v", "ours"), Error_None);
   EXPECT_EQ(Stored("v", "used"), "1:ours");
   EXPECT_EQ(Stored("v", "saved"), "1:theirs");
-  EXPECT_EQ(WinOSRegistry_SetRestoreStringEntry(savePath.c_str(), path.c_str(), "v"), 0);
+  EXPECT_EQ(WinOSRegistry_SetRestoreStringEntry(savePath.c_str(), path.c_str(), "v"), Error_None);
   EXPECT_EQ(Stored("v", "used"), "1:theirs");
   EXPECT_EQ(Stored("v", "saved"), "none");
 }
 
 TEST_F(WinOSRegistryKeys, AreNotTakenOver_WhenThereIsNothingToSave) {
-  EXPECT_EQ(WinOSRegistry_SetSaveStringEntry(Path("used").c_str(), Path("saved").c_str(), "v", "ours"), -3);
+  EXPECT_EQ(WinOSRegistry_SetSaveStringEntry(Path("used").c_str(), Path("saved").c_str(), "v", "ours"),
+            Error_NotFound);
   EXPECT_FALSE(KeyExists("used"));
   EXPECT_FALSE(KeyExists("saved"));
-  EXPECT_EQ(WinOSRegistry_SetRestoreStringEntry(Path("saved").c_str(), Path("used").c_str(), "v"), -3);
+  EXPECT_EQ(WinOSRegistry_SetRestoreStringEntry(Path("saved").c_str(), Path("used").c_str(), "v"),
+            Error_NotFound);
 }
 
 TEST_F(WinOSRegistryKeys, SaveATextOf511Bytes_AndNoLongerOne) {
   const std::string path = Path("used");
   WinOSRegistry_SetStringEntry(path.c_str(), "v", std::string(511, 't').c_str());
-  EXPECT_EQ(WinOSRegistry_SetSaveStringEntry(path.c_str(), Path("saved").c_str(), "v", "ours"), 0);
+  EXPECT_EQ(WinOSRegistry_SetSaveStringEntry(path.c_str(), Path("saved").c_str(), "v", "ours"), Error_None);
   EXPECT_EQ(Stored("v", "saved"), "1:" + std::string(511, 't'));
   WinOSRegistry_SetStringEntry(path.c_str(), "v", std::string(512, 't').c_str());
-  EXPECT_EQ(WinOSRegistry_SetSaveStringEntry(path.c_str(), Path("other").c_str(), "v", "ours"), 5);
+  EXPECT_EQ(WinOSRegistry_SetSaveStringEntry(path.c_str(), Path("other").c_str(), "v", "ours"), Error_Exceed);
   EXPECT_FALSE(KeyExists("other"));
 }
 
@@ -311,9 +317,9 @@ TEST_F(WinOSRegistryKeys, GiveTheStatusOfTakingTheCopyBack_WhenTheTakeOverFails)
   const std::string path = Path("used");
   WinOSRegistry_SetStringEntry(path.c_str(), "v", "theirs");
   const ReadOnlyKey readOnly(key_ + "\\used");
-  ASSERT_EQ(WinOSRegistry_SetStringEntry(path.c_str(), "v", "ours"), -5)
+  ASSERT_EQ(WinOSRegistry_SetStringEntry(path.c_str(), "v", "ours"), Error_NoAccess)
       << "the key must refuse to be written";
-  EXPECT_EQ(WinOSRegistry_SetSaveStringEntry(path.c_str(), Path("saved").c_str(), "v", "ours"), 0);
+  EXPECT_EQ(WinOSRegistry_SetSaveStringEntry(path.c_str(), Path("saved").c_str(), "v", "ours"), Error_None);
   EXPECT_EQ(Stored("v", "used"), "1:theirs");
   EXPECT_EQ(Stored("v", "saved"), "none");
 }
@@ -322,7 +328,7 @@ TEST_F(WinOSRegistryKeys, AreGivenBack_EvenWhenTheCopyCannotBeDeleted) {
   const std::string savePath = Path("saved");
   WinOSRegistry_SetStringEntry(savePath.c_str(), "v", "theirs");
   const ReadOnlyKey readOnly(key_ + "\\saved");
-  EXPECT_EQ(WinOSRegistry_SetRestoreStringEntry(savePath.c_str(), Path("used").c_str(), "v"), 0);
+  EXPECT_EQ(WinOSRegistry_SetRestoreStringEntry(savePath.c_str(), Path("used").c_str(), "v"), Error_None);
   EXPECT_EQ(Stored("v", "used"), "1:theirs");
   EXPECT_EQ(Stored("v", "saved"), "1:theirs");
 }
@@ -331,7 +337,8 @@ TEST_F(WinOSRegistryKeys, LoseNothing_WhenTheyCannotBeGivenBack) {
   WinOSRegistry_SetStringEntry(Path("saved").c_str(), "v", "theirs");
   WinOSRegistry_SetStringEntry(Path("used").c_str(), "v", "ours");
   const ReadOnlyKey readOnly(key_ + "\\used");
-  EXPECT_EQ(WinOSRegistry_SetRestoreStringEntry(Path("saved").c_str(), Path("used").c_str(), "v"), -5);
+  EXPECT_EQ(WinOSRegistry_SetRestoreStringEntry(Path("saved").c_str(), Path("used").c_str(), "v"),
+            Error_NoAccess);
   EXPECT_EQ(Stored("v", "saved"), "1:theirs");
   EXPECT_EQ(Stored("v", "used"), "1:ours");
 }
@@ -340,13 +347,15 @@ TEST_F(WinOSRegistryKeys, AreNotTakenOver_WhenTheCopyCannotBeMade) {
   WinOSRegistry_SetStringEntry(Path("saved").c_str(), "other", "x");
   WinOSRegistry_SetStringEntry(Path("used").c_str(), "v", "theirs");
   const ReadOnlyKey readOnly(key_ + "\\saved");
-  EXPECT_EQ(WinOSRegistry_SetSaveStringEntry(Path("used").c_str(), Path("saved").c_str(), "v", "ours"), -5);
+  EXPECT_EQ(WinOSRegistry_SetSaveStringEntry(Path("used").c_str(), Path("saved").c_str(), "v", "ours"),
+            Error_NoAccess);
   EXPECT_EQ(Stored("v", "used"), "1:theirs");
 }
 
 TEST_F(WinOSRegistryKeys, AreTakenOverByNothing) {
   WinOSRegistry_SetStringEntry(Path("used").c_str(), "v", "theirs");
-  EXPECT_EQ(WinOSRegistry_SetSaveStringEntry(Path("used").c_str(), Path("saved").c_str(), "v", nullptr), 0);
+  EXPECT_EQ(WinOSRegistry_SetSaveStringEntry(Path("used").c_str(), Path("saved").c_str(), "v", nullptr),
+            Error_None);
   EXPECT_EQ(Stored("v", "used"), "none");
   EXPECT_EQ(Stored("v", "saved"), "1:theirs");
 }
@@ -357,40 +366,40 @@ TEST_F(WinOSRegistryKeys, AreDeletedWithAllTheirSubkeys) {
   for (const char* subkey : {"t\\a\\b\\c", "t\\a\\d", "t\\e", "kept"}) {
     WinOSRegistry_SetStringEntry(Path(subkey).c_str(), "v", "x");
   }
-  EXPECT_EQ(WinOSRegistry_DeleteKey(Path("t").c_str()), 0);
+  EXPECT_EQ(WinOSRegistry_DeleteKey(Path("t").c_str()), Error_None);
   EXPECT_FALSE(KeyExists("t"));
   EXPECT_TRUE(KeyExists("kept"));
-  EXPECT_EQ(WinOSRegistry_DeleteKey(Path("t").c_str()), -1);
+  EXPECT_EQ(WinOSRegistry_DeleteKey(Path("t").c_str()), Error_Fail);
 }
 
 TEST_F(WinOSRegistryKeys, AreNotDeletedForEver_WhenASubkeyCannotBe) {
   WinOSRegistry_SetStringEntry(Path("t\\held").c_str(), "v", "x");
   {
     const ReadOnlyKey readOnly(key_ + "\\t\\held");
-    EXPECT_EQ(WinOSRegistry_DeleteKey(Path("t").c_str()), -1);
+    EXPECT_EQ(WinOSRegistry_DeleteKey(Path("t").c_str()), Error_Fail);
     EXPECT_TRUE(KeyExists("t\\held"));
   }
-  EXPECT_EQ(WinOSRegistry_DeleteKey(Path("t").c_str()), 0);
+  EXPECT_EQ(WinOSRegistry_DeleteKey(Path("t").c_str()), Error_None);
 }
 
 TEST_F(WinOSRegistryKeys, LoseTheValueThatTheLastComponentNames) {
   Put("v", REG_DWORD, Bytes{1, 0, 0, 0}, "k");
-  EXPECT_EQ(WinOSRegistry_DeleteEntry(Path("k\\v").c_str()), 0);
+  EXPECT_EQ(WinOSRegistry_DeleteEntry(Path("k\\v").c_str()), Error_None);
   EXPECT_EQ(Stored("v", "k"), "none");
-  EXPECT_EQ(WinOSRegistry_DeleteEntry(Path("k\\v").c_str()), -3);
-  EXPECT_EQ(WinOSRegistry_DeleteEntry(Path("missing\\v").c_str()), -3);
+  EXPECT_EQ(WinOSRegistry_DeleteEntry(Path("k\\v").c_str()), Error_NotFound);
+  EXPECT_EQ(WinOSRegistry_DeleteEntry(Path("missing\\v").c_str()), Error_NotFound);
   EXPECT_TRUE(KeyExists("k"));
 }
 
 TEST_F(WinOSRegistryKeys, AreDeleted_ByAnEntryThatEndsWithASeparator) {
   WinOSRegistry_SetStringEntry(Path("k\\below").c_str(), "v", "x");
-  EXPECT_EQ(WinOSRegistry_DeleteEntry(Path("k\\").c_str()), 0);
+  EXPECT_EQ(WinOSRegistry_DeleteEntry(Path("k\\").c_str()), Error_None);
   EXPECT_FALSE(KeyExists("k"));
 }
 
 TEST_F(WinOSRegistryKeys, AreDeleted_ByANameThatEndsWithASeparator) {
   WinOSRegistry_SetStringEntry(Path("k\\below").c_str(), "v", "x");
-  EXPECT_EQ(WinOSRegistry_DeleteKey(Path("k\\").c_str()), 0);
+  EXPECT_EQ(WinOSRegistry_DeleteKey(Path("k\\").c_str()), Error_None);
   EXPECT_FALSE(KeyExists("k"));
   EXPECT_TRUE(KeyExists(nullptr));
 }
@@ -406,7 +415,7 @@ TEST_F(WinOSRegistryKeys, AreDeletedHoweverDeep) {
     key = below;
   }
   RegCloseKey(key);
-  EXPECT_EQ(WinOSRegistry_DeleteKey(Path("t").c_str()), 0);
+  EXPECT_EQ(WinOSRegistry_DeleteKey(Path("t").c_str()), Error_None);
   EXPECT_FALSE(KeyExists("t"));
 }
 

@@ -60,7 +60,7 @@ class WinOSShortcut : public testing::Test {
  protected:
   void SetUp() override {
     const std::string log = places_.Folder().Name("x.log");
-    ASSERT_EQ(OS_Init(places_.ApplicationName().c_str(), 1, log.c_str(), 2, 5, 0), 0);
+    ASSERT_EQ(OS_Init(places_.ApplicationName().c_str(), 1, log.c_str(), 2, 5, 0), Error_None);
   }
   void TearDown() override { OS_Exit(0); }
   std::filesystem::path Link() const { return places_.Folder().Path() / "made.lnk"; }
@@ -71,7 +71,7 @@ class WinOSShortcut : public testing::Test {
 TEST_F(WinOSShortcut, CarriesWhatItIsGiven) {
   EXPECT_EQ(WinOSShortcut_Create("C:\\windows\\notepad.exe", "one two", Link().string().c_str(), "What it is",
                                  "C:\\windows\\winhelp.exe", 3),
-            0);
+            Error_None);
   const LinkContents link = ReadLink(Link());
   EXPECT_TRUE(link.isRead);
   EXPECT_STRCASEEQ(link.target.c_str(), "C:\\windows\\notepad.exe");
@@ -83,8 +83,10 @@ TEST_F(WinOSShortcut, CarriesWhatItIsGiven) {
 
 TEST_F(WinOSShortcut, NeedsOnlyATarget_AndReplacesALink) {
   const std::string name = Link().string();
-  ASSERT_EQ(WinOSShortcut_Create("C:\\windows\\notepad.exe", "old", name.c_str(), "Old", nullptr, 0), 0);
-  EXPECT_EQ(WinOSShortcut_Create("C:\\windows\\regedit.exe", nullptr, name.c_str(), nullptr, nullptr, -1), 0);
+  ASSERT_EQ(WinOSShortcut_Create("C:\\windows\\notepad.exe", "old", name.c_str(), "Old", nullptr, 0),
+            Error_None);
+  EXPECT_EQ(WinOSShortcut_Create("C:\\windows\\regedit.exe", nullptr, name.c_str(), nullptr, nullptr, -1),
+            Error_None);
   const LinkContents link = ReadLink(Link());
   EXPECT_STRCASEEQ(link.target.c_str(), "C:\\windows\\regedit.exe");
   EXPECT_EQ(link.arguments, "");
@@ -94,28 +96,29 @@ TEST_F(WinOSShortcut, NeedsOnlyATarget_AndReplacesALink) {
 
 TEST_F(WinOSShortcut, Fails_WhenItCannotBeSaved) {
   const std::string missing = (places_.Folder().Path() / "missing" / "made.lnk").string();
-  EXPECT_EQ(WinOSShortcut_Create("C:\\x.exe", nullptr, missing.c_str(), nullptr, nullptr, 0), -1);
+  EXPECT_EQ(WinOSShortcut_Create("C:\\x.exe", nullptr, missing.c_str(), nullptr, nullptr, 0), Error_Fail);
   const std::string tooLong = "C:\\" + std::string(300, 'x');
-  EXPECT_EQ(WinOSShortcut_Create("C:\\x.exe", nullptr, tooLong.c_str(), nullptr, nullptr, 0), -1);
+  EXPECT_EQ(WinOSShortcut_Create("C:\\x.exe", nullptr, tooLong.c_str(), nullptr, nullptr, 0), Error_Fail);
 }
 
 TEST_F(WinOSShortcut, TakesNamesOutsideAscii) {
   // A small u with two dots and the euro sign, in the code page that the tests run with.
   ASSERT_EQ(GetACP(), 1252u);
   const std::string name = (places_.Folder().Path() / "").string() + "\xFC\x80.lnk";
-  EXPECT_EQ(WinOSShortcut_Create("C:\\windows\\notepad.exe", nullptr, name.c_str(), nullptr, nullptr, 0), 0);
+  EXPECT_EQ(WinOSShortcut_Create("C:\\windows\\notepad.exe", nullptr, name.c_str(), nullptr, nullptr, 0),
+            Error_None);
   EXPECT_TRUE(std::filesystem::exists(places_.Folder().Path() / L"\u00FC\u20AC.lnk"));
 }
 
 TEST_F(WinOSShortcut, Fails_WithoutATargetOrAName) {
-  EXPECT_EQ(WinOSShortcut_Create(nullptr, nullptr, Link().string().c_str(), nullptr, nullptr, 0), -1);
-  EXPECT_EQ(WinOSShortcut_Create("C:\\x.exe", nullptr, nullptr, nullptr, nullptr, 0), -1);
+  EXPECT_EQ(WinOSShortcut_Create(nullptr, nullptr, Link().string().c_str(), nullptr, nullptr, 0), Error_Fail);
+  EXPECT_EQ(WinOSShortcut_Create("C:\\x.exe", nullptr, nullptr, nullptr, nullptr, 0), Error_Fail);
 }
 
 TEST_F(WinOSShortcut, IsMadeByFileLink_FromLibraryNames) {
   EXPECT_EQ(File_Link("/C|/windows/notepad.exe", " /x", places_.Folder().Name("made.lnk").c_str(), "D",
                       "/C|/windows/winhelp.exe", 1),
-            0);
+            Error_None);
   const LinkContents link = ReadLink(Link());
   EXPECT_STRCASEEQ(link.target.c_str(), "C:\\windows\\notepad.exe");
   EXPECT_STRCASEEQ(link.iconFile.c_str(), "C:\\windows\\winhelp.exe");
@@ -123,9 +126,9 @@ TEST_F(WinOSShortcut, IsMadeByFileLink_FromLibraryNames) {
 
 TEST_F(WinOSShortcut, StartsTheApplicationHiddenAtLogOn) {
   char startup[1024] = "";
-  ASSERT_EQ(File_GetSysDir(SysDir_Startup, startup), 0);
+  ASSERT_EQ(File_GetSysDir(SysDir_Startup, startup), Error_None);
   const std::string name = std::string(startup) + "/" + places_.ApplicationName() + "- Autostart.lnk";
-  ASSERT_EQ(Startup_InstallSelf(), 0);
+  ASSERT_EQ(Startup_InstallSelf(), Error_None);
   EXPECT_EQ(File_Exists(name.c_str(), nullptr), 1);
 
   // /C|/x as C:/x, which the system takes too.
@@ -136,15 +139,15 @@ TEST_F(WinOSShortcut, StartsTheApplicationHiddenAtLogOn) {
   EXPECT_EQ(link.description, places_.ApplicationName() + " - Autostart");
   EXPECT_EQ(link.iconFile, "");
 
-  EXPECT_EQ(Startup_InstallSelf(), 0) << "over the one that is there";
-  EXPECT_EQ(Startup_UninstallSelf(), 0);
+  EXPECT_EQ(Startup_InstallSelf(), Error_None) << "over the one that is there";
+  EXPECT_EQ(Startup_UninstallSelf(), Error_None);
   EXPECT_EQ(File_Exists(name.c_str(), nullptr), 0);
-  EXPECT_EQ(Startup_UninstallSelf(), -3);
+  EXPECT_EQ(Startup_UninstallSelf(), Error_NotFound);
 }
 
 TEST(Startup, NeedsTheLibrary) {
-  EXPECT_EQ(Startup_InstallSelf(), -2);
-  EXPECT_EQ(Startup_UninstallSelf(), -2);
+  EXPECT_EQ(Startup_InstallSelf(), Error_NotInited);
+  EXPECT_EQ(Startup_UninstallSelf(), Error_NotInited);
 }
 
 // ---- OLE, as OS_Init starts it ------------------------------------------------------------------
@@ -162,10 +165,10 @@ TEST(OSInitOLE, IsStartedByItsCodeAndThePlatformCode_AndStoppedByExit) {
   const char* name = places.ApplicationName().c_str();
   const std::string log = places.Folder().Name("x.log");
   ASSERT_FALSE(CanCreateLinks()) << "OLE must be down before this test";
-  ASSERT_EQ(OS_Init(name, 1, log.c_str(), 5, 0), 0);
+  ASSERT_EQ(OS_Init(name, 1, log.c_str(), 5, 0), Error_None);
   EXPECT_FALSE(CanCreateLinks()) << "code 5 without code 2 is ignored";
   OS_Exit(0);
-  ASSERT_EQ(OS_Init(name, 1, log.c_str(), 5, 2, 0), 0);
+  ASSERT_EQ(OS_Init(name, 1, log.c_str(), 5, 2, 0), Error_None);
   EXPECT_TRUE(CanCreateLinks());
   OS_Exit(0);
   EXPECT_FALSE(CanCreateLinks());
@@ -176,7 +179,7 @@ TEST(OSInitOLE, IsNeededByShortcuts) {
   ASSERT_FALSE(CanCreateLinks()) << "OLE must be down before this test";
   EXPECT_EQ(WinOSShortcut_Create("C:\\windows\\notepad.exe", nullptr,
                                  (folder.Path() / "made.lnk").string().c_str(), nullptr, nullptr, 0),
-            -1);
+            Error_Fail);
   EXPECT_TRUE(std::filesystem::is_empty(folder.Path()));
 }
 
@@ -184,13 +187,13 @@ TEST(OSInitOLE, FailsTheStart_WhenTheThreadBelongsToAnotherModel) {
   const OSPlaces places("qz-test-ole-" + std::to_string(ProgramNumber()));
   ErrorCapture errors;
   ASSERT_EQ(CoInitializeEx(nullptr, COINIT_MULTITHREADED), S_OK);
-  EXPECT_EQ(OS_Init(places.ApplicationName().c_str(), 2, 4, Word{0x77}, Word{0}, 5, 0), -1);
+  EXPECT_EQ(OS_Init(places.ApplicationName().c_str(), 2, 4, Word{0x77}, Word{0}, 5, 0), Error_Fail);
   EXPECT_EQ(errors.Lines(), std::vector<std::string>{"#### Error: OleInitialize(NULL) failed!\n"});
   EXPECT_FALSE(iOS_IsInited());
   EXPECT_EQ(iOS_GetInstance(), 0x77u) << "what was applied before stays";
   CoUninitialize();
   // The next start, be it one that fails at once, forgets it.
-  EXPECT_EQ(OS_Init(nullptr, 99), -1);
+  EXPECT_EQ(OS_Init(nullptr, 99), Error_Fail);
   EXPECT_EQ(iOS_GetInstance(), 0u);
 }
 
