@@ -50,11 +50,12 @@ enum OSInitCode {
  * ...: codes of enum OSInitCode (int), each followed by its arguments; the list ends with OSInitCode_End.
  * Without OSInitCode_LogPath the log file is <application directory>/<application name>.log. A code given
  * twice is reported through Error; the later value counts. Error_Inited: the library is up already; nothing
- * is changed. Also after a start that failed in the socket layer. Error_Fail: a code that is none (reported
+ * is changed. Also after a start that failed in the socket layer. Error_Fail: an unknown code (reported
  * with the last good one), or OLE cannot be initialised. Error_Exists: a file stands where a directory is to
- * be. Error_NotFound: the system names no startup or programs folder. Error_Exceed: a name or path of 1024
- * bytes or more. Otherwise the status of creating a directory, or of the socket layer. After a failure the
- * library is down, but the services of codes 4 to 6 that were applied stay. */
+ * be. Error_NotFound: on Windows, the system names no startup or programs folder; elsewhere, nothing tells
+ * where the program's file is. Error_Exceed: a name or path of 1024 bytes or more. Otherwise the status of
+ * creating a directory, or of the socket layer. After a failure the library is down, but the services of
+ * codes 4 to 6 that were applied stay. */
 QZ_API ErrorCode OS_Init(const char* applicationName, ...);
 
 /* Takes the library down: stops the socket layer, closes the log file (and removes it when it was marked

@@ -14,9 +14,9 @@ typedef struct Process Process;
 /* Starts a program as a child, which gets the current directory and no open file but the standard streams
  * (on Windows: a console only), and does not wait for it. No shell is involved. pathname: the program's file,
  * in the library's form; null: the first word of commandLine names it, in the system's form, and the system
- * looks for it. commandLine: the program's name and its arguments, separated by blanks; double quotes keep
- * blanks together. May be null when pathname is not. environment: texts of the form NAME=value, ended by
- * null; empty texts are skipped. Null, or nothing but empty texts: the child inherits this process's
+ * looks for it. commandLine: the program's name and its arguments, separated by spaces or tabs; double
+ * quotes keep words together. May be null when pathname is not. environment: texts of the form NAME=value,
+ * ended by null; empty texts are skipped. Null, or nothing but empty texts: the child inherits this process's
  * environment. process (out): the record, owned (free with Process_Detach); null after a failure. Error_Fail:
  * the system refuses, or both names are null. Error_Memory. Error_Exceed: pathname does not fit.
  * Error_Invalid: process is null. */

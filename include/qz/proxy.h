@@ -19,7 +19,7 @@ QZ_API void Proxy_SetEnabled(int32_t flag);
  * null or empty means no proxy. port: in host byte order. */
 QZ_API void Proxy_SetServer(uint32_t index, const char* host, uint32_t port);
 
-/* Sets the fragments of host names that are reached directly, separated by commas, semicolons, blanks, tabs
+/* Sets the fragments of host names that are reached directly, separated by commas, semicolons, spaces, tabs
  * or newlines; there are no wildcards. text: cut at 1023 bytes; null empties the list. Returns the length
  * stored. */
 QZ_API int32_t Proxy_SetBypassList(const char* text);

@@ -14,7 +14,7 @@
 
 namespace {
 
-// Kept: three short texts carry a blank ("No Access") where the long ones begin with one word
+// Kept: three short texts hold a space ("No Access") where the long ones begin with one word
 // ("NoAccess:"); programs show and compare both.
 constexpr StringLookup kShortTexts[] = {
     {Error_System, "System"},      {Error_NoAccess, "No Access"},   {Error_Invalid, "Invalid"},

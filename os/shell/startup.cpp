@@ -14,7 +14,7 @@ constexpr size_t kPathBytes = 1024;
 constexpr char kHiddenArgument[] = " /hidden";
 constexpr int32_t kNoIcon = -1;
 
-// Kept: the link's name has no blank before the hyphen and its description has one; links of that name exist
+// Kept: the link's name has no space before the hyphen and its description has one; links of that name exist
 // in users' startup folders and are found by it.
 constexpr char kLinkSuffix[] = "- Autostart.lnk";
 constexpr char kDescriptionSuffix[] = " - Autostart";

@@ -42,7 +42,8 @@ bool IsBlank(char c) {
   return c == ' ' || c == '\t';
 }
 
-// Cuts a command line at its blanks, in place; double quotes keep blanks together and are themselves dropped.
+// Cuts a command line at spaces and tabs, in place; double quotes keep words together and are themselves
+// dropped.
 // Puts the words into `words`, which has room for all of them and a null, and returns how many there are.
 size_t SplitCommandLine(char* text, char** words) {
   size_t count = 0;
