@@ -102,8 +102,8 @@ struct DirectoryEntry {
 
 struct DirectorySearch;
 
-// Starts a search over all entries of a directory; null on failure (SystemError_OutOfMemory,
-// SystemError_TooManyOpenFiles).
+// Starts a search over all entries of a directory; null on failure, with SystemError_OutOfMemory or
+// SystemError_TooManyOpenFiles where there was no memory or no descriptor left for it.
 DirectorySearch* BeginSearch(const char* directory);
 // The next entry but "." and "..". False at the end, and then LastSystemError is 0, or on failure. An entry
 // whose state cannot be read has the kind that the directory tells, with size and time 0; where it tells

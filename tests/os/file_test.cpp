@@ -606,7 +606,7 @@ class FileMixTest : public FileTest, public testing::WithParamInterface<uint32_t
     if (expected.empty()) {
       EXPECT_EQ(length, -1);
     } else {
-      EXPECT_EQ(line, expected.substr(0, expected.find('\n')));
+      EXPECT_STREQ(line, expected.substr(0, expected.find('\n')).c_str());
     }
   }
 
@@ -619,11 +619,20 @@ class FileMixTest : public FileTest, public testing::WithParamInterface<uint32_t
     EXPECT_EQ(written, static_cast<int32_t>(size));
   }
 
+  // The position stays; what is written there has bytes 0 before it.
   void CutToNothing() {
     EXPECT_EQ(File_Truncate(file_.get()), 0);
-    EXPECT_EQ(File_Seek(file_.get(), 0, 0), 0);
     model_.bytes.clear();
-    model_.position = 0;
+  }
+
+  void Seek() {
+    const auto size = static_cast<int32_t>(model_.bytes.size());
+    const auto position = static_cast<int32_t>(model_.position);
+    const int32_t origins[] = {0, position, size};
+    const auto target = static_cast<int32_t>(Random(static_cast<uint32_t>(size) + 1));
+    const auto mode = static_cast<int32_t>(Random(3));
+    EXPECT_EQ(File_Seek(file_.get(), mode, target - origins[mode]), 0);
+    model_.position = static_cast<size_t>(target);
   }
 
   void GetChar() {
@@ -654,9 +663,7 @@ class FileMixTest : public FileTest, public testing::WithParamInterface<uint32_t
         return;
       }
       case 7:
-        model_.position = Random(static_cast<uint32_t>(model_.bytes.size()) + 1);
-        EXPECT_EQ(File_Seek(file_.get(), 0, static_cast<int32_t>(model_.position)), 0);
-        return;
+        return Seek();
       case 8:
         EXPECT_EQ(File_Flush(file_.get()), 0);
         return;
