@@ -163,7 +163,7 @@ class Disk(ProgramTest):
         self.addCleanup(os.chmod, place, 0o755)
         server = self.serve(FTPServer())
         server.listing = b"one\r\ntwo\r\n"
-        environment = {"PATH": "/usr/bin:/bin", "HOME": "/nonexistent", "TMPDIR": temporary,
+        environment = {"PATH": "/usr/bin:/bin", "HOME": os.path.join(place, "none"), "TMPDIR": temporary,
                        "ASAN_OPTIONS": os.environ.get("ASAN_OPTIONS", "")}
         done = subprocess.run(WITHOUT_CAPABILITIES + [os.path.join(place, "qz"), "ls", server.url("")], cwd=place,
                               env=environment, stdout=subprocess.PIPE, stderr=subprocess.PIPE, timeout=RUN_SECONDS,
