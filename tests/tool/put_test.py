@@ -1,5 +1,6 @@
 """qz put: storing on an FTP server."""
 
+import time
 import unittest
 import unittest.mock
 
@@ -149,6 +150,30 @@ class Put(ProgramTest):
         self.write("a\r\nDELE b", b"x")
         self.expect(USAGE, "put", "a\r\nDELE b", server.url(""))
         self.assertEqual(server.count, 0)
+
+    def test_server_that_takes_bytes_slowly_is_no_time_out(self):
+        """A system may report room only when a third of its send buffer is free, which takes a slow peer long."""
+        data = some_bytes(12000000, 5)
+        received = []
+        def take_slowly_at_first(session, name):
+            session.say("150 send it")
+            connection = session.open_data()
+            begun = time.monotonic()
+            while True:
+                is_slow = time.monotonic() - begun < 8
+                piece = connection.recv(3000 if is_slow else 1000000)
+                if not piece:
+                    break
+                received.append(piece)
+                if is_slow:
+                    time.sleep(0.1)
+            connection.close()
+            session.server.files[name] = b"".join(received)
+            return session.end_data()
+        self.write("large.bin", data)
+        with unittest.mock.patch.object(Session, "on_stor", take_slowly_at_first):
+            self.expect(DONE, "put", "large.bin", self.server.url("x"), "--timeout", "3", "--retries", "0")
+        self.assertEqual(digest(self.server.files["x"]), digest(data))
 
     def test_server_that_sends_on_the_upload_connection_does_not_hold_the_program(self):
         def endless(session, name):
