@@ -118,8 +118,8 @@ ErrorCode ReceiveLine(FTPc* connection, Line* line) {
   return status;
 }
 
-ErrorCode ReceiveReply(FTPc* connection, Reply* reply) {
-  iTelnet_GiveUpAt(connection->telnet, iSock_TrickleDeadlineMilliseconds());
+ErrorCode ReceiveReply(FTPc* connection, uint64_t giveUpAtMilliseconds, Reply* reply) {
+  iTelnet_GiveUpAt(connection->telnet, giveUpAtMilliseconds);
   FTPReplyReader reader;
   Line line;
   ErrorCode taken = Error_Block;
@@ -234,13 +234,24 @@ ErrorCode iFTPc_Send(FTPc* connection, const char* name, const char* argument) {
     Sock_Close(connection->socket);
     return Error_Ended;
   }
-  if (argument == nullptr) return LineFailure(connection, Telnet_SendLine(connection->telnet, name));
-  return LineFailure(connection, Telnet_PrintLine(connection->telnet, "%s %s", name, argument));
+  const ErrorCode status = argument == nullptr
+                               ? Telnet_SendLine(connection->telnet, name)
+                               : Telnet_PrintLine(connection->telnet, "%s %s", name, argument);
+  // A part of the line may have gone out, and the next command would be read as its end.
+  if (status == Error_Ended) connection->isOutOfStep = true;
+  return LineFailure(connection, status);
 }
 
 ErrorCode iFTPc_ReadReply(FTPc* connection, Reply* reply) {
+  return iFTPc_ReadReplyUntil(connection, iSock_TrickleDeadlineMilliseconds(), reply);
+}
+
+ErrorCode iFTPc_ReadReplyUntil(FTPc* connection, uint64_t giveUpAtMilliseconds, Reply* reply) {
   *reply = Reply{};
-  return ReceiveReply(connection, reply);
+  const ErrorCode status = ReceiveReply(connection, giveUpAtMilliseconds, reply);
+  // The rest of the reply may still come.
+  if (status == Error_Timeout || status == Error_Exceed) connection->isOutOfStep = true;
+  return status;
 }
 
 ErrorCode iFTPc_Exchange(FTPc* connection, const char* name, const char* argument, Reply* reply) {

@@ -48,7 +48,10 @@ bool IsPortTaken(ErrorCode status) {
 // Listens at the next port of the range that is free.
 ErrorCode ListenAtNextPort(FTPc* connection) {
   iFTPc_StopListening(connection);
-  ErrorCode status = Error_Exists;
+  // Dialled here, not by the loop: a dial that fails is not a port that is taken.
+  ErrorCode status = iSock_GuardRemoteAccess();
+  if (status != Error_None) return status;
+  status = Error_Exists;
   for (uint32_t left = PortEnd() - portBase.load(); left > 0 && IsPortTaken(status); --left) {
     const uint32_t port = iFTPc_NextActivePort();
     connection->dataPort = static_cast<int32_t>(port);
@@ -74,17 +77,26 @@ ErrorCode JudgeReply(const Reply& reply, ErrorCode whenUnavailable) {
 }
 
 // Takes the final reply of a transfer command whose data connection failed, and the preliminary ones before
-// it: they must not be taken for the next command's.
+// it: they must not be taken for the next command's. A server that sends preliminary ones without end is not
+// listened to for longer either.
 void TakeReplyOfFailure(FTPc* connection, Reply* reply) {
-  const uint64_t deadline = platform::MonotonicMilliseconds() + iFTPc_LateReplyMilliseconds();
-  do {
-    const uint64_t now = platform::MonotonicMilliseconds();
-    const uint32_t left = now < deadline ? static_cast<uint32_t>(deadline - now) : 0;
-    if (!iFTPc_AwaitReply(connection, left) || iFTPc_ReadReply(connection, reply) != Error_None) {
-      connection->isOutOfStep = true;
-      return;
-    }
-  } while (reply->replyClass == kFTPClass_Preliminary);
+  const uint64_t start = platform::MonotonicMilliseconds();
+  const uint64_t deadline = start + iFTPc_LateReplyMilliseconds();
+  for (uint64_t now = start; now < deadline; now = platform::MonotonicMilliseconds()) {
+    if (!iFTPc_AwaitReply(connection, static_cast<uint32_t>(deadline - now))) break;
+    if (iFTPc_ReadReplyUntil(connection, deadline, reply) != Error_None) break;
+    if (reply->replyClass != kFTPClass_Preliminary) return;
+  }
+  connection->isOutOfStep = true;
+}
+
+// Reads what a server that was to connect says instead: None when it is still about to.
+ErrorCode ReadReplyOfServer(FTPc* connection, Reply* reply) {
+  const ErrorCode status = iFTPc_ReadReply(connection, reply);
+  if (status == Error_None) return JudgeReply(*reply, Error_NoAccess);
+  // Whatever that was, the transfer's own reply may still come.
+  connection->isOutOfStep = true;
+  return status;
 }
 
 ErrorCode ConnectToServer(const FTPc* connection, Sock** sock) {
@@ -131,8 +143,7 @@ ErrorCode AcceptFromServer(FTPc* connection, Sock* listener, Sock** sock, Reply*
   while (status == Error_Block && platform::MonotonicMilliseconds() - start < iSock_GetWaitMilliseconds()) {
     status = AcceptInSlice(listener, sock);
     if (status == Error_Block && hasReply) {
-      ErrorCode judged = iFTPc_ReadReply(connection, reply);
-      if (judged == Error_None) judged = JudgeReply(*reply, Error_NoAccess);
+      const ErrorCode judged = ReadReplyOfServer(connection, reply);
       if (judged != Error_None) return judged;
     }
     hasReply = iFTPc_AwaitReply(connection, 0);

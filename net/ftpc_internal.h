@@ -165,8 +165,12 @@ ErrorCode iFTPc_Refuse(Reply* reply);
 // Sends a command; argument may be null for none. Reads nothing.
 ErrorCode iFTPc_Send(FTPc* connection, const char* name, const char* argument);
 
-// Reads one reply. It is empty after a failure.
+// Reads one reply. It is empty after a failure. One that does not come to its end leaves the connection out
+// of step.
 ErrorCode iFTPc_ReadReply(FTPc* connection, Reply* reply);
+
+// The same; a reply that comes slowly is given up at this moment of platform::MonotonicMilliseconds().
+ErrorCode iFTPc_ReadReplyUntil(FTPc* connection, uint64_t giveUpAtMilliseconds, Reply* reply);
 
 // Sends a command and reads its reply, of any class.
 ErrorCode iFTPc_Exchange(FTPc* connection, const char* name, const char* argument, Reply* reply);
@@ -205,6 +209,9 @@ bool iFTPc_AwaitReply(FTPc* connection, uint32_t milliseconds);
 uint32_t iFTPc_LateReplyMilliseconds();
 
 // ---- ftpc_transfer.cpp -----------------------------------------------------------------------------------
+
+// FTPc_EndTransfer; a final reply that comes slowly is given up at this moment.
+ErrorCode iFTPc_EndTransferUntil(FTPc* connection, uint64_t giveUpAtMilliseconds, Reply* reply);
 
 // Copies a data connection to its end into a stream, deletes it, and ends the transfer.
 ErrorCode iFTPc_Receive(FTPc* connection, Stream* data, Stream* destination, uint32_t* count, Reply* reply);

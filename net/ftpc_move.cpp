@@ -56,7 +56,7 @@ ErrorCode FTPc_StartMoveServerFile(FTPc* source, FTPc* destination, const char* 
   status = iFTPc_Command(destination, kStore, destinationPath, reply);
   if (status != Error_None) {
     Reply unread;
-    FTPc_AbortTransfer(source, &unread);
+    Abort(source, &unread);
     return status;
   }
   destination->flags |= kFTPFlag_Transfer;

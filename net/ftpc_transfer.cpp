@@ -103,8 +103,10 @@ void CloseData(Stream* data) {
 }
 
 // Reads the final reply. One that comes too late must not be taken for the next command's.
-ErrorCode AwaitFinalReply(FTPc* connection, uint32_t milliseconds, Reply* reply) {
-  if (iFTPc_AwaitReply(connection, milliseconds)) return FTPc_EndTransfer(connection, reply);
+ErrorCode AwaitFinalReply(FTPc* connection, uint32_t milliseconds, uint64_t giveUpAtMilliseconds,
+                          Reply* reply) {
+  if (iFTPc_AwaitReply(connection, milliseconds))
+    return iFTPc_EndTransferUntil(connection, giveUpAtMilliseconds, reply);
   connection->flags &= ~kFTPFlag_Transfer;
   connection->isOutOfStep = true;
   return Error_Timeout;
@@ -114,9 +116,14 @@ ErrorCode AwaitFinalReply(FTPc* connection, uint32_t milliseconds, Reply* reply)
 // the server had no part in it, and is not waited for long.
 ErrorCode Finish(FTPc* connection, Stream* data, ErrorCode copyStatus, bool hasLocalFailed, Reply* reply) {
   CloseData(data);
-  const uint32_t milliseconds = hasLocalFailed ? iFTPc_LateReplyMilliseconds() : iSock_GetWaitMilliseconds();
-  const ErrorCode status = AwaitFinalReply(connection, milliseconds, reply);
-  return hasLocalFailed || status == Error_None ? copyStatus : status;
+  if (hasLocalFailed) {
+    const uint32_t milliseconds = iFTPc_LateReplyMilliseconds();
+    AwaitFinalReply(connection, milliseconds, platform::MonotonicMilliseconds() + milliseconds, reply);
+    return copyStatus;
+  }
+  const ErrorCode status =
+      AwaitFinalReply(connection, iSock_GetWaitMilliseconds(), iSock_TrickleDeadlineMilliseconds(), reply);
+  return status == Error_None ? copyStatus : status;
 }
 
 ErrorCode Send(FTPc* connection, Stream* data, Stream* source, uint32_t limit, uint32_t* count,
@@ -164,6 +171,19 @@ ErrorCode iFTPc_Receive(FTPc* connection, Stream* data, Stream* destination, uin
   const ErrorCode status =
       iNet_CopyStream(data, destination, kNet_NoLimit, count, NetCopyStall::Retried, &failed);
   return Finish(connection, data, status, failed == NetCopySide::Destination, reply);
+}
+
+ErrorCode iFTPc_EndTransferUntil(FTPc* connection, uint64_t giveUpAtMilliseconds, Reply* reply) {
+  ErrorCode status = iFTPc_Begin(connection, reply);
+  if (status != Error_None) return status;
+  if (!connection->isOutOfStep && !iFTPc_AwaitReply(connection, 0)) return Error_Block;
+  connection->flags &= ~kFTPFlag_Transfer;
+  if (connection->isOutOfStep) return Error_Ended;
+  status = iFTPc_ReadReplyUntil(connection, giveUpAtMilliseconds, reply);
+  if (status != Error_None) return status;
+  // A preliminary reply announces another one.
+  if (reply->replyClass == kFTPClass_Preliminary) connection->isOutOfStep = true;
+  return reply->replyClass == kFTPClass_Completed ? Error_None : Error_Invalid;
 }
 
 // ---- exported functions ----------------------------------------------------------------------------------
@@ -237,14 +257,7 @@ ErrorCode FTPc_StoreRestart(FTPc* connection, const char* path, uint32_t* offset
 }
 
 ErrorCode FTPc_EndTransfer(FTPc* connection, Reply* reply) {
-  ErrorCode status = iFTPc_Begin(connection, reply);
-  if (status != Error_None) return status;
-  if (connection->isOutOfStep) return Error_Ended;
-  if (!iFTPc_AwaitReply(connection, 0)) return Error_Block;
-  status = iFTPc_ReadReply(connection, reply);
-  connection->flags &= ~kFTPFlag_Transfer;
-  if (status != Error_None) return status;
-  return reply->replyClass == kFTPClass_Completed ? Error_None : Error_Invalid;
+  return iFTPc_EndTransferUntil(connection, iSock_TrickleDeadlineMilliseconds(), reply);
 }
 
 ErrorCode FTPc_AbortTransfer(FTPc* connection, Reply* reply) {

@@ -14,9 +14,9 @@
  * without a byte, and for a reply that is incomplete after 610 seconds; Error_Retry when the connection was
  * reset; Error_Cancel when another thread closed the socket; Error_Memory.
  *
- * When a transfer has failed and its reply has not come in time, a later command would take that reply for
- * its own. The next command therefore closes the control connection and gives Error_Ended, as every command
- * after it: open a new connection. */
+ * When a reply has not come in time or not whole, or only announces another one, a later command
+ * would take the rest for its own reply. The next command therefore closes the control connection and gives
+ * Error_Ended, as every command after it: open a new connection. */
 #ifndef QZ_FTPC_H
 #define QZ_FTPC_H
 
@@ -148,8 +148,8 @@ QZ_API ErrorCode FTPc_StartDirectoryList(FTPc* connection, const char* directory
  * Statuses: Error_Invalid when the server refuses the data connection or the reply is not of class '1';
  * Error_NotFound (passive) or Error_NoAccess (active) for code 550; Error_Exists, or Error_Fail on Windows,
  * when every port of the active range is in use (no command is sent); else what connecting or listening
- * gives. When connecting failed, the reply to the command is waited for at most 2 seconds; it is empty when
- * none came.
+ * gives. When the data connection cannot be opened, the final reply to the command is waited for at most 2
+ * seconds; the reply is empty when none came.
  *
  * offset (the Restart forms): in: where to resume; out: the same, or 0 when the server cannot resume, and the
  * transfer then begins with the first byte. */

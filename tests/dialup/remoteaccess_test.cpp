@@ -11,9 +11,12 @@
 #include "net/remoteaccess_testing.h"
 #include "net/sock_internal.h"
 #include "os/core/socketlayer_internal.h"
+#include "qz/error.h"
+#include "qz/ftpc.h"
 #include "tests/support/fail_allocation.h"
 #include "tests/support/loopback.h"
 #include "tests/support/rasapi32/fake_service.h"
+#include "tests/support/scripted_server.h"
 
 namespace {
 
@@ -436,6 +439,22 @@ TEST_F(SockDialUp, GivesTheFailureOfDiallingOnlyWhenListening) {
   Sock_Delete(sock);
   EXPECT_EQ(Sock_OpenListen(0, &sock), Error_Fail);
   EXPECT_EQ(sock, nullptr);
+}
+
+// Not once for every port of the range.
+TEST_F(SockDialUp, DialsOnceForAnActiveDataConnection_WhenDiallingFails) {
+  ScriptedServer server({{script::SendLine("220 ready"), script::ExpectEnd()}});
+  FTPc* connection = nullptr;
+  Reply reply;
+  ASSERT_EQ(FTPc_Open("127.0.0.1", server.port(), FTPcFlag_NoProxy, &connection, &reply), Error_None);
+  FTPc_SetPortRange(loopback::UnusedPorts(20), 20);
+  fake->dialError = 676;
+  ASSERT_EQ(Sock_SetRemoteAccess("isp", 1), Error_None);
+  Stream* data = nullptr;
+  EXPECT_EQ(FTPc_StartRetrieve(connection, "/a", &data, &reply), Error_Fail);
+  EXPECT_EQ(fake->dials, 1u);
+  FTPc_Delete(connection);
+  server.Finish();
 }
 
 TEST_F(SockDialUp, HangsUpWhenTheLastSocketIsGone) {

@@ -340,6 +340,13 @@ TEST_F(FTPcData, MapsCode550ByTheMode) {
   }
 }
 
+// Many whole replies in one piece.
+std::string ReplyFlood() {
+  std::string flood;
+  for (int i = 0; i < 1000; ++i) flood += "150 go\r\n";
+  return flood;
+}
+
 // A reply to PASV that names a port at which nobody listens.
 std::string PassiveAtUnusedPort() {
   const uint16_t unused = loopback::UnusedPort();
@@ -432,6 +439,62 @@ TEST_F(FTPcData, EndsTheConnection_WhenOnlyThePreliminaryReplyComes) {
   Stream* data = nullptr;
   EXPECT_EQ(FTPc_StartRetrieve(client, "/a", &data, &client.reply), Error_NoAccess);
   EXPECT_STREQ(client.reply.text, "2");
+  EXPECT_EQ(FTPc_DeleteFile(client, "/b", &client.reply), Error_Ended);
+  FTPc_Delete(client.Release());
+  server.Finish();
+}
+
+TEST_F(FTPcData, EndsTheConnection_WhenPreliminaryRepliesComeWithoutEnd) {
+  iSock_SetWaitMilliseconds(300);
+  ScriptedServer server(
+      {ftp::Join({ftp::Login(),
+                  {ExpectLine("PASV"), SendLine(PassiveAtUnusedPort()), ExpectLine("RETR /a"),
+                   Do([](ScriptSession& session) {
+                     const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+                     const std::string flood = ReplyFlood();
+                     while (std::chrono::steady_clock::now() < end && session.control().Send(flood)) {
+                     }
+                   })}})});
+  ftp::Client client(server.port());
+  Stream* data = nullptr;
+  const auto start = std::chrono::steady_clock::now();
+  EXPECT_EQ(FTPc_StartRetrieve(client, "/a", &data, &client.reply), Error_NoAccess);
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(8));
+  EXPECT_EQ(FTPc_DeleteFile(client, "/b", &client.reply), Error_Ended);
+  FTPc_Delete(client.Release());
+  server.Stop();
+}
+
+// Ten seconds of a reply, where one is waited for.
+TEST_F(FTPcData, WaitsNoLongerForAReplyThatComesSlowly) {
+  const std::string slow = "426 " + std::string(196, 'x') + "\r\n";
+  const Script refused = {ExpectLine("PASV"), SendLine(PassiveAtUnusedPort()), ExpectLine("RETR /a"),
+                          SendSlowly(slow, 50)};
+  const Script started =
+      ftp::Join({ftp::Passive(), ftp::Started("RETR /a"), {DataSend("hello"), SendSlowly(slow, 50)}});
+  for (const Script& script : {refused, started}) {
+    iSock_SetWaitMilliseconds(1000);
+    ScriptedServer server({ftp::Join({ftp::Login(), script})});
+    ftp::Client client(server.port());
+    TestStream local;
+    local.Takes(2).TakesNoMore(Error_Exceed);
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_NE(FTPc_Retrieve(client, "/a", local.stream(), nullptr, &client.reply), Error_None);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(6));
+    EXPECT_EQ(FTPc_DeleteFile(client, "/b", &client.reply), Error_Ended);
+    FTPc_Delete(client.Release());
+    server.Stop();
+  }
+}
+
+// A line that is not a reply says nothing about the transfer, whose own reply is still to come.
+TEST_F(FTPcData, EndsTheConnection_WhenTheServerThatShouldConnectSendsNoReply) {
+  ScriptedServer server(
+      {AfterLogin({ftp::Active(), {ExpectLine("RETR /a"), SendLine("150 go"), SendLine("?")}})});
+  ftp::Client client(server.port(), ftp::kActive);
+  Stream* data = nullptr;
+  EXPECT_EQ(FTPc_StartRetrieve(client, "/a", &data, &client.reply), Error_Invalid);
+  ExpectEmpty(client.reply);
   EXPECT_EQ(FTPc_DeleteFile(client, "/b", &client.reply), Error_Ended);
   FTPc_Delete(client.Release());
   server.Finish();

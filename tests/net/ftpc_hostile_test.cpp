@@ -4,7 +4,9 @@
 #include <chrono>
 #include <cstring>
 #include <string>
+#include <thread>
 
+#include "net/ftpc_internal.h"
 #include "qz/ftpc.h"
 #include "tests/net/ftpc_fixture.h"
 
@@ -69,6 +71,10 @@ TEST_F(FTPcTest, GivesExceed_WhenAReplyHasNoEnd) {
     char path[1024];
     EXPECT_EQ(FTPc_CurrentDirectory(client, path, &client.reply), Error_Exceed);
     ExpectEmpty(client.reply);
+    // The rest of the reply is not the next command's.
+    iSock_SetWaitMilliseconds(1000);
+    EXPECT_EQ(FTPc_DeleteFile(client, "/b", &client.reply), Error_Ended);
+    iSock_SetWaitMilliseconds(0);
     FTPc_Delete(client.Release());
     server.Finish();
   }
@@ -170,6 +176,35 @@ TEST_F(FTPcTest, GivesTimeoutAndNotEnded_WhenAReplyStays) {
   ExpectEmpty(client.reply);
   FTPc_Delete(client.Release());
   server.Finish();
+}
+
+// Else the next command would take the late reply for its own, and every later one the reply before its own.
+TEST_F(FTPcTest, EndsTheConnection_WhenAReplyComesTooLate) {
+  iSock_SetWaitMilliseconds(200);
+  ScriptedServer server({AfterLogin({ExpectLine("PWD"), Wait(500), SendLine("257 \"/late\"")})});
+  ftp::Client client(server.port());
+  char path[1024];
+  EXPECT_EQ(FTPc_CurrentDirectory(client, path, &client.reply), Error_Timeout);
+  std::this_thread::sleep_for(std::chrono::milliseconds(600));
+  EXPECT_EQ(FTPc_DeleteFile(client, "/b", &client.reply), Error_Ended);
+  ExpectEmpty(client.reply);
+  // The server sees the end before the client gives the connection up.
+  server.Finish();
+  EXPECT_EQ(FTPc_Close(client.Release(), &client.reply), Error_Ended);
+}
+
+// The next command would be read as the rest of the line.
+TEST_F(FTPcTest, EndsTheConnection_WhenACommandCannotBeSentWhole) {
+  iSock_SetWaitMilliseconds(300);
+  ScriptedServer server({ftp::Join({ftp::Login(), {Wait(4000), ReadToEnd()}})});
+  ftp::Client client(server.port());
+  const std::string path(4000, 'x');
+  ErrorCode status = Error_None;
+  for (int i = 0; i < 20000 && status == Error_None; ++i) status = iFTPc_Send(client, "DELE", path.c_str());
+  EXPECT_EQ(status, Error_Timeout);
+  EXPECT_EQ(FTPc_DeleteFile(client, "/b", &client.reply), Error_Ended);
+  FTPc_Delete(client.Release());
+  server.Stop();
 }
 
 }  // namespace

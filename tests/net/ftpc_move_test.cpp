@@ -95,6 +95,9 @@ TEST_F(FTPcMove, AbortsTheSource_WhenTheDestinationRefuses) {
   EXPECT_EQ(Start(), Error_Invalid);
   EXPECT_EQ(reply_.code, 553);
   EXPECT_EQ(FTPc_GetFlags(*destination_), 0u);
+  // Nothing is left to wait for.
+  EXPECT_EQ(FTPc_GetFlags(*source_), 0u);
+  EXPECT_EQ(EndOnce(), Error_None);
   Finish();
 }
 
@@ -151,6 +154,18 @@ TEST_F(FTPcMove, GivesTheLastFailure_WhenBothSidesFail) {
   EXPECT_EQ(End(), Error_Invalid);
   EXPECT_STREQ(reply_.text, "aborted");
   EXPECT_EQ(EndOnce(), Error_None);
+}
+
+TEST_F(FTPcMove, GivesEnded_WhenTheRepliesOfTheSourceAreOutOfStep) {
+  Connect(ftp::Join({kPasvFails, ftp::Exchange("RETR /a", "150 go"), {ExpectLine("DELE /c"), Wait(400)}}),
+          ftp::Join({kPortFails, ftp::Exchange("STOR /b", "150 go"), ftp::Exchange("ABOR", "226 ok")}));
+  EXPECT_EQ(Start(), Error_None);
+  iSock_SetWaitMilliseconds(200);
+  EXPECT_EQ(FTPc_DeleteFile(*source_, "/c", &reply_), Error_Timeout);
+  iSock_SetWaitMilliseconds(0);
+  EXPECT_EQ(EndOnce(), Error_Ended);
+  EXPECT_EQ(FTPc_GetFlags(*source_), 0u);
+  Finish();
 }
 
 TEST_F(FTPcMove, GivesEnded_WhenTheSourceGoesAway) {
