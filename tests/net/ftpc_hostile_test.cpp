@@ -81,12 +81,12 @@ TEST_F(FTPcTest, GivesExceed_WhenAReplyHasNoEnd) {
 }
 
 TEST_F(FTPcTest, GivesTimeout_WhenLinesComeSlowlyWithoutEnd) {
-  iSock_SetWaitMilliseconds(150);
   std::string lines = "257-\r\n";
   for (int i = 0; i < 100; ++i) lines += "x\r\n";
   // It would take three seconds and more; ten times 150 milliseconds are given.
   ScriptedServer server({ftp::Join({ftp::Login(), {ExpectLine("PWD"), SendSlowly(lines, 10), ReadToEnd()}})});
   ftp::Client client(server.port());
+  iSock_SetWaitMilliseconds(150);
   char path[1024];
   const auto start = std::chrono::steady_clock::now();
   EXPECT_EQ(FTPc_CurrentDirectory(client, path, &client.reply), Error_Timeout);
@@ -96,7 +96,6 @@ TEST_F(FTPcTest, GivesTimeout_WhenLinesComeSlowlyWithoutEnd) {
 }
 
 TEST_F(FTPcTest, GivesTimeout_WhenOneLineComesSlowlyWithoutEnd) {
-  iSock_SetWaitMilliseconds(150);
   // More than three seconds of it; ten times 150 milliseconds are given.
   Script script = ftp::Join({ftp::Login(), {ExpectLine("PWD")}});
   for (int i = 0; i < 100; ++i) {
@@ -105,6 +104,7 @@ TEST_F(FTPcTest, GivesTimeout_WhenOneLineComesSlowlyWithoutEnd) {
   }
   ScriptedServer server({script});
   ftp::Client client(server.port());
+  iSock_SetWaitMilliseconds(150);
   char path[1024];
   const auto start = std::chrono::steady_clock::now();
   EXPECT_EQ(FTPc_CurrentDirectory(client, path, &client.reply), Error_Timeout);
@@ -115,11 +115,11 @@ TEST_F(FTPcTest, GivesTimeout_WhenOneLineComesSlowlyWithoutEnd) {
 }
 
 TEST_F(FTPcTest, GivesTimeout_WhenAShortLineComesByteByByte) {
-  iSock_SetWaitMilliseconds(150);
   // It would take six seconds and more; ten times 150 milliseconds are given.
   const std::string line = "257 " + std::string(596, 'x') + "\r\n";
   ScriptedServer server({ftp::Join({ftp::Login(), {ExpectLine("PWD"), SendSlowly(line, 10), ReadToEnd()}})});
   ftp::Client client(server.port());
+  iSock_SetWaitMilliseconds(150);
   char path[1024];
   const auto start = std::chrono::steady_clock::now();
   EXPECT_EQ(FTPc_CurrentDirectory(client, path, &client.reply), Error_Timeout);
@@ -168,9 +168,9 @@ TEST_F(FTPcTest, ReadsAReplyThatComesByteByByte) {
 }
 
 TEST_F(FTPcTest, GivesTimeoutAndNotEnded_WhenAReplyStays) {
-  iSock_SetWaitMilliseconds(200);
   ScriptedServer server({ftp::Join({ftp::Login(), {ExpectLine("PWD"), Send("257 \"/a"), Stall()}})});
   ftp::Client client(server.port());
+  iSock_SetWaitMilliseconds(200);
   char path[1024];
   EXPECT_EQ(FTPc_CurrentDirectory(client, path, &client.reply), Error_Timeout);
   ExpectEmpty(client.reply);
@@ -180,9 +180,9 @@ TEST_F(FTPcTest, GivesTimeoutAndNotEnded_WhenAReplyStays) {
 
 // Else the next command would take the late reply for its own, and every later one the reply before its own.
 TEST_F(FTPcTest, EndsTheConnection_WhenAReplyComesTooLate) {
-  iSock_SetWaitMilliseconds(200);
   ScriptedServer server({AfterLogin({ExpectLine("PWD"), Wait(500), SendLine("257 \"/late\"")})});
   ftp::Client client(server.port());
+  iSock_SetWaitMilliseconds(200);
   char path[1024];
   EXPECT_EQ(FTPc_CurrentDirectory(client, path, &client.reply), Error_Timeout);
   std::this_thread::sleep_for(std::chrono::milliseconds(600));
@@ -195,9 +195,9 @@ TEST_F(FTPcTest, EndsTheConnection_WhenAReplyComesTooLate) {
 
 // The next command would be read as the rest of the line.
 TEST_F(FTPcTest, EndsTheConnection_WhenACommandCannotBeSentWhole) {
-  iSock_SetWaitMilliseconds(300);
   ScriptedServer server({ftp::Join({ftp::Login(), {Wait(4000), ReadToEnd()}})});
   ftp::Client client(server.port());
+  iSock_SetWaitMilliseconds(300);
   const std::string path(4000, 'x');
   ErrorCode status = Error_None;
   for (int i = 0; i < 20000 && status == Error_None; ++i) status = iFTPc_Send(client, "DELE", path.c_str());

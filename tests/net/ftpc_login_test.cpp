@@ -316,6 +316,21 @@ TEST_F(FTPcTest, SendsNothing_WhenTheHostBehindAProxyWouldBeginAnotherCommand) {
   EXPECT_EQ(server.Received(0), "");
 }
 
+TEST_F(FTPcTest, RefusesPortsOutOfRange_ThroughAProxy) {
+  Proxy_SetEnabled(1);
+  FTPc* connection = nullptr;
+  Reply reply;
+  const struct {
+    uint32_t proxyPort;
+    uint32_t port;
+  } kCases[] = {{65536 + loopback::UnusedPort(), 21}, {loopback::UnusedPort(), 65536}};
+  for (const auto& row : kCases) {
+    Proxy_SetServer(1, "127.0.0.1", row.proxyPort);
+    EXPECT_EQ(FTPc_Open("far.example", row.port, 0, &connection, &reply), Error_Invalid) << row.port;
+    EXPECT_EQ(connection, nullptr);
+  }
+}
+
 TEST_F(FTPcTest, IgnoresTheProxy_WhenToldSoOrBypassed) {
   ScriptedServer server({AfterLogin({}), AfterLogin({})});
   Proxy_SetServer(1, "127.0.0.1", loopback::UnusedPort());
