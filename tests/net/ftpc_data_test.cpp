@@ -131,10 +131,28 @@ TEST_F(FTPcData, LosesNoByteOfAnUpload_WhenTheServerReadsSlowly) {
 TEST_F(FTPcData, EndsAnUpload_WhenTheServerRepliesBeforeItCloses) {
   ScriptedServer server({AfterLogin({ftp::Passive(),
                                      ftp::Started("STOR /a"),
-                                     {DataReadToEnd(), SendLine("226 done"), Wait(300), DataClose()}})});
+                                     {DataReadToEnd(), SendLine("226 done"), Wait(4000), DataClose()}})});
   ftp::Client client(server.port());
   TestStream local("hello");
+  const auto start = std::chrono::steady_clock::now();
   EXPECT_EQ(FTPc_Store(client, "/a", local.stream(), kAll, nullptr, &client.reply), Error_None);
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(3500));
+  FTPc_Delete(client.Release());
+  server.Finish();
+}
+
+// Its reply is waited for once, from then on.
+TEST_F(FTPcData, EndsAnUpload_WhenTheServerClosesAndDoesNotReply) {
+  ScriptedServer server({ftp::Join({ftp::Login(),
+                                    ftp::Passive(),
+                                    ftp::Started("STOR /a"),
+                                    {Wait(300), DataReadToEnd(), DataClose(), Stall()}})});
+  ftp::Client client(server.port());
+  iSock_SetWaitMilliseconds(3000);
+  TestStream local("hello");
+  const auto start = std::chrono::steady_clock::now();
+  EXPECT_EQ(FTPc_Store(client, "/a", local.stream(), kAll, nullptr, &client.reply), Error_Timeout);
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(5500));
   FTPc_Delete(client.Release());
   server.Finish();
 }

@@ -130,6 +130,14 @@ TEST_F(FTPcMove, AbortsTheDestination_WhenTheSourceFails) {
   }
 }
 
+TEST_F(FTPcMove, DoesNotAbortADestinationThatHasEnded) {
+  Connect(ftp::Join({kPasvFails, ftp::Exchange("RETR /a", "150 go"), {Wait(300), SendLine("451 failed")}}),
+          ftp::Join({kPortFails, ftp::Exchange("STOR /b", "150 go"), {SendLine("226 stored")}}));
+  EXPECT_EQ(Start(), Error_None);
+  EXPECT_EQ(End(), Error_Invalid);
+  Finish();
+}
+
 TEST_F(FTPcMove, KeepsTheFailureOfOneSide_UntilTheOtherEnds) {
   Connect(ftp::Join({kPasvFails, ftp::Exchange("RETR /a", "150 go"), {Wait(300), SendLine("226 sent")}}),
           ftp::Join({kPortFails, ftp::Exchange("STOR /b", "150 go"), {SendLine("452 full")}}));

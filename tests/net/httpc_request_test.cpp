@@ -511,6 +511,8 @@ TEST(HTTPcPost, TakesUrisOf1023BytesAndNoLonger) {
   Fixture tooLong;
   EXPECT_EQ(tooLong.Post(string(1024, 'u'), 0, nullptr), Error_Exceed);
   EXPECT_EQ(tooLong.wire.written(), "");
+  EXPECT_EQ(tooLong.reply.code, 0);
+  EXPECT_STREQ(tooLong.reply.text, "");
 }
 
 TEST(HTTPcPost, RefusesNull) {
@@ -520,14 +522,14 @@ TEST(HTTPcPost, RefusesNull) {
   EXPECT_EQ(fixture.sent, 0u);
   EXPECT_EQ(
       HTTPc_Post(fixture.connection.get(), nullptr, 0, nullptr, nullptr, &fixture.reply, &fixture.stream),
-      -4);
+      Error_Invalid);
   EXPECT_EQ(HTTPc_Post(fixture.connection.get(), "/", 0, nullptr, nullptr, nullptr, &fixture.stream),
             Error_Invalid);
   EXPECT_EQ(HTTPc_Post(fixture.connection.get(), "/", 0, nullptr, nullptr, &fixture.reply, nullptr),
             Error_Invalid);
   EXPECT_EQ(fixture.wire.written(), "");
   EXPECT_EQ(HTTPc_Post(fixture.connection.get(), "/", 0, nullptr, nullptr, &fixture.reply, &fixture.stream),
-            0);
+            Error_None);
 }
 
 // ---- asking ---------------------------------------------------------------------------------------
