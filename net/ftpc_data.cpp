@@ -49,7 +49,7 @@ bool IsPortTaken(ErrorCode status) {
 ErrorCode ListenAtNextPort(FTPc* connection) {
   iFTPc_StopListening(connection);
   // Dialled here, not by the loop: a dial that fails is not a port that is taken.
-  ErrorCode status = iSock_GuardRemoteAccess();
+  ErrorCode status = iSock_EnsureDialUp();
   if (status != Error_None) return status;
   status = Error_Exists;
   for (uint32_t left = PortEnd() - portBase.load(); left > 0 && IsPortTaken(status); --left) {
