@@ -323,7 +323,7 @@ TEST_F(FTPcTest, RefusesPortsOutOfRange_ThroughAProxy) {
   const struct {
     uint32_t proxyPort;
     uint32_t port;
-  } kCases[] = {{65536 + loopback::UnusedPort(), 21}, {loopback::UnusedPort(), 65536}};
+  } kCases[] = {{65536u + loopback::UnusedPort(), 21}, {loopback::UnusedPort(), 65536}};
   for (const auto& row : kCases) {
     Proxy_SetServer(1, "127.0.0.1", row.proxyPort);
     EXPECT_EQ(FTPc_Open("far.example", row.port, 0, &connection, &reply), Error_Invalid) << row.port;
