@@ -57,10 +57,13 @@ TEST_F(ClosedStandardStreams, AreNotReplacedByAFile) {
 
 TEST_F(ClosedStandardStreams, SendNoDiagnosticsIntoAFile) {
   EXPECT_EQ(RunWithoutStandardStreams([this] {
-              File* file = nullptr;
-              if (File_Open(name_.c_str(), 3, &file) != Error_None) return false;
+              // The third would stand where diagnostics go.
+              for (int i = 0; i < 3; ++i) {
+                File* file = nullptr;
+                if (File_Open(name_.c_str(), 3, &file) != Error_None) return false;
+              }
               Error("%s", "a diagnostic");
-              return File_Close(file) == Error_None;
+              return true;
             }),
             0);
   EXPECT_EQ(std::filesystem::file_size(folder_.Path() / "file"), 0u);
