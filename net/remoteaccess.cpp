@@ -21,8 +21,8 @@ using platform::DialStatus;
 constexpr uint32_t kMostBadConnections = 32;
 constexpr uint32_t kHangUpPollMilliseconds = 50;
 constexpr uint32_t kHangUpLimitMilliseconds = 3000;
-// A list needs room for a name's byte, its terminator and the empty text that ends the list.
-constexpr uint32_t kListEndRoom = 2;
+// A name of one byte needs its terminator and the empty text that ends the list too.
+constexpr uint32_t kListEndBytes = 2;
 
 // Two threads may look up at once; both find the same, so it does not matter which one stores last.
 std::atomic<bool> lookedUp{false};
@@ -79,14 +79,14 @@ ErrorCode Enumerate(uint32_t (*call)(Record*, uint32_t*, uint32_t*), OwnedBlock*
   call(&first, &sizeBytes, &needed);
   if (sizeBytes == 0) return Error_None;
 
-  const uint32_t room = sizeBytes > sizeof(Record) ? sizeBytes : static_cast<uint32_t>(sizeof(Record));
-  block->reset(Memory_New(room));
+  const uint32_t blockBytes = sizeBytes > sizeof(Record) ? sizeBytes : static_cast<uint32_t>(sizeof(Record));
+  block->reset(Memory_New(blockBytes));
   if (!*block) return Error_Memory;
-  Memory_Set(block->get(), room, 0);
+  Memory_Set(block->get(), blockBytes, 0);
   static_cast<Record*>(block->get())->size = sizeof(Record);
   if (call(static_cast<Record*>(block->get()), &sizeBytes, count) != 0) return Error_Fail;
-  // A service may count more than it had room for.
-  if (*count > room / sizeof(Record)) *count = room / sizeof(Record);
+  // A service may count more records than fit in the block.
+  if (*count > blockBytes / sizeof(Record)) *count = blockBytes / sizeof(Record);
   return Error_None;
 }
 
@@ -99,10 +99,10 @@ size_t NameLength(const char (&name)[size]) {
 
 void ListNames(const DialEntry* entries, uint32_t count, uint32_t bufferSize, char* buffer) {
   uint32_t left = bufferSize;
-  for (uint32_t i = 0; i < count && left > kListEndRoom; ++i) {
+  for (uint32_t i = 0; i < count && left > kListEndBytes; ++i) {
     const auto length = static_cast<uint32_t>(NameLength(entries[i].name));
     // Kept: the longest name that would just fit is skipped too; every caller gets the same list.
-    if (length + kListEndRoom >= left) continue;
+    if (length + kListEndBytes >= left) continue;
     memcpy(buffer, entries[i].name, length);
     buffer[length] = '\0';
     buffer += length + 1;
@@ -223,8 +223,8 @@ ErrorCode RemoteAccess_KillBadConnections(void) {
   for (DialConnection& connection : connections) connection.size = sizeof connection;
   uint32_t sizeBytes = sizeof connections;
   uint32_t count = 0;
-  // Kept: connections that cannot be listed, or are more than the room, are left alone without a failure;
-  // programs clean up before they dial, and dial all the same.
+  // Kept: connections that cannot be listed, as when there are more than 32, are left alone without a
+  // failure; programs clean up before they dial, and dial all the same.
   if (calls->EnumerateConnections(connections, &sizeBytes, &count) != 0) return Error_None;
 
   ErrorCode result = Error_None;

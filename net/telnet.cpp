@@ -46,7 +46,7 @@ void CloseFile(File* file) {
   File_Close(file);
 }
 
-// Ends the line in LF, cutting it where it leaves no room, and writes it. line: 1024 bytes.
+// Ends the line in LF, cutting it where the buffer is too short, and writes it. line: 1024 bytes.
 ErrorCode WriteLogLine(File* log, char* line) {
   size_t length = strlen(line);
   if (length > kLongestLogText) length = kLongestLogText;
@@ -76,10 +76,10 @@ bool IsOverdue(const Telnet* telnet) {
          platform::MonotonicMilliseconds() > telnet->giveUpAtMilliseconds;
 }
 
-// Receives the bytes of a line, at most `room`, and gives their number. The CR LF of a whole line is stored
-// as LF; of a longer line the first byte beyond the room is held for the next one. Kept: telnet commands
+// Receives the bytes of a line, at most `capacity`, and gives their number. The CR LF of a whole line is
+// stored as LF; of a longer line the first byte beyond that is held for the next one. Kept: telnet commands
 // (byte 255 and what follows) are data and never answered; servers get no reply to them.
-ErrorCode ReceiveBytes(Telnet* telnet, uint32_t room, char* line, uint32_t* length) {
+ErrorCode ReceiveBytes(Telnet* telnet, uint32_t capacity, char* line, uint32_t* length) {
   *length = 0;
   for (;;) {
     uint8_t byte = 0;
@@ -89,7 +89,7 @@ ErrorCode ReceiveBytes(Telnet* telnet, uint32_t room, char* line, uint32_t* leng
       line[*length - 1] = kLineFeed;
       return Error_None;
     }
-    if (*length == room) {
+    if (*length == capacity) {
       // Kept: a byte 0 that does not fit is lost, as 0 stands for no pending byte.
       telnet->pending = byte;
       telnet->isLineCut = true;

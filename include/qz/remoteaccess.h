@@ -38,9 +38,9 @@ QZ_API ErrorCode RemoteAccess_Connect(const char* entry, const char* user, const
  * Error_NotInited, Error_Fail; Error_Invalid for a null entry. */
 QZ_API ErrorCode RemoteAccess_Disconnect(const char* entry);
 
-/* Hangs up every connection (of at most 32) that is not fully connected, and waits up to 3 seconds for each
- * to disappear. Error_NotInited; Error_Fail when one could not be hung up; tries the others all the same.
- */
+/* Hangs up every connection that is not fully connected, and waits up to 3 seconds for each to disappear.
+ * Does nothing, and gives Error_None, when the connections cannot be listed or are more than 32.
+ * Error_NotInited; Error_Fail when one could not be hung up; tries the others all the same. */
 QZ_API ErrorCode RemoteAccess_KillBadConnections(void);
 
 QZ_END_C
