@@ -27,13 +27,14 @@ void SetPort(uint16_t port, platform::SocketAddress* address) {
   address->port[1] = static_cast<uint8_t>(port & 0xFF);
 }
 
+// False for texts that are neither a name nor an address. The system is not asked for them: some take the
+// empty one for an address, and others answer it with this machine.
+bool CanBeHost(const char* text) {
+  const size_t length = strlen(text);
+  return length != 0 && length <= kLongestHostName;
+}
+
 bool LookUp(const char* host, uint8_t* address, uint32_t* error) {
-  // The system is not asked for a text that cannot be a name: some answer the empty one with this machine.
-  const size_t length = strlen(host);
-  if (length == 0 || length > kLongestHostName) {
-    *error = platform::SocketError_HostNotFound;
-    return false;
-  }
   const SockLookUp replacement = lookUpHost.load();
   return replacement != nullptr ? replacement(host, address, error)
                                 : platform::LookUpHost(host, address, error);
@@ -65,6 +66,7 @@ ErrorCode iSock_Resolve(const char* host, uint16_t port, platform::SocketAddress
   iSock_EnsureDialUp();
   *address = {};
   SetPort(port, address);
+  if (!CanBeHost(host)) return Error_FromSocket("Sock_Connect", host, platform::SocketError_HostNotFound);
   // Kept: 255.255.255.255 is looked up as a name, as the dotted parser gives all ones for it and for what it
   // cannot parse; a connection to it ends with Invalid.
   if (platform::ParseHostAddress(host, address->address)) return Error_None;

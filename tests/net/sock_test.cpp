@@ -204,6 +204,10 @@ TEST_F(SockTest, RefusesHostsThatCanBeNoName) {
   EXPECT_EQ(Sock_Connect(sock, "", listener.port()), Error_NotFound);
   EXPECT_EQ(Sock_Connect(sock, std::string(65536, 'h').c_str(), listener.port()), Error_NotFound);
   EXPECT_EQ(Sock_Connect(sock, std::string(256, 'h').c_str(), listener.port()), Error_NotFound);
+  // Too long for an address too; the system's parser ignores what follows a space.
+  EXPECT_EQ(Sock_Connect(sock, ("127.0.0.1" + std::string(247, ' ')).c_str(), listener.port()),
+            Error_NotFound);
+  EXPECT_EQ(Sock_GetError(sock), Error_NotFound);
   EXPECT_EQ(lookUps, 0);
   EXPECT_EQ(Sock_Connect(sock, std::string(255, 'h').c_str(), listener.port()), Error_None);
 }
@@ -427,7 +431,7 @@ TEST_F(SockTest, GivesCancelFromEveryCallOnceClosed) {
             Error_Cancel);
   EXPECT_EQ(
       Sock_GetOpt(sock, socket_probe::SocketLevel(), socket_probe::ReceiveBufferOption(), &value, &length),
-      7);
+      Error_Cancel);
   EXPECT_EQ(Sock_GetPeerName(sock, nullptr, nullptr), Error_None);
 }
 
