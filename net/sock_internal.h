@@ -28,7 +28,7 @@ struct Sock {
   std::atomic<uint32_t> operationsInside{0};
   std::atomic<bool> nonBlocking{false};   // what Sock_SetAsync asked for
   std::atomic<bool> isConnecting{false};  // an attempt was begun, and its end was not seen
-  std::atomic<uint32_t> errorTaken{0};    // the pending error that a select asked for, which cleared it
+  std::atomic<uint32_t> errorTaken{0};    // why the connection failed, once the system has told it
   bool expectsData = false;               // the last read suggests that the next one need not wait
   uint32_t aheadStart = 0;                // first byte read ahead and not handed out
   std::atomic<uint32_t> aheadCount{0};    // how many there are

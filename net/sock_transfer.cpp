@@ -61,6 +61,20 @@ ErrorCode Wait(const SockUse& use, uint32_t events, const Deadline& deadline, co
   }
 }
 
+// Some systems tell only once why a connection failed: the pending error is cleared when it is asked for or
+// given to a call, and a later read sees a plain end. The error is kept, so that no read takes that end for
+// the peer's.
+uint32_t TakePendingError(const SockUse& use) {
+  const uint32_t error = platform::SocketPendingError(use.descriptor());
+  if (error != 0) use.sock()->errorTaken.store(error);
+  return error;
+}
+
+// The same for the error of a send or receive that just failed.
+void KeepErrorToldOnce(Sock* sock) {
+  if (platform::IsErrorToldOnce()) sock->errorTaken.store(platform::LastSocketError());
+}
+
 // The contexts that failures of one kind of wait are labelled with.
 struct WaitLabels {
   const char* failed;
@@ -79,8 +93,7 @@ ErrorCode Await(const SockUse& use, uint32_t event, const Deadline& deadline, co
     ErrorCode status = Wait(use, events, deadline, labels.failed, &seen);
     if (status != Error_None) return status;
     if ((seen & platform::SocketEvents_Exception) != 0) {
-      const uint32_t error = platform::SocketPendingError(use.descriptor());
-      status = Error_FromSocket(labels.exception, nullptr, error);
+      status = Error_FromSocket(labels.exception, nullptr, TakePendingError(use));
       if (status != Error_None) return status;
       // Urgent data is no failure: a transfer that ended here would take a part for the whole.
       events = event;
@@ -109,9 +122,7 @@ bool EndsAttempt(const SockUse& use) {
 ErrorCode FailureBehind(const SockUse& use, uint32_t seen) {
   const bool endsAttempt = EndsAttempt(use);
   if ((seen & platform::SocketEvents_Exception) == 0 && !endsAttempt) return Error_None;
-  const uint32_t error = platform::SocketPendingError(use.descriptor());
-  if (error != 0) use.sock()->errorTaken.store(error);
-  return Error_FromSocket(kWriteLabels.exception, nullptr, error);
+  return Error_FromSocket(kWriteLabels.exception, nullptr, TakePendingError(use));
 }
 
 // Kept: the status of an earlier operation is not cleared first, so a failure is given again although the
@@ -135,7 +146,7 @@ ErrorCode AwaitConnection(const SockUse& use, const char* host) {
   const ErrorCode waited = Wait(use, events, Deadline(iSock_GetWaitMilliseconds()), kConnectLabel, &seen);
   if (waited == Error_Timeout) return TimedOut(kConnectLabel, host);
   if (waited != Error_None) return waited;
-  const uint32_t error = platform::SocketPendingError(use.descriptor());
+  const uint32_t error = TakePendingError(use);
   if (error == 0 && (seen & platform::SocketEvents_Write) == 0)
     return iError_Record(Error_Fail, kConnectLabel, host);
   return Error_FromSocket(kConnectLabel, host, error);
@@ -192,7 +203,7 @@ int64_t Receive(const SockUse& use, uint32_t count, uint8_t* buffer) {
   const uint32_t asked = small ? kSockReadAheadBytes : count;
   const int64_t received = platform::SocketReceive(use.descriptor(), asked, small ? sock->ahead : buffer);
   if (received >= 0) sock->isConnecting.store(false);
-  // What filled its room has likely left more behind.
+  // A full buffer suggests that more is pending.
   sock->expectsData = received == asked;
   if (!small || received <= 0) return received;
   sock->aheadStart = 0;
@@ -200,8 +211,8 @@ int64_t Receive(const SockUse& use, uint32_t count, uint8_t* buffer) {
   return TakeAhead(sock, count, buffer);
 }
 
-// Why the system has no more bytes: the peer closed, or a select took the error that would tell here. The end
-// leaves no error number behind; an older one must not be taken for it.
+// Why the system has no more bytes: the peer closed, or the connection failed and an earlier call was told.
+// The end itself sets no error number; the thread's last one must not be taken for it.
 ErrorCode ReasonOfEnd(const Sock* sock) {
   const uint32_t error = sock->errorTaken.load();
   return error != 0 ? Error_FromSocket(kReadLabels.failed, nullptr, error) : Error_Ended;
@@ -226,8 +237,10 @@ ErrorCode ReadSome(const SockUse& use, uint32_t count, uint8_t* buffer, uint32_t
       *read = static_cast<uint32_t>(received);
       return Error_None;
     }
-    if (platform::LastSocketError() != platform::SocketError_WouldBlock)
+    if (platform::LastSocketError() != platform::SocketError_WouldBlock) {
+      KeepErrorToldOnce(sock);
       return iError_FromLastSocket(kReadLabels.failed, nullptr, Error_Ended);
+    }
   }
 }
 
@@ -265,9 +278,9 @@ bool IsWorthWaiting(uint32_t error, bool isWritable) {
          (error == platform::SocketError_NotConnected && !isWritable);
 }
 
-// Writes at least one byte, or gives the reason why none is accepted. Sends first, as mostly there is room,
-// and again after every slice of the wait: some systems report room only once a third of their buffer is
-// free, and a peer that takes bytes slowly must not look dead.
+// Writes at least one byte, or gives the reason why none is accepted. Sends first, as the send buffer mostly
+// has space, and again after every slice of the wait: some systems report a socket as writable only once a
+// third of that buffer is free, and a peer that takes bytes slowly must not look dead.
 ErrorCode WriteSome(const SockUse& use, uint32_t count, const uint8_t* bytes, uint32_t* written) {
   const Deadline deadline(iSock_GetWaitMilliseconds());
   bool isWritable = false;
@@ -280,8 +293,10 @@ ErrorCode WriteSome(const SockUse& use, uint32_t count, const uint8_t* bytes, ui
       *written = static_cast<uint32_t>(sent);
       return Error_None;
     }
-    if (!IsWorthWaiting(platform::LastSocketError(), isWritable))
+    if (!IsWorthWaiting(platform::LastSocketError(), isWritable)) {
+      KeepErrorToldOnce(use.sock());
       return iError_FromLastSocket(kWriteLabels.failed, nullptr, Error_Ended);
+    }
     if (deadline.HasPassed()) return TimedOut(kWriteLabels.failed, nullptr);
     const Deadline slice(deadline.SliceMilliseconds());
     const ErrorCode waited = Await(use, platform::SocketEvents_Write, slice, kWriteLabels);

@@ -89,10 +89,11 @@ QZ_API uint32_t Sock_Read(Sock* sock, uint32_t count, void* buffer);
  * Error_Cancel, Error_Retry (the connection is lost), ... Never raises SIGPIPE. 0 for a null socket. */
 QZ_API uint32_t Sock_Write(Sock* sock, uint32_t count, const void* buffer);
 
-/* Wait until there are bytes to read (or the peer closed the connection), or room to write, for at most so
- * many seconds and microseconds (a million and more carry over). Error_Timeout; Error_Cancel; the failure of
- * a connection attempt in non-blocking mode. Otherwise the socket's last status, which is not cleared first:
- * an earlier failure is returned again although the socket is ready (Sock_ClearError forgets it). */
+/* Wait until there are bytes to read (or the peer closed the connection), or space in the send buffer, for at
+ * most so many seconds and microseconds (a million and more carry over). Error_Timeout; Error_Cancel; the
+ * failure of a connection attempt in non-blocking mode. Otherwise the socket's last status, which is not
+ * cleared first: an earlier failure is returned again although the socket is ready (Sock_ClearError forgets
+ * it). */
 QZ_API ErrorCode Sock_SelectRead(Sock* sock, uint32_t seconds, uint32_t microseconds);
 QZ_API ErrorCode Sock_SelectWrite(Sock* sock, uint32_t seconds, uint32_t microseconds);
 
@@ -101,8 +102,8 @@ QZ_API ErrorCode Sock_SelectWrite(Sock* sock, uint32_t seconds, uint32_t microse
 QZ_API ErrorCode Sock_SetAsync(Sock* sock, int32_t flag);
 
 /* Set and get a socket option, with the system's own numbers for level and option.
- * value: in or out, not null; length: its size in bytes, for GetOpt the room on input and the size on output.
- */
+ * value: in or out, not null; length: its size in bytes, for GetOpt the buffer's on input and the value's on
+ * output. */
 QZ_API ErrorCode Sock_SetOpt(Sock* sock, int32_t level, int32_t option, const void* value, int32_t length);
 QZ_API ErrorCode Sock_GetOpt(Sock* sock, int32_t level, int32_t option, void* value, int32_t* length);
 

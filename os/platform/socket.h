@@ -20,7 +20,7 @@ struct SocketAddress {
 enum SocketEvents : uint32_t {
   SocketEvents_None = 0,
   SocketEvents_Read = 1,       // data, the peer's close, or an error that the next read reports
-  SocketEvents_Write = 2,      // room to write, or an error that the next write reports
+  SocketEvents_Write = 2,      // space in the send buffer, or an error that the next write reports
   SocketEvents_Exception = 4,  // urgent data, or a connection attempt that failed
   SocketEvents_Failed = 8,     // the wait itself failed; only as a result
 };
@@ -61,6 +61,11 @@ int64_t SocketReceive(SocketDescriptor socket, uint32_t count, void* buffer);
 
 // Bytes accepted for sending, below 0 on failure. Never raises SIGPIPE.
 int64_t SocketSend(SocketDescriptor socket, uint32_t count, const void* buffer);
+
+// After a SocketReceive or SocketSend that failed: true when LastSocketError() is why the connection failed,
+// and the system will not tell it again, but show a plain end to the next receive. Never after the peer's own
+// close: what it sent is whole then.
+bool IsErrorToldOnce();
 
 // The number of bytes that can be read at once.
 bool SocketPending(SocketDescriptor socket, uint32_t* count);

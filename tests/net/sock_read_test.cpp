@@ -77,6 +77,43 @@ TEST_F(SockTransfer, GivesRetry_WhenThePeerResetsDuringTheRead) {
   EXPECT_EQ(Sock_GetError(sock), Error_Retry);
 }
 
+// Some systems tell of a reset once and show a plain end from then on.
+TEST_F(SockTransfer, GivesRetryAgain_WhenReadAfterAReset) {
+  Open();
+  peer.Reset();
+  for (const uint32_t asked : {100u, 1u, 5000u}) {
+    EXPECT_EQ(Read(asked), "");
+    EXPECT_EQ(Sock_GetError(sock), Error_Retry) << asked;
+  }
+}
+
+TEST_F(SockTransfer, NeverTakesAResetForTheEnd_WhenAWriteSawItFirst) {
+  Open();
+  ASSERT_TRUE(peer.Send("ab"));
+  ASSERT_TRUE(WaitForPending(2));
+  EXPECT_EQ(Read(1), "a");
+  peer.Reset();
+  for (int i = 0; i < 2000 && Sock_Write(sock, 1, "x") == 1; ++i)
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  EXPECT_EQ(Sock_GetError(sock), Error_Retry);
+  EXPECT_EQ(Read(1), "b");
+  EXPECT_EQ(Read(1), "");
+  EXPECT_EQ(Sock_GetError(sock), Error_Retry);
+}
+
+// A wait that meets urgent data asks the system for the reset, which it then tells no more.
+TEST_F(SockTransfer, NeverTakesAResetForTheEnd_WhenUrgentDataCameBeforeIt) {
+  Open();
+  ASSERT_TRUE(peer.SendUrgent('!'));
+  ASSERT_EQ(Sock_SelectRead(sock, 5, 0), Error_None);
+  peer.Reset();
+  std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  for (int i = 0; i < 3; ++i) {
+    EXPECT_EQ(Read(1), "");
+    EXPECT_EQ(Sock_GetError(sock), Error_Retry);
+  }
+}
+
 TEST_F(SockTransfer, ReadsNoBytesWithoutWaiting) {
   Open();
   char byte = 0;

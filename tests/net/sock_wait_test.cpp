@@ -172,6 +172,45 @@ TEST_F(SockTransfer, TellsByReadabilityThatAnAsyncConnectionFailed) {
   EXPECT_NE(Sock_GetError(sock), Error_None);
 }
 
+TEST_F(SockTransfer, NeverTakesARefusalForTheEnd_WhenAnotherCallWasTold) {
+  const char byte = 'x';
+  for (const bool isWritten : {true, false}) {
+    ASSERT_EQ(Sock_NewCreate(&sock), Error_None);
+    ASSERT_EQ(Sock_SetAsync(sock, isWritten ? 1 : 0), Error_None);
+    const ErrorCode refused = Sock_Connect(sock, "127.0.0.1", loopback::UnusedPort());
+    if (isWritten) {
+      EXPECT_EQ(Sock_Write(sock, 1, &byte), 0u);
+    } else {
+      EXPECT_EQ(refused, Error_NoAccess);
+    }
+    iSock_SetWaitMilliseconds(300);
+    for (int i = 0; i < 2; ++i) {
+      EXPECT_EQ(Read(1), "");
+      EXPECT_NE(Sock_GetError(sock), Error_Ended);
+      EXPECT_NE(Sock_GetError(sock), Error_None);
+    }
+    Sock_Delete(sock);
+    sock = nullptr;
+    iSock_SetWaitMilliseconds(10000);
+  }
+}
+
+// What failed before is forgotten once the socket connects after all.
+TEST_F(SockTransfer, ReadsThePeersEnd_WhenAnEarlierAttemptWasRefused) {
+  ASSERT_EQ(Sock_NewCreate(&sock), Error_None);
+  ASSERT_EQ(Sock_Connect(sock, "127.0.0.1", loopback::UnusedPort()), Error_NoAccess);
+  // Some systems answer the next attempt with the end of the one before.
+  if (Sock_Connect(sock, "127.0.0.1", listener.port()) != Error_None) {
+    ASSERT_EQ(Sock_Connect(sock, "127.0.0.1", listener.port()), Error_None);
+  }
+  peer = listener.Accept();
+  ASSERT_TRUE(peer.Send("x"));
+  peer.Close();
+  EXPECT_EQ(Read(1), "x");
+  EXPECT_EQ(Read(1), "");
+  EXPECT_EQ(Sock_GetError(sock), Error_Ended);
+}
+
 // Bytes tell that the connection was made; the reset behind them is the reader's.
 TEST_F(SockTransfer, LeavesAResetBehindBytesToTheReader_WhenTheConnectionWasJustMade) {
   ASSERT_EQ(Sock_NewCreate(&sock), Error_None);

@@ -147,6 +147,13 @@ int64_t SocketSend(SocketDescriptor socket, uint32_t count, const void* buffer) 
   return Uninterrupted([=] { return send(Native(socket), buffer, count, MSG_NOSIGNAL); });
 }
 
+bool IsErrorToldOnce() {
+  // EPIPE is not among them: it stands for the own shutdown, and for a reset that came behind the peer's
+  // close.
+  return errno == ECONNRESET || errno == ECONNREFUSED || errno == ETIMEDOUT || errno == EHOSTUNREACH ||
+         errno == ENETUNREACH;
+}
+
 bool SocketPending(SocketDescriptor socket, uint32_t* count) {
   int pending = 0;
   if (ioctl(Native(socket), FIONREAD, &pending) != 0) return false;

@@ -146,6 +146,11 @@ int64_t SocketSend(SocketDescriptor socket, uint32_t count, const void* buffer) 
   return send(Native(socket), static_cast<const char*>(buffer), ToLength(count), 0);
 }
 
+// The system repeats it.
+bool IsErrorToldOnce() {
+  return false;
+}
+
 bool SocketPending(SocketDescriptor socket, uint32_t* count) {
   u_long pending = 0;
   if (ioctlsocket(Native(socket), FIONREAD, &pending) != 0) return false;
