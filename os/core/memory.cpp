@@ -21,7 +21,6 @@ std::atomic<int64_t> liveBlocks{0};
 
 bool MustFail() {
   if ((testAids.load(std::memory_order_relaxed) & kFails) == 0) return false;
-  if (allocationsUntilFailure.load(std::memory_order_relaxed) <= 0) return false;
   return allocationsUntilFailure.fetch_sub(1) == 1;
 }
 

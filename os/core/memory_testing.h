@@ -7,7 +7,7 @@
 // a scenario with every allocation failing in turn.
 void iMemory_FailAllocation(int64_t n);
 
-// What is left of that count: above 0 when the failure has not happened yet.
+// What is left of that count: above 0 when the failure has not happened yet, below 0 when others followed it.
 int64_t iMemory_AllocationsUntilFailure();
 
 // Blocks allocated less blocks freed, over the whole process, since the first call: that one begins the

@@ -35,6 +35,20 @@ TEST(Memory, CountsInEveryThread) {
   EXPECT_EQ(iMemory_CountLive(), before);
 }
 
+TEST(Memory, CountsWhileAnAllocationIsToFailAndAfterThat) {
+  const int64_t before = iMemory_CountLive();
+  iMemory_FailAllocation(10);
+  void* first = Memory_New(10);
+  iMemory_FailAllocation(0);
+  void* second = Memory_New(10);
+  EXPECT_EQ(iMemory_CountLive(), before + 2);
+  iMemory_FailAllocation(10);
+  Memory_Delete(first);
+  iMemory_FailAllocation(0);
+  Memory_Delete(second);
+  EXPECT_EQ(iMemory_CountLive(), before);
+}
+
 TEST(MemoryNew, GivesABlockForNoBytes) {
   void* block = Memory_New(0);
   EXPECT_NE(block, nullptr);
