@@ -362,6 +362,14 @@ TEST_F(OSInit, PutsTheLogBesideTheProgram_WhenNoPathIsGiven) {
   }
 }
 
+TEST_F(OSInit, ForgetsTheInstanceOfAStartThatFailed) {
+  const std::string tooLong(1024, 'x');
+  EXPECT_EQ(OS_Init(Name(), 2, 4, Word{0x1234}, Word{0}, 1, tooLong.c_str(), 0), Error_Exceed);
+  EXPECT_EQ(iOS_GetInstance(), Word{0x1234}) << "what the services did stays done";
+  ASSERT_EQ(OS_Init(Name(), 0), Error_None);
+  EXPECT_EQ(iOS_GetInstance(), Word{0});
+}
+
 TEST_F(OSInit, RefusesALogPathThatDoesNotFit) {
   EXPECT_EQ(OS_Init(Name(), 1, ("/" + std::string(1023, 'x')).c_str(), 0), Error_Exceed);
   EXPECT_EQ(errors_.Lines(), Lines{"#### Error: OS_Init: Couldn't initialize log file!\n"});

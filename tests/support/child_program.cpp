@@ -29,6 +29,9 @@ char** Variables() {
 int TellPlace(const char*) {
   return 2;
 }
+int StartLost(const char*, const char*) {
+  return 2;
+}
 void GiveUpRights() {}
 int CountOpenDescriptors() {
   return 0;
@@ -56,6 +59,16 @@ int TellPlace(const char* file) {
   out << "word " << (isFound ? name : "(none)") << "\n";
   const bool isModuleFound = platform::FindModulePathname(reinterpret_cast<uintptr_t>(&TellPlace), name);
   out << "word " << (isModuleFound ? name : "(none)") << "\n";
+  return 0;
+}
+// Starts the library in another folder, when the program's file is gone and nothing tells where it was.
+int StartLost(const char* file, const char* folder) {
+  unlink("copy");
+  std::filesystem::current_path(folder);
+  platform::programLink = "/nonexistent/exe";
+  const ErrorCode status = OS_Init("qzchild", OSInitCode_End);
+  std::ofstream(file) << "word " << status << "\n" << kComplete << "\n";
+  OS_Exit(0);
   return 0;
 }
 int CountOpenDescriptors() {
@@ -130,6 +143,7 @@ bool RunAsChild(int argc, char** argv, int* exitCode) {
   *exitCode = 2;
   if (action == "report") *exitCode = Report(argv[3], argc - 4, argv + 4);
   if (action == "start") *exitCode = Start(argv[3]);
+  if (action == "lost" && argc > 4) *exitCode = StartLost(argv[3], argv[4]);
   if (action == "place") *exitCode = TellPlace(argv[3]);
   if (action == "wait") *exitCode = WaitForFile(argv[3]);
   if (action == "exit") *exitCode = atoi(argv[3]);

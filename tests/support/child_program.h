@@ -2,8 +2,10 @@
 //
 //   report FILE words...   writes the words, variables, current folder and open descriptors to FILE and ends
 //   start FILE             as an ordinary user, brings the library up as "qzchild"; writes the status and the
-//   eight system
-//                          directories as words, opens the default log, and ends
+//                          eight system directories as words, opens the default log, and ends
+//   lost FILE FOLDER       (Linux) removes its own file, "copy", brings the library up in another folder
+//   without
+//                          /proc, and writes the status
 //   place FILE             (Linux) changes the current folder and writes where the program's file is, without
 //                          asking the system's link to it; and where the module is that the program is
 //   wait FILE              ends when FILE exists

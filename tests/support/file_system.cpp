@@ -171,10 +171,18 @@ WriteProtection::~WriteProtection() {
 }
 
 Unenterable::Unenterable(const fs::path& path) : path_(path) {
-  EXPECT_TRUE(RestrictTo(path_, 0444));
+  EXPECT_TRUE(RestrictTo(path_, 0666));
 }
 
 Unenterable::~Unenterable() {
+  EndRestriction(path_);
+}
+
+Unlistable::Unlistable(const fs::path& path) : path_(path) {
+  EXPECT_TRUE(RestrictTo(path_, 0333));
+}
+
+Unlistable::~Unlistable() {
   EndRestriction(path_);
 }
 

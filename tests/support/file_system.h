@@ -49,13 +49,25 @@ class WriteProtection {
   std::filesystem::path path_;
 };
 
-// The rest of the scope runs on as a user who may list `path` and not enter it.
+// The rest of the scope runs on as a user who may list and write `path` and not enter it.
 class Unenterable {
  public:
   explicit Unenterable(const std::filesystem::path& path);
   ~Unenterable();
   Unenterable(const Unenterable&) = delete;
   Unenterable& operator=(const Unenterable&) = delete;
+
+ private:
+  std::filesystem::path path_;
+};
+
+// The rest of the scope runs on as a user who may enter `path` and not list it.
+class Unlistable {
+ public:
+  explicit Unlistable(const std::filesystem::path& path);
+  ~Unlistable();
+  Unlistable(const Unlistable&) = delete;
+  Unlistable& operator=(const Unlistable&) = delete;
 
  private:
   std::filesystem::path path_;

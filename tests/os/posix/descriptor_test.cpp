@@ -9,6 +9,7 @@
 #include <functional>
 #include <string>
 
+#include "os/file/file_internal.h"
 #include "os/platform/filesystem.h"
 #include "os/platform/socket.h"
 #include "qz/error.h"
@@ -51,6 +52,15 @@ TEST_F(ClosedStandardStreams, AreNotReplacedByAFile) {
   EXPECT_EQ(RunWithoutStandardStreams([this] {
               File* file = nullptr;
               return File_Open(name_.c_str(), 3, &file) == Error_None;
+            }),
+            0);
+}
+
+TEST_F(ClosedStandardStreams, LeaveAFileThatOtherProgramsDoNotInherit) {
+  EXPECT_EQ(RunWithoutStandardStreams([this] {
+              File* file = nullptr;
+              return File_Open(name_.c_str(), 3, &file) == Error_None &&
+                     (fcntl(file->descriptor, F_GETFD) & FD_CLOEXEC) != 0;
             }),
             0);
 }

@@ -139,6 +139,31 @@ TEST_F(DirectoryListOnPosixTest, ListsADirectoryThatCannotBeEnteredByKinds) {
       << lines;
 }
 
+TEST_F(DirectoryListOnPosixTest, GivesAnEmptyListForADirectoryThatMayNotBeListed) {
+  directory_.Write("d/file", "abc");
+  std::error_code ignored;
+  std::filesystem::permissions(directory_.SystemName(), std::filesystem::perms::all, ignored);
+  Unlistable unlistable(directory_.SystemName("d"));
+  EXPECT_EQ(List(0), Error_None);
+  EXPECT_EQ(directory_.Read("list"), "");
+}
+
+TEST_F(DirectoryListOnPosixTest, LeavesOutWhatIsRemovedMeanwhile) {
+  static std::filesystem::path removed;
+  removed = directory_.SystemName("d/removed");
+  directory_.Write("d/removed", "");
+  directory_.Write("d/stays", "");
+  platform::readEntry = [](DIR* directory) {
+    dirent* entry = readdir(directory);
+    if (entry != nullptr && removed.filename() == entry->d_name) std::filesystem::remove(removed);
+    return entry;
+  };
+  const ErrorCode status = List(0);
+  platform::readEntry = readdir;
+  EXPECT_EQ(status, Error_None);
+  EXPECT_EQ(directory_.Read("list"), "stays\n");
+}
+
 // As on a file system that does not tell the kinds of a directory's entries.
 class ListingWithoutKinds : public DirectoryListOnPosixTest {
  protected:

@@ -129,6 +129,21 @@ TEST_F(FileOnPosixTest, DoesNotWaitForTheOtherEndOfAPipe) {
   EXPECT_FALSE(directory_.Exists("copy"));
 }
 
+// A pipe has no position to go back to, so what was read ahead of the lines is kept for the next one.
+TEST_F(FileOnPosixTest, LosesNoLineOfAPipeByAnotherKindOfCall) {
+  ASSERT_EQ(mkfifo(directory_.SystemName("pipe").c_str(), 0600), 0);
+  OwnedFile file = Open("pipe", 1);
+  const int writer = open(directory_.SystemName("pipe").c_str(), O_WRONLY | O_CLOEXEC);
+  ASSERT_EQ(write(writer, "one\ntwo\n", 8), 8);
+  close(writer);
+  char line[16];
+  EXPECT_EQ(File_ScanLine(file.get(), sizeof line, line), 3);
+  EXPECT_EQ(File_Tell(file.get()), -1);
+  EXPECT_EQ(File_ScanLine(file.get(), sizeof line, line), 3);
+  EXPECT_STREQ(line, "two");
+  EXPECT_EQ(File_ScanLine(file.get(), sizeof line, line), -1);
+}
+
 // A line that breaks off with a read error is no line.
 TEST_F(FileOnPosixTest, HandsOutNoPartOfALineThatCannotBeReadToItsEnd) {
   OwnedFile file;

@@ -166,6 +166,15 @@ TEST_F(UserFolders, LieInAPrivateFolder_WhenTheCacheCannotBeWritten) {
   EXPECT_EQ(FallbackParent("/nonexistent/folder"), PrivateFolder());
 }
 
+TEST_F(UserFolders, LieElsewhere_WhenTheProgramsFolderCannotBeEntered) {
+  LeaveOnlyTheTemporaryDirectory();
+  fs::create_directory(Below("program"));
+  fs::permissions(home_.Path(), fs::perms::all);
+  fs::permissions(Below("tmp"), fs::perms::all);
+  const Unenterable unenterable(Below("program"));
+  EXPECT_EQ(FallbackParent(Below("program")), PrivateFolder());
+}
+
 TEST_F(UserFolders, AreRefused_WhenThePrivateFolderIsSomebodyElses) {
   LeaveOnlyTheTemporaryDirectory();
   const std::string elsewhere = Below("elsewhere");
@@ -278,6 +287,18 @@ TEST_F(ProtectedStart, PutsTheProgramsFoldersAndItsLogIntoThePrivateFolder) {
                                       Below(".config/autostart"), "/", Below(".local/share/applications")}));
   EXPECT_TRUE(fs::exists(folder + "/qzchild.log"));
   EXPECT_FALSE(fs::exists(Below(".config")));
+}
+
+// Nothing tells where the program's file was; the current folder is not taken for it, and stays empty.
+TEST_F(ProtectedStart, FailsWhereNothingTellsTheProgramsFolder) {
+  fs::create_directory(Below("program"));
+  fs::create_directory(Below("current"));
+  fs::copy_file(ProgramPath(), Below("program/copy"));
+  const std::string command = "cd " + Below("program") + " && ./copy --qz-child lost " + Below("report") +
+                              " " + Below("current") + " 2>/dev/null";
+  ASSERT_EQ(system(command.c_str()), 0);
+  EXPECT_EQ(ReadChildReport(Below("report")).words, std::vector<std::string>{"-3"});
+  EXPECT_TRUE(fs::is_empty(Below("current")));
 }
 
 // ---- the program's own folder -------------------------------------------------------------------
