@@ -228,6 +228,21 @@ TEST_F(SockTransfer, LeavesAResetBehindBytesToTheReader_WhenTheConnectionWasJust
   EXPECT_EQ(Sock_GetError(sock), Error_Retry);
 }
 
+TEST_F(SockTransfer, LeavesAResetToTheReader_WhenEveryByteBeforeItWasRead) {
+  ASSERT_EQ(Sock_NewCreate(&sock), Error_None);
+  ASSERT_EQ(Sock_SetAsync(sock, 1), Error_None);
+  ASSERT_NE(Sock_Connect(sock, "127.0.0.1", listener.port()), Error_Fail);
+  peer = listener.Accept();
+  ASSERT_TRUE(peer.IsOpen());
+  ASSERT_TRUE(peer.Send("hi"));
+  ASSERT_TRUE(WaitForPending(2));
+  EXPECT_EQ(Read(2), "hi");
+  peer.Reset();
+  EXPECT_EQ(Sock_SelectRead(sock, 5, 0), Error_None);
+  EXPECT_EQ(Read(1), "");
+  EXPECT_EQ(Sock_GetError(sock), Error_Retry);
+}
+
 TEST_F(SockTransfer, NeverTakesAResetForTheEnd_WhenASelectSawItFirst) {
   ASSERT_EQ(Sock_NewCreate(&sock), Error_None);
   ASSERT_EQ(Sock_SetAsync(sock, 1), Error_None);
@@ -311,6 +326,21 @@ TEST_F(SockTransfer, GivesTimeout_WhenNoConnectionIsMade) {
   EXPECT_EQ(Sock_Connect(sock, "127.0.0.1", full.port()), Error_Timeout);
   EXPECT_GE(watch.Milliseconds(), 290);
   EXPECT_LT(watch.Milliseconds(), 3000);
+}
+
+// The time limit ends the wait, not the attempt.
+TEST_F(SockTransfer, TellsThatAConnectionFailed_WhenTheWaitForItTimedOut) {
+  loopback::Listener full(0);
+  std::vector<loopback::Connection> waiting;
+  for (int i = 0; i < 4; ++i) waiting.push_back(loopback::Connect(full.port(), 100));
+  iSock_SetWaitMilliseconds(100);
+  ASSERT_EQ(Sock_NewCreate(&sock), Error_None);
+  ASSERT_EQ(Sock_Connect(sock, "127.0.0.1", full.port()), Error_Timeout);
+  Sock_ClearError(sock);
+  // The next attempt of the system to reach the port is refused.
+  full.Close();
+  waiting.clear();
+  EXPECT_EQ(Sock_SelectWrite(sock, 20, 0), Error_NoAccess);
 }
 
 // A wait that times out is no failure of the system, and is told with its name all the same.
