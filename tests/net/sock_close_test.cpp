@@ -156,7 +156,8 @@ TEST_F(SockTransfer, EndsEveryCall_WhenClosedInTheMiddleOfMany) {
     std::this_thread::sleep_for(std::chrono::milliseconds(3 + round));
     const Stopwatch watch;
     EXPECT_EQ(Sock_Close(closing), Error_None);
-    EXPECT_LT(watch.Milliseconds(), 1000);
+    // Far below the time limit of a wait, and enough for a machine that has much else to do.
+    EXPECT_LT(watch.Milliseconds(), 4000);
     Sock* next = nullptr;
     EXPECT_EQ(Sock_OpenConnectBuffer(0, "127.0.0.1", listener.port(), &next), Error_None);
     done = true;
