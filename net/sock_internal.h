@@ -39,9 +39,11 @@ struct Sock {
 class SockUse {
  public:
   explicit SockUse(Sock* sock) : sock_(sock) {
+    // Calls on a closed socket are never counted: many of them would keep Sock_Close waiting.
+    if (!isOpen()) return;
     sock->operationsInside.fetch_add(1);
     descriptor_ = sock->descriptor.load();
-    // Calls on a closed socket must not keep Sock_Close waiting.
+    // Closed in between.
     if (descriptor_ == platform::kNoSocket) sock->operationsInside.fetch_sub(1);
   }
   ~SockUse() {
@@ -58,7 +60,7 @@ class SockUse {
 
  private:
   Sock* sock_;
-  platform::SocketDescriptor descriptor_;
+  platform::SocketDescriptor descriptor_ = platform::kNoSocket;
 };
 
 // Keeps a status as the record's last one, and returns it.
