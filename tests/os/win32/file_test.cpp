@@ -21,10 +21,13 @@
 namespace {
 
 TEST(DirectoryOnWindows, RefusesEveryRootInTheSystemsForm) {
-  for (const char* name :
-       {"\\", "C:\\", "C:\\x\\..", "\\\\server\\share", "\\\\server\\share\\", "\\\\?\\C:\\",
-        "\\\\?\\UNC\\server\\share", "\\\\?\\UNC\\server\\share\\", "\\\\.\\C:\\"}) {
+  for (const char* name : {"\\", "C:\\", "C:\\x\\..", "\\\\server\\share", "\\\\server\\share\\",
+                           "\\\\?\\C:\\", "\\\\?\\UNC\\server\\share", "\\\\?\\UNC\\server\\share\\",
+                           "\\\\.\\C:\\", "\\\\.\\UNC\\server\\share", "\\\\.\\UNC\\server\\share\\"}) {
+    Error_ClearLast();
     EXPECT_EQ(Directory_Delete(name), Error_Invalid) << name;
+    ErrorDetail detail;
+    EXPECT_EQ(Error_GetLast(&detail), Error_NotFound) << name << " is refused before the system is asked";
   }
 }
 
