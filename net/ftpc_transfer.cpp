@@ -194,7 +194,7 @@ ErrorCode FTPc_RestartSupported(FTPc* connection, int32_t* flag) {
   Reply reply;
   ErrorCode status = iFTPc_Begin(connection, &reply);
   if (status == Error_None) status = iFTPc_Exchange(connection, kRestart.name, "100", &reply);
-  // A refusal is an answer: callers go on with transfers from the start.
+  // A refusal is an answer: callers then transfer from the start.
   if (status != Error_None || reply.replyClass != kRestart.expectedClass) return status;
   *flag = 1;
   return SendOffset(connection, 0, &reply);

@@ -23,7 +23,7 @@ std::string SizeText(std::uint64_t bytes);
 std::string GroupedNumber(std::uint64_t number);
 
 // The text with "********" in the place of a secret. A secret of fewer than 8 characters is replaced as a
-// whole word only, so that it does not blank letters of other words; a longer one everywhere.
+// whole word only, so that it does not mask letters of other words; a longer one everywhere.
 std::string MaskSecret(std::string_view text, std::string_view secret);
 
 std::string LowerCase(std::string_view text);

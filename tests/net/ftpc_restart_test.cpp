@@ -108,7 +108,7 @@ TEST_F(FTPcData, SendsNothing_WhenTheCommandOfATransferIsTooLong) {
   server.Finish();
 }
 
-// The reply to the command, not to REST, tells what went on.
+// The reply to the command, not to REST, tells what happened.
 TEST_F(FTPcData, KeepsTheReply_WhenTheCommandBehindAnOffsetIsAnsweredLikeRest) {
   for (const bool passive : {true, false}) {
     const Script answered =

@@ -135,7 +135,7 @@ TEST(ThreadDelete, ReturnsAtOnce_AndTheThreadFreesTheRecord_WhenItIsRunning) {
   EXPECT_TRUE(Eventually([&] { return iMemory_CountLive() == blocksBefore; }));
 }
 
-// The function deletes its own record, and goes on for a while.
+// The function deletes its own record, and runs on for a while.
 struct SelfDeleter {
   std::atomic<Thread*> thread{nullptr};
   std::atomic<int64_t> blocksAfterDelete{-1};

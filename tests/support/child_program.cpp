@@ -124,9 +124,9 @@ int WaitForFile(const char* file) {
 }
 
 void ReadLine(const std::string& line, ChildReport* report) {
-  const size_t blank = line.find(' ');
-  const std::string kind = line.substr(0, blank);
-  const std::string rest = blank != std::string::npos ? line.substr(blank + 1) : "";
+  const size_t space = line.find(' ');
+  const std::string kind = line.substr(0, space);
+  const std::string rest = space != std::string::npos ? line.substr(space + 1) : "";
   if (kind == "number") report->number = static_cast<uint32_t>(std::stoul(rest));
   if (kind == "word") report->words.push_back(rest);
   if (kind == "variable") report->variables[rest.substr(0, rest.find('='))] = rest.substr(rest.find('=') + 1);

@@ -34,7 +34,7 @@ FaultProxy::~FaultProxy() {
 
 void FaultProxy::Stop() {
   stopped_ = true;
-  // Threads that still run may start others, so this goes on until none is left.
+  // Threads that still run may start others, so this repeats until none is left.
   for (;;) {
     std::vector<std::thread> threads;
     {

@@ -55,8 +55,8 @@ std::string UnreadableFile() {
 
 namespace {
 
-// Where the file system beneath Wine has a file; empty without Wine.
-std::string NameBeneathWine(const fs::path& path) {
+// The name of a file in the host's file system; empty without Wine.
+std::string NameOnHost(const fs::path& path) {
   using Convert = char*(__cdecl*)(LPCWSTR);
   const auto convert = reinterpret_cast<Convert>(
       reinterpret_cast<void*>(GetProcAddress(GetModuleHandleA("kernel32"), "wine_get_unix_file_name")));
@@ -91,21 +91,21 @@ bool IsThere(const fs::path& path) {
 }  // namespace
 
 DirectoryLink::DirectoryLink(const fs::path& target, const fs::path& link) : link_(link) {
-  const std::string beneath = NameBeneathWine(link);
-  if (beneath.empty()) {
+  const std::string hostName = NameOnHost(link);
+  if (hostName.empty()) {
     RunProgram(nullptr, "cmd /c mklink /J \"" + link.string() + "\" \"" + target.string() + "\"");
   } else {
-    RunProgram("Z:\\bin\\ln", "ln -s " + NameBeneathWine(target) + " " + beneath);
+    RunProgram("Z:\\bin\\ln", "ln -s " + NameOnHost(target) + " " + hostName);
   }
   WaitUntil([&] { return IsThere(link); });
 }
 
 DirectoryLink::~DirectoryLink() {
-  const std::string beneath = NameBeneathWine(link_);
-  if (beneath.empty()) {
+  const std::string hostName = NameOnHost(link_);
+  if (hostName.empty()) {
     RemoveDirectoryW(link_.c_str());
   } else {
-    RunProgram("Z:\\bin\\rm", "rm -f " + beneath);
+    RunProgram("Z:\\bin\\rm", "rm -f " + hostName);
     WaitUntil([&] { return !IsThere(link_); });
   }
 }

@@ -21,7 +21,7 @@ void SetNoError();
 std::string UnreadableFile();
 
 // A directory link at `link`, removed at the end (and never followed for that). On Windows it is the system's
-// own kind, under Wine a link of the file system beneath.
+// own kind, under Wine a link of the host's file system.
 class DirectoryLink {
  public:
   DirectoryLink(const std::filesystem::path& target, const std::filesystem::path& link);

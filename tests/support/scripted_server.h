@@ -26,7 +26,8 @@
 
 class ScriptedServer;
 
-// One connection while its script plays. A step calls these; each gives false when the script cannot go on.
+// One connection while its script plays. A step calls these; each gives false when the script cannot
+// continue.
 class ScriptSession {
  public:
   ScriptSession(ScriptedServer* server, size_t number, loopback::Connection control);
@@ -101,7 +102,7 @@ ScriptStep SendSlowly(std::string bytes, int millisecondsBetween);
 ScriptStep Wait(int milliseconds);
 // Says nothing until the client goes away or the server ends; neither is a failure.
 ScriptStep Stall();
-// Ends the sending direction by FIN; the script may go on reading.
+// Ends the sending direction by FIN; the script may continue to read.
 ScriptStep Finish();
 // Ends the connection by FIN or by a reset.
 ScriptStep Close();
