@@ -97,6 +97,23 @@ TEST_F(SockMode, ClosesAtOnce_WhileTheModeIsToggledUnderAWriter) {
   }
 }
 
+// The system makes an accepted socket; whatever its mode, the library's is what counts.
+TEST_F(SockMode, EndsAWriteInTime_OnASocketThatWasAccepted) {
+  loopback::Connection client = loopback::Connect(Listen());
+  Sock* accepted = nullptr;
+  ASSERT_EQ(Sock_Accept(sock, &accepted), Error_None);
+  iSock_SetWaitMilliseconds(300);
+  const std::string block(64 << 20, 'w');
+  auto stalled = std::async(std::launch::async, [&] {
+    Sock_Write(accepted, static_cast<uint32_t>(block.size()), block.data());
+    return Sock_GetError(accepted);
+  });
+  EXPECT_EQ(stalled.wait_for(seconds(5)), std::future_status::ready) << "the write blocks";
+  client.Reset();  // frees a write that blocks
+  EXPECT_EQ(stalled.get(), Error_Timeout);
+  Sock_Delete(accepted);
+}
+
 // All of them wake up for one connection, and one gets it. The others must not be left waiting in the system.
 TEST_F(SockMode, LeavesNobodyInside_WhenManyThreadsAccept) {
   constexpr int kAcceptors = 8;
