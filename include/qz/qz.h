@@ -30,6 +30,7 @@
 #include "qz/telnet.h"
 #include "qz/thread.h"
 #include "qz/time.h"
+#include "qz/traverse.h"
 #include "qz/types.h"
 #include "qz/url.h"
 #include "qz/version.h"
