@@ -46,7 +46,7 @@ Traverse* NewContext(File* file, uint32_t mode) {
     Traverse_Delete(traverse);
     return nullptr;
   }
-  ReadBufferStream_SetDeleteStream(stream, 1);
+  if (stream != fileStream) ReadBufferStream_SetDeleteStream(stream, 1);
   return traverse;
 }
 

@@ -385,9 +385,9 @@ TEST(TraverseModeMethodTable, DoesNothing_WhenTheModeHasNoFunction) {
 // ---- in a mode of their own ----------------------------------------------------------------------
 
 TEST(TraverseDataInModes, RunInTheirModeAndRestoreTheTraverse) {
-  using Run = ErrorCode (*)(Traverse*, TraverseDescribe, void*);
-  constexpr Run kRuns[] = {Traverse_DataInit, Traverse_DataNew, Traverse_DataDelete, Traverse_DataRead,
-                           Traverse_DataWrite};
+  using Runner = ErrorCode (*)(Traverse*, TraverseDescribe, void*);
+  constexpr Runner kRuns[] = {Traverse_DataInit, Traverse_DataNew, Traverse_DataDelete, Traverse_DataRead,
+                              Traverse_DataWrite};
   for (int32_t mode = 0; mode < 5; ++mode) {
     Context context;
     context.In(TraverseMode_Read);

@@ -71,11 +71,11 @@ TEST(TraverseString, StaysWithoutATerminator_WhenItIsCut) {
     EXPECT_EQ(context.Rest(), "") << "the rest of the stream is gone";
   }
   // A length of 4294967294: two bytes and the room are skipped.
-  Context context("FE FF FF FF 61 62 63 64 65 66 67");
+  Context context("FE FF FF FF 61 62 63 64 65 66 67 68 55");
   char buffer[4] = "###";
   EXPECT_EQ(Traverse_String(context.In(TraverseMode_Read), 3, buffer), Error_Exceed);
   EXPECT_EQ(std::string(buffer, 4), std::string("abc\0", 4));
-  EXPECT_EQ(context.Rest(), "");
+  EXPECT_EQ(context.Rest(), "55");
 }
 
 TEST(TraverseString, MarksTheByteBehindACutBufferUntouched) {
