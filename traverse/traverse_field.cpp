@@ -2,13 +2,14 @@
 // field; a slot without a method does nothing in that mode. A record on the stream is its fields one after
 // the other, without names or padding:
 //
-//   Traverse_Tag "exam"   Traverse_Version   Traverse_Bool  Traverse_FUns16, 2 of 4     Traverse_String "abc"
-//   | 65 78 61 6D       | 01 00 00 00      | 01           | 02 00 00 00 | 05 00 06 00 | 04 00 00 00 | 61 62
-//   63 00 |
-//
-// and in network byte order
-//   | 6D 61 78 65       | 00 00 00 01      | 01           | 00 00 00 02 | 00 05 00 06 | 00 00 00 04 | 61 62
-//   63 00 |
+//                              little-endian               network order
+//   Traverse_Tag, "exam"       65 78 61 6D                 6D 61 78 65
+//   Traverse_Version, 1        01 00 00 00                 00 00 00 01
+//   Traverse_Bool, true        01                          01
+//   Traverse_FUns16, 5 and 6   02 00 00 00 05 00 06 00     00 00 00 02 00 05 00 06
+//   Traverse_String, "abc"     04 00 00 00 61 62 63 00     00 00 00 04 61 62 63 00
+#include <tuple>
+
 #include "qz/traverse.h"
 #include "traverse/traverse_field_number.h"
 #include "traverse/traverse_field_text.h"
@@ -55,6 +56,11 @@ constexpr FieldMethods ReadRow() {
           NewMemory,
           nullptr};
 }
+
+template <TraverseType Type>
+using ElementOf =
+    std::tuple_element_t<static_cast<size_t>(Type),
+                         std::tuple<int8_t, int16_t, int32_t, uint8_t, uint16_t, uint32_t, float, double>>;
 
 // What the entry points have in common, for each family of numbers.
 
@@ -132,28 +138,29 @@ constexpr std::array<FieldMethods, kTraverseRowCount> iTraverse_FieldMethods = {
 
 // ---- numbers: the entry points of the four families, for one element type ------------------------
 
-#define QZ_NUMBER_FIELDS(Type, Value)                                                                 \
-  ErrorCode Traverse_##Type(Traverse* traverse, Value* value) {                                       \
-    return CallSingle(traverse, TraverseType::Type, value);                                           \
-  }                                                                                                   \
-  ErrorCode Traverse_N##Type(Traverse* traverse, uint32_t count, Value* array) {                      \
-    return CallFixed(traverse, TraverseType::Type, count, array);                                     \
-  }                                                                                                   \
-  ErrorCode Traverse_F##Type(Traverse* traverse, uint32_t capacity, uint32_t* count, Value* buffer) { \
-    return CallCounted(traverse, TraverseType::Type, capacity, count, buffer);                        \
-  }                                                                                                   \
-  ErrorCode Traverse_B##Type(Traverse* traverse, uint32_t* count, Value** array) {                    \
-    return CallAllocated(traverse, TraverseType::Type, count, array);                                 \
+#define QZ_NUMBER_FIELDS(Type)                                                                             \
+  ErrorCode Traverse_##Type(Traverse* traverse, ElementOf<TraverseType::Type>* value) {                    \
+    return CallSingle(traverse, TraverseType::Type, value);                                                \
+  }                                                                                                        \
+  ErrorCode Traverse_N##Type(Traverse* traverse, uint32_t count, ElementOf<TraverseType::Type>* array) {   \
+    return CallFixed(traverse, TraverseType::Type, count, array);                                          \
+  }                                                                                                        \
+  ErrorCode Traverse_F##Type(Traverse* traverse, uint32_t capacity, uint32_t* count,                       \
+                             ElementOf<TraverseType::Type>* buffer) {                                      \
+    return CallCounted(traverse, TraverseType::Type, capacity, count, buffer);                             \
+  }                                                                                                        \
+  ErrorCode Traverse_B##Type(Traverse* traverse, uint32_t* count, ElementOf<TraverseType::Type>** array) { \
+    return CallAllocated(traverse, TraverseType::Type, count, array);                                      \
   }
 
-QZ_NUMBER_FIELDS(Int8, int8_t)
-QZ_NUMBER_FIELDS(Int16, int16_t)
-QZ_NUMBER_FIELDS(Int32, int32_t)
-QZ_NUMBER_FIELDS(Uns8, uint8_t)
-QZ_NUMBER_FIELDS(Uns16, uint16_t)
-QZ_NUMBER_FIELDS(Uns32, uint32_t)
-QZ_NUMBER_FIELDS(Float32, float)
-QZ_NUMBER_FIELDS(Float64, double)
+QZ_NUMBER_FIELDS(Int8)
+QZ_NUMBER_FIELDS(Int16)
+QZ_NUMBER_FIELDS(Int32)
+QZ_NUMBER_FIELDS(Uns8)
+QZ_NUMBER_FIELDS(Uns16)
+QZ_NUMBER_FIELDS(Uns32)
+QZ_NUMBER_FIELDS(Float32)
+QZ_NUMBER_FIELDS(Float64)
 
 #undef QZ_NUMBER_FIELDS
 
