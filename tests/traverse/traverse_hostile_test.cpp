@@ -15,6 +15,7 @@
 
 // With the address sanitizer a gigabyte that nobody touches costs its marks in memory, and time. There the
 // system refuses what is over this; elsewhere it grants what it likes.
+extern "C" __attribute__((visibility("default"))) const char* __asan_default_options();
 extern "C" const char* __asan_default_options() {
   return "allocator_may_return_null=1:max_allocation_size_mb=64";
 }
