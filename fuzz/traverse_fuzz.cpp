@@ -19,7 +19,7 @@
 
 // A count that promises gigabytes is answered with "out of memory", as small machines answer it.
 extern "C" const char* __asan_default_options() {
-  return "allocator_may_return_null=1:max_allocation_size_mb=16";
+  return "allocator_may_return_null=1:max_allocation_size_mb=64";
 }
 
 namespace {
