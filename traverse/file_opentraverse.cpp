@@ -14,17 +14,14 @@ namespace {
 
 constexpr uint32_t kReadBufferSize = 4096;
 constexpr uint32_t kModeNumberMask = 0x0F;
-constexpr uint32_t kReadMode = 1;
-constexpr uint32_t kWriteMode = 2;
-constexpr uint32_t kAppendMode = 8;
 
 bool IsOnlyRead(uint32_t mode) {
-  return (mode & kModeNumberMask) == kReadMode;
+  return (mode & kModeNumberMask) == FileMode_Read;
 }
 
 bool IsOnlyWritten(uint32_t mode) {
   const uint32_t number = mode & kModeNumberMask;
-  return number == kWriteMode || number == kAppendMode;
+  return number == FileMode_Write || number == FileMode_Append;
 }
 
 // A context over the file, which it takes over; null leaves the file to the caller.

@@ -65,13 +65,13 @@ typedef void (*TraverseDescribe)(Traverse* traverse, void* argument);
  * is read or written. After null it remains the caller's. */
 QZ_API Traverse* Traverse_New(int32_t networkOrder, Stream* stream);
 
-/* Opens a file (File_Open, with its modes) and returns a context over it, owned, in *traverse (free with
- * Traverse_Delete, which also closes the file); null after a failure. Numbers are little-endian.
+/* Opens a file (File_Open, with its modes, enum FileMode) and returns a context over it, owned, in *traverse
+ * (free with Traverse_Delete, which also closes the file); null after a failure. Numbers are little-endian.
  * file: null, or receives the open file, which stays the context's; null after a failure.
- * A file that is only read (modes 1 and 17) is read through a buffer of 4096 bytes: Traverse_GetStream gives
+ * A file that is only read (FileMode_Read) is read through a buffer of 4096 bytes: Traverse_GetStream gives
  * the buffer's stream, and the file's own position is not defined until Traverse_Delete. For a file that is
- * only written (2, 8, 18 and 24) up to 4096 bytes are gathered and written by the outermost End; when they
- * cannot be written the error becomes Error_Ended. A file for update is not buffered.
+ * only written (FileMode_Write, FileMode_Append) up to 4096 bytes are gathered and written by the outermost
+ * End; when they cannot be written the error becomes Error_Ended. A file for update is not buffered.
  * Error_None; Error_Memory, also when the context cannot be made, the file is closed then; Error_Invalid when
  * traverse or name is null; else what File_Open gives. */
 QZ_API ErrorCode File_OpenTraverse(const char* name, uint32_t mode, File** file, Traverse** traverse);
