@@ -501,6 +501,12 @@ TEST(TraverseArrays, AreRefused_WhenTheirBytesCannotBeCounted) {
   uint32_t* numbers = nullptr;
   EXPECT_EQ(Traverse_BUns32(quarter.In(TraverseMode_Read), &count, &numbers), Error_Memory)
       << "0x40000001 times 4 is 4 in 32 bits";
+  // Refused before the system is asked: it may well grant them.
+  Context exact("00 00 00 20");
+  iMemory_FailAllocation(100);
+  EXPECT_EQ(Traverse_BFloat64(exact.In(TraverseMode_Read), &count, &array), Error_Memory);
+  EXPECT_EQ(iMemory_AllocationsUntilFailure(), 100);
+  iMemory_FailAllocation(0);
   double one = 0;
   for (const TraverseMode mode : {TraverseMode_Init, TraverseMode_Read, TraverseMode_Write}) {
     Context fixed("00");
