@@ -111,7 +111,7 @@ inline bool iTraverse_IsStopped(const Traverse& traverse) {
 
 // The rule by which every field but Raw calls its method. isUsable: the pointers of the call can be worked
 // with; they are looked at only where there is a method.
-// Kept: a method that succeeds takes an Error_Exceed of before away; readers of later fields go on.
+// Kept: a method that succeeds takes an Error_Exceed of before away; readers of later fields continue.
 template <typename Method, typename... Arguments>
 ErrorCode iTraverse_Call(Traverse& traverse, bool isUsable, Method method, Arguments... arguments) {
   if (iTraverse_IsStopped(traverse)) return traverse.error;
