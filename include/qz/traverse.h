@@ -220,7 +220,7 @@ QZ_API ErrorCode Traverse_BFloat64(Traverse* traverse, uint32_t* count, double**
  * bytes, then both. Init and Delete make it empty. Write writes the whole text, whatever size is. Read works
  * as F does with size for the capacity: a text that needs fewer bytes than size gives Error_None; one that
  * needs exactly size gives Error_Exceed, with all of it in the buffer; a longer one fills the buffer without
- * a terminator and skips on. A text that comes short is terminated when there is room. */
+ * a terminator and skips as F does. A text that comes short is terminated when there is room. */
 QZ_API ErrorCode Traverse_String(Traverse* traverse, uint32_t size, char* buffer);
 
 /* A text in a block of its own, *text, or null for none. On the stream as Traverse_String; none is the length
