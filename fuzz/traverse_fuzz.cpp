@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "os/core/memory_internal.h"
+#include "os/core/memory_testing.h"
 #include "qz/error.h"
 #include "qz/memory.h"
 #include "qz/traverse.h"

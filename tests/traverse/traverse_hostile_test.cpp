@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "os/core/memory_internal.h"
+#include "os/core/memory_testing.h"
 #include "qz/memory.h"
 #include "tests/support/fail_allocation.h"
 #include "tests/traverse/example_record.h"

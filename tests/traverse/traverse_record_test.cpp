@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "os/core/memory_internal.h"
+#include "os/core/memory_testing.h"
 #include "qz/memory.h"
 #include "tests/traverse/traverse_fixture.h"
 

@@ -4,7 +4,7 @@
 #include <cstring>
 #include <string>
 
-#include "os/core/memory_internal.h"
+#include "os/core/memory_testing.h"
 #include "qz/memory.h"
 #include "tests/traverse/example_record.h"
 #include "tests/traverse/traverse_fixture.h"
