@@ -345,6 +345,19 @@ TEST(TraverseFBString, GivesEnded_WhenItCannotBeWritten) {
   EXPECT_EQ(context.Written(), "");
 }
 
+TEST(TraverseFBString, WritesNothingBehindAShortWrite) {
+  char a[] = "a";
+  char* texts[2] = {a, a};
+  uint32_t count = 2;
+  for (const bool isPrefixShort : {true, false}) {
+    Context context;
+    if (!isPrefixShort) context.bytes().Takes(4);
+    context.bytes().Takes(3);
+    EXPECT_EQ(Traverse_FBString(context.In(TraverseMode_Write), 2, &count, texts), Error_Ended);
+    EXPECT_EQ(context.Written(), isPrefixShort ? "02 00 00" : "02 00 00 00 02 00 00");
+  }
+}
+
 TEST(TraverseFBString, IsClearedWholeInInit) {
   Context context;
   char unowned = 0;
