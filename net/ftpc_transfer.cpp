@@ -181,8 +181,6 @@ ErrorCode iFTPc_EndTransferUntil(FTPc* connection, uint64_t giveUpAtMilliseconds
   if (connection->isOutOfStep) return Error_Ended;
   status = iFTPc_ReadReplyUntil(connection, giveUpAtMilliseconds, reply);
   if (status != Error_None) return status;
-  // A preliminary reply announces another one.
-  if (reply->replyClass == kFTPClass_Preliminary) connection->isOutOfStep = true;
   return reply->replyClass == kFTPClass_Completed ? Error_None : Error_Invalid;
 }
 

@@ -57,19 +57,6 @@ TEST_F(FTPcData, GivesInvalid_WhenTheFinalReplyIsOfAnotherClass) {
   }
 }
 
-// A preliminary reply announces another, which the next command would take for its own.
-TEST_F(FTPcData, EndsTheConnection_WhenTheFinalReplyIsPreliminary) {
-  ScriptedServer server({AfterLogin(
-      {ftp::Passive(), ftp::Started("RETR /a"), {DataSend("hello"), DataClose(), SendLine("150 again")}})});
-  ftp::Client client(server.port());
-  TestStream local;
-  EXPECT_EQ(FTPc_Retrieve(client, "/a", local.stream(), nullptr, &client.reply), Error_Invalid);
-  EXPECT_EQ(client.reply.code, 150);
-  EXPECT_EQ(FTPc_DeleteFile(client, "/b", &client.reply), Error_Ended);
-  FTPc_Delete(client.Release());
-  server.Finish();
-}
-
 TEST_F(FTPcData, GivesEnded_WhenTheControlConnectionEndsInstead) {
   ScriptedServer server({ftp::Join({ftp::Login(),
                                     ftp::Passive(),
