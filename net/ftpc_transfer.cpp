@@ -16,10 +16,6 @@ constexpr const char* kRetrieve = "RETR";
 constexpr const char* kStore = "STOR";
 constexpr const char* kStoreUnique = "STOU";
 
-constexpr int32_t kShutdownSending = 1;
-constexpr int32_t kShutdownBoth = 2;
-constexpr int32_t kSeekFromStart = 0;
-
 // How often an upload's end looks at the control connection while it waits for the data connection.
 constexpr uint32_t kDrainSliceMicroseconds = 50000;
 
@@ -90,7 +86,7 @@ bool HasPeerEnded(Sock* data) {
 // After the last byte of an upload: deleting the socket at once would drop what is still under way. The
 // server ends the data connection, or replies, when it has everything.
 void Drain(FTPc* connection, Sock* data) {
-  if (Sock_Shutdown(data, kShutdownSending) != Error_None) return;
+  if (Sock_Shutdown(data, SockShutdown_Send) != Error_None) return;
   const uint64_t start = platform::MonotonicMilliseconds();
   while (platform::MonotonicMilliseconds() - start < iSock_GetWaitMilliseconds()) {
     if (HasPeerEnded(data) || iFTPc_AwaitReply(connection, 0)) return;
@@ -98,7 +94,7 @@ void Drain(FTPc* connection, Sock* data) {
 }
 
 void CloseData(Stream* data) {
-  Sock_Shutdown(SocketOf(data), kShutdownBoth);
+  Sock_Shutdown(SocketOf(data), SockShutdown_Both);
   Stream_Delete(data);
 }
 
@@ -138,7 +134,7 @@ ErrorCode Send(FTPc* connection, Stream* data, Stream* source, uint32_t limit, u
 
 void SeekToStart(Stream* stream) {
   Stream* file = Stream_FindType(stream, StreamType_File);
-  if (file != nullptr) File_Seek(reinterpret_cast<File*>(file), kSeekFromStart, 0);
+  if (file != nullptr) File_Seek(reinterpret_cast<File*>(file), FileSeek_Start, 0);
 }
 
 ErrorCode PrepareWhole(const Stream* stream, uint32_t* count, Reply* reply) {

@@ -18,7 +18,6 @@ using std::string_view;
 
 constexpr uint32_t kMaximumPort = 65535;
 constexpr size_t kHostSize = 1024;
-constexpr int32_t kShutdownBoth = 2;
 
 using OwnedConnection = Owned<HTTPc, HTTPc_Close>;
 
@@ -151,7 +150,7 @@ ErrorCode HTTPc_GetError(HTTPc* connection) {
 
 ErrorCode HTTPc_Close(HTTPc* connection) {
   if (connection == nullptr) return Error_Invalid;
-  if (Sock* sock = SocketOf(connection); sock != nullptr) Sock_Shutdown(sock, kShutdownBoth);
+  if (Sock* sock = SocketOf(connection); sock != nullptr) Sock_Shutdown(sock, SockShutdown_Both);
   if (connection->stream != nullptr) Stream_Delete(connection->stream);
   Memory_Delete(connection);
   return Error_None;

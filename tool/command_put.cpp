@@ -16,8 +16,6 @@
 namespace tool {
 namespace {
 
-constexpr int kShutdownSending = 1;
-
 class Upload {
  public:
   Upload(const std::string& file, const Address& address, const Options& options, Reporter* reporter)
@@ -93,7 +91,7 @@ class Upload {
                       "\"" + name_ + "\" was truncated during the transfer; send it again with --restart"};
       }
       // Closing a socket drops unsent data, so the server closes first.
-      Sock_Shutdown(reinterpret_cast<Sock*>(Stream_FindType(stream, StreamType_Sock)), kShutdownSending);
+      Sock_Shutdown(reinterpret_cast<Sock*>(Stream_FindType(stream, StreamType_Sock)), SockShutdown_Send);
       if (status == Error_None) WaitForPeerClose(stream, options_);
     } catch (...) {
       Stream_Delete(stream);

@@ -21,7 +21,6 @@ namespace {
 
 constexpr const char* kAnonymousUser = "anonymous";
 constexpr const char* kAnonymousPassword = "qz@";
-constexpr int kShutdownBoth = 2;
 
 std::string PasswordFor(const std::string& user, const Address& address, const Options& options) {
   if (options.password) return *options.password;
@@ -294,7 +293,7 @@ ErrorCode FTPSession::AwaitFinalReply(Reply* reply) {
 
 void FTPSession::EndTransfer(Stream* stream) {
   Stream* socket = Stream_FindType(stream, StreamType_Sock);
-  Sock_Shutdown(reinterpret_cast<Sock*>(socket), kShutdownBoth);
+  Sock_Shutdown(reinterpret_cast<Sock*>(socket), SockShutdown_Both);
   Stream_Delete(stream);
   Reply reply{};
   const ErrorCode status = AwaitFinalReply(&reply);
