@@ -2,6 +2,8 @@
 #ifndef QZ_QZ_H
 #define QZ_QZ_H
 
+#include "qz/configlabel.h"
+#include "qz/configspec.h"
 #include "qz/directory.h"
 #include "qz/error.h"
 #include "qz/export.h"
