@@ -75,9 +75,8 @@ QZ_API ErrorCode Config_Read(Config* config, const char* path);
  * followed; the file's permissions are kept. What is not an ordinary file (a device, a pipe) is written
  * directly. Line ends are the system's.
  *
- * Error_None; Error_Memory, when nothing was opened; what File_Open gives, for the file or the new one;
- * Error_Exceed when the name is too long; Error_Fail when writing, closing or replacing fails; Error_Invalid
- * for a null path. */
+ * Error_None; Error_Memory; what File_Open gives for the file or the new one; Error_Fail when writing,
+ * closing or replacing fails; Error_Invalid for a null path. */
 QZ_API ErrorCode Config_Write(Config* config, const char* path);
 
 /* ---- adding and removing ---- */

@@ -54,6 +54,23 @@ ErrorCode iFile_CloseComplete(File* file);
 // more of the line, or the file has ended. isCut is unchanged after a failure.
 int32_t iFile_ScanPiece(File* file, int32_t size, char* buffer, bool* isCut);
 
+// A file that is written anew. The bytes go to a file in the same folder, which replaces the old one when it
+// is complete: until then the old one is untouched. A link is followed, permissions are kept. What is not an
+// ordinary file (a device, a pipe) is written directly.
+struct FileReplacement {
+  File* file;                  // to be written
+  char target[kFileNameSize];  // what it replaces
+  char beside[kFileNameSize];  // where it stands until then; empty when it is written directly
+};
+
+// mode: as iFile_OpenNew. Error_None, and then one of the other two is due; else what File_Open gives, and
+// nothing is left over.
+ErrorCode iFile_BeginReplacement(const char* name, uint32_t mode, FileReplacement* replacement);
+// Puts the file in its place. Error_None, or Error_Fail: then the old file is as it was, the new one gone.
+ErrorCode iFile_CompleteReplacement(FileReplacement* replacement);
+// Removes the new file.
+void iFile_AbandonReplacement(FileReplacement* replacement);
+
 // File_Seek and File_Tell without the 2 GiB limit; -1 on failure. seekMode: 0, 1 or 2.
 int64_t iFile_Seek64(File* file, int32_t seekMode, int64_t offset);
 int64_t iFile_Tell64(File* file);

@@ -55,6 +55,11 @@ bool RemoveLink(const char* name);
 // Never replaces what stands under the new name (SystemError_AlreadyExists or _FileExists);
 // SystemError_OtherVolume when that is on another volume.
 bool RenameWithoutReplacing(const char* from, const char* to);
+// Replaces a file that stands under the new name, in one step where the system can.
+bool RenameReplacing(const char* from, const char* to);
+// Where a link to a file leads, through all links behind it; a name that is no link stays as it is. Nothing
+// need stand there.
+bool FollowLink(const char* name, char (&target)[kNameSize]);
 // Copies contents, permissions and modification time of one ordinary file; never replaces. After success
 // LastSystemError is 0; after failure the new file is gone again.
 bool DuplicateFile(const char* from, const char* to);
@@ -90,6 +95,13 @@ int64_t SeekDescriptor(int descriptor, int64_t offset, int whence);
 // Cuts to length 0; the position stays.
 bool TruncateDescriptor(int descriptor);
 bool GetDescriptorInformation(int descriptor, FileInformation* information);
+// Whether an open file is one on a disk: no device, no pipe.
+bool IsOrdinaryFile(int descriptor);
+// Gives `to` the permissions of `from`, and its owner where this user may, where the system keeps them with
+// the file.
+bool KeepPermissions(int from, int to);
+// Waits until what was written is on the disk, as far as the system can tell.
+bool FlushToDisk(int descriptor);
 // Whether the name still leads to the open file. True where an open file cannot lose its name.
 bool NameLeadsToDescriptor(const char* name, int descriptor);
 

@@ -1,30 +1,12 @@
 // Zero-terminated text: tokens, trimming and integers.
 #include <cstring>
 
+#include "os/text/byteset_internal.h"
 #include "os/text/characterclass_internal.h"
 #include "os/text/string_internal.h"
 #include "qz/string.h"
 
 namespace {
-
-// A set of byte values; the terminator is never in it.
-class ByteSet {
- public:
-  explicit ByteSet(const char* members) {
-    if (members == nullptr) return;
-    for (; *members != 0; ++members) {
-      const uint8_t byte = static_cast<uint8_t>(*members);
-      words_[byte / 32] |= uint32_t{1} << (byte % 32);
-    }
-  }
-  bool Has(char c) const {
-    const uint8_t byte = static_cast<uint8_t>(c);
-    return (words_[byte / 32] >> (byte % 32) & 1) != 0;
-  }
-
- private:
-  uint32_t words_[8] = {};
-};
 
 bool IsDigit(char c) {
   return (iCharacter_Class(static_cast<uint8_t>(c)) & CharacterClass_Digit) != 0;

@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <string_view>
 
 #include "os/platform/posix/descriptor_posix.h"
 #include "os/platform/posix/filesystem_posix.h"
@@ -82,6 +83,27 @@ bool DuplicateOpenFile(int from, const char* to) {
   unlink(to);
   errno = firstError;
   return false;
+}
+
+bool CopyName(const char* name, char (&copy)[kNameSize]) {
+  const int length = snprintf(copy, kNameSize, "%s", name);
+  if (length >= 0 && static_cast<size_t>(length) < kNameSize) return true;
+  errno = ENAMETOOLONG;
+  return false;
+}
+
+// Replaces the name of a link by what the link says, which counts from the link's own directory.
+bool JoinLink(char (&name)[kNameSize], std::string_view link) {
+  const char* const slash = strrchr(name, '/');
+  const bool isAbsolute = !link.empty() && link.front() == '/';
+  const size_t directoryLength = isAbsolute || slash == nullptr ? 0 : static_cast<size_t>(slash + 1 - name);
+  if (directoryLength + link.size() >= kNameSize) {
+    errno = ENAMETOOLONG;
+    return false;
+  }
+  memcpy(name + directoryLength, link.data(), link.size());
+  name[directoryLength + link.size()] = '\0';
+  return true;
 }
 
 bool GetStatistics(const char* name, struct statvfs* statistics) {
@@ -179,6 +201,23 @@ bool RenameWithoutReplacing(const char* from, const char* to) {
   if (renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE) == 0) return true;
   if (errno != ENOSYS && errno != EINVAL) return false;
   return RenameInTwoSteps(from, to);
+}
+
+bool RenameReplacing(const char* from, const char* to) {
+  return rename(from, to) == 0;
+}
+
+bool FollowLink(const char* name, char (&target)[kNameSize]) {
+  constexpr int kMostLinks = 40;
+  if (!CopyName(name, target)) return false;
+  for (int i = 0; i < kMostLinks; ++i) {
+    char link[kNameSize];
+    const ssize_t length = readlink(target, link, sizeof link);
+    if (length < 0) return errno == EINVAL || errno == ENOENT;  // no link, or nothing there
+    if (!JoinLink(target, {link, static_cast<size_t>(length)})) return false;
+  }
+  errno = ELOOP;
+  return false;
 }
 
 bool DuplicateFile(const char* from, const char* to) {

@@ -117,6 +117,25 @@ bool GetDescriptorInformation(int descriptor, FileInformation* information) {
   return true;
 }
 
+bool IsOrdinaryFile(int descriptor) {
+  struct stat status;
+  return fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
+}
+
+bool KeepPermissions(int from, int to) {
+  struct stat status;
+  if (fstat(from, &status) != 0) return false;
+  // Only a privileged user may give a file away; for others it stays their own.
+  const bool isOwner = fchown(to, status.st_uid, status.st_gid) == 0;
+  constexpr mode_t kSetIdBits = S_ISUID | S_ISGID;
+  return fchmod(to, status.st_mode & 07777 & ~(isOwner ? 0 : kSetIdBits)) == 0;
+}
+
+bool FlushToDisk(int descriptor) {
+  if (fsync(descriptor) == 0) return true;
+  return errno == EINVAL || errno == ENOTSUP || errno == ENOSYS;  // this file system cannot tell
+}
+
 bool NameLeadsToDescriptor(const char* name, int descriptor) {
   struct stat named;
   struct stat opened;

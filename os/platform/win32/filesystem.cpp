@@ -3,6 +3,9 @@
 
 #include <windows.h>
 
+#include <cstdio>
+#include <cstring>
+
 #include "os/platform/win32/filesystem_win32.h"
 
 namespace platform {
@@ -48,6 +51,32 @@ bool CanOpenLinkItself(const char* name) {
   const bool isKnown = GetFileInformationByHandle(link, &opened) != 0;
   CloseHandle(link);
   return isKnown && (opened.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
+}
+
+// The name of an open file without links in it. Systems without links do not have the function.
+bool NameOfHandle(HANDLE file, char (&name)[kNameSize]) {
+  using Function = DWORD(WINAPI*)(HANDLE, char*, DWORD, DWORD);
+  const HMODULE kernel = GetModuleHandleA("KERNEL32.DLL");
+  const auto function = reinterpret_cast<Function>(
+      reinterpret_cast<void*>(GetProcAddress(kernel, "GetFinalPathNameByHandleA")));
+  const DWORD length = function != nullptr ? function(file, name, kNameSize, 0) : 0;
+  return length != 0 && length < kNameSize;
+}
+
+// Where a link leads to, in the form that other functions take: \\?\C:\dir is C:\dir.
+bool FinalName(const char* name, char (&target)[kNameSize]) {
+  constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+  const HANDLE file =
+      CreateFileA(name, 0, kShareAll, nullptr, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
+  if (file == INVALID_HANDLE_VALUE) return false;
+  char found[kNameSize];
+  const bool isFound = NameOfHandle(file, found);
+  CloseHandle(file);
+  if (!isFound) return false;
+  const bool isShare = strncmp(found, "\\\\?\\UNC\\", 8) == 0;
+  const bool isPlain = strncmp(found, "\\\\?\\", 4) != 0;
+  snprintf(target, kNameSize, "%s%s", isShare ? "\\\\" : "", found + (isShare ? 8 : isPlain ? 0 : 4));
+  return true;
 }
 
 bool RemoveDirectoryLink(const char* name) {
@@ -136,6 +165,18 @@ bool RemoveLink(const char* name) {
 
 bool RenameWithoutReplacing(const char* from, const char* to) {
   return MoveFileA(from, to) != 0;
+}
+
+bool RenameReplacing(const char* from, const char* to) {
+  return MoveFileExA(from, to, MOVEFILE_REPLACE_EXISTING) != 0;
+}
+
+bool FollowLink(const char* name, char (&target)[kNameSize]) {
+  FileInformation information;
+  if (GetInformation(name, &information) && information.isLink) return FinalName(name, target);
+  if (lstrlenA(name) < static_cast<int>(kNameSize)) return lstrcpynA(target, name, kNameSize) != nullptr;
+  SetLastError(ERROR_INVALID_NAME);
+  return false;
 }
 
 bool DuplicateFile(const char* from, const char* to) {

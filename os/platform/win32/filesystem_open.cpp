@@ -26,15 +26,14 @@ int OpenFlags(const OpenOptions& options) {
   return flags | (updates ? _O_RDWR : _O_WRONLY);
 }
 
+HANDLE HandleOf(int descriptor) {
+  return reinterpret_cast<HANDLE>(_get_osfhandle(descriptor));
+}
+
 // Cuts an old file only when all else has succeeded: a program has fewer C streams than descriptors.
 bool CutWhenOverwriting(int descriptor, const OpenOptions& options) {
   const bool isOld = options.mode[0] == 'w' && !options.mustBeNew;
-  const bool isOnDisk = GetFileType(reinterpret_cast<HANDLE>(_get_osfhandle(descriptor))) == FILE_TYPE_DISK;
-  return !isOld || !isOnDisk || _chsize(descriptor, 0) == 0;
-}
-
-HANDLE HandleOf(int descriptor) {
-  return reinterpret_cast<HANDLE>(_get_osfhandle(descriptor));
+  return !isOld || !IsOrdinaryFile(descriptor) || _chsize(descriptor, 0) == 0;
 }
 
 }  // namespace
@@ -92,6 +91,18 @@ bool GetDescriptorInformation(int descriptor, FileInformation* information) {
   const uint64_t size = (static_cast<uint64_t>(opened.nFileSizeHigh) << 32) | opened.nFileSizeLow;
   *information = {isDirectory, false, isDirectory ? 0 : size, UnitsOf(opened.ftLastWriteTime)};
   return true;
+}
+
+bool IsOrdinaryFile(int descriptor) {
+  return GetFileType(HandleOf(descriptor)) == FILE_TYPE_DISK;
+}
+
+bool KeepPermissions(int, int) {
+  return true;  // they come from the folder
+}
+
+bool FlushToDisk(int descriptor) {
+  return _commit(descriptor) == 0;
 }
 
 bool NameLeadsToDescriptor(const char*, int) {

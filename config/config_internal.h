@@ -1,0 +1,124 @@
+// A document: its chain of records, and the indexes beside it.
+//
+//   config.first                                                  (all records, in the order of the file)
+//     |
+//     v
+//   section "" --> line a --> comment --> line b --> section S --> line a --> null
+//     |  |                                 ^           |  |          ^
+//     |  +--- last ------------------------+           |  +-- last --+
+//     +-- keys: a, b                                   +-- keys: a
+//
+//   config.sections: S (the first section is not indexed when it has no fields)
+//
+// A section's records are those from behind it up to its `last`; `last` is null when there are none. Records
+// also lead back, so that one is removed without walking the chain.
+//
+// The lines of a section with equal keys are a ring in the order in which they were added; the key index
+// holds the one added last, and the next in the ring is the first.
+//
+//   keys[a] --> line 3 --> line 1 --> line 2 --+
+//                 ^                            |
+//                 +----------------------------+
+#pragma once
+
+#include <cstdint>
+
+#include "qz/config.h"
+#include "qz/ptrie.h"
+
+// The longest line that is taken apart, in bytes.
+constexpr uint32_t kConfigLineLength = 4096;
+
+enum ConfigCode : uint32_t {
+  ConfigCode_Comment = 0x636E6663,  // "cnfc"
+  ConfigCode_Line = 0x636E6674,     // "cnft"
+  ConfigCode_Section = 0x636E6673,  // "cnfs"
+};
+
+// What every record begins with. A record is one block that holds its texts too.
+struct ConfigRecord {
+  uint32_t code;
+  ConfigRecord* next;
+  ConfigRecord* previous;
+};
+
+struct ConfigComment : ConfigRecord {
+  char text[1];  // as long as it is
+};
+
+// The fields of a data line or a header, and the comment behind them.
+struct ConfigFields {
+  char* comment;  // null for none
+  uint32_t count;
+  char** fields;
+};
+
+struct ConfigLine : ConfigRecord {
+  ConfigLine* nextOfKey;
+  ConfigLine* previousOfKey;
+  ConfigSection* section;
+  ConfigFields content;
+};
+
+struct ConfigSection : ConfigRecord {
+  ConfigRecord* last;  // null when there are no lines and comments
+  PTrie* keys;
+  uint32_t lineCount;
+  ConfigFields content;
+};
+
+struct Config {
+  ConfigSpec* spec;
+  ConfigSection* first;
+  PTrie* sections;
+};
+
+struct ConfigParsed;
+
+// ---- records (config_record.cpp) ---------------------------------------------------------------
+
+// New records, in no chain; null when memory runs out. What they are made of is copied.
+ConfigLine* iConfig_NewLine(const ConfigParsed& parsed);
+ConfigSection* iConfig_NewSection(const ConfigParsed& parsed);
+// A section without header.
+ConfigSection* iConfig_NewFirstSection();
+// The text; with a reason: the marker, the reason and the text, a space between them.
+ConfigComment* iConfig_NewComment(const char* marker, const char* reason, const char* text);
+
+// Frees a record that is in no chain; a section with its index, but without its lines. One of an unknown code
+// is reported and not freed. Null is ignored.
+void iConfig_DeleteRecord(ConfigRecord* record);
+
+// Frees the records from `first` to the end of their chain.
+void iConfig_DeleteChain(ConfigRecord* first);
+
+// The fields of a line or a header.
+const ConfigFields& iConfig_ContentOf(const ConfigRecord& record);
+
+// ---- adding (config_edit.cpp) ------------------------------------------------------------------
+
+// What becomes of a line whose key its section has, where the spec wants unique lines.
+enum class ConfigDuplicate { KeepsOld, ReplacesOld };
+
+// Takes one line of text (at most kConfigLineLength bytes, else Error_Exceed) apart and adds what it is
+// behind *current; a header changes *current. *line receives a new data line, or null. After a failure the
+// document is as it was.
+ErrorCode iConfig_AddText(Config* config, const char* text, ConfigDuplicate duplicate,
+                          ConfigSection** current, ConfigLine** line);
+
+// Adds a comment or a header, and takes it over. After a failure it is still the caller's. Another code is
+// reported: Error_Invalid.
+ErrorCode iConfig_AddRecord(Config* config, ConfigRecord* record, ConfigSection** current);
+
+// ---- keys --------------------------------------------------------------------------------------
+
+// A key as a section's index holds it, and a section's name as the index of sections holds it.
+struct ConfigKey {
+  uint16_t length;
+  char bytes[kConfigLineLength + 1];
+};
+
+// In lower case unless the spec is case sensitive. False when the text is longer than any key.
+bool iConfig_MakeKey(const ConfigSpec& spec, const char* text, ConfigKey* key);
+// As it is.
+bool iConfig_MakeName(const char* text, ConfigKey* key);

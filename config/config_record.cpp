@@ -1,0 +1,111 @@
+// The records of a document. Each is one block:
+//
+//   comment   | code next previous | text ... 0
+//   line      | code next previous | ring, section | content | field pointers | texts
+//   section   | code next previous | last, keys, count | content | field pointers | texts
+#include <cstring>
+
+#include "config/config_internal.h"
+#include "config/config_parse.h"
+#include "os/core/memory_internal.h"
+#include "qz/error.h"
+#include "qz/memory.h"
+
+namespace {
+
+// A block for a record with its field pointers and texts behind it, everything copied.
+template <typename Record>
+Record* NewWithContent(ConfigCode code, const ConfigParsed& parsed) {
+  const size_t pointersSize = parsed.content.count * sizeof(char*);
+  auto* record = static_cast<Record*>(iMemory_NewCleared(sizeof(Record) + pointersSize + parsed.textsSize));
+  if (record == nullptr) return nullptr;
+  auto** const fields = reinterpret_cast<char**>(record + 1);
+  char* const texts = reinterpret_cast<char*>(fields + parsed.content.count);
+  memcpy(texts, parsed.texts, parsed.textsSize);
+  for (uint32_t i = 0; i < parsed.content.count; ++i) {
+    fields[i] = texts + (parsed.content.fields[i] - parsed.texts);
+  }
+  const char* const comment = parsed.content.comment;
+  record->code = code;
+  record->content = {comment != nullptr ? texts + (comment - parsed.texts) : nullptr, parsed.content.count,
+                     fields};
+  return record;
+}
+
+ConfigSection* GiveIndex(ConfigSection* section) {
+  if (section == nullptr) return nullptr;
+  section->keys = PTrie_New(nullptr);
+  if (section->keys != nullptr) return section;
+  Memory_Delete(section);
+  return nullptr;
+}
+
+char* Append(char* end, const char* text) {
+  const size_t length = strlen(text);
+  memcpy(end, text, length + 1);
+  return end + length;
+}
+
+}  // namespace
+
+ConfigLine* iConfig_NewLine(const ConfigParsed& parsed) {
+  return NewWithContent<ConfigLine>(ConfigCode_Line, parsed);
+}
+
+ConfigSection* iConfig_NewSection(const ConfigParsed& parsed) {
+  return GiveIndex(NewWithContent<ConfigSection>(ConfigCode_Section, parsed));
+}
+
+ConfigSection* iConfig_NewFirstSection() {
+  auto* section = static_cast<ConfigSection*>(iMemory_NewCleared(sizeof(ConfigSection)));
+  if (section == nullptr) return nullptr;
+  section->code = ConfigCode_Section;
+  return GiveIndex(section);
+}
+
+ConfigComment* iConfig_NewComment(const char* marker, const char* reason, const char* text) {
+  const size_t prefixLength = reason != nullptr ? strlen(marker) + strlen(reason) + 2 : 0;
+  auto* comment =
+      static_cast<ConfigComment*>(iMemory_NewCleared(sizeof(ConfigComment) + prefixLength + strlen(text)));
+  if (comment == nullptr) return nullptr;
+  comment->code = ConfigCode_Comment;
+  char* end = comment->text;
+  if (reason != nullptr) {
+    end = Append(end, marker);
+    end = Append(end, " ");
+    end = Append(end, reason);
+    end = Append(end, " ");
+  }
+  Append(end, text);
+  return comment;
+}
+
+void iConfig_DeleteRecord(ConfigRecord* record) {
+  if (record == nullptr) return;
+  switch (record->code) {
+    case ConfigCode_Section:
+      PTrie_Delete(static_cast<ConfigSection*>(record)->keys);
+      break;
+    case ConfigCode_Line:
+    case ConfigCode_Comment:
+      break;
+    default:
+      Error("%s", "Invalid config line!");
+      return;
+  }
+  Memory_Delete(record);
+}
+
+void iConfig_DeleteChain(ConfigRecord* first) {
+  while (first != nullptr) {
+    ConfigRecord* const next = first->next;
+    iConfig_DeleteRecord(first);
+    first = next;
+  }
+}
+
+const ConfigFields& iConfig_ContentOf(const ConfigRecord& record) {
+  const bool isSection = record.code == ConfigCode_Section;
+  return isSection ? static_cast<const ConfigSection&>(record).content
+                   : static_cast<const ConfigLine&>(record).content;
+}
