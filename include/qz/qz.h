@@ -2,6 +2,7 @@
 #ifndef QZ_QZ_H
 #define QZ_QZ_H
 
+#include "qz/config.h"
 #include "qz/configlabel.h"
 #include "qz/configspec.h"
 #include "qz/directory.h"

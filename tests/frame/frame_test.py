@@ -34,7 +34,7 @@ HEADER_LAYER = {
     "hash": "containers", "ptrie": "containers", "stack": "containers",
     "stream": "stream", "memorystream": "stream", "readbufferstream": "stream", "sizestream": "stream",
     "traverse": "traverse",
-    "configspec": "config", "configlabel": "config",
+    "config": "config", "configspec": "config", "configlabel": "config",
     "sock": "net", "remoteaccess": "net", "telnet": "net", "url": "net", "ftpc": "net", "httpc": "net",
     "reply": "net",
     "qz": "none",  # all of them; the library's own files name what they use
