@@ -268,6 +268,7 @@ ErrorCode AddLine(Config* config, const char* text, const ConfigParsed& parsed, 
 
 bool iConfig_MakeName(const char* text, ConfigKey* key) {
   const size_t length = strnlen(text, kConfigLineLength + 1);
+  key->length = 0;
   if (length > kConfigLineLength) return false;
   key->length = static_cast<uint16_t>(length);
   memcpy(key->bytes, text, length);

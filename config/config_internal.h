@@ -118,7 +118,7 @@ struct ConfigKey {
   char bytes[kConfigLineLength + 1];
 };
 
-// In lower case unless the spec is case sensitive. False when the text is longer than any key.
+// In lower case unless the spec is case sensitive. False, and an empty key, when the text is longer than any.
 bool iConfig_MakeKey(const ConfigSpec& spec, const char* text, ConfigKey* key);
 // As it is.
 bool iConfig_MakeName(const char* text, ConfigKey* key);
