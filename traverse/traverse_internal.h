@@ -139,7 +139,7 @@ void iTraverse_FreeBlocks(Stack* allocations);
 
 // ---- bytes -------------------------------------------------------------------------------------
 
-// Both give how many bytes were moved; 0 without a stream.
+// Both give how many bytes were moved, never more than count; 0 without a stream.
 uint32_t iTraverse_ReadBytes(Traverse& traverse, uint32_t count, void* buffer);
 uint32_t iTraverse_WriteBytes(Traverse& traverse, uint32_t count, const void* buffer);
 

@@ -11,10 +11,15 @@ namespace {
 
 constexpr uint32_t kSkipPieceSize = 2048;
 
+// A stream of an application's own may claim to have taken more than it was given.
+uint32_t WriteToStream(Traverse& traverse, uint32_t count, const void* buffer) {
+  return std::min(Stream_Write(traverse.stream, count, buffer), count);
+}
+
 bool WriteGathered(Traverse& traverse) {
   const uint32_t count = traverse.gatheredCount;
   traverse.gatheredCount = 0;  // what could not be written is lost, as without gathering
-  return count == 0 || Stream_Write(traverse.stream, count, traverse.gathered) == count;
+  return count == 0 || WriteToStream(traverse, count, traverse.gathered) == count;
 }
 
 bool MayGather(const Traverse& traverse) {
@@ -24,14 +29,16 @@ bool MayGather(const Traverse& traverse) {
 }  // namespace
 
 uint32_t iTraverse_ReadBytes(Traverse& traverse, uint32_t count, void* buffer) {
-  return count == 0 ? 0 : Stream_Read(traverse.stream, count, buffer);
+  if (count == 0) return 0;
+  // It may claim to have given more, too.
+  return std::min(Stream_Read(traverse.stream, count, buffer), count);
 }
 
 uint32_t iTraverse_WriteBytes(Traverse& traverse, uint32_t count, const void* buffer) {
   if (count == 0) return 0;
-  if (!MayGather(traverse)) return Stream_Write(traverse.stream, count, buffer);
+  if (!MayGather(traverse)) return WriteToStream(traverse, count, buffer);
   if (count > kTraverseGatherSize - traverse.gatheredCount && !WriteGathered(traverse)) return 0;
-  if (count > kTraverseGatherSize) return Stream_Write(traverse.stream, count, buffer);
+  if (count > kTraverseGatherSize) return WriteToStream(traverse, count, buffer);
   Memory_Copy(buffer, traverse.gathered + traverse.gatheredCount, count);
   traverse.gatheredCount += count;
   return count;

@@ -69,6 +69,8 @@ class TestStream {
   void SetAvailable(uint32_t count) { fixedAvailable_ = count; }
   // A read claims this many bytes, whatever it gave.
   void SetClaim(uint32_t count) { fixedClaim_ = count; }
+  // A write claims this many bytes, whatever it took.
+  void SetWriteClaim(uint32_t count) { fixedWriteClaim_ = count; }
   void SetDeleteStatus(ErrorCode status) { deleteStatus_ = status; }
 
   Stream* stream() { return &record_.stream; }
@@ -157,7 +159,7 @@ class TestStream {
     const uint32_t length = self.Take(count);
     self.written_.append(static_cast<const char*>(buffer), length);
     self.takenSizes_.push_back(length);
-    return length;
+    return self.fixedWriteClaim_.value_or(length);
   }
 
   uint32_t Take(uint32_t count) {
@@ -190,6 +192,7 @@ class TestStream {
   std::optional<ErrorCode> fixedError_;
   std::optional<uint32_t> fixedAvailable_;
   std::optional<uint32_t> fixedClaim_;
+  std::optional<uint32_t> fixedWriteClaim_;
   std::string written_;
   std::vector<uint32_t> takenSizes_;
   std::vector<uint32_t> readSizes_;

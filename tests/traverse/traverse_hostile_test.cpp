@@ -141,6 +141,57 @@ TEST(TraverseHostile, SurvivesTheLargestCount) {
   }
 }
 
+// Where the counts and lengths of the example stand.
+constexpr size_t kCountPlaces[] = {41, 53, 61, 69, 76, 80, 84, 90, 94, 98, 103};
+
+TEST(TraverseHostile, GivesACleanFailure_WhicheverCountIsTooLarge) {
+  const std::vector<ErrorCode> clean = {Error_Memory, Error_Ended};
+  for (const Order order : kOrders) {
+    const std::string whole = ValidBytes(order);
+    ExampleRecord record;
+    const int64_t before = iMemory_CountLive();
+    for (const size_t place : kCountPlaces) {
+      const auto left = static_cast<uint32_t>(whole.size() - place - 4);
+      for (const uint32_t count : {left + 1, 0x10000u, 0x40000001u, 0x7FFFFFFFu, 0x80000000u, 0xFFFFFF00u}) {
+        std::string damaged = whole;
+        for (size_t i = 0; i < 4; ++i)
+          damaged[place + (order == Order::Plain ? i : 3 - i)] = static_cast<char>(count >> 8 * i);
+        const ErrorCode status = ReadRecord(damaged, order, &record);
+        EXPECT_NE(std::find(clean.begin(), clean.end(), status), clean.end())
+            << status << " for " << count << " at " << place;
+        ASSERT_EQ(iMemory_CountLive(), before) << count << " at " << place;
+      }
+    }
+    ExpectUsable(order, &record);
+  }
+}
+
+// A stream that says it moved more than it was asked to has moved what was asked, for every kind of field.
+TEST(TraverseHostile, TakesNoMoreThanItAskedFor_WhenAStreamClaimsMore) {
+  Context reader("61 62 63 64");
+  reader.bytes().SetClaim(9);
+  char bytes[8] = "#######";
+  EXPECT_EQ(Traverse_Raw(reader.In(TraverseMode_Read), 4, bytes), 4);
+  EXPECT_EQ(reader.error(), Error_None);
+  EXPECT_STREQ(bytes, "abcd###");
+
+  for (const Order order : kOrders) {
+    ExampleRecord record;
+    Traverse_DataInit(nullptr, DescribeExample, &record);
+    Context context(Hex(ValidBytes(order)), order);
+    context.bytes().SetClaim(0xFFFFFFFF);
+    EXPECT_EQ(Traverse_DataRead(context.traverse(), DescribeExample, &record), Error_None);
+    EXPECT_STREQ(record.text, "abc");
+    EXPECT_EQ(context.Rest(), "");
+    Context writer("", order);
+    writer.bytes().SetWriteClaim(0xFFFFFFFF);
+    EXPECT_EQ(Traverse_DataWrite(writer.traverse(), DescribeExample, &record), Error_None);
+    EXPECT_EQ(writer.bytes().written().size(), 137u);
+    EXPECT_EQ(Traverse_Raw(writer.In(TraverseMode_Write), 3, bytes), 3);
+    Traverse_DataDelete(nullptr, DescribeExample, &record);
+  }
+}
+
 TEST(TraverseHostile, GivesEnded_WhenAReadBringsLessThanAsked) {
   for (const Order order : kOrders) {
     const std::string whole = ValidBytes(order);
