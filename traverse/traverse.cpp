@@ -120,7 +120,8 @@ void Traverse_SetMode(Traverse* traverse, int32_t mode) {
 }
 
 int32_t Traverse_GetMode(const Traverse* traverse) {
-  return traverse != nullptr ? kModeOfRow[traverse->row] : int32_t{Error_Invalid};
+  if (traverse == nullptr) return Error_Invalid;
+  return traverse->row < kTraverseRowCount ? kModeOfRow[traverse->row] : TraverseMode_Init;
 }
 
 Stream* Traverse_GetStream(Traverse* traverse) {

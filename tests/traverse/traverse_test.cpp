@@ -24,8 +24,8 @@ constexpr TraverseMode kModes[] = {TraverseMode_Init, TraverseMode_New, Traverse
 TEST(TraverseNew, StartsInInitWithoutAnError) {
   TestStream script;
   Traverse* traverse = Traverse_New(0, script.stream());
-  EXPECT_EQ(Traverse_GetMode(traverse), 0);
-  EXPECT_EQ(Traverse_GetError(traverse), 0);
+  EXPECT_EQ(Traverse_GetMode(traverse), TraverseMode_Init);
+  EXPECT_EQ(Traverse_GetError(traverse), Error_None);
   EXPECT_EQ(Traverse_GetStream(traverse), script.stream());
   EXPECT_EQ(traverse->depth, 0u);
   EXPECT_EQ(traverse->database, nullptr);
@@ -109,6 +109,16 @@ TEST(TraverseGetMode, GivesThree_AfterAReadInNetworkOrder) {
   uint32_t value = 0;
   EXPECT_EQ(Traverse_Uns32(context.In(TraverseMode_Read), &value), Error_None);
   EXPECT_EQ(Traverse_GetMode(context.traverse()), 3);
+}
+
+TEST(TraverseGetMode, GivesInit_ForARowThatIsNone) {
+  Context context;
+  context.In(TraverseMode_Write);
+  for (const uint32_t row : {7u, 8u, UINT32_MAX}) {
+    context.traverse()->row = row;
+    EXPECT_EQ(Traverse_GetMode(context.traverse()), TraverseMode_Init);
+  }
+  context.In(TraverseMode_Init);
 }
 
 TEST(TraverseRows, AreReportedAndLeftAlone_WhenThereIsNoSuchRow) {
@@ -227,7 +237,7 @@ TEST(Traverse, RefusesNull) {
   const TraverseDescribe table[5] = {nothing, nothing, nothing, nothing, nothing};
   EXPECT_EQ(Traverse_GetMode(nullptr), Error_Invalid);
   EXPECT_EQ(Traverse_GetStream(nullptr), nullptr);
-  EXPECT_EQ(Traverse_SetError(nullptr, 3), Error_Invalid);
+  EXPECT_EQ(Traverse_SetError(nullptr, Error_Cancel), Error_Invalid);
   EXPECT_EQ(Traverse_GetError(nullptr), Error_Invalid);
   EXPECT_EQ(Traverse_Start(nullptr), nullptr);
   Traverse_End(nullptr);
@@ -333,6 +343,14 @@ TEST(TraverseStart, ReturnsTheTraverseAndGoesDeeper) {
   EXPECT_EQ(context.traverse()->depth, 0u) << "an End without a Start does nothing";
 }
 
+TEST(TraverseStart, GoesAsDeepAsWanted) {
+  Context context;
+  for (int i = 0; i < 100000; ++i) Traverse_Start(context.traverse());
+  EXPECT_EQ(context.traverse()->depth, 100000u);
+  for (int i = 0; i < 100000; ++i) Traverse_End(context.traverse());
+  EXPECT_EQ(context.traverse()->depth, 0u);
+}
+
 TEST(TraverseData, RunsBetweenStartAndEndInTheModeThatIsSet) {
   Context context("01");
   context.In(TraverseMode_Read);
@@ -408,6 +426,37 @@ TEST(TraverseDataInModes, RunInTheirModeAndRestoreTheTraverse) {
   }
 }
 
+TEST(TraverseDataInModes, RestoreTheMode_WhenTheirFunctionChangesIt) {
+  Context context("01 00 02", Order::Network);
+  context.In(TraverseMode_New);
+  uint8_t byte = 0;
+  uint16_t number = 0;
+  EXPECT_EQ(DataRead(context.traverse(),
+                     [&](Traverse* traverse) {
+                       Traverse_Uns8(traverse, &byte);
+                       Traverse_SetMode(traverse, TraverseMode_Write);
+                       Traverse_Uns8(traverse, &byte);
+                       Traverse_SetMode(traverse, TraverseMode_Read);
+                       Traverse_Uns16(traverse, &number);
+                       Traverse_SetMode(traverse, TraverseMode_Delete);
+                     }),
+            Error_None);
+  EXPECT_EQ(byte, 1);
+  EXPECT_EQ(number, 2);
+  EXPECT_EQ(context.Written(), "01");
+  EXPECT_EQ(Traverse_GetMode(context.traverse()), TraverseMode_New);
+  EXPECT_EQ(context.traverse()->fieldMethods, &iTraverse_FieldMethods[1]);
+  EXPECT_EQ(context.traverse()->recordMethods, &iTraverse_RecordMethods[1]);
+}
+
+TEST(TraverseData, KeepsTheModeThatItsFunctionSets) {
+  Context context;
+  Traverse_Data(
+      context.In(TraverseMode_Init),
+      [](Traverse* traverse, void*) { Traverse_SetMode(traverse, TraverseMode_Write); }, nullptr);
+  EXPECT_EQ(Traverse_GetMode(context.traverse()), TraverseMode_Write);
+}
+
 TEST(TraverseDataInModes, GiveTheFailureAsResultOnly) {
   Context context("01");
   uint32_t number = 0;
@@ -429,6 +478,22 @@ TEST(TraverseDataInModes, RefuseNoFunction) {
   EXPECT_EQ(Traverse_DataRead(context.traverse(), nullptr, nullptr), Error_Invalid);
   EXPECT_EQ(Traverse_DataInit(nullptr, nullptr, nullptr), Error_Invalid);
   EXPECT_EQ(context.error(), Error_None);
+}
+
+TEST(TraverseDataInModes, RunWithoutAStreamInAContextOfTheirOwn) {
+  int runs = 0;
+  const auto look = [&](Traverse* traverse) {
+    EXPECT_EQ(Traverse_GetStream(traverse), nullptr);
+    EXPECT_EQ(traverse->allocations, nullptr);
+    EXPECT_EQ(traverse->isSwapped, 0);
+    EXPECT_EQ(traverse->depth, 1u);
+    EXPECT_EQ(Traverse_GetMode(traverse), runs);
+    ++runs;
+  };
+  EXPECT_EQ(DataInit(nullptr, look), Error_None);
+  EXPECT_EQ(DataNew(nullptr, look), Error_None);
+  EXPECT_EQ(DataDelete(nullptr, look), Error_None);
+  EXPECT_EQ(runs, 3);
 }
 
 TEST(TraverseDataInit, ClearsARecordWithoutAStream) {
