@@ -30,7 +30,8 @@
  * Every field function gives Error_Invalid for a null traverse, and, where the mode looks at it, for a null
  * pointer, which then becomes the error. In a mode in which a field has nothing to do it returns Error_None
  * and changes nothing. In mode Read a field gives Error_Ended when the stream comes short, in mode Write when
- * it takes less; a context without a stream moves 0 bytes. Error_Memory: a field could not allocate.
+ * it takes less; a context without a stream moves 0 bytes. Elements of more than 4294967295 bytes in one
+ * field give Error_Invalid. Error_Memory: a field could not allocate.
  *
  * A context lives from Traverse_New or File_OpenTraverse to Traverse_Delete. It blocks where its stream does.
  * One thread uses it at a time. */
@@ -71,7 +72,8 @@ QZ_API Traverse* Traverse_New(int32_t networkOrder, Stream* stream);
  * A file that is only read (FileMode_Read) is read through a buffer of 4096 bytes: Traverse_GetStream gives
  * the buffer's stream, and the file's own position is not defined until Traverse_Delete. For a file that is
  * only written (FileMode_Write, FileMode_Append) up to 4096 bytes are gathered and written by the outermost
- * End; when they cannot be written the error becomes Error_Ended. A file for update is not buffered.
+ * End; when they cannot be written the error becomes Error_Ended. A file for update is not buffered. With
+ * FileMode_Text bytes of a record may be taken for line ends, or for the end.
  * Error_None; Error_Memory, also when the context cannot be made, the file is closed then; Error_Invalid when
  * traverse or name is null; else what File_Open gives. */
 QZ_API ErrorCode File_OpenTraverse(const char* name, uint32_t mode, File** file, Traverse** traverse);
@@ -99,7 +101,9 @@ QZ_API ErrorCode Traverse_GetError(const Traverse* traverse);
 
 /* ---- running a describe function ---- */
 
-/* Begins a record, or a part of one: goes one level deeper and returns the traverse. Null gives null. */
+/* Begins a record, or a part of one: goes one level deeper and returns the traverse. Null gives null. Each
+ * Start needs its End: while one is open, what was gathered waits, and the blocks stay recorded, so that
+ * Traverse_Delete frees them. */
 QZ_API Traverse* Traverse_Start(Traverse* traverse);
 
 /* Ends what Start began. At the outermost level what was gathered is written, and the recorded blocks are
@@ -171,8 +175,7 @@ QZ_API ErrorCode Traverse_Float64(Traverse* traverse, double* value);
 
 /* ---- N: numbers without a count on the stream ---- */
 
-/* count elements at array (null only with count 0), and nothing else on the stream. Init stores zeroes. More
- * than 4294967295 bytes give Error_Invalid. */
+/* count elements at array (null only with count 0), and nothing else on the stream. Init stores zeroes. */
 QZ_API ErrorCode Traverse_NInt8(Traverse* traverse, uint32_t count, int8_t* array);
 QZ_API ErrorCode Traverse_NInt16(Traverse* traverse, uint32_t count, int16_t* array);
 QZ_API ErrorCode Traverse_NInt32(Traverse* traverse, uint32_t count, int32_t* array);
@@ -245,7 +248,8 @@ QZ_API ErrorCode Traverse_BBString(Traverse* traverse, uint32_t* count, char*** 
 
 /* count bytes (null only with count 0), never reversed. Read and Write return how many were moved; when that
  * is less than count the error becomes Error_Ended. With an error that stops, that error is returned. A full
- * count leaves the error, Error_Exceed too, as it is. Returns 0 in the other modes. */
+ * count leaves the error, Error_Exceed too, as it is. Returns 0 in the other modes. More than 2147483647
+ * bytes are counted right when the result is taken for unsigned. */
 QZ_API int32_t Traverse_Raw(Traverse* traverse, uint32_t count, void* bytes);
 
 /* A block that is not on the stream, for a part of the record whose fields follow: Init stores null in

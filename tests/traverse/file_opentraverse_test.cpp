@@ -8,6 +8,7 @@
 #include "tests/support/fail_allocation.h"
 #include "tests/support/temp_dir.h"
 #include "tests/traverse/example_record.h"
+#include "tests/traverse/formats_page_table.h"
 #include "tests/traverse/traverse_fixture.h"
 #include "traverse/traverse_internal.h"
 
@@ -26,14 +27,14 @@ class FileOpenTraverse : public testing::Test {
 };
 
 TEST_F(FileOpenTraverse, WritesAndReadsARecord) {
-  ASSERT_EQ(Open(2), Error_None);
+  ASSERT_EQ(Open(FileMode_Write), Error_None);
   ExampleRecord record = NewExample();
   EXPECT_EQ(Traverse_DataWrite(traverse_, DescribeExample, &record), Error_None);
   Traverse_Delete(traverse_);
   EXPECT_EQ(Stored().substr(0, 23), "65 78 61 6D 02 00 00 00") << "little-endian";
   Traverse_DataDelete(nullptr, DescribeExample, &record);
 
-  ASSERT_EQ(Open(1), Error_None);
+  ASSERT_EQ(Open(FileMode_Read), Error_None);
   EXPECT_EQ(Traverse_DataRead(traverse_, DescribeExample, &record), Error_None);
   EXPECT_STREQ(record.list[1], "gh");
   EXPECT_EQ(*static_cast<uint16_t*>(record.part), 7);
@@ -42,16 +43,17 @@ TEST_F(FileOpenTraverse, WritesAndReadsARecord) {
 }
 
 TEST_F(FileOpenTraverse, GivesTheFileOnRequest) {
-  EXPECT_EQ(File_OpenTraverse(folder_.Name("record").c_str(), 2, nullptr, &traverse_), Error_None);
+  EXPECT_EQ(File_OpenTraverse(folder_.Name("record").c_str(), FileMode_Write, nullptr, &traverse_),
+            Error_None);
   Traverse_Delete(traverse_);
-  ASSERT_EQ(Open(2), Error_None);
+  ASSERT_EQ(Open(FileMode_Write), Error_None);
   EXPECT_EQ(Traverse_GetStream(traverse_), File_GetStream(file_));
   Traverse_Delete(traverse_);
 }
 
 TEST_F(FileOpenTraverse, ReadsThroughABuffer) {
   folder_.Write("record", Bytes("01 02 03 04"));
-  for (const uint32_t mode : {1u, 17u}) {
+  for (const uint32_t mode : {uint32_t{FileMode_Read}, uint32_t{FileMode_Read | FileMode_Text}}) {
     ASSERT_EQ(Open(mode), Error_None);
     Stream* stream = Traverse_GetStream(traverse_);
     EXPECT_NE(Stream_GetType(stream, StreamType_ReadBuffer), nullptr);
@@ -66,7 +68,7 @@ TEST_F(FileOpenTraverse, ReadsThroughABuffer) {
 }
 
 TEST_F(FileOpenTraverse, GathersWritesUntilTheOutermostEnd) {
-  for (const uint32_t mode : {2u, 18u}) {
+  for (const uint32_t mode : {uint32_t{FileMode_Write}, uint32_t{FileMode_Write | FileMode_Text}}) {
     ASSERT_EQ(Open(mode), Error_None);
     uint32_t number = 0x01020304;
     Traverse_SetMode(traverse_, TraverseMode_Write);
@@ -87,7 +89,7 @@ TEST_F(FileOpenTraverse, GathersWritesUntilTheOutermostEnd) {
 
 TEST_F(FileOpenTraverse, GathersAppendedWrites) {
   folder_.Write("record", "A");
-  ASSERT_EQ(Open(8), Error_None);
+  ASSERT_EQ(Open(FileMode_Append), Error_None);
   uint8_t number = 'B';
   Traverse_SetMode(traverse_, TraverseMode_Write);
   Traverse_Start(traverse_);
@@ -100,7 +102,7 @@ TEST_F(FileOpenTraverse, GathersAppendedWrites) {
 }
 
 TEST_F(FileOpenTraverse, GathersAtMostFourKibibytes) {
-  ASSERT_EQ(Open(2), Error_None);
+  ASSERT_EQ(Open(FileMode_Write), Error_None);
   Traverse_SetMode(traverse_, TraverseMode_Write);
   Traverse_Start(traverse_);
   std::string bytes(4095, 'a');
@@ -120,7 +122,7 @@ TEST_F(FileOpenTraverse, GathersAtMostFourKibibytes) {
 }
 
 TEST_F(FileOpenTraverse, WritesWhatWaits_BeforeItGivesTheStream) {
-  ASSERT_EQ(Open(2), Error_None);
+  ASSERT_EQ(Open(FileMode_Write), Error_None);
   Traverse_SetMode(traverse_, TraverseMode_Write);
   Traverse_Start(traverse_);
   char letters[] = "ab";
@@ -132,7 +134,7 @@ TEST_F(FileOpenTraverse, WritesWhatWaits_BeforeItGivesTheStream) {
 }
 
 TEST_F(FileOpenTraverse, WritesWhatWaits_WhenTheRecordHasNotEnded) {
-  ASSERT_EQ(Open(2), Error_None);
+  ASSERT_EQ(Open(FileMode_Write), Error_None);
   Traverse_SetMode(traverse_, TraverseMode_Write);
   Traverse_Start(traverse_);
   char letter[] = "a";
@@ -152,7 +154,7 @@ TEST_F(FileOpenTraverse, DoesNotBufferAFileForUpdate) {
     EXPECT_EQ(Traverse_Uns16(traverse_, &number), Error_None);
     EXPECT_EQ(folder_.Size("record"), 2u) << mode;
     Traverse_End(traverse_);
-    EXPECT_EQ(File_Seek(file_, 0, 0), 0);
+    EXPECT_EQ(File_Seek(file_, FileSeek_Start, 0), 0);
     number = 0;
     Traverse_SetMode(traverse_, TraverseMode_Read);
     EXPECT_EQ(Traverse_Uns16(traverse_, &number), Error_None) << mode;
@@ -164,19 +166,89 @@ TEST_F(FileOpenTraverse, DoesNotBufferAFileForUpdate) {
 TEST_F(FileOpenTraverse, GivesTheStatusOfAFileThatCannotBeOpened) {
   file_ = reinterpret_cast<File*>(this);
   traverse_ = reinterpret_cast<Traverse*>(this);
-  EXPECT_EQ(Open(1), Error_Fail) << "there is none";
+  EXPECT_EQ(Open(FileMode_Read), Error_Fail) << "there is none";
   EXPECT_EQ(file_, nullptr);
   EXPECT_EQ(traverse_, nullptr);
   EXPECT_EQ(Open(7), Error_Fail) << "no such mode";
-  EXPECT_EQ(File_OpenTraverse(nullptr, 1, &file_, &traverse_), Error_Invalid);
+  EXPECT_EQ(File_OpenTraverse(nullptr, FileMode_Read, &file_, &traverse_), Error_Invalid);
   file_ = reinterpret_cast<File*>(this);
-  EXPECT_EQ(File_OpenTraverse(folder_.Name("record").c_str(), 2, &file_, nullptr), Error_Invalid);
+  EXPECT_EQ(File_OpenTraverse(folder_.Name("record").c_str(), FileMode_Write, &file_, nullptr),
+            Error_Invalid);
   EXPECT_EQ(file_, nullptr);
   EXPECT_FALSE(folder_.Exists("record"));
 }
 
+TEST_F(FileOpenTraverse, HasAFileOfFourKibibytesInItsBufferAfterTheFirstField) {
+  folder_.Write("record", std::string(4096, 'x'));
+  ASSERT_EQ(Open(FileMode_Read), Error_None);
+  uint32_t number = 0;
+  Traverse_SetMode(traverse_, TraverseMode_Read);
+  for (int i = 0; i < 1024; ++i) {
+    EXPECT_EQ(Traverse_Uns32(traverse_, &number), Error_None);
+    EXPECT_EQ(number, 0x78787878u);
+    EXPECT_EQ(Stream_ReadAvail(File_GetStream(file_)), 0u);
+  }
+  EXPECT_EQ(Traverse_Uns32(traverse_, &number), Error_Ended);
+  Traverse_Delete(traverse_);
+}
+
+TEST_F(FileOpenTraverse, GivesEnded_WhereverTheFileIsCut) {
+  const std::string whole = Bytes(ExampleColumn(kPlainColumn, Side::Reader));
+  ExampleRecord record;
+  const int64_t before = iMemory_CountLive();
+  for (size_t length = 0; length < whole.size(); length += 3) {
+    folder_.Write("record", whole.substr(0, length));
+    Traverse_DataInit(nullptr, DescribeExample, &record);
+    ASSERT_EQ(Open(FileMode_Read), Error_None);
+    EXPECT_EQ(Traverse_DataRead(traverse_, DescribeExample, &record), Error_Ended) << "cut at " << length;
+    Traverse_Delete(traverse_);
+    ASSERT_EQ(iMemory_CountLive(), before) << "cut at " << length;
+  }
+  folder_.Write("record", whole);
+  Traverse_DataInit(nullptr, DescribeExample, &record);
+  ASSERT_EQ(Open(FileMode_Read), Error_None);
+  EXPECT_EQ(Traverse_DataRead(traverse_, DescribeExample, &record), Error_None);
+  Traverse_DataDelete(nullptr, DescribeExample, &record);
+  Traverse_Delete(traverse_);
+}
+
+TEST_F(FileOpenTraverse, GivesMemory_WhicheverAllocationFailsWhileARecordIsWrittenAndRead) {
+  int succeeded = 0;
+  FailEveryAllocation([&] {
+    ExampleRecord record = {};
+    record.version = kExampleVersion;
+    uint16_t numbers[2] = {5, 6};
+    char text[] = "text";
+    char* texts[1] = {text};
+    record.blockCount = 2;
+    record.block = numbers;
+    record.allocatedText = text;
+    record.textCount = 1;
+    record.texts[0] = text;
+    record.listCount = 1;
+    record.list = texts;
+    record.part = numbers;
+    ErrorCode status = Open(FileMode_Write);
+    if (status == Error_None) status = Traverse_DataWrite(traverse_, DescribeExample, &record);
+    Traverse_Delete(traverse_);
+    if (status == Error_None) {
+      Traverse_DataInit(nullptr, DescribeExample, &record);
+      status = Open(FileMode_Read);
+      if (status == Error_None) status = Traverse_DataRead(traverse_, DescribeExample, &record);
+      if (status == Error_None) {
+        ++succeeded;
+        EXPECT_STREQ(record.list[0], "text");
+        Traverse_DataDelete(nullptr, DescribeExample, &record);
+      }
+      Traverse_Delete(traverse_);
+    }
+    EXPECT_TRUE(status == Error_None || status == Error_Memory) << status;
+  });
+  EXPECT_EQ(succeeded, 1);
+}
+
 TEST_F(FileOpenTraverse, ClosesTheFile_WhenMemoryRunsOut) {
-  for (const uint32_t mode : {1u, 2u, 4u}) {
+  for (const uint32_t mode : {FileMode_Read, FileMode_Write, FileMode_Update}) {
     folder_.Write("record", "abc");
     FailEveryAllocation([&] {
       const ErrorCode status = Open(mode);

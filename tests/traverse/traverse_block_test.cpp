@@ -149,6 +149,84 @@ TEST(TraverseBlocks, AreFreedOnce_WhenTheyWereDeletedInsideAFailingRead) {
   EXPECT_EQ(blocks.Count(), 0);
 }
 
+TEST(TraverseBlocks, StayRecorded_WhenAStartIsLeftOpen) {
+  const Blocks blocks;
+  char* text = nullptr;
+  {
+    Context context("02 00 00 00 61 00");
+    EXPECT_EQ(DataRead(context.traverse(),
+                       [&](Traverse* traverse) {
+                         Traverse_Start(traverse);
+                         Traverse_BString(traverse, &text);
+                       }),
+              Error_None);
+    EXPECT_EQ(context.traverse()->depth, 1u);
+    EXPECT_STREQ(text, "a");
+  }
+  EXPECT_EQ(blocks.Count(), 0) << "the traverse took them with it";
+
+  Context context("02 00 00 00 61 00");
+  EXPECT_EQ(DataRead(context.traverse(),
+                     [&](Traverse* traverse) {
+                       Traverse_Start(traverse);
+                       Traverse_BString(traverse, &text);
+                     }),
+            Error_None);
+  Traverse_End(context.traverse());
+  EXPECT_EQ(context.traverse()->allocations->top, nullptr) << "the End that was missing gives them away";
+  Memory_Delete(text);
+}
+
+TEST(TraverseBlocks, StayWithTheRecord_WhenAnEndComesTooEarly) {
+  const Blocks blocks;
+  char* a = nullptr;
+  char* b = nullptr;
+  {
+    Context context("02 00 00 00 61 00 02 00 00 00 62 00");
+    EXPECT_EQ(DataRead(context.traverse(),
+                       [&](Traverse* traverse) {
+                         Traverse_BString(traverse, &a);
+                         Traverse_End(traverse);
+                         Traverse_BString(traverse, &b);
+                         Traverse_SetError(traverse, Error_Fail);
+                       }),
+              Error_Fail);
+    EXPECT_EQ(context.traverse()->depth, 0u);
+    EXPECT_STREQ(a, "a");
+    EXPECT_STREQ(b, "b") << "what came behind that End waits for the next one";
+  }
+  EXPECT_EQ(blocks.Count(), 1);
+  Memory_Delete(a);
+}
+
+// Read, deleted and read again a thousand levels deep, and given up: each block is freed once.
+TEST(TraverseBlocks, AreFreedOnce_WhenReadsAreNestedDeeply) {
+  constexpr int kLevels = 1000;
+  std::string hex;
+  for (int i = 0; i < kLevels; ++i) hex += "02 00 00 00 61 00 ";
+  struct Level {
+    std::vector<char*> texts = std::vector<char*>(kLevels);
+    size_t depth = 0;
+    static void Describe(Traverse* traverse, void* argument) {
+      auto* level = static_cast<Level*>(argument);
+      const size_t depth = level->depth++;
+      Traverse_BString(traverse, &level->texts[depth]);
+      if (depth + 1 == kLevels) {
+        Traverse_SetError(traverse, Error_Cancel);
+        return;
+      }
+      const ErrorCode status = Traverse_DataRead(traverse, Describe, argument);
+      DataDelete(traverse, [&](Traverse* nested) { Traverse_BString(nested, &level->texts[depth]); });
+      Traverse_SetError(traverse, status);
+    }
+  } level;
+  Context context(hex);
+  const Blocks blocks;
+  EXPECT_EQ(Traverse_DataRead(context.traverse(), Level::Describe, &level), Error_Cancel);
+  EXPECT_EQ(level.depth, 1000u);
+  EXPECT_EQ(blocks.Count(), 0);
+}
+
 TEST(TraverseBlocks, AreFreed_WhenTheyWereDeletedInsideAReadThatSucceeds) {
   Context context("02 00 00 00 61 00 02 00 00 00 62 00");
   const Blocks blocks;

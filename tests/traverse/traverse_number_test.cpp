@@ -399,6 +399,9 @@ TYPED_TEST(TraverseNumbers, InABlockAreClearedAllocatedAndFreed) {
   EXPECT_EQ(count, 0u);
   EXPECT_EQ(TypeParam::Allocated(context.In(TraverseMode_New), &count, &array), Error_None);
   EXPECT_EQ(array, nullptr) << "nothing for a count of 0";
+  array = &unowned;
+  EXPECT_EQ(TypeParam::Allocated(context.In(TraverseMode_New), &count, &array), Error_None);
+  EXPECT_EQ(array, &unowned) << "and what was there stays";
 
   const int64_t before = iMemory_CountLive();
   count = 3;
@@ -472,6 +475,27 @@ TEST(TraverseNumbersInNetworkOrder, LeaveInWritesOfAtMost256Elements) {
   Traverse_Delete(traverse);
 }
 
+TEST(TraverseNumbersInNetworkOrder, LeaveInSuchWritesBehindTheirCount) {
+  std::vector<uint32_t> values(300, 1);
+  uint32_t* array = values.data();
+  uint32_t count = 300;
+  Context context("", Order::Network);
+  EXPECT_EQ(Traverse_FUns32(context.In(TraverseMode_Write), 300, &count, array), Error_None);
+  EXPECT_EQ(Traverse_BUns32(context.traverse(), &count, &array), Error_None);
+  EXPECT_EQ(context.bytes().writeSizes(), (std::vector<uint32_t>{4, 1024, 176, 4, 1024, 176}));
+  EXPECT_EQ(context.Written().substr(0, 23), "00 00 01 2C 00 00 00 01");
+  EXPECT_EQ(array, values.data());
+  EXPECT_EQ(values, std::vector<uint32_t>(300, 1));
+}
+
+TEST(TraverseNumbersInNetworkOrder, StopAtTheFirstRunThatComesShort) {
+  std::vector<uint16_t> values(600, 1);
+  Context context("", Order::Network);
+  context.bytes().Takes(512).Takes(511);
+  EXPECT_EQ(Traverse_NUns16(context.In(TraverseMode_Write), 600, values.data()), Error_Ended);
+  EXPECT_EQ(context.bytes().writeSizes(), (std::vector<uint32_t>{512, 512}));
+}
+
 TEST(TraverseNumbersInNetworkOrder, AreNotReversed_WhenTheyComeShort) {
   Context context("00 00 00 01 00 00 00", Order::Network);
   uint32_t values[2] = {};
@@ -513,6 +537,16 @@ TEST(TraverseArrays, AreRefused_WhenTheirBytesCannotBeCounted) {
     EXPECT_EQ(Traverse_NFloat64(fixed.In(mode), 0x20000000, &one), Error_Invalid);
     EXPECT_EQ(fixed.Rest(), "00");
   }
+  count = 0x20000000;
+  Context writer;
+  EXPECT_EQ(Traverse_FFloat64(writer.In(TraverseMode_Write), 1, &count, &one), Error_Invalid);
+  array = &one;
+  Traverse_SetError(writer.traverse(), Error_None);
+  EXPECT_EQ(Traverse_BFloat64(writer.traverse(), &count, &array), Error_Invalid);
+  EXPECT_EQ(writer.Written(), "");
+  Context reader("00 00 00 20 00");
+  EXPECT_EQ(Traverse_FFloat64(reader.In(TraverseMode_Read), 0x20000000, &count, &one), Error_Invalid);
+  EXPECT_EQ(reader.Rest(), "00");
 }
 
 }  // namespace

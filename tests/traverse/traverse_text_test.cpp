@@ -488,6 +488,9 @@ TEST(TraverseBBString, IsClearedInInitAndAllocatedInNew) {
   EXPECT_EQ(count, 0u);
   EXPECT_EQ(Traverse_BBString(context.In(TraverseMode_New), &count, &list), Error_None);
   EXPECT_EQ(list, nullptr);
+  list = &unowned;
+  EXPECT_EQ(Traverse_BBString(context.In(TraverseMode_New), &count, &list), Error_None);
+  EXPECT_EQ(list, &unowned) << "nothing for a count of 0";
   count = 2;
   const auto describe = [&](Traverse* traverse) { Traverse_BBString(traverse, &count, &list); };
   ASSERT_EQ(DataNew(context.traverse(), describe), Error_None);
