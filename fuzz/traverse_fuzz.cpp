@@ -1,8 +1,10 @@
 // Every kind of field read from arbitrary bytes in both byte orders, and records written and read back, each
 // beside a plain model of the bytes.
 //
-// Input: byte 0 the kind of run and the byte order; then, to read: pairs of a field and its capacity until a
-// field of 0, the rest is the stream. To write: a field, a size and contents for each field.
+// Input: byte 0 is the byte order (1), what is done (2: write and read back, else read) and, for reading,
+// whether something fails on the way (4). Then, to read: pairs of a field and its capacity until a field of
+// 0, the rest is the stream; when something fails, two bytes before that say what. To write: a field, a size
+// and contents for each field.
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -16,6 +18,7 @@
 #include "qz/memory.h"
 #include "qz/traverse.h"
 #include "tests/support/test_stream.h"
+#include "traverse/traverse_internal.h"
 
 // A count that promises gigabytes is answered with "out of memory", as small machines answer it.
 extern "C" const char* __asan_default_options() {
@@ -55,6 +58,9 @@ enum Kind : uint8_t {
   Tag,
   Version,
   Memory,
+  Fixed8,
+  Fixed32,
+  Fixed64,
   kKinds
 };
 
@@ -99,6 +105,15 @@ void DescribeMember(Traverse* traverse, Member& m) {
       break;
     case Fixed16:
       Traverse_NUns16(traverse, m.capacity, Room<uint16_t>(m));
+      break;
+    case Fixed8:
+      Traverse_NInt8(traverse, m.capacity, Room<int8_t>(m));
+      break;
+    case Fixed32:
+      Traverse_NFloat32(traverse, m.capacity, Room<float>(m));
+      break;
+    case Fixed64:
+      Traverse_NFloat64(traverse, m.capacity, Room<double>(m));
       break;
     case Counted8:
       Traverse_FInt8(traverse, m.capacity, &m.count, Room<int8_t>(m));
@@ -208,7 +223,10 @@ class ReadingModel {
     if (error_ != Error_None && error_ != Error_Exceed) return;
     const uint32_t widths[] = {1, 2, 4, 8};
     if (m.kind >= Single8 && m.kind <= Single64) return Set(Take(widths[m.kind - Single8]));
+    if (m.kind == Fixed8) return Set(Take(m.capacity));
     if (m.kind == Fixed16) return Set(Take(m.capacity * 2));
+    if (m.kind == Fixed32) return Set(Take(m.capacity * 4));
+    if (m.kind == Fixed64) return Set(Take(m.capacity * 8));
     if (m.kind >= Counted8 && m.kind <= Counted64) return Counted(m.capacity, widths[m.kind - Counted8]);
     if (m.kind >= Allocated8 && m.kind <= Allocated64) return Allocated(widths[m.kind - Allocated8]);
     if (m.kind == Text) return Counted(m.capacity, 1);
@@ -311,15 +329,31 @@ class ReadingModel {
   bool mayLackMemory() const { return mayLackMemory_; }
 };
 
-void ReadArbitrary(const uint8_t* data, size_t size, bool isNetwork) {
-  Record plan;
-  size_t i = 0;
-  for (; i + 1 < size && data[i] % kKinds != 0 && plan.members.size() < 32; i += 2) {
-    plan.members.emplace_back();
-    plan.members.back().kind = data[i] % kKinds;
-    plan.members.back().capacity = data[i + 1] % kLargestCapacity;
+struct Input {
+  const uint8_t* data;
+  size_t size;
+  uint8_t Next() {
+    if (size == 0) return 0;
+    --size;
+    return *data++;
   }
-  const std::string bytes(reinterpret_cast<const char*>(data + i), size - i);
+  std::string Rest() const { return {reinterpret_cast<const char*>(data), size}; }
+};
+
+// Kinds and capacities, up to a kind of 0.
+Record NextPlan(Input& input) {
+  Record plan;
+  while (input.size > 1 && *input.data % kKinds != 0 && plan.members.size() < 32) {
+    plan.members.emplace_back();
+    plan.members.back().kind = input.Next() % kKinds;
+    plan.members.back().capacity = input.Next() % kLargestCapacity;
+  }
+  return plan;
+}
+
+void ReadArbitrary(Input input, bool isNetwork) {
+  const Record plan = NextPlan(input);
+  const std::string bytes = input.Rest();
   ReadingModel model(bytes, isNetwork);
   for (const Member& member : plan.members) model.Read(member);
 
@@ -335,17 +369,97 @@ void ReadArbitrary(const uint8_t* data, size_t size, bool isNetwork) {
   if (status == Error_None || status == Error_Exceed) Traverse_DataDelete(nullptr, Record::Describe, &record);
 }
 
-// ---- writing ---------------------------------------------------------------------------------------
+// The stream gives its bytes in pieces, and an allocation fails: the status is one of those that say so, or
+// what reading would have given anyway, and the record can be read again afterwards.
+void ReadWithFailures(Input input, bool isNetwork) {
+  const uint8_t pieceSize = static_cast<uint8_t>(input.Next() % 32 + 1);
+  const uint8_t failingAllocation = input.Next();
+  const Record plan = NextPlan(input);
+  const std::string bytes = input.Rest();
+  Record record = plan.Empty();
+  Context context("", isNetwork);
+  for (size_t i = 0; i < bytes.size(); i += pieceSize) context.stream().Gives(bytes.substr(i, pieceSize));
+  iMemory_FailAllocation(failingAllocation);
+  const ErrorCode status = Traverse_DataRead(context.traverse(), Record::Describe, &record);
+  iMemory_FailAllocation(0);
+  Require(status == Error_None || status == Error_Exceed || status == Error_Ended || status == Error_Memory ||
+          status == Error_NotFound);
+  if (status == Error_None || status == Error_Exceed) Traverse_DataDelete(nullptr, Record::Describe, &record);
+  Require(Traverse_DataInit(nullptr, Record::Describe, &record) == Error_None);
+  Context again(bytes, isNetwork);
+  const ErrorCode second = Traverse_DataRead(again.traverse(), Record::Describe, &record);
+  if (second == Error_None || second == Error_Exceed) Traverse_DataDelete(nullptr, Record::Describe, &record);
+}
 
-struct Input {
-  const uint8_t* data;
-  size_t size;
-  uint8_t Next() {
-    if (size == 0) return 0;
-    --size;
-    return *data++;
+// ---- a model of writing: the bytes of each member --------------------------------------------------
+
+class WritingModel {
+ public:
+  WritingModel(const Record& record, bool isNetwork) : isNetwork_(isNetwork) {
+    for (const Member& member : record.members) Write(member);
   }
+  const std::string& bytes() const { return bytes_; }
+
+ private:
+  void Write(const Member& m) {
+    const size_t widths[] = {1, 2, 4, 8};
+    const void* const blocks[] = {m.bytes, m.shorts, m.words, m.doubles};
+    if (m.kind >= Single8 && m.kind <= Single64) Elements(m.room, 1, widths[m.kind - Single8]);
+    if (m.kind == Fixed8) Elements(m.room, m.capacity, 1);
+    if (m.kind == Fixed16) Elements(m.room, m.capacity, 2);
+    if (m.kind == Fixed32) Elements(m.room, m.capacity, 4);
+    if (m.kind == Fixed64) Elements(m.room, m.capacity, 8);
+    if (m.kind >= Counted8 && m.kind <= Counted64) Counted(m.count, m.room, widths[m.kind - Counted8]);
+    if (m.kind >= Allocated8 && m.kind <= Allocated64)
+      Counted(m.count, blocks[m.kind - Allocated8], widths[m.kind - Allocated8]);
+    if (m.kind == Text) TextBytes(reinterpret_cast<const char*>(m.room));
+    if (m.kind == BText) TextBytes(m.text);
+    if (m.kind == FBText) List(m.count, m.texts);
+    if (m.kind == BBText) List(m.count, m.list);
+    if (m.kind == RawBytes) bytes_.append(reinterpret_cast<const char*>(m.room), m.capacity);
+    if (m.kind == Flag) FlagByte(m.flag);
+    if (m.kind == Moment) Moments(m.time);
+    if (m.kind == State) {
+      FlagByte(m.state.exists);
+      FlagByte(m.state.isDirectory);
+      Number(m.state.size);
+      Moments(m.state.modificationTime);
+    }
+    if (m.kind == Tag) bytes_ += isNetwork_ ? "zuez" : "zeuz";
+    if (m.kind == Version) Number(m.number);
+  }
+
+  void Elements(const void* elements, size_t count, size_t width) {
+    const auto* from = static_cast<const char*>(elements);
+    for (size_t i = 0; i < count; ++i)
+      for (size_t byte = 0; byte < width; ++byte)
+        bytes_ += from[i * width + (isNetwork_ ? width - 1 - byte : byte)];
+  }
+  void Number(uint32_t number) { Elements(&number, 1, sizeof number); }
+  void FlagByte(int32_t flag) { bytes_ += flag != 0 ? '\1' : '\0'; }
+  void Moments(const Time& time) {
+    Number(time.seconds);
+    Number(time.milliseconds);
+  }
+  void Counted(uint32_t count, const void* elements, size_t width) {
+    Number(count);
+    Elements(elements, count, width);
+  }
+  void TextBytes(const char* text) {
+    if (text == nullptr) return Number(0);
+    Number(static_cast<uint32_t>(strlen(text) + 1));
+    bytes_.append(text, strlen(text) + 1);
+  }
+  void List(uint32_t count, char* const* texts) {
+    for (int shift = 0; shift < 32; shift += 8) bytes_ += static_cast<char>(count >> shift);
+    for (uint32_t i = 0; i < count; ++i) TextBytes(texts[i]);
+  }
+
+  bool isNetwork_;
+  std::string bytes_;
 };
+
+// ---- writing ---------------------------------------------------------------------------------------
 
 std::string NextText(Input& input) {
   std::string text(input.Next() % kLargestCapacity, ' ');
@@ -432,9 +546,10 @@ Member NextMember(Input& input) {
   return m;
 }
 
-// Two records are the same when they are written as the same bytes.
-std::string WriteRecord(Record& record, bool isNetwork) {
+// Each field by itself, or gathered.
+std::string WriteRecord(Record& record, bool isNetwork, bool isGathered) {
   Context context("", isNetwork);
+  if (isGathered) Require(iTraverse_GatherWrites(*context.traverse()) == Error_None);
   Require(Traverse_DataWrite(context.traverse(), Record::Describe, &record) == Error_None);
   return context.stream().written();
 }
@@ -455,14 +570,16 @@ void ReverseListCounts(const Record& record, std::string& bytes) {
 void WriteAndReadBack(Input input, bool isNetwork) {
   Record record;
   while (input.size != 0 && record.members.size() < 16) record.members.push_back(NextMember(input));
-  const std::string written = WriteRecord(record, isNetwork);
+  const std::string written = WriteRecord(record, isNetwork, false);
+  Require(written == WritingModel(record, isNetwork).bytes());
+  Require(WriteRecord(record, isNetwork, true) == written);
   std::string readable = written;
   if (isNetwork) ReverseListCounts(record, readable);
   Record copy = record.Empty();
   Context context(readable, isNetwork);
   Require(Traverse_DataRead(context.traverse(), Record::Describe, &copy) == Error_None);
   Require(context.stream().Rest().empty());
-  Require(WriteRecord(copy, isNetwork) == written);
+  Require(WritingModel(copy, isNetwork).bytes() == written);
   Traverse_DataDelete(nullptr, Record::Describe, &record);
   Traverse_DataDelete(nullptr, Record::Describe, &copy);
 }
@@ -473,10 +590,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (size == 0 || size > 4096) return 0;
   const int64_t before = iMemory_CountLive();
   const bool isNetwork = (data[0] & 1) != 0;
-  if ((data[0] & 2) == 0) {
-    ReadArbitrary(data + 1, size - 1, isNetwork);
+  const Input input = {data + 1, size - 1};
+  if ((data[0] & 2) != 0) {
+    WriteAndReadBack(input, isNetwork);
+  } else if ((data[0] & 4) != 0) {
+    ReadWithFailures(input, isNetwork);
   } else {
-    WriteAndReadBack({data + 1, size - 1}, isNetwork);
+    ReadArbitrary(input, isNetwork);
   }
   Require(iMemory_CountLive() == before);
   return 0;
