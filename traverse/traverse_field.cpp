@@ -27,34 +27,60 @@ constexpr auto Each() {
       &Shape::template Run<2>, &Shape::template Run<4>, &Shape::template Run<4>, &Shape::template Run<8>};
 }
 
+constexpr FieldMethods InitRow() {
+  return {.single = Each<InitSingle>(),
+          .fixed = Each<InitFixed>(),
+          .counted = Each<ClearCounted>(),
+          .allocated = Each<InitAllocated>(),
+          .string = ClearString,
+          .bString = InitBString,
+          .fbString = InitFBString,
+          .bbString = InitBBString,
+          .memoryStart = InitMemory};
+}
+
+constexpr FieldMethods NewRow() {
+  return {.counted = Each<ClearCounted>(),
+          .allocated = Each<NewAllocated>(),
+          .bbString = NewBBString,
+          .memoryStart = NewMemory};
+}
+
+constexpr FieldMethods DeleteRow() {
+  return {.counted = Each<ClearCounted>(),
+          .allocated = Each<DeleteAllocated>(),
+          .string = ClearString,
+          .bString = DeleteBString,
+          .fbString = DeleteFBString,
+          .bbString = DeleteBBString,
+          .memoryEnd = DeleteMemory};
+}
+
 template <bool Swapped>
 constexpr FieldMethods WriteRow() {
-  return {Each<WriteSingle<Swapped>>(),
-          Each<WriteFixed<Swapped>>(),
-          Each<WriteCounted<Swapped>>(),
-          Each<WriteAllocated<Swapped>>(),
-          WriteString<Swapped>,
-          WriteBString<Swapped>,
-          WriteFBString<Swapped>,
-          WriteBBString<Swapped>,
-          WriteRaw,
-          nullptr,
-          nullptr};
+  return {.single = Each<WriteSingle<Swapped>>(),
+          .fixed = Each<WriteFixed<Swapped>>(),
+          .counted = Each<WriteCounted<Swapped>>(),
+          .allocated = Each<WriteAllocated<Swapped>>(),
+          .string = WriteString<Swapped>,
+          .bString = WriteBString<Swapped>,
+          .fbString = WriteFBString<Swapped>,
+          .bbString = WriteBBString<Swapped>,
+          .raw = WriteRaw};
 }
 
 template <bool Swapped>
 constexpr FieldMethods ReadRow() {
-  return {Each<ReadSingle<Swapped>>(),
-          Each<ReadFixed<Swapped>>(),
-          Each<ReadCounted<Swapped>>(),
-          Each<ReadAllocated<Swapped>>(),
-          ReadString<Swapped>,
-          ReadBString<Swapped>,
-          ReadFBString<Swapped>,
-          ReadBBString<Swapped>,
-          ReadRaw,
-          NewMemory,
-          nullptr};
+  return {.single = Each<ReadSingle<Swapped>>(),
+          .fixed = Each<ReadFixed<Swapped>>(),
+          .counted = Each<ReadCounted<Swapped>>(),
+          .allocated = Each<ReadAllocated<Swapped>>(),
+          .string = ReadString<Swapped>,
+          .bString = ReadBString<Swapped>,
+          .fbString = ReadFBString<Swapped>,
+          .bbString = ReadBBString<Swapped>,
+          .raw = ReadRaw,
+          .memoryStart = NewMemory};
 }
 
 template <TraverseType Type>
@@ -102,39 +128,9 @@ ErrorCode CallAllocated(Traverse* traverse, TraverseType type, uint32_t* count, 
 
 }  // namespace
 
-constexpr std::array<FieldMethods, kTraverseRowCount> iTraverse_FieldMethods = {{
-    // Init
-    {Each<InitSingle>(), Each<InitFixed>(), Each<ClearCounted>(), Each<InitAllocated>(), ClearString,
-     InitBString, InitFBString, InitBBString, nullptr, InitMemory, nullptr},
-    // New
-    {{},
-     {},
-     Each<ClearCounted>(),
-     Each<NewAllocated>(),
-     nullptr,
-     nullptr,
-     nullptr,
-     NewBBString,
-     nullptr,
-     NewMemory,
-     nullptr},
-    // Delete
-    {{},
-     {},
-     Each<ClearCounted>(),
-     Each<DeleteAllocated>(),
-     ClearString,
-     DeleteBString,
-     DeleteFBString,
-     DeleteBBString,
-     nullptr,
-     nullptr,
-     DeleteMemory},
-    WriteRow<false>(),
-    WriteRow<true>(),
-    ReadRow<false>(),
-    ReadRow<true>(),
-}};
+// In the order of TraverseRow.
+constexpr std::array<FieldMethods, kTraverseRowCount> iTraverse_FieldMethods = {
+    InitRow(), NewRow(), DeleteRow(), WriteRow<false>(), WriteRow<true>(), ReadRow<false>(), ReadRow<true>()};
 
 // ---- numbers: the entry points of the four families, for one element type ------------------------
 

@@ -43,17 +43,17 @@ template <typename Method>
 using ForEachType = std::array<Method, kTraverseTypeCount>;
 
 struct FieldMethods {
-  ForEachType<SingleMethod> single;        // Int8 ... Float64
-  ForEachType<FixedMethod> fixed;          // NInt8 ... NFloat64
-  ForEachType<CountedMethod> counted;      // FInt8 ... FFloat64
-  ForEachType<AllocatedMethod> allocated;  // BInt8 ... BFloat64
-  StringMethod string;
-  BStringMethod bString;
-  FBStringMethod fbString;
-  BBStringMethod bbString;
-  RawMethod raw;
-  MemoryStartMethod memoryStart;
-  MemoryEndMethod memoryEnd;
+  ForEachType<SingleMethod> single = {};        // Int8 ... Float64
+  ForEachType<FixedMethod> fixed = {};          // NInt8 ... NFloat64
+  ForEachType<CountedMethod> counted = {};      // FInt8 ... FFloat64
+  ForEachType<AllocatedMethod> allocated = {};  // BInt8 ... BFloat64
+  StringMethod string = nullptr;
+  BStringMethod bString = nullptr;
+  FBStringMethod fbString = nullptr;
+  BBStringMethod bbString = nullptr;
+  RawMethod raw = nullptr;
+  MemoryStartMethod memoryStart = nullptr;
+  MemoryEndMethod memoryEnd = nullptr;
 };
 static_assert(sizeof(FieldMethods) == 39 * sizeof(void*));
 
@@ -63,14 +63,14 @@ using ObjectMethod = ErrorCode (*)(Traverse& traverse, void* object);
 using ObjectPtrMethod = ErrorCode (*)(Traverse& traverse, void* argument, void** variable);
 
 struct RecordMethods {
-  TagMethod tag;
-  TagMethod version;
-  ValidateMethod validate;
-  ObjectMethod field;  // this and the next two, and getObject: in no mode
-  ObjectMethod classOf;
-  ObjectMethod object;
-  ObjectPtrMethod objectPtr;
-  ObjectMethod getObject;
+  TagMethod tag = nullptr;
+  TagMethod version = nullptr;
+  ValidateMethod validate = nullptr;
+  ObjectMethod field = nullptr;  // this and the next two, and getObject: in no mode
+  ObjectMethod classOf = nullptr;
+  ObjectMethod object = nullptr;
+  ObjectPtrMethod objectPtr = nullptr;
+  ObjectMethod getObject = nullptr;
 };
 static_assert(sizeof(RecordMethods) == 8 * sizeof(void*));
 

@@ -50,22 +50,17 @@ ErrorCode DeletePointer(Traverse& traverse, void* /*argument*/, void** variable)
   return Error_None;
 }
 
-constexpr RecordMethods kReadMethods = {ReadTag, ReadVersion, Validate, nullptr,
-                                        nullptr, nullptr,     nullptr,  nullptr};
-constexpr RecordMethods kWriteMethods = {WriteTag, WriteVersion, Validate, nullptr,
-                                         nullptr,  nullptr,      nullptr,  nullptr};
+constexpr RecordMethods kInitMethods = {.tag = InitNumber, .version = InitNumber, .objectPtr = InitPointer};
+constexpr RecordMethods kNewMethods = {};
+constexpr RecordMethods kDeleteMethods = {.objectPtr = DeletePointer};
+constexpr RecordMethods kWriteMethods = {.tag = WriteTag, .version = WriteVersion, .validate = Validate};
+constexpr RecordMethods kReadMethods = {.tag = ReadTag, .version = ReadVersion, .validate = Validate};
 
 }  // namespace
 
-constexpr std::array<RecordMethods, kTraverseRowCount> iTraverse_RecordMethods = {{
-    {InitNumber, InitNumber, nullptr, nullptr, nullptr, nullptr, InitPointer, nullptr},  // Init
-    {},                                                                                  // New
-    {nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, DeletePointer, nullptr},      // Delete
-    kWriteMethods,                                                                       // Write
-    kWriteMethods,                                                                       // WriteSwapped
-    kReadMethods,                                                                        // Read
-    kReadMethods,                                                                        // ReadSwapped
-}};
+// In the order of TraverseRow; both byte orders have the same.
+constexpr std::array<RecordMethods, kTraverseRowCount> iTraverse_RecordMethods = {
+    kInitMethods, kNewMethods, kDeleteMethods, kWriteMethods, kWriteMethods, kReadMethods, kReadMethods};
 
 ErrorCode Traverse_Tag(Traverse* traverse, uint32_t tag, uint32_t* variable) {
   if (traverse == nullptr) return Error_Invalid;
