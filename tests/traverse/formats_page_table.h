@@ -34,15 +34,19 @@ constexpr size_t kPlainColumn = 2;
 constexpr size_t kNetworkColumn = 3;
 enum class Side { Reader, Writer };
 
-// A column of the example in hexadecimal: what a reader expects, or what a writer gives.
-inline std::string ExampleColumn(size_t column, Side side) {
+// A column of a table of bytes in hexadecimal: what a reader expects, or what a writer gives.
+inline std::string ColumnBelow(const std::string& heading, size_t column, Side side) {
   const std::string mark = " written ";
   std::string hex;
-  for (const PageRow& row : RowsBelow("### Example")) {
+  for (const PageRow& row : RowsBelow(heading)) {
     std::string bytes = row.at(column);
     if (const size_t at = bytes.find(mark); at != std::string::npos)
       bytes = side == Side::Writer ? bytes.substr(at + mark.size()) : bytes.substr(0, at);
     hex += (hex.empty() ? "" : " ") + bytes;
   }
   return hex;
+}
+
+inline std::string ExampleColumn(size_t column, Side side) {
+  return ColumnBelow("### Example", column, side);
 }
