@@ -70,7 +70,7 @@ void PutIntoBucket(const URLListGroup& group, URLListEntry* entry) {
 ErrorCode MakeRoom(URLListGroup& group) {
   if (group.count < group.bucketCount) return Error_None;
   const uint32_t bucketCount = std::max(kSmallestBucketCount, group.bucketCount * 2);
-  auto* buckets = static_cast<URLListEntry**>(iMemory_NewCleared(bucketCount * sizeof(URLListEntry*)));
+  auto* buckets = static_cast<URLListEntry**>(iMemory_NewCleared(bucketCount * sizeof(void*)));
   if (buckets == nullptr) return Error_Memory;
   Memory_Delete(group.buckets);
   group.buckets = buckets;
