@@ -43,6 +43,10 @@ class Lists(unittest.TestCase):
         self.assertEqual({os.path.dirname(m.path) for m in mutate.load(["stream/"])}, {"stream"})
         self.assertEqual(mutate.load(["containers/sta"]), [])
 
+    def test_a_line_of_a_list_chooses_one(self):
+        first = mutate.load(["containers"])[0]
+        self.assertEqual([str(m) for m in mutate.load([first.place])], [str(first)])
+
 
 class Replacements(unittest.TestCase):
     def test_text_must_stand_once(self):
@@ -89,7 +93,7 @@ class ShellTree(mutate.Tree):
     def build(self, programs):
         return self.run(["sh", "-c", "! grep 'syntax error' os/a.cpp && cp os/a.cpp program"], 10)
 
-    def failed_test(self, programs, seconds):
+    def failed_test(self, programs, seconds, source=""):
         return "" if self.run(["sh", "program"], seconds) else "Suite.Name"
 
 
@@ -139,10 +143,52 @@ class Judgements(unittest.TestCase):
 
     def test_an_unbroken_tree_must_pass(self):
         class Failing(ShellTree):
-            def failed_test(self, programs, seconds):
+            def failed_test(self, programs, seconds, source=""):
                 return "Suite.Name"
         with self.assertRaises(mutate.Wrong):
             mutate.Run(mutate.parse("list", "[os/a.cpp]\na => b\n"), [Failing(9, "none")]).prepare()
+
+
+class NearTests(unittest.TestCase):
+    def test_are_those_in_the_files_named_for_the_source(self):
+        with tempfile.TemporaryDirectory() as folder:
+            os.makedirs(os.path.join(folder, "tests", "net", "posix"))
+            for name, text in (("a_test.cpp", "TEST(A, One) {\n}\n\nTEST_F(A, Two) {\n}\n"),
+                               ("a_b_test.cpp", "TEST(AB, One) {\n}\n"), ("posix/a_test.cpp", "TEST(A, Three) {\n}\n"),
+                               ("ab_test.cpp", "TEST(Other, One) {\n}\n")):
+                with open(os.path.join(folder, "tests", "net", name), "w", encoding="utf-8") as file:
+                    file.write(text)
+            for source, names in (("net/a_b.cpp", {"AB.One"}), ("net/a_c.cpp", {"A.One", "A.Two", "A.Three", "AB.One"}),
+                                  ("net/a_internal.h", {"A.One", "A.Two", "A.Three", "AB.One"}), ("net/c.cpp", {""})):
+                self.assertEqual(set(mutate.near_tests(source, "net", folder).split(":")), names, source)
+
+
+class Failures(unittest.TestCase):
+    def noticed_by(self, script):
+        """What comes of a test program that is this script; it may keep files in $FOLDER."""
+        with tempfile.TemporaryDirectory() as folder:
+            program = os.path.join(folder, "tests")
+            with open(program, "w", encoding="utf-8") as file:
+                file.write("#!/bin/sh\nFOLDER=%s\n%s" % (folder, script))
+            os.chmod(program, 0o755)
+            return mutate.noticed_by(program, 2, folder, "*")
+
+    FAILS = "echo '[ RUN      ] Suite.Name'; echo '[  FAILED  ] Suite.Name (1 ms)'; exit 1\n"
+
+    def test_count_when_they_come_again(self):
+        self.assertEqual(self.noticed_by(self.FAILS), "Suite.Name")
+        self.assertEqual(self.noticed_by("exit 0"), "")
+
+    def test_count_when_they_need_the_tests_before_them(self):
+        self.assertEqual(self.noticed_by("[ $GTEST_FILTER = Suite.Name ] && exit 0\n" + self.FAILS), "Suite.Name")
+
+    def test_do_not_count_when_they_come_in_a_crowd_only(self):
+        self.assertEqual(self.noticed_by("[ $GTEST_SHARD_INDEX != 3 ] || [ -e $FOLDER/run ] && exit 0\n"
+                                         "touch $FOLDER/run\n" + self.FAILS), "")
+
+    def test_are_tests_without_end_too(self):
+        self.assertEqual(self.noticed_by("echo '[ RUN      ] Suite.Name'; exec sleep 600\n"),
+                         "Suite.Name, which does not end")
 
 
 class ClosedRoom(unittest.TestCase):
@@ -156,7 +202,7 @@ class ClosedRoom(unittest.TestCase):
                            "[ -e %s/inside ] && echo '[ RUN      ] Room.IsClosed'\nexit 1\n" % (work, beside, ROOT, work))
             os.chmod(program, 0o755)
             command = ["unshare", "--mount", "--pid", "--fork", "--kill-child=KILL", "--mount-proc", sys.executable, SCRIPT,
-                       "--inside", work, "20", "tests"]
+                       "--inside", work, "20", "", "tests"]
             if os.geteuid() != 0:
                 command.insert(0, "sudo")
             result = subprocess.run(command, capture_output=True, text=True, timeout=60, check=False)
