@@ -294,6 +294,21 @@ TEST_F(FTPcData, EndsAtOnceWithTheFailureOfTheLocalStream) {
   }
 }
 
+TEST_F(FTPcData, WaitsAtMostTwoSecondsForTheFinalReply_WhenTheLocalStreamFailed) {
+  ScriptedServer server({ftp::Join(
+      {ftp::Login(), ftp::Passive(), ftp::Started("RETR /a"), {DataSend("hello"), DataStall(), Stall()}})});
+  ftp::Client client(server.port());
+  TestStream local;
+  local.Takes(2).TakesNoMore(Error_Exceed);
+  const auto start = std::chrono::steady_clock::now();
+  EXPECT_EQ(FTPc_Retrieve(client, "/a", local.stream(), nullptr, &client.reply), Error_Exceed);
+  const auto taken = std::chrono::steady_clock::now() - start;
+  EXPECT_GT(taken, std::chrono::milliseconds(1900));
+  EXPECT_LT(taken, std::chrono::milliseconds(5000));
+  FTPc_Delete(client.Release());
+  server.Stop();
+}
+
 TEST_F(FTPcData, GivesExceed_WhenTheLocalStreamIsFull) {
   ScriptedServer server({AfterLogin({ftp::Passive(), ftp::Started("RETR /a"), ftp::SendsFile("hello")})});
   ftp::Client client(server.port());
@@ -552,6 +567,46 @@ TEST_F(FTPcData, WaitsForAServerThatConnectsLate) {
   EXPECT_EQ(local.written(), "hello");
   FTPc_Delete(client.Release());
   server.Finish();
+}
+
+// Takes PORT and RETR, replies as to a transfer that is over, and connects 75 milliseconds later.
+Script RepliesBeforeItConnects() {
+  return {Do([](ScriptSession& session) {
+            std::string command;
+            unsigned high = 0;
+            unsigned low = 0;
+            ASSERT_TRUE(session.ReadUntil("\r\n", &command));
+            ASSERT_EQ(sscanf(command.c_str(), "PORT 127,0,0,1,%u,%u", &high, &low), 2);
+            session.Send("200 ok\r\n");
+            session.Expect("RETR /a\r\n");
+            session.Send("150 go\r\n226 done\r\n");
+            session.Wait(75);
+            loopback::Connection data = loopback::Connect(static_cast<uint16_t>(high * 256 + low), 1000);
+            if (data.IsOpen()) data.Send("hello");
+          }),
+          ReadToEnd()};
+}
+
+// The control connection is looked at every 50 milliseconds; what it says then counts only when no connection
+// comes in the next 50. On a busy machine this one may come later, so there are several tries.
+TEST_F(FTPcData, TakesAConnectionThatComesSoonAfterTheFinalReply) {
+  bool isTaken = false;
+  for (int attempt = 0; attempt < 10 && !isTaken; ++attempt) {
+    ScriptedServer server({ftp::Join({ftp::Login(), RepliesBeforeItConnects()})});
+    ftp::Client client(server.port(), ftp::kActive);
+    Stream* data = nullptr;
+    isTaken = FTPc_StartRetrieve(client, "/a", &data, &client.reply) == Error_None;
+    if (isTaken) {
+      EXPECT_EQ(client.reply.code, 150);
+      EXPECT_EQ(ReadAll(data), "hello");
+      Stream_Delete(data);
+      EXPECT_EQ(FTPc_EndTransfer(client, &client.reply), Error_None);
+      EXPECT_EQ(client.reply.code, 226);
+    }
+    FTPc_Delete(client.Release());
+    server.Finish();
+  }
+  EXPECT_TRUE(isTaken);
 }
 
 TEST_F(FTPcData, EndsAtOnce_WhenTheServerGoesAwayInsteadOfConnecting) {

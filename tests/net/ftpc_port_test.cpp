@@ -117,6 +117,35 @@ TEST_F(FTPcData, GivesExistsOrFailAndSendsNothing_WhenEveryActivePortIsTaken) {
   server.Finish();
 }
 
+// A server that refuses the port must not find it open, nor must the next program find it taken.
+TEST_F(FTPcData, ListensNoLonger_WhenTheServerRefusesThePort) {
+  const uint16_t port = loopback::UnusedPort();
+  FTPc_SetPortRange(port, 1);
+  ScriptedServer server({AfterLogin({{ExpectPort(), SendLine("500 no")}})});
+  ftp::Client client(server.port(), ftp::kActive);
+  Stream* data = nullptr;
+  EXPECT_EQ(FTPc_StartRetrieve(client, "/a", &data, &client.reply), Error_Invalid);
+  EXPECT_FALSE(loopback::Connect(port, 1000).IsOpen());
+  FTPc_Delete(client.Release());
+  server.Finish();
+}
+
+TEST_F(FTPcData, TriesEveryActivePortOnce_WhenAllAreTaken) {
+  const uint16_t first = loopback::UnusedPorts(2);
+  Sock* taken[2] = {};
+  ASSERT_EQ(Sock_OpenListen(first, &taken[0]), Error_None);
+  ASSERT_EQ(Sock_OpenListen(static_cast<uint16_t>(first + 1), &taken[1]), Error_None);
+  SetRangeFromItsStart(first, 2);
+  ScriptedServer server({AfterLogin({})});
+  ftp::Client client(server.port(), ftp::kActive);
+  EXPECT_NE(iFTPc_SetUpData(client, &client.reply), Error_None);
+  // The search ended at the range's end.
+  EXPECT_EQ(NextPorts(1), (Ports{first}));
+  FTPc_Delete(client.Release());
+  server.Finish();
+  for (Sock* each : taken) Sock_Delete(each);
+}
+
 TEST_F(FTPcData, NamesTheServersAddressInPort_AfterPasv) {
   ScriptedServer server({AfterLogin(
       {ftp::Exchange("PASV", "227 (10,1,2,3,4,5)"), ftp::Exchange("PORT 10,1,2,3,4,5", "200 ok")})});

@@ -7,6 +7,7 @@
 #include <thread>
 #include <vector>
 
+#include "os/platform/error.h"
 #include "qz/stream.h"
 #include "tests/net/sock_transfer_fixture.h"
 #include "tests/support/fault_proxy.h"
@@ -85,6 +86,29 @@ TEST_F(SockTransfer, GivesRetryAgain_WhenReadAfterAReset) {
     EXPECT_EQ(Read(asked), "");
     EXPECT_EQ(Sock_GetError(sock), Error_Retry) << asked;
   }
+}
+
+// What an earlier call was told of the connection is the reason of the end that every later read sees.
+TEST_F(SockTransfer, GivesTheKeptFailure_WhenTheSystemShowsAPlainEnd) {
+  Open();
+  peer.Close();
+  sock->errorTaken.store(platform::SocketError_ConnectionReset);
+  for (int i = 0; i < 2; ++i) {
+    Error_ClearLast();
+    EXPECT_EQ(Read(1), "");
+    EXPECT_EQ(Sock_GetError(sock), Error_Retry);
+    ErrorDetail detail;
+    ASSERT_EQ(Error_GetLast(&detail), Error_None);
+    EXPECT_EQ(detail.status, Error_Retry);
+    EXPECT_EQ(detail.systemNumber, 10054u);
+    EXPECT_STREQ(detail.operation, "Sock_Read");
+  }
+  sock->errorTaken.store(platform::SocketError_ConnectionRefused);
+  EXPECT_EQ(Read(1), "");
+  EXPECT_EQ(Sock_GetError(sock), Error_NoAccess);
+  sock->errorTaken.store(0);
+  EXPECT_EQ(Read(1), "");
+  EXPECT_EQ(Sock_GetError(sock), Error_Ended);
 }
 
 TEST_F(SockTransfer, NeverTakesAResetForTheEnd_WhenAWriteSawItFirst) {

@@ -40,6 +40,22 @@ TEST_F(SockTransfer, GivesTheEarlierFailure_WhenTheSocketIsReady) {
   EXPECT_EQ(Sock_SelectWrite(sock, 5, 0), Error_Timeout);
 }
 
+// Threads that share a socket learn from its status that it was closed.
+TEST_F(SockTransfer, KeepsTheStatusOfEverySelect) {
+  Open();
+  EXPECT_EQ(Sock_SelectRead(sock, 0, 1000), Error_Timeout);
+  EXPECT_EQ(Sock_GetError(sock), Error_Timeout);
+  Sock_ClearError(sock);
+  EXPECT_EQ(CloseDuring([this] { return Sock_SelectRead(sock, 30, 0); }), Error_Cancel);
+  EXPECT_EQ(Sock_GetError(sock), Error_Cancel);
+  Sock_ClearError(sock);
+  EXPECT_EQ(Sock_SelectRead(sock, 0, 0), Error_Cancel);
+  EXPECT_EQ(Sock_GetError(sock), Error_Cancel);
+  Sock_ClearError(sock);
+  EXPECT_EQ(Sock_SelectWrite(sock, 0, 0), Error_Cancel);
+  EXPECT_EQ(Sock_GetError(sock), Error_Cancel);
+}
+
 TEST_F(SockTransfer, SelectsThePeersEnd) {
   Open();
   peer.Close();

@@ -414,6 +414,51 @@ TEST(TelnetSocket, FindsTheSocketAndShutsItDown) {
   iSock_Exit();
 }
 
+// A stream over a socket that outlives it.
+struct SockKeeper {
+  Stream stream;
+  Sock* sock;
+  bool deleted = false;
+
+  explicit SockKeeper(Sock* kept) : sock(kept) { Stream_Init(0x74657374u, &kOperations, &stream); }
+
+  static SockKeeper* Of(Stream* stream) { return reinterpret_cast<SockKeeper*>(stream); }
+  static uint32_t Read(Stream* stream, uint32_t count, void* buffer) {
+    return Sock_Read(Of(stream)->sock, count, buffer);
+  }
+  static uint32_t Write(Stream* stream, uint32_t count, const void* buffer) {
+    return Sock_Write(Of(stream)->sock, count, buffer);
+  }
+  static Stream* FindType(Stream* stream, uint32_t type) {
+    return Stream_FindType(reinterpret_cast<Stream*>(Of(stream)->sock), type);
+  }
+  static ErrorCode Delete(Stream* stream) {
+    Of(stream)->deleted = true;
+    return Error_None;
+  }
+  static constexpr StreamOperations kOperations = {Delete, Read, nullptr, Write, nullptr, FindType};
+};
+
+// The deletion of a socket ends the connection too, but by a reset.
+TEST(TelnetSocket, ShutsTheSocketDownItself_WhenClosed) {
+  ASSERT_EQ(iSock_Init(), Error_None);
+  loopback::Listener listener;
+  Sock* sock = nullptr;
+  ASSERT_EQ(Sock_OpenConnectBuffer(0, "127.0.0.1", listener.port(), &sock), Error_None);
+  loopback::Connection peer = listener.Accept();
+  SockKeeper keeper(sock);
+  Telnet* telnet = Telnet_Open(&keeper.stream, 0);
+  EXPECT_EQ(Telnet_GetSocket(telnet), sock);
+  Telnet_Close(telnet);
+  EXPECT_TRUE(keeper.deleted);
+  std::string got;
+  EXPECT_EQ(peer.ReceiveAll(&got, 2000), loopback::Result::Closed);
+  EXPECT_EQ(got, "");
+  EXPECT_EQ(Sock_Write(sock, 1, "x"), 0u);
+  Sock_Delete(sock);
+  iSock_Exit();
+}
+
 TEST(TelnetSocket, FindsTheSocketThatAReadBufferWraps) {
   ASSERT_EQ(iSock_Init(), Error_None);
   loopback::Listener listener;
