@@ -31,6 +31,7 @@ class LineReader {
     uint32_t length = 0;
     bool isStarted = false;
     while (HasMore()) {
+      isStarted = true;
       const char c = block_[start_];
       if (c != '\n' && c != '\r') {
         length += TakeReturns(piece + length, kConfigLineLength - length);
@@ -40,7 +41,6 @@ class LineReader {
         ++start_;
         returns_ = c == '\r' ? returns_ + 1 : 0;
       }
-      isStarted = true;
       if (c == '\n') break;
     }
     piece[length] = '\0';
