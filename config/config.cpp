@@ -7,15 +7,15 @@
 #include "os/core/owned.h"
 #include "qz/error.h"
 #include "qz/memory.h"
+#include "qz/os.h"
 
 Config* Config_New(ConfigSpec* spec) {
   if (spec == nullptr) return nullptr;
   Owned<Config, Memory_Delete> config(static_cast<Config*>(iMemory_NewCleared(sizeof(Config))));
-  Owned<PTrie, PTrie_Delete> sections(PTrie_New(nullptr));
   Owned<ConfigSection, iConfig_DeleteRecord> first(iConfig_NewFirstSection());
-  if (!config || !sections || !first) return nullptr;
+  if (!config || !first) return nullptr;
   config->spec = iConfigSpec_Reference(spec);
-  config->sections = sections.release();
+  config->seed = static_cast<uint32_t>(OS_Random());
   config->first = first.release();
   return config.release();
 }
@@ -25,18 +25,19 @@ void Config_Delete(Config* config) {
   Config_Empty(config);
   iConfig_DeleteRecord(config->first);
   ConfigSpec_Delete(config->spec);
-  PTrie_Delete(config->sections);
+  config->sections.Free();
   Memory_Delete(config);
 }
 
 void Config_Empty(Config* config) {
   if (config == nullptr) return;
   ConfigSection* const first = config->first;
-  PTrie_Empty(config->sections);
-  PTrie_Empty(first->keys);
+  config->sections.Free();
+  first->keys.Free();
   iConfig_DeleteChain(first->next);
   first->next = nullptr;
   first->last = nullptr;
+  first->nameHash = 0;
   first->lineCount = 0;
   first->content = {};
 }

@@ -17,6 +17,7 @@ constexpr char kDuplicate[] = "DUP";
 constexpr char kRetired[] = "UNIQUE";
 
 using OwnedRecord = Owned<ConfigRecord, iConfig_DeleteRecord>;
+using OwnedLine = Owned<ConfigLine, iConfig_DeleteRecord>;
 using OwnedChain = Owned<ConfigRecord, iConfig_DeleteChain>;
 
 // ---- the chain ---------------------------------------------------------------------------------
@@ -54,9 +55,7 @@ void Discard(ConfigLine* line) {
 
 // The line of the key that was added last, or null.
 ConfigLine* NewestOf(const ConfigSection& section, const ConfigKey& key) {
-  void* newest = nullptr;
-  PTrie_FindElement(section.keys, key.bytes, key.length, &newest);
-  return static_cast<ConfigLine*>(newest);
+  return static_cast<ConfigLine*>(section.keys.Find(key));
 }
 
 void StartRing(ConfigLine* line) {
@@ -78,25 +77,24 @@ void LeaveRing(ConfigLine* line) {
 
 // newest: the line of the key that was added last, or null.
 ErrorCode IndexLine(const ConfigKey& key, ConfigLine* newest, ConfigSection* section, ConfigLine* line) {
+  line->keyHash = key.hash;
   if (newest == nullptr) {
     StartRing(line);
-    return PTrie_InsertElement(section->keys, key.bytes, key.length, line);
+    return section->keys.Insert(key, line);
   }
   JoinRing(newest, line);
-  return PTrie_ReplaceElement(section->keys, key.bytes, key.length, line);
+  section->keys.Replace(newest->keyHash, newest, line);
+  return Error_None;
 }
 
 // Takes a line out of its ring and its section's index.
-void RemoveFromIndex(const ConfigSpec& spec, ConfigLine* line) {
-  ConfigKey key;
-  iConfig_MakeKey(spec, line->content.fields[0], &key);
-  PTrie* const keys = line->section->keys;
+void RemoveFromIndex(ConfigLine* line) {
+  ConfigIndex& keys = line->section->keys;
   if (line->nextOfKey == line) {
-    PTrie_DeleteElement(keys, key.bytes, key.length);
+    keys.Remove(line->keyHash, line);
     return;
   }
-  const bool isNewest = NewestOf(*line->section, key) == line;
-  if (isNewest) PTrie_ReplaceElement(keys, key.bytes, key.length, line->previousOfKey);
+  if (keys.Holds(line->keyHash, line)) keys.Replace(line->keyHash, line, line->previousOfKey);
   LeaveRing(line);
 }
 
@@ -129,15 +127,15 @@ void PlaceSection(Config* config, ConfigSection* section, ConfigSection* current
 ErrorCode AddSection(Config* config, ConfigSection* section, ConfigSection** current) {
   if (section->content.count != 0) {
     ConfigKey name;
-    void* existing = nullptr;
-    iConfig_MakeName(section->content.fields[0], &name);
-    if (PTrie_FindElement(config->sections, name.bytes, name.length, &existing) != 0) {
+    iConfig_MakeName(*config, section->content.fields[0], &name);
+    if (ConfigRecord* const existing = config->sections.Find(name); existing != nullptr) {
       iConfig_DeleteRecord(section);
       *current = static_cast<ConfigSection*>(existing);
       return Error_None;
     }
-    const ErrorCode status = PTrie_InsertElement(config->sections, name.bytes, name.length, section);
+    const ErrorCode status = config->sections.Insert(name, section);
     if (status != Error_None) return status;
+    section->nameHash = name.hash;
   }
   PlaceSection(config, section, *current);
   *current = section;
@@ -153,16 +151,15 @@ ErrorCode AddNew(Config* config, ConfigRecord* newRecord, ConfigSection** curren
   return status;
 }
 
-ErrorCode AddNewLine(const ConfigKey& key, ConfigLine* newest, const ConfigParsed& parsed,
-                     ConfigSection* section, ConfigLine** line) {
-  Owned<ConfigLine, iConfig_DeleteRecord> added(iConfig_NewLine(parsed));
-  if (!added) return Error_Memory;
-  const ErrorCode status = IndexLine(key, newest, section, added.get());
+// Takes `added` over and gives it out in *line, unless it fails.
+ErrorCode AddNewLine(const ConfigKey& key, ConfigLine* newest, ConfigSection* section, OwnedLine* added,
+                     ConfigLine** line) {
+  const ErrorCode status = IndexLine(key, newest, section, added->get());
   if (status != Error_None) return status;
-  added->section = section;
+  *line = added->release();
+  (*line)->section = section;
   ++section->lineCount;
-  Append(section, added.get());
-  *line = added.release();
+  Append(section, *line);
   return Error_None;
 }
 
@@ -228,36 +225,38 @@ void PutBefore(ConfigRecord* follower, ConfigSection* section, ConfigLine* line)
   if (!isInSection) Append(section, line);
 }
 
-// Retires all lines of a key and puts a new one in the place of the newest.
-ErrorCode ReplaceLines(const Config& config, const ConfigKey& key, ConfigLine* newest,
-                       const ConfigParsed& parsed, ConfigLine** line) {
-  Owned<ConfigLine, iConfig_DeleteRecord> added(iConfig_NewLine(parsed));
+// The same, but retires all lines of the key and puts the new one in the place of the newest.
+ErrorCode ReplaceLines(const ConfigSpec& spec, ConfigLine* newest, OwnedLine* added, ConfigLine** line) {
   OwnedChain comments;
-  if (!added) return Error_Memory;
-  const ErrorCode status = MakeRetiredComments(*config.spec, newest, &comments);
+  const ErrorCode status = MakeRetiredComments(spec, newest, &comments);
   if (status != Error_None) return status;
 
   ConfigSection* const section = newest->section;
+  *line = added->release();
+  (*line)->section = section;
+  (*line)->keyHash = newest->keyHash;
+  StartRing(*line);
+  section->keys.Replace(newest->keyHash, newest, *line);
   DiscardOthers(newest);
   ConfigRecord* const follower = newest->next;
   Discard(newest);
   AppendChain(section, comments.release());
-  *line = added.release();
-  (*line)->section = section;
-  ++section->lineCount;
   PutBefore(follower, section, *line);
-  StartRing(*line);
-  return PTrie_ReplaceElement(section->keys, key.bytes, key.length, *line);
+  ++section->lineCount;
+  return Error_None;
 }
 
 ErrorCode AddLine(Config* config, const char* text, const ConfigParsed& parsed, ConfigDuplicate duplicate,
                   ConfigSection** current, ConfigLine** line) {
   const ConfigSpec& spec = *config->spec;
   ConfigKey key;
-  iConfig_MakeKey(spec, parsed.content.fields[0], &key);
+  iConfig_MakeKey(*config, parsed.content.fields[0], &key);
+  (*current)->keys.Prefetch(key);  // a large table is not in the cache: it comes while the line is made
+  OwnedLine added(iConfig_NewLine(parsed));
+  if (!added) return Error_Memory;
   ConfigLine* const newest = NewestOf(**current, key);
-  if (newest == nullptr || !spec.HasUniqueLines()) return AddNewLine(key, newest, parsed, *current, line);
-  if (duplicate == ConfigDuplicate::ReplacesOld) return ReplaceLines(*config, key, newest, parsed, line);
+  if (newest == nullptr || !spec.HasUniqueLines()) return AddNewLine(key, newest, *current, &added, line);
+  if (duplicate == ConfigDuplicate::ReplacesOld) return ReplaceLines(spec, newest, &added, line);
   if (!spec.KeepsComments()) return Error_None;
   return AddNew(config, iConfig_NewComment(spec.lineComment, kDuplicate, text), current);
 }
@@ -266,22 +265,12 @@ ErrorCode AddLine(Config* config, const char* text, const ConfigParsed& parsed, 
 
 // ---- internal functions ------------------------------------------------------------------------
 
-bool iConfig_MakeName(const char* text, ConfigKey* key) {
-  const size_t length = strnlen(text, kConfigLineLength + 1);
-  key->length = 0;
-  if (length > kConfigLineLength) return false;
-  key->length = static_cast<uint16_t>(length);
-  memcpy(key->bytes, text, length);
-  return true;
+bool iConfig_MakeKey(const Config& config, const char* text, ConfigKey* key) {
+  return key->Set(text, !config.spec->IsCaseSensitive(), config.seed);
 }
 
-bool iConfig_MakeKey(const ConfigSpec& spec, const char* text, ConfigKey* key) {
-  if (!iConfig_MakeName(text, key)) return false;
-  for (uint16_t i = 0; i < key->length && !spec.IsCaseSensitive(); ++i) {
-    char& c = key->bytes[i];
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-  }
-  return true;
+bool iConfig_MakeName(const Config& config, const char* text, ConfigKey* key) {
+  return key->Set(text, false, config.seed);
 }
 
 ErrorCode iConfig_AddRecord(Config* config, ConfigRecord* record, ConfigSection** current) {
@@ -297,13 +286,12 @@ ErrorCode iConfig_AddRecord(Config* config, ConfigRecord* record, ConfigSection*
   }
 }
 
-ErrorCode iConfig_AddText(Config* config, const char* text, ConfigDuplicate duplicate,
+ErrorCode iConfig_AddText(Config* config, const char* text, uint32_t length, ConfigDuplicate duplicate,
                           ConfigSection** current, ConfigLine** line) {
   const ConfigSpec& spec = *config->spec;
   ConfigParsed parsed;
   *line = nullptr;
-  const ErrorCode status = iConfig_Parse(spec, text, &parsed);
-  if (status != Error_None) return status;
+  iConfig_Parse(spec, text, length, &parsed);
   switch (parsed.kind) {
     case ConfigLineKind::Comment:
       return AddNew(config, iConfig_NewComment(spec.lineComment, parsed.reason, text), current);
@@ -322,9 +310,12 @@ ErrorCode iConfig_AddText(Config* config, const char* text, ConfigDuplicate dupl
 ErrorCode Config_Print(Config* config, ConfigSection* section, const char* text, ConfigLine** line) {
   if (line != nullptr) *line = nullptr;
   if (config == nullptr || text == nullptr) return Error_Invalid;
+  const size_t length = strnlen(text, kConfigLineLength + 1);
+  if (length > kConfigLineLength) return Error_Exceed;
   ConfigSection* current = section != nullptr ? section : config->first;
   ConfigLine* added;
-  const ErrorCode status = iConfig_AddText(config, text, ConfigDuplicate::ReplacesOld, &current, &added);
+  const ErrorCode status = iConfig_AddText(config, text, static_cast<uint32_t>(length),
+                                           ConfigDuplicate::ReplacesOld, &current, &added);
   if (line != nullptr) *line = added;
   return status;
 }
@@ -344,15 +335,16 @@ ErrorCode Config_PrintF(Config* config, ConfigSection* section, const char* form
 
 void Config_RemoveLine(Config* config, ConfigLine* line) {
   if (config == nullptr || line == nullptr) return;
-  RemoveFromIndex(*config->spec, line);
+  RemoveFromIndex(line);
   Discard(line);
 }
 
 void Config_UniqueLine(Config* config, ConfigLine* line) {
-  if (config == nullptr || line == nullptr || line->nextOfKey == line) return;
-  ConfigKey key;
-  iConfig_MakeKey(*config->spec, line->content.fields[0], &key);
-  PTrie_ReplaceElement(line->section->keys, key.bytes, key.length, line);
+  if (config == nullptr || line == nullptr) return;
+  ConfigIndex& keys = line->section->keys;
+  const ConfigLine* newest = line;
+  while (!keys.Holds(newest->keyHash, newest)) newest = newest->nextOfKey;
+  keys.Replace(newest->keyHash, newest, line);
   DiscardOthers(line);
 }
 
@@ -363,11 +355,7 @@ void Config_RemoveSection(Config* config, ConfigSection* section) {
     Config_Empty(config);
     return;
   }
-  if (section->content.count != 0) {
-    ConfigKey name;
-    iConfig_MakeName(section->content.fields[0], &name);
-    PTrie_DeleteElement(config->sections, name.bytes, name.length);
-  }
+  if (section->nameHash != 0) config->sections.Remove(section->nameHash, section);
   EndOf(section)->next = nullptr;
   if (behind != nullptr) behind->previous = section->previous;
   if (section->previous != nullptr) section->previous->next = behind;

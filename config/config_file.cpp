@@ -21,32 +21,34 @@ namespace {
 // ---- lines -------------------------------------------------------------------------------------
 
 // Gives out the lines of a file without their ends. A line end is LF with all CR before it; at the end of the
-// file also CR alone. What is longer than a piece comes in several pieces.
+// file also CR alone. A line that is longer than kConfigLineLength comes in pieces. A byte 0 ends a text.
 class LineReader {
  public:
   explicit LineReader(File* file) : file_(file) {}
 
   // False at the end of the file, and after a failure, which Status tells.
-  bool Next(char (&piece)[kConfigLineLength + 1]) {
-    uint32_t length = 0;
+  bool Next() {
+    if (TakeWholeLine()) return true;
     bool isStarted = false;
+    length_ = 0;
+    textLength_ = kConfigLineLength;
+    text_ = piece_;
     while (HasMore()) {
       isStarted = true;
-      const char c = block_[start_];
-      if (c != '\n' && c != '\r') {
-        length += TakeReturns(piece + length, kConfigLineLength - length);
-        if (length == kConfigLineLength) break;
-        length += TakeText(piece + length, kConfigLineLength - length);
-      } else {
+      if (block_[start_] == '\n') {
         ++start_;
-        returns_ = c == '\r' ? returns_ + 1 : 0;
+        returns_ = 0;
+        break;
       }
-      if (c == '\n') break;
+      if (!TakeUpToLineFeed()) break;
     }
-    piece[length] = '\0';
+    textLength_ = std::min(textLength_, length_);
+    piece_[textLength_] = '\0';
     return isStarted && status_ == Error_None;
   }
 
+  const char* Text() const { return text_; }
+  uint32_t TextLength() const { return textLength_; }
   ErrorCode Status() const { return status_; }
 
  private:
@@ -60,29 +62,64 @@ class LineReader {
     return false;
   }
 
-  // The CR that turned out to be text.
-  uint32_t TakeReturns(char* text, uint32_t room) {
-    const auto count = static_cast<uint32_t>(std::min<uint64_t>(returns_, room));
-    memset(text, '\r', count);
-    returns_ -= count;
-    return count;
+  // Gives out a line where it was read, when all of it is there: most lines need no copy.
+  bool TakeWholeLine() {
+    char* const begin = block_ + start_;
+    auto* const lineFeed = static_cast<char*>(memchr(begin, '\n', end_ - start_));
+    if (lineFeed == nullptr || lineFeed - begin > static_cast<ptrdiff_t>(kConfigLineLength) || returns_ != 0)
+      return false;
+    char* textEnd = lineFeed;
+    while (textEnd > begin && textEnd[-1] == '\r') --textEnd;
+    *textEnd = '\0';
+    text_ = begin;
+    textLength_ = static_cast<uint32_t>(strlen(begin));
+    start_ += static_cast<uint32_t>(lineFeed + 1 - begin);
+    return true;
   }
 
-  uint32_t TakeText(char* text, uint32_t room) {
-    const char* const from = block_ + start_;
-    const uint32_t most = std::min(room, end_ - start_);
-    uint32_t count = 0;
-    while (count < most && from[count] != '\n' && from[count] != '\r') ++count;
-    memcpy(text, from, count);
+  // False when the piece is full and there is more text. CR before the LF wait, for they may belong to the
+  // line end.
+  bool TakeUpToLineFeed() {
+    const char* const begin = block_ + start_;
+    const auto* lineFeed = static_cast<const char*>(memchr(begin, '\n', end_ - start_));
+    const char* const end = lineFeed != nullptr ? lineFeed : block_ + end_;
+    const char* textEnd = end;
+    while (textEnd > begin && textEnd[-1] == '\r') --textEnd;
+    if (textEnd != begin && !TakeText(static_cast<uint32_t>(textEnd - begin))) return false;
+    returns_ += static_cast<uint64_t>(end - textEnd);
+    start_ += static_cast<uint32_t>(end - textEnd);
+    return true;
+  }
+
+  // Moves text to the piece, behind the CR that turned out to be text. False when not all of it has room.
+  bool TakeText(uint32_t length) {
+    const auto returns = static_cast<uint32_t>(std::min<uint64_t>(returns_, kConfigLineLength - length_));
+    memset(piece_ + length_, '\r', returns);
+    length_ += returns;
+    returns_ -= returns;
+    const uint32_t count = std::min(length, kConfigLineLength - length_);
+    NoteZero(block_ + start_, count);
+    memcpy(piece_ + length_, block_ + start_, count);
+    length_ += count;
     start_ += count;
-    return count;
+    return count == length;
+  }
+
+  void NoteZero(const char* bytes, uint32_t count) {
+    const auto* zero = static_cast<const char*>(memchr(bytes, '\0', count));
+    if (zero == nullptr) return;
+    textLength_ = std::min(textLength_, length_ + static_cast<uint32_t>(zero - bytes));
   }
 
   File* file_;
   ErrorCode status_ = Error_None;
-  uint64_t returns_ = 0;  // CR that were read and may belong to a line end
+  uint64_t returns_ = 0;  // CR that were read and are not yet known to be text
   uint32_t start_ = 0;    // of what was read and is not yet taken
   uint32_t end_ = 0;
+  uint32_t length_ = 0;      // of the piece
+  uint32_t textLength_ = 0;  // up to its first byte 0
+  const char* text_ = piece_;
+  char piece_[kConfigLineLength + 1];
   char block_[4096];
 };
 
@@ -95,10 +132,10 @@ ErrorCode CheckReadable(const char* path) {
 ErrorCode ReadLines(Config* config, File* file) {
   LineReader reader(file);
   ConfigSection* current = config->first;
-  ConfigLine* line;
-  char text[kConfigLineLength + 1];
-  while (reader.Next(text)) {
-    const ErrorCode status = iConfig_AddText(config, text, ConfigDuplicate::KeepsOld, &current, &line);
+  while (reader.Next()) {
+    ConfigLine* line;
+    const ErrorCode status = iConfig_AddText(config, reader.Text(), reader.TextLength(),
+                                             ConfigDuplicate::KeepsOld, &current, &line);
     if (status != Error_None) return status;
   }
   return reader.Status();

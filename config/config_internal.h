@@ -23,11 +23,11 @@
 
 #include <cstdint>
 
+#include "config/config_index.h"
 #include "qz/config.h"
-#include "qz/ptrie.h"
 
 // The longest line that is taken apart, in bytes.
-constexpr uint32_t kConfigLineLength = 4096;
+constexpr uint32_t kConfigLineLength = kConfigKeyLength;
 
 enum ConfigCode : uint32_t {
   ConfigCode_Comment = 0x636E6663,  // "cnfc"
@@ -56,13 +56,15 @@ struct ConfigFields {
 struct ConfigLine : ConfigRecord {
   ConfigLine* nextOfKey;
   ConfigLine* previousOfKey;
+  uint32_t keyHash;  // as the index has it
   ConfigSection* section;
   ConfigFields content;
 };
 
 struct ConfigSection : ConfigRecord {
   ConfigRecord* last;  // null when there are no lines and comments
-  PTrie* keys;
+  ConfigIndex keys;
+  uint32_t nameHash;  // 0: the index of sections does not have it
   uint32_t lineCount;
   ConfigFields content;
 };
@@ -70,7 +72,8 @@ struct ConfigSection : ConfigRecord {
 struct Config {
   ConfigSpec* spec;
   ConfigSection* first;
-  PTrie* sections;
+  ConfigIndex sections;
+  uint32_t seed;  // of the hashes
 };
 
 struct ConfigParsed;
@@ -100,25 +103,19 @@ const ConfigFields& iConfig_ContentOf(const ConfigRecord& record);
 // What becomes of a line whose key its section has, where the spec wants unique lines.
 enum class ConfigDuplicate { KeepsOld, ReplacesOld };
 
-// Takes one line of text (at most kConfigLineLength bytes, else Error_Exceed) apart and adds what it is
-// behind *current; a header changes *current. *line receives a new data line, or null. After a failure the
-// document is as it was.
-ErrorCode iConfig_AddText(Config* config, const char* text, ConfigDuplicate duplicate,
+// Takes one line of text apart and adds what it is behind *current; a header changes *current. text: length
+// bytes, at most kConfigLineLength, and a terminator. *line receives a new data line, or null. After a
+// failure the document is as it was.
+ErrorCode iConfig_AddText(Config* config, const char* text, uint32_t length, ConfigDuplicate duplicate,
                           ConfigSection** current, ConfigLine** line);
 
 // Adds a comment or a header, and takes it over. After a failure it is still the caller's. Another code is
 // reported: Error_Invalid.
 ErrorCode iConfig_AddRecord(Config* config, ConfigRecord* record, ConfigSection** current);
 
-// ---- keys --------------------------------------------------------------------------------------
+// ---- keys (config_edit.cpp) --------------------------------------------------------------------
 
-// A key as a section's index holds it, and a section's name as the index of sections holds it.
-struct ConfigKey {
-  uint16_t length;
-  char bytes[kConfigLineLength + 1];
-};
-
-// In lower case unless the spec is case sensitive. False, and an empty key, when the text is longer than any.
-bool iConfig_MakeKey(const ConfigSpec& spec, const char* text, ConfigKey* key);
-// As it is.
-bool iConfig_MakeName(const char* text, ConfigKey* key);
+// A line's key, in lower case unless the spec is case sensitive, and a section's name, as it is. False, and
+// an empty key, when the text is longer than any.
+bool iConfig_MakeKey(const Config& config, const char* text, ConfigKey* key);
+bool iConfig_MakeName(const Config& config, const char* text, ConfigKey* key);

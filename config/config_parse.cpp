@@ -12,7 +12,6 @@
 #include <cstring>
 
 #include "os/text/byteset_internal.h"
-#include "qz/error.h"
 
 namespace {
 
@@ -139,14 +138,11 @@ bool IsKept(const ConfigSpec& spec, const ConfigParsed& parsed) {
 
 }  // namespace
 
-ErrorCode iConfig_Parse(const ConfigSpec& spec, const char* text, ConfigParsed* parsed) {
-  const size_t length = strnlen(text, kConfigLineLength + 1);
-  if (length > kConfigLineLength) return Error_Exceed;
+void iConfig_Parse(const ConfigSpec& spec, const char* text, uint32_t length, ConfigParsed* parsed) {
   parsed->reason = nullptr;
   parsed->content = {nullptr, 0, parsed->fields};
   parsed->textsSize = 0;
   parsed->kind = Parse(spec, {text, text + length}, parsed);
   if (parsed->kind == ConfigLineKind::Comment && !IsKept(spec, *parsed))
     parsed->kind = ConfigLineKind::Dropped;
-  return Error_None;
 }

@@ -24,5 +24,5 @@ struct ConfigParsed {
   char texts[2 * (kConfigLineLength + 1)];
 };
 
-// Error_None, or Error_Exceed when text is longer than kConfigLineLength bytes.
-ErrorCode iConfig_Parse(const ConfigSpec& spec, const char* text, ConfigParsed* parsed);
+// text: length bytes, at most kConfigLineLength, and a terminator.
+void iConfig_Parse(const ConfigSpec& spec, const char* text, uint32_t length, ConfigParsed* parsed);

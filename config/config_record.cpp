@@ -32,14 +32,6 @@ Record* NewWithContent(ConfigCode code, const ConfigParsed& parsed) {
   return record;
 }
 
-ConfigSection* GiveIndex(ConfigSection* section) {
-  if (section == nullptr) return nullptr;
-  section->keys = PTrie_New(nullptr);
-  if (section->keys != nullptr) return section;
-  Memory_Delete(section);
-  return nullptr;
-}
-
 char* Append(char* end, const char* text) {
   const size_t length = strlen(text);
   memcpy(end, text, length + 1);
@@ -53,14 +45,13 @@ ConfigLine* iConfig_NewLine(const ConfigParsed& parsed) {
 }
 
 ConfigSection* iConfig_NewSection(const ConfigParsed& parsed) {
-  return GiveIndex(NewWithContent<ConfigSection>(ConfigCode_Section, parsed));
+  return NewWithContent<ConfigSection>(ConfigCode_Section, parsed);
 }
 
 ConfigSection* iConfig_NewFirstSection() {
   auto* section = static_cast<ConfigSection*>(iMemory_NewCleared(sizeof(ConfigSection)));
-  if (section == nullptr) return nullptr;
-  section->code = ConfigCode_Section;
-  return GiveIndex(section);
+  if (section != nullptr) section->code = ConfigCode_Section;
+  return section;
 }
 
 ConfigComment* iConfig_NewComment(const char* marker, const char* reason, const char* text) {
@@ -84,7 +75,7 @@ void iConfig_DeleteRecord(ConfigRecord* record) {
   if (record == nullptr) return;
   switch (record->code) {
     case ConfigCode_Section:
-      PTrie_Delete(static_cast<ConfigSection*>(record)->keys);
+      static_cast<ConfigSection*>(record)->keys.Free();
       break;
     case ConfigCode_Line:
     case ConfigCode_Comment:

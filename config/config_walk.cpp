@@ -1,6 +1,4 @@
 // Finding lines and sections, walking through them, and what they hold.
-#include <cstring>
-
 #include "config/config_internal.h"
 #include "config/configspec_internal.h"
 #include "qz/config.h"
@@ -9,16 +7,6 @@ namespace {
 
 const ConfigSection* SectionOrFirst(const Config& config, const ConfigSection* section) {
   return section != nullptr ? section : config.first;
-}
-
-// The next entry of an index behind the key, or its first; null at the end. The key is overwritten.
-void* NextInIndex(const PTrie* index, bool isStarted, ConfigKey* key) {
-  PTrieState state{};
-  state.keyBuffer = reinterpret_cast<uint8_t*>(key->bytes);
-  state.keyBufferSize = sizeof key->bytes;
-  state.keyLength = isStarted ? key->length : 0;
-  state.started = isStarted ? 1 : 0;
-  return PTrie_Iterate(index, nullptr, 0, &state) == 1 ? state.value : nullptr;
 }
 
 // The first data line from a record on, up to the end of the chain or of the section.
@@ -35,19 +23,15 @@ ConfigLine* LineFrom(ConfigRecord* record, bool staysInSection) {
 ConfigLine* Config_FindLine(const Config* config, const ConfigSection* section, const char* key) {
   if (config == nullptr || key == nullptr) return nullptr;
   ConfigKey found;
-  if (!iConfig_MakeKey(*config->spec, key, &found)) return nullptr;
-  void* newest = nullptr;
-  PTrie_FindElement(SectionOrFirst(*config, section)->keys, found.bytes, found.length, &newest);
+  if (!iConfig_MakeKey(*config, key, &found)) return nullptr;
+  ConfigRecord* const newest = SectionOrFirst(*config, section)->keys.Find(found);
   return newest != nullptr ? static_cast<ConfigLine*>(newest)->nextOfKey : nullptr;
 }
 
 ConfigLine* Config_NextLineGroup(const Config* config, const ConfigLine* line) {
   if (config == nullptr || line == nullptr) return nullptr;
-  ConfigKey key;
-  iConfig_MakeKey(*config->spec, line->content.fields[0], &key);
-  void* newest = nullptr;
-  PTrie_FindElement(line->section->keys, key.bytes, key.length, &newest);
-  return newest != line ? line->nextOfKey : nullptr;
+  const bool isNewest = line->section->keys.Holds(line->keyHash, line);
+  return isNewest ? nullptr : line->nextOfKey;
 }
 
 ConfigLine* Config_FirstLine(const Config* config, const ConfigSection* section) {
@@ -63,15 +47,14 @@ ConfigLine* Config_NextLine(const Config* config, const ConfigLine* line) {
 
 ConfigLine* Config_FirstAlphaLine(const Config* config, const ConfigSection* section) {
   if (config == nullptr) return nullptr;
-  ConfigKey key;
-  return static_cast<ConfigLine*>(NextInIndex(SectionOrFirst(*config, section)->keys, false, &key));
+  const bool ignoresCase = !config->spec->IsCaseSensitive();
+  return static_cast<ConfigLine*>(SectionOrFirst(*config, section)->keys.Next(nullptr, ignoresCase));
 }
 
 ConfigLine* Config_NextAlphaLine(const Config* config, const ConfigLine* line) {
   if (config == nullptr || line == nullptr) return nullptr;
-  ConfigKey key;
-  iConfig_MakeKey(*config->spec, line->content.fields[0], &key);
-  return static_cast<ConfigLine*>(NextInIndex(line->section->keys, true, &key));
+  const bool ignoresCase = !config->spec->IsCaseSensitive();
+  return static_cast<ConfigLine*>(line->section->keys.Next(line->content.fields[0], ignoresCase));
 }
 
 ConfigSection* Config_NextSection(const Config* config, const ConfigSection* section) {
@@ -84,10 +67,9 @@ ConfigSection* Config_NextSection(const Config* config, const ConfigSection* sec
 
 ConfigSection* Config_NextAlphaSection(const Config* config, const ConfigSection* section) {
   if (config == nullptr) return nullptr;
-  ConfigKey name;
   const bool isStarted = section != nullptr && section->content.count != 0;
-  if (isStarted) iConfig_MakeName(section->content.fields[0], &name);
-  return static_cast<ConfigSection*>(NextInIndex(config->sections, isStarted, &name));
+  const char* const name = isStarted ? section->content.fields[0] : nullptr;
+  return static_cast<ConfigSection*>(config->sections.Next(name, false));
 }
 
 uint32_t Config_CountSectionLines(const Config* config, const ConfigSection* section) {
