@@ -66,8 +66,8 @@ QZ_API void Config_Empty(Config* config);
  * line. A byte 0 ends the text of its line. Other bytes, a byte order mark too, are text.
  *
  * Error_None; Error_NotFound when the file does not exist; Error_Invalid for a directory, or a null path;
- * what File_Open gives; Error_Memory; Error_Fail when memory runs out in an index; the system's error when
- * the file cannot be read. After a failure the lines before it are in the document. */
+ * what File_Open gives; Error_Memory; the system's error when the file cannot be read. After a failure the
+ * lines before it are in the document. */
 QZ_API ErrorCode Config_Read(Config* config, const char* path);
 
 /* Writes the document. The lines go to a new file in the same folder, which then replaces the old one: until
@@ -88,8 +88,7 @@ QZ_API ErrorCode Config_Write(Config* config, const char* path);
  * most 4096 bytes. line: may be null, or receives the new data line (the document's); null when none was
  * added.
  * Error_None, also when the text was dropped or kept as a comment; Error_Exceed when it is longer;
- * Error_Memory, and Error_Fail when memory runs out in an index; Error_Invalid when text is null. After a
- * failure the document is as it was. */
+ * Error_Memory; Error_Invalid when text is null. After a failure the document is as it was. */
 QZ_API ErrorCode Config_Print(Config* config, ConfigSection* section, const char* text, ConfigLine** line);
 
 /* The same with a text formatted by printf rules. The arguments follow line. */
@@ -123,7 +122,8 @@ QZ_API ConfigLine* Config_NextLine(const Config* config, const ConfigLine* line)
 
 /* Return the lines of a section in the order of their keys (as PTrie_Iterate has it, in lower case unless the
  * spec is case sensitive), for each key the line that was added last; null at the end. Next may be given any
- * line of a group. */
+ * line of a group. The first of these calls in a section sorts its keys; without memory for that each call
+ * looks at all of them. */
 QZ_API ConfigLine* Config_FirstAlphaLine(const Config* config, const ConfigSection* section);
 QZ_API ConfigLine* Config_NextAlphaLine(const Config* config, const ConfigLine* line);
 
