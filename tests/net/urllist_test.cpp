@@ -746,6 +746,24 @@ TEST(URLListHostile, TakesNoMemoryForACount) {
   }
 }
 
+// How many blocks reading a record asks for, all that a context needs included.
+int64_t CountAllocations(const std::string& bytes) {
+  iMemory_FailAllocation(1000);
+  EXPECT_EQ(ReadRecord(bytes, Order::Plain), Error_Ended);
+  const int64_t count = 1000 - iMemory_AllocationsUntilFailure();
+  iMemory_FailAllocation(0);
+  return count;
+}
+
+TEST(URLListHostile, AddsNothingOfATextThatComesShort) {
+  const std::string begin = OneGroup(1);
+  const int64_t withoutEntry = CountAllocations(begin);
+  EXPECT_GT(withoutEntry, 0);
+  EXPECT_EQ(CountAllocations(begin + Number(1)), withoutEntry);
+  EXPECT_EQ(CountAllocations(begin + Number(1) + Number(8) + "ftp://a"), withoutEntry);
+  EXPECT_GT(CountAllocations(begin + Number(1) + Number(8) + "ftp://a" + '\0'), withoutEntry);
+}
+
 TEST(URLListHostile, GivesEnded_WhenAReadBringsLessThanAsked) {
   const std::string whole = ValidRecord(Order::Plain, 2);
   const int64_t before = iMemory_CountLive();
