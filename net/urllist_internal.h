@@ -42,7 +42,7 @@ URLListGroup* iURLList_NewGroup(URLList* list);
 // before it were added.
 ErrorCode iURLList_Add(URLListGroup* group, uint32_t flags, const char* urls);
 
-// Reads a list that another program keeps, version 1 or 2; docs/formats.md shows the bytes.
+// Reads a list of version 1 or 2 in the reader's layout, which docs/formats.md shows.
 // list: receives an owned list (free with iURLList_Delete), empty after a failure; what it held is not freed.
 // The list is not recorded in the traverse, so it remains the caller's when a later field fails.
 // A failure is also the traverse's error then. Error_None, also where the last text just fills the 1,024
@@ -50,7 +50,7 @@ ErrorCode iURLList_Add(URLListGroup* group, uint32_t flags, const char* urls);
 // count of 0 or null arguments; Error_Ended; Error_Memory; the error that had stopped the traverse before.
 ErrorCode iURLList_Read(Traverse* traverse, URLList* list);
 
-// Writes a list as version 2; what was written is not what iURLList_Read reads.
+// Writes a list as version 2, in a layout that iURLList_Read does not read.
 // A failure is also the traverse's error then. Error_None; Error_Exceed for a URL text over 1,023 bytes (this
 // error does not stop the fields that follow) and Error_Invalid for null arguments or a URL without a
 // protocol, nothing is written then; Error_Ended; the error that had stopped the traverse before.
