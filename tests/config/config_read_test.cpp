@@ -97,6 +97,28 @@ TEST(ConfigReadLines, GoOnBehindTheEndMarkOfOldTextFiles) {
   EXPECT_EQ(document.Written(), LineEnds("a\t1\n# MIN \x1A\nb\t2\x1A\nc\t3\n"));
 }
 
+TEST(ConfigReadLines, LoseEveryCarriageReturnBeforeTheirEnd) {
+  Document document(Pairs(), "a 1\r\r\r\n\r\r\n# b\r\rc\r\r\nd 4\r\r");
+  EXPECT_EQ(document.Lines(), "<a><1> <d><4>");
+  EXPECT_EQ(document.Written(), LineEnds("a\t1\n\n# b\r\rc\nd\t4\n"));
+}
+
+// Eleven bytes a line: each byte of a line stands at some border of whatever blocks the file is read in.
+TEST(ConfigReadLines, MayLieAcrossTheBlocksOfTheFile) {
+  for (const char* end : {"\r\n", "\n"}) {
+    for (int shift = 0; shift < 11; ++shift) {
+      std::string text = "#" + std::string(static_cast<size_t>(shift), 'x') + end;
+      std::string expected = "#" + std::string(static_cast<size_t>(shift), 'x') + "\n";
+      for (int i = 10000; i < 17000; ++i) {
+        text += "k" + std::to_string(i) + (end[0] == '\n' ? " vvv" : " vv") + end;
+        expected += "k" + std::to_string(i) + (end[0] == '\n' ? "\tvvv\n" : "\tvv\n");
+      }
+      Document document(Pairs(), text);
+      EXPECT_TRUE(document.Written() == LineEnds(expected)) << shift;
+    }
+  }
+}
+
 // ---- long lines --------------------------------------------------------------------------------
 
 std::string Repeated(size_t count, char c = 'x') {
@@ -152,6 +174,12 @@ TEST(ConfigReadLongLines, ComeBackAsACommentAndALine_WhenTheyAreCommentedOut) {
   Document again(Pairs(), written);
   // 4,096 bytes are the comment, the other six the next line.
   EXPECT_EQ(again.Written(), LineEnds("a\t1\n# DUP a " + Repeated(4088) + "\n# MIN xxxxxx\n"));
+}
+
+TEST(ConfigReadLongLines, GoOnBehindAByteZeroAsTheNextLine) {
+  // Three bytes of text, the zero, and 4,092 that go with it; 908 are left.
+  Document document(Pairs(), "# a" + std::string(1, '\0') + Repeated(5000) + "\nb 2\n");
+  EXPECT_EQ(document.Written(), LineEnds("# a\n# MIN " + Repeated(908) + "\nb\t2\n"));
 }
 
 TEST(ConfigReadLongLines, OfAMegabyteArePieces) {
