@@ -7,7 +7,6 @@
 #include "os/core/owned.h"
 #include "qz/error.h"
 #include "qz/memory.h"
-#include "qz/os.h"
 
 Config* Config_New(ConfigSpec* spec) {
   if (spec == nullptr) return nullptr;
@@ -15,7 +14,6 @@ Config* Config_New(ConfigSpec* spec) {
   Owned<ConfigSection, iConfig_DeleteRecord> first(iConfig_NewFirstSection());
   if (!config || !first) return nullptr;
   config->spec = iConfigSpec_Reference(spec);
-  config->seed = static_cast<uint32_t>(OS_Random());
   config->first = first.release();
   return config.release();
 }

@@ -127,7 +127,7 @@ void PlaceSection(Config* config, ConfigSection* section, ConfigSection* current
 ErrorCode AddSection(Config* config, ConfigSection* section, ConfigSection** current) {
   if (section->content.count != 0) {
     ConfigKey name;
-    iConfig_MakeName(*config, section->content.fields[0], &name);
+    iConfig_MakeName(section->content.fields[0], &name);
     if (ConfigRecord* const existing = config->sections.Find(name); existing != nullptr) {
       iConfig_DeleteRecord(section);
       *current = static_cast<ConfigSection*>(existing);
@@ -250,7 +250,7 @@ ErrorCode AddLine(Config* config, const char* text, const ConfigParsed& parsed, 
                   ConfigSection** current, ConfigLine** line) {
   const ConfigSpec& spec = *config->spec;
   ConfigKey key;
-  iConfig_MakeKey(*config, parsed.content.fields[0], &key);
+  iConfig_MakeKey(spec, parsed.content.fields[0], &key);
   (*current)->keys.Prefetch(key);  // a large table is not in the cache: it comes while the line is made
   OwnedLine added(iConfig_NewLine(parsed));
   if (!added) return Error_Memory;
@@ -265,12 +265,12 @@ ErrorCode AddLine(Config* config, const char* text, const ConfigParsed& parsed, 
 
 // ---- internal functions ------------------------------------------------------------------------
 
-bool iConfig_MakeKey(const Config& config, const char* text, ConfigKey* key) {
-  return key->Set(text, !config.spec->IsCaseSensitive(), config.seed);
+bool iConfig_MakeKey(const ConfigSpec& spec, const char* text, ConfigKey* key) {
+  return key->Set(text, !spec.IsCaseSensitive());
 }
 
-bool iConfig_MakeName(const Config& config, const char* text, ConfigKey* key) {
-  return key->Set(text, false, config.seed);
+bool iConfig_MakeName(const char* text, ConfigKey* key) {
+  return key->Set(text, false);
 }
 
 ErrorCode iConfig_AddRecord(Config* config, ConfigRecord* record, ConfigSection** current) {

@@ -5,6 +5,7 @@
 
 #include "config/config_internal.h"
 #include "os/core/memory_internal.h"
+#include "os/text/texthash_internal.h"
 #include "qz/error.h"
 #include "qz/memory.h"
 
@@ -42,20 +43,15 @@ int Compare(const char* a, const char* b, bool ignoreCase) {
 
 }  // namespace
 
-bool ConfigKey::Set(const char* text, bool ignoreCase, uint32_t seed) {
-  // FNV-1a, mixed once more, because similar keys would stand side by side. The seed keeps a file from being
-  // made so that all its keys meet in one place.
-  constexpr uint32_t kPrime = 16777619;
-  uint32_t mixed = seed ^ 2166136261u;
+bool ConfigKey::Set(const char* text, bool ignoreCase) {
+  TextHash mixed;
   uint32_t i = 0;
   for (; text[i] != '\0' && i < kConfigKeyLength; ++i) {
     bytes[i] = Fold(text[i], ignoreCase);
-    mixed = (mixed ^ static_cast<uint8_t>(bytes[i])) * kPrime;
+    mixed.Add(bytes[i]);
   }
   const bool fits = text[i] == '\0';
-  mixed = (mixed ^ mixed >> 16) * 0x9E3779B1u;  // 2^32 divided by the golden ratio
-  mixed ^= mixed >> 15;
-  hash = mixed != 0 ? mixed : 1;
+  hash = mixed.Value() != 0 ? mixed.Value() : 1;
   length = static_cast<uint16_t>(fits ? i : 0);
   ignoresCase = ignoreCase;
   return fits;
@@ -125,7 +121,7 @@ void ConfigIndex::Replace(uint32_t hash, const ConfigRecord* old, ConfigRecord* 
   records_[SlotOf(hash, old)] = record;
   if (order_ == nullptr) return;
   ConfigKey key;
-  key.Set(KeyOf(*record), orderIgnoresCase_, 0);
+  key.Set(KeyOf(*record), orderIgnoresCase_);
   if (PTrie_ReplaceElement(order_, key.bytes, key.length, record) != Error_None) DropOrder();
 }
 
@@ -134,7 +130,7 @@ void ConfigIndex::Remove(uint32_t hash, const ConfigRecord* record) {
   --count_;
   if (order_ == nullptr) return;
   ConfigKey key;
-  key.Set(KeyOf(*record), orderIgnoresCase_, 0);
+  key.Set(KeyOf(*record), orderIgnoresCase_);
   if (PTrie_DeleteElement(order_, key.bytes, key.length) == 0) DropOrder();
 }
 
@@ -164,7 +160,7 @@ void ConfigIndex::Free() {
 
 bool ConfigIndex::AddToOrder(ConfigRecord* record) const {
   ConfigKey key;
-  key.Set(KeyOf(*record), orderIgnoresCase_, 0);
+  key.Set(KeyOf(*record), orderIgnoresCase_);
   return PTrie_InsertElement(order_, key.bytes, key.length, record) == Error_None;
 }
 
@@ -199,7 +195,7 @@ ConfigRecord* ConfigIndex::NextBySearch(const char* after, bool ignoreCase) cons
 ConfigRecord* ConfigIndex::Next(const char* after, bool ignoreCase) const {
   if (order_ == nullptr && !MakeOrder(ignoreCase)) return NextBySearch(after, ignoreCase);
   ConfigKey key;
-  if (after != nullptr) key.Set(after, orderIgnoresCase_, 0);
+  if (after != nullptr) key.Set(after, orderIgnoresCase_);
   PTrieState state{};
   state.keyBuffer = reinterpret_cast<uint8_t*>(key.bytes);
   state.keyBufferSize = sizeof key.bytes;

@@ -25,8 +25,8 @@ struct ConfigKey {
   bool ignoresCase;  // then the bytes are in lower case
   char bytes[kConfigKeyLength + 1];
 
-  // False, and an empty key, when the text is longer than any key. seed: the same for all keys of an index.
-  bool Set(const char* text, bool ignoreCase, uint32_t seed);
+  // False, and an empty key, when the text is longer than any key.
+  bool Set(const char* text, bool ignoreCase);
 };
 
 // All bytes 0 are an empty index; Free releases what it holds and makes it empty. Every key stands in it

@@ -73,7 +73,6 @@ struct Config {
   ConfigSpec* spec;
   ConfigSection* first;
   ConfigIndex sections;
-  uint32_t seed;  // of the hashes
 };
 
 struct ConfigParsed;
@@ -117,5 +116,5 @@ ErrorCode iConfig_AddRecord(Config* config, ConfigRecord* record, ConfigSection*
 
 // A line's key, in lower case unless the spec is case sensitive, and a section's name, as it is. False, and
 // an empty key, when the text is longer than any.
-bool iConfig_MakeKey(const Config& config, const char* text, ConfigKey* key);
-bool iConfig_MakeName(const Config& config, const char* text, ConfigKey* key);
+bool iConfig_MakeKey(const ConfigSpec& spec, const char* text, ConfigKey* key);
+bool iConfig_MakeName(const char* text, ConfigKey* key);

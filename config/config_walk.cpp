@@ -23,7 +23,7 @@ ConfigLine* LineFrom(ConfigRecord* record, bool staysInSection) {
 ConfigLine* Config_FindLine(const Config* config, const ConfigSection* section, const char* key) {
   if (config == nullptr || key == nullptr) return nullptr;
   ConfigKey found;
-  if (!iConfig_MakeKey(*config, key, &found)) return nullptr;
+  if (!iConfig_MakeKey(*config->spec, key, &found)) return nullptr;
   ConfigRecord* const newest = SectionOrFirst(*config, section)->keys.Find(found);
   return newest != nullptr ? static_cast<ConfigLine*>(newest)->nextOfKey : nullptr;
 }

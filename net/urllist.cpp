@@ -14,6 +14,7 @@
 #include "net/urllist_internal.h"
 #include "os/core/memory_internal.h"
 #include "os/core/owned.h"
+#include "os/text/texthash_internal.h"
 #include "qz/error.h"
 #include "qz/memory.h"
 #include "traverse/traverse_internal.h"
@@ -32,20 +33,13 @@ constexpr uint32_t kSmallestBucketCount = 16;
 // ---- the hash set of a group ---------------------------------------------------------------------
 // Chains of entries, for a group may hold more URLs than a Hash has room for.
 
-constexpr uint32_t kHashBasis = 2166136261;
-constexpr uint32_t kHashPrime = 16777619;
-
-// The end counts too, so that "ab", "c" differs from "a", "bc".
-uint32_t HashText(uint32_t hash, const char* text) {
-  for (; text != nullptr && *text != 0; ++text) hash = (hash ^ static_cast<uint8_t>(*text)) * kHashPrime;
-  return (hash ^ 0x100) * kHashPrime;
-}
-
 uint32_t HashURL(const URLData& url) {
-  uint32_t hash = kHashBasis ^ static_cast<uint32_t>(url.port);
-  for (const char* text : {url.protocol, url.user, url.password, url.host, url.path})
-    hash = HashText(hash, text);
-  return hash;
+  TextHash hash;
+  hash.Add(static_cast<char>(url.port));
+  for (const char* text : {url.protocol, url.user, url.password, url.host, url.path}) {
+    hash.AddText(text != nullptr ? text : "");
+  }
+  return hash.Value();
 }
 
 URLListEntry** Bucket(const URLListGroup& group, uint32_t hash) {

@@ -1,0 +1,27 @@
+// A hash of texts for tables in memory: never stored, for every run of a program has another.
+#pragma once
+
+#include <cstdint>
+
+// FNV-1a from a seed that is drawn once a run, mixed once more at the end because similar texts would stand
+// side by side. A file or a server cannot choose texts that all meet in one place of a table.
+class TextHash {
+ public:
+  TextHash() : value_(Seed()) {}
+
+  void Add(char c) { value_ = (value_ ^ static_cast<uint8_t>(c)) * 16777619u; }
+  // With its terminator, so that "ab", "c" differs from "a", "bc".
+  void AddText(const char* text) {
+    for (; *text != '\0'; ++text) Add(*text);
+    Add('\0');
+  }
+  uint32_t Value() const {
+    const uint32_t mixed = (value_ ^ value_ >> 16) * 0x9E3779B1u;  // 2^32 divided by the golden ratio
+    return mixed ^ mixed >> 15;
+  }
+
+ private:
+  static uint32_t Seed();
+
+  uint32_t value_;
+};
