@@ -152,6 +152,17 @@ TEST(ConfigPrintUnique, FormatsTheOldLineByItself) {
   EXPECT_EQ(document.Written(), LineEnds("a\t\t3\nlonger\t2\n# UNIQUE a\t1\t# x\n\n"));
 }
 
+TEST(ConfigPrintUnique, FormatsTheOldLineInColumnsOfItsOwnWidth) {
+  Document document(Pairs(), "key value # x\n");
+  document.Print("key 2");
+  EXPECT_EQ(document.Written(), LineEnds("# UNIQUE key\tvalue\t# x\n\nkey\t2\n"));
+  Syntax syntax = Pairs();
+  syntax.delimiter = ';';
+  Document delimited(syntax, "keys;1\n");
+  delimited.Print("keys;2");
+  EXPECT_EQ(delimited.Written(), LineEnds("# UNIQUE keys\t\t;1\n\nkeys\t\t;2\n"));
+}
+
 TEST(ConfigPrintUnique, FormatsTheOldLineByTheSpec) {
   Syntax syntax = Pairs();
   syntax.lineComment = "//";
