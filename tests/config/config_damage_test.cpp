@@ -77,11 +77,18 @@ TEST(ConfigDamage, TakesARecordOfAnotherKind) {
   for (const Syntax& syntax : Syntaxes()) Use(syntax, bytes);
 }
 
-TEST(ConfigDamage, KeepsWhatFollowsManyCarriageReturns) {
-  for (const size_t count :
-       {size_t{1}, size_t{4093}, size_t{4096}, size_t{4097}, size_t{8192}, size_t{10000}}) {
-    Document document(Pairs(), Repeated(count, '\r') + "x 1\ny 2\n");
-    EXPECT_EQ(document.Lines(), "<x><1> <y><2>") << count;
+// Carriage returns that no line end follows are text, and come in pieces of 4,096.
+TEST(ConfigDamage, KeepsManyCarriageReturns) {
+  const struct {
+    size_t count;
+    int pieces;
+  } rows[] = {{1, 0}, {4093, 0}, {4096, 1}, {4097, 1}, {8189, 1}, {8192, 2}, {10000, 2}, {20000, 4}};
+  for (const auto& row : rows) {
+    Document document(Pairs(), Repeated(row.count, '\r') + "x 1\ny 2\n");
+    EXPECT_EQ(document.Lines(), "<x><1> <y><2>") << row.count;
+    std::string expected;
+    for (int i = 0; i < row.pieces; ++i) expected += Repeated(4096, '\r') + "\n";
+    EXPECT_EQ(document.Written(), LineEnds(expected + "x\t1\ny\t2\n")) << row.count;
   }
 }
 

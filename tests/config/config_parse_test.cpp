@@ -93,6 +93,15 @@ TEST(ConfigParseComment, HasAMarkerOfSeveralCharacters) {
                        {"a # b", "kept // MAX a # b"}});
 }
 
+TEST(ConfigParseComment, HasAMarkerOfFifteenCharacters) {
+  Syntax syntax = Pairs();
+  syntax.lineComment = "<!-- comment ->";
+  ExpectTaken(syntax, {{"<!-- comment -> a", "kept <!-- comment -> a"},
+                       {"a 1 <!-- comment ->b", "line <a><1> #<b>"},
+                       {"a <!-- comment ", "kept <!-- comment -> MAX a <!-- comment "},
+                       {"a", "kept <!-- comment -> MIN a"}});
+}
+
 TEST(ConfigParseComment, HasNone_WithoutAMarker) {
   Syntax syntax = Pairs();
   syntax.lineComment = "";

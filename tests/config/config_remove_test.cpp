@@ -299,6 +299,15 @@ TEST(ConfigEmpty, LeavesADocumentAsNew) {
   }
 }
 
+TEST(ConfigEmpty, LeavesAFirstSectionThatHasNoName) {
+  Document document(PairsInSections(), "[s]\na 1\n");
+  Config_Empty(document.get());
+  document.Read("b 2\n[s]\nc 3\n");
+  Config_RemoveSection(document.get(), Config_NextSection(document.get(), nullptr));
+  EXPECT_EQ(document.AlphaSections(), "<[s]>");
+  EXPECT_EQ(document.Written(), LineEnds("[s]\nc\t3\n"));
+}
+
 TEST(ConfigEmpty, FreesWhatTheDocumentHeld) {
   Document document(PairsInSections());
   const int64_t before = iMemory_CountLive();

@@ -74,6 +74,14 @@ TEST(ConfigFindLine, FindsTheLongestKey) {
   }
 }
 
+TEST(ConfigFindLine, TakesNoTooLongKeyForTheEmptyOne) {
+  Syntax syntax;
+  syntax.delimiter = ';';
+  syntax.maxFields = 2;
+  Document document(syntax, ";x\n");
+  EXPECT_EQ(document.Find(std::string(4097, 'x').c_str()), nullptr);
+}
+
 TEST(ConfigFindLine, GivesNull_ForNull) {
   Document document(Pairs(), "a 1\n");
   EXPECT_EQ(Config_FindLine(document.get(), nullptr, nullptr), nullptr);
@@ -291,6 +299,17 @@ TEST(ConfigAccessors, GiveWhatASectionHas) {
   EXPECT_STREQ(Config_GetSectionFields(document.get(), section)[0], "[s]");
   EXPECT_STREQ(Config_GetSectionFields(document.get(), section)[1], "t");
   EXPECT_EQ(Config_CountSectionLines(document.get(), document.Section("[v]")), 0u);
+}
+
+TEST(ConfigAccessors, GiveNoFieldsOfAHeaderThatHasNone) {
+  Syntax syntax = Pairs();
+  syntax.sectionMethod = IsBracketedOrBlank;
+  Document document(syntax, "a 1\n  \nb 2\n");
+  ConfigSection* second = Config_NextSection(document.get(), Config_NextSection(document.get(), nullptr));
+  ASSERT_NE(second, nullptr);
+  EXPECT_EQ(Config_CountSectionFields(document.get(), second), 0u);
+  EXPECT_EQ(Config_GetSectionFields(document.get(), second), nullptr);
+  EXPECT_EQ(Config_CountSectionLines(document.get(), second), 1u);
 }
 
 TEST(ConfigAccessors, TakeNullForTheFirstSection) {
