@@ -1,12 +1,11 @@
 // The table of keys, with hashes that a test chooses: those that meet in one place, and round the table's
 // end.
-#include "config/config_index.h"
-
 #include <gtest/gtest.h>
 
 #include <cstdint>
 #include <vector>
 
+#include "config/config_index.h"
 #include "config/config_internal.h"
 #include "qz/error.h"
 #include "tests/support/fail_allocation.h"
@@ -50,7 +49,7 @@ TEST_F(ConfigIndexTable, KeepsKeysApartWhoseHashesAreEqual) {
   Entry b("b", 9);
   Entry ab("ab", 9);
   Entry none("c", 9);
-  for (Entry* entry : {&a, &b, &ab}) Insert(entry);
+  for (Entry* entry : {&ab, &a, &b}) Insert(entry);
   EXPECT_EQ(index_.Find(a.key()), a.line());
   EXPECT_EQ(index_.Find(b.key()), b.line());
   EXPECT_EQ(index_.Find(ab.key()), ab.line());
@@ -125,6 +124,26 @@ TEST_F(ConfigIndexTable, GoesInTheOrderOfKeysWhateverTheirHashes) {
   EXPECT_EQ(index_.Next("aa", false), ab.line());
   EXPECT_EQ(index_.Next("ab", false), b.line());
   EXPECT_EQ(index_.Next("b", false), nullptr);
+}
+
+// Each step has to find the next key without a place to keep the order.
+TEST_F(ConfigIndexTable, GoesInTheSameOrderWithoutMemory) {
+  Entry b("b", 3);
+  Entry longer("a\xE4", 11);
+  Entry a("a", 19);
+  Entry high("\xE4", 27);
+  for (Entry* entry : {&b, &longer, &a, &high}) Insert(entry);
+  const auto next = [&](const char* after) {
+    iMemory_FailAllocation(1);
+    ConfigRecord* record = index_.Next(after, false);
+    iMemory_FailAllocation(0);
+    return record;
+  };
+  EXPECT_EQ(next(nullptr), high.line());
+  EXPECT_EQ(next("\xE4"), a.line());
+  EXPECT_EQ(next("a"), longer.line());
+  EXPECT_EQ(next("a\xE4"), b.line());
+  EXPECT_EQ(next("b"), nullptr);
 }
 
 // The order is there before the keys change, and follows them.
