@@ -17,8 +17,9 @@ namespace {
 template <typename Record>
 Record* NewWithContent(ConfigCode code, const ConfigParsed& parsed) {
   const size_t pointersSize = parsed.content.count * sizeof(char*);
-  auto* record = static_cast<Record*>(iMemory_NewCleared(sizeof(Record) + pointersSize + parsed.textsSize));
+  auto* record = static_cast<Record*>(Memory_New(sizeof(Record) + pointersSize + parsed.textsSize));
   if (record == nullptr) return nullptr;
+  *record = {};
   auto** const fields = reinterpret_cast<char**>(record + 1);
   char* const texts = reinterpret_cast<char*>(fields + parsed.content.count);
   memcpy(texts, parsed.texts, parsed.textsSize);
