@@ -343,6 +343,30 @@ TEST_F(FTPcData, GivesInvalid_WhenTheSetUpIsRefused) {
   server.Finish();
 }
 
+TEST_F(FTPcData, CountsNoBytes_WhenATransferDoesNotStart) {
+  const Script refused = ftp::Exchange("PASV", "502 no");
+  ScriptedServer server({AfterLogin({refused, refused, refused, refused})});
+  ftp::Client client(server.port());
+  TestStream local("hello");
+  uint32_t offset = 3;
+  uint32_t count = 7;
+  EXPECT_EQ(FTPc_Retrieve(client, "/a", local.stream(), &count, &client.reply), Error_Invalid);
+  EXPECT_EQ(count, 0u);
+  count = 7;
+  EXPECT_EQ(FTPc_RetrieveRestart(client, "/a", &offset, local.stream(), &count, &client.reply),
+            Error_Invalid);
+  EXPECT_EQ(count, 0u);
+  count = 7;
+  EXPECT_EQ(FTPc_Store(client, "/a", local.stream(), kAll, &count, &client.reply), Error_Invalid);
+  EXPECT_EQ(count, 0u);
+  count = 7;
+  EXPECT_EQ(FTPc_StoreRestart(client, "/a", &offset, local.stream(), kAll, &count, &client.reply),
+            Error_Invalid);
+  EXPECT_EQ(count, 0u);
+  FTPc_Delete(client.Release());
+  server.Finish();
+}
+
 TEST_F(FTPcData, MapsCode550ByTheMode) {
   struct Row {
     const char* reply;

@@ -147,6 +147,18 @@ TEST_F(FTPcMove, KeepsTheFailureOfOneSide_UntilTheOtherEnds) {
   Finish();
 }
 
+TEST_F(FTPcMove, ForgetsTheFailureOfAMoveThatWasNotEnded_WhenTheNextOneStarts) {
+  Connect(ftp::Join({kPasvFails,
+                     ftp::Exchange("RETR /a", "150 go"),
+                     {ExpectLine("PASV"), SendLine("227 (10,1,2,3,4,5)"), Wait(100), SendLine("226 sent")}}),
+          ftp::Join({kPortFails, ftp::Exchange("STOR /b", "150 go"), {SendLine("452 full")}}));
+  EXPECT_EQ(Start(), Error_None);
+  while (FTPc_GetFlags(*destination_) != 0) ASSERT_EQ(EndOnce(), Error_Block);
+  EXPECT_EQ(Start(), Error_None);
+  EXPECT_EQ(End(), Error_None);
+  Finish();
+}
+
 TEST_F(FTPcMove, GivesTheLastFailure_WhenBothSidesFail) {
   server_.reset(new ScriptedServer(
       {ftp::Join({ftp::Login(), kPasvFails, ftp::Exchange("RETR /a", "150 go"), {Wait(50), Close()}})}));

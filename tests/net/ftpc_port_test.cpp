@@ -102,6 +102,19 @@ TEST_F(FTPcData, ListensAtTheActivePortItAnnounces) {
   server.Finish();
 }
 
+TEST_F(FTPcData, ListensAtTheFirstPort_OfARangeOfNone) {
+  const uint16_t port = loopback::UnusedPort();
+  FTPc_SetPortRange(port, 0);
+  ScriptedServer server({AfterLogin({{ReadUntil("\r\n"), SendLine("500 no")}})});
+  ftp::Client client(server.port(), ftp::kActive);
+  EXPECT_EQ(iFTPc_SetUpData(client, &client.reply), Error_Invalid);
+  FTPc_Delete(client.Release());
+  server.Finish();
+  EXPECT_NE(server.Received(0).find("PORT 127,0,0,1," + std::to_string(port / 256) + "," +
+                                    std::to_string(port % 256) + "\r\n"),
+            std::string::npos);
+}
+
 // Windows reports a port that another program holds as access denied, which has no status of its own.
 TEST_F(FTPcData, GivesExistsOrFailAndSendsNothing_WhenEveryActivePortIsTaken) {
   loopback::Listener taken;
@@ -125,6 +138,19 @@ TEST_F(FTPcData, ListensNoLonger_WhenTheServerRefusesThePort) {
   ftp::Client client(server.port(), ftp::kActive);
   Stream* data = nullptr;
   EXPECT_EQ(FTPc_StartRetrieve(client, "/a", &data, &client.reply), Error_Invalid);
+  EXPECT_FALSE(loopback::Connect(port, 1000).IsOpen());
+  FTPc_Delete(client.Release());
+  server.Finish();
+}
+
+TEST_F(FTPcData, ListensNoLonger_WhenRestIsNotAnswered) {
+  const uint16_t port = loopback::UnusedPort();
+  FTPc_SetPortRange(port, 1);
+  ScriptedServer server({ftp::Join({ftp::Login(), ftp::Active(), {ExpectLine("REST 3"), Close()}})});
+  ftp::Client client(server.port(), ftp::kActive);
+  Stream* data = nullptr;
+  uint32_t offset = 3;
+  EXPECT_EQ(FTPc_StartRetrieveRestart(client, "/a", &offset, &data, &client.reply), Error_Ended);
   EXPECT_FALSE(loopback::Connect(port, 1000).IsOpen());
   FTPc_Delete(client.Release());
   server.Finish();

@@ -175,6 +175,20 @@ TEST_F(FTPcTest, CapturesTheLoginThatSucceedsBehindTheOneThatFailed) {
   server.Finish();
 }
 
+TEST_F(FTPcTest, CapturesNoLineThatIsNoReply) {
+  ScriptedServer server({{SendLine("220 r"), ExpectLine("USER u"), SendLine("what?"), ExpectLine("USER u"),
+                          SendLine("230 in"), ExpectEnd()}});
+  ftp::Client client(server.port(), ftp::kPassive | FTPcFlag_Welcome, false);
+  EXPECT_EQ(FTPc_Login(client, "u", "p", &client.reply), Error_Invalid);
+  EXPECT_EQ(FTPc_Login(client, "u", "p", &client.reply), Error_None);
+  char name[1024];
+  ASSERT_EQ(FTPc_InfoFile(client, name), Error_None);
+  EXPECT_EQ(ReadFile(name), "r\nin\n");
+  EXPECT_EQ(File_Unlink(name), Error_None);
+  FTPc_Delete(client.Release());
+  server.Finish();
+}
+
 TEST_F(FTPcTest, HasNoWelcomeFile_WhenNoneWasAskedFor) {
   ScriptedServer server({AfterLogin({})});
   ftp::Client client(server.port());

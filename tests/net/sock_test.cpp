@@ -202,6 +202,8 @@ TEST_F(SockTest, RefusesHostsThatCanBeNoName) {
   lookUps = 0;
   ASSERT_EQ(Sock_NewCreate(&sock), Error_None);
   EXPECT_EQ(Sock_Connect(sock, "", listener.port()), Error_NotFound);
+  // No host at all is every address of this machine, an empty one is none.
+  EXPECT_EQ(Sock_Bind(sock, "", 0), Error_NotFound);
   EXPECT_EQ(Sock_Connect(sock, std::string(65536, 'h').c_str(), listener.port()), Error_NotFound);
   EXPECT_EQ(Sock_Connect(sock, std::string(256, 'h').c_str(), listener.port()), Error_NotFound);
   // Too long for an address too; the system's parser ignores what follows a space.

@@ -102,7 +102,10 @@ TEST_F(ProcessLaunch, Fails_WhenTheProgramCannotBeStarted) {
 
 TEST_F(ProcessLaunch, Fails_WhenNothingNamesAProgram) {
   auto* process = reinterpret_cast<Process*>(this);
+  // Known before anything is made.
+  iMemory_FailAllocation(1);
   EXPECT_EQ(Process_Launch(nullptr, nullptr, nullptr, &process), Error_Fail);
+  iMemory_FailAllocation(0);
   EXPECT_EQ(process, nullptr);
   EXPECT_EQ(Process_Launch(nullptr, "", nullptr, &process), Error_Fail);
   EXPECT_EQ(process, nullptr);

@@ -92,8 +92,9 @@ struct Handover {
   }
 };
 
+// Whatever part of a second the wait begins in.
 TEST(SemaphoreWait, IsWokenBySignal) {
-  for (uint32_t timeout : {10000u, 0xFFFFFFFEu, 0xFFFFFFFFu}) {
+  for (uint32_t timeout : {10000u, 999u, 0xFFFFFFFEu, 0xFFFFFFFFu}) {
     Handover handover{Semaphore_New(0, 1), timeout};
     Thread* thread = Thread_New(Handover::Run, &handover);
     OS_Delay(0.03f);

@@ -92,6 +92,77 @@ TEST(ProcessLaunchHere, RunsNoShell_ForAFileThatIsNoProgram) {
   EXPECT_EQ(process, nullptr);
 }
 
+// Each word of one letter: as many words as a line of that length can have.
+TEST(ProcessLaunchHere, SplitsALineOfTheShortestWords) {
+  const TemporaryFolder folder;
+  const std::filesystem::path before = std::filesystem::current_path();
+  std::filesystem::current_path(folder.Path());
+  std::ofstream("a") << "echo \"$0 $1 $2\" > words\n";
+  Process* process = nullptr;
+  EXPECT_EQ(Process_Launch("/bin/sh", "s a b c", nullptr, &process), Error_None);
+  std::filesystem::current_path(before);
+  EXPECT_TRUE(EndsWithinTenSeconds(process));
+  Process_Detach(process);
+  std::ifstream words(folder.Path() / "words");
+  std::string line;
+  std::getline(words, line);
+  EXPECT_EQ(line, "a b c");
+  ASSERT_EQ(Process_Launch("/bin/true", "t", nullptr, &process), Error_None);
+  EXPECT_TRUE(EndsWithinTenSeconds(process));
+  Process_Detach(process);
+}
+
+// What the system tells of a process's signals, one bit each: "SigBlk" those blocked, "SigIgn" those ignored.
+uint64_t SignalsOf(uint32_t number, const std::string& kind) {
+  std::ifstream status("/proc/" + std::to_string(number) + "/status");
+  for (std::string line; std::getline(status, line);) {
+    if (line.compare(0, kind.size() + 1, kind + ":") == 0)
+      return std::stoull(line.substr(kind.size() + 1), nullptr, 16);
+  }
+  ADD_FAILURE() << "no " << kind;
+  return 0;
+}
+
+constexpr uint64_t BitOf(int signal) {
+  return uint64_t{1} << (signal - 1);
+}
+
+// A broken pipe ends the child as usual, whatever a program with sockets has set for itself; an ignored
+// hang-up (nohup) stays ignored.
+TEST(ProcessLaunchHere, GivesTheChildNoBlockedSignal_AndDoesNotIgnoreABrokenPipe) {
+  sigset_t blocked;
+  sigset_t blockedBefore;
+  sigemptyset(&blocked);
+  sigaddset(&blocked, SIGUSR1);
+  pthread_sigmask(SIG_BLOCK, &blocked, &blockedBefore);
+  const auto pipeBefore = signal(SIGPIPE, SIG_IGN);
+  const auto hangUpBefore = signal(SIGHUP, SIG_IGN);
+  Process* process = nullptr;
+  EXPECT_EQ(Process_Launch("/bin/sleep", "sleep 60", nullptr, &process), Error_None);
+  signal(SIGPIPE, pipeBefore);
+  signal(SIGHUP, hangUpBefore);
+  pthread_sigmask(SIG_SETMASK, &blockedBefore, nullptr);
+  ASSERT_NE(process, nullptr);
+  const uint32_t number = *reinterpret_cast<uint32_t*>(process);
+  EXPECT_EQ(SignalsOf(number, "SigBlk"), 0u);
+  EXPECT_EQ(SignalsOf(number, "SigIgn") & BitOf(SIGPIPE), 0u);
+  EXPECT_EQ(SignalsOf(number, "SigIgn") & BitOf(SIGHUP), BitOf(SIGHUP));
+  kill(static_cast<pid_t>(number), SIGKILL);
+  EXPECT_TRUE(EndsWithinTenSeconds(process));
+  Process_Detach(process);
+}
+
+// The system may give the number to another child at once, whose end is not this one's to take.
+TEST(ProcessIsActive, ForgetsTheNumberOfAChildThatEnded) {
+  Process* process = nullptr;
+  ASSERT_EQ(Process_Launch("/bin/true", "true", nullptr, &process), Error_None);
+  const auto* record = reinterpret_cast<const platform::Process*>(process);
+  EXPECT_EQ(record->process, static_cast<intptr_t>(record->identifier));
+  EXPECT_TRUE(EndsWithinTenSeconds(process));
+  EXPECT_EQ(record->process, 0);
+  Process_Detach(process);
+}
+
 // An exit code of 259 means "still running" on Windows only; here a code has eight bits.
 TEST(ProcessIsActive, IsNotMisledByAnExitCode) {
   Process* process = nullptr;

@@ -2,6 +2,7 @@
 #include "qz/thread.h"
 
 #include <gtest/gtest.h>
+#include <pthread.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -38,6 +39,26 @@ TEST(ThreadNew, GivesNullAndKeepsNothing_WhenTheSystemStartsNoThread) {
   ASSERT_EQ(waitpid(child, &status, 0), child);
   ASSERT_TRUE(WIFEXITED(status));
   EXPECT_EQ(WEXITSTATUS(status), 0);
+}
+
+int32_t StoreStackBytes(void* bytes) {
+  pthread_attr_t attributes;
+  if (pthread_getattr_np(pthread_self(), &attributes) != 0) return 1;
+  pthread_attr_getstacksize(&attributes, static_cast<size_t*>(bytes));
+  pthread_attr_destroy(&attributes);
+  return 0;
+}
+
+// Not the eight mebibytes that are usual here: a program has a thread for every transfer.
+TEST(ThreadNew, GivesAThreadAMebibyteOfStack) {
+  size_t stackBytes = 0;
+  Thread* thread = Thread_New(StoreStackBytes, &stackBytes);
+  ASSERT_NE(thread, nullptr);
+  while (Thread_ExitCode(thread) != 0 || Thread_IsRunning(thread) == 1) OS_Delay(0.0005f);
+  Thread_Delete(thread);
+  // The system may take a page or two of it for itself.
+  EXPECT_GT(stackBytes, 1000u * 1024);
+  EXPECT_LE(stackBytes, 1100u * 1024);
 }
 
 // Of the address space that this process has reserved, stacks included.
