@@ -517,7 +517,9 @@ TEST_F(SockTest, RefusesNullArguments) {
   EXPECT_EQ(Sock_GetDescriptor(nullptr), 0xFFFFFFFFu);
   EXPECT_EQ(Sock_Close(nullptr), Error_Invalid);
   EXPECT_EQ(Sock_Delete(nullptr), Error_Invalid);
+  out = sock;
   EXPECT_EQ(Sock_NewBuffer(nullptr, 1, 0, &out), Error_Invalid);
+  EXPECT_EQ(out, nullptr);
   EXPECT_EQ(Sock_NewBuffer(sock, 1, 0, nullptr), Error_Invalid);
   EXPECT_EQ(Sock_OpenConnectBuffer(0, "127.0.0.1", 1, nullptr), Error_Invalid);
   EXPECT_EQ(Sock_OpenConnectBuffer(0, nullptr, 1, &out), Error_Invalid);
