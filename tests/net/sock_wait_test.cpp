@@ -24,6 +24,15 @@ TEST_F(SockTransfer, SelectsUntilTheTimeIsOver) {
   EXPECT_LT(watch.Milliseconds(), 5000);
 }
 
+// A caller that polls would keep a processor busy.
+TEST_F(SockTransfer, WaitsAMillisecond_WhenAMicrosecondIsAskedFor) {
+  Open();
+  const Stopwatch watch;
+  for (int i = 0; i < 200; ++i) EXPECT_EQ(Sock_SelectRead(sock, 0, 1), Error_Timeout);
+  // A wait that begins just before the clock's next millisecond ends with it.
+  EXPECT_GE(watch.Milliseconds(), 100);
+}
+
 TEST_F(SockTransfer, GivesTheEarlierFailure_WhenTheSocketIsReady) {
   Open();
   ASSERT_TRUE(peer.Send("x"));
