@@ -89,8 +89,8 @@ void ConfigIndex::Place(uint32_t hash, ConfigRecord* record) {
 
 ErrorCode ConfigIndex::Grow() {
   const uint32_t slots = slots_ != 0 ? slots_ * 2 : kFirstSlots;
-  auto** const records = static_cast<ConfigRecord**>(
-      iMemory_NewCleared(size_t{slots} * (sizeof(ConfigRecord*) + sizeof(uint32_t))));
+  auto** const records =
+      static_cast<ConfigRecord**>(iMemory_NewCleared(size_t{slots} * (sizeof(void*) + sizeof(uint32_t))));
   if (records == nullptr) return Error_Memory;
   ConfigRecord** const oldRecords = records_;
   const uint32_t* const oldHashes = hashes_;
