@@ -154,6 +154,12 @@ TEST(ConfigWriteFailure, KeepsTheOldFile_WhenTheNewOneCannotBeClosed) {
   EXPECT_EQ(document.directory().Read("file"), LineEnds("a\t1\n"));
 }
 
+TEST(ConfigWriteFailure, GivesFail_ForADeviceThatCannotBeClosed) {
+  Document document(Pairs());
+  const FailingClose failing;
+  EXPECT_EQ(Config_Write(document.get(), kIsWindows ? "/Z|/dev/null" : "/dev/null"), Error_Fail);
+}
+
 TEST(ConfigWriteFailure, KeepsTheDocument) {
   Document document(PairsInSections(), "# x\na 1\n[s]\nb 2\n");
   {

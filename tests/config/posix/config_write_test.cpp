@@ -172,6 +172,21 @@ TEST_F(ConfigWriteOnPosix, NeedsAFileThatCanBeWritten) {
   EXPECT_EQ(directory_.List(), Names{"file"});
 }
 
+// Where a folder is shared, only the owner of a file may put another in its place.
+TEST_F(ConfigWriteOnPosix, KeepsTheOldFile_WhenItMayNotBeReplaced) {
+  ASSERT_EQ(geteuid(), 0u);
+  directory_.MakeDirectory("shared");
+  directory_.Write("shared/file", "old");
+  ASSERT_EQ(chmod(directory_.SystemName("shared").c_str(), 01777), 0);
+  ASSERT_EQ(chmod(directory_.SystemName("shared/file").c_str(), 0666), 0);
+  ASSERT_EQ(seteuid(65534), 0);
+  const ErrorCode status = Write("shared/file");
+  ASSERT_EQ(seteuid(0), 0);
+  EXPECT_EQ(status, Error_Fail);
+  EXPECT_EQ(directory_.Read("shared/file"), "old");
+  EXPECT_EQ(directory_.List("shared"), Names{"file"});
+}
+
 // ---- reading -----------------------------------------------------------------------------------
 
 TEST_F(ConfigWriteOnPosix, GivesTheStatusOfOpening_ForAFileThatCannotBeRead) {
