@@ -65,6 +65,12 @@ TEST_F(FileStateTest, TellsThatNothingStandsThere) {
   FileState state;
   EXPECT_EQ(File_GetState("", &state), Error_None);
   EXPECT_EQ(state.exists, 0);
+  uint64_t size = 7;
+  EXPECT_EQ(iFile_GetState64(Name("missing").c_str(), &state, &size), Error_None);
+  EXPECT_EQ(size, 0u);
+  size = 7;
+  EXPECT_EQ(iFile_GetState64(nullptr, &state, &size), Error_Invalid);
+  EXPECT_EQ(size, 0u);
 }
 
 TEST_F(FileStateTest, RefusesNullAndTooLongNames) {

@@ -3,7 +3,9 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <ctime>
+#include <thread>
 
 #include "os/platform/clock.h"
 #include "os/time/clock_testing.h"
@@ -31,6 +33,24 @@ TEST(TimeGet, GivesTheSecondsOfTheSystemsClock) {
   EXPECT_LE(now.seconds, static_cast<uint32_t>(after));
   EXPECT_LT(now.milliseconds, 1000u);
   Time_Get(nullptr);
+}
+
+int64_t SystemMilliseconds() {
+  const auto now = std::chrono::system_clock::now().time_since_epoch();
+  return std::chrono::duration_cast<std::chrono::milliseconds>(now).count();
+}
+
+TEST(TimeGet, GivesTheMillisecondsOfTheSystemsClock) {
+  // In the second half of a second there are many of them.
+  while (SystemMilliseconds() % 1000 < 500) std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  const int64_t before = SystemMilliseconds();
+  Time now = {};
+  Time_Get(&now);
+  const int64_t after = SystemMilliseconds();
+  const int64_t milliseconds = int64_t{now.seconds} * 1000 + now.milliseconds;
+  // Systems may keep two clocks of different steps.
+  EXPECT_GE(milliseconds, before - 20);
+  EXPECT_LE(milliseconds, after + 20);
 }
 
 TEST(TimeGet, IsTheTrueMomentInAnyTimeZone) {

@@ -37,4 +37,22 @@ TEST(FilePipe, GivesWhatHasArrivedWithoutWaitingForMore) {
   close(writer);
 }
 
+// It was opened without waiting for its other end; reading waits as usual.
+TEST(FilePipe, WaitsForItsFirstBytes) {
+  const TempDir directory;
+  ASSERT_EQ(mkfifo(directory.SystemName("pipe").c_str(), 0600), 0);
+  const int writer = open(directory.SystemName("pipe").c_str(), O_RDWR | O_CLOEXEC);
+  ASSERT_GE(writer, 0);
+  File* file = nullptr;
+  ASSERT_EQ(File_Open(directory.Name("pipe").c_str(), 1, &file), Error_None);
+  char bytes[10];
+  auto read = std::async(std::launch::async, [&] { return File_Read(file, sizeof bytes, bytes); });
+  EXPECT_EQ(read.wait_for(std::chrono::milliseconds(100)), std::future_status::timeout);
+  ASSERT_EQ(write(writer, "abc", 3), 3);
+  EXPECT_EQ(read.get(), 3u);
+  EXPECT_EQ(Stream_Error(File_GetStream(file)), Error_None);
+  EXPECT_EQ(File_Close(file), Error_None);
+  close(writer);
+}
+
 }  // namespace

@@ -12,6 +12,8 @@
 
 #include "os/core/owned.h"
 #include "os/file/file_internal.h"
+#include "os/platform/error.h"
+#include "os/platform/filesystem.h"
 #include "qz/directory.h"
 #include "qz/error.h"
 #include "tests/support/file_system.h"
@@ -205,6 +207,20 @@ TEST_F(FileOnPosixTest, IsNotInheritedByOtherPrograms) {
   }
 }
 
+// As when a directory took the place of the file that was looked at a moment ago.
+TEST_F(FileOnPosixTest, MayNotRemoveADirectoryAsAFile) {
+  directory_.MakeDirectory("d");
+  EXPECT_FALSE(platform::RemoveFile(directory_.SystemName("d").c_str()));
+  EXPECT_EQ(platform::LastSystemError(), uint32_t{platform::SystemError_AccessDenied});
+  EXPECT_TRUE(directory_.Exists("d"));
+}
+
+TEST_F(FileOnPosixTest, LeavesNoNewFileBehind_WhenTheCLibraryMakesNoStreamOfIt) {
+  // A mode that it does not know stands for what else it may lack.
+  EXPECT_EQ(platform::OpenStream(directory_.SystemName("f").c_str(), {"x", false, true, false}), nullptr);
+  EXPECT_FALSE(directory_.Exists("f"));
+}
+
 TEST_F(FileOnPosixTest, RefusesToMoveADirectoryIntoItself) {
   directory_.MakeDirectory("d");
   EXPECT_EQ(File_Move(Name("d").c_str(), Name("d/e").c_str()), Error_Fail);
@@ -254,6 +270,22 @@ TEST_F(FileOnPosixTest, GivesTheSameMomentInAnyTimeZone) {
   EXPECT_EQ(File_GetStateOpenFile(Open("f", 1).get(), &state), 0);
   EXPECT_EQ(state.modificationTime.seconds, 852454987u);
   EXPECT_EQ(state.modificationTime.milliseconds, 0u);
+}
+
+TEST_F(FileOnPosixTest, CopiesTimesAndPermissions) {
+  directory_.Write("f", "abc");
+  const struct timespec times[2] = {{852000000, 0}, {852454987, 987654321}};
+  ASSERT_EQ(utimensat(AT_FDCWD, directory_.SystemName("f").c_str(), times, 0), 0);
+  ASSERT_EQ(chmod(directory_.SystemName("f").c_str(), 0751), 0);
+  const mode_t original = umask(0);
+  EXPECT_EQ(File_Copy(Name("f").c_str(), Name("g").c_str()), Error_None);
+  umask(original);
+  struct stat status;
+  ASSERT_EQ(stat(directory_.SystemName("g").c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 07777u, 0751u);
+  EXPECT_EQ(status.st_atim.tv_sec, 852000000);
+  EXPECT_EQ(status.st_mtim.tv_sec, 852454987);
+  EXPECT_EQ(status.st_mtim.tv_nsec, 987654321);
 }
 
 // ---- links -------------------------------------------------------------------------------------
