@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cstdio>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -10,6 +11,7 @@
 
 #include "os/core/os_testing.h"
 #include "os/file/directory_testing.h"
+#include "os/file/file_testing.h"
 #include "qz/directory.h"
 #include "qz/error.h"
 #include "qz/file.h"
@@ -162,6 +164,21 @@ TEST_F(DirectoryListTest, TakesNoNameForTheCurrentDirectory) {
   EXPECT_EQ(Directory_GetList("", 1, Name("list").c_str()), Error_None);
   ASSERT_EQ(Directory_SetCurrent(original), 0);
   EXPECT_EQ(Listed(), (Lines{"b c" + end_, "file" + end_, "sub/" + end_}));
+}
+
+// Closes a file for good and tells a failure all the same: what was written last may be lost.
+int CloseBadly(FILE* stream) {
+  fclose(stream);
+  SetReadError();
+  return EOF;
+}
+
+TEST_F(DirectoryListTest, LeavesNoListingThatCannotBeClosedWell) {
+  iFile_SetCloseMethod(CloseBadly);
+  const ErrorCode status = Directory_GetList(Name("d").c_str(), 0, Name("list").c_str());
+  iFile_SetCloseMethod(nullptr);
+  EXPECT_EQ(status, Error_Ended);
+  EXPECT_FALSE(directory_.Exists("list"));
 }
 
 TEST_F(DirectoryListTest, LeavesNoListingWithoutMemory) {

@@ -4,12 +4,15 @@
 #include <gtest/gtest.h>
 
 #include <cstddef>
+#include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <string>
 #include <vector>
 
 #include "os/core/owned.h"
 #include "os/file/file_internal.h"
+#include "os/file/file_testing.h"
 #include "qz/directory.h"
 #include "qz/error.h"
 #include "tests/support/error_capture.h"
@@ -384,6 +387,8 @@ TEST_F(FileTest, GetsCharactersInBlocks) {
   EXPECT_EQ(remaining, 0u);
   EXPECT_EQ(File_GetChar(file.get(), 3, buffer, &remaining, nullptr), 0);
   EXPECT_EQ(remaining, 0u);
+  EXPECT_EQ(File_GetChar(file.get(), 3, buffer, nullptr, &next), 0);
+  EXPECT_EQ(next, buffer);
 }
 
 // ---- both ways into one file -------------------------------------------------------------------
@@ -719,6 +724,15 @@ TEST_F(FileTest, IsAStream) {
   EXPECT_EQ(Stream_FindType(stream, 0x736F636Bu), nullptr);
 }
 
+TEST_F(FileTest, HasNothingToReadBehindItsEnd) {
+  directory_.Write("f", "abc");
+  OwnedFile file = Open("f", 1);
+  for (int32_t position : {3, 4, 1000}) {
+    ASSERT_EQ(File_Seek(file.get(), FileSeek_Start, position), 0);
+    EXPECT_EQ(Stream_ReadAvail(File_GetStream(file.get())), 0u) << position;
+  }
+}
+
 TEST_F(FileTest, IsClosedByStreamDelete) {
   OwnedFile file = Open("f", 2);
   File_SetTemporary(file.get(), 1);
@@ -734,6 +748,23 @@ TEST_F(FileTest, RemovesATemporaryFileOnClosing) {
   EXPECT_EQ(file->mode, 0x80000002u);
   EXPECT_TRUE(directory_.Exists("f"));
   EXPECT_EQ(File_Close(file.release()), Error_None);
+  EXPECT_FALSE(directory_.Exists("f"));
+}
+
+// Another program may remove it in the last moment.
+TEST_F(FileTest, ClosesATemporaryFileThatIsRemovedWhileItIsClosed) {
+  static std::filesystem::path removed;
+  removed = directory_.SystemName("f");
+  OwnedFile file = Open("f", 2);
+  File_SetTemporary(file.get(), 1);
+  iFile_SetCloseMethod([](FILE* stream) {
+    const int result = fclose(stream);
+    std::filesystem::remove(removed);
+    return result;
+  });
+  const ErrorCode status = File_Close(file.release());
+  iFile_SetCloseMethod(nullptr);
+  EXPECT_EQ(status, Error_None);
   EXPECT_FALSE(directory_.Exists("f"));
 }
 

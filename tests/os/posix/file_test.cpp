@@ -12,6 +12,7 @@
 
 #include "os/core/owned.h"
 #include "os/file/file_internal.h"
+#include "os/file/file_testing.h"
 #include "os/platform/error.h"
 #include "os/platform/filesystem.h"
 #include "qz/directory.h"
@@ -85,6 +86,29 @@ TEST_F(FileOnPosixTest, SaysOnClosingThatPendingTextDidNotFit) {
   OwnedFile file = Open("f", 2);
   EXPECT_EQ(File_Print(file.get(), "%s", "0123456789abc"), 13);
   EXPECT_EQ(File_Close(file.release()), Error_Exceed);
+}
+
+TEST_F(FileOnPosixTest, SaysOnClosingWhyTextWasLostFirst) {
+  DiskLimit limit(10);
+  OwnedFile file = Open("f", 2);
+  EXPECT_EQ(File_Print(file.get(), "%s", "0123456789abc"), 13);
+  EXPECT_EQ(File_Flush(file.get()), -1);
+  EXPECT_EQ(Stream_Error(File_GetStream(file.get())), Error_Exceed);
+  // From now on writing fails for another reason.
+  const int unwritable = open("/dev/null", O_RDONLY | O_CLOEXEC);
+  ASSERT_EQ(dup3(unwritable, file->descriptor, O_CLOEXEC), file->descriptor);
+  close(unwritable);
+  EXPECT_EQ(File_Print(file.get(), "%s", "more"), 4);
+  EXPECT_EQ(File_Flush(file.get()), -1);
+  EXPECT_NE(Stream_Error(File_GetStream(file.get())), Error_Exceed);
+  // A C library that drops what it could not write, and closes well.
+  iFile_SetCloseMethod([](FILE* stream) {
+    fclose(stream);
+    return 0;
+  });
+  const ErrorCode status = File_Close(file.release());
+  iFile_SetCloseMethod(nullptr);
+  EXPECT_EQ(status, Error_Exceed);
 }
 
 TEST_F(FileOnPosixTest, WritesNoBytesWhenPendingTextDidNotFit) {
@@ -327,6 +351,16 @@ TEST_F(FileLinkTest, IsRemovedItself) {
     EXPECT_EQ(File_Unlink(Name(name).c_str()), Error_None) << name;
     EXPECT_FALSE(directory_.Exists(name)) << name;
   }
+  EXPECT_EQ(directory_.Read("f"), "abcde");
+  EXPECT_EQ(directory_.Read("d/kept"), "abc");
+}
+
+// With the separator the system would mean what the link leads to.
+TEST_F(FileLinkTest, IsRemovedItself_WithSeparatorsBehindItsNameToo) {
+  EXPECT_EQ(File_Unlink(Name("toDirectory//").c_str()), Error_None);
+  EXPECT_FALSE(directory_.Exists("toDirectory"));
+  EXPECT_EQ(File_Unlink(Name("toFile/").c_str()), Error_None);
+  EXPECT_FALSE(directory_.Exists("toFile"));
   EXPECT_EQ(directory_.Read("f"), "abcde");
   EXPECT_EQ(directory_.Read("d/kept"), "abc");
 }

@@ -289,6 +289,15 @@ TEST_F(ProtectedStart, PutsTheProgramsFoldersAndItsLogIntoThePrivateFolder) {
   EXPECT_FALSE(fs::exists(Below(".config")));
 }
 
+TEST_F(ProtectedStart, PutsNoSecondSeparatorBehindTheFolderOfTheVariable) {
+  fs::create_directory(Below("cache"));
+  fs::permissions(Below("cache"), fs::perms::all);
+  const ScopedVariable cache("XDG_CACHE_HOME", (Below("cache") + "/").c_str());
+  const ChildReport report = StartFromProtectedFolder();
+  ASSERT_EQ(report.words.size(), 9u);
+  EXPECT_EQ(report.words[3], Below("cache/qzchildCache"));
+}
+
 // Nothing tells where the program's file was; the current folder is not taken for it, and stays empty.
 TEST_F(ProtectedStart, FailsWhereNothingTellsTheProgramsFolder) {
   fs::create_directory(Below("program"));

@@ -47,4 +47,15 @@ TEST(VolumeOnPosix, WrapsAtFourGigabytes) {
   EXPECT_EQ(free64, 0x140000000u);
 }
 
+TEST(VolumeOnPosix, IsTheRootsWhereNoOtherDirectoryStandsAbove) {
+  uint32_t rootBytes = 1;
+  uint32_t totalBytes = 2;
+  EXPECT_EQ(Volume_GetInformation("/", nullptr, &rootBytes), Error_None);
+  EXPECT_EQ(Volume_GetInformation("/qz-missing/file", nullptr, &totalBytes), Error_None);
+  EXPECT_EQ(totalBytes, rootBytes);
+  uint64_t free64 = UINT64_MAX;
+  EXPECT_EQ(iVolume_FreeBytes64("/qz-missing", &free64), Error_None);
+  EXPECT_NE(free64, UINT64_MAX);
+}
+
 }  // namespace
