@@ -1,13 +1,15 @@
 // A file that is written anew: beside the old one, which it replaces when it is complete.
+#include <atomic>
 #include <cstdio>
 
 #include "os/core/error_internal.h"
 #include "os/core/owned.h"
 #include "os/file/file_internal.h"
+#include "os/platform/clock.h"
 #include "os/platform/error.h"
 #include "os/platform/filesystem.h"
+#include "os/platform/process.h"
 #include "qz/error.h"
-#include "qz/os.h"
 
 namespace {
 
@@ -24,14 +26,21 @@ ErrorCode FindTarget(const char* name, char (&target)[kFileNameSize]) {
   return iFile_FromSystemName(followed, target) == Error_None ? Error_None : Error_Fail;
 }
 
+// Another number for each try, process and moment. Programs that were killed leave files under such names,
+// and OS_Random begins alike in every program that does not seed it.
+uint32_t NextNumber() {
+  static std::atomic<uint32_t> tries{0};
+  const uint32_t process = platform::CurrentProcessIdentifier() * 0x9E3779B1u;
+  return process + static_cast<uint32_t>(platform::MonotonicMilliseconds()) + tries.fetch_add(1);
+}
+
 ErrorCode OpenBeside(uint32_t mode, bool isPrivate, FileReplacement* replacement) {
   char directory[kFileNameSize];
   if (File_SplitDir(replacement->target, directory, nullptr) != Error_None) return Error_Fail;
   ErrorCode status = Error_Exists;
   for (int i = 0; i < kNameTries && status == Error_Exists; ++i) {
     char name[32];
-    snprintf(name, sizeof name, "qz%08lx.new",
-             static_cast<unsigned long>(static_cast<uint32_t>(OS_Random())));
+    snprintf(name, sizeof name, "qz%08lx.new", static_cast<unsigned long>(NextNumber()));
     if (iFile_Join(directory, name, replacement->beside) != Error_None) return Error_Fail;
     status = iFile_OpenNew(replacement->beside, mode, isPrivate, &replacement->file);
   }
@@ -72,8 +81,9 @@ ErrorCode iFile_BeginReplacement(const char* name, uint32_t mode, FileReplacemen
   const ErrorCode status = FindTarget(name, replacement->target);
   if (status != Error_None) return status;
   if (File_Exists(replacement->target, nullptr) == 0) return OpenBeside(mode, false, replacement);
+  // To append changes nothing and needs no more than the right to write. A pipe that nobody reads is refused.
   Owned<File, File_Close> old;
-  const ErrorCode opened = File_Open(replacement->target, FileMode_Update, old.out());
+  const ErrorCode opened = File_Open(replacement->target, FileMode_Append, old.out());
   return opened == Error_None ? OpenForOld(old.get(), mode, replacement) : opened;
 }
 

@@ -57,8 +57,9 @@ bool RemoveLink(const char* name);
 bool RenameWithoutReplacing(const char* from, const char* to);
 // Replaces a file that stands under the new name, in one step where the system can.
 bool RenameReplacing(const char* from, const char* to);
-// Where a link to a file leads, through all links behind it; a name that is no link stays as it is. Nothing
-// need stand there.
+// Where a link to a file leads, through all links behind it; nothing need stand there. A name that is no link
+// stays as it is, and so does, where the system tells, one that leads to no ordinary file: what the link of
+// an open pipe says is no name.
 bool FollowLink(const char* name, char (&target)[kNameSize]);
 // Copies contents, permissions and modification time of one ordinary file; never replaces. After success
 // LastSystemError is 0; after failure the new file is gone again.
@@ -97,8 +98,8 @@ bool TruncateDescriptor(int descriptor);
 bool GetDescriptorInformation(int descriptor, FileInformation* information);
 // Whether an open file is one on a disk: no device, no pipe.
 bool IsOrdinaryFile(int descriptor);
-// Gives `to` the permissions of `from`, and its owner where this user may, where the system keeps them with
-// the file.
+// Gives `to` the permissions of `from`, and its owner and group where this user may, where the system keeps
+// them with the file. Another group gets no more than everybody.
 bool KeepPermissions(int from, int to);
 // Waits until what was written is on the disk, as far as the system can tell.
 bool FlushToDisk(int descriptor);

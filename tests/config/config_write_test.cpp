@@ -2,9 +2,11 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <string>
 #include <vector>
 
+#include "os/file/file_internal.h"
 #include "os/file/file_testing.h"
 #include "qz/directory.h"
 #include "tests/config/config_fixture.h"
@@ -167,6 +169,25 @@ TEST(ConfigWriteFailure, KeepsTheDocument) {
     EXPECT_EQ(Write(document, "file"), Error_Fail);
   }
   EXPECT_EQ(document.Written(), LineEnds("# x\na\t1\n[s]\nb\t2\n"));
+}
+
+// Programs that start alike try the same names, and each that was killed left a file under one of them.
+TEST(ConfigWriteFailure, PassesTheFilesThatKilledProgramsLeft) {
+  Document document(Pairs());
+  document.Print("a 1");
+  document.directory().Write("file", "old");
+  for (int i = 0; i < 150; ++i) {
+    srand(1);
+    FileReplacement left;
+    ASSERT_EQ(iFile_BeginReplacement(document.directory().Name("file").c_str(), FileMode_Write, &left),
+              Error_None)
+        << i;
+    File_Close(left.file);
+  }
+  srand(1);
+  EXPECT_EQ(Write(document, "file"), Error_None);
+  EXPECT_EQ(document.directory().Read("file"), LineEnds("a\t1\n"));
+  EXPECT_EQ(document.directory().List().size(), 151u);
 }
 
 // ---- running out of memory ---------------------------------------------------------------------

@@ -210,6 +210,8 @@ bool RenameReplacing(const char* from, const char* to) {
 bool FollowLink(const char* name, char (&target)[kNameSize]) {
   constexpr int kMostLinks = 40;
   if (!CopyName(name, target)) return false;
+  struct stat status;
+  if (stat(name, &status) == 0 && !S_ISREG(status.st_mode)) return true;
   for (int i = 0; i < kMostLinks; ++i) {
     char link[kNameSize];
     const ssize_t length = readlink(target, link, sizeof link);

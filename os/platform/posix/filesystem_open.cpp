@@ -53,6 +53,12 @@ bool CutWhenOverwriting(int descriptor, const OpenOptions& options) {
   return !S_ISREG(status.st_mode) || ftruncate(descriptor, 0) == 0;
 }
 
+// The group's bits become those of everybody, where they allow more.
+mode_t ForAnotherGroup(mode_t mode) {
+  const mode_t ofEverybody = (mode & S_IRWXO) << 3;
+  return mode & (static_cast<mode_t>(~S_IRWXG) | ofEverybody);
+}
+
 void CloseUnused(FILE* stream, int descriptor) {
   if (stream != nullptr) fclose(stream);
   if (stream == nullptr) close(descriptor);
@@ -125,10 +131,15 @@ bool IsOrdinaryFile(int descriptor) {
 bool KeepPermissions(int from, int to) {
   struct stat status;
   if (fstat(from, &status) != 0) return false;
-  // Only a privileged user may give a file away; for others it stays their own.
-  const bool isOwner = fchown(to, status.st_uid, status.st_gid) == 0;
-  constexpr mode_t kSetIdBits = S_ISUID | S_ISGID;
-  return fchmod(to, status.st_mode & 07777 & ~(isOwner ? 0 : kSetIdBits)) == 0;
+  // Only a privileged user may give a file away, others may give it to a group of theirs.
+  constexpr auto kSameUser = static_cast<uid_t>(-1);
+  constexpr auto kSameGroup = static_cast<gid_t>(-1);
+  const bool hasGroup = fchown(to, kSameUser, status.st_gid) == 0;
+  const bool hasOwner = fchown(to, status.st_uid, kSameGroup) == 0;
+  mode_t mode = status.st_mode & 07777;
+  if (!hasGroup) mode = ForAnotherGroup(mode);
+  if (!hasGroup || !hasOwner) mode &= static_cast<mode_t>(~(S_ISUID | S_ISGID));
+  return fchmod(to, mode) == 0;
 }
 
 bool FlushToDisk(int descriptor) {

@@ -1,8 +1,13 @@
 // Writing a document where the disk is full, the target is a link, or the user may not write.
+#include <fcntl.h>
+#include <grp.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <csignal>
+#include <cstdio>
 #include <filesystem>
 #include <memory>
 #include <string>
@@ -118,11 +123,80 @@ TEST_F(ConfigWriteOnPosix, KeepsTheLinkAndTheOldFile_WhenWritingFails) {
   EXPECT_EQ(directory_.List("folder"), Names{"file"});
 }
 
+// ---- pipes -------------------------------------------------------------------------------------
+
+TEST_F(ConfigWriteOnPosix, WritesIntoAPipeThatIsRead) {
+  const std::string name = directory_.SystemName("pipe").string();
+  ASSERT_EQ(mkfifo(name.c_str(), 0600), 0);
+  const int reader = open(name.c_str(), O_RDONLY | O_NONBLOCK);
+  ASSERT_GE(reader, 0);
+  EXPECT_EQ(Write("pipe"), Error_None);
+  char bytes[16] = {};
+  EXPECT_EQ(read(reader, bytes, sizeof bytes), 4);
+  EXPECT_STREQ(bytes, "a\t1\n");
+  close(reader);
+  EXPECT_TRUE(fs::is_fifo(name));
+  EXPECT_EQ(directory_.List(), Names{"pipe"});
+}
+
+// Bytes for nobody would end the program by a signal.
+TEST_F(ConfigWriteOnPosix, RefusesAPipeThatNobodyReads) {
+  ASSERT_EQ(mkfifo(directory_.SystemName("pipe").c_str(), 0600), 0);
+  EXPECT_EQ(Write("pipe"), Error_Fail);
+  EXPECT_TRUE(fs::is_fifo(directory_.SystemName("pipe")));
+  EXPECT_EQ(directory_.List(), Names{"pipe"});
+}
+
+// The names of standard streams are such links.
+TEST_F(ConfigWriteOnPosix, WritesIntoAnOpenPipeThatALinkNames) {
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  const std::string name = "/proc/self/fd/" + std::to_string(ends[1]);
+  fs::create_symlink(name, directory_.SystemName("link"));
+  EXPECT_EQ(Config_Write(document_.get(), name.c_str()), Error_None);
+  EXPECT_EQ(Write("link"), Error_None);
+  close(ends[1]);
+  char bytes[16] = {};
+  EXPECT_EQ(read(ends[0], bytes, sizeof bytes), 8);
+  EXPECT_STREQ(bytes, "a\t1\na\t1\n");
+  close(ends[0]);
+  EXPECT_EQ(directory_.List(), Names{"link"});
+}
+
+// ---- a program that is killed ------------------------------------------------------------------
+
+// Writes the document over and over until it is killed, as a child process of its own.
+pid_t StartWriting(const Document& document, const std::string& name) {
+  const pid_t child = fork();
+  if (child != 0) return child;
+  while (Config_Write(document.get(), name.c_str()) == Error_None) {
+  }
+  _exit(1);
+}
+
+TEST_F(ConfigWriteOnPosix, LeavesTheOldFileOrTheNew_WhenTheProgramIsKilled) {
+  MakeLong();
+  const std::string written = document_.Written();
+  for (int i = 0; i < 40; ++i) {
+    directory_.Write("file", "old bytes");
+    const pid_t child = StartWriting(document_, directory_.Name("file"));
+    ASSERT_GT(child, 0);
+    usleep(static_cast<useconds_t>(i) * 300);
+    ASSERT_EQ(kill(child, SIGKILL), 0);
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_TRUE(WIFSIGNALED(status)) << "it did not fail before";
+    const std::string bytes = directory_.Read("file");
+    EXPECT_TRUE(bytes == "old bytes" || bytes == written) << bytes.size() << " bytes";
+  }
+  EXPECT_EQ(Write("file"), Error_None) << "whatever the others left beside it";
+}
+
 // ---- permissions -------------------------------------------------------------------------------
 
 TEST_F(ConfigWriteOnPosix, KeepsThePermissions) {
   directory_.Write("file", "old");
-  for (const mode_t mode : {0600u, 0640u, 0755u, 0666u, 0604u}) {
+  for (const mode_t mode : {0600u, 0640u, 0755u, 0666u, 0604u, 0222u, 04755u, 02755u}) {
     ASSERT_EQ(chmod(directory_.SystemName("file").c_str(), mode), 0);
     EXPECT_EQ(Write("file"), Error_None);
     EXPECT_EQ(ModeOf("file"), mode);
@@ -138,6 +212,77 @@ TEST_F(ConfigWriteOnPosix, KeepsTheOwner) {
   ASSERT_EQ(stat(directory_.SystemName("file").c_str(), &status), 0);
   EXPECT_EQ(status.st_uid, 65534u);
   EXPECT_EQ(status.st_gid, 65533u);
+}
+
+// A user and a group in the numbers of stat, and the bits.
+std::string OwnerOf(const std::filesystem::path& file) {
+  struct stat status = {};
+  EXPECT_EQ(stat(file.c_str(), &status), 0);
+  char text[64];
+  snprintf(text, sizeof text, "%u:%u %04o", status.st_uid, status.st_gid, status.st_mode & 07777u);
+  return text;
+}
+
+// The rest of the scope runs on as user 65534 of group 65534, and of one more group.
+class AnotherUser {
+ public:
+  explicit AnotherUser(gid_t group) {
+    EXPECT_EQ(setgroups(1, &group), 0);
+    EXPECT_EQ(setegid(65534), 0);
+    EXPECT_EQ(seteuid(65534), 0);
+  }
+  ~AnotherUser() {
+    EXPECT_EQ(seteuid(0), 0);
+    EXPECT_EQ(setegid(0), 0);
+    EXPECT_EQ(setgroups(0, nullptr), 0);
+  }
+  AnotherUser(const AnotherUser&) = delete;
+  AnotherUser& operator=(const AnotherUser&) = delete;
+};
+
+TEST_F(ConfigWriteOnPosix, KeepsTheGroup_WhereTheUserBelongsToIt) {
+  ASSERT_EQ(geteuid(), 0u);
+  ASSERT_EQ(chmod(directory_.SystemName().c_str(), 0777), 0);
+  directory_.Write("file", "old");
+  ASSERT_EQ(chown(directory_.SystemName("file").c_str(), 0, 65533), 0);
+  ASSERT_EQ(chmod(directory_.SystemName("file").c_str(), 0660), 0);
+  {
+    const AnotherUser user(65533);
+    EXPECT_EQ(Write("file"), Error_None);
+  }
+  EXPECT_EQ(OwnerOf(directory_.SystemName("file")), "65534:65533 0660");
+}
+
+// The group of the new file may be a larger one: it gets what everybody has, and no more.
+TEST_F(ConfigWriteOnPosix, GivesAnotherGroupNoMoreThanEverybody) {
+  ASSERT_EQ(geteuid(), 0u);
+  ASSERT_EQ(chmod(directory_.SystemName().c_str(), 0777), 0);
+  const struct {
+    mode_t before;
+    const char* after;
+  } rows[] = {{0676, "65534:65534 0666"},
+              {0662, "65534:65534 0622"},
+              {0606, "65534:65534 0606"},
+              {06777, "65534:65534 0777"}};
+  for (const auto& row : rows) {
+    directory_.Write("file", "old");
+    ASSERT_EQ(chown(directory_.SystemName("file").c_str(), 0, 0), 0);
+    ASSERT_EQ(chmod(directory_.SystemName("file").c_str(), row.before), 0);
+    {
+      const AnotherUser user(65534);
+      EXPECT_EQ(Write("file"), Error_None) << row.after;
+    }
+    EXPECT_EQ(OwnerOf(directory_.SystemName("file")), row.after);
+    fs::remove(directory_.SystemName("file"));
+  }
+}
+
+TEST_F(ConfigWriteOnPosix, LeavesOtherHardLinksTheOldBytes) {
+  directory_.Write("file", "old");
+  fs::create_hard_link(directory_.SystemName("file"), directory_.SystemName("other"));
+  EXPECT_EQ(Write("file"), Error_None);
+  EXPECT_EQ(directory_.Read("file"), "a\t1\n");
+  EXPECT_EQ(directory_.Read("other"), "old");
 }
 
 TEST_F(ConfigWriteOnPosix, GivesANewFileThePermissionsOfAnyNewFile) {
