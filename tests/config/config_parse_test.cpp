@@ -102,6 +102,15 @@ TEST(ConfigParseComment, HasAMarkerOfFifteenCharacters) {
                        {"a", "kept <!-- comment -> MIN a"}});
 }
 
+TEST(ConfigParseComment, HasAMarkerThatMayBeLongerThanTheLine) {
+  Syntax syntax;
+  syntax.lineComment = "###############";  // 15
+  ExpectTaken(syntax, {{"a", "line <a>"},
+                       {"##############", "line <##############>"},
+                       {"###############", "kept ###############"},
+                       {"a b", "kept ############### MAX a b"}});
+}
+
 TEST(ConfigParseComment, HasNone_WithoutAMarker) {
   Syntax syntax = Pairs();
   syntax.lineComment = "";
@@ -346,6 +355,28 @@ TEST(ConfigParseDelimiter, CanBeAByteOverOneHundredTwentySeven) {
   Syntax syntax = Delimited();
   syntax.delimiter = '\xA7';
   ExpectTaken(syntax, {{"a \xA7 b", "line <a><b>"}, {"a;b", "line <a;b>"}});
+}
+
+TEST(ConfigParseDelimiter, MayBeOneOfTheSeparators) {
+  Syntax syntax = Delimited();
+  syntax.delimiter = ',';
+  syntax.notField = ", ";
+  syntax.maxFields = 4;
+  ExpectTaken(syntax, {{" a , ,b,", "line <a><><b><>"}, {",,", "line <><><>"}, {" ", "line <>"}});
+}
+
+TEST(ConfigParseDelimiter, GivesWayToACommentMarkerThatIsTheSame) {
+  Syntax syntax = Delimited();
+  syntax.lineComment = ";";
+  ExpectTaken(syntax, {{"a;b;c", "line <a> #<b;c>"}, {";a", "kept ;a"}, {"a", "line <a>"}});
+}
+
+TEST(ConfigParseDelimiter, CanBeALineFeed_InTextsThatArePrinted) {
+  Syntax syntax = Delimited();
+  syntax.delimiter = '\n';
+  EXPECT_EQ(TakenByPrint(syntax, "a\n b \n"), "line <a><b><>");
+  EXPECT_EQ(TakenByPrint(syntax, "a\nb\nc\nd"), LineEnds("kept # MAX a\nb\nc\nd"));
+  ExpectTaken(syntax, {{"a b", "line <a b>"}});
 }
 
 // ---- neither -----------------------------------------------------------------------------------

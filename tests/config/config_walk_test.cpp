@@ -223,6 +223,79 @@ TEST(ConfigAlphaLine, MayBeFollowedByChanges) {
   EXPECT_EQ(document.Fields(line), "<bb><5>");
 }
 
+TEST(ConfigAlphaLine, FollowsEveryChange) {
+  Document document(Repeating(), "b 1\na 2\nB 3\nc 4\nb 5\n");
+  EXPECT_EQ(document.AlphaLines(), "<a><2> <b><5> <c><4>");
+  Config_UniqueLine(document.get(), Config_NextLineGroup(document.get(), document.Find("b")));
+  EXPECT_EQ(document.AlphaLines(), "<a><2> <B><3> <c><4>");
+  document.Print("b 6");
+  EXPECT_EQ(document.AlphaLines(), "<a><2> <b><6> <c><4>");
+  Config_RemoveLine(document.get(), Config_NextLineGroup(document.get(), document.Find("b")));
+  EXPECT_EQ(document.AlphaLines(), "<a><2> <B><3> <c><4>");
+  Config_RemoveLine(document.get(), document.Find("a"));
+  EXPECT_EQ(document.AlphaLines(), "<B><3> <c><4>");
+  ConfigSpec_SetUniqueLines(document.spec(), 1);
+  document.Print("C 7");
+  EXPECT_EQ(document.AlphaLines(), "<B><3> <C><7>");
+  Config_Empty(document.get());
+  document.Print("d 8");
+  EXPECT_EQ(document.AlphaLines(), "<d><8>");
+}
+
+TEST(ConfigAlphaSection, FollowsEveryChange) {
+  Document document(PairsInSections(), "[b]\n[a]\nx 1\n[c]\n");
+  EXPECT_EQ(document.AlphaSections(), "<[a]> <[b]> <[c]>");
+  Config_RemoveSection(document.get(), document.Section("[a]"));
+  EXPECT_EQ(document.AlphaSections(), "<[b]> <[c]>");
+  document.Print("[bb]");
+  EXPECT_EQ(document.AlphaSections(), "<[b]> <[bb]> <[c]>");
+  Config_RemoveSection(document.get(), document.Section("[b]"));
+  EXPECT_EQ(document.AlphaSections(), "<[bb]> <[c]>");
+  Config_Empty(document.get());
+  document.Print("[d]");
+  EXPECT_EQ(document.AlphaSections(), "<[d]>");
+}
+
+// A walk that takes its next step before it removes what it stands on.
+TEST(ConfigWalk, MayRemoveWhatItLeaves) {
+  const std::string text = "b 1\na 2\nb 3\n# x\n[s]\nc 4\nb 5\nc 6\n[t]\nd 7\n";
+  using Step = ConfigLine* (*)(const Config*, const ConfigLine*);
+  const struct {
+    Step step;
+    const char* left;
+  } rows[] = {
+      {Config_NextLine, "# x\n[s]\n[t]\n"},
+      {Config_NextLineGroup, "a\t2\n# x\n[s]\nc\t4\nb\t5\nc\t6\n[t]\nd\t7\n"},
+      {Config_NextAlphaLine, "b\t1\n# x\n[s]\nc\t4\nb\t5\nc\t6\n[t]\nd\t7\n"},
+  };
+  for (const auto& row : rows) {
+    Document document(Repeating(), text);
+    ConfigLine* line = Config_FirstLine(document.get(), nullptr);
+    if (row.step == Config_NextAlphaLine) line = Config_FirstAlphaLine(document.get(), nullptr);
+    while (line != nullptr) {
+      ConfigLine* const next = row.step(document.get(), line);
+      Config_RemoveLine(document.get(), line);
+      line = next;
+    }
+    EXPECT_EQ(document.Written(), LineEnds(row.left));
+  }
+}
+
+TEST(ConfigWalk, MayRemoveTheSectionThatItLeaves) {
+  for (const auto step : {Config_NextSection, Config_NextAlphaSection}) {
+    Document document(PairsInSections(), "[c]\na 1\n[b]\na 2\n[d]\na 3\n[a]\na 4\n");
+    int count = 0;
+    for (ConfigSection* section = step(document.get(), nullptr); section != nullptr; ++count) {
+      ConfigSection* const next = step(document.get(), section);
+      Config_RemoveSection(document.get(), section);
+      section = next;
+    }
+    EXPECT_EQ(count, 4);
+    EXPECT_EQ(document.Sections(), "<>");
+    EXPECT_EQ(document.Written(), "");
+  }
+}
+
 TEST(ConfigAlphaSection, GoesByTheNamesAsTheyAre) {
   Document document(PairsInSections(), "x 1\n[b]\n[C] y\n[a]\n[A]\n[ab]\n");
   EXPECT_EQ(document.AlphaSections(), "<[A]> <[C]><y> <[a]> <[ab]> <[b]>");

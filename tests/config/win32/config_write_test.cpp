@@ -24,6 +24,23 @@ TEST(ConfigWriteOnWindows, KeepsTheOldFile_WhenAnotherProgramHoldsIt) {
   EXPECT_EQ(document.directory().List(), std::vector<std::string>{"file"});
 }
 
+TEST(ConfigWriteOnWindows, TakesNamesOfTheCodePage) {
+  Document document(Pairs());
+  document.Print("a 1");
+  const std::wstring folder = document.directory().SystemName().wstring();
+  const wchar_t wide[] = L"\u00E4\u00F6.conf";
+  char name[16] = {};
+  BOOL isReplaced = FALSE;
+  WideCharToMultiByte(CP_ACP, WC_NO_BEST_FIT_CHARS, wide, -1, name, sizeof name, nullptr, &isReplaced);
+  ASSERT_FALSE(isReplaced) << "this test needs a code page with these characters";
+  for (int i = 0; i < 2; ++i) {
+    EXPECT_EQ(Config_Write(document.get(), document.directory().Name(name).c_str()), Error_None);
+  }
+  EXPECT_NE(GetFileAttributesW((folder + L"\\" + wide).c_str()), INVALID_FILE_ATTRIBUTES);
+  EXPECT_EQ(Config_Read(document.get(), document.directory().Name(name).c_str()), Error_None);
+  EXPECT_EQ(document.Written(), "a\t1\r\n# DUP a\t1\r\n");
+}
+
 TEST(ConfigWriteOnWindows, WritesBackWhatStandsBehindTheEndMarkOfOldTextFiles) {
   Document document(Pairs(), "a 1\r\n\x1A\r\nb 2\r\n");
   EXPECT_EQ(document.Written(), "a\t1\r\n# MIN \x1A\r\nb\t2\r\n");
