@@ -277,6 +277,20 @@ TEST_F(ConfigWriteOnPosix, GivesAnotherGroupNoMoreThanEverybody) {
   }
 }
 
+// The system takes these bits off a file that another user writes to; here nothing is written.
+TEST_F(ConfigWriteOnPosix, DropsTheSetUserBit_WhereTheUserIsAnother) {
+  ASSERT_EQ(geteuid(), 0u);
+  ASSERT_EQ(chmod(directory_.SystemName().c_str(), 0777), 0);
+  directory_.Write("file", "old");
+  ASSERT_EQ(chmod(directory_.SystemName("file").c_str(), 06777), 0);
+  const Document empty(Pairs());
+  {
+    const AnotherUser user(65534);
+    EXPECT_EQ(Config_Write(empty.get(), directory_.Name("file").c_str()), Error_None);
+  }
+  EXPECT_EQ(OwnerOf(directory_.SystemName("file")), "65534:65534 0777");
+}
+
 TEST_F(ConfigWriteOnPosix, LeavesOtherHardLinksTheOldBytes) {
   directory_.Write("file", "old");
   fs::create_hard_link(directory_.SystemName("file"), directory_.SystemName("other"));
