@@ -29,7 +29,8 @@
  *
  * Null for a document or a line: functions with a status give Error_Invalid, others null or 0, or do nothing.
  * A document is used by one thread at a time. Only Config_Read and Config_Write use the file system, and
- * block as long as that does. */
+ * block as long as that does. A line takes less than 200 bytes of memory and 8 for each field, beside its
+ * text. */
 #ifndef QZ_CONFIG_H
 #define QZ_CONFIG_H
 
@@ -66,14 +67,19 @@ QZ_API void Config_Empty(Config* config);
  * line. A byte 0 ends the text of its line. Other bytes, a byte order mark too, are text.
  *
  * Error_None; Error_NotFound when the file does not exist; Error_Invalid for a directory, or a null path;
- * what File_Open gives; Error_Memory; the system's error when the file cannot be read. After a failure the
- * lines before it are in the document. */
+ * what File_Open gives, also for a link that leads nowhere; Error_Memory; the system's error when the file
+ * cannot be read. After a failure the lines before it are in the document. */
 QZ_API ErrorCode Config_Read(Config* config, const char* path);
 
-/* Writes the document. The lines go to a new file in the same folder, which then replaces the old one: until
- * that moment the old one is untouched, and a failure leaves it so and the new file removed. A link is
- * followed; the file's permissions are kept. What is not an ordinary file (a device, a pipe) is written
- * directly. Line ends are the system's.
+/* Writes the document. The lines go to a new file in the same folder ("qz", eight digits, ".new"), which then
+ * replaces the old one: until that moment the old one is untouched, and a failure leaves it so and the new
+ * file removed. Where the program is killed meanwhile, the old bytes or the new ones stand there, complete;
+ * the new file may be left over and can be removed.
+ *
+ * A link is followed. Permission bits are kept on Linux, and owner and group where the user may set them (a
+ * group that is another one gets no more than everybody); on Windows they come from the folder. Other hard
+ * links to the old file keep the old bytes. What is not an ordinary file (a device, a pipe) is written
+ * directly; a pipe that nobody reads cannot be opened. Line ends are the system's.
  *
  * Error_None; Error_Memory; what File_Open gives for the file or the new one; Error_Fail when writing,
  * closing or replacing fails; Error_Invalid for a null path. */

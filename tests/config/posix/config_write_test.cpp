@@ -364,6 +364,12 @@ TEST_F(ConfigWriteOnPosix, GivesAStatus_ForAFileThatBreaksWhileItIsRead) {
   EXPECT_EQ(document_.Lines(), "<a><1>");
 }
 
+TEST_F(ConfigWriteOnPosix, GivesTheStatusOfOpening_ForALinkThatLeadsNowhere) {
+  fs::create_symlink("none", directory_.SystemName("link"));
+  EXPECT_EQ(Config_Read(document_.get(), directory_.Name("link").c_str()), Error_Fail);
+  EXPECT_EQ(directory_.List(), Names{"link"});
+}
+
 TEST_F(ConfigWriteOnPosix, ReadsAPipeLikeAFile) {
   int ends[2];
   ASSERT_EQ(pipe(ends), 0);
