@@ -106,8 +106,9 @@ ErrorCode ConfigIndex::Grow() {
 }
 
 ErrorCode ConfigIndex::Insert(const ConfigKey& key, ConfigRecord* record) {
-  // Half of the places stay free, so that a search soon comes to one.
-  if (count_ >= slots_ / 2) {
+  // A quarter of the places stays free. Until a search comes to one it looks at a few dozen hashes at most,
+  // and sixteen of them come from memory at once.
+  if (count_ >= slots_ - slots_ / 4) {
     const ErrorCode status = Grow();
     if (status != Error_None) return status;
   }
