@@ -57,8 +57,9 @@ ConfigSection* iConfig_NewFirstSection() {
 
 ConfigComment* iConfig_NewComment(const char* marker, const char* reason, const char* text) {
   const size_t prefixLength = reason != nullptr ? strlen(marker) + strlen(reason) + 2 : 0;
+  // The text begins right behind the head, before the end of the type.
   auto* comment =
-      static_cast<ConfigComment*>(iMemory_NewCleared(sizeof(ConfigComment) + prefixLength + strlen(text)));
+      static_cast<ConfigComment*>(iMemory_NewCleared(sizeof(ConfigRecord) + prefixLength + strlen(text) + 1));
   if (comment == nullptr) return nullptr;
   comment->code = ConfigCode_Comment;
   char* end = comment->text;

@@ -89,10 +89,11 @@ QZ_API ErrorCode Config_Write(Config* config, const char* path);
 
 /* Adds one line of text to a section, as if it were read there: a data line, a comment, or a header, which
  * begins a new section behind this one. Where the spec wants unique lines, a data line takes the place of
- * those with its key; each of these becomes a comment at the end of the section, "# UNIQUE ", the line as it
- * would be written, and its line end; with comments stripped it is removed. section: may be null. text: at
- * most 4096 bytes. line: may be null, or receives the new data line (the document's); null when none was
- * added.
+ * those of the section with its key; each of these becomes a comment at the end of the section, "# UNIQUE ",
+ * the line as it would be written, and its line end; with comments stripped it is removed. section: may be
+ * null. text: at most 4096 bytes. line: may be null, or receives the new data line (the document's); null
+ * when none was added.
+ *
  * Error_None, also when the text was dropped or kept as a comment; Error_Exceed when it is longer;
  * Error_Memory; Error_Invalid when text is null. After a failure the document is as it was. */
 QZ_API ErrorCode Config_Print(Config* config, ConfigSection* section, const char* text, ConfigLine** line);

@@ -71,7 +71,7 @@ TEST(ConfigMemoryOnPosix, TakesNoMoreThanSixteenTimesAFileOfLinesThatSaySomethin
   const Kind kinds[] = {
       {"lines", Pairs(), [](size_t i) { return Letters(i) + " value-1"; }},
       {"lines with one key", WithRepeatingKeys(), [](size_t) { return std::string("keyword"); }},
-      {"comments", {}, [](size_t) { return std::string("# comment"); }},
+      {"comments", {}, [](size_t) { return std::string("# x"); }},
       {"rejected lines", {}, [](size_t) { return std::string("a b c"); }},
       {"headers", OfHeaders(), [](size_t i) { return "section-" + Letters(i); }},
   };
