@@ -29,8 +29,8 @@
  *
  * Null for a document or a line: functions with a status give Error_Invalid, others null or 0, or do nothing.
  * A document is used by one thread at a time. Only Config_Read and Config_Write use the file system, and
- * block as long as that does. A line takes less than 200 bytes of memory and 8 for each field, beside its
- * text. */
+ * block as long as that does. A line takes less than 200 bytes of memory beside its text and 8 for each
+ * field, and some 100 more once the lines or sections are walked in the order of their keys. */
 #ifndef QZ_CONFIG_H
 #define QZ_CONFIG_H
 
