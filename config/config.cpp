@@ -35,7 +35,8 @@ void Config_Empty(Config* config) {
   iConfig_DeleteChain(first->next);
   first->next = nullptr;
   first->last = nullptr;
-  first->nameHash = 0;
+  first->hash = 0;
   first->lineCount = 0;
-  first->content = {};
+  first->fieldCount = 0;
+  first->commentAt = 0;
 }

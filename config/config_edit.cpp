@@ -77,13 +77,13 @@ void LeaveRing(ConfigLine* line) {
 
 // newest: the line of the key that was added last, or null.
 ErrorCode IndexLine(const ConfigKey& key, ConfigLine* newest, ConfigSection* section, ConfigLine* line) {
-  line->keyHash = key.hash;
+  line->hash = key.hash;
   if (newest == nullptr) {
     StartRing(line);
     return section->keys.Insert(key, line);
   }
   JoinRing(newest, line);
-  section->keys.Replace(newest->keyHash, newest, line);
+  section->keys.Replace(newest->hash, newest, line);
   return Error_None;
 }
 
@@ -91,10 +91,10 @@ ErrorCode IndexLine(const ConfigKey& key, ConfigLine* newest, ConfigSection* sec
 void RemoveFromIndex(ConfigLine* line) {
   ConfigIndex& keys = line->section->keys;
   if (line->nextOfKey == line) {
-    keys.Remove(line->keyHash, line);
+    keys.Remove(line->hash, line);
     return;
   }
-  if (keys.Holds(line->keyHash, line)) keys.Replace(line->keyHash, line, line->previousOfKey);
+  if (keys.Holds(line->hash, line)) keys.Replace(line->hash, line, line->previousOfKey);
   LeaveRing(line);
 }
 
@@ -112,7 +112,7 @@ void DiscardOthers(ConfigLine* line) {
 
 // A first section without header gives its place to a header while nothing stands in it.
 bool GivesItsPlace(const Config& config, const ConfigSection* section) {
-  return section == config.first && section->next == nullptr && section->content.count == 0;
+  return section == config.first && section->next == nullptr && section->fieldCount == 0;
 }
 
 void PlaceSection(Config* config, ConfigSection* section, ConfigSection* current) {
@@ -125,9 +125,9 @@ void PlaceSection(Config* config, ConfigSection* section, ConfigSection* current
 }
 
 ErrorCode AddSection(Config* config, ConfigSection* section, ConfigSection** current) {
-  if (section->content.count != 0) {
+  if (section->fieldCount != 0) {
     ConfigKey name;
-    iConfig_MakeName(section->content.fields[0], &name);
+    iConfig_MakeName(iConfig_NameOf(*section), &name);
     if (ConfigRecord* const existing = config->sections.Find(name); existing != nullptr) {
       iConfig_DeleteRecord(section);
       *current = static_cast<ConfigSection*>(existing);
@@ -135,7 +135,7 @@ ErrorCode AddSection(Config* config, ConfigSection* section, ConfigSection** cur
     }
     const ErrorCode status = config->sections.Insert(name, section);
     if (status != Error_None) return status;
-    section->nameHash = name.hash;
+    section->hash = name.hash;
   }
   PlaceSection(config, section, *current);
   *current = section;
@@ -234,9 +234,9 @@ ErrorCode ReplaceLines(const ConfigSpec& spec, ConfigLine* newest, OwnedLine* ad
   ConfigSection* const section = newest->section;
   *line = added->release();
   (*line)->section = section;
-  (*line)->keyHash = newest->keyHash;
+  (*line)->hash = newest->hash;
   StartRing(*line);
-  section->keys.Replace(newest->keyHash, newest, *line);
+  section->keys.Replace(newest->hash, newest, *line);
   DiscardOthers(newest);
   ConfigRecord* const follower = newest->next;
   Discard(newest);
@@ -343,8 +343,8 @@ void Config_UniqueLine(Config* config, ConfigLine* line) {
   if (config == nullptr || line == nullptr) return;
   ConfigIndex& keys = line->section->keys;
   const ConfigLine* newest = line;
-  while (!keys.Holds(newest->keyHash, newest)) newest = newest->nextOfKey;
-  keys.Replace(newest->keyHash, newest, line);
+  while (!keys.Holds(newest->hash, newest)) newest = newest->nextOfKey;
+  keys.Replace(newest->hash, newest, line);
   DiscardOthers(line);
 }
 
@@ -355,7 +355,7 @@ void Config_RemoveSection(Config* config, ConfigSection* section) {
     Config_Empty(config);
     return;
   }
-  if (section->nameHash != 0) config->sections.Remove(section->nameHash, section);
+  if (section->hash != 0) config->sections.Remove(section->hash, section);
   EndOf(section)->next = nullptr;
   if (behind != nullptr) behind->previous = section->previous;
   if (section->previous != nullptr) section->previous->next = behind;

@@ -143,15 +143,10 @@ ErrorCode ReadLines(Config* config, File* file) {
 
 // ---- columns -----------------------------------------------------------------------------------
 
-const ConfigFields* ContentOrNull(const ConfigRecord* record) {
-  return record->code == ConfigCode_Comment ? nullptr : &iConfig_ContentOf(*record);
-}
-
 uint32_t CountColumns(const Config& config) {
   uint32_t count = 0;
   for (const ConfigRecord* record = config.first; record != nullptr; record = record->next) {
-    const ConfigFields* const content = ContentOrNull(record);
-    if (content != nullptr) count = std::max(count, content->count);
+    if (record->code != ConfigCode_Comment) count = std::max(count, iConfig_ContentOf(*record).count);
   }
   return count;
 }

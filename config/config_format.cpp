@@ -134,7 +134,7 @@ bool iConfig_Format(const ConfigSpec& spec, const ConfigRecord& record, const Co
     PutText(output, "\n");
     return !output->hasFailed;
   }
-  const ConfigFields& content = iConfig_ContentOf(record);
+  const ConfigFields content = iConfig_ContentOf(record);
   if (content.count != 0) PutContent(spec, content, widths, output);
   return !output->hasFailed;
 }

@@ -13,20 +13,14 @@ namespace {
 
 constexpr uint32_t kFirstSlots = 8;
 
-char Lower(char c) {
-  return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-}
-
 char Fold(char c, bool ignoreCase) {
-  return ignoreCase ? Lower(c) : c;
-}
-
-const char* KeyOf(const ConfigRecord& record) {
-  return iConfig_ContentOf(record).fields[0];
+  const unsigned letters = ignoreCase ? 26 : 0;
+  const unsigned letter = static_cast<uint8_t>(c - 'A');
+  return static_cast<char>(letter < letters ? c + ('a' - 'A') : c);
 }
 
 bool HasKey(const ConfigRecord& record, const ConfigKey& key) {
-  const char* const text = KeyOf(record);
+  const char* const text = iConfig_NameOf(record);
   for (uint32_t i = 0; i < key.length; ++i) {
     if (Fold(text[i], key.ignoresCase) != key.bytes[i]) return false;
   }
@@ -106,9 +100,9 @@ ErrorCode ConfigIndex::Grow() {
 }
 
 ErrorCode ConfigIndex::Insert(const ConfigKey& key, ConfigRecord* record) {
-  // A quarter of the places stays free. Until a search comes to one it looks at a few dozen hashes at most,
-  // and sixteen of them come from memory at once.
-  if (count_ >= slots_ - slots_ / 4) {
+  // An eighth of the places stays free. A search then looks at a few dozen hashes until it comes to one, but
+  // sixteen of them come from memory at once, and a larger table costs more.
+  if (count_ >= slots_ - slots_ / 8) {
     const ErrorCode status = Grow();
     if (status != Error_None) return status;
   }
@@ -122,7 +116,7 @@ void ConfigIndex::Replace(uint32_t hash, const ConfigRecord* old, ConfigRecord* 
   records_[SlotOf(hash, old)] = record;
   if (order_ == nullptr) return;
   ConfigKey key;
-  key.Set(KeyOf(*record), orderIgnoresCase_);
+  key.Set(iConfig_NameOf(*record), orderIgnoresCase_);
   if (PTrie_ReplaceElement(order_, key.bytes, key.length, record) != Error_None) DropOrder();
 }
 
@@ -131,7 +125,7 @@ void ConfigIndex::Remove(uint32_t hash, const ConfigRecord* record) {
   --count_;
   if (order_ == nullptr) return;
   ConfigKey key;
-  key.Set(KeyOf(*record), orderIgnoresCase_);
+  key.Set(iConfig_NameOf(*record), orderIgnoresCase_);
   if (PTrie_DeleteElement(order_, key.bytes, key.length) == 0) DropOrder();
 }
 
@@ -161,7 +155,7 @@ void ConfigIndex::Free() {
 
 bool ConfigIndex::AddToOrder(ConfigRecord* record) const {
   ConfigKey key;
-  key.Set(KeyOf(*record), orderIgnoresCase_);
+  key.Set(iConfig_NameOf(*record), orderIgnoresCase_);
   return PTrie_InsertElement(order_, key.bytes, key.length, record) == Error_None;
 }
 
@@ -186,9 +180,9 @@ ConfigRecord* ConfigIndex::NextBySearch(const char* after, bool ignoreCase) cons
   ConfigRecord* next = nullptr;
   for (uint32_t i = 0; i < slots_; ++i) {
     if (hashes_[i] == 0) continue;
-    const char* const key = KeyOf(*records_[i]);
+    const char* const key = iConfig_NameOf(*records_[i]);
     if (after != nullptr && Compare(key, after, ignoreCase) <= 0) continue;
-    if (next == nullptr || Compare(key, KeyOf(*next), ignoreCase) < 0) next = records_[i];
+    if (next == nullptr || Compare(key, iConfig_NameOf(*next), ignoreCase) < 0) next = records_[i];
   }
   return next;
 }

@@ -38,6 +38,7 @@ enum ConfigCode : uint32_t {
 // What every record begins with. A record is one block that holds its texts too.
 struct ConfigRecord {
   uint32_t code;
+  uint32_t hash;  // of a line's key or a section's name, as an index has it; 0: no index has it
   ConfigRecord* next;
   ConfigRecord* previous;
 };
@@ -46,27 +47,29 @@ struct ConfigComment : ConfigRecord {
   char text[1];  // as long as it is
 };
 
-// The fields of a data line or a header, and the comment behind them.
+// A data line or a header. The pointers to its fields stand behind it, then the texts.
+struct ConfigRow : ConfigRecord {
+  uint32_t fieldCount;
+  uint32_t commentAt;  // bytes from the beginning of the record; 0 for none
+};
+
+struct ConfigLine : ConfigRow {
+  ConfigLine* nextOfKey;
+  ConfigLine* previousOfKey;
+  ConfigSection* section;
+};
+
+struct ConfigSection : ConfigRow {
+  ConfigRecord* last;  // null when there are no lines and comments
+  ConfigIndex keys;
+  uint32_t lineCount;
+};
+
+// The fields of a row, and the comment behind them.
 struct ConfigFields {
   char* comment;  // null for none
   uint32_t count;
   char** fields;
-};
-
-struct ConfigLine : ConfigRecord {
-  ConfigLine* nextOfKey;
-  ConfigLine* previousOfKey;
-  uint32_t keyHash;  // as the index has it
-  ConfigSection* section;
-  ConfigFields content;
-};
-
-struct ConfigSection : ConfigRecord {
-  ConfigRecord* last;  // null when there are no lines and comments
-  ConfigIndex keys;
-  uint32_t nameHash;  // 0: the index of sections does not have it
-  uint32_t lineCount;
-  ConfigFields content;
 };
 
 struct Config {
@@ -94,8 +97,10 @@ void iConfig_DeleteRecord(ConfigRecord* record);
 // Frees the records from `first` to the end of their chain.
 void iConfig_DeleteChain(ConfigRecord* first);
 
-// The fields of a line or a header.
-const ConfigFields& iConfig_ContentOf(const ConfigRecord& record);
+// What a line or a header holds.
+ConfigFields iConfig_ContentOf(const ConfigRecord& record);
+// Its first field: a line's key, a section's name.
+const char* iConfig_NameOf(const ConfigRecord& record);
 
 // ---- adding (config_edit.cpp) ------------------------------------------------------------------
 

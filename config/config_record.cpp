@@ -1,8 +1,8 @@
 // The records of a document. Each is one block:
 //
-//   comment   | code next previous | text ... 0
-//   line      | code next previous | ring, section | content | field pointers | texts
-//   section   | code next previous | last, keys, count | content | field pointers | texts
+//   comment   | code hash next previous | text ... 0
+//   line      | code hash next previous | count, comment | ring, section     | field pointers | texts
+//   section   | code hash next previous | count, comment | last, keys, count | field pointers | texts
 #include <cstring>
 
 #include "config/config_internal.h"
@@ -26,10 +26,12 @@ Record* NewWithContent(ConfigCode code, const ConfigParsed& parsed) {
   for (uint32_t i = 0; i < parsed.content.count; ++i) {
     fields[i] = texts + (parsed.content.fields[i] - parsed.texts);
   }
-  const char* const comment = parsed.content.comment;
   record->code = code;
-  record->content = {comment != nullptr ? texts + (comment - parsed.texts) : nullptr, parsed.content.count,
-                     fields};
+  record->fieldCount = parsed.content.count;
+  if (const char* const comment = parsed.content.comment; comment != nullptr) {
+    record->commentAt =
+        static_cast<uint32_t>(texts + (comment - parsed.texts) - reinterpret_cast<char*>(record));
+  }
   return record;
 }
 
@@ -97,8 +99,15 @@ void iConfig_DeleteChain(ConfigRecord* first) {
   }
 }
 
-const ConfigFields& iConfig_ContentOf(const ConfigRecord& record) {
+ConfigFields iConfig_ContentOf(const ConfigRecord& record) {
   const bool isSection = record.code == ConfigCode_Section;
-  return isSection ? static_cast<const ConfigSection&>(record).content
-                   : static_cast<const ConfigLine&>(record).content;
+  const auto& row = static_cast<const ConfigRow&>(record);
+  char* const begin = const_cast<char*>(reinterpret_cast<const char*>(&record));
+  char* const fields = begin + (isSection ? sizeof(ConfigSection) : sizeof(ConfigLine));
+  return {row.commentAt != 0 ? begin + row.commentAt : nullptr, row.fieldCount,
+          reinterpret_cast<char**>(fields)};
+}
+
+const char* iConfig_NameOf(const ConfigRecord& record) {
+  return iConfig_ContentOf(record).fields[0];
 }

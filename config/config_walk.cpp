@@ -30,7 +30,7 @@ ConfigLine* Config_FindLine(const Config* config, const ConfigSection* section, 
 
 ConfigLine* Config_NextLineGroup(const Config* config, const ConfigLine* line) {
   if (config == nullptr || line == nullptr) return nullptr;
-  const bool isNewest = line->section->keys.Holds(line->keyHash, line);
+  const bool isNewest = line->section->keys.Holds(line->hash, line);
   return isNewest ? nullptr : line->nextOfKey;
 }
 
@@ -54,7 +54,7 @@ ConfigLine* Config_FirstAlphaLine(const Config* config, const ConfigSection* sec
 ConfigLine* Config_NextAlphaLine(const Config* config, const ConfigLine* line) {
   if (config == nullptr || line == nullptr) return nullptr;
   const bool ignoresCase = !config->spec->IsCaseSensitive();
-  return static_cast<ConfigLine*>(line->section->keys.Next(line->content.fields[0], ignoresCase));
+  return static_cast<ConfigLine*>(line->section->keys.Next(iConfig_NameOf(*line), ignoresCase));
 }
 
 ConfigSection* Config_NextSection(const Config* config, const ConfigSection* section) {
@@ -67,8 +67,8 @@ ConfigSection* Config_NextSection(const Config* config, const ConfigSection* sec
 
 ConfigSection* Config_NextAlphaSection(const Config* config, const ConfigSection* section) {
   if (config == nullptr) return nullptr;
-  const bool isStarted = section != nullptr && section->content.count != 0;
-  const char* const name = isStarted ? section->content.fields[0] : nullptr;
+  const bool isStarted = section != nullptr && section->fieldCount != 0;
+  const char* const name = isStarted ? iConfig_NameOf(*section) : nullptr;
   return static_cast<ConfigSection*>(config->sections.Next(name, false));
 }
 
@@ -77,12 +77,12 @@ uint32_t Config_CountSectionLines(const Config* config, const ConfigSection* sec
 }
 
 uint32_t Config_CountSectionFields(const Config* config, const ConfigSection* section) {
-  return config != nullptr ? SectionOrFirst(*config, section)->content.count : 0;
+  return config != nullptr ? SectionOrFirst(*config, section)->fieldCount : 0;
 }
 
 char** Config_GetSectionFields(const Config* config, const ConfigSection* section) {
   if (config == nullptr) return nullptr;
-  const ConfigFields& content = SectionOrFirst(*config, section)->content;
+  const ConfigFields content = iConfig_ContentOf(*SectionOrFirst(*config, section));
   return content.count != 0 ? content.fields : nullptr;
 }
 
@@ -91,13 +91,13 @@ ConfigSection* Config_GetLineSection(const Config* config, const ConfigLine* lin
 }
 
 uint32_t Config_CountFields(const Config* config, const ConfigLine* line) {
-  return config != nullptr && line != nullptr ? line->content.count : 0;
+  return config != nullptr && line != nullptr ? line->fieldCount : 0;
 }
 
 char** Config_GetFields(const Config* config, const ConfigLine* line) {
-  return config != nullptr && line != nullptr ? line->content.fields : nullptr;
+  return config != nullptr && line != nullptr ? iConfig_ContentOf(*line).fields : nullptr;
 }
 
 const char* Config_GetComment(const Config* config, const ConfigLine* line) {
-  return config != nullptr && line != nullptr ? line->content.comment : nullptr;
+  return config != nullptr && line != nullptr ? iConfig_ContentOf(*line).comment : nullptr;
 }

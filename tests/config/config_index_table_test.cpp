@@ -17,22 +17,25 @@ class Entry {
   Entry(const char* text, uint32_t hash) {
     key_.Set(text, false);
     key_.hash = hash;
-    field_ = key_.bytes;
     key_.bytes[key_.length] = '\0';
-    line_.code = ConfigCode_Line;
-    line_.content = {nullptr, 1, &field_};
+    record_.field = key_.bytes;
+    record_.line.code = ConfigCode_Line;
+    record_.line.fieldCount = 1;
   }
   Entry(const Entry&) = delete;
   Entry& operator=(const Entry&) = delete;
 
   const ConfigKey& key() const { return key_; }
   uint32_t hash() const { return key_.hash; }
-  ConfigLine* line() { return &line_; }
+  ConfigLine* line() { return &record_.line; }
 
  private:
   ConfigKey key_;
-  char* field_;
-  ConfigLine line_{};
+  // The pointers to the fields stand right behind a line.
+  struct {
+    ConfigLine line;
+    char* field;
+  } record_{};
 };
 
 class ConfigIndexTable : public testing::Test {

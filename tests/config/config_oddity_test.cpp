@@ -80,7 +80,7 @@ TEST_F(ConfigOddity, SectionWithoutLinesEndsTheWalk) {
 }
 
 TEST_F(ConfigOddity, RecordOfAnUnknownCodeIsReported) {
-  ConfigRecord record{0x78787878, nullptr, nullptr};
+  ConfigRecord record{0x78787878, 0, nullptr, nullptr};
   ConfigSection* current = config_->first;
   const ErrorCapture capture;
   EXPECT_EQ(iConfig_AddRecord(config_, &record, &current), Error_Invalid);
