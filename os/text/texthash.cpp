@@ -1,7 +1,6 @@
 // The seed of the hashes of this run.
-#include "os/text/texthash_internal.h"
-
 #include "os/platform/clock.h"
+#include "os/text/texthash_internal.h"
 #include "os/text/texthash_testing.h"
 
 // Where the system puts the library, and when, is enough of a secret here.
