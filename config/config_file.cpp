@@ -62,14 +62,19 @@ class LineReader {
     return false;
   }
 
+  // Where the CR before an end begin.
+  static char* TextEnd(const char* begin, char* end) {
+    while (end > begin && end[-1] == '\r') --end;
+    return end;
+  }
+
   // Gives out a line where it was read, when all of it is there: most lines need no copy.
   bool TakeWholeLine() {
     char* const begin = block_ + start_;
     auto* const lineFeed = static_cast<char*>(memchr(begin, '\n', end_ - start_));
     if (lineFeed == nullptr || lineFeed - begin > static_cast<ptrdiff_t>(kConfigLineLength) || returns_ != 0)
       return false;
-    char* textEnd = lineFeed;
-    while (textEnd > begin && textEnd[-1] == '\r') --textEnd;
+    char* const textEnd = TextEnd(begin, lineFeed);
     *textEnd = '\0';
     text_ = begin;
     textLength_ = static_cast<uint32_t>(strlen(begin));
@@ -80,11 +85,10 @@ class LineReader {
   // False when the piece is full and there is more text. CR before the LF wait, for they may belong to the
   // line end.
   bool TakeUpToLineFeed() {
-    const char* const begin = block_ + start_;
-    const auto* lineFeed = static_cast<const char*>(memchr(begin, '\n', end_ - start_));
-    const char* const end = lineFeed != nullptr ? lineFeed : block_ + end_;
-    const char* textEnd = end;
-    while (textEnd > begin && textEnd[-1] == '\r') --textEnd;
+    char* const begin = block_ + start_;
+    auto* const lineFeed = static_cast<char*>(memchr(begin, '\n', end_ - start_));
+    char* const end = lineFeed != nullptr ? lineFeed : block_ + end_;
+    const char* const textEnd = TextEnd(begin, end);
     if (textEnd != begin && !TakeText(static_cast<uint32_t>(textEnd - begin))) return false;
     returns_ += static_cast<uint64_t>(end - textEnd);
     start_ += static_cast<uint32_t>(end - textEnd);

@@ -5,6 +5,7 @@
 
 #include "config/config_internal.h"
 #include "os/core/memory_internal.h"
+#include "os/text/characterclass_internal.h"
 #include "os/text/texthash_internal.h"
 #include "qz/error.h"
 #include "qz/memory.h"
@@ -14,9 +15,7 @@ namespace {
 constexpr uint32_t kFirstSlots = 8;
 
 char Fold(char c, bool ignoreCase) {
-  const unsigned letters = ignoreCase ? 26 : 0;
-  const unsigned letter = static_cast<uint8_t>(c - 'A');
-  return static_cast<char>(letter < letters ? c + ('a' - 'A') : c);
+  return ignoreCase ? static_cast<char>(iCharacter_ToLower(static_cast<uint8_t>(c))) : c;
 }
 
 bool HasKey(const ConfigRecord& record, const ConfigKey& key) {

@@ -104,7 +104,7 @@ const char* iConfig_NameOf(const ConfigRecord& record);
 
 // ---- adding (config_edit.cpp) ------------------------------------------------------------------
 
-// What becomes of a line whose key its section has, where the spec wants unique lines.
+// What becomes of a line whose key its section has, where the syntax wants unique lines.
 enum class ConfigDuplicate { KeepsOld, ReplacesOld };
 
 // Takes one line of text apart and adds what it is behind *current; a header changes *current. text: length
@@ -119,7 +119,7 @@ ErrorCode iConfig_AddRecord(Config* config, ConfigRecord* record, ConfigSection*
 
 // ---- keys (config_edit.cpp) --------------------------------------------------------------------
 
-// A line's key, in lower case unless the spec is case sensitive, and a section's name, as it is. False, and
+// A line's key, in lower case unless the syntax is case sensitive, and a section's name, as it is. False, and
 // an empty key, when the text is longer than any.
 bool iConfig_MakeKey(const ConfigSpec& spec, const char* text, ConfigKey* key);
 bool iConfig_MakeName(const char* text, ConfigKey* key);

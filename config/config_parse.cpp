@@ -39,7 +39,7 @@ class Splitter {
   Splitter(const ConfigSpec& spec, ConfigParsed* parsed)
       : spec_(spec), parsed_(parsed), notField_(spec.notField) {}
 
-  // False when there are more fields than the spec allows.
+  // False when there are more fields than the syntax allows.
   bool Split(Span text) {
     if (spec_.HasDelimiter()) return SplitAtDelimiters(text);
     if (spec_.HasNotField()) return SplitIntoRuns(text);

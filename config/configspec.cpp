@@ -103,7 +103,7 @@ void ConfigSpec_End(ConfigSpec* spec) {
   if (spec != nullptr) spec->ended = 1;
 }
 
-// The default's count stays 1, so that every specification started from it has one reference.
+// The default's count stays 1, so that every syntax started from it has one reference.
 void ConfigSpec_Delete(ConfigSpec* spec) {
   if (spec == nullptr || spec == &defaultSpec) return;
   if (--spec->references == 0) Memory_Delete(spec);

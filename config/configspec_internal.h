@@ -47,5 +47,5 @@ struct ConfigSpec {
   bool Has(ConfigSpecFlag flag) const { return (flags & flag) != 0; }
 };
 
-// Adds a reference, for a document, and returns the specification; drop it with ConfigSpec_Delete.
+// Adds a reference, for a document, and returns the syntax; drop it with ConfigSpec_Delete.
 ConfigSpec* iConfigSpec_Reference(ConfigSpec* spec);

@@ -19,8 +19,8 @@
  *   Config_Delete(config);
  *
  * Lines stand in sections. The first section needs no header: it holds the lines before the first one. A line
- * is found by its key, its first field, without regard to case (A to Z) unless the spec is case sensitive. A
- * section's name is the first field of its header; names are always case sensitive. Where a section is
+ * is found by its key, its first field, without regard to case (A to Z) unless the syntax is case sensitive.
+ * A section's name is the first field of its header; names are always case sensitive. Where a section is
  * passed, null means the first one.
  *
  * ConfigSection and ConfigLine are handles into the document: they and their texts live until the line or
@@ -50,7 +50,7 @@ typedef struct ConfigLine ConfigLine;
  * or spec is null. spec: the document takes a reference of its own; the caller's remains the caller's. */
 QZ_API Config* Config_New(ConfigSpec* spec);
 
-/* Frees the document with all its lines and drops its reference to the spec. Null is ignored. */
+/* Frees the document with all its lines and drops its reference to the syntax. Null is ignored. */
 QZ_API void Config_Delete(Config* config);
 
 /* Removes all lines and sections; an empty first section without a header remains. Null is ignored. */
@@ -60,8 +60,8 @@ QZ_API void Config_Empty(Config* config);
 
 /* Reads a file and adds its lines. The first ones go to the first section, also when the document has others
  * already. A header with the name of a section that exists continues that section. A line whose key the
- * section has is kept as the comment "# DUP " and the line (with the spec's line comment for "#"), where the
- * spec wants unique lines; one with too few or too many fields as "# MIN " or "# MAX " and the line.
+ * section has is kept as the comment "# DUP " and the line (with the syntax's line comment for "#"), where
+ * the syntax wants unique lines; one with too few or too many fields as "# MIN " or "# MAX " and the line.
  *
  * A line ends with LF, CR LF, or the file. It has at most 4096 bytes; what is longer continues as the next
  * line. A byte 0 ends the text of its line. Other bytes, a byte order mark too, are text.
@@ -88,7 +88,7 @@ QZ_API ErrorCode Config_Write(Config* config, const char* path);
 /* ---- adding and removing ---- */
 
 /* Adds one line of text to a section, as if it were read there: a data line, a comment, or a header, which
- * begins a new section behind this one. Where the spec wants unique lines, a data line takes the place of
+ * begins a new section behind this one. Where the syntax wants unique lines, a data line takes the place of
  * those of the section with its key; each of these becomes a comment at the end of the section, "# UNIQUE ",
  * the line as it would be written, and its line end; with comments stripped it is removed. section: may be
  * null. text: at most 4096 bytes. line: may be null, or receives the new data line (the document's); null
@@ -128,9 +128,9 @@ QZ_API ConfigLine* Config_FirstLine(const Config* config, const ConfigSection* s
 QZ_API ConfigLine* Config_NextLine(const Config* config, const ConfigLine* line);
 
 /* Return the lines of a section in the order of their keys (as PTrie_Iterate has it, in lower case unless the
- * spec is case sensitive), for each key the line that was added last; null at the end. Next may be given any
- * line of a group. The first of these calls in a section sorts its keys; without memory for that each call
- * looks at all of them. */
+ * syntax is case sensitive), for each key the line that was added last; null at the end. Next may be given
+ * any line of a group. The first of these calls in a section sorts its keys; without memory for that each
+ * call looks at all of them. */
 QZ_API ConfigLine* Config_FirstAlphaLine(const Config* config, const ConfigSection* section);
 QZ_API ConfigLine* Config_NextAlphaLine(const Config* config, const ConfigLine* line);
 

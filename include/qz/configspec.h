@@ -1,15 +1,15 @@
 /* ConfigSpec: the syntax of one kind of configuration file.
  *
- * A specification says what begins a comment, what separates the fields of a line and how many a line must
+ * A syntax says what begins a comment, what separates the fields of a line and how many a line must
  * have, whether lines with the same key may repeat and keys ignore case, how columns are padded on writing,
  * and what a section header is. Usual order: ConfigSpec_Start, the setters, ConfigSpec_End, Config_New (the
  * document takes a reference of its own), ConfigSpec_Delete.
  *
- * A specification is reference-counted: documents hold references, ConfigSpec_Delete drops one, and the last
- * one dropped frees it. A specification, with all documents that use it, belongs to one thread at a time or
+ * A syntax is reference-counted: documents hold references, ConfigSpec_Delete drops one, and the last
+ * one dropped frees it. A syntax, with all documents that use it, belongs to one thread at a time or
  * is under the caller's lock. The default one belongs to the library: its references are not counted, it is
  * never freed, and any thread may use it as long as none changes it. Nothing blocks; no OS_Init is needed. A
- * null specification is ignored.
+ * null syntax is ignored.
  */
 #ifndef QZ_CONFIGSPEC_H
 #define QZ_CONFIGSPEC_H
@@ -24,18 +24,18 @@ typedef struct ConfigSpec ConfigSpec;
  * name). fieldCount: may be 0. Exactly 1 makes the line a section header; any other result does not. */
 typedef int32_t (*ConfigSectionMethod)(uint32_t fieldCount, const char* const* fields);
 
-/* Returns the default specification (borrowed; the library's own): comments begin with "#"; tabs, blanks,
+/* Returns the default syntax (borrowed; the library's own): comments begin with "#"; tabs, blanks,
  * line feeds and carriage returns separate fields; no delimiter; tab size 4; one field at least and at most;
  * comments are kept; keys are unique and ignore case; no last-field grab; no sections. */
 QZ_API ConfigSpec* ConfigSpec_GetDefault(void);
 
-/* Returns a new specification with the default's settings, owned (free with ConfigSpec_Delete), or null when
+/* Returns a new syntax with the default's settings, owned (free with ConfigSpec_Delete), or null when
  * memory runs out. */
 QZ_API ConfigSpec* ConfigSpec_Start(void);
 
-/* Returns a new specification with all settings of another one, owned (free with ConfigSpec_Delete), or null
+/* Returns a new syntax with all settings of another one, owned (free with ConfigSpec_Delete), or null
  * when memory runs out or spec is null. spec: borrowed; open or ended. Its number of references is copied
- * too: the copy of a specification that a document holds besides the caller needs a ConfigSpec_Delete for
+ * too: the copy of a syntax that a document holds besides the caller needs a ConfigSpec_Delete for
  * each reference. */
 QZ_API ConfigSpec* ConfigSpec_StartFrom(const ConfigSpec* spec);
 
@@ -75,11 +75,11 @@ QZ_API void ConfigSpec_SetCaseSensitive(ConfigSpec* spec, int32_t on);
 /* Sets whether the last field that a line may have takes all the rest of it (not 0). */
 QZ_API void ConfigSpec_SetLastFieldGrab(ConfigSpec* spec, int32_t on);
 
-/* Marks the specification as complete. The mark is not enforced: the setters work as before, but a
- * specification that a document uses must not be changed. */
+/* Marks the syntax as complete. The mark is not enforced: the setters work as before, but a
+ * syntax that a document uses must not be changed. */
 QZ_API void ConfigSpec_End(ConfigSpec* spec);
 
-/* Drops one reference and frees the specification with the last one. Null and the default are ignored. */
+/* Drops one reference and frees the syntax with the last one. Null and the default are ignored. */
 QZ_API void ConfigSpec_Delete(ConfigSpec* spec);
 
 QZ_END_C

@@ -12,7 +12,7 @@
 #include "tests/support/file_system.h"
 #include "tests/support/temp_dir.h"
 
-// What is not named is as in the default specification.
+// What is not named is as in the default syntax.
 struct Syntax {
   const char* lineComment = "#";
   const char* notField = "\t \n\r";
