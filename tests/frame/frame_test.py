@@ -24,6 +24,7 @@ LAYERS = {
     "traverse": {"os", "containers", "stream", "traverse"},
     "config": {"os", "containers", "stream", "config"},
     "net": {"os", "containers", "stream", "traverse", "config", "net"},
+    "transfer": {"os", "containers", "stream", "traverse", "config", "net", "transfer"},
 }
 # Two known upward calls: an open file is a stream (public header only), and initialisation starts the sockets.
 HEADER_LAYER = {
@@ -37,6 +38,9 @@ HEADER_LAYER = {
     "config": "config", "configspec": "config", "configlabel": "config",
     "sock": "net", "remoteaccess": "net", "telnet": "net", "url": "net", "ftpc": "net", "httpc": "net",
     "reply": "net",
+    "agent": "transfer", "agentclass": "transfer", "agentparam": "transfer", "softobject": "transfer",
+    "qmdclient": "transfer", "vrxclient": "transfer", "vrxclientsystem": "transfer", "vrxprefs": "transfer",
+    "vrxupgrade": "transfer",
     "qz": "none",  # all of them; the library's own files name what they use
 }
 ALLOWED_UPWARD = {("os", "qz/stream.h")}
