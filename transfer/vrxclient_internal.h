@@ -45,6 +45,16 @@ enum class TransferState : uint32_t {
 
 enum class TransferControl : uint32_t { Idle = 0, InStep = 1, StopRequested = 2, ReconnectRequested = 3 };
 
+// What a callback asked for during a step of its own transfer, and what therefore waits for the step's end.
+enum class AfterStep : uint8_t { Nothing, Stop, Close, Delete };
+
+// Where the end of the data stands.
+enum class DataEnd : uint8_t {
+  NotReached,
+  Draining,      // upload: the server takes the last bytes
+  AwaitingReply  // FTP: the data connection is shut down, the final reply is due
+};
+
 // What lies in the record file, in the order of docs/formats.md.
 struct VRXClientData {
   Time created;
@@ -83,32 +93,53 @@ struct VRXClient {
   // The log (vrxclient_messages.cpp).
   char* logText;  // owned; what VRXClient_GetInfo gave, until the next message
 
-  // The state machine.
-  TransferControl control;
-  uint32_t reason;         // TransferReason
+  // What an application asked for beyond the stated interface; not stored.
+  bool acceptsWebPages;  // a web page is a file like any other
+  bool replacesTarget;   // the completed file replaces what stands under its name
+  bool syncsDataFile;    // the data are on the disk before the file is moved to its place
+  bool usesActiveMode;   // FTP servers connect to this side
+
+  // The state machine. Another thread looks at the atomic ones, for VRXClient_Stop.
+  std::atomic<TransferControl> control;
+  std::atomic<uint32_t> drivingThread;  // of the last step; 0: there was none
+  AfterStep afterStep;
+  uint32_t reason;         // VRXClientReason
+  bool isReasonOfStep;     // the step under way set it, and dropped no server
+  uint32_t redirectCount;  // in a row, without a byte of data
+  uint32_t retryCount;     // Error_Retry in a row, without a byte of data
+  Reply lastReply;         // of a server; class 0: none, or it did not come whole
+  ErrorCode lastFailure;   // the status of the last step that failed; Error_None: there was none
+  uint32_t lastReason;     // the last reason that was set, and with which the last server was dropped
   int32_t connectionKind;  // URLProtocol of the open connection; -1: none
   HTTPc* http;             // owned; the two exclude each other
   FTPc* ftp;
-  URLData* server;      // owned: the server in use; null: none
-  ServerEntry* entry;   // of the server in use, in the list; null: it has none
-  bool isProbed;        // a Poll got as far as the size, or the start of the data
-  bool isInDirectory;   // the FTP directory is entered
-  bool isMirrorServer;  // the server answered the mirror request
+  URLData* server;         // owned: the server in use; null: none
+  ServerEntry* entry;      // of the server in use, in the list; null: it has none
+  ServerEntry* timeEntry;  // the server that told sourceTime; null: not known
+  bool isProbed;           // a Poll got as far as the size, or the start of the data
+  bool isInDirectory;      // the FTP directory is entered
+  bool isMirrorServer;     // the server answered the mirror request
   bool canResume;
   Stream* dataStream;  // FTP: owned. HTTP: the connection's
   File* dataFile;      // owned
   uint64_t dataFileSize;
   uint64_t offset;     // download: bytes in the data file; upload: bytes on the server
   uint64_t remaining;  // kSizeUnknown
-  FileCopy* copy;      // owned; a copy that runs
-  uint8_t* buffer;     // owned
+  bool cutsDataFile;   // the server begins with byte 0: the old bytes go when the first new one is there
+  DataEnd dataEnd;
+  uint64_t drainDeadlineMilliseconds;
+  bool isDataRunning;        // the data phase has begun: elapsed time counts
+  FileCopy* copy;            // owned; a copy that runs
+  char copyPath[kPathSize];  // where it goes
+  uint8_t* buffer;           // owned
   uint32_t bufferSize;
   uint32_t pendingStart;  // upload: bytes of the buffer that the network has not taken yet
   uint32_t pendingCount;
-  Time startTime;
-  Time sampleTime;
+  uint64_t startMilliseconds;   // of iVRXClient_Clock()
+  uint64_t sampleMilliseconds;  // of the last speed sample
   uint64_t sampleBytes;
-  float speed;  // bytes per second
+  uint64_t progressTotal;  // of the reports; grows when more comes
+  float speed;             // bytes per second
 };
 
 // ---- the log (vrxclient_messages.cpp) ----------------------------------------------------------
@@ -138,6 +169,11 @@ ErrorCode iVRXClient_SetServerFileName(VRXClient* client, const char* name);
 void iVRXClient_HangUpIfIdle();
 // Replaces the server in use by a copy of an entry's URL; null for none. Error_Memory.
 ErrorCode iVRXClient_SetServer(VRXClient* client, ServerEntry* entry);
+
+// Whether a listed transfer other than this one has the data file.
+bool iVRXClient_IsDataFileTaken(const VRXClient* client, const char* path);
+// Removes the data file when its name is one that the library made, and forgets the name in any case.
+void iVRXClient_ForgetDataFile(VRXClient* client);
 
 // ---- the connection (vrxclient_connection.cpp) -------------------------------------------------
 
