@@ -1,12 +1,18 @@
 // The record of a transfer and what its files share.
+//
+// One thread drives a transfer and needs no lock for its record. What other transfers look at (the list's
+// links, servers, data path, reason, whether it is completed) changes through the functions below, under the
+// library's lock.
 #pragma once
 
 #include <atomic>
 #include <cstdint>
 
+#include "qz/error.h"
 #include "qz/file.h"
 #include "qz/ftpc.h"
 #include "qz/httpc.h"
+#include "qz/reply.h"
 #include "qz/semaphore.h"
 #include "qz/vrxclient.h"
 #include "transfer/agentlist_internal.h"
@@ -22,6 +28,10 @@ constexpr uint64_t kSizeUnknown = UINT64_MAX;
 // What the calls with 32 bits give for a size: all ones for an unknown one and for one that does not fit.
 constexpr uint32_t iVRXClient_Narrow(uint64_t size) {
   return size > 0xFFFFFFFEu ? 0xFFFFFFFFu : static_cast<uint32_t>(size);
+}
+// The other way: all ones is unknown.
+constexpr uint64_t iVRXClient_Widen(uint32_t size) {
+  return size == 0xFFFFFFFFu ? kSizeUnknown : size;
 }
 
 // Where a transfer stands. The numbers are stored, and compared by size where a call asks how far it got.
@@ -45,7 +55,7 @@ enum class TransferState : uint32_t {
 
 enum class TransferControl : uint32_t { Idle = 0, InStep = 1, StopRequested = 2, ReconnectRequested = 3 };
 
-// What a callback asked for during a step of its own transfer, and what therefore waits for the step's end.
+// What a callback asked for during a call of its own transfer, and what therefore waits for the call's end.
 enum class AfterStep : uint8_t { Nothing, Stop, Close, Delete };
 
 // Where the end of the data stands.
@@ -62,15 +72,15 @@ struct VRXClientData {
   uint64_t declaredSize;  // of VRXClient_SetSize; 0: none
   char serverFileName[kPathSize];
   uint8_t reserved;
-  uint8_t isUpload;
-  TransferState state;
-  uint32_t editFlags;
+  uint8_t isUpload;     // 0 or 1
+  TransferState state;  // changed by iVRXClient_ChangeState alone
+  uint32_t editFlags;   // enum VRXClientEdit
   AgentList agents;
-  ServerList servers;
-  Time sourceTime;  // an upload's source when it was copied; a download's file as the HTTP server told it
+  ServerList servers;  // grows by iVRXClient_AddServer and iVRXClient_AddServers alone
+  Time sourceTime;     // an upload's source when it was copied; a download's file as the HTTP server told it
   char user[kUserSize];
   char password[kUserSize];
-  char dataPath[kPathSize];
+  char dataPath[kPathSize];  // changed by iVRXClient_SetDataPath alone
   char logPath[kPathSize];
   char name[kPathSize];
   char localPath[kPathSize];
@@ -78,40 +88,49 @@ struct VRXClientData {
 };
 
 struct VRXClient {
-  VRXClientData data;
-
-  // The list of all transfers, under the list's lock.
+  // The list of all transfers, under the library's lock (vrxclient_list.cpp).
   VRXClient* previous;
   VRXClient* next;
+  bool isListed;
+  uint32_t firstURLHash;  // of the first server's URL data
+  std::atomic<bool> isCompleted;
+
+  VRXClientData data;
 
   Word userData;
-  const VRXClientMethods* methods;      // borrowed; may be null
+  const VRXClientMethods* methods;  // borrowed; may be null
+  Word userData64;
   const VRXClientMethods64* methods64;  // borrowed; may be null
   Semaphore* semaphore;
   bool isChanged;  // a stored field has another value than the record file may have
 
-  // The log (vrxclient_messages.cpp).
-  char* logText;  // owned; what VRXClient_GetInfo gave, until the next message
-
   // What an application asked for beyond the stated interface; not stored.
-  bool acceptsWebPages;  // a web page is a file like any other
-  bool replacesTarget;   // the completed file replaces what stands under its name
-  bool syncsDataFile;    // the data are on the disk before the file is moved to its place
-  bool usesActiveMode;   // FTP servers connect to this side
+  bool isLeavingPasswordsOut;  // of the record that VRXClient_Write writes
+  bool acceptsWebPages;        // a web page is a file like any other
+  bool replacesTarget;         // the completed file replaces what stands under its name
+  bool syncsDataFile;          // the data are on the disk before the file is moved to its place
+  bool usesActiveMode;         // FTP servers connect to this side
+
+  uint32_t callDepth;  // calls of the transfer that run (TransferCall below)
+
+  // The log (vrxclient_messages.cpp).
+  char* logText;      // owned; what VRXClient_GetInfo gave
+  bool isLogStale;    // the log has more by now
+  bool isLogPathOwn;  // logPath is a name of the library's making, and may be written to
 
   // The state machine. Another thread looks at the atomic ones, for VRXClient_Stop.
   std::atomic<TransferControl> control;
   std::atomic<uint32_t> drivingThread;  // of the last step; 0: there was none
   AfterStep afterStep;
-  uint32_t reason;         // VRXClientReason
-  bool isReasonOfStep;     // the step under way set it, and dropped no server
-  uint32_t redirectCount;  // in a row, without a byte of data
-  uint32_t retryCount;     // Error_Retry in a row, without a byte of data
-  Reply lastReply;         // of a server; class 0: none, or it did not come whole
-  ErrorCode lastFailure;   // the status of the last step that failed; Error_None: there was none
-  uint32_t lastReason;     // the last reason that was set, and with which the last server was dropped
-  int32_t connectionKind;  // URLProtocol of the open connection; -1: none
-  HTTPc* http;             // owned; the two exclude each other
+  std::atomic<uint32_t> reason;  // VRXClientReason
+  bool isReasonOfStep;           // the step under way set it, and dropped no server
+  uint32_t redirectCount;        // in a row, without a byte of data
+  uint32_t retryCount;           // Error_Retry in a row, without a byte of data
+  Reply lastReply;               // of a server; class 0: none, or it did not come whole
+  ErrorCode lastFailure;         // the status of the last step that failed; Error_None: there was none
+  uint32_t lastReason;           // the last reason that was set, and with which the last server was dropped
+  int32_t connectionKind;        // URLProtocol of the open connection; -1: none
+  HTTPc* http;                   // owned; the two exclude each other
   FTPc* ftp;
   URLData* server;         // owned: the server in use; null: none
   ServerEntry* entry;      // of the server in use, in the list; null: it has none
@@ -142,38 +161,121 @@ struct VRXClient {
   float speed;             // bytes per second
 };
 
-// ---- the log (vrxclient_messages.cpp) ----------------------------------------------------------
+// ---- calls -------------------------------------------------------------------------------------
 
-// Reports a message of the table, formatted with what follows.
+// Stands in every exported function that may call back. While one lives the transfer is not freed:
+// VRXClient_Close and VRXClient_Delete, when a callback calls them, set afterStep, and the end of the
+// outermost TransferCall carries them out. The transfer may therefore be gone behind it.
+class TransferCall {
+ public:
+  explicit TransferCall(VRXClient* client) : client_(client) { ++client->callDepth; }
+  ~TransferCall();
+  TransferCall(const TransferCall&) = delete;
+  TransferCall& operator=(const TransferCall&) = delete;
+
+ private:
+  VRXClient* client_;
+};
+
+// The one place that changes the state. Does not set isChanged: the state number alone is no change.
+inline void iVRXClient_ChangeState(VRXClient* client, TransferState state) {
+  client->data.state = state;
+  client->isCompleted = state == TransferState::Completed;
+}
+
+// ---- messages and the log (vrxclient_messages.cpp) ---------------------------------------------
+
+// Reports a message of the table, formatted with what follows: through the callbacks, and in the log.
 void iVRXClient_Message(VRXClient* client, uint32_t number, ...);
-// Reports a text of its own, formatted.
+// Reports message 11, which has the size in 64 bits on both platforms; an unknown size as 4294967295.
+void iVRXClient_MessageSize(VRXClient* client, uint64_t size);
+// Reports a text of its own, formatted; at most 4095 bytes.
 void iVRXClient_MessageText(VRXClient* client, const char* format, ...) QZ_PRINTF(2, 3);
-// Appends to the log alone.
+// Adds a line to the log alone.
 void iVRXClient_AppendToLog(VRXClient* client, const char* text);
 
 // ---- callbacks (vrxclient_callbacks.cpp) -------------------------------------------------------
 
+// Whether the application wants progress, through either table. Without it there is no speed either.
+bool iVRXClient_WantsProgress(const VRXClient* client);
+
 void iVRXClient_ReportSize(VRXClient* client);
-void iVRXClient_ReportTime(VRXClient* client);  // the estimate, or the elapsed time from state 12 on
-void iVRXClient_ReportProgress(VRXClient* client, uint64_t done, uint64_t total);
+void iVRXClient_ReportTime(VRXClient* client);  // iVRXClient_EstimateTime
 void iVRXClient_ReportSpeed(VRXClient* client);
+// Through the table with 32 bits, and through the one with 64 bits, for which one report a data step is due.
+// total: kSizeUnknown for none.
+void iVRXClient_ReportProgress(VRXClient* client, uint64_t done, uint64_t total);
+void iVRXClient_ReportProgress64(VRXClient* client, uint64_t done, uint64_t total);
+
+// Seconds until the data is complete, by the average speed of the server; from state 12 on the elapsed
+// milliseconds. All ones when that cannot be known.
+uint32_t iVRXClient_EstimateTime(const VRXClient* client);
 
 // ---- the object (vrxclient.cpp) ----------------------------------------------------------------
 
 // The name used for FTP commands: an upload's server file name, else its local file's; a download's file
-// name.
+// name. Empty when the path has no name part.
 void iVRXClient_ServerFileName(const VRXClient* client, char (&name)[kPathSize]);
-// Error_Invalid for a download, Error_NoAccess where the edit flags forbid it, Error_Inited from state 11 on.
+// Error_Invalid for a download, Error_NoAccess where the edit flags forbid it, Error_Inited from state 11 on,
+// Error_Exceed.
 ErrorCode iVRXClient_SetServerFileName(VRXClient* client, const char* name);
-// Hangs up when the preferences say so and no transfer needs the line.
-void iVRXClient_HangUpIfIdle();
-// Replaces the server in use by a copy of an entry's URL; null for none. Error_Memory.
+
+// Replaces the server in use by a copy of an entry's URL; null for none. Error_Memory, and there is none.
 ErrorCode iVRXClient_SetServer(VRXClient* client, ServerEntry* entry);
 
+// Add a server, or those of a text with ";", at the end of the list, and mark the record as changed when it
+// has grown. isAdded: may be null. Statuses: those of iServerList_Add and iServerList_AddMirrors.
+ErrorCode iVRXClient_AddServer(VRXClient* client, const char* url, bool* isAdded);
+ErrorCode iVRXClient_AddServers(VRXClient* client, const char* urls, bool* isAdded);
+
+// Hangs up when the preferences say so and no transfer needs the line.
+void iVRXClient_HangUpIfIdle();
+
+// ---- the data file (vrxclient_datafile.cpp) ----------------------------------------------------
+
+// Gives the transfer a data file name when it has none: one in the cache directory under which nothing
+// stands, and that no other transfer has. Create the file exclusively (iFile_OpenNew): another program may
+// have taken the name. Statuses of File_GetSysDir and File_UniquifyName.
+ErrorCode iVRXClient_NameDataFile(VRXClient* client);
+// Sets the path, so that another transfer never sees half of one. Marks the record as changed when it is
+// another one. "": none.
+void iVRXClient_SetDataPath(VRXClient* client, const char* path);
 // Whether a listed transfer other than this one has the data file.
 bool iVRXClient_IsDataFileTaken(const VRXClient* client, const char* path);
-// Removes the data file when its name is one that the library made, and forgets the name in any case.
+// Whether the data file may be removed: its name is of the library's making, in the cache directory, or ends
+// in ".part" beside the local path; and no other transfer has it.
+bool iVRXClient_OwnsDataFile(const VRXClient* client);
+// Removes the data file when it may be removed, and forgets the name in any case.
 void iVRXClient_ForgetDataFile(VRXClient* client);
+// Looks at the data file: takes its size, and a download's offset. Forgets one that is missing or empty.
+void iVRXClient_AdoptDataFile(VRXClient* client);
+
+// ---- the local path (vrxclient_localpath.cpp) --------------------------------------------------
+
+// A file name for this machine from a name that came from elsewhere: what stands behind the last "/" or "\",
+// with "_" for characters that some systems do not take; a name that means something else to a system ("",
+// "..", "NUL.txt") gets a "_" in front.
+void iVRXClient_SafeName(const char* name, char (&safeName)[kPathSize]);
+// The transfer's file name as a safe one.
+void iVRXClient_SafeFileName(const VRXClient* client, char (&name)[kPathSize]);
+// Gives a download without a local path the one in the preferences' download directory. Error_Exceed.
+ErrorCode iVRXClient_ApplyDefaultLocalPath(VRXClient* client);
+
+// ---- the list of all transfers (vrxclient_list.cpp) --------------------------------------------
+
+// Puts the transfer at the head. isExclusive: Error_Exists, and nothing happens, when another one that is not
+// completed has the same first URL among its servers.
+ErrorCode iVRXClientList_Link(VRXClient* client, bool isExclusive);
+// Takes it off. Nothing happens when it is not in the list.
+void iVRXClientList_Unlink(VRXClient* client);
+// Takes off all.
+void iVRXClientList_Clear();
+// Whether a transfer that is not completed has this URL among its servers.
+bool iVRXClientList_HasURL(const URLData& url);
+// Whether a transfer other than `except` has this path for its data file, or for its log.
+bool iVRXClientList_HasPath(const char* path, const VRXClient* except);
+// Whether a transfer is neither completed nor failed: it needs the line.
+bool iVRXClientList_NeedsLine();
 
 // ---- the connection (vrxclient_connection.cpp) -------------------------------------------------
 

@@ -1,11 +1,18 @@
-// What all transfers share: the list of them, and the number of open connections. Any thread.
+// What all transfers share beside their list (vrxclient_internal.h). Any thread.
 #pragma once
 
 #include <cstdint>
 
 #include "qz/vrxclientsystem.h"
 
+// Whether VRXClientSystem_Init has succeeded, and VRXClientSystem_Exit not yet ended it.
+bool iVRXClientSystem_IsStarted();
+
 // A connection to a server was opened or closed. The number is never below 0.
 void iVRXClientSystem_RaiseConnections();
 void iVRXClientSystem_LowerConnections();
 uint32_t iVRXClientSystem_Connections();
+
+// Selects the dial-up entry of the preferences for the sockets when dial-up is enabled, none otherwise.
+// hangUpWhenIdle: whether the line is hung up with the last socket. Statuses of Sock_SetRemoteAccess.
+ErrorCode iVRXClientSystem_ApplyDialUp(bool hangUpWhenIdle);

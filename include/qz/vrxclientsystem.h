@@ -1,10 +1,25 @@
-/* VRXClientSystem: the start and end of all that transfers need. */
+/* VRXClientSystem: the start and end of all that transfers need.
+ *
+ * Called after OS_Init, and before OS_Exit, from the main thread, while no other thread uses transfers,
+ * preferences or agents. */
 #ifndef QZ_VRXCLIENTSYSTEM_H
 #define QZ_VRXCLIENTSYSTEM_H
 
 #include "qz/types.h"
 
 QZ_BEGIN_C
+
+/* Starts, in this order: the list of transfers, empty; the preferences, whose file is made when it is
+ * missing; the upgrade check; the classes of agents, with the extensions (".AXT") of the program's directory;
+ * and selects the dial-up entry of the preferences when dial-up is enabled. A failure leaves nothing started.
+ * Error_None; Error_Inited when it is started already, nothing changes then; Error_NotInited before OS_Init;
+ * Error_Memory; what reading or writing the preferences gives; Error_Invalid for a dial-up entry that does
+ * not exist. */
+QZ_API ErrorCode VRXClientSystem_Init(void);
+
+/* Ends the classes of agents, the upgrade check and the preferences. Every transfer should have been closed
+ * before: one that was not can only be closed, and has lost its agents. Nothing happens before the start. */
+QZ_API void VRXClientSystem_Exit(void);
 
 QZ_END_C
 
