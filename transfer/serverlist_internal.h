@@ -1,4 +1,5 @@
-// The servers of a transfer: URLs in the order in which they are tried, each with a mark when it failed.
+// The servers of a transfer: URLs in the order in which they are tried, each with a mark when it failed. A
+// list is used by one thread at a time.
 #pragma once
 
 #include <cstdint>
@@ -20,10 +21,11 @@ struct ServerList {
   uint32_t count;
 };
 
-// More servers than these are not taken in; a server could name them without end.
+// No list has more servers; a server could name mirrors without end.
 constexpr uint32_t kServerListLimit = 1000;
 
-// A URL text with its marker must fit a stored string of 1,024 bytes.
+// The longest URL text of a list, escaped: with its marker and its terminator it is shorter than the 1,024
+// bytes of a stored text.
 constexpr uint32_t kServerTextLimit = 1021;
 
 // Makes a list of one server. list: empty. Error_None; Error_Exceed for a text over kServerTextLimit; what
@@ -45,15 +47,24 @@ ServerEntry* iServerList_Find(const ServerList& list, const URLData& url);
 // Whether a URL text names a server of the list. A text that is no URL names none.
 bool iServerList_Contains(const ServerList& list, const char* url);
 
-// Adds one URL at the end, without a mark. isAdded: false when it is in the list already or the list is full.
-// Error_None; Error_Exceed for a text over kServerTextLimit; what URL_NewData gives.
+// Adds one URL at the end, without a mark. isAdded: false when it is in the list already, when the list is
+// full, and after a failure. Error_None; Error_Exceed for a text over kServerTextLimit; what URL_NewData
+// gives.
 ErrorCode iServerList_Add(ServerList* list, const char* url, bool* isAdded);
 
 // Adds the URLs of a text, which ";" separates. What is no URL, too long, or there already is skipped.
 // isAnyAdded: whether the list has grown, whatever the status. Error_None; Error_Memory.
 ErrorCode iServerList_AddMirrors(ServerList* list, const char* urls, bool* isAnyAdded);
 
-// Describes the list as a field of a record (docs/formats.md). In mode Read the list's memory is the list's,
-// not the traverse's: whoever reads frees it with iServerList_Delete when the record fails.
-// isWithoutUsers: mode Write leaves users and passwords out.
+// The list as a part of a record (docs/formats.md), in the traverse's mode. Init makes it empty without
+// freeing anything, New leaves it as it is, Delete frees it.
+//
+// Read frees what the list held. What is read is the list's and not recorded in the traverse, so whoever
+// reads frees it with iServerList_Delete when the record fails; until then it holds the servers read so far.
+// Servers beyond kServerListLimit are read and dropped. The traverse's error: Error_NotFound for another tag
+// or version; Error_Invalid for a count of 0 and for a URL that no list could write again; what URL_NewData
+// gives for another text; Error_Ended; Error_Memory.
+//
+// Write gives Error_Invalid for an empty list. isWithoutUsers: users and passwords are left out; two servers
+// may then be stored with the same text.
 void iServerList_Describe(Traverse* traverse, ServerList* list, bool isWithoutUsers);

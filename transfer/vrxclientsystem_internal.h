@@ -13,6 +13,9 @@ void iVRXClientSystem_RaiseConnections();
 void iVRXClientSystem_LowerConnections();
 uint32_t iVRXClientSystem_Connections();
 
+// Begins again at 0, for the start of the transfer system.
+void iVRXClientSystem_ClearConnections();
+
 // Selects the dial-up entry of the preferences for the sockets when dial-up is enabled, none otherwise.
 // hangUpWhenIdle: whether the line is hung up with the last socket. Statuses of Sock_SetRemoteAccess.
 ErrorCode iVRXClientSystem_ApplyDialUp(bool hangUpWhenIdle);
