@@ -71,12 +71,12 @@ ErrorCode WriteChunk(Stream* destination, uint32_t length, NetCopyStall stall, c
 }
 
 // Copies up to `limit` bytes; *failed is the side that a status other than None comes from.
-ErrorCode CopyChunks(Stream* source, Stream* destination, uint32_t limit, NetCopyStall stall, uint32_t* moved,
+ErrorCode CopyChunks(Stream* source, Stream* destination, uint64_t limit, NetCopyStall stall, uint64_t* moved,
                      NetCopySide* failed) {
   char chunk[kChunkSize];
   const bool isLimited = limit != kNet_NoLimit;
   while (!isLimited || *moved < limit) {
-    const uint32_t size = isLimited ? std::min(kChunkSize, limit - *moved) : kChunkSize;
+    const auto size = static_cast<uint32_t>(std::min<uint64_t>(kChunkSize, limit - *moved));
     uint32_t length = 0;
     *failed = NetCopySide::Source;
     ErrorCode status = ReadChunk(source, size, stall, chunk, &length);
@@ -94,9 +94,9 @@ ErrorCode CopyChunks(Stream* source, Stream* destination, uint32_t limit, NetCop
 
 }  // namespace
 
-ErrorCode iNet_CopyStream(Stream* source, Stream* destination, uint32_t limit, uint32_t* count,
+ErrorCode iNet_CopyStream(Stream* source, Stream* destination, uint64_t limit, uint64_t* count,
                           NetCopyStall stall, NetCopySide* failed) {
-  uint32_t moved = 0;
+  uint64_t moved = 0;
   NetCopySide side = NetCopySide::None;
   const ErrorCode status = CopyChunks(source, destination, limit, stall, &moved, &side);
   if (count != nullptr) *count = moved;

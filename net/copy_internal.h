@@ -3,7 +3,12 @@
 
 #include "qz/stream.h"
 
-inline constexpr uint32_t kNet_NoLimit = 0xFFFFFFFFu;
+inline constexpr uint64_t kNet_NoLimit = UINT64_MAX;
+
+// The limit of a call with 32 bits: all ones mean no limit there too.
+constexpr uint64_t iNet_WidenLimit(uint32_t limit) {
+  return limit == UINT32_MAX ? kNet_NoLimit : limit;
+}
 
 // What a stream that moves nothing and gives no failure (Error_None or Error_Block) means to the copy.
 enum class NetCopyStall {
@@ -15,9 +20,9 @@ enum class NetCopyStall {
 enum class NetCopySide { None, Source, Destination };
 
 // Moves bytes in chunks of at most 4096 until the source ends or `limit` bytes are moved (kNet_NoLimit: until
-// the end). count: receives the bytes moved, also after a failure (modulo 2^32); may be null. failed:
+// the end). count: receives the bytes moved, also after a failure; may be null. failed:
 // receives the side that a failure came from; may be null. Statuses: Error_None; Error_Ended when the source
 // stops before the limit is used up, or the destination takes nothing without a reason; Error_Exceed when the
 // destination is full; Error_Timeout when retrying has taken its time; else what the streams give.
-ErrorCode iNet_CopyStream(Stream* source, Stream* destination, uint32_t limit, uint32_t* count,
+ErrorCode iNet_CopyStream(Stream* source, Stream* destination, uint64_t limit, uint64_t* count,
                           NetCopyStall stall = NetCopyStall::Retried, NetCopySide* failed = nullptr);

@@ -1,4 +1,5 @@
 // The control connection: opening, logging in, single commands and closing.
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 
@@ -163,8 +164,8 @@ ErrorCode Connect(FTPc* connection) {
   if (port > kFTPPort_Maximum) return Error_Invalid;
 
   Owned<Sock, Sock_Delete> sock;
-  const ErrorCode status =
-      Sock_OpenConnectBuffer(SockBuffer_Small, host, static_cast<uint16_t>(port), sock.out());
+  const ErrorCode status = iSock_OpenConnect(SockBuffer_Small, host, static_cast<uint16_t>(port),
+                                             connection->interrupt, sock.out());
   if (status != Error_None) return status;
   connection->telnet = Telnet_Open(reinterpret_cast<Stream*>(sock.get()), 0);
   if (connection->telnet == nullptr) return Error_Memory;
@@ -249,6 +250,7 @@ ErrorCode iFTPc_ReadReply(FTPc* connection, Reply* reply) {
 ErrorCode iFTPc_ReadReplyUntil(FTPc* connection, uint64_t giveUpAtMilliseconds, Reply* reply) {
   *reply = Reply{};
   const ErrorCode status = ReceiveReply(connection, giveUpAtMilliseconds, reply);
+  connection->isFinalReplyAwaited = false;
   // The rest of the reply may still come.
   if (status == Error_Timeout || status == Error_Exceed) connection->isOutOfStep = true;
   return status;
@@ -266,6 +268,10 @@ ErrorCode iFTPc_Command(FTPc* connection, const FTPCommand& command, const char*
   return reply->replyClass == command.expectedClass ? Error_None : command.otherwise;
 }
 
+ErrorCode iFTPc_ControlError(FTPc* connection) {
+  return connection != nullptr ? Stream_Error(connection->stream) : Error_Invalid;
+}
+
 namespace {
 
 // The exported commands with one argument: all of them refuse a null connection, reply or argument.
@@ -279,9 +285,8 @@ ErrorCode CommandWithArgument(FTPc* connection, const FTPCommand& command, const
 
 }  // namespace
 
-// ---- exported functions ----------------------------------------------------------------------------------
-
-ErrorCode FTPc_Open(const char* host, uint32_t port, uint32_t flags, FTPc** connection, Reply* reply) {
+ErrorCode iFTPc_Open(const char* host, uint32_t port, uint32_t flags, const SockInterrupt* interrupt,
+                     FTPc** connection, Reply* reply) {
   if (connection != nullptr) *connection = nullptr;
   if (reply != nullptr) *reply = Reply{};
   if (connection == nullptr || reply == nullptr || host == nullptr) return Error_Invalid;
@@ -290,10 +295,17 @@ ErrorCode FTPc_Open(const char* host, uint32_t port, uint32_t flags, FTPc** conn
 
   Owned<FTPc, Free> opened(NewConnection(host, port, flags));
   if (!opened) return Error_Memory;
+  opened->interrupt = interrupt;
   ErrorCode status = Connect(opened.get());
   if (status == Error_None) status = ReadGreeting(opened.get(), reply);
   if (status == Error_None) *connection = opened.release();
   return status;
+}
+
+// ---- exported functions ----------------------------------------------------------------------------------
+
+ErrorCode FTPc_Open(const char* host, uint32_t port, uint32_t flags, FTPc** connection, Reply* reply) {
+  return iFTPc_Open(host, port, flags, nullptr, connection, reply);
 }
 
 ErrorCode FTPc_Login(FTPc* connection, const char* user, const char* password, Reply* reply) {
@@ -333,6 +345,14 @@ ErrorCode FTPc_Mirrors(FTPc* connection, const char* argument, Reply* reply) {
 }
 
 ErrorCode FTPc_FileSize(FTPc* connection, const char* path, uint32_t* size, Reply* reply) {
+  if (size == nullptr) return iFTPc_Refuse(reply);
+  uint64_t wholeSize = 0;
+  const ErrorCode status = FTPc_FileSize64(connection, path, &wholeSize, reply);
+  *size = static_cast<uint32_t>(std::min<uint64_t>(wholeSize, UINT32_MAX));
+  return status;
+}
+
+ErrorCode FTPc_FileSize64(FTPc* connection, const char* path, uint64_t* size, Reply* reply) {
   if (size == nullptr) return iFTPc_Refuse(reply);
   *size = 0;
   const ErrorCode status = CommandWithArgument(connection, kSize, path, reply);

@@ -57,6 +57,7 @@ ErrorCode ListenAtNextPort(FTPc* connection) {
     connection->dataPort = static_cast<int32_t>(port);
     status = Sock_OpenListen(static_cast<uint16_t>(port), &connection->listener);
   }
+  if (status == Error_None) connection->listener->interrupt = connection->interrupt;
   return status;
 }
 
@@ -103,7 +104,8 @@ ErrorCode ConnectToServer(const FTPc* connection, Sock** sock) {
   char host[16];
   const uint8_t* address = connection->localAddress;
   snprintf(host, sizeof host, "%d.%d.%d.%d", address[0], address[1], address[2], address[3]);
-  return Sock_OpenConnectBuffer(SockBuffer_System, host, static_cast<uint16_t>(connection->dataPort), sock);
+  return iSock_OpenConnect(SockBuffer_System, host, static_cast<uint16_t>(connection->dataPort),
+                           connection->interrupt, sock);
 }
 
 ErrorCode StartPassive(FTPc* connection, const char* name, const char* argument, Sock** sock, Reply* reply) {
@@ -157,7 +159,9 @@ ErrorCode StartActive(FTPc* connection, const char* name, const char* argument, 
   const Owned<Sock, Sock_Delete> listener(std::exchange(connection->listener, nullptr));
   ErrorCode status = iFTPc_Exchange(connection, name, argument, reply);
   if (status == Error_None) status = JudgeReply(*reply, Error_NoAccess);
-  return status != Error_None ? status : AcceptFromServer(connection, listener.get(), sock, reply);
+  if (status == Error_None) status = AcceptFromServer(connection, listener.get(), sock, reply);
+  if (status == Error_None) (*sock)->interrupt = connection->interrupt;
+  return status;
 }
 
 }  // namespace
@@ -182,6 +186,7 @@ bool iFTPc_AwaitReply(FTPc* connection, uint32_t milliseconds) {
   if (Sock_ReadAvail(connection->socket, &available) != Error_None || available > 0) return true;
   const ErrorCode status =
       Sock_SelectRead(connection->socket, milliseconds / 1000, milliseconds % 1000 * 1000);
+  if (status == Error_Timeout) Sock_ClearError(connection->socket);
   return status != Error_Timeout;
 }
 

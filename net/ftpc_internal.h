@@ -12,6 +12,7 @@
 
 #include <string_view>
 
+#include "net/sock_internal.h"
 #include "qz/file.h"
 #include "qz/ftpc.h"
 #include "qz/sock.h"
@@ -110,8 +111,8 @@ ErrorCode iFTPc_ParsePassive(const char* text, uint8_t address[4], int32_t* port
 // "213 19970105090307": fourteen digits of local time.
 ErrorCode iFTPc_ParseModTime(const char* text, Time* time);
 
-// "213 1234". A number over 32 bits gives 4294967295; a negative one is refused.
-ErrorCode iFTPc_ParseSize(const char* text, uint32_t* size);
+// "213 1234". A number over 64 bits gives 18446744073709551615; a negative one is refused.
+ErrorCode iFTPc_ParseSize(const char* text, uint64_t* size);
 
 // The text between the first and the last double quote; at most 1023 bytes into path.
 ErrorCode iFTPc_ParseQuoted(const char* text, char* path);
@@ -130,10 +131,13 @@ inline constexpr uint32_t kFTPPort_Maximum = 65535;
 // The host name follows in the same block.
 struct FTPc {
   uint32_t flags;
-  Stream* stream;           // control connection, owned by telnet
-  Sock* socket;             // the socket in it
-  Telnet* telnet;           // owned
-  bool isOutOfStep;         // a reply may come that belongs to no later command: none is sent any more
+  const SockInterrupt* interrupt;  // borrowed: of all sockets; may be null
+  Stream* stream;                  // control connection, owned by telnet
+  Sock* socket;                    // the socket in it
+  Telnet* telnet;                  // owned
+  bool isOutOfStep;                // a reply may come that belongs to no later command: none is sent any more
+  bool isFinalReplyAwaited;        // FTPc_EndTransfer found no reply since the last one was read, at first at
+  uint64_t awaitedSinceMilliseconds;  // this moment of platform::MonotonicMilliseconds()
   Sock* listener;           // owned; active mode, from PORT until the transfer command has its answer
   uint8_t localAddress[4];  // ours, network order, for PORT; after PASV the server's data address
   int32_t dataPort;         // active: ours, last chosen; passive: the server's; -1 at first
@@ -151,6 +155,15 @@ struct FTPCommand {
   int32_t expectedClass;
   ErrorCode otherwise;
 };
+
+// FTPc_Open under an interrupt, which ends every wait of the connection and of its data connections;
+// borrowed, must outlive both; may be null.
+ErrorCode iFTPc_Open(const char* host, uint32_t port, uint32_t flags, const SockInterrupt* interrupt,
+                     FTPc** connection, Reply* reply);
+
+// The status of the control connection: of the last call that read or wrote it. That no reply had come yet,
+// where one was looked for, is no failure. Error_Invalid for null.
+ErrorCode iFTPc_ControlError(FTPc* connection);
 
 // True for a text that can be an argument: not null, and without CR and LF, which would begin another
 // command.
@@ -210,8 +223,9 @@ uint32_t iFTPc_LateReplyMilliseconds();
 
 // ---- ftpc_transfer.cpp -----------------------------------------------------------------------------------
 
-// FTPc_EndTransfer; a final reply that comes slowly is given up at this moment.
+// FTPc_EndTransfer without an end of the wait for the reply's first byte; a reply that comes slowly is given
+// up at this moment.
 ErrorCode iFTPc_EndTransferUntil(FTPc* connection, uint64_t giveUpAtMilliseconds, Reply* reply);
 
 // Copies a data connection to its end into a stream, deletes it, and ends the transfer.
-ErrorCode iFTPc_Receive(FTPc* connection, Stream* data, Stream* destination, uint32_t* count, Reply* reply);
+ErrorCode iFTPc_Receive(FTPc* connection, Stream* data, Stream* destination, uint64_t* count, Reply* reply);

@@ -13,9 +13,11 @@ bool IsPending(const FTPc* connection) {
   return (connection->flags & kFTPFlag_Transfer) != 0;
 }
 
-// Ends the transfer of one side; None when it has none.
+// Ends the transfer of one side; None when it has none. The servers may take hours, and nothing comes while
+// they do: the wait has no end.
 ErrorCode EndSide(FTPc* connection, Reply* reply) {
-  return IsPending(connection) ? FTPc_EndTransfer(connection, reply) : Error_None;
+  if (!IsPending(connection)) return Error_None;
+  return iFTPc_EndTransferUntil(connection, iSock_TrickleDeadlineMilliseconds(), reply);
 }
 
 bool IsFailure(ErrorCode status) {

@@ -59,9 +59,9 @@ ErrorCode iFTPc_ParseModTime(const char* text, Time* time) {
   return Error_Invalid;
 }
 
-ErrorCode iFTPc_ParseSize(const char* text, uint32_t* size) {
+ErrorCode iFTPc_ParseSize(const char* text, uint64_t* size) {
   std::string_view rest = text;
-  const std::optional<uint32_t> number = iDecimal_TakeUnsigned(&rest);
+  const std::optional<uint64_t> number = iDecimal_TakeUnsigned64(&rest);
   *size = number.value_or(0);
   return number ? Error_None : Error_Invalid;
 }

@@ -1,4 +1,5 @@
 // Transfers: starting one, with an offset or without, moving a whole file, and ending the transfer.
+#include <cinttypes>
 #include <cstdio>
 #include <cstring>
 
@@ -37,15 +38,15 @@ ErrorCode Start(FTPc* connection, const char* name, const char* path, Stream** s
   return status != Error_None ? status : iFTPc_StartData(connection, name, path, stream, reply);
 }
 
-ErrorCode SendOffset(FTPc* connection, uint32_t offset, Reply* reply) {
-  char argument[16];
-  snprintf(argument, sizeof argument, "%lu", static_cast<unsigned long>(offset));
+ErrorCode SendOffset(FTPc* connection, uint64_t offset, Reply* reply) {
+  char argument[24];
+  snprintf(argument, sizeof argument, "%" PRIu64, offset);
   return iFTPc_Command(connection, kRestart, argument, reply);
 }
 
 // Asks the server to begin at *offset. A server that refuses begins with the first byte: *offset becomes 0,
 // and *isRefused says so.
-ErrorCode SetOffset(FTPc* connection, uint32_t* offset, bool* isRefused, Reply* reply) {
+ErrorCode SetOffset(FTPc* connection, uint64_t* offset, bool* isRefused, Reply* reply) {
   const ErrorCode status = SendOffset(connection, *offset, reply);
   *isRefused = status == Error_Invalid;
   if (!*isRefused) return status;
@@ -54,7 +55,7 @@ ErrorCode SetOffset(FTPc* connection, uint32_t* offset, bool* isRefused, Reply* 
 }
 
 // From REST on the command always follows at once: an offset that no transfer used would hold for the next.
-ErrorCode StartRestart(FTPc* connection, const char* name, const char* path, uint32_t* offset,
+ErrorCode StartRestart(FTPc* connection, const char* name, const char* path, uint64_t* offset,
                        bool* isRefused, Stream** stream, Reply* reply) {
   *isRefused = false;
   ErrorCode status = Prepare(connection, name, path, stream, reply);
@@ -98,14 +99,19 @@ void CloseData(Stream* data) {
   Stream_Delete(data);
 }
 
-// Reads the final reply. One that comes too late must not be taken for the next command's.
+// The final reply has not come in time. One that comes too late must not be taken for the next command's.
+ErrorCode GiveFinalReplyUp(FTPc* connection) {
+  connection->flags &= ~kFTPFlag_Transfer;
+  connection->isOutOfStep = true;
+  return iSock_StoreStatus(connection->socket, Error_Timeout);
+}
+
+// Reads the final reply.
 ErrorCode AwaitFinalReply(FTPc* connection, uint32_t milliseconds, uint64_t giveUpAtMilliseconds,
                           Reply* reply) {
   if (iFTPc_AwaitReply(connection, milliseconds))
     return iFTPc_EndTransferUntil(connection, giveUpAtMilliseconds, reply);
-  connection->flags &= ~kFTPFlag_Transfer;
-  connection->isOutOfStep = true;
-  return Error_Timeout;
+  return GiveFinalReplyUp(connection);
 }
 
 // Ends a transfer whose bytes were copied. The server's final reply decides; but when the local stream failed
@@ -122,7 +128,7 @@ ErrorCode Finish(FTPc* connection, Stream* data, ErrorCode copyStatus, bool hasL
   return status == Error_None ? copyStatus : status;
 }
 
-ErrorCode Send(FTPc* connection, Stream* data, Stream* source, uint32_t limit, uint32_t* count,
+ErrorCode Send(FTPc* connection, Stream* data, Stream* source, uint64_t limit, uint64_t* count,
                Reply* reply) {
   NetCopySide failed = NetCopySide::None;
   const ErrorCode status = iNet_CopyStream(source, data, limit, count, NetCopyStall::Retried, &failed);
@@ -137,13 +143,13 @@ void SeekToStart(Stream* stream) {
   if (file != nullptr) File_Seek(reinterpret_cast<File*>(file), FileSeek_Start, 0);
 }
 
-ErrorCode PrepareWhole(const Stream* stream, uint32_t* count, Reply* reply) {
+ErrorCode PrepareWhole(const Stream* stream, uint64_t* count, Reply* reply) {
   if (count != nullptr) *count = 0;
   return stream == nullptr ? iFTPc_Refuse(reply) : Error_None;
 }
 
-ErrorCode StoreWhole(FTPc* connection, const char* name, const char* path, Stream* stream, uint32_t limit,
-                     uint32_t* count, Reply* reply) {
+ErrorCode StoreWhole(FTPc* connection, const char* name, const char* path, Stream* stream, uint64_t limit,
+                     uint64_t* count, Reply* reply) {
   Stream* data = nullptr;
   ErrorCode status = PrepareWhole(stream, count, reply);
   if (status == Error_None) status = Start(connection, name, path, &data, reply);
@@ -151,8 +157,8 @@ ErrorCode StoreWhole(FTPc* connection, const char* name, const char* path, Strea
 }
 
 // Starts a whole transfer with an offset. When the server refuses it, the local file too begins anew.
-ErrorCode StartWholeRestart(FTPc* connection, const char* name, const char* path, uint32_t* offset,
-                            Stream* stream, Stream** data, uint32_t* count, Reply* reply) {
+ErrorCode StartWholeRestart(FTPc* connection, const char* name, const char* path, uint64_t* offset,
+                            Stream* stream, Stream** data, uint64_t* count, Reply* reply) {
   bool isRefused = false;
   ErrorCode status = PrepareWhole(stream, count, reply);
   if (status == Error_None) status = StartRestart(connection, name, path, offset, &isRefused, data, reply);
@@ -160,9 +166,46 @@ ErrorCode StartWholeRestart(FTPc* connection, const char* name, const char* path
   return status;
 }
 
+// A 32-bit variable of the caller as one of 64 bits, for a call; it gets the low bits of the result. Null
+// stays null.
+class Wide {
+ public:
+  Wide(uint32_t* narrow, uint32_t initial) : narrow_(narrow), wide_(initial) {}
+  ~Wide() {
+    if (narrow_ != nullptr) *narrow_ = static_cast<uint32_t>(wide_);
+  }
+  Wide(const Wide&) = delete;
+  Wide& operator=(const Wide&) = delete;
+
+  uint64_t* get() { return narrow_ != nullptr ? &wide_ : nullptr; }
+
+ private:
+  uint32_t* narrow_;
+  uint64_t wide_;
+};
+
+class WideOffset : public Wide {
+ public:
+  explicit WideOffset(uint32_t* offset) : Wide(offset, offset != nullptr ? *offset : 0) {}
+};
+
+class WideCount : public Wide {
+ public:
+  explicit WideCount(uint32_t* count) : Wide(count, 0) {}
+};
+
+// Whether the final reply of a transfer has been waited for as long as any other.
+bool IsFinalReplyOverdue(FTPc* connection) {
+  if ((connection->flags & kFTPFlag_Transfer) == 0) return false;
+  const uint64_t now = platform::MonotonicMilliseconds();
+  if (!connection->isFinalReplyAwaited) connection->awaitedSinceMilliseconds = now;
+  connection->isFinalReplyAwaited = true;
+  return now - connection->awaitedSinceMilliseconds >= iSock_GetWaitMilliseconds();
+}
+
 }  // namespace
 
-ErrorCode iFTPc_Receive(FTPc* connection, Stream* data, Stream* destination, uint32_t* count, Reply* reply) {
+ErrorCode iFTPc_Receive(FTPc* connection, Stream* data, Stream* destination, uint64_t* count, Reply* reply) {
   NetCopySide failed = NetCopySide::None;
   const ErrorCode status =
       iNet_CopyStream(data, destination, kNet_NoLimit, count, NetCopyStall::Retried, &failed);
@@ -200,8 +243,7 @@ ErrorCode FTPc_StartRetrieve(FTPc* connection, const char* path, Stream** stream
 
 ErrorCode FTPc_StartRetrieveRestart(FTPc* connection, const char* path, uint32_t* offset, Stream** stream,
                                     Reply* reply) {
-  bool isRefused = false;
-  return StartRestart(connection, kRetrieve, path, offset, &isRefused, stream, reply);
+  return FTPc_StartRetrieveRestart64(connection, path, WideOffset(offset).get(), stream, reply);
 }
 
 ErrorCode FTPc_StartStore(FTPc* connection, const char* path, Stream** stream, Reply* reply) {
@@ -214,47 +256,88 @@ ErrorCode FTPc_StartStoreUnique(FTPc* connection, const char* path, Stream** str
 
 ErrorCode FTPc_StartStoreRestart(FTPc* connection, const char* path, uint32_t* offset, Stream** stream,
                                  Reply* reply) {
+  return FTPc_StartStoreRestart64(connection, path, WideOffset(offset).get(), stream, reply);
+}
+
+ErrorCode FTPc_Retrieve(FTPc* connection, const char* path, Stream* stream, uint32_t* count, Reply* reply) {
+  return FTPc_Retrieve64(connection, path, stream, WideCount(count).get(), reply);
+}
+
+ErrorCode FTPc_RetrieveRestart(FTPc* connection, const char* path, uint32_t* offset, Stream* stream,
+                               uint32_t* count, Reply* reply) {
+  return FTPc_RetrieveRestart64(connection, path, WideOffset(offset).get(), stream, WideCount(count).get(),
+                                reply);
+}
+
+ErrorCode FTPc_Store(FTPc* connection, const char* path, Stream* stream, uint32_t limit, uint32_t* count,
+                     Reply* reply) {
+  return FTPc_Store64(connection, path, stream, iNet_WidenLimit(limit), WideCount(count).get(), reply);
+}
+
+ErrorCode FTPc_StoreUnique(FTPc* connection, const char* path, Stream* stream, uint32_t limit,
+                           uint32_t* count, Reply* reply) {
+  return FTPc_StoreUnique64(connection, path, stream, iNet_WidenLimit(limit), WideCount(count).get(), reply);
+}
+
+ErrorCode FTPc_StoreRestart(FTPc* connection, const char* path, uint32_t* offset, Stream* stream,
+                            uint32_t limit, uint32_t* count, Reply* reply) {
+  return FTPc_StoreRestart64(connection, path, WideOffset(offset).get(), stream, iNet_WidenLimit(limit),
+                             WideCount(count).get(), reply);
+}
+
+ErrorCode FTPc_EndTransfer(FTPc* connection, Reply* reply) {
+  const ErrorCode status = iFTPc_EndTransferUntil(connection, iSock_TrickleDeadlineMilliseconds(), reply);
+  if (status != Error_Block || !IsFinalReplyOverdue(connection)) return status;
+  return GiveFinalReplyUp(connection);
+}
+
+ErrorCode FTPc_AbortTransfer(FTPc* connection, Reply* reply) {
+  const ErrorCode status = iFTPc_Begin(connection, reply);
+  return status != Error_None ? status : iFTPc_Exchange(connection, "ABOR", nullptr, reply);
+}
+
+// ---- additions -------------------------------------------------------------------------------------------
+
+ErrorCode FTPc_StartRetrieveRestart64(FTPc* connection, const char* path, uint64_t* offset, Stream** stream,
+                                      Reply* reply) {
+  bool isRefused = false;
+  return StartRestart(connection, kRetrieve, path, offset, &isRefused, stream, reply);
+}
+
+ErrorCode FTPc_StartStoreRestart64(FTPc* connection, const char* path, uint64_t* offset, Stream** stream,
+                                   Reply* reply) {
   bool isRefused = false;
   return StartRestart(connection, kStore, path, offset, &isRefused, stream, reply);
 }
 
-ErrorCode FTPc_Retrieve(FTPc* connection, const char* path, Stream* stream, uint32_t* count, Reply* reply) {
+ErrorCode FTPc_Retrieve64(FTPc* connection, const char* path, Stream* stream, uint64_t* count, Reply* reply) {
   Stream* data = nullptr;
   ErrorCode status = PrepareWhole(stream, count, reply);
   if (status == Error_None) status = FTPc_StartRetrieve(connection, path, &data, reply);
   return status != Error_None ? status : iFTPc_Receive(connection, data, stream, count, reply);
 }
 
-ErrorCode FTPc_RetrieveRestart(FTPc* connection, const char* path, uint32_t* offset, Stream* stream,
-                               uint32_t* count, Reply* reply) {
+ErrorCode FTPc_RetrieveRestart64(FTPc* connection, const char* path, uint64_t* offset, Stream* stream,
+                                 uint64_t* count, Reply* reply) {
   Stream* data = nullptr;
   const ErrorCode status =
       StartWholeRestart(connection, kRetrieve, path, offset, stream, &data, count, reply);
   return status != Error_None ? status : iFTPc_Receive(connection, data, stream, count, reply);
 }
 
-ErrorCode FTPc_Store(FTPc* connection, const char* path, Stream* stream, uint32_t limit, uint32_t* count,
-                     Reply* reply) {
+ErrorCode FTPc_Store64(FTPc* connection, const char* path, Stream* stream, uint64_t limit, uint64_t* count,
+                       Reply* reply) {
   return StoreWhole(connection, kStore, path, stream, limit, count, reply);
 }
 
-ErrorCode FTPc_StoreUnique(FTPc* connection, const char* path, Stream* stream, uint32_t limit,
-                           uint32_t* count, Reply* reply) {
+ErrorCode FTPc_StoreUnique64(FTPc* connection, const char* path, Stream* stream, uint64_t limit,
+                             uint64_t* count, Reply* reply) {
   return StoreWhole(connection, kStoreUnique, path, stream, limit, count, reply);
 }
 
-ErrorCode FTPc_StoreRestart(FTPc* connection, const char* path, uint32_t* offset, Stream* stream,
-                            uint32_t limit, uint32_t* count, Reply* reply) {
+ErrorCode FTPc_StoreRestart64(FTPc* connection, const char* path, uint64_t* offset, Stream* stream,
+                              uint64_t limit, uint64_t* count, Reply* reply) {
   Stream* data = nullptr;
   const ErrorCode status = StartWholeRestart(connection, kStore, path, offset, stream, &data, count, reply);
   return status != Error_None ? status : Send(connection, data, stream, limit, count, reply);
-}
-
-ErrorCode FTPc_EndTransfer(FTPc* connection, Reply* reply) {
-  return iFTPc_EndTransferUntil(connection, iSock_TrickleDeadlineMilliseconds(), reply);
-}
-
-ErrorCode FTPc_AbortTransfer(FTPc* connection, Reply* reply) {
-  const ErrorCode status = iFTPc_Begin(connection, reply);
-  return status != Error_None ? status : iFTPc_Exchange(connection, "ABOR", nullptr, reply);
 }

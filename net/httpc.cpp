@@ -1,6 +1,7 @@
 // The life of an HTTP connection, and what can be set before the request and asked after it.
 #include "qz/httpc.h"
 
+#include <algorithm>
 #include <cstring>
 
 #include "net/httpc_internal.h"
@@ -27,70 +28,94 @@ Sock* SocketOf(HTTPc* connection) {
 }
 
 // A receive buffer of a set size, also a large one, would switch off the system's own tuning.
-ErrorCode ConnectSocket(const char* host, uint32_t port, Stream** stream) {
+ErrorCode ConnectSocket(const char* host, uint32_t port, const SockInterrupt* interrupt, Stream** stream) {
   Sock* sock = nullptr;
   const ErrorCode status =
-      Sock_OpenConnectBuffer(SockBuffer_System, host, static_cast<uint16_t>(port), &sock);
+      iSock_OpenConnect(SockBuffer_System, host, static_cast<uint16_t>(port), interrupt, &sock);
   *stream = reinterpret_cast<Stream*>(sock);
   return status;
 }
 
-// What a response index gives: the bytes, and whether they are a text.
+// What a response index gives: a text, or up to 8 bytes.
 struct Value {
-  const void* bytes;
+  const char* text;  // null: none
+  uint8_t bytes[8];
   uint32_t length;
-  bool isText;
 };
 
 Value TextValue(const char* text) {
-  return {text, static_cast<uint32_t>(strlen(text)), true};
+  return {text, {}, static_cast<uint32_t>(strlen(text))};
+}
+
+Value TimeValue(const Time& time) {
+  static_assert(sizeof(Time) == 8);
+  Value value = {nullptr, {}, sizeof time};
+  memcpy(value.bytes, &time, sizeof time);
+  return value;
+}
+
+// All ones for a number that does not fit.
+uint32_t Narrow(uint64_t number) {
+  return static_cast<uint32_t>(std::min<uint64_t>(number, UINT32_MAX));
+}
+
+Value LengthValue(const HTTPcResponseRecord& response) {
+  const uint32_t length = Narrow(response.contentLength);
+  Value value = {nullptr, {}, sizeof length};
+  memcpy(value.bytes, &length, sizeof length);
+  return value;
+}
+
+Value RangeValue(const HTTPcResponseRecord& response) {
+  const uint32_t range[2] = {Narrow(response.rangeFirst), Narrow(response.rangeLast)};
+  Value value = {nullptr, {}, sizeof range};
+  memcpy(value.bytes, range, sizeof range);
+  return value;
 }
 
 Value ResponseValue(const HTTPcResponseRecord& response, int32_t index) {
-  static_assert(offsetof(HTTPcResponseRecord, rangeLast) == offsetof(HTTPcResponseRecord, rangeFirst) + 4);
-  static_assert(sizeof(Time) == 8);
   switch (index) {
     case HTTPcResponse_Server:
       return TextValue(response.server);
     case HTTPcResponse_Connection:
       return TextValue(response.connection);
     case HTTPcResponse_Date:
-      return {&response.dateTime, sizeof response.dateTime, false};
+      return TimeValue(response.dateTime);
     case HTTPcResponse_ContentType:
       return TextValue(response.contentType);
     case HTTPcResponse_AcceptRanges:
       return TextValue(response.acceptRanges);
     case HTTPcResponse_LastModified:
-      return {&response.lastModifiedTime, sizeof response.lastModifiedTime, false};
+      return TimeValue(response.lastModifiedTime);
     case HTTPcResponse_ContentLength:
-      return {&response.contentLength, sizeof response.contentLength, false};
+      return LengthValue(response);
     case HTTPcResponse_ContentRange:
-      return {&response.rangeFirst, 2 * sizeof response.rangeFirst, false};
+      return RangeValue(response);
     default:
       return TextValue(response.location);
   }
 }
 
 ErrorCode CopyValue(const Value& value, uint32_t bufferSize, void* buffer) {
-  const uint32_t needed = value.isText ? value.length + 1 : value.length;
+  const uint32_t needed = value.text != nullptr ? value.length + 1 : value.length;
   if (bufferSize < needed) return Error_Exceed;
-  if (buffer != nullptr) memcpy(buffer, value.bytes, needed);
+  const void* bytes = value.text != nullptr ? static_cast<const void*>(value.text) : value.bytes;
+  if (buffer != nullptr) memcpy(buffer, bytes, needed);
   return Error_None;
 }
 
-ErrorCode SetNumbers(HTTPcRequestRecord* request, int32_t index, uint32_t length, const void* value) {
+bool HasResponse(const HTTPc* connection, int32_t index) {
+  return (connection->response.set & (1u << index)) != 0;
+}
+
+ErrorCode SetNumbers(HTTPc* connection, int32_t index, uint32_t length, const void* value) {
   uint32_t numbers[2] = {};
   const uint32_t needed = index == HTTPcRequest_Range ? 2 * sizeof numbers[0] : sizeof numbers[0];
   if (length != needed) return Error_Invalid;
   memcpy(numbers, value, needed);
-  if (index == HTTPcRequest_Range) {
-    request->rangeFirst = numbers[0];
-    request->rangeLast = numbers[1];
-  } else {
-    request->contentLength = numbers[0];
-  }
-  request->set |= 1u << index;
-  return Error_None;
+  if (index == HTTPcRequest_ContentLength) return HTTPc_SetContentLength64(connection, numbers[0]);
+  const bool isToTheEnd = numbers[1] == UINT32_MAX;
+  return HTTPc_SetRange64(connection, numbers[0], isToTheEnd ? kHTTPcUnknown : numbers[1]);
 }
 
 }  // namespace
@@ -99,7 +124,8 @@ HTTPc* iHTTPc_New() {
   return static_cast<HTTPc*>(iMemory_NewCleared(sizeof(HTTPc)));
 }
 
-ErrorCode HTTPc_Open(const char* host, uint32_t port, HTTPc** connectionOut) {
+ErrorCode iHTTPc_Open(const char* host, uint32_t port, const SockInterrupt* interrupt,
+                      HTTPc** connectionOut) {
   if (connectionOut == nullptr) return Error_Invalid;
   *connectionOut = nullptr;
   if (host == nullptr || port > kMaximumPort) return Error_Invalid;
@@ -111,17 +137,21 @@ ErrorCode HTTPc_Open(const char* host, uint32_t port, HTTPc** connectionOut) {
   uint32_t connectPort = 0;
   connection->viaProxy = Proxy_Resolve(ProxyIndex_HTTP, host, port, connectHost, &connectPort) != 0;
   if (connectPort > kMaximumPort) return Error_Invalid;
-  const ErrorCode status = ConnectSocket(connectHost, connectPort, &connection->stream);
+  const ErrorCode status = ConnectSocket(connectHost, connectPort, interrupt, &connection->stream);
   if (status != Error_None) return status;
   *connectionOut = connection.release();
   return Error_None;
+}
+
+ErrorCode HTTPc_Open(const char* host, uint32_t port, HTTPc** connection) {
+  return iHTTPc_Open(host, port, nullptr, connection);
 }
 
 ErrorCode HTTPc_SetAttribute(HTTPc* connection, int32_t index, uint32_t length, const void* value) {
   if (connection == nullptr || value == nullptr) return Error_Invalid;
   // Kept: 7, which would be "Range-If", is refused and so never sent; servers have never seen it from here.
   if (index < HTTPcRequest_Referer || index > HTTPcRequest_Range) return Error_Invalid;
-  if (index >= HTTPcRequest_ContentLength) return SetNumbers(&connection->request, index, length, value);
+  if (index >= HTTPcRequest_ContentLength) return SetNumbers(connection, index, length, value);
   return iHTTPc_SetRequestText(&connection->request, static_cast<uint32_t>(index),
                                string_view(static_cast<const char*>(value), length));
 }
@@ -132,7 +162,7 @@ ErrorCode HTTPc_GetAttribute(HTTPc* connection, int32_t index, uint32_t bufferSi
   if (connection == nullptr || index < HTTPcResponse_Server || index > HTTPcResponse_Location)
     return Error_Invalid;
   if (buffer == nullptr && bufferSize != 0) return Error_Invalid;
-  if ((connection->response.set & (1u << index)) == 0) return Error_NotFound;
+  if (!HasResponse(connection, index)) return Error_NotFound;
   const Value value = ResponseValue(connection->response, index);
   if (lengthOut != nullptr) *lengthOut = value.length;
   return CopyValue(value, bufferSize, buffer);
@@ -153,5 +183,44 @@ ErrorCode HTTPc_Close(HTTPc* connection) {
   if (Sock* sock = SocketOf(connection); sock != nullptr) Sock_Shutdown(sock, SockShutdown_Both);
   if (connection->stream != nullptr) Stream_Delete(connection->stream);
   Memory_Delete(connection);
+  return Error_None;
+}
+
+// ---- additions -------------------------------------------------------------------------------------------
+
+ErrorCode HTTPc_SetContentLength64(HTTPc* connection, uint64_t length) {
+  if (connection == nullptr) return Error_Invalid;
+  connection->request.contentLength = length;
+  connection->request.set |= 1u << HTTPcRequest_ContentLength;
+  return Error_None;
+}
+
+ErrorCode HTTPc_SetRange64(HTTPc* connection, uint64_t first, uint64_t last) {
+  if (connection == nullptr) return Error_Invalid;
+  connection->request.rangeFirst = first;
+  connection->request.rangeLast = last;
+  connection->request.set |= 1u << HTTPcRequest_Range;
+  return Error_None;
+}
+
+ErrorCode HTTPc_GetContentLength64(HTTPc* connection, uint64_t* length) {
+  if (length == nullptr) return Error_Invalid;
+  *length = kHTTPcUnknown;
+  if (connection == nullptr) return Error_Invalid;
+  if (!HasResponse(connection, HTTPcResponse_ContentLength)) return Error_NotFound;
+  *length = connection->response.contentLength;
+  return Error_None;
+}
+
+ErrorCode HTTPc_GetContentRange64(HTTPc* connection, uint64_t* first, uint64_t* last, uint64_t* total) {
+  if (first == nullptr || last == nullptr || total == nullptr) return Error_Invalid;
+  *first = *last = *total = kHTTPcUnknown;
+  if (connection == nullptr) return Error_Invalid;
+  const HTTPcResponseRecord& response = connection->response;
+  if (!response.isUnsatisfied && !HasResponse(connection, HTTPcResponse_ContentRange)) return Error_NotFound;
+  *total = response.rangeTotal;
+  if (response.isUnsatisfied) return Error_None;
+  *first = response.rangeFirst;
+  *last = response.rangeLast;
   return Error_None;
 }

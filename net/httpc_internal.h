@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <string_view>
 
+#include "net/sock_internal.h"
 #include "qz/httpc.h"
 #include "qz/time.h"
 
@@ -69,23 +70,28 @@ constexpr uint32_t kHTTPcRequestTexts = 5;
 constexpr uint32_t kHTTPcMaximumLine = 1024;
 constexpr uint32_t kHTTPcMaximumHeaderBytes = 1024 * 1024;
 
+// A number that does not fit 64 bits, was not given, or means "to the end".
+constexpr uint64_t kHTTPcUnknown = UINT64_MAX;
+
 // What a caller gave for the request. `set` has one bit for each index of enum HTTPcRequest.
 struct HTTPcRequestRecord {
   uint32_t set;
   char texts[kHTTPcRequestTexts][kHTTPcTextSize];
-  uint32_t contentLength;
-  uint32_t rangeFirst;
-  uint32_t rangeLast;  // all ones: to the end
+  uint64_t contentLength;
+  uint64_t rangeFirst;
+  uint64_t rangeLast;  // kHTTPcUnknown: to the end
 };
 
 // What the server answered. `set` has one bit for each index of enum HTTPcResponse; bit 0: a status line
 // came.
 struct HTTPcResponseRecord {
   uint32_t set;
-  uint32_t contentLength;
-  uint32_t rangeFirst;
-  uint32_t rangeLast;
-  char version[9];  // "HTTP/1.0"
+  uint64_t contentLength;
+  uint64_t rangeFirst;
+  uint64_t rangeLast;
+  uint64_t rangeTotal;  // kHTTPcUnknown: not told
+  bool isUnsatisfied;   // the range that came is "*/rangeTotal"; then no bit stands for it
+  char version[9];      // "HTTP/1.0"
   char contentType[kHTTPcTextSize];
   char lastModified[kHTTPcTextSize];
   Time lastModifiedTime;
@@ -103,6 +109,10 @@ struct HTTPc {
   HTTPcRequestRecord request;
   bool viaProxy;
 };
+
+// HTTPc_Open under an interrupt, which ends every wait of the connection; borrowed, must outlive it; may be
+// null.
+ErrorCode iHTTPc_Open(const char* host, uint32_t port, const SockInterrupt* interrupt, HTTPc** connection);
 
 // Copies the text into a slot, cut to what fits, and ends it.
 void iHTTPc_CopyText(std::string_view text, char (&slot)[kHTTPcTextSize]);

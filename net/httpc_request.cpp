@@ -1,5 +1,6 @@
 // One request and its response: the text that is sent, and the order of the steps.
 #include <algorithm>
+#include <cinttypes>
 #include <cstdio>
 #include <cstring>
 #include <utility>
@@ -25,8 +26,6 @@ constexpr const char* kTextHeaderNames[kHTTPcRequestTexts] = {"Referer", "Connec
 constexpr const char* kContentLengthName = "Content-length";
 constexpr const char* kRangeName = "Range";
 
-constexpr uint32_t kToTheEnd = UINT32_MAX;
-
 bool HasRequest(const HTTPcRequestRecord& request, uint32_t index) {
   return (request.set & (1u << index)) != 0;
 }
@@ -46,9 +45,9 @@ void AppendLine(char (&buffer)[kHTTPcRequestSize], uint32_t* length, const char*
 struct Exchange {
   const char* method;
   string_view uri;
-  Stream* body;  // null: none
-  uint32_t bodyLength;
-  uint32_t sent;
+  Stream* body;         // null: none
+  uint64_t bodyLength;  // kNet_NoLimit: to the end of the body
+  uint64_t sent;
 };
 
 ErrorCode SendRequestText(HTTPc* connection, const Exchange& exchange) {
@@ -158,16 +157,14 @@ uint32_t iHTTPc_FormatRequest(const HTTPcRequestRecord& request, const char* met
       AppendLine(buffer, &length, "%s: %s\r\n", kTextHeaderNames[i], request.texts[i]);
   }
   if (HasRequest(request, HTTPcRequest_ContentLength)) {
-    AppendLine(buffer, &length, "%s: %lu\r\n", kContentLengthName,
-               static_cast<unsigned long>(request.contentLength));
+    AppendLine(buffer, &length, "%s: %" PRIu64 "\r\n", kContentLengthName, request.contentLength);
   }
   if (HasRequest(request, HTTPcRequest_Range)) {
-    const auto first = static_cast<unsigned long>(request.rangeFirst);
-    if (request.rangeLast == kToTheEnd) {
-      AppendLine(buffer, &length, "%s: bytes=%lu-\r\n", kRangeName, first);
+    if (request.rangeLast == kHTTPcUnknown) {
+      AppendLine(buffer, &length, "%s: bytes=%" PRIu64 "-\r\n", kRangeName, request.rangeFirst);
     } else {
-      AppendLine(buffer, &length, "%s: bytes=%lu-%lu\r\n", kRangeName, first,
-                 static_cast<unsigned long>(request.rangeLast));
+      AppendLine(buffer, &length, "%s: bytes=%" PRIu64 "-%" PRIu64 "\r\n", kRangeName, request.rangeFirst,
+                 request.rangeLast);
     }
   }
   AppendLine(buffer, &length, "%s", "\r\n");
@@ -221,6 +218,15 @@ ErrorCode HTTPc_Get(HTTPc* connection, const char* url, Reply* reply, Stream** s
 
 ErrorCode HTTPc_Post(HTTPc* connection, const char* uri, uint32_t bodyLength, Stream* body, uint32_t* sentOut,
                      Reply* reply, Stream** stream) {
+  uint64_t sent = 0;
+  const ErrorCode status =
+      HTTPc_Post64(connection, uri, iNet_WidenLimit(bodyLength), body, &sent, reply, stream);
+  if (sentOut != nullptr) *sentOut = static_cast<uint32_t>(sent);
+  return status;
+}
+
+ErrorCode HTTPc_Post64(HTTPc* connection, const char* uri, uint64_t bodyLength, Stream* body,
+                       uint64_t* sentOut, Reply* reply, Stream** stream) {
   if (sentOut != nullptr) *sentOut = 0;
   if (stream != nullptr) *stream = nullptr;
   if (reply != nullptr) *reply = {};

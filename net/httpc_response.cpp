@@ -86,18 +86,39 @@ bool TakeCode(string_view* text, int32_t* code) {
   return true;
 }
 
-// "bytes 1000-1999/5000". The total is not kept, and may be "*": a server that does not know it still says
-// where the body begins, and a caller that resumes must not miss that.
-bool ParseRange(string_view value, uint32_t* first, uint32_t* last) {
-  const size_t space = value.find(' ');
-  string_view rest = space == string_view::npos ? value : value.substr(space + 1);
-  const std::optional<uint32_t> firstRead = iDecimal_TakeUnsigned(&rest);
-  if (!firstRead || !TakeChar('-', &rest)) return false;
-  const std::optional<uint32_t> lastRead = iDecimal_TakeUnsigned(&rest);
-  if (!lastRead) return false;
-  *first = *firstRead;
-  *last = *lastRead;
+// "1000-1999/5000". The total may be "*" or missing: a server that does not know it still says where the body
+// begins, and a caller that resumes must not miss that.
+bool ParseSatisfiedRange(string_view text, HTTPcResponseRecord* response) {
+  const std::optional<uint64_t> first = iDecimal_TakeUnsigned64(&text);
+  if (!first || !TakeChar('-', &text)) return false;
+  const std::optional<uint64_t> last = iDecimal_TakeUnsigned64(&text);
+  if (!last) return false;
+  const bool hasTotal = TakeChar('/', &text);
+  response->rangeFirst = *first;
+  response->rangeLast = *last;
+  response->rangeTotal = (hasTotal ? iDecimal_TakeUnsigned64(&text) : std::nullopt).value_or(kHTTPcUnknown);
+  response->isUnsatisfied = false;
   return true;
+}
+
+// "*/5000": no byte of the range is there. A range that came before holds.
+void ParseUnsatisfiedRange(string_view text, HTTPcResponseRecord* response) {
+  if ((response->set & (1u << HTTPcResponse_ContentRange)) != 0) return;
+  SkipAny(kScanWhiteSpace, &text);
+  if (!TakeChar('*', &text) || !TakeChar('/', &text)) return;
+  const std::optional<uint64_t> total = iDecimal_TakeUnsigned64(&text);
+  if (!total) return;
+  response->rangeTotal = *total;
+  response->isUnsatisfied = true;
+}
+
+// "bytes 1000-1999/5000".
+bool ParseRange(string_view value, HTTPcResponseRecord* response) {
+  const size_t space = value.find(' ');
+  const string_view range = space == string_view::npos ? value : value.substr(space + 1);
+  if (ParseSatisfiedRange(range, response)) return true;
+  ParseUnsatisfiedRange(range, response);
+  return false;
 }
 
 bool StoreValue(const HeaderRow& row, string_view value, HTTPcResponseRecord* response) {
@@ -113,12 +134,12 @@ bool StoreValue(const HeaderRow& row, string_view value, HTTPcResponseRecord* re
       return true;
     }
     case Kind::length: {
-      const std::optional<uint32_t> length = iDecimal_TakeUnsigned(&value);
+      const std::optional<uint64_t> length = iDecimal_TakeUnsigned64(&value);
       response->contentLength = length.value_or(response->contentLength);
       return length.has_value();
     }
     case Kind::range:
-      return ParseRange(value, &response->rangeFirst, &response->rangeLast);
+      return ParseRange(value, response);
   }
   return false;
 }

@@ -235,17 +235,23 @@ ErrorCode Sock_NewBuffer(Sock* sock, uint32_t bufferKind, uint32_t bufferSize, S
   return Sock_SetOpt(sock, platform::kSocketLevel, platform::kSocketReceiveBuffer, &size, sizeof size);
 }
 
-ErrorCode Sock_OpenConnectBuffer(uint32_t bufferKind, const char* host, uint16_t port, Sock** sock) {
+ErrorCode iSock_OpenConnect(uint32_t bufferKind, const char* host, uint16_t port,
+                            const SockInterrupt* interrupt, Sock** sock) {
   if (sock == nullptr) return Error_Invalid;
   *sock = nullptr;
   OwnedSock opened;
   if (ErrorCode status = Sock_NewCreate(opened.out()); status != Error_None) return status;
+  opened->interrupt = interrupt;
   Sock* buffered = nullptr;
   if (ErrorCode status = Sock_NewBuffer(opened.get(), bufferKind, 0, &buffered); status != Error_None)
     return status;
   if (ErrorCode status = Sock_Connect(opened.get(), host, port); status != Error_None) return status;
   *sock = opened.release();
   return Error_None;
+}
+
+ErrorCode Sock_OpenConnectBuffer(uint32_t bufferKind, const char* host, uint16_t port, Sock** sock) {
+  return iSock_OpenConnect(bufferKind, host, port, nullptr, sock);
 }
 
 ErrorCode Sock_OpenListen(uint16_t port, Sock** sock) {

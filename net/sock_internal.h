@@ -21,19 +21,40 @@
 // call to the system and not one a byte.
 inline constexpr uint32_t kSockReadAheadBytes = 1024;
 
+// A switch with which one thread ends the calls of another: while it is set, every call on a socket that was
+// opened under it gives Error_Cancel, as after Sock_Close, and one that waits ends within 200 milliseconds.
+// Looking a host name up alone is not ended, but what follows it. Whoever drives the sockets owns the switch;
+// it outlives them and is cleared once they are deleted. Set may be called from any thread at any time.
+class SockInterrupt {
+ public:
+  void Set() { isSet_.store(true); }
+  void Clear() { isSet_.store(false); }
+  bool IsSet() const { return isSet_.load(); }
+
+ private:
+  std::atomic<bool> isSet_{false};
+};
+
 struct Sock {
   Stream stream;
   std::atomic<platform::SocketDescriptor> descriptor{platform::kNoSocket};
   std::atomic<ErrorCode> status{Error_None};
   std::atomic<uint32_t> operationsInside{0};
-  std::atomic<bool> nonBlocking{false};   // what Sock_SetAsync asked for
-  std::atomic<bool> isConnecting{false};  // an attempt was begun, and its end was not seen
-  std::atomic<uint32_t> errorTaken{0};    // why the connection failed, once the system has told it
-  bool expectsData = false;               // the last read suggests that the next one need not wait
-  uint32_t aheadStart = 0;                // first byte read ahead and not handed out
-  std::atomic<uint32_t> aheadCount{0};    // how many there are
+  std::atomic<bool> nonBlocking{false};      // what Sock_SetAsync asked for
+  std::atomic<bool> isConnecting{false};     // an attempt was begun, and its end was not seen
+  std::atomic<uint32_t> errorTaken{0};       // why the connection failed, once the system has told it
+  const SockInterrupt* interrupt = nullptr;  // borrowed; null: none. Set before the first wait
+  bool expectsData = false;                  // the last read suggests that the next one need not wait
+  uint32_t aheadStart = 0;                   // first byte read ahead and not handed out
+  std::atomic<uint32_t> aheadCount{0};       // how many there are
   uint8_t ahead[kSockReadAheadBytes];
 };
+
+// False from the moment another thread closes or interrupts the socket.
+inline bool iSock_IsOpen(const Sock* sock) {
+  if (sock->interrupt != nullptr && sock->interrupt->IsSet()) return false;
+  return sock->descriptor.load() != platform::kNoSocket;
+}
 
 // One operation's stay inside the socket.
 class SockUse {
@@ -55,8 +76,7 @@ class SockUse {
   Sock* sock() const { return sock_; }
   // Stays valid for the system as long as the operation is inside; kNoSocket when it came too late.
   platform::SocketDescriptor descriptor() const { return descriptor_; }
-  // False from the moment another thread closes the socket.
-  bool isOpen() const { return sock_->descriptor.load() != platform::kNoSocket; }
+  bool isOpen() const { return iSock_IsOpen(sock_); }
 
  private:
   Sock* sock_;
@@ -73,6 +93,10 @@ inline ErrorCode iSock_StoreStatus(Sock* sock, ErrorCode status) {
 ErrorCode iSock_StoreResult(Sock* sock, bool succeeded, const char* context);
 
 extern const StreamOperations kSockOperations;
+
+// Sock_OpenConnectBuffer for a socket under an interrupt, which may be null.
+ErrorCode iSock_OpenConnect(uint32_t bufferKind, const char* host, uint16_t port,
+                            const SockInterrupt* interrupt, Sock** sock);
 
 // A new record for an open descriptor, counted as alive; null when memory runs out.
 Sock* iSock_NewRecord(platform::SocketDescriptor descriptor);

@@ -369,6 +369,8 @@ ErrorCode Sock_Accept(Sock* listener, Sock** sock) {
 
 ErrorCode Sock_Connect(Sock* sock, const char* host, uint16_t port) {
   if (sock == nullptr || host == nullptr) return Error_Invalid;
+  // A look-up can take long, and nothing ends it.
+  if (sock->interrupt != nullptr && sock->interrupt->IsSet()) return iSock_StoreStatus(sock, Error_Cancel);
   platform::SocketAddress address{};
   if (ErrorCode status = iSock_Resolve(host, port, &address); status != Error_None)
     return iSock_StoreStatus(sock, status);
@@ -385,8 +387,7 @@ ErrorCode Sock_Connect(Sock* sock, const char* host, uint16_t port) {
 
 ErrorCode Sock_SelectRead(Sock* sock, uint32_t seconds, uint32_t microseconds) {
   if (sock == nullptr) return Error_Invalid;
-  if (sock->aheadCount.load() != 0 && sock->descriptor.load() != platform::kNoSocket)
-    return sock->status.load();
+  if (sock->aheadCount.load() != 0 && iSock_IsOpen(sock)) return sock->status.load();
   return Select(sock, platform::SocketEvents_Read, WholeMilliseconds(seconds, microseconds));
 }
 

@@ -8,9 +8,10 @@
  *
  * Bytes (File_Read, File_Write, File_Seek), lines (File_ScanLine) and formatted text (File_Print) share one
  * position and may be mixed: text that is held back is written, and what was read ahead is given back, before
- * another kind of call. On a pipe nothing can be given back: read it by lines or by bytes. Files over 2 GiB
- * can be read and written; only positions and sizes are 32-bit. Other programs that are started do not
- * inherit open files.
+ * another kind of call. On a pipe nothing can be given back: read it by lines or by bytes. Files of any size
+ * can be read and written; positions from 2 GiB and sizes from 4 GiB on need the functions with 64 bits.
+ * Other programs that are started do not inherit open files. On Windows a program can have about 2,000 files
+ * open, as many as its C library allows.
  *
  * One thread at a time uses an open file or a copy; functions that take names may be called from any thread,
  * but all depend on the one current directory. Calls block as long as the file system does. */
@@ -190,7 +191,8 @@ QZ_API ErrorCode File_UniquifyName(const char* directory, const char* prefix, ch
  * copy owned in *copy (free with File_CopyEnd or File_CopyAbort); null after a failure, and with Error_None
  * when a move was done at once by a rename, as between names of one root. to: the new name, or a directory to
  * copy into; never an existing file. idleMethod: null, or called about 100 times with idleContext, the bytes
- * written and the source's size (at most 4294967295). Error_None; Error_NotFound; Error_Invalid when the
+ * written and the source's size; 4294967295 for a number that does not fit (File_GetCopyProgress64 gives
+ * it). Error_None; Error_NotFound; Error_Invalid when the
  * source is a directory; Error_Exists when the target is there; Error_Memory; Error_Fail when a file cannot
  * be opened; for a rename the statuses of File_Move. */
 QZ_API ErrorCode File_CopyStart(const char* from, const char* to, int32_t move, void* idleContext,
@@ -208,6 +210,35 @@ QZ_API ErrorCode File_CopyEnd(FileCopy** copy);
 /* Closes both files, removes the incomplete target, leaves the source, frees the copy and sets *copy to null.
  * Null in *copy is ignored. */
 QZ_API void File_CopyAbort(FileCopy** copy);
+
+/* ---- Additions ---------------------------------------------------------------------------------------- */
+
+/* File_Seek for every position. */
+QZ_API int32_t File_Seek64(File* file, int32_t seekMode, int64_t offset);
+
+/* Writes what is pending and returns the position in bytes; -1 on failure. */
+QZ_API int64_t File_Tell64(File* file);
+
+/* File_GetState and File_GetStateOpenFile with the whole size. sizeBytes: receives the size in bytes, 0 for a
+ * directory and after a failure; may be null. */
+QZ_API ErrorCode File_GetState64(const char* name, FileState* state, uint64_t* sizeBytes);
+QZ_API int32_t File_GetStateOpenFile64(File* file, FileState* state, uint64_t* sizeBytes);
+
+/* Renames a file; one that stands under the new name is replaced in one step where the file system can: other
+ * programs see the old file there or the new one, and after a failure the old one. Neither may be a directory
+ * or a link to one; another link under the new name is replaced itself. On Windows neither may be open.
+ * Error_None; Error_NotFound when there is no source or no directory for
+ * the target; Error_NoAccess; Error_Fail for anything else, a directory and a target on another volume among
+ * it; Error_Exceed and Error_Invalid for names that cannot be used. */
+QZ_API ErrorCode File_Replace(const char* from, const char* to);
+
+/* Writes what is pending and waits until all that was written is on the disk, as far as the system can tell.
+ * 0, or -1 on failure (Stream_Error tells why). */
+QZ_API int32_t File_FlushToDisk(File* file);
+
+/* Tells how far a copy is. doneBytes: receives the bytes written so far; totalBytes: the size of the source;
+ * each may be null. Both are 0 for a null copy. */
+QZ_API void File_GetCopyProgress64(const FileCopy* copy, uint64_t* doneBytes, uint64_t* totalBytes);
 
 QZ_END_C
 

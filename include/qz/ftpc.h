@@ -171,9 +171,10 @@ QZ_API ErrorCode FTPc_StartStoreUnique(FTPc* connection, const char* path, Strea
 QZ_API ErrorCode FTPc_StartStoreRestart(FTPc* connection, const char* path, uint32_t* offset, Stream** stream,
                                         Reply* reply);
 
-/* Reads the final reply of a transfer, without waiting for its first byte.
- * Statuses: Error_None for class '2'; Error_Invalid for another; Error_Block while no reply has arrived (the
- * state bit 16 stays); Error_Ended when the control connection has ended. */
+/* Reads the final reply of a transfer, without waiting for its first byte. Call it once the data connection
+ * is deleted. Statuses: Error_None for class '2'; Error_Invalid for another; Error_Block while no reply has
+ * arrived (the state bit 16 stays); Error_Timeout when none has arrived 61 seconds after the first call that
+ * gave Error_Block; Error_Ended when the control connection has ended. */
 QZ_API ErrorCode FTPc_EndTransfer(FTPc* connection, Reply* reply);
 
 /* "ABOR". Statuses: those of the exchange, whatever the reply says. A server that was in a transfer replies
@@ -223,6 +224,33 @@ QZ_API ErrorCode FTPc_StartMoveServerFile(FTPc* source, FTPc* destination, const
  * Statuses: Error_Block while either side is pending (call again); then Error_None, or the last failure of
  * either side. */
 QZ_API ErrorCode FTPc_EndMoveServerFile(FTPc* source, FTPc* destination, Reply* reply);
+
+/* ---- Additions ----------------------------------------------------------------------------------------
+ *
+ * Files of 4 GiB and more: each is the function without "64", with sizes, offsets, limits and counts of 64
+ * bits. The parameters and statuses are the same. */
+
+/* "SIZE". size: receives bytes; all ones for a number over 64 bits; 0 after a failure. */
+QZ_API ErrorCode FTPc_FileSize64(FTPc* connection, const char* path, uint64_t* size, Reply* reply);
+
+/* Transfers that the caller moves. */
+QZ_API ErrorCode FTPc_StartRetrieveRestart64(FTPc* connection, const char* path, uint64_t* offset,
+                                             Stream** stream, Reply* reply);
+QZ_API ErrorCode FTPc_StartStoreRestart64(FTPc* connection, const char* path, uint64_t* offset,
+                                          Stream** stream, Reply* reply);
+
+/* Whole transfers. limit: bytes to send at most; all ones for all up to the stream's end. count: receives the
+ * bytes transferred, also after a failure; may be null. */
+QZ_API ErrorCode FTPc_Retrieve64(FTPc* connection, const char* path, Stream* stream, uint64_t* count,
+                                 Reply* reply);
+QZ_API ErrorCode FTPc_RetrieveRestart64(FTPc* connection, const char* path, uint64_t* offset, Stream* stream,
+                                        uint64_t* count, Reply* reply);
+QZ_API ErrorCode FTPc_Store64(FTPc* connection, const char* path, Stream* stream, uint64_t limit,
+                              uint64_t* count, Reply* reply);
+QZ_API ErrorCode FTPc_StoreUnique64(FTPc* connection, const char* path, Stream* stream, uint64_t limit,
+                                    uint64_t* count, Reply* reply);
+QZ_API ErrorCode FTPc_StoreRestart64(FTPc* connection, const char* path, uint64_t* offset, Stream* stream,
+                                     uint64_t limit, uint64_t* count, Reply* reply);
 
 QZ_END_C
 

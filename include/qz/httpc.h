@@ -105,6 +105,40 @@ QZ_API ErrorCode HTTPc_GetError(HTTPc* connection);
 /* Shuts the connection down both ways and frees it with its stream. Returns None; Invalid for null. */
 QZ_API ErrorCode HTTPc_Close(HTTPc* connection);
 
+/* ---- Additions ----------------------------------------------------------------------------------------
+ *
+ * Lengths and ranges of 4 GiB and more. In the functions above a length or range of 32 bits that is all ones
+ * means "to the end" where it is sent, and "does not fit" where it came; here all 64 bits are ones. */
+
+/* Sets HTTPcRequest_Range: the first and the last byte that are asked for, counted from 0. last: all ones for
+ * "to the end". They are sent as they are given, also with last below first. Returns None; Invalid for null.
+ */
+QZ_API ErrorCode HTTPc_SetRange64(HTTPc* connection, uint64_t first, uint64_t last);
+
+/* Sets HTTPcRequest_ContentLength, in bytes. Returns None; Invalid for null. */
+QZ_API ErrorCode HTTPc_SetContentLength64(HTTPc* connection, uint64_t length);
+
+/* HTTPc_Post for a body of any length. bodyLength, sentOut: bytes; a bodyLength of all ones: to the end of
+ * the body stream. */
+QZ_API ErrorCode HTTPc_Post64(HTTPc* connection, const char* uri, uint64_t bodyLength, Stream* body,
+                              uint64_t* sentOut, Reply* reply, Stream** stream);
+
+/* Gives HTTPcResponse_ContentLength. length: receives bytes; all ones for a length that does not fit, and
+ * after a failure. Returns None, Invalid (null argument), NotFound (the server did not send it, or it did not
+ * parse).
+ */
+QZ_API ErrorCode HTTPc_GetContentLength64(HTTPc* connection, uint64_t* length);
+
+/* Gives the response's "Content-Range", with its total. first, last: receive the first and the last byte of
+ * the body within the whole, counted from 0, as the server sent them; total: the bytes of the whole, all ones
+ * when the server did not tell it ("*"). A number that does not fit is all ones.
+ * Where the server has no byte of the range that was asked for (code 416, the value is "bytes" and then a "*"
+ * in place of the range, "/" and the total), first and last are all ones and total is its total;
+ * HTTPc_GetAttribute gives NotFound then.
+ * Returns None, Invalid (null argument), NotFound (the server did not send it, or it did not parse); all
+ * three are all ones after a failure. */
+QZ_API ErrorCode HTTPc_GetContentRange64(HTTPc* connection, uint64_t* first, uint64_t* last, uint64_t* total);
+
 QZ_END_C
 
 #endif

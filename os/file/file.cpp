@@ -93,6 +93,12 @@ bool PrepareFor(File* file, FileUse use) {
   return true;
 }
 
+// The new position, or -1.
+int64_t MoveTo(File* file, int32_t seekMode, int64_t offset) {
+  if (!PrepareFor(file, FileUse::Bytes)) return -1;
+  return platform::SeekDescriptor(file->descriptor, offset, seekMode);
+}
+
 // ---- moving bytes ------------------------------------------------------------------------------
 
 uint32_t ReadBytes(File* file, uint32_t count, uint8_t* buffer) {
@@ -298,7 +304,7 @@ uint32_t StreamRead(Stream* stream, uint32_t count, void* buffer) {
 
 uint32_t StreamReadAvail(Stream* stream) {
   constexpr int64_t kMost = UINT32_MAX - 1;  // all ones would mean that nothing is known
-  const int64_t position = iFile_Tell64(FileOf(stream));
+  const int64_t position = File_Tell64(FileOf(stream));
   const int64_t size = iFile_Size64(FileOf(stream));
   if (position < 0 || size <= position) return 0;
   return static_cast<uint32_t>(std::min(size - position, kMost));
@@ -338,15 +344,6 @@ ErrorCode iFile_OpenNew(const char* name, uint32_t mode, bool isPrivate, File** 
 
 ErrorCode iFile_CloseComplete(File* file) {
   return CloseRecord(file, true);
-}
-
-int64_t iFile_Seek64(File* file, int32_t seekMode, int64_t offset) {
-  if (!PrepareFor(file, FileUse::Bytes)) return -1;
-  return platform::SeekDescriptor(file->descriptor, offset, seekMode);
-}
-
-int64_t iFile_Tell64(File* file) {
-  return iFile_Seek64(file, FileSeek_Current, 0);
 }
 
 int64_t iFile_Size64(File* file) {
@@ -420,18 +417,25 @@ uint32_t File_Write(File* file, uint32_t count, const void* buffer) {
 }
 
 int32_t File_Seek(File* file, int32_t seekMode, int32_t offset) {
+  return File_Seek64(file, seekMode, offset);
+}
+
+int32_t File_Seek64(File* file, int32_t seekMode, int64_t offset) {
   if (seekMode < FileSeek_Start || seekMode > FileSeek_End) {
     Error("Invalid seekMode %d", static_cast<int>(seekMode));
     return Error_Fail;
   }
   if (file == nullptr) return -1;
-  return iFile_Seek64(file, seekMode, offset) >= 0 ? 0 : -1;
+  return MoveTo(file, seekMode, offset) >= 0 ? 0 : -1;
 }
 
 int32_t File_Tell(File* file) {
-  if (file == nullptr) return -1;
-  const int64_t position = iFile_Tell64(file);
+  const int64_t position = File_Tell64(file);
   return position <= INT32_MAX ? static_cast<int32_t>(position) : -1;
+}
+
+int64_t File_Tell64(File* file) {
+  return file != nullptr ? MoveTo(file, FileSeek_Current, 0) : -1;
 }
 
 int32_t File_Print(File* file, const char* format, ...) {
@@ -463,6 +467,13 @@ int32_t File_Sync(File* file) {
   return File_Flush(file);
 }
 
+int32_t File_FlushToDisk(File* file) {
+  if (file == nullptr || !PrepareFor(file, FileUse::Bytes)) return -1;
+  if (platform::FlushToDisk(file->descriptor)) return 0;
+  file->lastStatus = SystemStatus(file);
+  return -1;
+}
+
 int32_t File_ScanLine(File* file, int32_t size, char* buffer) {
   bool isCut = false;
   return iFile_ScanPiece(file, size, buffer, &isCut);
@@ -483,6 +494,11 @@ int32_t File_Truncate(File* file) {
 }
 
 int32_t File_GetStateOpenFile(File* file, FileState* state) {
+  return File_GetStateOpenFile64(file, state, nullptr);
+}
+
+int32_t File_GetStateOpenFile64(File* file, FileState* state, uint64_t* sizeBytes) {
+  if (sizeBytes != nullptr) *sizeBytes = 0;
   if (state == nullptr) return -1;
   *state = {};
   platform::FileInformation information;
@@ -493,5 +509,6 @@ int32_t File_GetStateOpenFile(File* file, FileState* state) {
   state->size = static_cast<uint32_t>(information.sizeBytes);
   iFile_TimeFromUnits(information.modified, &state->modificationTime);
   state->modificationTime.milliseconds = 0;
+  if (sizeBytes != nullptr) *sizeBytes = information.sizeBytes;
   return 0;
 }

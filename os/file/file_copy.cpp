@@ -14,12 +14,16 @@
 
 struct FileCopy {
   bool moves;
+  uint64_t totalBytes;
   uint64_t remainingBytes;
   File* source;
   File* destination;
   uint32_t chunkBytes;
   ErrorCode failure;  // of an earlier step; nothing is moved after it
-  uint8_t* buffer;    // behind the record
+  // For files that the counters of a stream do not hold; null: the destination reports.
+  StreamProgressMethod wideMethod;
+  void* wideContext;
+  uint8_t* buffer;  // behind the record
 };
 
 namespace {
@@ -62,7 +66,6 @@ FileCopy* NewCopy(uint64_t sizeBytes) {
     FileCopy* copy = static_cast<FileCopy*>(Memory_New(sizeof(FileCopy) + chunkBytes));
     if (copy != nullptr) {
       *copy = {};
-      copy->remainingBytes = sizeBytes;
       copy->chunkBytes = chunkBytes;
       copy->buffer = reinterpret_cast<uint8_t*>(copy + 1);
       return copy;
@@ -94,13 +97,14 @@ ErrorCode OpenBoth(const char* from, const char* destination, FileCopy* copy) {
   // The open file's size, for the name's may be that of a link, or have changed.
   const int64_t sizeBytes = iFile_Size64(copy->source);
   if (sizeBytes < 0) return Error_Fail;
-  copy->remainingBytes = static_cast<uint64_t>(sizeBytes);
+  copy->totalBytes = static_cast<uint64_t>(sizeBytes);
+  copy->remainingBytes = copy->totalBytes;
   return Error_None;
 }
 
 ErrorCode CheckSource(const char* from, uint64_t* sizeBytes) {
   FileState state;
-  const ErrorCode status = iFile_GetState64(from, &state, sizeBytes);
+  const ErrorCode status = File_GetState64(from, &state, sizeBytes);
   if (status != Error_None) return status;
   if (state.exists == 0) return Error_NotFound;
   return state.isDirectory != 0 ? Error_Invalid : Error_None;
@@ -117,6 +121,33 @@ ErrorCode Start(const char* from, const char* to, OwnedCopy* copy) {
   return status == Error_None ? OpenBoth(from, destination, copy->get()) : status;
 }
 
+// ---- progress ----------------------------------------------------------------------------------
+
+// What a report of 32 bits gives for a position or total that does not fit.
+uint32_t Narrow(uint64_t bytes) {
+  return static_cast<uint32_t>(std::min<uint64_t>(bytes, UINT32_MAX));
+}
+
+void SetProgress(FileCopy* copy, StreamProgressMethod method, void* context) {
+  if (copy->totalBytes > UINT32_MAX) {
+    copy->wideMethod = method;
+    copy->wideContext = context;
+    return;
+  }
+  Stream* destination = File_GetStream(copy->destination);
+  Stream_SetProgress(destination, 0, static_cast<uint32_t>(copy->totalBytes));
+  Stream_SetIdleMethod(destination, kProgressSteps, method, context);
+}
+
+// Reports the steps between two positions, as a stream does: each with the start of the step before its end.
+void ReportWide(const FileCopy* copy, uint64_t before, uint64_t after) {
+  if (copy->wideMethod == nullptr) return;
+  const uint64_t end = after * kProgressSteps / copy->totalBytes;
+  for (uint64_t k = before * kProgressSteps / copy->totalBytes; k < end; ++k) {
+    copy->wideMethod(copy->wideContext, Narrow(k * copy->totalBytes / kProgressSteps), UINT32_MAX);
+  }
+}
+
 // ---- one step ----------------------------------------------------------------------------------
 
 ErrorCode MoveChunk(FileCopy* copy) {
@@ -124,13 +155,15 @@ ErrorCode MoveChunk(FileCopy* copy) {
   if (wanted == 0) return Error_None;
   if (Stream_Read(File_GetStream(copy->source), wanted, copy->buffer) != wanted) return Error_Ended;
   if (Stream_Write(File_GetStream(copy->destination), wanted, copy->buffer) != wanted) return Error_Exceed;
+  const uint64_t before = copy->totalBytes - copy->remainingBytes;
   copy->remainingBytes -= wanted;
+  ReportWide(copy, before, before + wanted);
   return Error_None;
 }
 
 // A source that has grown meanwhile is not complete in the copy and must not go.
 bool SourceIsWhole(FileCopy* copy) {
-  return iFile_Size64(copy->source) == iFile_Tell64(copy->source);
+  return iFile_Size64(copy->source) == File_Tell64(copy->source);
 }
 
 // A target that was removed or renamed meanwhile is no copy of the source.
@@ -179,10 +212,7 @@ ErrorCode File_CopyStart(const char* from, const char* to, int32_t move, void* i
   const ErrorCode status = Start(from, to, &started);
   if (status != Error_None) return status;
   started->moves = move == 1;
-  Stream* destination = File_GetStream(started->destination);
-  const uint64_t total = std::min<uint64_t>(started->remainingBytes, UINT32_MAX);
-  Stream_SetProgress(destination, 0, static_cast<uint32_t>(total));
-  Stream_SetIdleMethod(destination, kProgressSteps, idleMethod, idleContext);
+  SetProgress(started.get(), idleMethod, idleContext);
   *copy = started.release();
   return Error_None;
 }
@@ -202,4 +232,9 @@ void File_CopyAbort(FileCopy** copy) {
   if (copy == nullptr || *copy == nullptr) return;
   Abandon(*copy);
   *copy = nullptr;
+}
+
+void File_GetCopyProgress64(const FileCopy* copy, uint64_t* doneBytes, uint64_t* totalBytes) {
+  if (doneBytes != nullptr) *doneBytes = copy != nullptr ? copy->totalBytes - copy->remainingBytes : 0;
+  if (totalBytes != nullptr) *totalBytes = copy != nullptr ? copy->totalBytes : 0;
 }

@@ -71,10 +71,6 @@ ErrorCode iFile_CompleteReplacement(FileReplacement* replacement);
 // Removes the new file.
 void iFile_AbandonReplacement(FileReplacement* replacement);
 
-// File_Seek and File_Tell without the 2 GiB limit; -1 on failure. seekMode: 0, 1 or 2.
-int64_t iFile_Seek64(File* file, int32_t seekMode, int64_t offset);
-int64_t iFile_Tell64(File* file);
-
 // The length of an open file in bytes, pending output included; -1 on failure.
 int64_t iFile_Size64(File* file);
 
@@ -117,9 +113,6 @@ bool iFile_IsNotFound(uint32_t systemError);
 
 // File_Move; *isOtherVolume tells whether it failed because the new name is on another volume.
 ErrorCode iFile_Rename(const char* from, const char* to, bool* isOtherVolume);
-
-// File_GetState with the whole size; sizeBytes may be null.
-ErrorCode iFile_GetState64(const char* name, FileState* state, uint64_t* sizeBytes);
 
 // A state's time from 100-nanosecond units since 1601: zero when it is not known (0) or cannot be converted.
 void iFile_TimeFromUnits(uint64_t hundredNanoseconds, Time* time);

@@ -76,6 +76,11 @@ ErrorCode LookUp(const char* name, const char* systemName, FileState* state, uin
   return Error_None;
 }
 
+bool IsDirectory(const char* systemName) {
+  platform::FileInformation information;
+  return platform::GetInformation(systemName, &information) && information.isDirectory;
+}
+
 // A pattern may have found what information tells, but it removes nothing: the calls refuse it.
 bool RemoveAny(const char* systemName, const platform::FileInformation& information) {
   if (information.isLink) return platform::RemoveLink(systemName);
@@ -94,10 +99,10 @@ void iFile_TimeFromUnits(uint64_t hundredNanoseconds, Time* time) {
   if (!isKnown || iTime_FromFileTime(hundredNanoseconds, true, time) != Error_None) Time_Zero(time);
 }
 
-ErrorCode iFile_GetState64(const char* name, FileState* state, uint64_t* sizeBytes) {
+ErrorCode File_GetState64(const char* name, FileState* state, uint64_t* sizeBytes) {
+  if (sizeBytes != nullptr) *sizeBytes = 0;
   if (state == nullptr) return Error_Invalid;
   *state = {};
-  if (sizeBytes != nullptr) *sizeBytes = 0;
   char systemName[kFileNameSize];
   const ErrorCode status = iFile_ToSystemName(name, systemName);
   if (status != Error_None) return status;
@@ -113,7 +118,7 @@ ErrorCode iFile_GetState64(const char* name, FileState* state, uint64_t* sizeByt
 }
 
 ErrorCode File_GetState(const char* name, FileState* state) {
-  return iFile_GetState64(name, state, nullptr);
+  return File_GetState64(name, state, nullptr);
 }
 
 int32_t File_Exists(const char* name, int32_t* isDirectory) {
@@ -156,6 +161,19 @@ ErrorCode iFile_Rename(const char* from, const char* to, bool* isOtherVolume) {
 ErrorCode File_Move(const char* from, const char* to) {
   bool isOtherVolume = false;
   return iFile_Rename(from, to, &isOtherVolume);
+}
+
+ErrorCode File_Replace(const char* from, const char* to) {
+  char systemFrom[kFileNameSize];
+  char systemTo[kFileNameSize];
+  ErrorCode status = iFile_ToSystemName(from, systemFrom);
+  if (status == Error_None) status = iFile_ToSystemName(to, systemTo);
+  if (status != Error_None) return status;
+  // Some systems would replace an empty directory by another one.
+  if (IsDirectory(systemFrom) || IsDirectory(systemTo)) return Error_Fail;
+  if (platform::RenameReplacing(systemFrom, systemTo)) return Error_None;
+  const uint32_t error = platform::LastSystemError();
+  return iError_Record(StatusOfRename(error), "File_Replace", from, error);
 }
 
 ErrorCode File_Copy(const char* from, const char* to) {

@@ -1,4 +1,4 @@
-// Decimal numbers in texts from outside. A number too large for 32 bits stays at the largest value, so that
+// Decimal numbers in texts from outside. A number too large for its type stays at the largest value, so that
 // no length, offset or port ever wraps.
 #pragma once
 
@@ -21,3 +21,6 @@ std::optional<SignedDecimal> iDecimal_TakeSigned(std::string_view* text);
 
 // The same for sizes, lengths and offsets: nothing, and the text as it was, for a negative number too.
 std::optional<uint32_t> iDecimal_TakeUnsigned(std::string_view* text);
+
+// The same with 64 bits: 18446744073709551615 for everything from there on.
+std::optional<uint64_t> iDecimal_TakeUnsigned64(std::string_view* text);

@@ -23,7 +23,7 @@ TEST(CopyStream, MovesEverythingInChunksOf4096) {
   const std::string bytes(10000, 'x');
   TestStream source(bytes);
   TestStream destination;
-  uint32_t count = 0;
+  uint64_t count = 0;
   EXPECT_EQ(iNet_CopyStream(source.stream(), destination.stream(), kNet_NoLimit, &count), Error_None);
   EXPECT_EQ(count, 10000u);
   EXPECT_EQ(destination.written(), bytes);
@@ -34,7 +34,7 @@ TEST(CopyStream, MovesEverythingInChunksOf4096) {
 TEST(CopyStream, StopsAtTheLimit) {
   TestStream source(std::string(10000, 'x'));
   TestStream destination;
-  uint32_t count = 0;
+  uint64_t count = 0;
   EXPECT_EQ(iNet_CopyStream(source.stream(), destination.stream(), 5000, &count), Error_None);
   EXPECT_EQ(count, 5000u);
   EXPECT_EQ(source.readSizes(), (Sizes{4096, 904}));
@@ -43,7 +43,7 @@ TEST(CopyStream, StopsAtTheLimit) {
 TEST(CopyStream, MovesNothingForALimitOf0) {
   TestStream source("abc");
   TestStream destination;
-  uint32_t count = 7;
+  uint64_t count = 7;
   EXPECT_EQ(iNet_CopyStream(source.stream(), destination.stream(), 0, &count), Error_None);
   EXPECT_EQ(count, 0u);
   EXPECT_TRUE(source.readSizes().empty());
@@ -54,7 +54,7 @@ TEST(CopyStream, GivesEnded_WhenTheSourceStopsBeforeTheLimit) {
     TestStream source("abc");
     source.Gives(end);
     TestStream destination;
-    uint32_t count = 0;
+    uint64_t count = 0;
     EXPECT_EQ(iNet_CopyStream(source.stream(), destination.stream(), 4, &count), Error_Ended) << end;
     EXPECT_EQ(count, 3u);
     EXPECT_EQ(destination.written(), "abc");
@@ -63,11 +63,11 @@ TEST(CopyStream, GivesEnded_WhenTheSourceStopsBeforeTheLimit) {
 
 TEST(CopyStream, GivesTheStatusOfAFailedRead) {
   for (ErrorCode status : {Error_Retry, Error_Timeout, Error_Cancel, Error_Fail}) {
-    for (uint32_t limit : {kNet_NoLimit, 10u}) {
+    for (uint64_t limit : {kNet_NoLimit, uint64_t{10}}) {
       TestStream source("abc");
       source.Gives(status);
       TestStream destination;
-      uint32_t count = 0;
+      uint64_t count = 0;
       EXPECT_EQ(iNet_CopyStream(source.stream(), destination.stream(), limit, &count), status);
       EXPECT_EQ(count, 3u);
     }
@@ -78,7 +78,7 @@ TEST(CopyStream, ReadsAgain_WhenTheSourceWouldBlock) {
   TestStream source("abc");
   source.Gives(Error_Block).Gives(Error_Block).Gives("def");
   TestStream destination;
-  uint32_t count = 0;
+  uint64_t count = 0;
   EXPECT_EQ(iNet_CopyStream(source.stream(), destination.stream(), kNet_NoLimit, &count), Error_None);
   EXPECT_EQ(destination.written(), "abcdef");
 }
@@ -88,7 +88,7 @@ TEST(CopyStream, GivesTimeout_WhenTheSourceBlocksForTooLong) {
   TestStream source("abc");
   for (int i = 0; i < 1000; ++i) source.Gives(Error_Block);
   TestStream destination;
-  uint32_t count = 0;
+  uint64_t count = 0;
   EXPECT_EQ(iNet_CopyStream(source.stream(), destination.stream(), kNet_NoLimit, &count), Error_Timeout);
   EXPECT_EQ(count, 3u);
   // It pauses between the attempts.
@@ -99,7 +99,7 @@ TEST(CopyStream, WritesOnUntilAChunkIsGone) {
   TestStream source("abcdef");
   TestStream destination;
   destination.Takes(1).Takes(2).Takes(0, Error_Block).Takes(1);
-  uint32_t count = 0;
+  uint64_t count = 0;
   EXPECT_EQ(iNet_CopyStream(source.stream(), destination.stream(), kNet_NoLimit, &count), Error_None);
   EXPECT_EQ(count, 6u);
   EXPECT_EQ(destination.written(), "abcdef");
@@ -110,7 +110,7 @@ TEST(CopyStream, GivesExceed_WhenTheDestinationEnds) {
   TestStream source("abcdef");
   TestStream destination;
   destination.Takes(4).Takes(0, Error_Ended);
-  uint32_t count = 0;
+  uint64_t count = 0;
   EXPECT_EQ(iNet_CopyStream(source.stream(), destination.stream(), kNet_NoLimit, &count), Error_Exceed);
   EXPECT_EQ(count, 4u);
 }
@@ -126,7 +126,7 @@ TEST(CopyStream, GivesUpADestinationThatTakesNothing) {
     TestStream source("abcdef");
     TestStream destination;
     destination.Takes(4).TakesNoMore(row.status);
-    uint32_t count = 0;
+    uint64_t count = 0;
     EXPECT_EQ(iNet_CopyStream(source.stream(), destination.stream(), kNet_NoLimit, &count), row.result);
     EXPECT_EQ(count, 4u);
     EXPECT_GT(destination.writeSizes().size(), 3u);
@@ -141,7 +141,7 @@ TEST(CopyStream, EndsAtOnce_WhenTheDestinationFails) {
     TestStream source("abcdef");
     TestStream destination;
     destination.Takes(4).TakesNoMore(status);
-    uint32_t count = 0;
+    uint64_t count = 0;
     EXPECT_EQ(iNet_CopyStream(source.stream(), destination.stream(), kNet_NoLimit, &count), status);
     EXPECT_EQ(count, 4u);
     EXPECT_EQ(destination.writeSizes(), (Sizes{6, 2})) << status;
@@ -191,7 +191,7 @@ TEST(CopyStream, CountsTheTimeFromTheLastByteThatWasTaken) {
   ShortWait wait(1500);
   TestStream source("abcd");
   SlowTaker destination(std::chrono::milliseconds(600));
-  uint32_t count = 0;
+  uint64_t count = 0;
   EXPECT_EQ(iNet_CopyStream(source.stream(), destination.stream(), kNet_NoLimit, &count), Error_None);
   EXPECT_EQ(destination.taken(), "abcd");
 }
@@ -200,7 +200,7 @@ TEST(CopyStream, TellsWhichSideFailed) {
   struct Row {
     ErrorCode readStatus;
     ErrorCode writeStatus;
-    uint32_t limit;
+    uint64_t limit;
     NetCopySide failed;
   };
   for (const Row& row : {Row{Error_Ended, Error_None, kNet_NoLimit, NetCopySide::None},
@@ -228,11 +228,11 @@ TEST(CopyStream, TriesNothingAgain_WhenAStallIsAFailure) {
   for (const Row& row :
        {Row{Error_Retry, 9}, Row{Error_Block, 6}, Row{Error_Exceed, 5}, Row{Error_Timeout, 8},
         Row{Error_Cancel, 7}, Row{Error_Ended, 5}, Row{Error_None, 4}}) {
-    for (uint32_t limit : {kNet_NoLimit, 6u}) {
+    for (uint64_t limit : {kNet_NoLimit, uint64_t{6}}) {
       TestStream source("abcdef");
       TestStream destination;
       destination.Takes(4).TakesNoMore(row.status);
-      uint32_t count = 0;
+      uint64_t count = 0;
       EXPECT_EQ(iNet_CopyStream(source.stream(), destination.stream(), limit, &count, NetCopyStall::Failure),
                 row.result);
       EXPECT_EQ(count, 4u);
@@ -242,7 +242,7 @@ TEST(CopyStream, TriesNothingAgain_WhenAStallIsAFailure) {
   TestStream source("abc");
   source.Gives(Error_Block);
   TestStream destination;
-  uint32_t count = 0;
+  uint64_t count = 0;
   EXPECT_EQ(
       iNet_CopyStream(source.stream(), destination.stream(), kNet_NoLimit, &count, NetCopyStall::Failure),
       Error_Block);

@@ -105,16 +105,20 @@ TEST(FTPcModTime, ReadsALastFieldOfOneDigit) {
 TEST(FTPcSize, ReadsTheNumberAtTheStart) {
   struct Row {
     const char* text;
-    uint32_t size;
+    uint64_t size;
   };
   for (const Row& row :
        {Row{"0", 0}, Row{"12", 12}, Row{"  34", 34}, Row{"12 junk", 12}, Row{"12junk", 12}, Row{"+5", 5},
-        Row{"4294967294", 4294967294u}, Row{"4294967295", 4294967295u},
+        Row{"4294967294", 4294967294u}, Row{"4294967295", 4294967295u}, Row{"4294967296", 4294967296u},
+        Row{"9223372036854775807", 9223372036854775807u}, Row{"9223372036854775808", 9223372036854775808u},
+        Row{"18446744073709551614", 18446744073709551614u},
+        Row{"18446744073709551615", 18446744073709551615u},
         // What does not fit is all ones, never what is left of it.
-        Row{"4294967296", 4294967295u}, Row{"9223372036854775808", 4294967295u},
-        Row{"18446744073709551617", 4294967295u}, Row{"99999999999999999999999999", 4294967295u},
-        Row{"99999999999999999999999999 x", 4294967295u}}) {
-    uint32_t size = 7;
+        Row{"18446744073709551616", 18446744073709551615u},
+        Row{"18446744073709551617", 18446744073709551615u},
+        Row{"99999999999999999999999999", 18446744073709551615u},
+        Row{"99999999999999999999999999 x", 18446744073709551615u}}) {
+    uint64_t size = 7;
     EXPECT_EQ(iFTPc_ParseSize(row.text, &size), Error_None) << row.text;
     EXPECT_EQ(size, row.size) << row.text;
   }
@@ -124,7 +128,7 @@ TEST(FTPcSize, ReadsTheNumberAtTheStart) {
 TEST(FTPcSize, RefusesATextWithoutASizeAtTheStart) {
   for (const char* text :
        {"", " ", "x12", "-", "+", "- 1", "+-1", "bytes 12", "-1", " -7", "-4294967290", "-0"}) {
-    uint32_t size = 7;
+    uint64_t size = 7;
     EXPECT_EQ(iFTPc_ParseSize(text, &size), Error_Invalid) << text;
     EXPECT_EQ(size, 0u) << text;
   }

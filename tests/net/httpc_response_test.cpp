@@ -206,7 +206,7 @@ TEST(HTTPcHeaders, DoesNotSplitAtAZeroByte) {
 struct LengthRow {
   const char* value;
   bool isKnown;
-  uint32_t length;
+  uint64_t length;
 };
 
 constexpr LengthRow kLengths[] = {
@@ -218,9 +218,11 @@ constexpr LengthRow kLengths[] = {
     {"12 34", true, 12},
     {"4294967294", true, 4294967294u},
     {"4294967295", true, 4294967295u},
-    {"4294967296", true, 4294967295u},
-    {"18446744073709551616", true, 4294967295u},
-    {"99999999999999999999999999999999999999", true, 4294967295u},
+    {"4294967296", true, 4294967296u},
+    {"9223372036854775808", true, 9223372036854775808u},
+    {"18446744073709551614", true, 18446744073709551614u},
+    {"18446744073709551616", true, 18446744073709551615u},
+    {"99999999999999999999999999999999999999", true, 18446744073709551615u},
     {"-1", false, 0},
     {"-0", false, 0},
     {"+-1", false, 0},
@@ -241,8 +243,8 @@ TEST(HTTPcHeaders, ReadsALengthAndNeverWraps) {
 struct RangeRow {
   const char* value;
   bool isKnown;
-  uint32_t first;
-  uint32_t last;
+  uint64_t first;
+  uint64_t last;
 };
 
 constexpr RangeRow kRanges[] = {
@@ -254,7 +256,7 @@ constexpr RangeRow kRanges[] = {
     {"bytes  10-19/50", true, 10, 19},
     {"bytes 10- 19/50", true, 10, 19},
     {"bytes 10-19/junk", true, 10, 19},
-    {"bytes 4294967296-18446744073709551616/*", true, 4294967295u, 4294967295u},
+    {"bytes 4294967296-18446744073709551616/*", true, 4294967296u, 18446744073709551615u},
     {"bytes */5000", false, 0, 0},
     {"bytes 10", false, 0, 0},
     {"bytes 10-", false, 0, 0},

@@ -99,4 +99,38 @@ TEST(DecimalUnsigned, LeavesTheTextAsItWas_WithoutSuchANumber) {
   }
 }
 
+TEST(DecimalUnsigned64, ReadsWhatIsNotNegative) {
+  struct Row {
+    const char* text;
+    uint64_t number;
+    const char* rest;
+  };
+  for (const Row& row : {
+           Row{" \t+12x", 12, "x"},
+           Row{"0", 0, ""},
+           Row{"4294967295", 4294967295u, ""},
+           Row{"4294967296 ", 4294967296u, " "},
+           Row{"18446744073709551609", 18446744073709551609u, ""},
+           Row{"18446744073709551614", 18446744073709551614u, ""},
+           Row{"18446744073709551615", 18446744073709551615u, ""},
+           Row{"18446744073709551616", 18446744073709551615u, ""},
+           Row{"18446744073709551620", 18446744073709551615u, ""},
+           Row{"184467440737095516150", 18446744073709551615u, ""},
+           Row{"36893488147419103232x", 18446744073709551615u, "x"},
+           Row{"000000000000000000000000000007", 7, ""},
+       }) {
+    std::string_view text = row.text;
+    EXPECT_EQ(iDecimal_TakeUnsigned64(&text).value_or(7000), row.number) << row.text;
+    EXPECT_EQ(text, row.rest);
+  }
+}
+
+TEST(DecimalUnsigned64, LeavesTheTextAsItWas_WithoutSuchANumber) {
+  for (const std::string_view given : {"", " x", "-1", " -7 ", "-0", "+-1", "-18446744073709551616"}) {
+    std::string_view text = given;
+    EXPECT_FALSE(iDecimal_TakeUnsigned64(&text).has_value()) << given;
+    EXPECT_EQ(text, given);
+  }
+}
+
 }  // namespace

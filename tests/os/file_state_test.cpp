@@ -66,10 +66,10 @@ TEST_F(FileStateTest, TellsThatNothingStandsThere) {
   EXPECT_EQ(File_GetState("", &state), Error_None);
   EXPECT_EQ(state.exists, 0);
   uint64_t size = 7;
-  EXPECT_EQ(iFile_GetState64(Name("missing").c_str(), &state, &size), Error_None);
+  EXPECT_EQ(File_GetState64(Name("missing").c_str(), &state, &size), Error_None);
   EXPECT_EQ(size, 0u);
   size = 7;
-  EXPECT_EQ(iFile_GetState64(nullptr, &state, &size), Error_Invalid);
+  EXPECT_EQ(File_GetState64(nullptr, &state, &size), Error_Invalid);
   EXPECT_EQ(size, 0u);
 }
 
@@ -89,7 +89,7 @@ TEST_F(FileStateTest, GivesTheLowHalfOfALargeSize) {
   EXPECT_EQ(StateOf("big").size, 0x40000005u);
   FileState state;
   uint64_t size = 0;
-  EXPECT_EQ(iFile_GetState64(Name("big").c_str(), &state, &size), Error_None);
+  EXPECT_EQ(File_GetState64(Name("big").c_str(), &state, &size), Error_None);
   EXPECT_EQ(size, 0x140000005u);
 }
 

@@ -30,6 +30,15 @@ HANDLE HandleOf(int descriptor) {
   return reinterpret_cast<HANDLE>(_get_osfhandle(descriptor));
 }
 
+// The C library gives out 512 streams at once, and 2,048 when it is asked to. It is asked only when the 512
+// are used up, as the whole program shares them.
+FILE* StreamOf(int descriptor, const char* mode) {
+  constexpr int kMostStreams = 2048;
+  FILE* stream = _fdopen(descriptor, mode);
+  const bool mayHaveMore = stream == nullptr && _getmaxstdio() < kMostStreams;
+  return mayHaveMore && _setmaxstdio(kMostStreams) >= 0 ? _fdopen(descriptor, mode) : stream;
+}
+
 // Cuts an old file only when all else has succeeded: a program has fewer C streams than descriptors.
 bool CutWhenOverwriting(int descriptor, const OpenOptions& options) {
   const bool isOld = options.mode[0] == 'w' && !options.mustBeNew;
@@ -42,7 +51,7 @@ FILE* OpenStream(const char* name, const OpenOptions& options) {
   const int descriptor = _open(name, OpenFlags(options), _S_IREAD | _S_IWRITE);
   if (descriptor < 0) return nullptr;
   char mode[4] = {options.mode[0], options.isText ? 't' : 'b', options.mode[1], '\0'};
-  FILE* stream = _fdopen(descriptor, mode);
+  FILE* stream = StreamOf(descriptor, mode);
   if (stream != nullptr && CutWhenOverwriting(descriptor, options)) return stream;
   if (stream != nullptr) fclose(stream);
   if (stream == nullptr) _close(descriptor);
