@@ -139,8 +139,9 @@ void Write(Traverse* traverse, Agent* agent) {
   if (!IsStopped(traverse)) DescribeLevels(traverse, agent, version);
 }
 
-// The constructors are the "traverse" methods. When one fails no "delete" is called; when all have run, and
-// the record yet came short, the agent is deleted as one whose transfer is closed.
+// The constructors are the "traverse" methods. When all have run, and the record yet came short, the agent is
+// deleted as one whose transfer is closed.
+// Kept: when one of them fails no "delete" is called, unlike after a failed "new".
 ErrorCode Make(Traverse* traverse, const char* className, int32_t version, Agent** agent) {
   HeldClass agentClass = iAgentClass_Find(className);
   if (!agentClass) return Error_NotFound;

@@ -36,6 +36,7 @@ void TakePairs(const AgentDeclaredMethod& method, const AgentPairs& pairs, Agent
   while (const char* name = va_arg(list, const char*)) {
     const Word value = va_arg(list, Word);
     const AgentDeclaredParameter* declared = FindParameter(method, name);
+    // Kept: a pair that the method does not declare is dropped; callers pass what newer classes understand.
     if (declared == nullptr || params->count == kAgentParamLimit) continue;
     params->entries[params->count++] = {declared, value};
   }
@@ -48,8 +49,8 @@ bool iAgentClass_Declares(const AgentClass* agentClass, const char* methodName) 
   return FindDeclaration(agentClass, methodName).declaring != nullptr;
 }
 
-// Kept: the implementation is the calling class's own, whoever declares the method; a class without one gives
-// 1001 though the class above it has one.
+// Kept: implementations are not inherited. A class that has none itself gives 1001, though the class above it
+// has one; extensions rely on being asked only what they implement.
 int32_t iAgent_Call(const AgentCall& call, const char* methodName) {
   if (call.agentClass->isReleased.load()) return AgentResult_NotDeclared;
   const Declaration found = FindDeclaration(call.agentClass, methodName);

@@ -179,6 +179,7 @@ int32_t RegisterLevel(const AgentClass& agentClass, const AgentClass& level) {
   return level.classDataSize != 0 ? Error_NotInited : Error_None;
 }
 
+// Kept: "register" of every class above is called again for each class; they count and prepare those below.
 int32_t RegisterLevels(AgentClass* agentClass) {
   for (int32_t depth = 0; depth <= agentClass->depth; ++depth) {
     const AgentClass* level = iAgentClass_AtDepth(agentClass, depth);
@@ -307,6 +308,7 @@ class Registration {
   bool IsLinked() {
     LibraryLock lock;
     if (Find(class_->name) != class_) return false;
+    // Kept: children come newest first; the extension that was loaded last is asked first.
     if (parent_ != nullptr) class_->nextSibling = std::exchange(parent_->firstChild, class_);
     class_->version = kAgentClassVersion;
     return true;

@@ -8,11 +8,13 @@
 #include <thread>
 #include <vector>
 
+#include "os/file/directory_testing.h"
 #include "os/platform/module.h"
 #include "qz/agentclass.h"
 #include "qz/error.h"
 #include "tests/support/error_capture.h"
 #include "tests/support/fail_allocation.h"
+#include "tests/support/file_system.h"
 #include "tests/support/temp_dir.h"
 #include "tests/transfer/agent_fixture.h"
 #include "transfer/agent_testing.h"
@@ -96,7 +98,8 @@ TEST_F(AgentExtensionTest, LoadsTheFilesWithTheSuffix_InAnyCase) {
 }
 
 TEST_F(AgentExtensionTest, LoadsInByteOrderOfTheNames) {
-  for (const char* file : {"b.AXT", "a.AXT", "\xC3\xA4.AXT", "C.AXT", "aa.AXT", "1.AXT"}) MakeWithClass(file, file);
+  for (const char* file : {"b.AXT", "a.AXT", "\xC3\xA4.AXT", "C.AXT", "aa.AXT", "1.AXT"})
+    MakeWithClass(file, file);
   ExpectCounts(6, 0);
   EXPECT_EQ(TakeCalls(), (CallList{"load 1.AXT", "load C.AXT", "load a.AXT", "load aa.AXT", "load b.AXT",
                                    "load \xC3\xA4.AXT"}));
@@ -140,7 +143,8 @@ TEST_F(AgentExtensionTest, KeepsALibraryThatRegistersTheSameClassTwice) {
 }
 
 TEST_F(AgentExtensionTest, UnloadsALibraryWhenItsLastClassGoes) {
-  Make("a.AXT", [] { return Register(nullptr, "One") == Error_None && Register("One", "Two") == Error_None; });
+  Make("a.AXT",
+       [] { return Register(nullptr, "One") == Error_None && Register("One", "Two") == Error_None; });
   MakeWithClass("b.AXT", "Three");
   ExpectCounts(2, 0);
   TakeCalls();
@@ -173,7 +177,8 @@ TEST_F(AgentExtensionTest, StaysLoaded_WhileAClassBelowOneOfItsOwnIsThere) {
 
 TEST_F(AgentExtensionTest, ReleasesTheClassesOfALoadThatFails_WithoutCallingThem) {
   Make("half.AXT", [] {
-    const AgentMethod methods[] = {{"register", Records<"register">}, {"unregister", Records<"unregister">}, {}};
+    const AgentMethod methods[] = {
+        {"register", Records<"register">}, {"unregister", Records<"unregister">}, {}};
     EXPECT_EQ(Register(nullptr, "One", methods), Error_None);
     EXPECT_EQ(Register("One", "Two", methods), Error_None);
     EXPECT_EQ(Register(nullptr, "Three", methods), Error_None);
@@ -252,7 +257,8 @@ TEST_F(AgentExtensionTest, KeepsNumbersApart_WhenTwoDirectoriesAreLoaded) {
 
 TEST_F(AgentExtensionTest, FindsNothing_WhereThereIsNoDirectory) {
   Counts counts;
-  EXPECT_EQ(iAgentClass_LoadExtensions(folder_.Name("missing").c_str(), &counts.loaded, &counts.failed), Error_None);
+  EXPECT_EQ(iAgentClass_LoadExtensions(folder_.Name("missing").c_str(), &counts.loaded, &counts.failed),
+            Error_None);
   EXPECT_EQ(counts.loaded, 0u);
   EXPECT_EQ(counts.failed, 0u);
   folder_.Write("file", "");
@@ -274,15 +280,22 @@ TEST(AgentExtensionSystem, GivesNotInited_BeforeTheStart) {
   EXPECT_EQ(loaded, 0u);
 }
 
+// A search that cannot be continued.
+bool FailToContinue(platform::DirectorySearch* /*search*/, platform::DirectoryEntry* /*entry*/) {
+  SetReadError();
+  return false;
+}
+
 TEST_F(AgentExtensionTest, GivesTheStatusOfADirectoryThatCannotBeReadToItsEnd) {
   MakeWithClass("a.AXT", "A");
-  iDirectory_SetNextEntry([](platform::DirectorySearch* /*search*/, platform::DirectoryEntry* /*entry*/) {
-    return false;
-  });
+  iDirectory_SetNextEntry(FailToContinue);
   Counts counts;
   const ErrorCode status = LoadAll(&counts);
   iDirectory_SetNextEntry(nullptr);
-  EXPECT_EQ(status, Error_None);
+  EXPECT_EQ(status, Error_Fail);
+  EXPECT_EQ(counts.loaded, 0u);
+  EXPECT_EQ(counts.failed, 0u);
+  EXPECT_EQ(TakeCalls(), CallList{});
 }
 
 TEST_F(AgentExtensionTest, LeavesNothing_WhenAnAllocationFails) {

@@ -148,8 +148,9 @@ TEST_F(AgentRecordTest, TellsTraverseTheVersionOfTheRecord) {
 TEST_F(AgentRecordTest, CallsTraverseOfEveryLevelThatHasOne) {
   const AgentMethod methods[] = {{"new", Records<"new">}, {}};
   ASSERT_EQ(AgentClass_Register("Counter", "Middle", "", methods, 0, 4), Error_None);
-  ASSERT_EQ(AgentClass_Register("Middle", "Top", "delete(forever=bool);", kCounterMethods, 0, sizeof(CounterData)),
-            Error_None);
+  ASSERT_EQ(
+      AgentClass_Register("Middle", "Top", "delete(forever=bool);", kCounterMethods, 0, sizeof(CounterData)),
+      Error_None);
   Agent* agent = New("Top");
   TakeCalls();
   Context context;
@@ -322,8 +323,8 @@ TEST_F(AgentRecordTest, IsWrittenAsThePageSays) {
     EXPECT_EQ(iAgent_Describe(context.In(TraverseMode_Write), each), Error_None);
     EXPECT_EQ(iAgent_Describe(network.In(TraverseMode_Write), each), Error_None);
   }
-  EXPECT_EQ(context.Written(), ColumnBelow("### Agent", kPlainColumn, Side::Writer));
-  EXPECT_EQ(network.Written(), ColumnBelow("### Agent", kNetworkColumn, Side::Writer));
+  EXPECT_EQ(context.Written(), ColumnBelow("#### Agent", kPlainColumn, Side::Writer));
+  EXPECT_EQ(network.Written(), ColumnBelow("#### Agent", kNetworkColumn, Side::Writer));
   EXPECT_EQ(Agent_Delete(agent, kEnd), Error_None);
 }
 
