@@ -173,6 +173,20 @@ TEST(ConfigAlphaLine, GoesByTheKeysAsTheyAre_WhereCaseMatters) {
   EXPECT_EQ(document.AlphaLines(), "<A><5> <AB><4> <C><2> <a><3> <b><1>");
 }
 
+TEST(ConfigAlphaLine, BeginsWithTheFirstKeyAsItIs_WhereCaseMatters) {
+  Syntax syntax = Pairs();
+  syntax.caseSensitive = true;
+  Document document(syntax, "a 1\nB 2\n");
+  EXPECT_EQ(document.Fields(Config_FirstAlphaLine(document.get(), nullptr)), "<B><2>");
+}
+
+TEST(ConfigAlphaLine, ContinuesByTheKeyAsItIs_WhereCaseMatters) {
+  Syntax syntax = Pairs();
+  syntax.caseSensitive = true;
+  Document document(syntax, "a 1\nB 2\nc 3\n");
+  EXPECT_EQ(document.Fields(Config_NextAlphaLine(document.get(), document.Find("B"))), "<a><1>");
+}
+
 TEST(ConfigAlphaLine, TakesBytesAsSignedCharacters) {
   Document document(Pairs(), "a 1\n\xE4 2\n\x01 3\n\x80 4\n");
   EXPECT_EQ(document.AlphaLines(), "<\x80><4> <\xE4><2> <\x01><3> <a><1>");
