@@ -8,6 +8,7 @@
 #include <atomic>
 #include <cstdint>
 
+#include "net/sock_internal.h"
 #include "qz/error.h"
 #include "qz/file.h"
 #include "qz/ftpc.h"
@@ -121,7 +122,9 @@ struct VRXClient {
   // The state machine. Another thread looks at the atomic ones, for VRXClient_Stop.
   std::atomic<TransferControl> control;
   std::atomic<uint32_t> drivingThread;  // of the last step; 0: there was none
+  bool isInStep;                        // on the driving thread
   AfterStep afterStep;
+  SockInterrupt interrupt;       // of all sockets of the transfer; set while another thread wants a stop
   std::atomic<uint32_t> reason;  // VRXClientReason
   bool isReasonOfStep;           // the step under way set it, and dropped no server
   uint32_t redirectCount;        // in a row, without a byte of data
@@ -147,10 +150,11 @@ struct VRXClient {
   bool cutsDataFile;   // the server begins with byte 0: the old bytes go when the first new one is there
   DataEnd dataEnd;
   uint64_t drainDeadlineMilliseconds;
-  bool isDataRunning;        // the data phase has begun: elapsed time counts
-  FileCopy* copy;            // owned; a copy that runs
-  char copyPath[kPathSize];  // where it goes
-  uint8_t* buffer;           // owned
+  bool isDataRunning;            // the data phase has begun: elapsed time counts
+  FileCopy* copy;                // owned; a copy that runs
+  char copyPath[kPathSize];      // where it goes
+  char replacedPath[kPathSize];  // what the completed file replaces; empty: nothing
+  uint8_t* buffer;               // owned
   uint32_t bufferSize;
   uint32_t pendingStart;  // upload: bytes of the buffer that the network has not taken yet
   uint32_t pendingCount;
