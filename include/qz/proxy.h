@@ -1,7 +1,8 @@
 /* Proxy: the process-wide table that says whether a host is reached directly or through a proxy.
  *
- * The table is empty and switched off at start. Set it on one thread before connections begin: readers take
- * no lock. Texts are copied. Needs no OS_Init; nothing blocks or allocates. */
+ * The table is empty and switched off at start. Any thread may set and read it at any time; what belongs
+ * together is set before connections begin, else one of them may go by the old host and the new bypass list.
+ * Texts are copied. Needs no OS_Init; nothing blocks or allocates. */
 #ifndef QZ_PROXY_H
 #define QZ_PROXY_H
 

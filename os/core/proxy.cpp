@@ -1,6 +1,7 @@
-// The process-wide proxy table. It is set before connections start and read by them without a lock.
+// The process-wide proxy table. It may be set while connections read it.
 #include "qz/proxy.h"
 
+#include "os/core/lock_internal.h"
 #include "qz/string.h"
 
 namespace {
@@ -28,21 +29,25 @@ bool MustUseProxy(uint32_t index, const char* host) {
 }  // namespace
 
 void Proxy_SetEnabled(int32_t flag) {
+  const LibraryLock lock;
   proxies.enabled = flag;
 }
 
 void Proxy_SetServer(uint32_t index, const char* host, uint32_t port) {
   if (index >= kSlotCount) return;
+  const LibraryLock lock;
   String_CopyMax(host, kTextSizeBytes, proxies.slots[index].host);
   proxies.slots[index].port = port;
 }
 
 int32_t Proxy_SetBypassList(const char* text) {
+  const LibraryLock lock;
   return String_CopyMax(text, kTextSizeBytes, proxies.bypassList);
 }
 
 int32_t Proxy_Resolve(uint32_t index, const char* host, uint32_t port, char* connectHost,
                       uint32_t* connectPort) {
+  const LibraryLock lock;
   const bool proxied = MustUseProxy(index, host);
   String_CopyMax(proxied ? proxies.slots[index].host : host, kTextSizeBytes, connectHost);
   if (connectPort != nullptr) *connectPort = proxied ? proxies.slots[index].port : port;
@@ -52,6 +57,7 @@ int32_t Proxy_Resolve(uint32_t index, const char* host, uint32_t port, char* con
 // Kept: a fragment matches anywhere in the host, not only at its end; lists that users have stored rely on
 // it.
 int32_t Proxy_IsBypassed(const char* host) {
+  const LibraryLock lock;
   char token[kTextSizeBytes];
   const char* list = proxies.bypassList;
   for (;;) {

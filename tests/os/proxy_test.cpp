@@ -3,8 +3,10 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cstring>
 #include <string>
+#include <thread>
 
 namespace {
 
@@ -151,6 +153,21 @@ TEST_F(ProxyTest, AnswersWithoutOutputs) {
   Proxy_SetServer(0, "web-proxy", 8080);
   EXPECT_EQ(Proxy_Resolve(0, "host", 80, nullptr, nullptr), 1);
   EXPECT_EQ(Resolve(1, nullptr), ":21 0");
+}
+
+TEST_F(ProxyTest, IsReadWhileItIsSet) {
+  Proxy_SetEnabled(1);
+  Proxy_SetServer(0, std::string(1000, 'a').c_str(), 1);
+  std::atomic<bool> isOver{false};
+  std::thread setter([&] {
+    for (int i = 0; !isOver.load(); ++i) Proxy_SetServer(0, std::string(1000, "ab"[i % 2]).c_str(), 1);
+  });
+  for (int i = 0; i < 3000; ++i) {
+    const std::string host = Resolve(0, "host");
+    ASSERT_TRUE(host == std::string(1000, 'a') + ":1 1" || host == std::string(1000, 'b') + ":1 1") << host;
+  }
+  isOver.store(true);
+  setter.join();
 }
 
 }  // namespace
