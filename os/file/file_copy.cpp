@@ -6,6 +6,7 @@
 
 #include "os/core/owned.h"
 #include "os/file/file_internal.h"
+#include "os/file/file_testing.h"
 #include "os/platform/filesystem.h"
 #include "qz/error.h"
 #include "qz/file.h"
@@ -139,15 +140,6 @@ void SetProgress(FileCopy* copy, StreamProgressMethod method, void* context) {
   Stream_SetIdleMethod(destination, kProgressSteps, method, context);
 }
 
-// Reports the steps between two positions, as a stream does: each with the start of the step before its end.
-void ReportWide(const FileCopy* copy, uint64_t before, uint64_t after) {
-  if (copy->wideMethod == nullptr) return;
-  const uint64_t end = after * kProgressSteps / copy->totalBytes;
-  for (uint64_t k = before * kProgressSteps / copy->totalBytes; k < end; ++k) {
-    copy->wideMethod(copy->wideContext, Narrow(k * copy->totalBytes / kProgressSteps), UINT32_MAX);
-  }
-}
-
 // ---- one step ----------------------------------------------------------------------------------
 
 ErrorCode MoveChunk(FileCopy* copy) {
@@ -157,7 +149,8 @@ ErrorCode MoveChunk(FileCopy* copy) {
   if (Stream_Write(File_GetStream(copy->destination), wanted, copy->buffer) != wanted) return Error_Exceed;
   const uint64_t before = copy->totalBytes - copy->remainingBytes;
   copy->remainingBytes -= wanted;
-  ReportWide(copy, before, before + wanted);
+  if (copy->wideMethod == nullptr) return Error_None;
+  iFile_ReportCopied(copy->totalBytes, before, before + wanted, copy->wideMethod, copy->wideContext);
   return Error_None;
 }
 
@@ -196,6 +189,14 @@ ErrorCode Finish(FileCopy* copy) {
 }
 
 }  // namespace
+
+void iFile_ReportCopied(uint64_t totalBytes, uint64_t before, uint64_t after, StreamProgressMethod method,
+                        void* context) {
+  const uint64_t end = after * kProgressSteps / totalBytes;
+  for (uint64_t k = before * kProgressSteps / totalBytes; k < end; ++k) {
+    method(context, Narrow(k * totalBytes / kProgressSteps), Narrow(totalBytes));
+  }
+}
 
 ErrorCode File_CopyStart(const char* from, const char* to, int32_t move, void* idleContext,
                          StreamProgressMethod idleMethod, FileCopy** copy) {

@@ -138,6 +138,16 @@ TEST_F(FTPcMove, DoesNotAbortADestinationThatHasEnded) {
   Finish();
 }
 
+// Two servers may take hours, without a byte to this side.
+TEST_F(FTPcMove, WaitsForTheServersAsLongAsTheyTake) {
+  Connect(ftp::Join({kPasvFails, ftp::Exchange("RETR /a", "150 go"), {Wait(500), SendLine("226 done")}}),
+          ftp::Join({kPortFails, ftp::Exchange("STOR /b", "150 go"), {Wait(500), SendLine("226 done")}}));
+  EXPECT_EQ(Start(), Error_None);
+  iSock_SetWaitMilliseconds(100);
+  EXPECT_EQ(End(), Error_None);
+  Finish();
+}
+
 TEST_F(FTPcMove, KeepsTheFailureOfOneSide_UntilTheOtherEnds) {
   Connect(ftp::Join({kPasvFails, ftp::Exchange("RETR /a", "150 go"), {Wait(300), SendLine("226 sent")}}),
           ftp::Join({kPortFails, ftp::Exchange("STOR /b", "150 go"), {SendLine("452 full")}}));

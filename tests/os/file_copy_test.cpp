@@ -333,4 +333,58 @@ TEST_F(FileCopyTest, CopiesAllOfAFileOverFourGigabytes) {
   EXPECT_TRUE(directory_.Exists("big"));
 }
 
+TEST_F(FileCopyTest, TellsHowFarItIs) {
+  uint64_t done = 7, total = 7;
+  File_GetCopyProgress64(nullptr, &done, &total);
+  EXPECT_EQ(done, 0u);
+  EXPECT_EQ(total, 0u);
+  directory_.Write("f", Pattern(5000));
+  ASSERT_EQ(Start("f", "g"), Error_None);
+  File_GetCopyProgress64(copy_, &done, &total);
+  EXPECT_EQ(done, 0u);
+  EXPECT_EQ(total, 5000u);
+  EXPECT_EQ(File_CopyEnd(&copy_), Error_None);
+  File_GetCopyProgress64(copy_, &done, nullptr);
+  EXPECT_EQ(done, 4096u);
+  File_GetCopyProgress64(copy_, nullptr, &total);
+  EXPECT_EQ(total, 5000u);
+}
+
+// The counters of a stream would begin again at 4 GiB.
+TEST_F(FileCopyTest, ReportsHundredthsOfAFileOverFourGigabytes) {
+  MakeSparseFile(directory_.SystemName("big"), 0x100001388);  // 4 GiB + 5000
+  ASSERT_EQ(Start("big", "copy"), Error_None);
+  for (int i = 0; i < 40; ++i) ASSERT_EQ(File_CopyEnd(&copy_), Error_None);
+  EXPECT_TRUE(reports_.empty());
+  ASSERT_EQ(File_CopyEnd(&copy_), Error_None);  // past 42949722
+  EXPECT_EQ(reports_, (Reports{{0, 4294967295u}}));
+  uint64_t done = 0, total = 0;
+  File_GetCopyProgress64(copy_, &done, &total);
+  EXPECT_EQ(done, 42991616u);
+  EXPECT_EQ(total, 0x100001388u);
+}
+
+TEST_F(FileCopyTest, ReportsAllOnesForAPositionThatDoesNotFit) {
+  const struct {
+    uint64_t total, before, after;
+    Reports reports;
+  } rows[] = {
+      {5368709120, 0, 53687090, {}},
+      {5368709120, 0, 53687092, {{0, 4294967295u}}},
+      {5368709120, 53687091, 161061273, {{0, 4294967295u}, {53687091, 4294967295u}}},
+      {5368709120, 0, 161061274, {{0, 4294967295u}, {53687091, 4294967295u}, {107374182, 4294967295u}}},
+      // Hundredth 80 is 4 GiB.
+      {5368709120, 4294967295, 4348654388, {{4241280204u, 4294967295u}, {4294967295u, 4294967295u}}},
+      {5368709120, 5315022029, 5368709120, {{4294967295u, 4294967295u}}},
+      {21474836480, 21474836479, 21474836480, {{4294967295u, 4294967295u}}},
+      {4294967296, 4294967295, 4294967296, {{4252017623u, 4294967295u}}},
+      {5368709120, 5368709120, 5368709120, {}},
+  };
+  for (const auto& row : rows) {
+    reports_.clear();
+    iFile_ReportCopied(row.total, row.before, row.after, RecordProgress, &reports_);
+    EXPECT_EQ(reports_, row.reports) << row.total << " " << row.before;
+  }
+}
+
 }  // namespace

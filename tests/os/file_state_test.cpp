@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
 #include "os/core/owned.h"
 #include "os/file/file_internal.h"
@@ -91,6 +92,38 @@ TEST_F(FileStateTest, GivesTheLowHalfOfALargeSize) {
   uint64_t size = 0;
   EXPECT_EQ(File_GetState64(Name("big").c_str(), &state, &size), Error_None);
   EXPECT_EQ(size, 0x140000005u);
+}
+
+TEST_F(FileStateTest, GivesTheWholeSizeOfAnOpenFile) {
+  MakeSparseFile(directory_.SystemName("big"), 0x140000005);  // 5 GiB + 5
+  Owned<File, File_Close> file;
+  ASSERT_EQ(File_Open(Name("big").c_str(), FileMode_Read, file.out()), Error_None);
+  FileState state = {9, 9, 9, {}};
+  uint64_t size = 7;
+  EXPECT_EQ(File_GetStateOpenFile64(file.get(), &state, &size), 0);
+  EXPECT_EQ(size, 0x140000005u);
+  EXPECT_EQ(state.size, 0x40000005u);
+  EXPECT_EQ(state.exists, 1);
+  EXPECT_EQ(state.isDirectory, 0);
+  EXPECT_EQ(File_GetStateOpenFile64(file.get(), &state, nullptr), 0);
+  EXPECT_EQ(File_GetStateOpenFile64(nullptr, &state, &size), -1);
+  EXPECT_EQ(size, 0u);
+  EXPECT_EQ(state.exists, 0);
+  size = 7;
+  EXPECT_EQ(File_GetStateOpenFile64(file.get(), nullptr, &size), -1);
+  EXPECT_EQ(size, 0u);
+}
+
+TEST_F(FileStateTest, GivesSizeZero_WithoutAStateOrForADirectory) {
+  directory_.MakeDirectory("d");
+  FileState state;
+  uint64_t size = 7;
+  EXPECT_EQ(File_GetState64(Name("d").c_str(), &state, &size), Error_None);
+  EXPECT_EQ(size, 0u);
+  EXPECT_EQ(state.isDirectory, 1);
+  size = 7;
+  EXPECT_EQ(File_GetState64(Name("d").c_str(), nullptr, &size), Error_Invalid);
+  EXPECT_EQ(size, 0u);
 }
 
 TEST_F(FileStateTest, GivesNoTimeThatATimeCannotHold) {
@@ -210,6 +243,70 @@ TEST_F(FileStateTest, SaysWhyARenameFailed) {
   EXPECT_EQ(File_Move(Name("f").c_str(), nullptr), Error_Invalid);
   EXPECT_EQ(File_Move(Name("f").c_str(), std::string(1024, 'a').c_str()), Error_Exceed);
   EXPECT_EQ(directory_.Read("f"), "abc");
+}
+
+// ---- replacing ---------------------------------------------------------------------------------
+
+TEST_F(FileStateTest, ReplacesAFile) {
+  directory_.Write("f", "abc");
+  directory_.Write("g", "much longer");
+  EXPECT_EQ(File_Replace(Name("f").c_str(), Name("g").c_str()), Error_None);
+  EXPECT_EQ(directory_.Read("g"), "abc");
+  EXPECT_EQ(directory_.List(), (std::vector<std::string>{"g"}));
+}
+
+TEST_F(FileStateTest, RenamesByReplacing_WhereNothingStands) {
+  directory_.Write("f", "abc");
+  directory_.MakeDirectory("d");
+  EXPECT_EQ(File_Replace(Name("f").c_str(), Name("d/g").c_str()), Error_None);
+  EXPECT_FALSE(directory_.Exists("f"));
+  EXPECT_EQ(directory_.Read("d/g"), "abc");
+}
+
+TEST_F(FileStateTest, ReplacesNoDirectoryAndByNone) {
+  directory_.Write("f", "abc");
+  directory_.MakeDirectory("d");
+  directory_.MakeDirectory("e");
+  EXPECT_EQ(File_Replace(Name("f").c_str(), Name("d").c_str()), Error_Fail);
+  EXPECT_EQ(File_Replace(Name("d").c_str(), Name("f").c_str()), Error_Fail);
+  EXPECT_EQ(File_Replace(Name("d").c_str(), Name("e").c_str()), Error_Fail);
+  EXPECT_EQ(File_Replace(Name("d").c_str(), Name("new").c_str()), Error_Fail);
+  EXPECT_EQ(directory_.List(), (std::vector<std::string>{"d", "e", "f"}));
+  EXPECT_EQ(directory_.Read("f"), "abc");
+}
+
+TEST_F(FileStateTest, SaysWhyAFileWasNotReplaced) {
+  directory_.Write("f", "abc");
+  directory_.Write("g", "xyz");
+  EXPECT_EQ(File_Replace(Name("missing").c_str(), Name("g").c_str()), Error_NotFound);
+  EXPECT_EQ(File_Replace(Name("f").c_str(), Name("missing/g").c_str()), Error_NotFound);
+  EXPECT_EQ(File_Replace(nullptr, Name("g").c_str()), Error_Invalid);
+  EXPECT_EQ(File_Replace(Name("f").c_str(), nullptr), Error_Invalid);
+  EXPECT_EQ(File_Replace(std::string(1024, 'a').c_str(), Name("g").c_str()), Error_Exceed);
+  EXPECT_EQ(File_Replace(Name("f").c_str(), std::string(1024, 'a').c_str()), Error_Exceed);
+  EXPECT_EQ(directory_.Read("f"), "abc");
+  EXPECT_EQ(directory_.Read("g"), "xyz");
+  ErrorDetail detail;
+  Error_ClearLast();
+  EXPECT_EQ(File_Replace(Name("missing").c_str(), Name("g").c_str()), Error_NotFound);
+  ASSERT_EQ(Error_GetLast(&detail), Error_None);
+  EXPECT_STREQ(detail.operation, "File_Replace");
+  EXPECT_EQ(detail.status, Error_NotFound);
+}
+
+// Who reads the old file keeps it, or the system refuses.
+TEST_F(FileStateTest, NeverMixesTheFiles_WhenTheOldOneIsBeingRead) {
+  directory_.Write("f", "abc");
+  directory_.Write("g", "xyz");
+  Owned<File, File_Close> reader;
+  ASSERT_EQ(File_Open(Name("g").c_str(), FileMode_Read, reader.out()), Error_None);
+  const ErrorCode status = File_Replace(Name("f").c_str(), Name("g").c_str());
+  EXPECT_EQ(status, kIsWindows ? Error_NoAccess : Error_None);
+  char bytes[4] = "";
+  EXPECT_EQ(File_Read(reader.get(), 3, bytes), 3u);
+  EXPECT_STREQ(bytes, "xyz");
+  EXPECT_EQ(directory_.Read("g"), status == Error_None ? "abc" : "xyz");
+  EXPECT_EQ(directory_.Exists("f"), status != Error_None);
 }
 
 // ---- copying in one step -----------------------------------------------------------------------

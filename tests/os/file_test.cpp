@@ -182,6 +182,61 @@ TEST_F(FileTest, ReportsAnotherSeekMode) {
   EXPECT_EQ(capture.Lines()[1], "#### Error: Invalid seekMode -1\n");
 }
 
+TEST_F(FileTest, SeeksBeyondFourGigabytesFromThreeOrigins) {
+  MakeSparseFile(directory_.SystemName("big"), 0x100000006);  // 4 GiB + 6
+  OwnedFile file = Open("big", FileMode_Update);
+  EXPECT_EQ(File_Seek64(file.get(), FileSeek_Start, 0x100000005), 0);
+  EXPECT_EQ(File_Tell64(file.get()), 0x100000005);
+  EXPECT_EQ(ReadAll(file.get(), 5), "x");
+  EXPECT_EQ(File_Seek64(file.get(), FileSeek_Current, -0x100000004), 0);
+  EXPECT_EQ(File_Tell64(file.get()), 2);
+  EXPECT_EQ(File_Seek64(file.get(), FileSeek_End, -0x100000001), 0);
+  EXPECT_EQ(File_Tell64(file.get()), 5);
+  EXPECT_EQ(File_Seek64(file.get(), FileSeek_Start, -1), -1);
+  EXPECT_EQ(File_Seek64(file.get(), FileSeek_End, -0x100000007), -1);
+  EXPECT_EQ(File_Tell64(file.get()), 5);
+  // Written as text and as bytes, the position counts what is held back.
+  EXPECT_EQ(File_Seek64(file.get(), FileSeek_Start, 0x100000006), 0);
+  EXPECT_EQ(File_Print(file.get(), "%s", "abc"), 3);
+  EXPECT_EQ(File_Tell64(file.get()), 0x100000009);
+}
+
+TEST_F(FileTest, RefusesWhatItCannotSeekTo) {
+  OwnedFile file = Open("f", FileMode_Write);
+  EXPECT_EQ(File_Seek64(nullptr, FileSeek_Start, 0), -1);
+  EXPECT_EQ(File_Tell64(nullptr), -1);
+  EXPECT_EQ(File_Tell(nullptr), -1);
+  ErrorCapture capture;
+  EXPECT_EQ(File_Seek64(file.get(), 3, 0), Error_Fail);
+  ASSERT_EQ(capture.Lines().size(), 1u);
+  EXPECT_EQ(capture.Lines()[0], "#### Error: Invalid seekMode 3\n");
+}
+
+TEST_F(FileTest, WritesWhatIsHeldBack_BeforeItWaitsForTheDisk) {
+  OwnedFile file = Open("f", FileMode_Write);
+  EXPECT_EQ(File_Write(file.get(), 2, "ab"), 2u);
+  EXPECT_EQ(File_Print(file.get(), "%s", "cd"), 2);
+  EXPECT_EQ(File_FlushToDisk(file.get()), 0);
+  EXPECT_EQ(directory_.Read("f"), "abcd");
+  EXPECT_EQ(File_FlushToDisk(nullptr), -1);
+}
+
+// More than the C library of Windows gives out at first.
+TEST_F(FileTest, OpensAThousandFiles) {
+  std::vector<OwnedFile> files;
+  for (int i = 0; i < 1000; ++i) {
+    files.push_back(Open(std::to_string(i), FileMode_ReadWriteNew));
+    ASSERT_NE(files.back().get(), nullptr) << i;
+    EXPECT_EQ(File_Print(files.back().get(), "%d", i), i < 10 ? 1 : i < 100 ? 2 : 3);
+  }
+  for (int i = 0; i < 1000; ++i) {
+    EXPECT_EQ(File_Seek(files[static_cast<size_t>(i)].get(), FileSeek_Start, 0), 0);
+    EXPECT_EQ(ReadAll(files[static_cast<size_t>(i)].get(), 10), std::to_string(i));
+    EXPECT_EQ(File_Close(files[static_cast<size_t>(i)].release()), Error_None);
+  }
+  EXPECT_EQ(directory_.Read("999"), "999");
+}
+
 TEST_F(FileTest, WritesBeyondTwoGigabytes) {
   MakeSparseFile(directory_.SystemName("big"), 0x140000000);  // 5 GiB
   OwnedFile file = Open("big", 4);

@@ -30,10 +30,11 @@ HANDLE HandleOf(int descriptor) {
   return reinterpret_cast<HANDLE>(_get_osfhandle(descriptor));
 }
 
-// The C library gives out 512 streams at once, and 2,048 when it is asked to. It is asked only when the 512
-// are used up, as the whole program shares them.
+// The C library gives out 512 streams at once, and 2,048, as many as it has descriptors, when it is asked to.
+// It is asked only when the 512 are used up, as the whole program shares them, and for fewer than there are
+// descriptors: some C libraries leave the new file behind that they have no descriptor for.
 FILE* StreamOf(int descriptor, const char* mode) {
-  constexpr int kMostStreams = 2048;
+  constexpr int kMostStreams = 2000;
   FILE* stream = _fdopen(descriptor, mode);
   const bool mayHaveMore = stream == nullptr && _getmaxstdio() < kMostStreams;
   return mayHaveMore && _setmaxstdio(kMostStreams) >= 0 ? _fdopen(descriptor, mode) : stream;

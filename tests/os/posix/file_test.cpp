@@ -7,8 +7,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cstring>
 #include <string>
+#include <thread>
 
 #include "os/core/owned.h"
 #include "os/file/file_internal.h"
@@ -380,6 +382,82 @@ TEST_F(FileLinkTest, IsNeverReplacedOrWrittenThrough) {
   File* file = nullptr;
   EXPECT_EQ(iFile_OpenNew(Name("dangling").c_str(), 2, false, &file), Error_Exists);
   EXPECT_FALSE(directory_.Exists("nowhere"));
+}
+
+// ---- replacing ---------------------------------------------------------------------------------
+
+TEST_F(FileOnPosixTest, ReplacesALinkItself) {
+  directory_.Write("kept", "kept");
+  directory_.MakeDirectory("d");
+  directory_.Write("f", "abc");
+  fs::create_symlink("kept", directory_.SystemName("toFile"));
+  fs::create_symlink("nowhere", directory_.SystemName("dangling"));
+  fs::create_symlink("d", directory_.SystemName("toDirectory"));
+  EXPECT_EQ(File_Replace(Name("f").c_str(), Name("toFile").c_str()), Error_None);
+  EXPECT_FALSE(fs::is_symlink(directory_.SystemName("toFile")));
+  EXPECT_EQ(directory_.Read("kept"), "kept");
+  EXPECT_EQ(File_Replace(Name("toFile").c_str(), Name("dangling").c_str()), Error_None);
+  EXPECT_FALSE(fs::is_symlink(directory_.SystemName("dangling")));
+  EXPECT_EQ(directory_.Read("dangling"), "abc");
+  EXPECT_EQ(File_Replace(Name("dangling").c_str(), Name("toDirectory").c_str()), Error_Fail);
+  EXPECT_TRUE(fs::is_symlink(directory_.SystemName("toDirectory")));
+  // A link is also renamed itself.
+  fs::create_symlink("kept", directory_.SystemName("link"));
+  EXPECT_EQ(File_Replace(Name("link").c_str(), Name("dangling").c_str()), Error_None);
+  EXPECT_EQ(fs::read_symlink(directory_.SystemName("dangling")), "kept");
+}
+
+// Whoever opens the name finds one of the files, whole.
+TEST_F(FileOnPosixTest, AlwaysShowsOneOfTheFiles_WhileOneIsReplaced) {
+  const std::string texts[2] = {std::string(3000, 'a'), std::string(5000, 'b')};
+  directory_.Write("g", texts[0]);
+  std::atomic<bool> isDone{false};
+  std::thread replacing([&] {
+    for (size_t i = 0; i < 300; ++i) {
+      directory_.Write("f", texts[i % 2]);
+      EXPECT_EQ(File_Replace(Name("f").c_str(), Name("g").c_str()), Error_None);
+    }
+    isDone = true;
+  });
+  while (!isDone) {
+    const std::string seen = directory_.Read("g");
+    EXPECT_TRUE(seen == texts[0] || seen == texts[1]) << seen.size();
+  }
+  replacing.join();
+}
+
+TEST_F(FileOnPosixTest, ReplacesNothing_WhereItMayNotWrite) {
+  directory_.MakeDirectory("d");
+  directory_.Write("d/f", "abc");
+  directory_.Write("d/g", "xyz");
+  {
+    const WriteProtection protection(directory_.SystemName("d"));
+    EXPECT_EQ(File_Replace(Name("d/f").c_str(), Name("d/g").c_str()), Error_NoAccess);
+  }
+  EXPECT_EQ(directory_.Read("d/f"), "abc");
+  EXPECT_EQ(directory_.Read("d/g"), "xyz");
+}
+
+TEST_F(FileOnPosixTest, ReplacesNothingOnAnotherVolume) {
+  struct stat here, there;
+  ASSERT_EQ(stat(directory_.SystemName().c_str(), &here), 0);
+  ASSERT_EQ(stat("/dev/shm", &there), 0);
+  if (here.st_dev == there.st_dev) GTEST_SKIP() << "/dev/shm is on the volume of the temporary folder";
+  directory_.Write("f", "abc");
+  const std::string target = "/dev/shm/qz-replaced-" + std::to_string(getpid());
+  EXPECT_EQ(File_Replace(Name("f").c_str(), target.c_str()), Error_Fail);
+  EXPECT_FALSE(fs::exists(target));
+  EXPECT_EQ(directory_.Read("f"), "abc");
+}
+
+// ---- waiting for the disk ----------------------------------------------------------------------
+
+TEST_F(FileOnPosixTest, SaysThatWhatWasHeldBackDidNotReachTheDisk) {
+  OwnedFile file;
+  ASSERT_EQ(File_Open("/dev/full", FileMode_Write, file.out()), Error_None);
+  EXPECT_GT(File_Print(file.get(), "%s", "abc"), 0);
+  EXPECT_EQ(File_FlushToDisk(file.get()), -1);
+  EXPECT_EQ(Stream_Error(File_GetStream(file.get())), Error_Exceed);
 }
 
 }  // namespace
