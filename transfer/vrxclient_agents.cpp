@@ -1,0 +1,22 @@
+// VRXClient: the calls on the list of its agents.
+#include "qz/error.h"
+#include "transfer/agentlist_internal.h"
+#include "transfer/vrxclient_internal.h"
+
+ErrorCode VRXClient_AddAgent(VRXClient* client, Agent* agent) {
+  if (client == nullptr || agent == nullptr) return Error_Invalid;
+  const ErrorCode status = iAgentList_Add(&client->data.agents, agent);
+  if (status == Error_None) client->isChanged = true;
+  return status;
+}
+
+Agent* VRXClient_GetAgent(VRXClient* client, const char* className) {
+  return client != nullptr ? iAgentList_GetFirst(&client->data.agents, className) : nullptr;
+}
+
+ErrorCode VRXClient_RemoveAgent(VRXClient* client, const char* className) {
+  if (client == nullptr || className == nullptr) return Error_Invalid;
+  const ErrorCode status = iAgentList_RemoveFirst(&client->data.agents, className);
+  if (status == Error_None) client->isChanged = true;
+  return status;
+}
