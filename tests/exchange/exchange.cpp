@@ -18,6 +18,7 @@
 #include "qz/file.h"
 #include "qz/memory.h"
 #include "qz/traverse.h"
+#include "transfer/serverlist_internal.h"
 
 namespace {
 
@@ -405,6 +406,36 @@ void ReadReadableServers(const char* name, Order order) {
   Traverse_Delete(traverse);
 }
 
+// ---- servers of a transfer -------------------------------------------------------------------------
+
+void DescribeTransferServers(Traverse* traverse, void* list) {
+  iServerList_Describe(traverse, static_cast<ServerList*>(list), false);
+}
+
+void WriteTransferServers(const char* name, Order order) {
+  ServerList list = {};
+  bool isAdded = false;
+  CheckStatus(iServerList_New("ftp://user:pw@host:2121/dir/file", &list), name);
+  CheckStatus(iServerList_Add(&list, "http://b/x%20y", &isAdded), name);
+  list.first->isFailed = true;
+  WriteRecord(name, order, DescribeTransferServers, &list);
+  iServerList_Delete(&list);
+}
+
+void ReadTransferServers(const char* name, Order order) {
+  ServerList list = {};
+  ReadRecord(name, order, DescribeTransferServers, &list);
+  Check(list.count == 2, "number of servers");
+  if (list.count == 2) {
+    Check(list.first->isFailed && !list.last->isFailed, "marks");
+    CheckText(list.first->url->user, "user", "user");
+    CheckText(list.first->url->path, "/dir/file", "path");
+    CheckText(list.last->url->host, "b", "host");
+    CheckText(list.last->url->path, "/x y", "path");
+  }
+  iServerList_Delete(&list);
+}
+
 // ---- configuration files ---------------------------------------------------------------------------
 
 Config* NewSettings() {
@@ -464,6 +495,8 @@ constexpr Format kFormats[] = {
     {"servers-network", Order::Network, WriteServers, ReadServers},
     {"readable-servers-little", Order::Little, WriteReadableServers, ReadReadableServers},
     {"readable-servers-network", Order::Network, WriteReadableServers, ReadReadableServers},
+    {"transfer-servers-little", Order::Little, WriteTransferServers, ReadTransferServers},
+    {"transfer-servers-network", Order::Network, WriteTransferServers, ReadTransferServers},
     {"settings.conf", Order::Little, WriteSettings, ReadSettings},
 };
 
