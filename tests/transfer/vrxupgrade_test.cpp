@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "os/core/memory_testing.h"
@@ -421,6 +422,25 @@ TEST_F(VRXUpgradeTest, ForgetsAFailureAtTheNextStart) {
   iVRXUpgrade_End();
   ASSERT_EQ(iVRXUpgrade_Start(), Error_None);
   EXPECT_EQ(VRXUpgrade_IsCheckTime(), 1);
+}
+
+TEST_F(VRXUpgradeTest, IsUsedByEightThreads) {
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 8; ++i) {
+    threads.emplace_back([i] {
+      const std::string location(static_cast<size_t>(i) + 1, 'x');
+      for (int round = 0; round < 100; ++round) {
+        iVRXClientSystem_RaiseConnections();
+        VRXUpgrade_SetInstalledVersion(static_cast<uint32_t>(round));
+        EXPECT_EQ(VRXUpgrade_SetLocation(location.c_str()), Error_None);
+        EXPECT_EQ(Check(), "0 ");
+        EXPECT_EQ(VRXUpgrade_IsCheckTime(), 0) << "it failed just now";
+        iVRXClientSystem_LowerConnections();
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(iVRXClientSystem_Connections(), 0u);
 }
 
 TEST_F(VRXUpgradeTest, FailsOrFindsTheFile_WhicheverAllocationFails) {
