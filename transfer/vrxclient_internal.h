@@ -93,6 +93,7 @@ struct VRXClient {
   VRXClient* previous;
   VRXClient* next;
   bool isListed;
+  bool isEnding;          // closed by its application, though not gone yet
   uint32_t firstURLHash;  // of the first server's URL data
   std::atomic<bool> isCompleted;
 
@@ -251,8 +252,12 @@ bool iVRXClient_IsDataFileTaken(const VRXClient* client, const char* path);
 bool iVRXClient_OwnsDataFile(const VRXClient* client);
 // Removes the data file when it may be removed, and forgets the name in any case.
 void iVRXClient_ForgetDataFile(VRXClient* client);
-// Looks at the data file: takes its size, and a download's offset. Forgets one that is missing or empty.
+// Takes the size of the data file, and a download's offset, 0 when it is missing. Whether there is data.
+bool iVRXClient_LookAtDataFile(VRXClient* client);
+// The same after reading a record: forgets a file that is missing or empty.
 void iVRXClient_AdoptDataFile(VRXClient* client);
+// Whether a path is one that the library made: the cache directory, the prefix, a number.
+bool iVRXClient_IsOwnName(const char* path, const char* prefix);
 
 // ---- the local path (vrxclient_localpath.cpp) --------------------------------------------------
 
@@ -262,8 +267,22 @@ void iVRXClient_AdoptDataFile(VRXClient* client);
 void iVRXClient_SafeName(const char* name, char (&safeName)[kPathSize]);
 // The transfer's file name as a safe one.
 void iVRXClient_SafeFileName(const VRXClient* client, char (&name)[kPathSize]);
+// Makes a path that was given the local path, or a place in it. Marks the record as changed, whatever comes
+// of it. Error_Invalid for "", Error_Exceed; those of iVRXClient_ChooseLocalPath (vrxclient_testing.h).
+ErrorCode iVRXClient_ApplyLocalPath(VRXClient* client, const char* path);
 // Gives a download without a local path the one in the preferences' download directory. Error_Exceed.
 ErrorCode iVRXClient_ApplyDefaultLocalPath(VRXClient* client);
+
+// ---- the record (vrxclient_record.cpp) ---------------------------------------------------------
+
+// Makes the fields those of a new transfer: empty, the size unknown.
+void iVRXClient_InitRecord(VRXClientData* data);
+// Reads a record into fields that were initialised. After a failure iVRXClient_FreeRecord is due.
+ErrorCode iVRXClient_ReadRecord(Traverse* traverse, VRXClientData* data);
+// isWithoutPasswords: without the password, and without users and passwords of URLs.
+ErrorCode iVRXClient_WriteRecord(Traverse* traverse, VRXClientData* data, bool isWithoutPasswords);
+// Deletes the agents, with the pair "forever" = isForever, and the servers.
+void iVRXClient_FreeRecord(VRXClientData* data, int32_t isForever);
 
 // ---- the list of all transfers (vrxclient_list.cpp) --------------------------------------------
 
@@ -272,8 +291,10 @@ ErrorCode iVRXClient_ApplyDefaultLocalPath(VRXClient* client);
 ErrorCode iVRXClientList_Link(VRXClient* client, bool isExclusive);
 // Takes it off. Nothing happens when it is not in the list.
 void iVRXClientList_Unlink(VRXClient* client);
-// Takes off all.
-void iVRXClientList_Clear();
+// Takes the first one off and returns it; null when the list is empty.
+VRXClient* iVRXClientList_TakeFirst();
+// From now on the transfer counts as ended: its URL is free for another one.
+void iVRXClientList_MarkEnding(VRXClient* client);
 // Whether a transfer that is not completed has this URL among its servers.
 bool iVRXClientList_HasURL(const URLData& url);
 // Whether a transfer other than `except` has this path for its data file, or for its log.

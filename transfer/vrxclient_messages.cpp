@@ -1,0 +1,246 @@
+// What a transfer says: numbers to texts, and the log of a transfer.
+//
+//   number, arguments -> text -> log file (text CR LF) -> message callbacks
+//
+// The log file is opened for each line: a thousand transfers must not hold a thousand files.
+#include <cinttypes>
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+#include <string_view>
+
+#include "os/core/lock_internal.h"
+#include "os/core/owned.h"
+#include "os/file/file_internal.h"
+#include "qz/memory.h"
+#include "qz/os.h"
+#include "transfer/vrxclient_internal.h"
+#include "transfer/vrxclient_testing.h"
+
+namespace {
+
+// Two paths, a host or a reply of a server and the words around them.
+constexpr size_t kMessageSize = 4096;
+constexpr uint32_t kFileSizeMessage = 11;
+constexpr std::string_view kSizePlace = "%lu";
+constexpr int64_t kLogSizeLimit = INT32_MAX;
+constexpr int kLogNameTries = 100;
+constexpr char kLogPrefix[] = "info";
+
+struct MessageRow {
+  uint32_t number;
+  const char* format;
+};
+
+constexpr MessageRow kMessages[] = {
+    {0, "An error occurred: %s"},
+    {1, "Download stopped."},
+    {2, "System problem. Download postponed."},
+    {3, "Connection denied by server."},
+    {4, "Out of memory."},
+    {5, "Invalid address."},
+    {6, "Connection timed out. Download postponed."},
+    {7, "Attempting to reconnect."},
+    {8, "Server connection terminated."},
+    {9, "Connection cancelled."},
+    {10, "Trying \"%s://%s:%d\"..."},
+    {11, "File size is %lu bytes."},
+    {12, "Locating server..."},
+    {13, "Selecting server..."},
+    {14, "Memory low."},
+    {15, "No server or mirror found."},
+    {16, "Unsupported protocol: \"%s\""},
+    {17, "Connection failed."},
+    {18, "Connected."},
+    {19, "Logging in as \"%s\"..."},
+    {20, "Can't log in as \"%s\""},
+    {21, "Setting transfer mode..."},
+    {22, "Can't write to file. The disk may be full."},
+    {23, "Download completed on %s."},
+    {24, "Locating mirror sites..."},
+    {25, "Not a Netcask server."},
+    {26, "Mirror sites located. "},
+    {27, "This item is a directory, not a file."},
+    {28, "Changing directory..."},
+    {29, "File size is unknown."},
+    {30, "Can't access cache file."},
+    {31, "Initiating download..."},
+    {32, "Server supports pause/resume."},
+    {33, "Server does not support pause/resume."},
+    {34, "Downloading..."},
+    {35, "Authentication already complete."},
+    {36, "Reestablishing lost connection."},
+    {37, "Content is a web page."},
+    {38, "Attempting reverse connection mode..."},
+    {39, "Can not find file to upload \"%s\"."},
+    {40, "Upload file has been moved or deleted, using cached copy."},
+    {41, "Upload file has not been altered."},
+    {42, "Copying upload file..."},
+    {43, "Moving file to \"%s\"..."},
+    {44, "Can't move file to \"%s\"..."},
+    {45, "Can't move file to \"%s\" because it doesn't exist..."},
+    {46, "Completed copy to \"%s\""},
+    {47, "Failed while copying file \"%s\""},
+    {48, "Server does not support secure transfers. Stopping."},
+    {49, "Not enough disk space to complete download."},
+};
+constexpr uint32_t kMessageCount = sizeof kMessages / sizeof kMessages[0];
+
+constexpr bool AreInOrder() {
+  for (uint32_t number = 0; number < kMessageCount; ++number) {
+    if (kMessages[number].number != number) return false;
+  }
+  return true;
+}
+static_assert(kMessageCount == 50 && AreInOrder());
+static_assert(std::string_view(kMessages[kFileSizeMessage].format).find(kSizePlace) !=
+              std::string_view::npos);
+
+void FormatMessage(uint32_t number, va_list arguments, char (&text)[kMessageSize]) {
+  if (number < kMessageCount) {
+    vsnprintf(text, sizeof text, kMessages[number].format, arguments);
+  } else {
+    snprintf(text, sizeof text, "Whoops (%d)", static_cast<int>(number));
+  }
+}
+
+// ---- the log file ----------------------------------------------------------------------------------------
+
+void SetLogPath(VRXClient* client, const char* path) {
+  const LibraryLock lock;
+  snprintf(client->data.logPath, sizeof client->data.logPath, "%s", path);
+  client->isLogPathOwn = true;
+  client->isChanged = true;
+}
+
+ErrorCode CreateLogFile(const char* directory, const VRXClient* client, char (&path)[kPathSize]) {
+  const ErrorCode status = File_UniquifyName(directory, kLogPrefix, path);
+  if (status != Error_None) return status;
+  if (strlen(path) > kPathSize - 2) return Error_Exceed;
+  if (iVRXClientList_HasPath(path, client)) return Error_Exists;
+  Owned<File, File_Close> file;
+  return iFile_OpenNew(path, FileMode_Write, true, file.out());
+}
+
+// Gives the transfer a log file of its own, unless it has one.
+bool HasLogFile(VRXClient* client) {
+  if (client->isLogPathOwn) return true;
+  char directory[kPathSize];
+  char path[kPathSize];
+  if (File_GetSysDir(SysDir_Cache, directory) != Error_None) return false;
+  ErrorCode status = Error_Exists;
+  for (int i = 0; i < kLogNameTries && status == Error_Exists; ++i) {
+    status = CreateLogFile(directory, client, path);
+  }
+  if (status != Error_None) return false;
+  SetLogPath(client, path);
+  return true;
+}
+
+// A line that cannot be written is lost: the transfer itself does not depend on it.
+void WriteLine(VRXClient* client, const char* text) {
+  if (!HasLogFile(client)) return;
+  Owned<File, File_Close> file;
+  if (File_Open(client->data.logPath, FileMode_Append, file.out()) != Error_None) return;
+  File_Print(file.get(), "%s\r\n", text);
+}
+
+ErrorCode ReadLog(const char* path, char** text) {
+  Owned<File, File_Close> file;
+  if (File_Open(path, FileMode_Read, file.out()) != Error_None) return Error_NotFound;
+  const int64_t size = iFile_Size64(file.get());
+  if (size <= 0) return Error_NotFound;
+  if (size > kLogSizeLimit) return Error_Memory;
+  auto* bytes = static_cast<char*>(Memory_New(static_cast<size_t>(size) + 1));
+  if (bytes == nullptr) return Error_Memory;
+  bytes[File_Read(file.get(), static_cast<uint32_t>(size), bytes)] = '\0';
+  *text = bytes;
+  return Error_None;
+}
+
+// ---- telling the application -----------------------------------------------------------------------------
+
+void DropLogText(VRXClient* client) {
+  if (client->logText == nullptr) return;
+  Memory_Delete(client->logText);
+  client->logText = nullptr;
+  if (client->methods != nullptr && client->methods->logChanged != nullptr)
+    client->methods->logChanged(client->userData);
+  if (client->methods64 != nullptr && client->methods64->logChanged != nullptr)
+    client->methods64->logChanged(client->userData64);
+}
+
+void CallBack(VRXClient* client, const char* text) {
+  if (client->methods != nullptr && client->methods->message != nullptr)
+    client->methods->message(client->userData, text);
+  if (client->methods64 != nullptr && client->methods64->message != nullptr)
+    client->methods64->message(client->userData64, text);
+}
+
+}  // namespace
+
+void iVRXClient_ReportText(VRXClient* client, const char* text) {
+  // Kept: an empty message is no line of the log; programs show logs with every line a message.
+  if (text[0] != '\0') {
+    WriteLine(client, text);
+    DropLogText(client);
+  }
+  CallBack(client, text);
+}
+
+void iVRXClient_Message(VRXClient* client, uint32_t number, ...) {
+  char text[kMessageSize];
+  va_list arguments;
+  va_start(arguments, number);
+  FormatMessage(number, arguments, text);
+  va_end(arguments);
+  iVRXClient_ReportText(client, text);
+}
+
+void iVRXClient_MessageSize(VRXClient* client, uint64_t size) {
+  const std::string_view format = kMessages[kFileSizeMessage].format;
+  const size_t place = format.find(kSizePlace);
+  char text[kMessageSize];
+  snprintf(text, sizeof text, "%.*s%" PRIu64 "%s", static_cast<int>(place), format.data(),
+           size == kSizeUnknown ? UINT64_C(0xFFFFFFFF) : size, format.data() + place + kSizePlace.size());
+  iVRXClient_ReportText(client, text);
+}
+
+void iVRXClient_MessageText(VRXClient* client, const char* format, ...) {
+  char text[kMessageSize];
+  va_list arguments;
+  va_start(arguments, format);
+  vsnprintf(text, sizeof text, format, arguments);
+  va_end(arguments);
+  iVRXClient_ReportText(client, text);
+}
+
+void iVRXClient_AppendToLog(VRXClient* client, const char* text) {
+  WriteLine(client, text);
+  client->isLogStale = true;
+}
+
+ErrorCode VRXClient_GetInfo(VRXClient* client, const char** text) {
+  if (text == nullptr) return Error_Invalid;
+  *text = nullptr;
+  if (client == nullptr) return Error_Invalid;
+  if (client->isLogStale) {
+    Memory_Delete(client->logText);
+    client->logText = nullptr;
+    client->isLogStale = false;
+  }
+  if (client->logText == nullptr) {
+    const ErrorCode status =
+        client->isLogPathOwn ? ReadLog(client->data.logPath, &client->logText) : ErrorCode{Error_NotFound};
+    if (status != Error_None) return status;
+  }
+  *text = client->logText;
+  return Error_None;
+}
+
+ErrorCode VRXClient_AgentMessage(VRXClient* client, const char* text) {
+  if (client == nullptr || text == nullptr) return Error_Invalid;
+  const TransferCall call(client);
+  iVRXClient_ReportText(client, text);
+  return Error_None;
+}
