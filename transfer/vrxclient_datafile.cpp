@@ -1,0 +1,103 @@
+// The data file of a transfer: its name, and who may remove it. A record may be damaged, or made to harm, so
+// nothing is removed but what the library can have made itself.
+#include <cstdio>
+#include <cstring>
+#include <string_view>
+
+#include "os/core/lock_internal.h"
+#include "os/file/file_internal.h"
+#include "qz/os.h"
+#include "transfer/vrxclient_internal.h"
+
+namespace {
+
+constexpr char kDataPrefix[] = "vrxData";
+constexpr std::string_view kPartEnding = ".part";
+constexpr int kNameTries = 100;
+
+bool AreDigits(std::string_view text) {
+  return !text.empty() && text.find_first_not_of("0123456789") == std::string_view::npos;
+}
+
+// With its "/"; empty for a name in the current directory.
+std::string_view DirectoryOf(std::string_view path) {
+  return path.substr(0, path.rfind('/') + 1);
+}
+
+bool IsPartBesideTarget(const VRXClient* client) {
+  const std::string_view path = client->data.dataPath;
+  const std::string_view target = client->data.localPath;
+  return client->data.isUpload == 0 && !target.empty() && path != target && path.ends_with(kPartEnding) &&
+         DirectoryOf(path) == DirectoryOf(target);
+}
+
+// Takes the name unless another transfer has it.
+bool Claim(VRXClient* client, const char* path) {
+  const LibraryLock lock;
+  if (iVRXClientList_HasPath(path, client)) return false;
+  iVRXClient_SetDataPath(client, path);
+  return true;
+}
+
+}  // namespace
+
+bool iVRXClient_IsOwnName(const char* path, const char* prefix) {
+  char beginning[kPathSize];
+  if (File_GetSysDir(SysDir_Cache, beginning) != Error_None) return false;
+  if (iFile_Join(beginning, prefix, beginning) != Error_None) return false;
+  std::string_view name = path;
+  if (!name.starts_with(beginning)) return false;
+  name.remove_prefix(strlen(beginning));
+  return AreDigits(name);
+}
+
+ErrorCode iVRXClient_NameDataFile(VRXClient* client) {
+  if (client->data.dataPath[0] != '\0') return Error_None;
+  char directory[kPathSize];
+  char path[kPathSize];
+  ErrorCode status = File_GetSysDir(SysDir_Cache, directory);
+  for (int i = 0; i < kNameTries && status == Error_None; ++i) {
+    status = File_UniquifyName(directory, kDataPrefix, path);
+    if (status == Error_None && strlen(path) > kPathSize - 2) status = Error_Exceed;
+    if (status == Error_None && Claim(client, path)) return Error_None;
+  }
+  return status == Error_None ? ErrorCode{Error_Fail} : status;
+}
+
+void iVRXClient_SetDataPath(VRXClient* client, const char* path) {
+  const LibraryLock lock;
+  if (strcmp(client->data.dataPath, path) == 0) return;
+  snprintf(client->data.dataPath, sizeof client->data.dataPath, "%s", path);
+  client->isChanged = true;
+}
+
+bool iVRXClient_IsDataFileTaken(const VRXClient* client, const char* path) {
+  return iVRXClientList_HasPath(path, client);
+}
+
+bool iVRXClient_OwnsDataFile(const VRXClient* client) {
+  const char* path = client->data.dataPath;
+  if (!iVRXClient_IsOwnName(path, kDataPrefix) && !IsPartBesideTarget(client)) return false;
+  return !iVRXClientList_HasPath(path, client);
+}
+
+void iVRXClient_ForgetDataFile(VRXClient* client) {
+  if (iVRXClient_OwnsDataFile(client)) File_Unlink(client->data.dataPath);
+  iVRXClient_SetDataPath(client, "");
+  client->dataFileSize = 0;
+}
+
+bool iVRXClient_LookAtDataFile(VRXClient* client) {
+  FileState state;
+  uint64_t size = 0;
+  const bool isThere = File_GetState64(client->data.dataPath, &state, &size) == Error_None &&
+                       state.exists != 0 && state.isDirectory == 0;
+  client->dataFileSize = isThere ? size : 0;
+  client->offset = client->data.isUpload == 0 ? client->dataFileSize : 0;
+  return client->dataFileSize != 0;
+}
+
+void iVRXClient_AdoptDataFile(VRXClient* client) {
+  if (client->data.dataPath[0] == '\0') return;
+  if (!iVRXClient_LookAtDataFile(client)) iVRXClient_SetDataPath(client, "");
+}
