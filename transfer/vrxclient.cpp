@@ -547,6 +547,7 @@ uint32_t VRXClient_GetState(const VRXClient* client) {
 uint64_t VRXClient_GetSize64(const VRXClient* client) {
   if (client == nullptr) return 0;
   const uint64_t size = client->data.isUpload != 0 ? client->dataFileSize : client->data.size;
+  // Kept: a size of 0 is an unknown one; displays take it so.
   if (size != 0 && size != kSizeUnknown) return size;
   return client->data.declaredSize != 0 ? client->data.declaredSize : kSizeUnknown;
 }

@@ -115,6 +115,7 @@ ErrorCode iVRXClient_ChooseLocalPath(const LocalPathFacts& facts, const char* gi
 ErrorCode iVRXClient_ApplyLocalPath(VRXClient* client, const char* path) {
   if (path[0] == '\0') return Error_Invalid;
   if (strlen(path) > kLongestStoredPath) return Error_Exceed;
+  // Kept: marked before the path is checked; a save too many costs nothing.
   client->isChanged = true;
   char fileName[kPathSize];
   char chosen[kPathSize];
