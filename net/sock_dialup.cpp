@@ -47,8 +47,9 @@ ErrorCode Sock_SetRemoteAccess(const char* entry, int32_t hangUpWhenIdle) {
   if (entry == nullptr || *entry == '\0') {
     // Kept: the name is cleared before the hang-up looks for it, so clearing leaves a connection up; programs
     // clear the selection at their start and would cut a connection that another part uses.
-    selection.useDialUp = false;
-    selection.entry[0] = '\0';
+    // Nothing is written when there is nothing to clear: transfers do this while others connect.
+    if (selection.useDialUp) selection.useDialUp = false;
+    if (selection.entry[0] != '\0') selection.entry[0] = '\0';
     Sock_CloseRemoteAccess();
     return Error_None;
   }
