@@ -1,0 +1,91 @@
+// Deciding a resume, and where a redirect leads. No input or output.
+//
+//   answer                              action    size
+//   class 2, no range                   Restart   the length, if told
+//   416, offset 0                       Restart   0: there is no byte to ask for
+//   416, total = offset = known size    Continue  it: every byte is on the disk
+//   416                                 Changed
+//   range that no file can have         Refused
+//   range, another size or time         Changed
+//   range, first = offset               Continue  the total, or what the range ends with
+//   range, first = 0                    Restart   the same
+//   range                               Refused
+#include <cstring>
+
+#include "net/url_internal.h"
+#include "qz/error.h"
+#include "qz/memory.h"
+#include "transfer/vrxclient_resume_internal.h"
+
+namespace {
+
+bool IsTold(const Time& time) {
+  return time.seconds != 0 || time.milliseconds != 0;
+}
+
+bool IsOtherTime(const Time& told, const Time& known) {
+  return IsTold(told) && IsTold(known) && Time_Compare(&told, &known) != 0;
+}
+
+constexpr ResumeDecision kChanged = {ResumeAction::Changed, true, kSizeUnknown};
+constexpr ResumeDecision kRefused = {ResumeAction::Refused, false, kSizeUnknown};
+
+ResumeDecision JudgeUnsatisfied(const HTTPAnswer& answer, const KnownFile& known) {
+  if (known.offset == 0) return {ResumeAction::Restart, false, 0};
+  const bool isWhole = answer.total == known.offset && known.size == known.offset;
+  return isWhole ? ResumeDecision{ResumeAction::Continue, true, known.size} : kChanged;
+}
+
+ResumeDecision JudgeRange(const HTTPAnswer& answer, const KnownFile& known) {
+  if (answer.last == UINT64_MAX || answer.first > answer.last) return kRefused;
+  if (answer.total != kSizeUnknown && answer.total <= answer.last) return kRefused;
+  const uint64_t size = answer.total != kSizeUnknown ? answer.total : answer.last + 1;
+  if (known.size != kSizeUnknown && known.size != size) return kChanged;
+  if (known.offset > 0 && IsOtherTime(answer.lastModified, known.lastModified)) return kChanged;
+  if (answer.first == known.offset) return {ResumeAction::Continue, true, size};
+  return answer.first == 0 ? ResumeDecision{ResumeAction::Restart, true, size} : kRefused;
+}
+
+}  // namespace
+
+ResumeDecision iResume_JudgeHTTP(const HTTPAnswer& answer, const KnownFile& known) {
+  if (answer.code == kRangeNotSatisfiable) return JudgeUnsatisfied(answer, known);
+  if (!answer.hasRange) return {ResumeAction::Restart, false, answer.contentLength};
+  return JudgeRange(answer, known);
+}
+
+bool iResume_IsOtherFile(uint64_t toldSize, uint64_t knownSize, uint64_t dataFileSize) {
+  return dataFileSize > 0 && knownSize != kSizeUnknown && knownSize != 0 && toldSize != knownSize;
+}
+
+uint64_t iResume_DownloadOffset(uint64_t dataFileSize, uint64_t size) {
+  return size != kSizeUnknown && size < dataFileSize ? 0 : dataFileSize;
+}
+
+uint64_t iResume_UploadOffset(uint64_t serverSize, uint64_t dataFileSize) {
+  return serverSize != kSizeUnknown && serverSize < dataFileSize ? serverSize : 0;
+}
+
+ErrorCode iResume_RedirectTarget(const URLData& base, const char* location, char (&target)[kURLSize]) {
+  const std::string_view given = location;
+  URLData* absolute = nullptr;
+  const ErrorCode parsed = URL_NewData(location, &absolute);
+  Memory_Delete(absolute);
+  if (parsed == Error_Memory) return parsed;
+  if (parsed == Error_None) {
+    if (given.size() >= sizeof target) return Error_Exceed;
+    target[given.copy(target, given.size())] = '\0';
+    return Error_None;
+  }
+  std::string_view directory = base.path != nullptr ? base.path : "/";
+  directory = directory.substr(0, directory.find_first_of("?#"));
+  directory = directory.substr(0, directory.rfind('/') + 1);
+  if (given.starts_with('/')) directory = {};
+  char path[kURLSize];
+  if (directory.size() + given.size() >= sizeof path) return Error_Exceed;
+  const size_t length = directory.copy(path, directory.size());
+  path[length + given.copy(path + length, given.size())] = '\0';
+  URLData changed = base;
+  changed.path = path;
+  return iURL_Format(&changed, sizeof target, target);
+}
