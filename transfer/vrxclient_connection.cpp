@@ -1,0 +1,121 @@
+// Opening and closing the connection of a transfer.
+#include <cinttypes>
+
+#include "net/ftpc_internal.h"
+#include "net/httpc_internal.h"
+#include "os/platform/clock.h"
+#include "transfer/statistics_internal.h"
+#include "transfer/vrxclient_machine_internal.h"
+#include "transfer/vrxclientsystem_internal.h"
+
+namespace {
+
+constexpr size_t kAddressSize = 4;
+
+// ---- opening -----------------------------------------------------------------------------------
+
+ErrorCode OpenHTTP(VRXClient* client, uint8_t* address) {
+  const URLData* server = client->server;
+  const ErrorCode status =
+      iHTTPc_Open(server->host, static_cast<uint32_t>(server->port), &client->interrupt, &client->http);
+  return status == Error_None ? HTTPc_GetPeerName(client->http, address, nullptr) : status;
+}
+
+ErrorCode OpenFTP(VRXClient* client, uint8_t* address) {
+  const URLData* server = client->server;
+  const uint32_t flags = FTPcFlag_Welcome | (client->usesActiveMode ? 0 : FTPcFlag_Passive);
+  const ErrorCode status = iFTPc_Open(server->host, static_cast<uint32_t>(server->port), flags,
+                                      &client->interrupt, &client->ftp, &client->lastReply);
+  return status == Error_None ? FTPc_GetPeerName(client->ftp, address, nullptr) : status;
+}
+
+ErrorCode Open(VRXClient* client, int32_t kind) {
+  uint8_t address[kAddressSize] = {};
+  const ErrorCode status = iVRXClient_IsOverHTTP(kind) ? OpenHTTP(client, address) : OpenFTP(client, address);
+  if (status != Error_None) return status;
+  client->connectionKind = kind;
+  iVRXClientSystem_RaiseConnections();
+  iStatistics_RecordAddress(client->server->host, client->server->port, address);
+  return Error_None;
+}
+
+// A mirror may have any URL, but nothing is uploaded over HTTP.
+bool IsSupported(const VRXClient* client, int32_t kind) {
+  return iVRXClient_IsOverFTP(kind) || (iVRXClient_IsOverHTTP(kind) && client->data.isUpload == 0);
+}
+
+StepEvent RefuseProtocol(VRXClient* client) {
+  iVRXClient_Message(client, TransferMessage_UnsupportedProtocol, client->server->protocol);
+  if (client->entry != nullptr) client->entry->isFailed = true;
+  client->isChanged = true;
+  iVRXClient_SetServer(client, nullptr);
+  return Restart();
+}
+
+// ---- closing -----------------------------------------------------------------------------------
+
+void CloseHTTP(VRXClient* client) {
+  // The data stream is the connection's own.
+  client->dataStream = nullptr;
+  HTTPc_Close(client->http);
+  client->http = nullptr;
+}
+
+void CloseFTP(VRXClient* client, Closing how) {
+  Reply ignored;
+  const bool wasTransferring = client->dataStream != nullptr;
+  iVRXClient_DeleteDataStream(client);
+  if (wasTransferring) iVRXClient_Message(client, TransferMessage_Stopped);
+  if (wasTransferring && how == Closing::Politely) FTPc_AbortTransfer(client->ftp, &ignored);
+  if (how == Closing::Politely) {
+    FTPc_Close(client->ftp, &ignored);
+  } else {
+    FTPc_Delete(client->ftp);
+  }
+  client->ftp = nullptr;
+}
+
+}  // namespace
+
+bool iVRXClient_IsOverHTTP(int32_t kind) {
+  return kind == URLProtocol_HTTP || kind == URLProtocol_HTTPS;
+}
+
+bool iVRXClient_IsOverFTP(int32_t kind) {
+  return kind == URLProtocol_FTP || kind == URLProtocol_FTPU;
+}
+
+StepEvent iVRXClient_Connect(VRXClient* client, StepMode) {
+  if (client->server == nullptr) return Restart();
+  if (client->connectionKind != kNoConnection) return Advance();
+  iVRXClientSystem_ApplyDialUp(false);
+  client->lastReply = {};
+  const URLData* server = client->server;
+  const char* host = server->host != nullptr ? server->host : "";
+  iVRXClient_Message(client, TransferMessage_Trying, server->protocol, host, static_cast<int>(server->port));
+  const int32_t kind = URL_GetProtocolType(server->protocol);
+  if (!IsSupported(client, kind)) return RefuseProtocol(client);
+  const ErrorCode status = Open(client, kind);
+  iVRXClient_Message(client,
+                     status == Error_None ? TransferMessage_Connected : TransferMessage_ConnectionFailed);
+  return status == Error_None ? Advance() : Failed(status);
+}
+
+void iVRXClient_DeleteDataStream(VRXClient* client) {
+  if (client->dataStream == nullptr) return;
+  Stream* socket = Stream_FindType(client->dataStream, StreamType_Sock);
+  if (socket != nullptr) Sock_Shutdown(reinterpret_cast<Sock*>(socket), SockShutdown_Both);
+  Stream_Delete(client->dataStream);
+  client->dataStream = nullptr;
+}
+
+void iVRXClient_CloseConnection(VRXClient* client, Closing how) {
+  iVRXClient_EndElapsed(client);
+  if (client->http != nullptr) CloseHTTP(client);
+  if (client->ftp != nullptr) CloseFTP(client, how);
+  if (client->connectionKind != kNoConnection) iVRXClientSystem_LowerConnections();
+  client->connectionKind = kNoConnection;
+  iVRXClient_FallBack(client);
+  iVRXClient_CloseDataFile(client);
+  iVRXClient_FreeBuffer(client);
+}
