@@ -1,0 +1,150 @@
+// Uploads: the copy that they are sent from, and conversations with FTP servers.
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "tests/transfer/conversation_fixture.h"
+
+using namespace script;
+
+namespace {
+
+using Upload = ConversationTest;
+
+constexpr const char* kDone = "Download completed on Sun Sep  9 01:46:40 2001.";
+
+// Up to the data of an upload of NAME into /in; the URL's own name is not asked for.
+Script Before(const std::string& name, const std::string& sizeReply) {
+  return ftp::Join(
+      {talk::LogIn("/in/x"), ftp::Exchange("CWD /in", "250 ok"), talk::TypeAndSize(name, sizeReply)});
+}
+
+TEST_F(Upload, SendsACopyOfTheFile) {
+  ScriptedServer server(
+      {ftp::Join({Before("f", "550 none"), talk::AskResume(), talk::Store("f"), ftp::Quit()})});
+  Files().Write("f", "hello");
+  Conversation transfer(this);
+  transfer.Upload("f", URL("ftpu", server, "/in/x"));
+  EXPECT_EQ(transfer.Work(), VRXClientResult_Completed);
+  EXPECT_EQ(
+      transfer.Messages(),
+      Lines({"Copying upload file...", "Upload file has not been altered.", "Trying \"ftpu://{A}\"...",
+             "Connected.", "Logging in as \"ftp\"...", "Locating mirror sites...", "Not a Netcask server.",
+             "Changing directory...", "Setting transfer mode...", "File size is unknown.",
+             "Initiating download...", "Server supports pause/resume.", "Downloading...", kDone}));
+  EXPECT_EQ(transfer.Steps(), Lines({"0: 1", "1: 1", "1: 0", "0: 0", "1: 0", "2: 0", "3: 0", "4: 0", "6: 0",
+                                     "5: 0", "8: 0", "9: 0", "7: 0", "10: 0", "11: 1", "12: 1", "13: 5"}));
+  server.Finish();
+  EXPECT_EQ(server.DataReceived(0), "hello");
+  EXPECT_EQ(Files().Read("f"), "hello");
+  EXPECT_EQ(DataFiles(), Lines());
+}
+
+TEST_F(Upload, ResumesBehindWhatTheServerHolds) {
+  ScriptedServer server({ftp::Join({Before("f", "213 4"), ftp::Passive(), ftp::Exchange("REST 4", "350 ok"),
+                                    ftp::Started("STOR f"), ftp::TakesFile(), ftp::Quit()})});
+  Files().Write("f", "1234567890");
+  Conversation transfer(this);
+  transfer.Upload("f", URL("ftpu", server, "/in/x"));
+  EXPECT_EQ(transfer.Work(), VRXClientResult_Completed);
+  server.Finish();
+  EXPECT_EQ(server.DataReceived(0), "567890");
+}
+
+TEST_F(Upload, SendsEverything_WhenTheServerCannotResume) {
+  ScriptedServer server({ftp::Join({Before("f", "213 4"), ftp::Passive(), ftp::Exchange("REST 4", "502 no"),
+                                    ftp::Started("STOR f"), ftp::TakesFile(), ftp::Quit()})});
+  Files().Write("f", "1234567890");
+  Conversation transfer(this);
+  transfer.Upload("f", URL("ftpu", server, "/in/x"));
+  EXPECT_EQ(transfer.Work(), VRXClientResult_Completed);
+  server.Finish();
+  EXPECT_EQ(server.DataReceived(0), "1234567890");
+}
+
+TEST_F(Upload, EndsWithoutItsSource) {
+  Files().Write("f", "hello");
+  Conversation transfer(this);
+  transfer.Upload("f", "ftpu://a.invalid/in/x");
+  std::filesystem::remove(Files().SystemName("f"));
+  EXPECT_EQ(transfer.Work(), VRXClientResult_Failed);
+  EXPECT_EQ(transfer.Messages(), Lines({"Can not find file to upload \"{files}/f\"."}));
+  EXPECT_EQ(transfer.Reason(), 6u);
+}
+
+TEST_F(Upload, SendsTheCachedCopy_WhenItsSourceIsGone) {
+  ScriptedServer server(
+      {ftp::Join({Before("f", "550 none"), talk::AskResume(), talk::Store("f"), ftp::Quit()})});
+  Files().Write("f", "hello");
+  Conversation transfer(this);
+  transfer.Upload("f", URL("ftpu", server, "/in/x"));
+  transfer.WorkUntil(TransferState::Connect);
+  EXPECT_EQ(VRXClient_Stop(transfer.get()), Error_None);
+  std::filesystem::remove(Files().SystemName("f"));
+  transfer.Messages();
+  EXPECT_EQ(transfer.Work(), VRXClientResult_Completed);
+  EXPECT_EQ(transfer.Messages().front(), "Upload file has been moved or deleted, using cached copy.");
+  server.Finish();
+  EXPECT_EQ(server.DataReceived(0), "hello");
+}
+
+TEST_F(Upload, CopiesAgain_WhenItsSourceIsAltered) {
+  ScriptedServer server(
+      {ftp::Join({Before("f", "550 none"), talk::AskResume(), talk::Store("f"), ftp::Quit()})});
+  Files().Write("f", "hello");
+  Conversation transfer(this);
+  transfer.Upload("f", URL("ftpu", server, "/in/x"));
+  transfer.WorkUntil(TransferState::Connect);
+  EXPECT_EQ(VRXClient_Stop(transfer.get()), Error_None);
+  Files().Write("f", "goodbye");
+  transfer.Messages();
+  EXPECT_EQ(transfer.Work(), VRXClientResult_Completed);
+  const Lines messages = transfer.Messages();
+  EXPECT_EQ(messages[0], "Copying upload file...");
+  EXPECT_EQ(messages[1], "Upload file has not been altered.");
+  server.Finish();
+  EXPECT_EQ(server.DataReceived(0), "goodbye");
+}
+
+TEST_F(Upload, RefusesAnEmptySource) {
+  ScriptedServer server({ftp::Join({Before("f", "550 none"), ftp::Quit()})});
+  Files().Write("f", "");
+  Conversation transfer(this);
+  transfer.Upload("f", URL("ftpu", server, "/in/x"));
+  EXPECT_EQ(transfer.Work(), VRXClientResult_Failed);
+  EXPECT_EQ(transfer.Reason(), 7u);
+  server.Finish();
+}
+
+TEST_F(Upload, SendsAFileLargerThanItsBuffer) {
+  std::string bytes;
+  for (int i = 0; bytes.size() < 300000; ++i) bytes += std::to_string(i) + "\n";
+  ScriptedServer server(
+      {ftp::Join({Before("f", "550 none"), talk::AskResume(), talk::Store("f"), ftp::Quit()})});
+  Files().Write("f", bytes);
+  Conversation transfer(this);
+  transfer.Upload("f", URL("ftpu", server, "/in/x"));
+  EXPECT_EQ(transfer.Work(), VRXClientResult_Completed);
+  server.Finish();
+  EXPECT_EQ(server.DataReceived(0), bytes);
+}
+
+TEST_F(Upload, IsPostponed_WhenTheServerRefusesTheBytesAtTheEnd) {
+  ScriptedServer server({ftp::Join({Before("f", "550 none"),
+                                    talk::AskResume(),
+                                    ftp::Passive(),
+                                    ftp::Started("STOR f"),
+                                    {DataReadToEnd(), DataClose(), SendLine("552 quota")},
+                                    ftp::Quit()})});
+  Files().Write("f", "hello");
+  Conversation transfer(this);
+  transfer.Upload("f", URL("ftpu", server, "/in/x"));
+  EXPECT_EQ(transfer.Work(), VRXClientResult_Postponed);
+  EXPECT_EQ(transfer.Messages().back(), "Downloading...");
+  VRXClientLastReply reply;
+  EXPECT_EQ(VRXClient_GetLastReply(transfer.get(), &reply), Error_None);
+  EXPECT_EQ(reply.code, 552);
+  server.Finish();
+}
+
+}  // namespace
