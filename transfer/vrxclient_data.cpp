@@ -216,13 +216,12 @@ uint32_t AmountToMove(const VRXClient* client) {
   return static_cast<uint32_t>(std::min<uint64_t>(client->remaining, client->bufferSize));
 }
 
+// The network and the data file have both had these bytes.
 void CountBytes(VRXClient* client, uint32_t count) {
-  const uint64_t before = client->offset;
   client->offset += count;
   if (client->remaining != kSizeUnknown) client->remaining -= count;
   client->redirectCount = 0;
   client->retryCount = 0;
-  iVRXClient_CountProgress(client, before, client->offset);
 }
 
 StepEvent NothingRead(VRXClient* client) {
@@ -240,6 +239,7 @@ StepEvent Store(VRXClient* client, uint32_t count) {
   if (File_Write(client->dataFile, count, client->buffer) != count)
     return FailDataFile(client, VRXClientReason_DiskFull);
   client->dataFileSize = client->offset + count;
+  iVRXClient_CountProgress(client, client->offset, client->dataFileSize);
   CountBytes(client, count);
   return Stay();
 }
@@ -255,6 +255,7 @@ bool FillBuffer(VRXClient* client) {
   if (client->pendingCount > 0) return true;
   client->pendingStart = 0;
   client->pendingCount = File_Read(client->dataFile, AmountToMove(client), client->buffer);
+  iVRXClient_CountProgress(client, client->offset, client->offset + client->pendingCount);
   return client->pendingCount > 0;
 }
 

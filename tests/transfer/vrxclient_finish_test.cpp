@@ -96,6 +96,19 @@ TEST_F(Finish, FailsWithoutSpace_AndKeepsTheData) {
   EXPECT_EQ(Files().Read("target"), "hello");
 }
 
+TEST_F(Finish, AsksForNoSpace_WhenTheDataLieBesideTheDestination) {
+  Conversation transfer(this);
+  Complete(&transfer, "hello");
+  Files().Write("target.part", "hello");
+  iVRXClient_SetDataPath(transfer.get(), Files().Name("target.part").c_str());
+  iVRXClient_SetFreeBytes([](const char*, uint64_t* freeBytes) {
+    *freeBytes = 0;
+    return ErrorCode{Error_None};
+  });
+  EXPECT_EQ(transfer.Work(), VRXClientResult_Completed);
+  EXPECT_EQ(Files().List(), Lines({"target"}));
+}
+
 TEST_F(Finish, CopiesToAnotherVolume) {
   iVRXClient_SetCopiesAlways(true);
   Conversation transfer(this);

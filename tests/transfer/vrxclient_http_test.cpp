@@ -172,6 +172,16 @@ TEST_F(TransferHTTP, RefusesARedirectWithoutALocation) {
   server.Finish();
 }
 
+TEST_F(TransferHTTP, RefusesALocationThatMayBeCut) {
+  ScriptedServer server({Answer("/f", 0, Redirect("http://b.invalid/" + std::string(238, 'x')))});
+  Conversation transfer(this);
+  transfer.Download(URL("http", server, "/f"));
+  EXPECT_EQ(transfer.Work(), VRXClientResult_Failed);
+  EXPECT_EQ(transfer.Messages()[3], "Server redirected client, but didn't give location.");
+  EXPECT_EQ(transfer.Servers(), Lines({"!http://{A}/f"}));
+  server.Finish();
+}
+
 TEST_F(TransferHTTP, RefusesAWebPage) {
   ScriptedServer server({Answer("/f", 0, Okay("<html>", "Content-Type: text/HTML; charset=x\r\n"))});
   Conversation transfer(this);

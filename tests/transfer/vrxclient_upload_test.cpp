@@ -147,4 +147,32 @@ TEST_F(Upload, IsPostponed_WhenTheServerRefusesTheBytesAtTheEnd) {
   server.Finish();
 }
 
+TEST_F(Upload, IsRefusedOverHTTP) {
+  Files().Write("f", "hello");
+  Conversation transfer(this);
+  transfer.Upload("f", "ftpu://a.invalid/in/x");
+  EXPECT_EQ(VRXClient_AddMirrors(transfer.get(), "http://b.invalid/x"), Error_None);
+  transfer.get()->data.servers.first->isFailed = true;
+  ASSERT_EQ(iVRXClient_SetServer(transfer.get(), nullptr), Error_None);
+  EXPECT_EQ(transfer.Work(), VRXClientResult_Failed);
+  const Lines messages = transfer.Messages();
+  EXPECT_EQ(Lines(messages.end() - 4, messages.end()),
+            Lines({"Trying \"http://b.invalid:80\"...", "Unsupported protocol: \"http\"",
+                   "Selecting server...", "No server or mirror found."}));
+}
+
+TEST_F(Upload, FailsWhenItsSourceShrinksWhileItIsCopied) {
+  Files().Write("f", std::string(10000, 'x'));
+  Conversation transfer(this);
+  transfer.Upload("f", "ftpu://a.invalid/in/x");
+  transfer.WorkUntil(TransferState::PrepareDataFile);
+  EXPECT_EQ(transfer.Step(), VRXClientResult_Changed);
+  Files().Write("f", std::string(5000, 'x'));
+  EXPECT_EQ(transfer.Work(), VRXClientResult_Failed);
+  EXPECT_EQ(transfer.Messages(), Lines({"Copying upload file...", "Can't access cache file."}));
+  EXPECT_EQ(transfer.Reason(), 3u);
+  EXPECT_EQ(transfer.Servers(), Lines({"ftpu://a.invalid/in/x"}));
+  EXPECT_EQ(DataFiles(), Lines());
+}
+
 }  // namespace
