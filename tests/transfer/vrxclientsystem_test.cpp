@@ -82,21 +82,6 @@ TEST(VRXClientSystem, LeavesNothing_WhenThePreferencesAreDamaged) {
   VRXClientSystem_Exit();
 }
 
-TEST(VRXClientSystem, LeavesNothing_WhenTheDialUpEntryIsUnknown) {
-  const OSSession session;
-  ASSERT_EQ(VRXClientSystem_Init(), Error_None);
-  VRXPrefs* preferences = VRXPrefs_BeginAccess();
-  preferences->isDialUpEnabled = 1;
-  snprintf(preferences->dialUpEntry, sizeof preferences->dialUpEntry, "no such entry");
-  EXPECT_EQ(VRXPrefs_Changed(), Error_None);
-  VRXPrefs_EndAccess();
-  VRXClientSystem_Exit();
-  EXPECT_EQ(VRXClientSystem_Init(), Error_Invalid);
-  EXPECT_FALSE(iVRXClientSystem_IsStarted());
-  EXPECT_EQ(VRXPrefs_BeginAccess(), nullptr);
-  EXPECT_EQ(AgentClass_MethodExists("VRXx", "completed"), 0);
-}
-
 TEST(VRXClientSystem, EndsWithTransfersThatAreOpen) {
   const OSSession session;
   ASSERT_EQ(VRXClientSystem_Init(), Error_None);
