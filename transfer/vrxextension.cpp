@@ -1,6 +1,8 @@
 // The classes that come with the library. Extensions derive from them and bring the implementations.
 #include "qz/agentclass.h"
 #include "qz/error.h"
+#include "qz/vrxclient.h"
+#include "transfer/agent_internal.h"
 #include "transfer/vrxextension_internal.h"
 
 namespace {
@@ -32,7 +34,40 @@ ErrorCode ClassInfo(void* /*classData*/, void* /*instanceData*/, AgentParam* par
   return Error_None;
 }
 
-constexpr AgentMethod kExtensionMethods[] = {{"classinfo", ClassInfo}, {nullptr, nullptr}};
+// Asks one class for a transfer. False, and no transfer, when it makes none.
+bool HasMade(const char* className, const char* url, VRXClient** client) {
+  *client = nullptr;
+  const int32_t result = AgentClass_Method(className, "createVRXc", "url", iAgent_Word(url), "vrxc",
+                                           iAgent_Word(client), kAgentPairsEnd);
+  if (result == Error_None && *client != nullptr) return true;
+  *client = nullptr;
+  if (result != Error_Invalid && result != AgentResult_NoInstance)
+    iAgent_Note("createVRXc", className, "createVRXc", result);
+  return false;
+}
+
+// Makes a transfer for a URL: the first class below this one that can, else the library itself.
+// Kept: the library itself gets the URL without a second one, which VRXClient_New refuses; so only extensions
+// make transfers here.
+ErrorCode CreateVRXc(void* /*classData*/, void* /*instanceData*/, AgentParam* params) {
+  char* url = nullptr;
+  void** created = nullptr;
+  if (AgentParam_String(params, "url", &url) == 0 || AgentParam_ObjectPtr(params, "vrxc", &created) == 0 ||
+      created == nullptr)
+    return AgentResult_MissingParameter;
+  auto** client = reinterpret_cast<VRXClient**>(created);
+  *client = nullptr;
+  char className[kAgentNameSize] = "";
+  for (;;) {
+    const ErrorCode status = AgentClass_Iterate(kExtensionClassName, sizeof className, className);
+    if (status != Error_None) return status;
+    if (className[0] == '\0') return VRXClient_New(url, nullptr, client);
+    if (HasMade(className, url, client)) return Error_None;
+  }
+}
+
+constexpr AgentMethod kExtensionMethods[] = {
+    {"classinfo", ClassInfo}, {"createVRXc", CreateVRXc}, {nullptr, nullptr}};
 
 struct ClassRow {
   const char* parent;

@@ -7,6 +7,7 @@
 
 #include "qz/agentclass.h"
 #include "qz/error.h"
+#include "tests/support/error_capture.h"
 #include "tests/support/temp_dir.h"
 #include "tests/transfer/agentlist_fixture.h"
 
@@ -128,6 +129,104 @@ TEST_F(VRXExtension, DeclaresTheTypesOfParameters) {
   EXPECT_EQ(TypesOf("Codec", "decompress"), "outdir=string ");
   EXPECT_EQ(TypesOf("Encodec", "encode"), "instream=object outstream=object ");
   EXPECT_EQ(TypesOf("Encodec", "decode"), "instream=object outstream=object ");
+}
+
+// ---- createVRXc ---------------------------------------------------------------------------------
+
+class VRXExtensionCreate : public ExtensionTest {
+ protected:
+  // Makes no real transfer: what the extensions store is only passed on.
+  int32_t Create(const char* url = "ftp://host/file") {
+    return AgentClass_Method("VRXx", "createVRXc", "url", W(url), "vrxc", W(&created_), kEnd);
+  }
+  Behaviour Makes(VRXClient* made, int32_t result) {
+    return [=, this](AgentParam* params) {
+      void** created = nullptr;
+      EXPECT_EQ(TextOf(params, "url"), "ftp://host/file");
+      EXPECT_EQ(AgentParam_ObjectPtr(params, "vrxc", &created), 1);
+      EXPECT_EQ(created, reinterpret_cast<void**>(&created_));
+      EXPECT_EQ(*created, nullptr);
+      if (made != nullptr) *created = made;
+      return result;
+    };
+  }
+  VRXClient* created_ = &client_;
+  VRXClient other_ = {};
+};
+
+TEST_F(VRXExtensionCreate, TakesTheFirstClassThatMakesATransfer_NewestFirst) {
+  RegisterExtension<'A'>();
+  RegisterExtension<'B'>();
+  RegisterExtension<'C'>();
+  On("A.createVRXc") = Makes(&client_, Error_None);
+  On("B.createVRXc") = Makes(&other_, Error_None);
+  On("C.createVRXc") = Makes(nullptr, Error_None);
+  EXPECT_EQ(Create(), Error_None);
+  EXPECT_EQ(created_, &other_);
+  EXPECT_EQ(TakeCalls(), (CallList{"C.createVRXc", "B.createVRXc"}));
+}
+
+TEST_F(VRXExtensionCreate, AsksTheNextClass_WhenOneFails) {
+  RegisterExtension<'A'>();
+  RegisterExtension<'B'>();
+  On("A.createVRXc") = Makes(&client_, Error_None);
+  On("B.createVRXc") = Makes(&other_, Error_Fail);
+  ErrorCapture errors;
+  EXPECT_EQ(Create(), Error_None);
+  EXPECT_EQ(created_, &client_);
+  EXPECT_EQ(errors.Lines(),
+            CallList{"#### Error: createVRXc: \"createVRXc\" of class \"B\" gave -1, Fail\n"});
+}
+
+TEST_F(VRXExtensionCreate, ReportsNoClassThatDoesNotTakeTheURL) {
+  ASSERT_EQ(AgentClass_Register("VRXx", "Unimplemented", "", nullptr, 0, 0), Error_None);
+  RegisterExtension<'A'>();
+  for (const int32_t result : {-4, 1000, 1001, 1002}) {
+    On("A.createVRXc") = [=](AgentParam*) { return result; };
+    ErrorCapture errors;
+    EXPECT_EQ(Create(), Error_Invalid);
+    EXPECT_EQ(errors.Lines(), CallList{}) << result;
+  }
+  On("A.createVRXc") = [=](AgentParam*) { return 1003; };
+  ErrorCapture errors;
+  EXPECT_EQ(Create(), Error_Invalid);
+  EXPECT_EQ(errors.Lines().size(), 1u);
+}
+
+TEST_F(VRXExtensionCreate, AsksTheLibraryItself_WhenNoClassMakesATransfer) {
+  EXPECT_EQ(Create("file:///dir/file"), Error_Invalid);
+  EXPECT_EQ(created_, nullptr);
+  created_ = &client_;
+  EXPECT_EQ(Create("ftp://host/file"), Error_Invalid);
+  EXPECT_EQ(created_, nullptr);
+  EXPECT_EQ(Create(nullptr), Error_Invalid);
+}
+
+TEST_F(VRXExtensionCreate, NeedsBothParameters) {
+  EXPECT_EQ(AgentClass_Method("VRXx", "createVRXc", kEnd), AgentResult_MissingParameter);
+  EXPECT_EQ(AgentClass_Method("VRXx", "createVRXc", "url", W("ftp://host/file"), kEnd),
+            AgentResult_MissingParameter);
+  EXPECT_EQ(AgentClass_Method("VRXx", "createVRXc", "vrxc", W(&created_), kEnd),
+            AgentResult_MissingParameter);
+  EXPECT_EQ(AgentClass_Method("VRXx", "createVRXc", "url", W("ftp://host/file"), "vrxc", W(nullptr), kEnd),
+            AgentResult_MissingParameter);
+}
+
+TEST_F(VRXExtensionCreate, GivesTheStatusOfAWalkThatFails) {
+  RegisterExtension<'A'>();
+  On("A.createVRXc") = [](AgentParam*) {
+    iAgentClass_End();
+    return Error_Fail;
+  };
+  ErrorCapture errors;
+  EXPECT_EQ(Create(), Error_NotFound);
+}
+
+TEST_F(VRXExtensionCreate, IsNotInherited) {
+  ASSERT_EQ(AgentClass_Register("VRXx", "Unimplemented", "", nullptr, 0, 0), Error_None);
+  EXPECT_EQ(AgentClass_Method("Unimplemented", "createVRXc", "url", W("ftp://host/file"), "vrxc",
+                              W(&created_), kEnd),
+            AgentResult_NotImplemented);
 }
 
 }  // namespace

@@ -1,0 +1,134 @@
+// Extensions as real libraries, loaded by a program that uses the shared library
+// (tests/support/extensions/host.c).
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "qz/error.h"
+#include "qz/process.h"
+#include "tests/support/child_program.h"
+#include "tests/support/environment.h"
+#include "tests/transfer/agent_host.h"
+
+namespace {
+
+TEST(AgentLibrary, RegistersItsClasses_AndGoesWithThem) {
+  const AgentHost host({"good"});
+  EXPECT_EQ(host.Run(),
+            "good: loaded\n"
+            "good: register\n"
+            "VRXClientSystem_Init 0\n"
+            "class /, child VRXx\n"
+            "class VRXx, child Good\n"
+            "class /, child Metafile\n"
+            "class Metafile, child Encodec\n"
+            "class Metafile, child Codec\n"
+            "classinfo \"keeps a number\", 3\n"
+            "good: new, number 0\n"
+            "Agent_New 0\n"
+            "setnumber 0\n"
+            "getnumber 0\n"
+            "number 42\n"
+            "completed 1001\n"
+            "good: delete, forever 1\n"
+            "good: unregister\n"
+            "good: unloaded\n"
+            "end\n");
+}
+
+// What every host without the extension "good" writes between its start and its end.
+constexpr char kLibrarysClasses[] =
+    "VRXClientSystem_Init 0\n"
+    "class /, child VRXx\n"
+    "class /, child Metafile\n"
+    "class Metafile, child Encodec\n"
+    "class Metafile, child Codec\n"
+    "end\n";
+
+TEST(AgentLibrary, IsUnloadedAtOnce_WhenItRegistersNothing) {
+  const AgentHost host({"silent"});
+  EXPECT_EQ(host.Run(), std::string("silent: loaded\nsilent: unloaded\n") + kLibrarysClasses);
+}
+
+TEST(AgentLibrary, IsPassedOver_WhenItIsForAnotherMachine) {
+  const AgentHost host({});
+  std::string bytes = host.Library("good");
+  // The field that names the machine; no processor has this number.
+  const size_t machine = host.MachineField(bytes);
+  bytes[machine] = '\x34';
+  bytes[machine + 1] = '\x12';
+  host.Write("good.AXT", bytes);
+  EXPECT_EQ(host.Run(), kLibrarysClasses);
+}
+
+TEST(AgentLibrary, IsPassedOver_WhenItIsNone) {
+  const AgentHost host({});
+  host.Write("text.AXT", "This is no library.\n");
+  host.Write("empty.AXT", "");
+  host.MakeDirectory("directory.AXT");
+  EXPECT_EQ(host.Run(), kLibrarysClasses);
+}
+
+TEST(AgentLibrary, IsLoadedWhateverStandsBesideIt) {
+  const AgentHost host({"good", "silent"});
+  host.Write("a.AXT", "This is no library.\n");
+  const std::string report = host.Run();
+  EXPECT_NE(report.find("class VRXx, child Good\n"), std::string::npos) << report;
+  EXPECT_NE(report.find("silent: unloaded\n"), std::string::npos) << report;
+}
+
+TEST(AgentLibrary, SavesAnAgentWithItsTransfer_AndGetsItBackInTheNextRun) {
+  const AgentHost host({"good"});
+  EXPECT_EQ(host.Run("save", "transfer.vrx"),
+            "good: loaded\n"
+            "good: register\n"
+            "VRXClientSystem_Init 0\n"
+            "VRXClient_NewDownload 0\n"
+            "good: new, number 0\n"
+            "Agent_New 0\n"
+            "VRXClient_AddAgent 0\n"
+            "File_OpenTraverse 0\n"
+            "VRXClient_Write 0\n"
+            "good: delete, forever 0\n"
+            "good: unregister\n"
+            "good: unloaded\n"
+            "end\n");
+  const std::string saved = host.Read("transfer.vrx");
+  EXPECT_NE(saved.find(std::string("\x05\0\0\0Good\0\x01\0\0\0\x67\x12\0\0", 17)), std::string::npos);
+  EXPECT_EQ(host.Run("read", "transfer.vrx"),
+            "good: loaded\n"
+            "good: register\n"
+            "VRXClientSystem_Init 0\n"
+            "File_OpenTraverse 0\n"
+            "VRXClient_Read 0\n"
+            "agent of class Good\n"
+            "getnumber 0\n"
+            "number 4711\n"
+            "File_OpenTraverse 0\n"
+            "VRXClient_Write 0\n"
+            "good: delete, forever 1\n"
+            "good: unregister\n"
+            "good: unloaded\n"
+            "end\n");
+  EXPECT_EQ(host.Read("transfer.vrx"), saved);
+}
+
+TEST(AgentLibrary, FailsTheRecord_WhenItIsMissing) {
+  const AgentHost host({"good"});
+  host.Run("save", "transfer.vrx");
+  const std::string saved = host.Read("transfer.vrx");
+  host.Remove("good.AXT");
+  EXPECT_EQ(host.Run("read", "transfer.vrx"),
+            "VRXClientSystem_Init 0\n"
+            "File_OpenTraverse 0\n"
+            "VRXClient_Read -3\n"
+            "end\n");
+  EXPECT_EQ(host.Read("transfer.vrx"), saved);
+}
+
+}  // namespace
