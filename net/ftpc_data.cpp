@@ -57,7 +57,6 @@ ErrorCode ListenAtNextPort(FTPc* connection) {
     connection->dataPort = static_cast<int32_t>(port);
     status = Sock_OpenListen(static_cast<uint16_t>(port), &connection->listener);
   }
-  if (status == Error_None) connection->listener->interrupt = connection->interrupt;
   return status;
 }
 

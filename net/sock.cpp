@@ -8,6 +8,7 @@
 #include "net/sock_internal.h"
 #include "net/sock_testing.h"
 #include "os/core/error_internal.h"
+#include "os/core/largebuffer_internal.h"
 #include "os/core/owned.h"
 #include "os/platform/clock.h"
 #include "os/platform/error.h"
@@ -217,6 +218,7 @@ ErrorCode Sock_Close(Sock* sock) {
 ErrorCode Sock_Delete(Sock* sock) {
   if (sock == nullptr) return Error_Invalid;
   const ErrorCode status = Sock_Close(sock);
+  iLargeBuffer_GiveBack(sock->largeBuffer);
   sock->~Sock();
   Memory_Delete(sock);
   iSock_LiveEnded();

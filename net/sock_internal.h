@@ -17,8 +17,9 @@
 #include "qz/error.h"
 #include "qz/sock.h"
 
-// Requests smaller than this are served from bytes read ahead, so that a line read byte by byte costs one
-// call to the system and not one a byte.
+// Bytes are read ahead into one of two buffers, so that many small reads cost few calls to the system:
+// requests smaller than this go through the buffer in the record. While bytes come as fast as they are read,
+// larger requests go through a large buffer, when there is one to be had.
 inline constexpr uint32_t kSockReadAheadBytes = 1024;
 
 // A switch with which one thread ends the calls of another: while it is set, every call on a socket that was
@@ -45,15 +46,21 @@ struct Sock {
   std::atomic<uint32_t> errorTaken{0};       // why the connection failed, once the system has told it
   const SockInterrupt* interrupt = nullptr;  // borrowed; null: none. Set before the first wait
   bool expectsData = false;                  // the last read suggests that the next one need not wait
-  uint32_t aheadStart = 0;                   // first byte read ahead and not handed out
+  const uint8_t* ahead = nullptr;            // the first byte read ahead and not handed out
   std::atomic<uint32_t> aheadCount{0};       // how many there are
-  uint8_t ahead[kSockReadAheadBytes];
+  uint8_t* largeBuffer = nullptr;            // owned; null: none
+  uint8_t smallBuffer[kSockReadAheadBytes];
 };
 
 // False from the moment another thread closes or interrupts the socket.
 inline bool iSock_IsOpen(const Sock* sock) {
   if (sock->interrupt != nullptr && sock->interrupt->IsSet()) return false;
   return sock->descriptor.load() != platform::kNoSocket;
+}
+
+// The bytes that a read gives without asking the system: a part of what Sock_ReadAvail counts, which asks it.
+inline uint32_t iSock_CountAhead(const Sock* sock) {
+  return iSock_IsOpen(sock) ? sock->aheadCount.load() : 0;
 }
 
 // One operation's stay inside the socket.

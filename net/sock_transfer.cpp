@@ -2,10 +2,12 @@
 // socket's mode, a call first tries, and when the system refuses it waits in slices. Every wait ends: at the
 // time limit, or after the slice in which another thread closes the socket.
 #include <cstring>
+#include <span>
 
 #include "net/sock_internal.h"
 #include "net/sock_testing.h"
 #include "os/core/error_internal.h"
+#include "os/core/largebuffer_internal.h"
 #include "os/platform/clock.h"
 #include "os/platform/error.h"
 
@@ -190,23 +192,36 @@ bool BeginTransfer(Sock* sock, uint32_t count, const void* buffer) {
 uint32_t TakeAhead(Sock* sock, uint32_t count, uint8_t* buffer) {
   const uint32_t held = sock->aheadCount.load();
   const uint32_t taken = count < held ? count : held;
-  memcpy(buffer, sock->ahead + sock->aheadStart, taken);
-  sock->aheadStart += taken;
+  if (taken != 0) memcpy(buffer, sock->ahead, taken);
+  sock->ahead += taken;
   sock->aheadCount.store(held - taken);
   return taken;
 }
 
-// Receives up to `count` bytes, small requests by way of the bytes read ahead. As SocketReceive.
+// The buffer that a request goes through; empty when it goes straight to the caller's. A peer that fills
+// large requests sends fast: then fewer and larger calls pay.
+std::span<uint8_t> AheadBuffer(Sock* sock, uint32_t count) {
+  if (count < kSockReadAheadBytes) return sock->smallBuffer;
+  if (count >= kLargeBuffer_Bytes) return {};
+  if (sock->largeBuffer == nullptr && sock->expectsData) sock->largeBuffer = iLargeBuffer_Take();
+  if (sock->largeBuffer == nullptr) return {};
+  return {sock->largeBuffer, kLargeBuffer_Bytes};
+}
+
+// Receives up to `count` bytes, and more into a buffer where that asks the system less often. As
+// SocketReceive.
 int64_t Receive(const SockUse& use, uint32_t count, uint8_t* buffer) {
   Sock* sock = use.sock();
-  const bool small = count < kSockReadAheadBytes;
-  const uint32_t asked = small ? kSockReadAheadBytes : count;
-  const int64_t received = platform::SocketReceive(use.descriptor(), asked, small ? sock->ahead : buffer);
+  const std::span<uint8_t> through = AheadBuffer(sock, count);
+  const bool isDirect = through.empty();
+  const auto asked = isDirect ? count : static_cast<uint32_t>(through.size());
+  const int64_t received =
+      platform::SocketReceive(use.descriptor(), asked, isDirect ? buffer : through.data());
   if (received >= 0) sock->isConnecting.store(false);
   // A full buffer suggests that more is pending.
   sock->expectsData = received == asked;
-  if (!small || received <= 0) return received;
-  sock->aheadStart = 0;
+  if (isDirect || received <= 0) return received;
+  sock->ahead = through.data();
   sock->aheadCount.store(static_cast<uint32_t>(received));
   return TakeAhead(sock, count, buffer);
 }

@@ -4,7 +4,7 @@
 // the C stream, which holds output back, and lines come from the record's own buffer, which reads ahead of
 // them. Before another kind of use the descriptor is brought to the true position: output is written, and
 // what was read ahead is given back. The record remembers the last use, so a run of calls of one kind costs
-// nothing.
+// nothing. Where the owner allows it, bytes are held back as well, until a large buffer is full.
 //
 // Lines are not read through the C stream: in text mode some C libraries count every line end as CR LF and
 // then tell wrong positions.
@@ -14,8 +14,10 @@
 #include <atomic>
 #include <cstdarg>
 #include <cstring>
+#include <utility>
 
 #include "os/core/error_internal.h"
+#include "os/core/largebuffer_internal.h"
 #include "os/core/memory_internal.h"
 #include "os/core/owned.h"
 #include "os/file/file_internal.h"
@@ -60,45 +62,6 @@ ErrorCode SystemStatus(const File* file) {
   return iError_FromLastSystem("File", file->name);
 }
 
-// ---- from one use to another -------------------------------------------------------------------
-
-// C libraries may drop what they could not write and then close successfully, so the loss is remembered.
-void NoteLostOutput(File* file) {
-  file->lastStatus = SystemStatus(file);
-  if (file->lostOutput == Error_None) file->lostOutput = file->lastStatus;
-}
-
-// Puts the descriptor back behind the last line. A pipe has no position: the next line continues with what
-// was read from it.
-void GiveBack(File* file) {
-  ReadAhead* ahead = &file->ahead;
-  const int64_t unread = ahead->end - ahead->start;
-  if (unread == 0 || platform::SeekDescriptor(file->descriptor, -unread, FileSeek_Current) < 0) return;
-  ahead->start = 0;
-  ahead->end = 0;
-}
-
-bool WritePending(File* file) {
-  if (fflush(file->cStream) == 0) return true;
-  NoteLostOutput(file);
-  return false;
-}
-
-bool PrepareFor(File* file, FileUse use) {
-  if (file->lastUse == use) return true;
-  if (file->lastUse == FileUse::Lines) GiveBack(file);
-  const bool mayHoldOutput = file->lastUse == FileUse::Printing || file->lastUse == FileUse::Unknown;
-  if (mayHoldOutput && !WritePending(file)) return false;
-  file->lastUse = use;
-  return true;
-}
-
-// The new position, or -1.
-int64_t MoveTo(File* file, int32_t seekMode, int64_t offset) {
-  if (!PrepareFor(file, FileUse::Bytes)) return -1;
-  return platform::SeekDescriptor(file->descriptor, offset, seekMode);
-}
-
 // ---- moving bytes ------------------------------------------------------------------------------
 
 uint32_t ReadBytes(File* file, uint32_t count, uint8_t* buffer) {
@@ -127,6 +90,87 @@ uint32_t WriteBytes(File* file, uint32_t count, const uint8_t* buffer) {
     done += static_cast<uint32_t>(moved);
   }
   return done;
+}
+
+// ---- gathering ---------------------------------------------------------------------------------
+
+// Closing the file will tell that bytes were lost, and why the first were.
+void RememberLoss(File* file) {
+  if (file->lostOutput == Error_None) file->lostOutput = file->lastStatus;
+}
+
+// Writes what was held back. What does not reach the file is lost, and closing it tells so too.
+bool WriteGathered(File* file) {
+  const uint32_t count = std::exchange(file->gatheredBytes, 0);
+  if (count == 0 || WriteBytes(file, count, file->gathered) == count) return true;
+  RememberLoss(file);
+  return false;
+}
+
+// Whether a write of so many bytes is held back. Takes the buffer when it is time.
+bool Gathers(File* file, uint32_t count) {
+  if (!file->mayGather || count >= kLargeBuffer_Bytes) return false;
+  if (file->directBytes < kFileDirectBytes) return false;
+  if (file->gathered == nullptr) file->gathered = iLargeBuffer_Take();
+  return file->gathered != nullptr;
+}
+
+uint32_t Gather(File* file, uint32_t count, const uint8_t* bytes) {
+  uint32_t done = 0;
+  while (done < count) {
+    const uint32_t part = std::min(count - done, kLargeBuffer_Bytes - file->gatheredBytes);
+    memcpy(file->gathered + file->gatheredBytes, bytes + done, part);
+    file->gatheredBytes += part;
+    done += part;
+    if (file->gatheredBytes == kLargeBuffer_Bytes && !WriteGathered(file)) return 0;
+  }
+  return done;
+}
+
+uint32_t WriteDirect(File* file, uint32_t count, const uint8_t* bytes) {
+  const uint32_t written = WriteBytes(file, count, bytes);
+  file->directBytes += std::min(written, kFileDirectBytes - file->directBytes);
+  return written;
+}
+
+// ---- from one use to another -------------------------------------------------------------------
+
+// C libraries may drop what they could not write and then close successfully, so the loss is remembered.
+void NoteLostOutput(File* file) {
+  file->lastStatus = SystemStatus(file);
+  RememberLoss(file);
+}
+
+// Puts the descriptor back behind the last line. A pipe has no position: the next line continues with what
+// was read from it.
+void GiveBack(File* file) {
+  ReadAhead* ahead = &file->ahead;
+  const int64_t unread = ahead->end - ahead->start;
+  if (unread == 0 || platform::SeekDescriptor(file->descriptor, -unread, FileSeek_Current) < 0) return;
+  ahead->start = 0;
+  ahead->end = 0;
+}
+
+bool WritePending(File* file) {
+  if (fflush(file->cStream) == 0) return true;
+  NoteLostOutput(file);
+  return false;
+}
+
+bool PrepareFor(File* file, FileUse use) {
+  if (file->lastUse == use) return true;
+  if (file->lastUse == FileUse::Lines) GiveBack(file);
+  if (file->lastUse == FileUse::Gathering && !WriteGathered(file)) return false;
+  const bool mayHoldOutput = file->lastUse == FileUse::Printing || file->lastUse == FileUse::Unknown;
+  if (mayHoldOutput && !WritePending(file)) return false;
+  file->lastUse = use;
+  return true;
+}
+
+// The new position, or -1.
+int64_t MoveTo(File* file, int32_t seekMode, int64_t offset) {
+  if (!PrepareFor(file, FileUse::Bytes)) return -1;
+  return platform::SeekDescriptor(file->descriptor, offset, seekMode);
 }
 
 // ---- lines -------------------------------------------------------------------------------------
@@ -280,6 +324,8 @@ int CloseStream(FILE* stream) {
 // Closes the C stream, removes the file where that is due, and frees the record.
 ErrorCode CloseRecord(File* file, bool removeIncomplete) {
   const bool isTemporary = (file->mode & kFileMode_Temporary) != 0;
+  if (file->lastUse == FileUse::Gathering) WriteGathered(file);
+  iLargeBuffer_GiveBack(file->gathered);
   const bool mayRemove = (isTemporary || removeIncomplete) &&
                          platform::NameLeadsToDescriptor(file->removalName, file->descriptor);
   const ErrorCode lostOutput = file->lostOutput;
@@ -340,6 +386,10 @@ ErrorCode iFile_OpenNew(const char* name, uint32_t mode, bool isPrivate, File** 
   FileState state;
   const bool isTaken = File_GetState(name, &state) == Error_None && state.exists != 0;
   return isTaken ? Error_Exists : status;
+}
+
+void iFile_SetGathering(File* file, bool mayGather) {
+  file->mayGather = mayGather;
 }
 
 ErrorCode iFile_CloseComplete(File* file) {
@@ -411,9 +461,11 @@ uint32_t File_Read(File* file, uint32_t count, void* buffer) {
 
 uint32_t File_Write(File* file, uint32_t count, const void* buffer) {
   if (file == nullptr || buffer == nullptr) return 0;
-  if (!PrepareFor(file, FileUse::Bytes)) return 0;
+  const bool gathers = Gathers(file, count);
+  if (!PrepareFor(file, gathers ? FileUse::Gathering : FileUse::Bytes)) return 0;
   file->lastStatus = Error_None;
-  return WriteBytes(file, count, static_cast<const uint8_t*>(buffer));
+  const auto* bytes = static_cast<const uint8_t*>(buffer);
+  return gathers ? Gather(file, count, bytes) : WriteDirect(file, count, bytes);
 }
 
 int32_t File_Seek(File* file, int32_t seekMode, int32_t offset) {
@@ -459,6 +511,7 @@ int32_t File_VPrint(File* file, const char* format, va_list arguments) {
 
 int32_t File_Flush(File* file) {
   if (file == nullptr) return -1;
+  if (file->lastUse == FileUse::Gathering) return WriteGathered(file) ? 0 : -1;
   if (file->lastUse != FileUse::Printing) return 0;  // nothing is pending
   return WritePending(file) ? 0 : -1;
 }

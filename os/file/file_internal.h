@@ -14,7 +14,7 @@ constexpr size_t kFileNameSize = 1024;
 constexpr uint32_t kFileMode_Temporary = 0x80000000u;
 
 // What an open file was last used for.
-enum class FileUse : uint8_t { Unknown, Bytes, Lines, Printing };
+enum class FileUse : uint8_t { Unknown, Bytes, Lines, Printing, Gathering };
 
 // Bytes that were read for lines: those from start to end are not yet given out.
 struct ReadAhead {
@@ -34,6 +34,10 @@ struct File {
   ErrorCode lastStatus;  // of the last call that moved bytes
   ErrorCode lostOutput;  // why text that was held back could not be written; Error_None: nothing was lost
   FileUse lastUse;       // decides what must be done before another use
+  bool mayGather;        // see iFile_SetGathering
+  uint32_t directBytes;  // of the writes that were not gathered; stops at kFileDirectBytes
+  uint32_t gatheredBytes;
+  uint8_t* gathered;  // owned; null: none
   ReadAhead ahead;
 };
 
@@ -46,6 +50,14 @@ ErrorCode iFile_OpenNew(const char* name, uint32_t mode, bool isPrivate, File** 
 // mode and isPrivate: as above.
 ErrorCode iFile_OpenTemporary(int32_t systemDirectory, const char* prefix, const char* ending, uint32_t mode,
                               bool isPrivate, char* name, File** file);
+
+// Lets File_Write hold bytes back until a large buffer is full, for a file that nobody else reads meanwhile
+// (mayGather false: no more). Every other call on the file writes them first, File_Flush and File_Close among
+// them, so the file's length never counts what it does not have. Bytes that cannot be written then are lost:
+// File_Write gives 0, File_Flush -1, and File_Close the status too. The first kFileDirectBytes are written at
+// once: a small file gains nothing.
+void iFile_SetGathering(File* file, bool mayGather);
+inline constexpr uint32_t kFileDirectBytes = 64 * 1024;
 
 // File_Close for a file that was written here: when closing fails, the incomplete file is removed.
 ErrorCode iFile_CloseComplete(File* file);

@@ -460,4 +460,66 @@ TEST_F(FileOnPosixTest, SaysThatWhatWasHeldBackDidNotReachTheDisk) {
   EXPECT_EQ(Stream_Error(File_GetStream(file.get())), Error_Exceed);
 }
 
+// ---- writes that are held back -----------------------------------------------------------------
+
+class FullDiskWhileGathering : public FileOnPosixTest {
+ protected:
+  // 65,536 bytes that are in the file and `held` ones that are not; 70,000 are all that fit.
+  void Fill(uint32_t held) {
+    file_ = Open("f", FileMode_Write);
+    iFile_SetGathering(file_.get(), true);
+    const std::string bytes(65536, 'd');
+    ASSERT_EQ(File_Write(file_.get(), 65536, bytes.data()), 65536u);
+    const std::string rest(held, 'h');
+    ASSERT_EQ(File_Write(file_.get(), held, rest.data()), held);
+  }
+  ErrorCode Status() { return Stream_Error(File_GetStream(file_.get())); }
+
+  OwnedFile file_;
+};
+
+TEST_F(FullDiskWhileGathering, FailsTheWriteThatFillsTheBuffer) {
+  const DiskLimit limit(70000);
+  Fill(262000);
+  const std::string last(12288, 'l');
+  EXPECT_EQ(File_Write(file_.get(), 12288, last.data()), 0u);
+  EXPECT_EQ(Status(), Error_Exceed);
+  EXPECT_EQ(directory_.Read("f"), std::string(65536, 'd') + std::string(4464, 'h'));
+  EXPECT_EQ(File_Close(file_.release()), Error_Exceed);
+  // What was lost does not come back.
+  EXPECT_EQ(directory_.Size("f"), 70000u);
+}
+
+TEST_F(FullDiskWhileGathering, FailsTheFlush) {
+  const DiskLimit limit(70000);
+  Fill(10000);
+  EXPECT_EQ(File_Flush(file_.get()), -1);
+  EXPECT_EQ(Status(), Error_Exceed);
+  EXPECT_EQ(File_Flush(file_.get()), 0);
+  EXPECT_EQ(File_Close(file_.release()), Error_Exceed);
+  EXPECT_EQ(directory_.Size("f"), 70000u);
+}
+
+TEST_F(FullDiskWhileGathering, FailsTheCallThatNeedsTheBytesInTheFile) {
+  const DiskLimit limit(70000);
+  Fill(10000);
+  EXPECT_EQ(File_Tell64(file_.get()), -1);
+  EXPECT_EQ(Status(), Error_Exceed);
+  EXPECT_EQ(File_Tell64(file_.get()), 70000);
+}
+
+TEST_F(FullDiskWhileGathering, FailsTheClose) {
+  const DiskLimit limit(70000);
+  Fill(10000);
+  EXPECT_EQ(File_Close(file_.release()), Error_Exceed);
+  EXPECT_EQ(directory_.Size("f"), 70000u);
+}
+
+TEST_F(FullDiskWhileGathering, RemovesAnIncompleteFile) {
+  const DiskLimit limit(70000);
+  Fill(10000);
+  EXPECT_EQ(iFile_CloseComplete(file_.release()), Error_Exceed);
+  EXPECT_FALSE(directory_.Exists("f"));
+}
+
 }  // namespace
