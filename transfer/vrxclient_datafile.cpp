@@ -88,11 +88,11 @@ void iVRXClient_ForgetDataFile(VRXClient* client) {
 }
 
 bool iVRXClient_LookAtDataFile(VRXClient* client) {
+  // What is not there, and what is no file, has no size.
   FileState state;
   uint64_t size = 0;
-  const bool isThere = File_GetState64(client->data.dataPath, &state, &size) == Error_None &&
-                       state.exists != 0 && state.isDirectory == 0;
-  client->dataFileSize = isThere ? size : 0;
+  const ErrorCode status = File_GetState64(client->data.dataPath, &state, &size);
+  client->dataFileSize = status == Error_None ? size : 0;
   client->offset = client->data.isUpload == 0 ? client->dataFileSize : 0;
   return client->dataFileSize != 0;
 }

@@ -166,6 +166,22 @@ TEST_F(CallbacksTest, MayCloseTheTransfer) {
   EXPECT_EQ(doing.heard.Take(), Lines({"size"})) << "nothing is called back after a close";
 }
 
+TEST_F(CallbacksTest, MayUseTheTransfer_AfterClosingIt) {
+  Doing doing;
+  doing.client = transfer_.get();
+  doing.action = [](Doing& self) {
+    EXPECT_EQ(VRXClient_Close(self.client), Error_None);
+    EXPECT_EQ(VRXClient_AgentMessage(self.client, "x"), Error_None);
+    EXPECT_EQ(iVRXClientList_Count(), 1u) << "the end of an inner call is not the end";
+    const char* text = nullptr;
+    EXPECT_EQ(VRXClient_GetInfo(self.client, &text), Error_None);
+    EXPECT_STREQ(text, "x\r\n");
+  };
+  EXPECT_EQ(VRXClient_SetMethods(transfer_.get(), reinterpret_cast<Word>(&doing), &kDoing), Error_None);
+  transfer_.Forget();
+  EXPECT_EQ(iVRXClientList_Count(), 0u);
+}
+
 TEST_F(CallbacksTest, MayDeleteTheTransfer_AfterClosingIt) {
   iVRXClient_Message(transfer_.get(), 18);
   const std::string log = transfer_->data.logPath;

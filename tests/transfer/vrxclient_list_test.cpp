@@ -96,6 +96,22 @@ TEST_F(ListTest, PassesOverCompletedTransfers) {
             Error_None);
 }
 
+// What another thread has put there since the first look.
+TEST_F(ListTest, RefusesAURLThatIsThere_WhenATransferIsPutIn) {
+  Transfer first;
+  Download("ftp://a/x", &first);
+  Transfer second;
+  Download("ftp://b/x", &second);
+  iVRXClientList_Unlink(second.get());
+  second->entry = nullptr;
+  iServerList_Delete(&second->data.servers);
+  ASSERT_EQ(iServerList_New("ftp://a/x", &second->data.servers), Error_None);
+  EXPECT_EQ(iVRXClientList_Link(second.get(), true), Error_Exists);
+  EXPECT_EQ(iVRXClientList_Count(), 1u);
+  EXPECT_EQ(iVRXClientList_Link(second.get(), false), Error_None);
+  EXPECT_EQ(iVRXClientList_Count(), 2u);
+}
+
 TEST_F(ListTest, KnowsThePathsOfOtherTransfers) {
   Transfer transfer;
   Download("ftp://a/x", &transfer);

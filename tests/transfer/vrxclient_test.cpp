@@ -763,8 +763,12 @@ TEST_F(TransferObject, OwnsWhatTheLibraryMade) {
       {"vrxData1", false},
       {"", false},
   };
+  std::string beside = cache + "/vrxData1";
+  beside[cache.size() - 1] ^= 1;
   Transfer transfer;
   ASSERT_EQ(New("ftp://a/x", &transfer), Error_None);
+  iVRXClient_SetDataPath(transfer.get(), beside.c_str());
+  EXPECT_FALSE(iVRXClient_OwnsDataFile(transfer.get())) << "a directory with a name as long";
   for (const auto& [path, isOwn] : rows) {
     iVRXClient_SetDataPath(transfer.get(), path.c_str());
     EXPECT_EQ(iVRXClient_OwnsDataFile(transfer.get()), isOwn) << path;
