@@ -3,8 +3,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <cstdlib>
-#include <cstring>
 #include <string>
 #include <thread>
 
@@ -14,6 +12,7 @@
 #include "tests/net/sock_fixture.h"
 #include "tests/support/fail_allocation.h"
 #include "tests/support/file_system.h"
+#include "tests/support/numbered.h"
 #include "tests/support/temp_dir.h"
 #include "tests/support/test_stream.h"
 
@@ -241,82 +240,9 @@ TEST_F(FTPcData, StoresNoMoreThanTheWideLimit) {
   EXPECT_EQ(server.DataReceived(0), "hell12345");
 }
 
-// Makes a file of any length without storing it: 8-byte numbers, the first byte tells a shifted one.
-class Numbered {
- public:
-  static constexpr size_t kBlock = 1 << 20;
-
-  // Bytes from `position` on that a block can give.
-  const char* At(uint64_t position) const { return block_.data() + position % 251; }
-
-  // Whether these are the file's bytes from there on.
-  bool Matches(uint64_t position, const void* bytes, size_t count) const {
-    return count <= kBlock && memcmp(At(position), bytes, count) == 0;
-  }
-
- private:
-  static std::string MakeBlock() {
-    std::string block(kBlock + 251, '\0');
-    for (size_t i = 0; i < block.size(); ++i) block[i] = static_cast<char>(i % 251);
-    return block;
-  }
-  std::string block_ = MakeBlock();
-};
-
-// A stream that compares what is written with the file, or gives the file's bytes, and keeps nothing.
-class NumberedStream {
- public:
-  NumberedStream(const Numbered* numbered, uint64_t position, uint64_t end)
-      : numbered_(numbered), position_(position), end_(end) {
-    Stream_Init(kTestStreamType, &kOperations, &record_.stream);
-    record_.owner = this;
-  }
-  Stream* stream() { return &record_.stream; }
-  uint64_t position() const { return position_; }
-  bool isWrong() const { return isWrong_; }
-
- private:
-  struct Record {
-    Stream stream;
-    NumberedStream* owner;
-  };
-  static NumberedStream& Of(Stream* stream) { return *reinterpret_cast<Record*>(stream)->owner; }
-  static uint32_t Read(Stream* stream, uint32_t count, void* buffer) {
-    NumberedStream& self = Of(stream);
-    const auto length = static_cast<uint32_t>(std::min<uint64_t>(count, self.end_ - self.position_));
-    memcpy(buffer, self.numbered_->At(self.position_), length);
-    self.position_ += length;
-    return length;
-  }
-  static uint32_t Write(Stream* stream, uint32_t count, const void* buffer) {
-    NumberedStream& self = Of(stream);
-    if (!self.numbered_->Matches(self.position_, buffer, count)) self.isWrong_ = true;
-    self.position_ += count;
-    return count;
-  }
-  static ErrorCode Status(Stream* stream) {
-    return Of(stream).position_ < Of(stream).end_ ? Error_None : Error_Ended;
-  }
-  static constexpr StreamOperations kOperations = {nullptr, Read, nullptr, Write, Status, nullptr};
-
-  Record record_ = {};
-  const Numbered* numbered_;
-  uint64_t position_;
-  uint64_t end_;
-  bool isWrong_ = false;
-};
-
 // The server's side of a transfer of made bytes.
 ScriptStep SendsNumbers(const Numbered* numbered, uint64_t position, uint64_t end) {
-  return Do([=](ScriptSession& session) {
-    uint64_t at = position;
-    while (at < end) {
-      const size_t count = std::min<uint64_t>(Numbered::kBlock, end - at);
-      if (!session.data().Send({numbered->At(at), count})) break;
-      at += count;
-    }
-    EXPECT_EQ(at, end);
-  });
+  return Do([=](ScriptSession& session) { EXPECT_TRUE(numbered->Send(&session.data(), position, end)); });
 }
 
 ScriptStep TakesNumbers(const Numbered* numbered, uint64_t position, uint64_t end) {
@@ -332,13 +258,6 @@ ScriptStep TakesNumbers(const Numbered* numbered, uint64_t position, uint64_t en
     EXPECT_TRUE(isRight);
     EXPECT_EQ(at, end);
   });
-}
-
-// How many bytes the transfers of whole files have: 64 MiB, or what QZ_WHOLE_GIB says (5 and 20 are worth
-// a run; the counters of 32 bits are passed at 4).
-uint64_t WholeBytes() {
-  const char* gibibytes = getenv("QZ_WHOLE_GIB");
-  return gibibytes != nullptr ? strtoull(gibibytes, nullptr, 10) << 30 : 64u << 20;
 }
 
 TEST_F(FTPcData, MovesWholeFilesOfAnySizeBothWays) {

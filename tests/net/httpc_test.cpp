@@ -15,6 +15,7 @@
 #include "qz/proxy.h"
 #include "tests/support/fail_allocation.h"
 #include "tests/support/loopback.h"
+#include "tests/support/numbered.h"
 #include "tests/support/scripted_http.h"
 #include "tests/support/socket_probe.h"
 #include "tests/support/test_stream.h"
@@ -252,6 +253,48 @@ TEST_F(HTTPcConnection, GivesALargeBodyWhole) {
   ASSERT_EQ(OpenAndGet(server), Error_None);
   EXPECT_TRUE(ReadBody() == body);
   connection.reset();
+}
+
+TEST_F(HTTPcConnection, GivesABodyOfAnySizeWhole) {
+  const Numbered numbered;
+  const uint64_t size = WholeBytes() + 3;
+  const string head = "HTTP/1.0 200 OK\r\nContent-Length: " + std::to_string(size) + "\r\n\r\n";
+  const ScriptStep sends =
+      script::Do([&](ScriptSession& session) { EXPECT_TRUE(numbered.Send(&session.control(), 0, size)); });
+  ScriptedServer server(
+      {{script::ReadUntil("\r\n\r\n"), script::Send(head), sends, script::Finish(), script::ReadToEnd()}},
+      600000);
+  ASSERT_EQ(OpenAndGet(server), Error_None);
+  uint64_t length = 0;
+  EXPECT_EQ(HTTPc_GetContentLength64(connection.get(), &length), Error_None);
+  EXPECT_EQ(length, size);
+  NumberedStream sink(&numbered, 0, size);
+  static char buffer[12288];
+  while (const uint32_t count = Stream_Read(stream, sizeof buffer, buffer)) {
+    Stream_Write(sink.stream(), count, buffer);
+  }
+  EXPECT_EQ(HTTPc_GetError(connection.get()), Error_Ended);
+  EXPECT_EQ(sink.position(), size);
+  EXPECT_FALSE(sink.isWrong());
+  connection.reset();
+}
+
+TEST_F(HTTPcConnection, ResumesBeyondFourGigabytes) {
+  ScriptedServer server(
+      {Exchange("GET /f HTTP/1.0\r\nHost: 127.0.0.1\r\nRange: bytes=4294967297-\r\n\r\n",
+                "HTTP/1.1 206 Partial Content\r\nContent-Length: 10\r\n"
+                "Content-Range: bytes 4294967297-4294967306/4294967307\r\n\r\n0123456789")});
+  ASSERT_EQ(Open(server), Error_None);
+  EXPECT_EQ(HTTPc_SetRange64(connection.get(), 4294967297u, 0xFFFFFFFFFFFFFFFFu), Error_None);
+  ASSERT_EQ(Get("http://" + server.address() + "/f"), Error_None);
+  uint64_t first = 0, last = 0, total = 0;
+  EXPECT_EQ(HTTPc_GetContentRange64(connection.get(), &first, &last, &total), Error_None);
+  EXPECT_EQ(first, 4294967297u);
+  EXPECT_EQ(last, 4294967306u);
+  EXPECT_EQ(total, 4294967307u);
+  EXPECT_EQ(ReadBody(), "0123456789");
+  connection.reset();
+  server.Finish();
 }
 
 TEST_F(HTTPcConnection, StartsTheBodyBehindTheHeadersOfTheFirstPart) {
