@@ -195,7 +195,6 @@ ErrorCode iStatistics_Start() {
 }
 
 void iStatistics_End() {
-  if (lists.semaphore == nullptr) return;
   SaveDocument(&lists.names);
   SaveDocument(&lists.through);
   Close();

@@ -1,6 +1,7 @@
 // The number of open connections.
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <thread>
 #include <vector>
 
@@ -31,10 +32,13 @@ TEST(ConnectionCount, IsNeverBelowZero) {
 
 TEST(ConnectionCount, CountsForEightThreads) {
   iVRXClientSystem_ClearConnections();
+  std::atomic<int> ready{0};
   std::vector<std::thread> threads;
   for (int i = 0; i < 8; ++i) {
-    threads.emplace_back([] {
-      for (int round = 0; round < 10000; ++round) {
+    threads.emplace_back([&] {
+      ++ready;
+      while (ready.load() != 8) std::this_thread::yield();
+      for (int round = 0; round < 100000; ++round) {
         iVRXClientSystem_RaiseConnections();
         iVRXClientSystem_RaiseConnections();
         iVRXClientSystem_LowerConnections();
@@ -42,7 +46,7 @@ TEST(ConnectionCount, CountsForEightThreads) {
     });
   }
   for (std::thread& thread : threads) thread.join();
-  EXPECT_EQ(iVRXClientSystem_Connections(), 80000u);
+  EXPECT_EQ(iVRXClientSystem_Connections(), 800000u);
   iVRXClientSystem_ClearConnections();
 }
 

@@ -182,6 +182,8 @@ TEST(ServerListClearMarks, TakesEveryMark) {
   EXPECT_TRUE(iServerList_ClearMarks(&list));
   EXPECT_EQ(Shown(list), Servers({"ftp://a:21", "ftp://b:21", "ftp://c:21"}));
   EXPECT_FALSE(iServerList_ClearMarks(&list)) << "there was none";
+  list.first->isFailed = true;
+  EXPECT_TRUE(iServerList_ClearMarks(&list)) << "one before others without";
 }
 
 TEST(ServerListFind, ComparesURLsAsData) {
@@ -479,6 +481,7 @@ TEST(ServerListRead, GivesEnded_WhereverTheStreamIsCut) {
   for (size_t size = 0; size < bytes.size(); ++size)
     EXPECT_EQ(ReadStatus(bytes.substr(0, size)), Error_Ended) << size;
   EXPECT_EQ(ReadStatus(bytes), Error_None);
+  EXPECT_EQ(ReadStatus(std::string("vrxs\0\0", 6)), Error_Ended) << "no version, not the version 0";
 }
 
 TEST(ServerListRead, IsBounded_WhateverBitIsFlipped) {

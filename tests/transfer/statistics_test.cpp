@@ -65,6 +65,7 @@ TEST(StatisticsValues, PrintsAnAverageWithSixPlaces) {
       {16777215.0f, "16777215.000000"},
       {16777216.0f, "16777216.000000"},
       {1.5e9f, "1500000000.000000"},
+      {1e20f, "100000002004087734272.000000"},
       {std::numeric_limits<float>::max(), "340282346638528859811704183484516925440.000000"},
   };
   for (const auto& row : rows)
@@ -367,6 +368,8 @@ TEST_F(StatisticsTest, TakeNoSampleThatIsNone) {
   iStatistics_RecordAddress(kServer, 21, kAddress);
   for (const float sample : {-1.0f, NAN, INFINITY, -INFINITY}) iStatistics_RecordSpeed(kServer, 21, sample);
   EXPECT_EQ(Of(kServer), "none 0 -1.000000 0 0.500000");
+  iStatistics_End();
+  EXPECT_FALSE(Exists("through.qzc"));
 }
 
 TEST_F(StatisticsTest, KeepNothingOfAHostThatCannotBeAField) {
@@ -408,6 +411,14 @@ TEST_F(StatisticsTest, TakeADamagedLineForAMissingOne) {
   EXPECT_EQ(Read("through.qzc"), LineEnds("10.0.0.1\t1\t7.000000\t0\t0.500000\n"
                                           "10.0.0.3\t2\t50.000000\t0\t0.500000\n"
                                           "default\t\t1\t7.000000\t0\t0.500000\n"));
+}
+
+TEST_F(StatisticsTest, KeepTheLineOfAnAddressThatADamagedOneBeginsWith) {
+  Write("names.qzc", "a:21 10.0.0.1\nb:21 10.0.0.1x\n");
+  Write("through.qzc", "10.0.0.1 1 10.0 0 0.5\n");
+  Start();
+  iStatistics_RecordAddress("b", 21, kOtherAddress);
+  EXPECT_EQ(Of("a"), "1 10.000000 0 0.500000");
 }
 
 TEST_F(StatisticsTest, ReadFilesOfAnyBytes) {

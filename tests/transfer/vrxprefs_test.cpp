@@ -218,6 +218,8 @@ TEST_F(VRXPrefsTest, DoesNotStart_WhereverTheFileIsCut) {
     EXPECT_EQ(iVRXPrefs_Start(), Error_Ended) << size;
     EXPECT_EQ(ReadFile(), page.substr(0, size));
   }
+  WriteFile(std::string(2, 0));
+  EXPECT_EQ(iVRXPrefs_Start(), Error_Ended) << "no version, not the version 0";
 }
 
 TEST_F(VRXPrefsTest, ReadsOrRefuses_WhateverBitIsFlipped) {
