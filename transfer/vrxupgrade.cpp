@@ -34,7 +34,6 @@ constexpr char kNoSeparator = 0;
 constexpr char kUser[] = "ftp";
 constexpr uint32_t kLowestVersion = 25;
 
-constexpr size_t kLocationSize = 1024;
 constexpr size_t kVersionTextSize = 512;
 constexpr size_t kRegistryPathSize = 512;
 constexpr size_t kResultSize = 1024;
@@ -46,9 +45,9 @@ constexpr int32_t kCheckDay = 3;  // Wednesday
 constexpr int32_t kDaysPerWeek = 7;
 
 std::atomic<bool> isStarted{false};
-std::atomic<uint64_t> retrySeconds{0};  // no check is due before
-std::atomic<uint32_t> setVersion{0};    // 0: the registry's counts
-char setLocations[kLocationSize];       // under the library's lock; empty: the registry's count
+std::atomic<uint64_t> retrySeconds{0};    // no check is due before
+std::atomic<uint32_t> setVersion{0};      // 0: the registry's counts
+char setLocations[kUpgradeLocationSize];  // under the library's lock; empty: the registry's count
 
 // ---- settings ----------------------------------------------------------------------------------
 
@@ -62,18 +61,6 @@ bool ReadRegistry(const char* valueName, char (&text)[size]) {
   if (static_cast<size_t>(length) >= sizeof path || WinOSRegistry_EntryExists(path, valueName) == 0)
     return false;
   return WinOSRegistry_GetStringEntry(path, valueName, size, text) == Error_None && text[0] != 0;
-}
-
-// The locations to try in turn, with the separator between them; only those that the program has set are
-// several.
-char GetLocations(char (&locations)[kLocationSize]) {
-  {
-    const LibraryLock lock;
-    memcpy(locations, setLocations, sizeof locations);
-  }
-  if (locations[0] != 0) return kSeparator;
-  if (!ReadRegistry(kLocationValue, locations)) memcpy(locations, kBuiltInLocation, sizeof kBuiltInLocation);
-  return kNoSeparator;
 }
 
 uint32_t GetInstalledVersion() {
@@ -179,15 +166,13 @@ void NoteFailure() {
 // ---- rules -------------------------------------------------------------------------------------
 
 uint64_t iVRXUpgrade_DueSeconds(uint32_t lastCheckSeconds) {
-  int64_t from = lastCheckSeconds;
-  if (lastCheckSeconds != 0) {
-    const Time last = {lastCheckSeconds, 0};
-    TimeData calendar;
-    Time_TimeToData(&last, &calendar);
-    int32_t days = kCheckDay - static_cast<int32_t>(calendar.dayOfWeek);
-    if (days > 0) days -= kDaysPerWeek;
-    from = std::max<int64_t>(from + days * kSecondsPerDay, 0);
-  }
+  const Time last = {lastCheckSeconds, 0};
+  TimeData calendar;
+  Time_TimeToData(&last, &calendar);
+  int32_t days = kCheckDay - static_cast<int32_t>(calendar.dayOfWeek);
+  if (days > 0) days -= kDaysPerWeek;
+  // No check at all, 0, stays what it is.
+  const int64_t from = std::max<int64_t>(lastCheckSeconds + days * kSecondsPerDay, 0);
   return static_cast<uint64_t>(from) + kSecondsPerWeek;
 }
 
@@ -199,6 +184,16 @@ std::optional<UpgradeFile> iVRXUpgrade_ParseName(std::string_view line) {
   std::string_view number = name.substr(dot + 1);
   const std::optional<uint32_t> version = iDecimal_TakeDigits(&number);
   return version ? std::optional(UpgradeFile{name, *version}) : std::nullopt;
+}
+
+char iVRXUpgrade_GetLocations(char (&locations)[kUpgradeLocationSize]) {
+  {
+    const LibraryLock lock;
+    memcpy(locations, setLocations, sizeof locations);
+  }
+  if (locations[0] != 0) return kSeparator;
+  if (!ReadRegistry(kLocationValue, locations)) memcpy(locations, kBuiltInLocation, sizeof kBuiltInLocation);
+  return kNoSeparator;
 }
 
 // A location is cut off where it stands.
@@ -242,8 +237,8 @@ int32_t VRXUpgrade_Check(char* buffer) {
   if (buffer == nullptr) return 0;
   buffer[0] = 0;
   if (!isStarted.load()) return 0;
-  char locations[kLocationSize];
-  const char separator = GetLocations(locations);
+  char locations[kUpgradeLocationSize];
+  const char separator = iVRXUpgrade_GetLocations(locations);
   Found found;
   if (iVRXUpgrade_TryEach(locations, separator, CheckLocation, &found) != Error_None) {
     NoteFailure();

@@ -1,11 +1,18 @@
-// The rules of the upgrade check, without any input or output.
+// The parts of the upgrade check.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string_view>
 
 #include "qz/types.h"
+
+constexpr size_t kUpgradeLocationSize = 1024;
+
+// The locations to try in turn, with the separator between them (0: there is only one): those that the
+// program has set, else the registry's, else the built-in one.
+char iVRXUpgrade_GetLocations(char (&locations)[kUpgradeLocationSize]);
 
 // When the next check is due after one at that time (seconds since 1970; 0: never).
 uint64_t iVRXUpgrade_DueSeconds(uint32_t lastCheckSeconds);

@@ -220,6 +220,9 @@ TEST_F(VRXUpgradeTest, PassesALineOverThatComesInPieces) {
   EXPECT_EQ(CheckListing(std::string(1023, 'x') + "y.99\r\na.26\r\n"), "1 /a.26");
   EXPECT_EQ(CheckListing(std::string(1020, 'x') + ".99\r\nb.98\r\na.26\r\n"), "1 /a.26")
       << "a line of just 1,023 bytes cannot be told from one in pieces";
+  const std::string path = "/" + std::string(1017, 'x') + "/b.9";
+  EXPECT_EQ(CheckListing(path + "9\r\na.98\r\nc.26\r\n").substr(0, 6), "1 /c.2")
+      << "nor is its cut end a name";
 }
 
 TEST_F(VRXUpgradeTest, JoinsTheLocationAndTheName) {
@@ -345,14 +348,31 @@ TEST_F(VRXUpgradeTest, HoldsNeitherThePreferencesNorAConnectionOfTheCount) {
 }
 
 TEST_F(VRXUpgradeTest, GivesNothing_WithoutABufferOrBeforeTheStart) {
+  ScriptedServer server({Lists("a.26\r\n")});
+  server.AllowUnfinished();
+  ASSERT_EQ(VRXUpgrade_SetLocation(Location(server).c_str()), Error_None);
   EXPECT_EQ(VRXUpgrade_Check(nullptr), 0);
   iVRXUpgrade_End();
   iVRXClientSystem_RaiseConnections();
   EXPECT_EQ(Check(), "0 ");
+  EXPECT_EQ(server.Connections(), 0u);
+  server.Stop();
   EXPECT_EQ(VRXUpgrade_IsCheckTime(), 0);
   iVRXPrefs_End();
   ASSERT_EQ(iVRXUpgrade_Start(), Error_None);
   EXPECT_EQ(VRXUpgrade_IsCheckTime(), 0) << "nor without preferences";
+}
+
+TEST_F(VRXUpgradeTest, HasALocationOfItsOwn) {
+  char locations[kUpgradeLocationSize];
+  EXPECT_EQ(iVRXUpgrade_GetLocations(locations), 0);
+  EXPECT_STREQ(locations, "ftp://download.example.invalid/pub-qmd/upgrade-default");
+  ASSERT_EQ(VRXUpgrade_SetLocation("ftp://a;ftp://b"), Error_None);
+  EXPECT_EQ(iVRXUpgrade_GetLocations(locations), ';');
+  EXPECT_STREQ(locations, "ftp://a;ftp://b");
+  ASSERT_EQ(VRXUpgrade_SetLocation(nullptr), Error_None);
+  EXPECT_EQ(iVRXUpgrade_GetLocations(locations), 0);
+  EXPECT_STREQ(locations, "ftp://download.example.invalid/pub-qmd/upgrade-default");
 }
 
 // ---- when it is due ----------------------------------------------------------------------------
