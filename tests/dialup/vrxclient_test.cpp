@@ -125,6 +125,9 @@ TEST_F(TransferDialUp, StaysUp_WhenDialUpIsNotEnabled) {
   EXPECT_EQ(VRXClient_Close(client), Error_None);
   EXPECT_EQ(fake_->dials, 1u);
   EXPECT_EQ(fake_->hangUps, 0u);
+  fake_->connectionCount = 0;
+  UseLine();
+  EXPECT_EQ(fake_->dials, 2u) << "its selection stays";
 }
 
 }  // namespace
