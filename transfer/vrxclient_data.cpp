@@ -65,8 +65,7 @@ constexpr uint32_t kSmallestBuffer = 1024;
 bool ReplaceBuffer(VRXClient* client, uint32_t size) {
   auto* buffer = static_cast<uint8_t*>(Memory_New(size));
   if (buffer == nullptr) return false;
-  iVRXClient_FreeBuffer(client);
-  client->buffer = buffer;
+  Memory_Delete(std::exchange(client->buffer, buffer));
   client->bufferSize = size;
   return true;
 }
@@ -139,9 +138,14 @@ bool CutOldBytes(VRXClient* client) {
   return !client->cutsDataFile || iVRXClient_CutDataFile(client);
 }
 
+// An application may want more than the system's word that the bytes will come to the disk.
+bool IsOnDisk(VRXClient* client) {
+  return client->data.isUpload != 0 || !client->syncsDataFile || File_FlushToDisk(client->dataFile) == 0;
+}
+
 StepEvent Complete(VRXClient* client) {
   // Only a file that was closed well is whole.
-  if (!CutOldBytes(client) || !iVRXClient_CloseDataFile(client))
+  if (!CutOldBytes(client) || !IsOnDisk(client) || !iVRXClient_CloseDataFile(client))
     return FailDataFile(client, VRXClientReason_DiskFull);
   client->reason = VRXClientReason_None;
   Time now;
@@ -195,7 +199,7 @@ bool HasServerEnded(Sock* data) {
 // An upload's last bytes may still be under way, and deleting the socket would drop them.
 StepEvent Drain(VRXClient* client) {
   const bool isOver = HasServerEnded(DataSocket(client)) || iFTPc_AwaitReply(client->ftp, 0) ||
-                      iVRXClient_Clock() >= client->drainDeadlineMilliseconds;
+                      platform::MonotonicMilliseconds() >= client->drainDeadlineMilliseconds;
   if (!isOver) return Stay();
   if (iVRXClient_IsStopRequested(client)) return FailData(client, Error_Cancel);
   iVRXClient_DeleteDataStream(client);
@@ -206,7 +210,7 @@ StepEvent Drain(VRXClient* client) {
 StepEvent EndUpload(VRXClient* client) {
   Sock_Shutdown(DataSocket(client), SockShutdown_Send);
   client->dataEnd = DataEnd::Draining;
-  client->drainDeadlineMilliseconds = iVRXClient_Clock() + iSock_GetWaitMilliseconds();
+  client->drainDeadlineMilliseconds = platform::MonotonicMilliseconds() + iSock_GetWaitMilliseconds();
   return Drain(client);
 }
 
@@ -340,7 +344,11 @@ StepEvent iVRXClient_OpenDataFile(VRXClient* client, StepMode) {
   iVRXClient_CloseDataFile(client);
   if (!iVRXClient_MeasureDataFile(client))
     return iVRXClient_FailWith(client, VRXClientReason_DataFile, TransferMessage_NoDataFile);
-  return client->data.isUpload != 0 ? OpenForUpload(client) : OpenForDownload(client);
+  if (client->data.isUpload != 0) return OpenForUpload(client);
+  const StepEvent opened = OpenForDownload(client);
+  // Nobody else reads it: its bytes may be written in large blocks, whatever the size of a step.
+  if (client->dataFile != nullptr) iFile_SetGathering(client->dataFile, true);
+  return opened;
 }
 
 StepEvent iVRXClient_StartTransfer(VRXClient* client, StepMode mode) {

@@ -228,8 +228,7 @@ int32_t CallFromOutside(VRXClient* client, StepMode mode) {
 // ---- stopping ----------------------------------------------------------------------------------
 
 bool IsDriver(const VRXClient* client) {
-  const uint32_t thread = client->drivingThread;
-  return thread == 0 || thread == platform::CurrentThreadIdentifier();
+  return client->drivingThread == platform::CurrentThreadIdentifier();
 }
 
 void StopFromDriver(VRXClient* client) {
@@ -286,6 +285,8 @@ int32_t VRXClient_Idle(VRXClient* client) {
 
 int32_t VRXClient_Stop(VRXClient* client) {
   if (client == nullptr) return Error_Invalid;
+  // A transfer that was never driven has nothing to end.
+  if (client->drivingThread == 0) return Error_None;
   if (IsDriver(client)) {
     StopFromDriver(client);
   } else {

@@ -233,6 +233,21 @@ class Conversation {
     iVRXClient_SetDataPath(client_, path.c_str());
     client_->data.size = knownSize;
   }
+  // Saves the record in {files}/NAME, and makes the transfer of one, as another run of the program does.
+  void Save(const std::string& name) {
+    Traverse* traverse = nullptr;
+    const std::string path = test_->Files().Name(name);
+    ASSERT_EQ(File_OpenTraverse(path.c_str(), FileMode_Write, nullptr, &traverse), Error_None);
+    EXPECT_EQ(VRXClient_Write(traverse, client_), Error_None);
+    Traverse_Delete(traverse);
+  }
+  void Read(const std::string& name) {
+    Traverse* traverse = nullptr;
+    const std::string path = test_->Files().Name(name);
+    ASSERT_EQ(File_OpenTraverse(path.c_str(), FileMode_Read, nullptr, &traverse), Error_None);
+    EXPECT_EQ(VRXClient_Read(traverse, userData(), Methods(), &client_), Error_None);
+    Traverse_Delete(traverse);
+  }
   void Close() {
     if (client_ == nullptr) return;
     EXPECT_EQ(VRXClient_Close(std::exchange(client_, nullptr)), Error_None);
