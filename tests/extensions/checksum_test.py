@@ -1,0 +1,205 @@
+"""checksum.AXT with real transfers: the digest of the application and that beside the URL."""
+
+import os
+
+from driving import DriverTest, tool, unittest
+
+SMALL = b"hello\n"
+# sha256sum of: "hello" and a newline; 0123456789abcdef 4,194,304 times; its first 3,000,000 bytes
+DIGEST = "5891b5b522d5df086d0ff0b110fbd9d21bb4fc7163af34d08286a2e846f6be03"
+LARGE = b"0123456789abcdef" * (4 * 1024 * 1024)
+LARGE_DIGEST = "42ef3a50fe506ced865473b082c8b28f6ce254e6e2b01266b6a563531a6267bc"
+OTHER_DIGEST = "6e85d0869c4a8efc24e8191a269778236019313b8a15f68e20445447c487da1d"
+
+
+class Folders(tool.Session):
+    """Names are those of files, in the one folder there is."""
+
+    def on_cwd(self, folder):
+        self.say("250 there" if folder == "/" else "550 no such folder")
+
+    def on_retr(self, name):
+        return super().on_retr(name.lstrip("/"))
+
+
+class FTPServer(tool.FTPServer):
+    def serve(self, connection, number):
+        Folders(self, connection, number).run()
+
+
+class TheDigestOfTheApplication(DriverTest):
+    def test_a_right_one_verifies_the_file(self):
+        server = self.files({"/f.iso": SMALL})
+        outcome = self.drive(server.url("/f.iso"), "f.iso", "verify=" + DIGEST)
+        self.assert_completed(outcome)
+        self.assertEqual(outcome.messages[-1], '"f.iso" is verified: SHA-256 %s.' % DIGEST)
+        self.assertEqual(self.names(), ["f.iso"])
+        self.assertEqual(self.read("f.iso"), SMALL)
+        self.assertEqual(len(server.requests), 1)
+
+    def test_it_may_be_in_upper_case(self):
+        server = self.files({"/f.iso": SMALL})
+        outcome = self.drive(server.url("/f.iso"), "f.iso", "verify=5891B5B522D5DF086D0FF0B110FBD9D21BB4FC7163AF34D0"
+                                                            "8286A2E846F6BE03")
+        self.assert_completed(outcome)
+
+    def test_a_wrong_one_sets_the_file_aside(self):
+        server = self.files({"/f.iso": SMALL})
+        outcome = self.drive(server.url("/f.iso"), "f.iso", "verify=" + OTHER_DIGEST)
+        self.assert_failed(outcome, '"f.iso" is not verified: SHA-256 is %s, expected %s; renamed "f.iso.bad".'
+                           % (DIGEST, OTHER_DIGEST))
+        self.assertEqual(self.names(), ["f.iso.bad"])
+        self.assertEqual(self.read("f.iso.bad"), SMALL)
+
+    def test_a_file_that_stands_under_the_name_for_bad_ones_is_kept(self):
+        self.write("f.iso.bad", b"somebody's")
+        server = self.files({"/f.iso": SMALL})
+        outcome = self.drive(server.url("/f.iso"), "f.iso", "verify=" + OTHER_DIGEST)
+        self.assert_failed(outcome, '"f.iso" is not verified: SHA-256 is %s, expected %s; renamed "f.iso(0).bad".'
+                           % (DIGEST, OTHER_DIGEST))
+        self.assertEqual(self.names(), ["f.iso(0).bad", "f.iso.bad"])
+        self.assertEqual(self.read("f.iso.bad"), b"somebody's")
+
+    def test_what_is_no_digest_is_refused_at_once(self):
+        for digest in ("123", DIGEST[1:], DIGEST + "0", "x" + DIGEST[1:]):
+            outcome = self.drive("http://127.0.0.1:1/f.iso", "f.iso", "verify=" + digest, code=1)
+            self.assertEqual(outcome.values["failed"], "verify: -4")
+
+    def test_nothing_is_verified_unasked(self):
+        server = self.files({"/f.iso": SMALL, "/f.iso.sha256": OTHER_DIGEST.encode()})
+        outcome = self.drive(server.url("/f.iso"), "f.iso")
+        self.assert_completed(outcome)
+        self.assertEqual(len(server.requests), 1)
+
+    def test_an_upload_is_refused(self):
+        self.write("f.iso", SMALL)
+        outcome = self.drive("ftp://127.0.0.1:1/f.iso", "f.iso", "verify=" + DIGEST, "upload", code=1)
+        self.assertEqual(outcome.values["failed"], "verify: -4")
+
+    def test_a_wrong_file_does_not_replace_another(self):
+        self.write("f.iso", b"old")
+        server = self.files({"/f.iso": SMALL})
+        outcome = self.drive(server.url("/f.iso"), "f.iso", "verify=" + OTHER_DIGEST, "overwrite")
+        self.assertEqual((outcome.number("result"), outcome.number("reason")), (4, 17))
+        self.assertEqual(self.names(), ["f(0).iso.bad", "f.iso"])
+        self.assertEqual(self.read("f.iso"), b"old")
+
+    def test_a_right_file_replaces_another(self):
+        self.write("f.iso", b"old")
+        server = self.files({"/f.iso": SMALL})
+        outcome = self.drive(server.url("/f.iso"), "f.iso", "verify=" + DIGEST, "overwrite")
+        self.assert_completed(outcome)
+        self.assertEqual(self.names(), ["f.iso"])
+        self.assertEqual(self.read("f.iso"), SMALL)
+
+    def test_a_large_file_takes_many_short_steps(self):
+        server = self.files({"/f.iso": LARGE})
+        outcome = self.drive(server.url("/f.iso"), "f.iso", "verify=" + LARGE_DIGEST)
+        self.assert_completed(outcome)
+        self.assert_short_steps(outcome, 5)
+
+
+class TheDigestBesideTheURL(DriverTest):
+    def beside(self, answer, name="/f.iso.sha256"):
+        return self.files({"/f.iso": SMALL, name: answer})
+
+    def test_it_is_fetched(self):
+        server = self.beside(b"%s  f.iso\n" % DIGEST.encode())
+        outcome = self.drive(server.url("/f.iso"), "f.iso", "verify")
+        self.assert_completed(outcome)
+        self.assertEqual(outcome.messages[-3:],
+                         ["Fetching the SHA-256 digest...",
+                          "SHA-256 digest fetched from %s." % server.url("/f.iso.sha256"),
+                          '"f.iso" is verified: SHA-256 %s.' % DIGEST])
+        self.assertEqual(self.names(), ["f.iso"])
+
+    def test_it_is_fetched_over_ftp(self):
+        server = self.serve(FTPServer({"f.iso": SMALL, "f.iso.sha256": DIGEST.encode() + b"  f.iso\n"}))
+        outcome = self.drive(server.url("f.iso"), "f.iso", "verify")
+        self.assert_completed(outcome)
+        self.assertEqual(outcome.messages[-1], '"f.iso" is verified: SHA-256 %s.' % DIGEST)
+
+    def test_the_login_of_the_url_is_used_and_not_shown(self):
+        server = self.serve(FTPServer({"f.iso": SMALL, "f.iso.sha256": DIGEST.encode() + b"  f.iso\n"}))
+        outcome = self.drive(server.url("f.iso", "anna:geheim@"), "f.iso", "verify")
+        self.assert_completed(outcome)
+        logins = [line for number, line in server.commands if number == 1 and line.split(" ")[0] in ("USER", "PASS")]
+        self.assertEqual(logins, ["USER anna", "PASS geheim"])
+        self.assertNotIn("geheim", outcome.messages[-2])
+
+    def test_a_wrong_one_sets_the_file_aside(self):
+        server = self.beside(b"%s  f.iso\n" % OTHER_DIGEST.encode())
+        outcome = self.drive(server.url("/f.iso"), "f.iso", "verify")
+        self.assert_failed(outcome, '"f.iso" is not verified: SHA-256 is %s, expected %s; renamed "f.iso.bad".'
+                           % (DIGEST, OTHER_DIGEST))
+        self.assertEqual(self.names(), ["f.iso.bad"])
+
+    def fails_with(self, answers, why):
+        answers["/f.iso"] = SMALL
+        server = self.files(answers)
+        outcome = self.drive(server.url("/f.iso"), "f.iso", "verify")
+        self.assert_failed(outcome, '"f.iso" is not verified: %s: %s.' % (server.url("/f.iso.sha256"), why))
+        self.assertEqual(self.read("f.iso"), SMALL)
+        os.remove(os.path.join(self.folder, "f.iso"))
+
+    def test_without_one_the_file_is_not_verified_and_keeps_its_name(self):
+        self.fails_with({}, "404 Not")
+
+    def test_one_that_cannot_be_used_does_not_verify(self):
+        wrong_page = b"<html>not found</html>"
+        for answer, why in ((wrong_page, "holds no digest of this file"), (b"", "holds no digest of this file"),
+                            (b"x" * 70000, "Exceed"), (tool.http("200 OK", b"short", 1000), "Ended"),
+                            (tool.http("302 Found", Location="https://127.0.0.1/x"), "302 Found"),
+                            (tool.http("302 Found", Location="/f.iso.sha256"), "Exceed")):
+            with self.subTest(answer=answer[:40]):
+                self.fails_with({"/f.iso.sha256": answer}, why)
+
+    def test_a_redirect_is_followed(self):
+        server = self.files({"/f.iso": SMALL, "/f.iso.sha256": tool.http("302 Found", Location="/sums/1?x"),
+                             "/sums/1?x": DIGEST.encode()})
+        self.assert_completed(self.drive(server.url("/f.iso"), "f.iso", "verify"))
+
+    def test_a_mirror_may_have_it(self):
+        mirror = self.files({"/m/f.iso.sha256": DIGEST.encode()})
+        server = self.files({"/f.iso": SMALL})
+        outcome = self.drive(server.url("/f.iso"), "f.iso", "verify", "mirror=" + mirror.url("/m/f.iso"))
+        self.assert_completed(outcome)
+        self.assertIn("SHA-256 digest fetched from %s." % mirror.url("/m/f.iso.sha256"), outcome.messages)
+
+    def test_a_server_that_does_not_answer_holds_nothing_up(self):
+        """The transfer is closed while the digest is fetched; the program ends within seconds, not minutes."""
+        server = self.beside(None)
+        outcome = self.drive(server.url("/f.iso"), "f.iso", "verify", "close-in-agents=20")
+        self.assertEqual(outcome.number("state"), 13)
+        self.assert_short_steps(outcome, 20)
+        self.assertIn("ended", outcome.values)
+
+
+class TheRecord(DriverTest):
+    def end_and_resume(self, content, digest, *asked, steps="end-in-agents=2", answers=None):
+        server = self.files(dict({"/f.iso": content}, **(answers or {})))
+        first = self.drive(server.url("/f.iso"), "f.iso", *asked, "record=f.vrx", steps, code=9)
+        self.assertNotIn("ended", first.values)
+        second = self.drive(server.url("/f.iso"), "f.iso", "record=f.vrx")
+        return second
+
+    def test_a_program_that_ends_in_the_middle_goes_on(self):
+        second = self.end_and_resume(LARGE, LARGE_DIGEST, "verify=" + LARGE_DIGEST)
+        self.assert_completed(second)
+        self.assertEqual(second.messages, ['"f.iso" is verified: SHA-256 %s.' % LARGE_DIGEST])
+
+    def test_a_wrong_file_is_found_by_the_next_program(self):
+        second = self.end_and_resume(LARGE, LARGE_DIGEST, "verify=" + DIGEST)
+        self.assert_failed(second, '"f.iso" is not verified: SHA-256 is %s, expected %s; renamed "f.iso.bad".'
+                           % (LARGE_DIGEST, DIGEST))
+        self.assertEqual(self.names(), ["f.iso.bad", "f.vrx"])
+
+    def test_the_digest_is_fetched_by_the_next_program(self):
+        second = self.end_and_resume(LARGE, LARGE_DIGEST, "verify", steps="end-in-agents=1",
+                                     answers={"/f.iso.sha256": LARGE_DIGEST.encode()})
+        self.assert_completed(second)
+        self.assertIn("Fetching the SHA-256 digest...", second.messages)
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,149 @@
+/* Runs one transfer with the extensions, as an application would, and says what happened:
+ *
+ *   driver URL TARGET [verify | verify=DIGEST] [unpack | unpack=remove] [mirror=URL] [overwrite] [upload]
+ *          [record=FILE] [end-in-agents=STEPS] [close-in-agents=STEPS]
+ *
+ * A record that exists is read, and nothing is asked for again; it is written whenever a step gives 1 to 5.
+ * end-in-agents writes it after so many steps in the state of the agents, and ends without any clean-up, as a
+ * program does that is killed; close-in-agents closes the transfer there.
+ * It lies in a folder with the extensions. */
+#include <qz/qz.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <time.h>
+
+#define STATE_AGENTS 13u
+#define PATH_SIZE 1024
+
+typedef struct Options {
+  const char* record;
+  const char* mirror;
+  int32_t endSteps;   /* 0: never */
+  int32_t closeSteps; /* 0: never */
+} Options;
+
+typedef struct Outcome {
+  int32_t result;
+  int32_t agentSteps;
+  uint32_t
+      longestMilliseconds; /* of a step in the state of the agents; of processor time where there is such */
+} Outcome;
+
+static void Message(Word userData, const char* text) {
+  (void)userData;
+  printf("message %s\n", text);
+}
+
+static const VRXClientMethods kMethods = {Message, NULL, NULL, NULL, NULL, NULL};
+
+static void Fail(const char* what, int32_t status) {
+  printf("failed %s: %d\n", what, (int)status);
+  fflush(stdout);
+  exit(1);
+}
+
+static void Expect(const char* what, int32_t status) {
+  if (status != Error_None) Fail(what, status);
+}
+
+static const char* ValueOf(const char* argument, const char* name) {
+  const size_t length = strlen(name);
+  return strncmp(argument, name, length) == 0 && argument[length] == '=' ? argument + length + 1 : NULL;
+}
+
+static void Ask(VRXClient* client, const char* argument, Options* options) {
+  const char* value = NULL;
+  if (strcmp(argument, "verify") == 0)
+    Expect("verify", AgentClass_Method("Checksum", "verify", "vrxc", (Word)client, (const char*)0));
+  if ((value = ValueOf(argument, "verify")) != NULL)
+    Expect("verify", AgentClass_Method("Checksum", "verify", "vrxc", (Word)client, "digest", (Word)value,
+                                       (const char*)0));
+  if (strcmp(argument, "unpack") == 0 || strcmp(argument, "unpack=remove") == 0)
+    Expect("unpack", AgentClass_Method("Gunzip", "unpack", "vrxc", (Word)client, "remove",
+                                       (Word)(strchr(argument, '=') != NULL), (const char*)0));
+  if (strcmp(argument, "overwrite") == 0) VRXClient_SetOverwrite(client, 1);
+  if ((value = ValueOf(argument, "mirror")) != NULL) options->mirror = value;
+  if ((value = ValueOf(argument, "record")) != NULL) options->record = value;
+  if ((value = ValueOf(argument, "end-in-agents")) != NULL) options->endSteps = atoi(value);
+  if ((value = ValueOf(argument, "close-in-agents")) != NULL) options->closeSteps = atoi(value);
+}
+
+static void WriteRecord(VRXClient* client, const char* path) {
+  Traverse* traverse = NULL;
+  if (path == NULL) return;
+  Expect("opening the record", File_OpenTraverse(path, FileMode_Write, NULL, &traverse));
+  Expect("writing the record", VRXClient_Write(traverse, client));
+  Traverse_Delete(traverse);
+}
+
+static VRXClient* ReadRecord(const char* path) {
+  Traverse* traverse = NULL;
+  VRXClient* client = NULL;
+  Expect("opening the record", File_OpenTraverse(path, FileMode_Read, NULL, &traverse));
+  Expect("reading the record", VRXClient_Read(traverse, 0, &kMethods, &client));
+  Traverse_Delete(traverse);
+  return client;
+}
+
+static VRXClient* Make(int count, char** arguments, Options* options) {
+  VRXClient* client = NULL;
+  for (int i = 2; i < count; ++i) {
+    const char* record = ValueOf(arguments[i], "record");
+    options->record = record != NULL ? record : options->record;
+  }
+  if (options->record != NULL && File_Exists(options->record, NULL)) return ReadRecord(options->record);
+  if (strcmp(arguments[count - 1], "upload") == 0) {
+    Expect("making the transfer", VRXClient_NewUpload(arguments[1], arguments[0], 0, &kMethods, &client));
+  } else {
+    Expect("making the transfer", VRXClient_NewDownload(arguments[0], arguments[1], 0, &kMethods, &client));
+  }
+  for (int i = 2; i < count; ++i) Ask(client, arguments[i], options);
+  return client;
+}
+
+static Outcome Run(VRXClient* client, const Options* options) {
+  Outcome outcome = {0, 0, 0};
+  while (outcome.result == VRXClientResult_None || outcome.result == VRXClientResult_Changed) {
+    const int isInAgents = VRXClient_GetState(client) == STATE_AGENTS;
+    const clock_t begin = clock();
+    outcome.result = VRXClient_Idle(client);
+    const uint32_t milliseconds = (uint32_t)((double)(clock() - begin) * 1000.0 / CLOCKS_PER_SEC);
+    if (VRXClient_GetState(client) == 1 && options->mirror != NULL)
+      VRXClient_AddMirrors(client, options->mirror);
+    if (outcome.result != VRXClientResult_None) WriteRecord(client, options->record);
+    if (!isInAgents) continue;
+    ++outcome.agentSteps;
+    if (milliseconds > outcome.longestMilliseconds) outcome.longestMilliseconds = milliseconds;
+    if (outcome.agentSteps == options->closeSteps) break;
+    if (outcome.agentSteps != options->endSteps) continue;
+    WriteRecord(client, options->record);
+    fflush(stdout);
+    _Exit(9);
+  }
+  return outcome;
+}
+
+int main(int argc, char** argv) {
+  Options options = {NULL, NULL, 0, 0};
+  setvbuf(stdout, NULL, _IOFBF, 65536);
+  Expect("OS_Init", OS_Init("driver", OSInitCode_LogPath, "driver.log", OSInitCode_End));
+  Expect("VRXClientSystem_Init", VRXClientSystem_Init());
+  if (argc < 3) Fail("the arguments", argc);
+  for (int i = 1; i < argc; ++i) {
+    const char* value = ValueOf(argv[i], "end-in-agents");
+    if (value != NULL) options.endSteps = atoi(value);
+  }
+  VRXClient* client = Make(argc - 1, argv + 1, &options);
+  const Outcome outcome = Run(client, &options);
+  char path[PATH_SIZE];
+  VRXClient_GetLocalFilePath(client, path);
+  printf("result %d\nreason %u\nstate %u\npath %s\nagentsteps %d\nlongest %u\n", (int)outcome.result,
+         (unsigned)VRXClient_GetError(client), (unsigned)VRXClient_GetState(client), path,
+         (int)outcome.agentSteps, (unsigned)outcome.longestMilliseconds);
+  VRXClient_Close(client);
+  VRXClientSystem_Exit();
+  OS_Exit(0);
+  printf("ended\n");
+  return 0;
+}
