@@ -231,7 +231,7 @@ class Package(unittest.TestCase):
         result = run(os.path.join(work, "consumer"), os.path.join(work, "consumer.log"))
         self.assertIn("consumer: ok", result.stdout)
         self.assertEqual(result.returncode, 0)
-        for path in ("bin/qz", "include/qz/qz.h"):
+        for path in ("bin/qz", "bin/checksum.AXT", "bin/gunzip.AXT", "include/qz/qz.h"):
             self.assertTrue(os.path.exists(os.path.join(prefix, path)), path)
         self.assertEqual(run(os.path.join(prefix, "bin", "qz"), "--version").returncode, 0)
 
@@ -304,7 +304,7 @@ class Package(unittest.TestCase):
                      "/C|/consumer.log", cwd=ROOT)
         self.assertIn("consumer: ok", result.stdout)
         self.assertEqual(result.returncode, 0)
-        for path in ("bin/qz.exe", "bin/qz.dll", "include/qz/qz.h"):
+        for path in ("bin/qz.exe", "bin/qz.dll", "bin/checksum.AXT", "bin/gunzip.AXT", "include/qz/qz.h"):
             self.assertTrue(os.path.exists(os.path.join(prefix, path)), path)
 
 
