@@ -1,5 +1,5 @@
-// Whole transfers over FTP that lose their connection at any byte, or any of their memory: what they do has
-// no other end than the identical file.
+// Whole transfers over FTP that lose a connection somewhere, or memory: whatever they do, the file is the
+// identical one in the end.
 #include <cstdlib>
 #include <mutex>
 
