@@ -351,6 +351,8 @@ AgentClass* ForgetOfModule(uint32_t moduleId) {
   AgentClass* agentClass = FindOfModule(moduleId);
   if (agentClass == nullptr) return nullptr;
   DropImplementations(agentClass);
+  // Classes below it may keep it, but nobody comes across it any more.
+  Unlink(agentClass);
   Forget(agentClass);
   return agentClass;
 }

@@ -207,6 +207,24 @@ TEST_F(AgentExtensionTest, UnregistersTheClassesAboveThoseOfAFailedLoad) {
   EXPECT_EQ(Children("Base"), CallList{});
 }
 
+TEST_F(AgentExtensionTest, HidesAClassOfAFailedLoad_ThatAnotherOneIsBelow) {
+  ASSERT_EQ(Register(nullptr, "First"), Error_None);
+  Make("half.AXT", [] {
+    const AgentMethod methods[] = {{"unregister", Records<"unregister">}, {}};
+    EXPECT_EQ(Register(nullptr, "Theirs", methods), Error_None);
+    std::thread([] { EXPECT_EQ(Register("Theirs", "Below"), Error_None); }).join();
+    return false;
+  });
+  MakeWithClass("next.AXT", "Next");
+  ExpectCounts(1, 1);
+  EXPECT_EQ(AgentClass_MethodExists("Theirs", nullptr), 0);
+  EXPECT_EQ(Children("/"), (CallList{"Next", "First"}));
+  EXPECT_EQ(AgentClass_MethodExists("Below", "new"), 1);
+  TakeCalls();
+  iAgentClass_End();
+  EXPECT_EQ(TakeCalls(), CallList{"unload next.AXT"});
+}
+
 TEST_F(AgentExtensionTest, DropsAClassOfAFailedLoad_WhoseRegisterFailed) {
   Make("half.AXT", [] {
     const AgentMethod methods[] = {{"register", Records<"register", Error_Fail>}, {}};
