@@ -16,7 +16,7 @@ void Require(bool condition) {
 }
 
 bool IsClass(std::string_view name) {
-  return name == "k" || name == "a b" || name == "x)y" || name == "k*";
+  return name == "k" || name == "a b" || name == "x)y" || name == "x(y" || name == "k*";
 }
 
 struct ModelParameter {

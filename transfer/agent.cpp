@@ -134,7 +134,7 @@ void Write(Traverse* traverse, Agent* agent) {
   if (agent != nullptr) String_Copy(agent->agentClass->name, name);
   Traverse_String(traverse, sizeof name, name);
   if (agent == nullptr) return;
-  auto version = static_cast<int32_t>(agent->agentClass->version);
+  auto version = static_cast<int32_t>(agent->agentClass->version.load());
   Traverse_Int32(traverse, &version);
   if (!IsStopped(traverse)) DescribeLevels(traverse, agent, version);
 }

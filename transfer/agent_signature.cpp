@@ -81,9 +81,8 @@ class Parser {
   }
 
   bool ParseParameters(std::string_view list) {
-    if (list.empty()) return true;
     // What ends with a comma has an empty parameter behind it.
-    const bool endsOpen = list.back() == ',';
+    const bool endsOpen = list.ends_with(',');
     while (!list.empty()) {
       if (!ParseParameter(TakePiece(&list, ','))) return false;
     }

@@ -31,8 +31,8 @@ struct AgentClass {
   int32_t depth;       // the root: 0
   int32_t references;  // 1, and 1 for each child; the class goes when there are none
   const char* name;
-  uint32_t version;   // 0 while it is being registered
-  uint32_t moduleId;  // of the extension that registered it; 0: none
+  std::atomic<uint32_t> version;  // 0 while it is being registered
+  uint32_t moduleId;              // of the extension that registered it; 0: none
   uint32_t classDataSize;
   uint32_t instanceDataSize;
   AgentSignature signature;

@@ -162,8 +162,7 @@ void DescribeNumbers(Traverse* traverse, uint32_t* count, uint32_t* nextIndex, b
 
 void Write(Traverse* traverse, AgentList* list, bool hasIndex) {
   DescribeNumbers(traverse, &list->count, &list->nextIndex, hasIndex);
-  for (uint32_t i = 0; i < list->count && !IsStopped(traverse); ++i)
-    iAgent_Describe(traverse, &list->agents[i]);
+  for (uint32_t i = 0; i < list->count; ++i) iAgent_Describe(traverse, &list->agents[i]);
 }
 
 // A stored count is only believed as far as agents follow. One that is null takes its place with it: the next

@@ -212,17 +212,21 @@ TEST_F(AgentExtensionTest, HidesAClassOfAFailedLoad_ThatAnotherOneIsBelow) {
   Make("half.AXT", [] {
     const AgentMethod methods[] = {{"unregister", Records<"unregister">}, {}};
     EXPECT_EQ(Register(nullptr, "Theirs", methods), Error_None);
-    std::thread([] { EXPECT_EQ(Register("Theirs", "Below"), Error_None); }).join();
+    std::thread([] {
+      const AgentMethod ofBelow[] = {{"unregister", Records<"Below.unregister">}, {}};
+      EXPECT_EQ(Register("Theirs", "Below", ofBelow), Error_None);
+    }).join();
     return false;
   });
-  MakeWithClass("next.AXT", "Next");
+  MakeWithClass("next.AXT", "Another");
   ExpectCounts(1, 1);
   EXPECT_EQ(AgentClass_MethodExists("Theirs", nullptr), 0);
-  EXPECT_EQ(Children("/"), (CallList{"Next", "First"}));
+  EXPECT_EQ(Children("/"), (CallList{"Another", "First"}));
   EXPECT_EQ(AgentClass_MethodExists("Below", "new"), 1);
   TakeCalls();
+  // "Another" goes first. The library it belongs to has nothing to do with the one that failed.
   iAgentClass_End();
-  EXPECT_EQ(TakeCalls(), CallList{"unload next.AXT"});
+  EXPECT_EQ(TakeCalls(), (CallList{"unload next.AXT", "Below.unregister"}));
 }
 
 TEST_F(AgentExtensionTest, DropsAClassOfAFailedLoad_WhoseRegisterFailed) {
@@ -314,6 +318,19 @@ TEST_F(AgentExtensionTest, GivesTheStatusOfADirectoryThatCannotBeReadToItsEnd) {
   EXPECT_EQ(counts.loaded, 0u);
   EXPECT_EQ(counts.failed, 0u);
   EXPECT_EQ(TakeCalls(), CallList{});
+}
+
+bool FailForWantOfRights(platform::DirectorySearch* /*search*/, platform::DirectoryEntry* /*entry*/) {
+  SetNoAccess();
+  return false;
+}
+
+TEST_F(AgentExtensionTest, GivesTheStatusOfADirectoryThatMayNoLongerBeRead) {
+  iDirectory_SetNextEntry(FailForWantOfRights);
+  Counts counts;
+  const ErrorCode status = LoadAll(&counts);
+  iDirectory_SetNextEntry(nullptr);
+  EXPECT_EQ(status, Error_NoAccess);
 }
 
 TEST_F(AgentExtensionTest, LeavesNothing_WhenAnAllocationFails) {

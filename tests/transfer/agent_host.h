@@ -23,11 +23,12 @@ class AgentHost {
     for (const std::string& name : extensions) Write(name + ".AXT", Library(name));
   }
 
-  // What the program writes; record: a file in the folder.
-  std::string Run(const std::string& action = "", const std::string& record = "") const {
+  // What the program writes; file: in the folder.
+  std::string Run(const std::string& action = "", const std::string& file = "",
+                  const std::string& url = "") const {
     const std::filesystem::path report = folder_.Path() / "report";
     std::string command = "host \"" + report.string() + "\"";
-    if (!action.empty()) command += " " + action + " \"" + folder_.Name(record) + "\"";
+    if (!action.empty()) command += " " + action + " \"" + folder_.Name(file) + "\" " + url;
     Process* process = nullptr;
     const bool isWindows = std::filesystem::exists(folder_.Path() / "host.exe");
     const std::string program = folder_.Name(isWindows ? "host.exe" : "host");

@@ -2,17 +2,10 @@
 // (tests/support/extensions/host.c).
 #include <gtest/gtest.h>
 
-#include <cstdint>
-#include <filesystem>
-#include <fstream>
-#include <sstream>
 #include <string>
-#include <vector>
 
-#include "qz/error.h"
-#include "qz/process.h"
-#include "tests/support/child_program.h"
-#include "tests/support/environment.h"
+#include "tests/support/scripted_http.h"
+#include "tests/support/scripted_server.h"
 #include "tests/transfer/agent_host.h"
 
 namespace {
@@ -34,7 +27,7 @@ TEST(AgentLibrary, RegistersItsClasses_AndGoesWithThem) {
             "setnumber 0\n"
             "getnumber 0\n"
             "number 42\n"
-            "completed 1001\n"
+            "startcache 1001\n"
             "good: delete, forever 1\n"
             "good: unregister\n"
             "good: unloaded\n"
@@ -116,6 +109,29 @@ TEST(AgentLibrary, SavesAnAgentWithItsTransfer_AndGetsItBackInTheNextRun) {
             "good: unloaded\n"
             "end\n");
   EXPECT_EQ(host.Read("transfer.vrx"), saved);
+}
+
+TEST(AgentLibrary, TakesPartInATransfer) {
+  const AgentHost host({"good"});
+  ScriptedServer server({scripted_http::Answer(scripted_http::Okay("hello"))});
+  const std::string url = "http://127.0.0.1:" + std::to_string(server.port()) + "/dir/thing";
+  EXPECT_EQ(host.Run("get", "target", url),
+            "good: loaded\n"
+            "good: register\n"
+            "VRXClientSystem_Init 0\n"
+            "VRXClient_NewDownload 0\n"
+            "good: check thing\n"
+            "good: new, number 0\n"
+            "good: completed thing\n"
+            "good: completed thing\n"
+            "VRXClient_Idle 5\n"
+            "getnumber 0\n"
+            "number 2\n"
+            "good: delete, forever 0\n"
+            "good: unregister\n"
+            "good: unloaded\n"
+            "end\n");
+  EXPECT_EQ(host.Read("target"), "hello");
 }
 
 TEST(AgentLibrary, FailsTheRecord_WhenItIsMissing) {

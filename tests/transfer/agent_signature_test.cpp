@@ -13,7 +13,7 @@ namespace {
 
 // The classes that a signature may name.
 bool IsKnown(std::string_view name) {
-  return name == "vrxx" || name == "a b" || name == "x)y" || name == "/";
+  return name == "vrxx" || name == "a b" || name == "x)y" || name == "x(y" || name == "/";
 }
 
 std::string Typed(const AgentDeclaredParameter& parameter) {
@@ -86,7 +86,9 @@ TEST_F(AgentSignatureTest, KnowsEveryType) {
 }
 
 TEST_F(AgentSignatureTest, TakesTheNameOfARegisteredClassAsItIs) {
-  Check({{"m(a=a b,b=x)y,c=/)", "m(a 5 of a b, b 5 of x)y, c 5 of /)"}, {"m(a=x)y*)", "m(a 11 of x)y)"}});
+  Check({{"m(a=a b,b=x)y,c=/)", "m(a 5 of a b, b 5 of x)y, c 5 of /)"},
+         {"m(a=x)y*)", "m(a 11 of x)y)"},
+         {"m(a=x(y)", "m(a 5 of x(y)"}});
 }
 
 TEST_F(AgentSignatureTest, ReadsNamesAndTypesInAnyCase) {

@@ -47,6 +47,20 @@ TEST(AgentClassSystem, GivesInited_WhenStartedTwice) {
   iAgentClass_End();
 }
 
+TEST(AgentClassSystem, CanBeStartedAfterAStartThatRanOutOfMemory) {
+  ErrorCode status = Error_Memory;
+  for (int n = 1; status != Error_None; ++n) {
+    iMemory_FailAllocation(n);
+    status = iAgentClass_Start();
+    iMemory_FailAllocation(0);
+    if (status == Error_None) break;
+    EXPECT_EQ(status, Error_Memory);
+    EXPECT_EQ(iAgentClass_Start(), Error_None) << n;
+    iAgentClass_End();
+  }
+  iAgentClass_End();
+}
+
 TEST(AgentClassSystem, LeavesNothing_WhenItsStartRunsOutOfMemory) {
   FailEveryAllocation([] {
     const ErrorCode status = iAgentClass_Start();

@@ -1,5 +1,7 @@
-/* An extension of transfers. Its agents keep a number, which is saved with the transfer. */
+/* An extension of transfers. Its agents keep a number, which is saved with the transfer; it wants to take
+ * part in every transfer, and is done with a completed one when it is told for the second time. */
 #include <qz/traverse.h>
+#include <qz/vrxclient.h>
 #include <stdint.h>
 
 #define EXTENSION_NAME "good"
@@ -51,6 +53,26 @@ static ErrorCode Delete(void* classData, void* instanceData, AgentParam* params)
   return Error_None;
 }
 
+static void TellTransfer(const char* what, AgentParam* params) {
+  void* transfer = NULL;
+  char name[1024] = "";
+  if (AgentParam_Object(params, "vrxc", &transfer)) VRXClient_GetFileName((VRXClient*)transfer, name);
+  printf("good: %s %s\n", what, name);
+}
+
+static ErrorCode Check(void* classData, void* instanceData, AgentParam* params) {
+  (void)classData;
+  (void)instanceData;
+  TellTransfer("check", params);
+  return Error_None;
+}
+
+static ErrorCode Completed(void* classData, void* instanceData, AgentParam* params) {
+  (void)classData;
+  TellTransfer("completed", params);
+  return ++((Good*)instanceData)->number < 2 ? Error_Retry : Error_None;
+}
+
 static ErrorCode SetNumber(void* classData, void* instanceData, AgentParam* params) {
   (void)classData;
   if (!AgentParam_Integer(params, "number", &((Good*)instanceData)->number))
@@ -76,7 +98,9 @@ static ErrorCode DescribeGood(void* classData, void* instanceData, AgentParam* p
 static const AgentMethod kMethods[] = {{"register", Register},
                                        {"unregister", Unregister},
                                        {"classinfo", ClassInfo},
+                                       {"check", Check},
                                        {"new", New},
+                                       {"completed", Completed},
                                        {"delete", Delete},
                                        {"setnumber", SetNumber},
                                        {"getnumber", GetNumber},

@@ -4,8 +4,9 @@
  *   host REPORT                  tells which classes there are, and uses the extension "good"
  *   host REPORT save RECORD      saves a transfer with an agent of that extension
  *   host REPORT read RECORD      reads it back, and writes it again
+ *   host REPORT get FILE URL     downloads a file
  *
- * REPORT is written over, RECORD is a name in the library's form. */
+ * REPORT is written over, RECORD and FILE are names in the library's form. */
 #include <qz/qz.h>
 #include <stdio.h>
 #include <string.h>
@@ -38,7 +39,7 @@ static void UseGood(void) {
   printf("Agent_New %d\n", (int)Agent_New(&agent, "Good", PAIRS_END));
   printf("setnumber %d\n", (int)Agent_Method(agent, "setnumber", "number", (Word)42, PAIRS_END));
   printf("number %d\n", (int)NumberOf(agent));
-  printf("completed %d\n", (int)Agent_Method(agent, "completed", PAIRS_END));
+  printf("startcache %d\n", (int)Agent_Method(agent, "startcache", PAIRS_END));
   Agent_Delete(agent, "forever", (Word)1, PAIRS_END);
 }
 
@@ -79,6 +80,18 @@ static void Read(const char* record) {
   VRXClient_Delete(client);
 }
 
+static void Get(const char* file, const char* url) {
+  VRXClient* client = NULL;
+  int32_t result;
+  printf("VRXClient_NewDownload %d\n", (int)VRXClient_NewDownload(url, file, 0, NULL, &client));
+  do {
+    result = VRXClient_Idle(client);
+  } while (result == VRXClientResult_None || result == VRXClientResult_Changed);
+  printf("VRXClient_Idle %d\n", (int)result);
+  printf("number %d\n", (int)NumberOf(VRXClient_GetAgent(client, "Good")));
+  VRXClient_Close(client);
+}
+
 int main(int argc, char** argv) {
   ErrorCode status;
   if (argc < 2 || freopen(argv[1], "w", stdout) == NULL) return 2;
@@ -90,6 +103,8 @@ int main(int argc, char** argv) {
     Save(argv[3]);
   } else if (argc == 4 && strcmp(argv[2], "read") == 0) {
     Read(argv[3]);
+  } else if (argc == 5 && strcmp(argv[2], "get") == 0) {
+    Get(argv[3], argv[4]);
   } else {
     TellChildren("/");
     UseGood();
