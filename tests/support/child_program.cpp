@@ -14,8 +14,11 @@
 #  include "os/platform/posix/program_posix.h"
 #  include "os/platform/process.h"
 #endif
+#include "qz/error.h"
 #include "qz/file.h"
 #include "qz/os.h"
+#include "qz/vrxclient.h"
+#include "qz/vrxclientsystem.h"
 #include "tests/support/environment.h"
 
 namespace {
@@ -115,6 +118,40 @@ int Start(const char* file) {
   return 0;
 }
 
+// Reads or writes the record of a transfer.
+ErrorCode HandleRecord(const char* record, uint32_t fileMode, int32_t mode, VRXClient** client) {
+  File* file = nullptr;
+  Traverse* traverse = nullptr;
+  ErrorCode status = File_OpenTraverse(record, fileMode, &file, &traverse);
+  if (status != Error_None) return status;
+  Traverse_SetMode(traverse, mode);
+  const bool isRead = mode == TraverseMode_Read;
+  status = isRead ? VRXClient_Read(traverse, 0, nullptr, client) : VRXClient_Write(traverse, *client);
+  Traverse_Delete(traverse);
+  return status;
+}
+
+// Works on the transfer of a record to its end.
+int RunTransfer(const char* file, const char* applicationName, const char* record) {
+  OS_Init(applicationName, OSInitCode_End);
+  VRXClientSystem_Init();
+  VRXClient* client = nullptr;
+  const ErrorCode status = HandleRecord(record, FileMode_Read, TraverseMode_Read, &client);
+  std::ofstream out(file);
+  out << "word " << status << "\n";
+  int32_t result = VRXClientResult_None;
+  while (status == Error_None && result < VRXClientResult_Postponed) result = VRXClient_Idle(client);
+  if (status == Error_None) {
+    out << "word " << result << "\nword " << VRXClient_GetState(client) << "\n";
+    HandleRecord(record, FileMode_Write, TraverseMode_Write, &client);
+    VRXClient_Close(client);
+  }
+  VRXClientSystem_Exit();
+  OS_Exit(0);
+  out << kComplete << "\n";
+  return 0;
+}
+
 int WaitForFile(const char* file) {
   for (int i = 0; i < 3000; ++i) {
     if (std::filesystem::exists(file)) return 0;
@@ -144,6 +181,7 @@ bool RunAsChild(int argc, char** argv, int* exitCode) {
   if (action == "report") *exitCode = Report(argv[3], argc - 4, argv + 4);
   if (action == "start") *exitCode = Start(argv[3]);
   if (action == "lost" && argc > 4) *exitCode = StartLost(argv[3], argv[4]);
+  if (action == "transfer" && argc > 5) *exitCode = RunTransfer(argv[3], argv[4], argv[5]);
   if (action == "place") *exitCode = TellPlace(argv[3]);
   if (action == "wait") *exitCode = WaitForFile(argv[3]);
   if (action == "exit") *exitCode = atoi(argv[3]);

@@ -9,6 +9,9 @@
 //   place FILE             (Linux) changes the current folder and writes where the program's file is, without
 //                          asking the system's link to it; and where the module is that the program is
 //   wait FILE              ends when FILE exists
+//   transfer FILE NAME RECORD  brings library and transfers up as NAME, works on the transfer of the record,
+//                          writes the statuses of reading and of the last call, and the state, as words, and
+//                          the record anew
 //   exit CODE              ends with that code
 #pragma once
 
