@@ -272,7 +272,6 @@ void DigestFetch_EndSystem(void) {
     FreeEnded();
   }
   if (fetches != NULL) Extension_StayLoaded();
-  fetches = NULL;
   Semaphore_Delete(lock);
   lock = NULL;
 }

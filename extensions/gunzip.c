@@ -148,12 +148,12 @@ static ErrorCode Inflate(Unpacking* work, VRXClient* client) {
   return Error_None;
 }
 
-/* Behind a member comes another one, or zeroes that fill a block of a tape. */
-static ErrorCode NextMember(Unpacking* work, VRXClient* client) {
+/* Behind a member comes another one, or zeroes that fill a block of a tape; whatever else there is, is read
+ * as a damaged member. */
+static ErrorCode NextMember(Unpacking* work) {
   z_stream* stream = &work->stream;
   while (stream->avail_in > 0 && *stream->next_in == 0) ++stream->next_in, --stream->avail_in;
   if (stream->avail_in == 0) return Error_None;
-  if (*stream->next_in != 0x1F) return Refuse(work->sourcePath, client, "it is damaged");
   work->isMemberEnded = 0;
   return inflateReset(stream) == Z_OK ? Error_None : Error_Memory;
 }
@@ -166,7 +166,7 @@ static ErrorCode MoveChunk(Unpacking* work, VRXClient* client) {
   ErrorCode status = Error_None;
   if (work->stream.avail_in == 0 && !work->isSourceEnded) status = FillInput(work, client);
   if (status != Error_None || IsWhole(work)) return status;
-  if (work->isMemberEnded) return NextMember(work, client);
+  if (work->isMemberEnded) return NextMember(work);
   status = Inflate(work, client);
   /* With nothing left to read, a full chunk of output is the only reason to call again. */
   const int isStuck = work->isSourceEnded && !work->isMemberEnded && work->stream.avail_out != 0;

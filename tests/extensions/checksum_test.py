@@ -1,6 +1,7 @@
 """checksum.AXT with real transfers: the digest of the application and that beside the URL."""
 
 import os
+import time
 
 from driving import DriverTest, tool, unittest
 
@@ -173,6 +174,19 @@ class TheDigestBesideTheURL(DriverTest):
         self.assertEqual(outcome.number("state"), 13)
         self.assert_short_steps(outcome, 20)
         self.assertIn("ended", outcome.values)
+
+
+    def test_a_fetch_may_end_after_the_library(self):
+        """Its thread still runs the code of the extension, which must not be unloaded."""
+        def answer(number, request):
+            if request.startswith("GET /f.iso "):
+                return [tool.honest(SMALL, request)]
+            time.sleep(3)
+            return [tool.http("200 OK", DIGEST.encode())]
+        server = self.serve(tool.HTTPServer(answer))
+        outcome = self.drive(server.url("/f.iso"), "f.iso", "verify", "close-in-agents=5", "linger=5000")
+        self.assertIn("ended", outcome.values)
+        self.assertEqual(len(server.requests), 2)
 
 
 class TheRecord(DriverTest):

@@ -1,12 +1,12 @@
 /* Runs one transfer with the extensions, as an application would, and says what happened:
  *
  *   driver URL TARGET [verify | verify=DIGEST] [unpack | unpack=remove] [mirror=URL] [overwrite] [upload]
- *          [record=FILE] [end-in-agents=STEPS] [close-in-agents=STEPS]
+ *          [record=FILE] [end-in-agents=STEPS] [close-in-agents=STEPS] [linger=MILLISECONDS]
  *
  * A record that exists is read, and nothing is asked for again; it is written whenever a step gives 1 to 5.
  * end-in-agents writes it after so many steps in the state of the agents, and ends without any clean-up, as a
- * program does that is killed; close-in-agents closes the transfer there.
- * It lies in a folder with the extensions. */
+ * program does that is killed; close-in-agents closes the transfer there. linger: the time from the end of
+ * the library to that of the program. It lies in a folder with the extensions. */
 #include <qz/qz.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -21,6 +21,7 @@ typedef struct Options {
   const char* mirror;
   int32_t endSteps;   /* 0: never */
   int32_t closeSteps; /* 0: never */
+  uint32_t lingerMilliseconds;
 } Options;
 
 typedef struct Outcome {
@@ -67,6 +68,7 @@ static void Ask(VRXClient* client, const char* argument, Options* options) {
   if ((value = ValueOf(argument, "record")) != NULL) options->record = value;
   if ((value = ValueOf(argument, "end-in-agents")) != NULL) options->endSteps = atoi(value);
   if ((value = ValueOf(argument, "close-in-agents")) != NULL) options->closeSteps = atoi(value);
+  if ((value = ValueOf(argument, "linger")) != NULL) options->lingerMilliseconds = (uint32_t)atoi(value);
 }
 
 static void WriteRecord(VRXClient* client, const char* path) {
@@ -124,8 +126,14 @@ static Outcome Run(VRXClient* client, const Options* options) {
   return outcome;
 }
 
+static void Linger(uint32_t milliseconds) {
+  Semaphore* never = Semaphore_New(0, 1);
+  Semaphore_Wait(never, milliseconds);
+  Semaphore_Delete(never);
+}
+
 int main(int argc, char** argv) {
-  Options options = {NULL, NULL, 0, 0};
+  Options options = {NULL, NULL, 0, 0, 0};
   setvbuf(stdout, NULL, _IOFBF, 65536);
   Expect("OS_Init", OS_Init("driver", OSInitCode_LogPath, "driver.log", OSInitCode_End));
   Expect("VRXClientSystem_Init", VRXClientSystem_Init());
@@ -145,5 +153,7 @@ int main(int argc, char** argv) {
   VRXClientSystem_Exit();
   OS_Exit(0);
   printf("ended\n");
+  fflush(stdout);
+  Linger(options.lingerMilliseconds);
   return 0;
 }
