@@ -55,10 +55,21 @@ StepEvent StartPlainCopy(VRXClient* client) {
   return iVRXClient_FailWith(client, VRXClientReason_DataFile, TransferMessage_NoDataFile);
 }
 
+// Only a file of the library's making gives way to a new copy; beside any other one the copy gets a new name.
+ErrorCode ClearCopy(VRXClient* client, const CopyState& state) {
+  if (!iVRXClient_OwnsDataFile(client)) {
+    iVRXClient_SetDataPath(client, "");
+    return iVRXClient_NameDataFile(client);
+  }
+  if (state.copy.exists != 0) File_Unlink(client->data.dataPath);
+  return Error_None;
+}
+
 StepEvent CopyAnew(VRXClient* client, const CopyState& state) {
   client->data.sourceTime = state.source.modificationTime;
   client->isChanged = true;
-  if (state.copy.exists != 0) File_Unlink(client->data.dataPath);
+  if (ClearCopy(client, state) != Error_None)
+    return iVRXClient_FailWith(client, VRXClientReason_DataFile, TransferMessage_NoDataFile);
   client->dataFileSize = 0;
   iVRXClient_Message(client, TransferMessage_CopyingSource);
   char className[kPathSize] = "";

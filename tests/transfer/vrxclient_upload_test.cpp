@@ -175,4 +175,20 @@ TEST_F(Upload, FailsWhenItsSourceShrinksWhileItIsCopied) {
   EXPECT_EQ(DataFiles(), Lines());
 }
 
+TEST_F(Upload, NeverRemovesAFileThatIsNotItsCopy) {
+  Files().Write("f", "hello");
+  Files().Write("victim", "precious");
+  for (const char* name : {"victim", "f"}) {
+    const std::string path = Files().Name(name);
+    Conversation transfer(this);
+    transfer.Upload("f", "ftpu://a.invalid/in/x");
+    iVRXClient_SetDataPath(transfer.get(), path.c_str());
+    transfer.WorkUntil(TransferState::Connect);
+    EXPECT_NE(transfer.get()->data.dataPath, path);
+    EXPECT_EQ(transfer.get()->dataFileSize, 5u);
+    EXPECT_EQ(Files().Read("victim"), "precious");
+    EXPECT_EQ(Files().Read("f"), "hello");
+  }
+}
+
 }  // namespace
