@@ -524,6 +524,7 @@ ErrorCode VRXClient_Read(Traverse* traverse, Word userData, const VRXClientMetho
 
 ErrorCode VRXClient_Write(Traverse* traverse, VRXClient* client) {
   if (client == nullptr) return Error_Invalid;
+  const TransferCall call(client);
   return iVRXClient_WriteRecord(traverse, &client->data, client->isLeavingPasswordsOut);
 }
 

@@ -5,6 +5,7 @@
 
 ErrorCode VRXClient_AddAgent(VRXClient* client, Agent* agent) {
   if (client == nullptr || agent == nullptr) return Error_Invalid;
+  const TransferCall call(client);
   const ErrorCode status = iAgentList_Add(&client->data.agents, agent);
   if (status == Error_None) client->isChanged = true;
   return status;
@@ -16,6 +17,7 @@ Agent* VRXClient_GetAgent(VRXClient* client, const char* className) {
 
 ErrorCode VRXClient_RemoveAgent(VRXClient* client, const char* className) {
   if (client == nullptr || className == nullptr) return Error_Invalid;
+  const TransferCall call(client);
   const ErrorCode status = iAgentList_RemoveFirst(&client->data.agents, className);
   if (status == Error_None) client->isChanged = true;
   return status;

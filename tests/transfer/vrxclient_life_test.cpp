@@ -82,6 +82,38 @@ TEST_F(LifeTest, SurvivesAnAgentThatClosesItInItsDelete) {
   EXPECT_EQ(iVRXClientList_Count(), 0u);
 }
 
+TEST_F(LifeTest, SurvivesAnAgentThatClosesIt_WhenItIsRemoved) {
+  Transfer transfer;
+  Download("ftp://a/x", &transfer);
+  Add(transfer, "A");
+  VRXClient* client = transfer.get();
+  On("A.delete 1") = [client](AgentParam*) {
+    EXPECT_EQ(VRXClient_Close(client), Error_None);
+    return Error_None;
+  };
+  EXPECT_EQ(VRXClient_RemoveAgent(client, "A"), Error_None);
+  transfer.Forget();
+  EXPECT_EQ(TakeCalls(), CallList({"A.delete 1"}));
+  EXPECT_EQ(iVRXClientList_Count(), 0u);
+}
+
+TEST_F(LifeTest, SurvivesAnAgentThatClosesIt_WhenItIsWritten) {
+  Transfer transfer;
+  Download("ftp://a/x", &transfer);
+  Add(transfer, "A");
+  Add(transfer, "B");
+  VRXClient* client = transfer.get();
+  On("A.traverse") = [client](AgentParam*) {
+    EXPECT_EQ(VRXClient_Close(client), Error_None);
+    return Error_None;
+  };
+  Context context;
+  EXPECT_EQ(VRXClient_Write(context.traverse(), client), Error_None);
+  transfer.Forget();
+  EXPECT_EQ(TakeCalls(), CallList({"A.traverse", "B.traverse", "A.delete 0", "B.delete 0"}));
+  EXPECT_EQ(iVRXClientList_Count(), 0u);
+}
+
 // ---- in the record -------------------------------------------------------------------------------
 
 const std::string kBeforeAgents =
