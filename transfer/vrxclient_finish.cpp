@@ -61,6 +61,10 @@ bool IsCopyName(std::string_view name, std::string_view destination) {
          number.find_first_not_of("0123456789", 1) == number.size() - 1;
 }
 
+bool IsDataFile(const VRXClient* client, const char* path) {
+  return strcmp(client->data.dataPath, path) == 0 || iVRXClientList_HasPath(path, client);
+}
+
 void RemoveLeftOver(VRXClient* client) {
   const char* left = client->data.serverFileName;
   char directory[kPathSize];
@@ -68,7 +72,9 @@ void RemoveLeftOver(VRXClient* client) {
   if (left[0] == '\0') return;
   const bool isSplit = File_SplitDir(client->data.localPath, directory, name) == Error_None;
   char path[kPathSize];
-  if (isSplit && IsCopyName(left, name) && iFile_Join(directory, left, path) == Error_None) File_Unlink(path);
+  if (isSplit && IsCopyName(left, name) && iFile_Join(directory, left, path) == Error_None &&
+      !IsDataFile(client, path))
+    File_Unlink(path);
   KeepCopyName(client, "");
 }
 

@@ -157,6 +157,30 @@ TEST_F(Finish, RemovesNothingElse_WhateverARecordSays) {
   }
 }
 
+TEST_F(Finish, LeavesTheDataFileOfAnotherTransfer_WhateverARecordSays) {
+  Files().Write("target.part", "somebody's");
+  Conversation another(this);
+  another.Download("http://b.invalid/g", "other");
+  EXPECT_EQ(VRXClient_SetDataFilePath(another.get(), Files().Name("target.part").c_str()), Error_None);
+  Conversation transfer(this);
+  Complete(&transfer, "hello");
+  String_Copy("target.part", transfer.get()->data.serverFileName);
+  EXPECT_EQ(transfer.Work(), VRXClientResult_Completed);
+  EXPECT_EQ(Files().Read("target.part"), "somebody's");
+  EXPECT_EQ(Files().Read("target"), "hello");
+}
+
+TEST_F(Finish, NeverTakesItsDataFileForALeftOver) {
+  Conversation transfer(this);
+  Complete(&transfer, "hello");
+  Files().Write("target.part", "hello");
+  iVRXClient_SetDataPath(transfer.get(), Files().Name("target.part").c_str());
+  String_Copy("target.part", transfer.get()->data.serverFileName);
+  EXPECT_EQ(transfer.Work(), VRXClientResult_Completed);
+  EXPECT_EQ(Files().Read("target"), "hello");
+  EXPECT_EQ(Files().List(), Lines({"target"}));
+}
+
 TEST_F(Finish, FailsWhenTheDataFileIsGone_AndStaysWhereItIs) {
   Conversation transfer(this);
   Complete(&transfer, "hello");
