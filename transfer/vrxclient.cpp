@@ -182,8 +182,7 @@ ErrorCode Create(const char* url, const char* localPath, bool isUpload, Word use
 // ---- reading ---------------------------------------------------------------------------------------------
 
 // What a step did without its end is done again; complete data stays complete while it is there.
-void SetUpStateRead(VRXClient* client) {
-  const bool hadDataFile = client->data.dataPath[0] != '\0';
+void SetUpStateRead(VRXClient* client, bool hadDataFile) {
   iVRXClient_AdoptDataFile(client);
   const bool isDataLost = client->data.dataPath[0] == '\0' && (hadDataFile || client->data.isUpload == 0);
   const TransferState state = client->data.state;
@@ -191,13 +190,24 @@ void SetUpStateRead(VRXClient* client) {
   iVRXClient_ChangeState(client, beginsAgain ? TransferState::SelectServer : state);
 }
 
+// Of two transfers that are read from one record the first one has its data file.
+void LinkRead(VRXClient* client) {
+  const LibraryLock lock;
+  const char* path = client->data.dataPath;
+  if (path[0] != '\0' && iVRXClientList_HasPath(path, client)) iVRXClient_SetDataPath(client, "");
+  iVRXClientList_Link(client, false);
+}
+
 ErrorCode SetUpRead(Traverse* traverse, VRXClient* client) {
   ErrorCode status = iVRXClient_ReadRecord(traverse, &client->data);
   if (status == Error_None) status = SetFirstServer(client);
   if (status != Error_None) return status;
   client->isLogPathOwn = iVRXClient_IsOwnName(client->data.logPath, kLogPrefix);
-  SetUpStateRead(client);
-  return iVRXClientList_Link(client, false);
+  const bool hadDataFile = client->data.dataPath[0] != '\0';
+  if (!iVRXClient_HasOwnDataPath(client)) iVRXClient_SetDataPath(client, "");
+  LinkRead(client);
+  SetUpStateRead(client, hadDataFile);
+  return Error_None;
 }
 
 void ReportAll(VRXClient* client) {

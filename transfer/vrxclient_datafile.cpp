@@ -71,14 +71,12 @@ void iVRXClient_SetDataPath(VRXClient* client, const char* path) {
   client->isChanged = true;
 }
 
-bool iVRXClient_IsDataFileTaken(const VRXClient* client, const char* path) {
-  return iVRXClientList_HasPath(path, client);
+bool iVRXClient_HasOwnDataPath(const VRXClient* client) {
+  return iVRXClient_IsOwnName(client->data.dataPath, kDataPrefix) || IsPartBesideTarget(client);
 }
 
 bool iVRXClient_OwnsDataFile(const VRXClient* client) {
-  const char* path = client->data.dataPath;
-  if (!iVRXClient_IsOwnName(path, kDataPrefix) && !IsPartBesideTarget(client)) return false;
-  return !iVRXClientList_HasPath(path, client);
+  return iVRXClient_HasOwnDataPath(client) && !iVRXClientList_HasPath(client->data.dataPath, client);
 }
 
 void iVRXClient_ForgetDataFile(VRXClient* client) {

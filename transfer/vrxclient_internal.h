@@ -245,10 +245,10 @@ ErrorCode iVRXClient_NameDataFile(VRXClient* client);
 // Sets the path, so that another transfer never sees half of one. Marks the record as changed when it is
 // another one. "": none.
 void iVRXClient_SetDataPath(VRXClient* client, const char* path);
-// Whether a listed transfer other than this one has the data file.
-bool iVRXClient_IsDataFileTaken(const VRXClient* client, const char* path);
-// Whether the data file may be removed: its name is of the library's making, in the cache directory, or ends
-// in ".part" beside the local path; and no other transfer has it.
+// Whether the path is of the library's making, in the cache directory, or ends in ".part" beside the local
+// path of a download.
+bool iVRXClient_HasOwnDataPath(const VRXClient* client);
+// Whether the data file may be removed: it has such a path, and no other transfer has it.
 bool iVRXClient_OwnsDataFile(const VRXClient* client);
 // Removes the data file when it may be removed, and forgets the name in any case.
 void iVRXClient_ForgetDataFile(VRXClient* client);

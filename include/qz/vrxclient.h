@@ -247,7 +247,10 @@ QZ_API ErrorCode VRXClient_Delete(VRXClient* client);
 /* ---- the record ---- */
 
 /* Reads a transfer, and reports size, progress and time estimate. It resumes in state 0 unless its data was
- * complete. When its data file is missing or empty, it starts again from the beginning.
+ * complete. When its data file is missing or empty, it starts again from the beginning. A data file that the
+ * record names is only used when the library made the name, in the cache directory, or, for a download, when
+ * it ends in ".part" beside the local file path; and when no other transfer has it. Any other one is
+ * forgotten, and stays as it is.
  * methods: borrowed until the transfer ends; may be null. client: out, owned; null after a failure.
  * Error_None; Error_NotFound for what is no record of a transfer, is of a newer version, or names an agent's
  * class that is not registered; Error_Ended when it is cut; Error_Invalid for servers that are no URLs;
@@ -305,7 +308,8 @@ QZ_API ErrorCode VRXClient_SetSize64(VRXClient* client, uint64_t size);
  * VRXClient_Delete removes it only when its name ends in ".part" and it lies in the directory of the local
  * file path. A data file that the transfer had before stays where it is. path: null or empty for one of the
  * library's. Error_Inited from state 1 on, and while a connection is open; Error_Invalid for an upload;
- * Error_Exceed. VRXClient_Read forgets a path under which no data is found: set it again after reading. */
+ * Error_Exceed. VRXClient_Read forgets a path under which no data is found, and one of another form than
+ * VRXClient_Delete removes: set it again after reading. */
 QZ_API ErrorCode VRXClient_SetDataFilePath(VRXClient* client, const char* path);
 
 /* Gives the path of the data file; empty while there is none. Error_None. buffer: out, 1024 bytes. */

@@ -123,8 +123,8 @@ TEST_F(ListTest, KnowsThePathsOfOtherTransfers) {
   EXPECT_FALSE(iVRXClientList_HasPath("/cache/vrxData", nullptr));
   Transfer another;
   Download("ftp://b/x", &another);
-  EXPECT_TRUE(iVRXClient_IsDataFileTaken(another.get(), "/cache/vrxData1"));
-  EXPECT_FALSE(iVRXClient_IsDataFileTaken(transfer.get(), "/cache/vrxData1"));
+  EXPECT_TRUE(iVRXClientList_HasPath("/cache/vrxData1", another.get()));
+  EXPECT_FALSE(iVRXClientList_HasPath("/cache/vrxData1", transfer.get()));
 }
 
 TEST_F(ListTest, NeedsTheLineForATransferThatIsUnfinishedAndHasNotFailed) {
@@ -164,7 +164,7 @@ void Work(int number) {
     ASSERT_EQ(VRXClient_NewDownload(url.c_str(), "qz-no-such-file", 0, nullptr, &again), Error_Exists);
     ASSERT_EQ(VRXClient_AddMirrors(client, ("http://m/" + std::to_string(number)).c_str()), Error_None);
     ASSERT_EQ(iVRXClient_NameDataFile(client), Error_None);
-    ASSERT_FALSE(iVRXClient_IsDataFileTaken(client, client->data.dataPath));
+    ASSERT_FALSE(iVRXClientList_HasPath(client->data.dataPath, client));
     iVRXClientList_NeedsLine();
     VRXClient_AgentError(client, VRXClientReason_Timeout);
     iVRXClient_ChangeState(client, i % 2 == 0 ? TransferState::Completed : TransferState::Data);

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "os/core/memory_testing.h"
+#include "qz/directory.h"
 #include "qz/memory.h"
 #include "tests/support/fail_allocation.h"
 #include "tests/transfer/vrxclient_fixture.h"
@@ -431,11 +432,24 @@ class TransferReadTest : public TransferTest {
  protected:
   // A record of version 8 of a download with the size 10 that is in this state.
   static std::string Record(uint32_t state, const std::string& dataPath, bool isUpload = false,
-                            const std::string& logPath = "") {
+                            const std::string& logPath = "", const std::string& localPath = "/p") {
     return Bytes(kTag + "08 00 00 00 " + kCreated + "0A 00 00 00 00 00 00 00 01 00 00 00 00 " +
                  (isUpload ? kUploadFlags : kFlags)) +
            Number(state) + Bytes("3A 00 00 00 " + kAgents + kServers + kSourceTime + kLogin) +
-           Text(dataPath) + Text(logPath) + Bytes("01 00 00 00 00") + Text("/p") + Bytes(kElapsed);
+           Text(dataPath) + Text(logPath) + Bytes("01 00 00 00 00") + Text(localPath) + Bytes(kElapsed);
+  }
+  // The names that the library gives to data files.
+  static std::string Own(int number) { return CacheDirectory() + "/vrxData" + std::to_string(number); }
+  static void MakeOwn(int number, const std::string& bytes) {
+    File* file = nullptr;
+    ASSERT_EQ(File_Open(Own(number).c_str(), FileMode_Write, &file), Error_None);
+    EXPECT_EQ(File_Write(file, static_cast<uint32_t>(bytes.size()), bytes.data()), bytes.size());
+    EXPECT_EQ(File_Close(file), Error_None);
+  }
+  void TearDown() override {
+    for (int number = 71; number <= 74; ++number) File_Unlink(Own(number).c_str());
+    Directory_Delete(Own(75).c_str());
+    TransferTest::TearDown();
   }
   static std::string Number(uint32_t number) {
     std::string bytes;
@@ -477,9 +491,9 @@ TEST_F(TransferReadTest, GivesATransferInTheList) {
 }
 
 TEST_F(TransferReadTest, ReportsSizeProgressAndTime) {
-  directory_.Write("data", "abcde");
+  MakeOwn(71, "abcde");
   Transfer transfer;
-  ReadWell(Record(0, directory_.Name("data")), &transfer);
+  ReadWell(Record(0, Own(71)), &transfer);
   EXPECT_EQ(heard_.Take(), Lines({"size 10", "progress 5 of 10", "time 4294967295"}));
   Transfer finished;
   ReadWell(Record(13, ""), &finished);
@@ -487,33 +501,33 @@ TEST_F(TransferReadTest, ReportsSizeProgressAndTime) {
 }
 
 TEST_F(TransferReadTest, ResumesWhereTheDataFileEnds) {
-  directory_.Write("data", "abcde");
+  MakeOwn(71, "abcde");
   Transfer transfer;
-  ReadWell(Record(11, directory_.Name("data")), &transfer);
+  ReadWell(Record(11, Own(71)), &transfer);
   EXPECT_EQ(VRXClient_GetState(transfer.get()), 0u);
-  EXPECT_EQ(DataPath(transfer), directory_.Name("data"));
+  EXPECT_EQ(DataPath(transfer), Own(71));
   EXPECT_EQ(transfer->dataFileSize, 5u);
   EXPECT_EQ(transfer->offset, 5u);
   EXPECT_FALSE(transfer->isChanged);
 }
 
 TEST_F(TransferReadTest, TakesTheDataFileSizeOfAnUploadWithoutAnOffset) {
-  directory_.Write("data", "abcde");
+  MakeOwn(71, "abcde");
   Transfer transfer;
-  ReadWell(Record(11, directory_.Name("data"), true), &transfer);
+  ReadWell(Record(11, Own(71), true), &transfer);
   EXPECT_EQ(transfer->dataFileSize, 5u);
   EXPECT_EQ(transfer->offset, 0u);
   EXPECT_EQ(VRXClient_GetSize(transfer.get()), 5u);
 }
 
 TEST_F(TransferReadTest, BeginsAgain_WhenTheDataFileIsGoneOrEmpty) {
-  directory_.Write("empty", "");
-  directory_.MakeDirectory("directory");
+  MakeOwn(74, "");
+  ASSERT_EQ(Directory_New(Own(75).c_str()), Error_None);
   for (const bool isUpload : {false, true}) {
-    for (const char* name : {"missing", "empty", "directory", "no/such/folder"}) {
+    for (const int name : {73, 74, 75}) {
       for (const uint32_t state : {0u, 11u, 12u}) {
         Transfer transfer;
-        ReadWell(Record(state, directory_.Name(name), isUpload), &transfer);
+        ReadWell(Record(state, Own(name), isUpload), &transfer);
         EXPECT_EQ(VRXClient_GetState(transfer.get()), 0u) << name << " " << state;
         EXPECT_EQ(DataPath(transfer), "") << name;
         EXPECT_EQ(transfer->dataFileSize, 0u);
@@ -522,25 +536,74 @@ TEST_F(TransferReadTest, BeginsAgain_WhenTheDataFileIsGoneOrEmpty) {
       }
     }
   }
-  EXPECT_TRUE(directory_.Exists("empty"));
+  EXPECT_EQ(File_Exists(Own(74).c_str(), nullptr), 1);
 }
 
 TEST_F(TransferReadTest, KeepsTheStatesOfCompleteData) {
-  directory_.Write("data", "abcdefghij");
+  MakeOwn(71, "abcdefghij");
   for (const uint32_t state : {12u, 13u, 14u}) {
     Transfer transfer;
-    ReadWell(Record(state, directory_.Name("data")), &transfer);
+    ReadWell(Record(state, Own(71)), &transfer);
     EXPECT_EQ(VRXClient_GetState(transfer.get()), state);
     EXPECT_EQ(VRXClient_IsCompleted(transfer.get()), state == 14 ? 1 : 0);
   }
   for (uint32_t state = 0; state < 12; ++state) {
     Transfer transfer;
-    ReadWell(Record(state, directory_.Name("data")), &transfer);
+    ReadWell(Record(state, Own(71)), &transfer);
     EXPECT_EQ(VRXClient_GetState(transfer.get()), 0u) << state;
   }
   Transfer agents;
-  ReadWell(Record(13, directory_.Name("gone")), &agents);
+  ReadWell(Record(13, Own(73)), &agents);
   EXPECT_EQ(VRXClient_GetState(agents.get()), 13u) << "the file is in its place by then";
+}
+
+TEST_F(TransferReadTest, ForgetsADataFileThatTheLibraryDidNotMake) {
+  directory_.Write("victim", "precious");
+  for (const bool isUpload : {false, true}) {
+    for (const uint32_t state : {0u, 11u, 12u}) {
+      Transfer transfer;
+      ReadWell(Record(state, directory_.Name("victim"), isUpload), &transfer);
+      EXPECT_EQ(VRXClient_GetState(transfer.get()), 0u) << isUpload << state;
+      EXPECT_EQ(DataPath(transfer), "") << isUpload << state;
+      EXPECT_NE(transfer->dataFileSize, 8u);
+      EXPECT_EQ(transfer->offset, 0u);
+      EXPECT_TRUE(transfer->isChanged);
+    }
+  }
+  EXPECT_EQ(directory_.Read("victim"), "precious");
+}
+
+TEST_F(TransferReadTest, KeepsAPartBesideTheTargetOfADownload) {
+  directory_.Write("any.part", "abcde");
+  const std::string part = directory_.Name("any.part");
+  const std::string target = directory_.Name("target");
+  {
+    Transfer download;
+    ReadWell(Record(11, part, false, "", target), &download);
+    EXPECT_EQ(DataPath(download), part);
+    EXPECT_EQ(download->offset, 5u);
+  }
+  Transfer upload;
+  ReadWell(Record(11, part, true, "", target), &upload);
+  EXPECT_EQ(DataPath(upload), "");
+  EXPECT_EQ(directory_.Read("any.part"), "abcde");
+}
+
+TEST_F(TransferReadTest, ForgetsADataFileThatAnotherTransferHas) {
+  MakeOwn(72, "abcde");
+  Transfer first;
+  ReadWell(Record(11, Own(72)), &first);
+  {
+    Transfer second;
+    ReadWell(Record(11, Own(72)), &second);
+    EXPECT_EQ(DataPath(second), "");
+    EXPECT_EQ(second->offset, 0u);
+  }
+  EXPECT_EQ(DataPath(first), Own(72));
+  first.Close();
+  Transfer third;
+  ReadWell(Record(11, Own(72)), &third);
+  EXPECT_EQ(DataPath(third), Own(72));
 }
 
 TEST_F(TransferReadTest, BeginsAgain_WhenADownloadHasNoDataFileToMove) {
