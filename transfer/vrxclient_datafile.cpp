@@ -85,17 +85,19 @@ void iVRXClient_ForgetDataFile(VRXClient* client) {
   client->dataFileSize = 0;
 }
 
-bool iVRXClient_LookAtDataFile(VRXClient* client) {
+ErrorCode iVRXClient_LookAtDataFile(VRXClient* client) {
   // What is not there, and what is no file, has no size.
   FileState state;
   uint64_t size = 0;
   const ErrorCode status = File_GetState64(client->data.dataPath, &state, &size);
   client->dataFileSize = status == Error_None ? size : 0;
   client->offset = client->data.isUpload == 0 ? client->dataFileSize : 0;
-  return client->dataFileSize != 0;
+  return status;
 }
 
 void iVRXClient_AdoptDataFile(VRXClient* client) {
   if (client->data.dataPath[0] == '\0') return;
-  if (!iVRXClient_LookAtDataFile(client)) iVRXClient_SetDataPath(client, "");
+  const ErrorCode status = iVRXClient_LookAtDataFile(client);
+  const bool isLookedAt = status == Error_None || status == Error_NotFound;
+  if (isLookedAt && client->dataFileSize == 0) iVRXClient_SetDataPath(client, "");
 }

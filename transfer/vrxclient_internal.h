@@ -252,9 +252,11 @@ bool iVRXClient_HasOwnDataPath(const VRXClient* client);
 bool iVRXClient_OwnsDataFile(const VRXClient* client);
 // Removes the data file when it may be removed, and forgets the name in any case.
 void iVRXClient_ForgetDataFile(VRXClient* client);
-// Takes the size of the data file, and a download's offset, 0 when it is missing. Whether there is data.
-bool iVRXClient_LookAtDataFile(VRXClient* client);
-// The same after reading a record: forgets a file that is missing or empty.
+// Takes the size of the data file, and a download's offset, 0 when it is missing. Statuses of
+// File_GetState64, with which both are 0 as well.
+ErrorCode iVRXClient_LookAtDataFile(VRXClient* client);
+// The same after reading a record: forgets a file that is missing or empty, and keeps the name of one that
+// cannot be looked at for now.
 void iVRXClient_AdoptDataFile(VRXClient* client);
 // Whether a path is one that the library made: the cache directory, the prefix, a number.
 bool iVRXClient_IsOwnName(const char* path, const char* prefix);

@@ -14,6 +14,33 @@ using TransferDisk = ConversationTest;
 // Where every write finds the disk full.
 constexpr const char* kFull = "/dev/full";
 
+// A directory that leads to itself: nobody can tell what lies in it.
+TEST_F(TransferDisk, KeepsTheNameOfADataFileThatCannotBeLookedAt) {
+  const std::filesystem::path share = Files().SystemName("share");
+  const std::filesystem::path away = Files().SystemName("away");
+  const std::string part = Files().Name("share/target.part");
+  Files().MakeDirectory("share");
+  Files().Write("share/target.part", "hello");
+  Conversation transfer(this);
+  transfer.Download("http://a.invalid/f", "share/target");
+  EXPECT_EQ(VRXClient_SetDataFilePath(transfer.get(), part.c_str()), Error_None);
+  transfer.get()->data.size = 5;
+  transfer.get()->data.state = TransferState::Finish;
+  transfer.Save("record");
+  transfer.Close();
+  std::filesystem::rename(share, away);
+  std::filesystem::create_directory_symlink("share", share);
+  transfer.Read("record");
+  EXPECT_EQ(transfer.get()->data.dataPath, part);
+  EXPECT_FALSE(transfer.get()->isChanged);
+  EXPECT_EQ(transfer.Work(), VRXClientResult_Failed);
+  EXPECT_EQ(transfer.State(), TransferState::Finish);
+  std::filesystem::remove(share);
+  std::filesystem::rename(away, share);
+  EXPECT_EQ(transfer.Work(), VRXClientResult_Completed);
+  EXPECT_EQ(Files().Read("share/target"), "hello");
+}
+
 TEST_F(TransferDisk, EndsADownloadOverFTP) {
   ScriptedServer server({ftp::Join({talk::Before("f", 5),
                                     talk::AskResume(),
