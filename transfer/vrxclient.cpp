@@ -13,7 +13,7 @@
 #include "qz/sock.h"
 #include "qz/vrxprefs.h"
 #include "transfer/statistics_internal.h"
-#include "transfer/vrxclient_internal.h"
+#include "transfer/vrxclient_machine_internal.h"
 #include "transfer/vrxclientsystem_internal.h"
 
 namespace {
@@ -497,7 +497,12 @@ uint32_t VRXClient_GetError(const VRXClient* client) {
 
 ErrorCode VRXClient_AgentError(VRXClient* client, uint32_t reason) {
   if (client == nullptr) return Error_Invalid;
-  client->reason = reason;
+  if (reason != VRXClientReason_None) {
+    iVRXClient_SetReason(client, reason);
+    return Error_None;
+  }
+  client->reason = VRXClientReason_None;
+  client->isReasonOfStep = false;
   return Error_None;
 }
 

@@ -211,7 +211,8 @@ QZ_API ErrorCode VRXClient_GetFileName(const VRXClient* client, char* buffer);
 /* Returns why the transfer failed, or dropped its last server (enum VRXClientReason). */
 QZ_API uint32_t VRXClient_GetError(const VRXClient* client);
 
-/* Sets that reason, for agents. Error_None. */
+/* Sets that reason, for agents; 0 clears it. A step that fails after an agent has set one gives 4 and keeps
+ * its server. Error_None. */
 QZ_API ErrorCode VRXClient_AgentError(VRXClient* client, uint32_t reason);
 
 /* Returns the edit flags (enum VRXClientEdit). */

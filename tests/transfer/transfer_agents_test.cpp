@@ -17,6 +17,7 @@ struct Behaviour {
   std::deque<int32_t> completed;  // one answer a call; 0 when there is none
   bool wantsDeletion = false;
   ErrorCode startCache = Error_NotFound;
+  uint32_t reasonInStartCache = 0;
   std::string serverFileName;  // what "startcache" leaves in the buffer
   std::string cacheBytes;      // what "startcache" writes
 };
@@ -60,6 +61,8 @@ struct Methods {
     buffer[behaviours[n].serverFileName.size()] = '\0';
     if (!behaviours[n].cacheBytes.empty())
       WriteFile(SystemPath(Text(params, "cache")), behaviours[n].cacheBytes);
+    if (behaviours[n].reasonInStartCache != 0)
+      VRXClient_AgentError(seenClient, behaviours[n].reasonInStartCache);
     return behaviours[n].startCache;
   }
   static ErrorCode Completed(void*, void*, AgentParam* params) {
@@ -422,6 +425,21 @@ TEST_F(UploadFilter, CancelsTheUpload) {
   EXPECT_EQ(upload->Take(), (Lines{"Idle: 1, state 1", "Copying upload file...",
                                    "Agent \"\" cancelled the upload. Reason: not on Sundays",
                                    "Connection cancelled.", "Idle: 3, state 0"}));
+}
+
+TEST_F(UploadFilter, FailsTheStepWithAReasonOfItsOwn) {
+  behaviours[0].startCache = Error_Cancel;
+  behaviours[0].serverFileName = "no licence";
+  behaviours[0].reasonInStartCache = 99;
+  auto upload = NewUpload();
+  upload->Idle(2);
+  EXPECT_EQ(upload->Take(),
+            (Lines{"Idle: 1, state 1", "Copying upload file...",
+                   "Agent \"\" cancelled the upload. Reason: no licence", "Idle: 4, state 0"}));
+  EXPECT_EQ(VRXClient_GetError(*upload), 99u);
+  VRXClientLastReply reply;
+  EXPECT_EQ(VRXClient_GetLastReply(*upload, &reply), Error_None);
+  EXPECT_EQ(reply.reason, 99u);
 }
 
 TEST_F(UploadFilter, NeverTakesATextForAFormat) {
