@@ -275,6 +275,8 @@ int32_t iAgentList_Complete(VRXClient* client, AgentList* list, bool* isChanged)
 }
 
 void iAgentList_DeleteAll(AgentList* list, int32_t isForever) {
+  // An agent's method may end other transfers, while the lists are held for it.
+  if (list->agents == nullptr) return;
   const HeldLists held;
   const AgentList deleted = std::exchange(*list, {});
   for (uint32_t i = 0; i < deleted.count; ++i) Delete(deleted.agents[i], isForever);

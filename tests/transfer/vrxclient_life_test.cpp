@@ -1,6 +1,7 @@
 // A transfer's agents over its life: in its record, when it is closed, deleted, or left open at the end.
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <string>
 
 #include "os/core/memory_testing.h"
@@ -112,6 +113,27 @@ TEST_F(LifeTest, SurvivesAnAgentThatClosesIt_WhenItIsWritten) {
   transfer.Forget();
   EXPECT_EQ(TakeCalls(), CallList({"A.traverse", "B.traverse", "A.delete 0", "B.delete 0"}));
   EXPECT_EQ(iVRXClientList_Count(), 0u);
+}
+
+TEST_F(LifeTest, EndsWithoutAWaitWhileTheListsAreInUse_WhenItHasNoAgents) {
+  using Clock = std::chrono::steady_clock;
+  Transfer transfer;
+  Download("ftp://a/x", &transfer);
+  Add(transfer, "A");
+  Transfer another;
+  Download("ftp://a/y", directory_.Name("another"), &another);
+  iAgentList_SetWait(4000);
+  Clock::duration elapsed = {};
+  On("A.completed") = [&](AgentParam*) {
+    const auto begin = Clock::now();
+    another.Close();
+    elapsed = Clock::now() - begin;
+    return Error_None;
+  };
+  bool isChanged = false;
+  EXPECT_EQ(iAgentList_Complete(transfer.get(), &transfer->data.agents, &isChanged), 1);
+  EXPECT_EQ(TakeCalls(), CallList({"A.completed"}));
+  EXPECT_LT(elapsed, std::chrono::milliseconds(3000));
 }
 
 // ---- in the record -------------------------------------------------------------------------------
