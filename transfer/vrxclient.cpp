@@ -1,6 +1,7 @@
 // A transfer as its application sees it: creation, accessors, life.
 #include "qz/vrxclient.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <new>
@@ -97,6 +98,9 @@ void End(VRXClient* client, AfterStep how) {
   iVRXClientList_MarkEnding(client);
   if (how == AfterStep::Delete) iAgentList_DeleteAll(&client->data.agents, 1);
   iVRXClient_CloseConnection(client, Closing::Politely);
+  // Told of the end, the application may have asked for more.
+  how = std::max(how, client->afterStep);
+  if (how == AfterStep::Delete) iAgentList_DeleteAll(&client->data.agents, 1);
   iVRXClientList_Unlink(client);
   File_CopyAbort(&client->copy);
   if (how == AfterStep::Delete) {

@@ -96,6 +96,27 @@ TEST_F(Stopping, EndsAStepThatWaitsForDataOverHTTP) {
   server.Stop();
 }
 
+TEST_F(Stopping, RemovesTheFiles_WhenACallbackOfTheCloseDeletesTheTransfer) {
+  ScriptedServer server({StallsInData(
+      {ExpectLine("ABOR"), SendLine("426 no"), ExpectLine("QUIT"), SendLine("221 bye"), ReadToEnd()})});
+  Conversation transfer(this);
+  transfer.Download(URL("ftp", server, "/dir/f"));
+  transfer.WorkUntil(TransferState::Data);
+  EXPECT_EQ(transfer.Step(), VRXClientResult_None);
+  EXPECT_EQ(DataFiles().size(), 1u);
+  VRXClient* client = transfer.get();
+  const std::string log = client->data.logPath;
+  EXPECT_EQ(File_Exists(log.c_str(), nullptr), 1);
+  transfer.onMessage = [client](const std::string& text) {
+    EXPECT_EQ(text, "Download stopped.");
+    EXPECT_EQ(VRXClient_Delete(client), Error_None);
+  };
+  transfer.Close();
+  EXPECT_EQ(DataFiles(), Lines());
+  EXPECT_EQ(File_Exists(log.c_str(), nullptr), 0);
+  server.Finish();
+}
+
 TEST_F(Stopping, EndsTheNextCall_WhenNoStepRuns) {
   ScriptedServer server({StallsInData(
       {ExpectLine("ABOR"), SendLine("426 no"), ExpectLine("QUIT"), SendLine("221 bye"), ReadToEnd()})});
