@@ -107,7 +107,7 @@ void MarkServer(VRXClient* client) {
 
 // The data is complete; no server can mend what failed.
 int32_t FailFinished(VRXClient* client) {
-  if (client->reason == VRXClientReason_None) client->reason = VRXClientReason_Unknown;
+  if (client->reason == VRXClientReason_None) iVRXClient_SetReason(client, VRXClientReason_Unknown);
   return VRXClientResult_Failed;
 }
 

@@ -188,6 +188,9 @@ TEST_F(Finish, FailsWhenTheDataFileIsGone_AndStaysWhereItIs) {
   EXPECT_EQ(transfer.Work(), VRXClientResult_Failed);
   EXPECT_EQ(transfer.Messages(), Lines({"Can't move file to \"{files}/target\"..."}));
   EXPECT_EQ(transfer.Reason(), 13u);
+  VRXClientLastReply reply;
+  EXPECT_EQ(VRXClient_GetLastReply(transfer.get(), &reply), Error_None);
+  EXPECT_EQ(reply.reason, 13u);
   EXPECT_EQ(transfer.State(), TransferState::Finish);
 }
 
