@@ -12,10 +12,10 @@
 #include "os/file/file_internal.h"
 #include "qz/memory.h"
 #include "qz/sock.h"
-#include "qz/vrxprefs.h"
 #include "transfer/statistics_internal.h"
 #include "transfer/vrxclient_machine_internal.h"
 #include "transfer/vrxclientsystem_internal.h"
+#include "transfer/vrxprefs_internal.h"
 
 namespace {
 
@@ -254,10 +254,8 @@ void FillStatistics(const URLData& url, VRXClientServer* server) {
 }
 
 bool IsHangUpWanted() {
-  const VRXPrefs* preferences = VRXPrefs_BeginAccess();
-  const bool isWanted = preferences->isDialUpEnabled != 0 && preferences->hangsUpWhenDone != 0;
-  VRXPrefs_EndAccess();
-  return isWanted;
+  const PreferencesAccess preferences;
+  return preferences && preferences->isDialUpEnabled != 0 && preferences->hangsUpWhenDone != 0;
 }
 
 }  // namespace

@@ -272,7 +272,8 @@ void iVRXClient_SafeFileName(const VRXClient* client, char (&name)[kPathSize]);
 // Makes a path that was given the local path, or a place in it. Marks the record as changed, whatever comes
 // of it. Error_Invalid for "", Error_Exceed; those of iVRXClient_ChooseLocalPath (vrxclient_testing.h).
 ErrorCode iVRXClient_ApplyLocalPath(VRXClient* client, const char* path);
-// Gives a download without a local path the one in the preferences' download directory. Error_Exceed.
+// Gives a download without a local path the one in the preferences' download directory. Error_Exceed;
+// Error_NotInited.
 ErrorCode iVRXClient_ApplyDefaultLocalPath(VRXClient* client);
 
 // ---- the record (vrxclient_record.cpp) ---------------------------------------------------------

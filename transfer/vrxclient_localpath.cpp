@@ -10,8 +10,8 @@
 
 #include "os/file/file_internal.h"
 #include "os/text/characterclass_internal.h"
-#include "qz/vrxprefs.h"
 #include "transfer/vrxclient_testing.h"
+#include "transfer/vrxprefs_internal.h"
 
 namespace {
 
@@ -129,9 +129,11 @@ ErrorCode iVRXClient_ApplyLocalPath(VRXClient* client, const char* path) {
 ErrorCode iVRXClient_ApplyDefaultLocalPath(VRXClient* client) {
   if (client->data.localPath[0] != '\0') return Error_None;
   char directory[kPathSize];
-  const VRXPrefs* preferences = VRXPrefs_BeginAccess();
-  snprintf(directory, sizeof directory, "%s", preferences->downloadDirectory);
-  VRXPrefs_EndAccess();
+  {
+    const PreferencesAccess preferences;
+    if (!preferences) return Error_NotInited;
+    snprintf(directory, sizeof directory, "%s", preferences->downloadDirectory);
+  }
   char fileName[kPathSize];
   iVRXClient_SafeFileName(client, fileName);
   const ErrorCode status = AppendName(directory, fileName, client->data.localPath);

@@ -11,6 +11,7 @@
 #include "net/url_internal.h"
 #include "os/platform/thread.h"
 #include "transfer/vrxclient_machine_internal.h"
+#include "transfer/vrxclientsystem_internal.h"
 
 namespace {
 
@@ -220,6 +221,7 @@ int32_t Call(VRXClient* client, StepMode mode) {
 
 int32_t CallFromOutside(VRXClient* client, StepMode mode) {
   if (client == nullptr) return Error_Invalid;
+  if (!iVRXClientSystem_IsStarted()) return Error_NotInited;
   if (client->isInStep) return VRXClientResult_None;
   const TransferCall call(client);
   return Call(client, mode);

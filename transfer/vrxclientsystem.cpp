@@ -59,10 +59,13 @@ bool iVRXClientSystem_IsStarted() {
 
 ErrorCode iVRXClientSystem_ApplyDialUp(bool hangUpWhenIdle) {
   char entry[kPathSize];
-  const VRXPrefs* preferences = VRXPrefs_BeginAccess();
-  const bool isEnabled = preferences->isDialUpEnabled != 0;
-  snprintf(entry, sizeof entry, "%s", preferences->dialUpEntry);
-  VRXPrefs_EndAccess();
+  bool isEnabled = false;
+  {
+    const PreferencesAccess preferences;
+    if (!preferences) return Error_NotInited;
+    isEnabled = preferences->isDialUpEnabled != 0;
+    snprintf(entry, sizeof entry, "%s", preferences->dialUpEntry);
+  }
   return Sock_SetRemoteAccess(isEnabled ? entry : nullptr, hangUpWhenIdle ? 1 : 0);
 }
 

@@ -152,11 +152,11 @@ QZ_API ErrorCode VRXClient_SetEditFlags(VRXClient* client, uint32_t flags);
 
 /* Probes: performs one step towards the size of the file. Returns enum VRXClientResult, 5 when size and
  * resume support are known, or the transfer is completed; 0 inside a step of the same transfer; Error_Invalid
- * for null. */
+ * for null; Error_NotInited after VRXClientSystem_Exit. */
 QZ_API int32_t VRXClient_Poll(VRXClient* client);
 
 /* Works: performs one step of the transfer. Returns enum VRXClientResult; 0 inside a step of the same
- * transfer; Error_Invalid for null. */
+ * transfer; Error_Invalid for null; Error_NotInited after VRXClientSystem_Exit. */
 QZ_API int32_t VRXClient_Idle(VRXClient* client);
 
 /* Ends the connection, politely; the next step connects again and resumes. Inside a step of the same transfer

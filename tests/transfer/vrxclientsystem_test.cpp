@@ -42,6 +42,22 @@ TEST(VRXClientSystem, StartsPreferencesAndClasses) {
   EXPECT_EQ(AgentClass_MethodExists("VRXx", "completed"), 0);
 }
 
+TEST(VRXClientSystem, LeavesNoStepToATransferThatOutlivesIt) {
+  const OSSession session;
+  ASSERT_EQ(VRXClientSystem_Init(), Error_None);
+  VRXClient* client = nullptr;
+  ASSERT_EQ(VRXClient_NewDownload("ftp://127.0.0.1:1/x", "qz-no-such-file", 0, nullptr, &client), Error_None);
+  VRXClientSystem_Exit();
+  for (int step = 0; step < 3; ++step) {
+    EXPECT_EQ(VRXClient_Idle(client), Error_NotInited);
+    EXPECT_EQ(VRXClient_Poll(client), Error_NotInited);
+  }
+  EXPECT_EQ(iVRXClientSystem_ApplyDialUp(false), Error_NotInited);
+  client->data.localPath[0] = '\0';
+  EXPECT_EQ(iVRXClient_ApplyDefaultLocalPath(client), Error_NotInited);
+  EXPECT_EQ(VRXClient_Close(client), Error_None);
+}
+
 TEST(VRXClientSystem, StartsOnce_AndKeepsItsTransfers) {
   const OSSession session;
   ASSERT_EQ(VRXClientSystem_Init(), Error_None);
