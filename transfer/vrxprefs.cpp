@@ -99,10 +99,10 @@ void SetDefaults(VRXPrefs* record) {
   record->httpProxyPort = 80;
 }
 
-// Whether a reader finds its way behind the text.
+// Whether every reader takes the text: one that just fills its room makes some of them fail.
 template <size_t size>
 bool Fits(const char (&text)[size]) {
-  return strnlen(text, size) < size - 1;
+  return strnlen(text, size) < size - 2;
 }
 
 bool FitsFile(const VRXPrefs& record) {

