@@ -10,13 +10,11 @@
 #include "qz/vrxprefs.h"
 #include "transfer/vrxclient_machine_internal.h"
 #include "transfer/vrxclient_resume_internal.h"
+#include "transfer/vrxprefs_internal.h"
 
 namespace {
 
 // ---- logging in --------------------------------------------------------------------------------
-
-// Sent by anonymous logins when the preferences have nothing.
-constexpr char kAnonymousPassword[] = "user@example.invalid";
 
 // Tried in this order when neither the transfer nor the URL names a user.
 constexpr const char* kAnonymousUsers[] = {"ftp", "anonymous", "public", "guest"};
@@ -41,8 +39,8 @@ ErrorCode TryLogin(VRXClient* client, const char* user, const char* password) {
 }
 
 ErrorCode LogInAnonymously(VRXClient* client) {
-  char password[kUserSize];
-  iVRXClient_AnonymousPassword(password);
+  char password[VRXPrefsSize_Name + 1];
+  iVRXPrefs_GetAnonymousPassword(password);
   ErrorCode status = Error_NoAccess;
   for (const char* user : kAnonymousUsers) {
     status = TryLogin(client, user, password);
@@ -208,15 +206,6 @@ bool iVRXClient_PrefersText(bool isUpload) {
   const uint8_t type = isUpload ? prefs->uploadType : prefs->downloadType;
   VRXPrefs_EndAccess();
   return type == VRXTransferType_Text;
-}
-
-void iVRXClient_AnonymousPassword(char (&password)[kUserSize]) {
-  password[0] = '\0';
-  if (const VRXPrefs* prefs = VRXPrefs_BeginAccess(); prefs != nullptr) {
-    String_CopyMax(prefs->anonymousPassword, sizeof password, password);
-    VRXPrefs_EndAccess();
-  }
-  if (password[0] == '\0') String_CopyMax(kAnonymousPassword, sizeof password, password);
 }
 
 StepEvent iVRXClient_LogIn(VRXClient* client, StepMode) {

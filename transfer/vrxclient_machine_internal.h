@@ -165,7 +165,6 @@ StepEvent iVRXClient_AskForSize(VRXClient* client, StepMode mode);
 StepEvent iVRXClient_StartFTP(VRXClient* client);
 // What the preferences say of FTP.
 bool iVRXClient_PrefersText(bool isUpload);
-void iVRXClient_AnonymousPassword(char (&password)[kUserSize]);
 
 // ---- vrxclient_http.cpp ------------------------------------------------------------------------
 

@@ -207,6 +207,16 @@ void iVRXPrefs_End() {
   iStatistics_End();
 }
 
+ErrorCode iVRXPrefs_GetAnonymousPassword(char (&password)[VRXPrefsSize_Name + 1]) {
+  memcpy(password, kDefaultAnonymousPassword, sizeof kDefaultAnonymousPassword);
+  const PreferencesAccess access;
+  if (!access) return Error_NotInited;
+  if (access->anonymousPassword[0] == '\0') return Error_None;
+  memcpy(password, access->anonymousPassword, sizeof password);
+  password[VRXPrefsSize_Name] = '\0';
+  return Error_None;
+}
+
 VRXPrefs* VRXPrefs_BeginAccess() {
   if (Semaphore_Wait(semaphore, kWithoutLimit) != Error_None) return nullptr;
   accessThread.store(platform::CurrentThreadIdentifier());

@@ -6,6 +6,10 @@
 // The anonymous password that is sent when the preferences have none.
 constexpr char kDefaultAnonymousPassword[] = "user@example.invalid";
 
+// Gives the password of anonymous logins: that of the preferences, else the one above. Error_None;
+// Error_NotInited, and the one above, before the start.
+ErrorCode iVRXPrefs_GetAnonymousPassword(char (&password)[VRXPrefsSize_Name + 1]);
+
 // Starts the server statistics, reads the preference file or makes one of the defaults. Proxies that the file
 // has in use are handed to the proxy table. Error_Inited when they are started already; what
 // iStatistics_Start, File_GetSysDir and VRXPrefs_Changed give; Error_NotFound for a file of a later version

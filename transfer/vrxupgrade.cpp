@@ -73,13 +73,6 @@ uint32_t GetInstalledVersion() {
   return std::max(version, kLowestVersion);
 }
 
-bool GetPassword(char (&password)[VRXPrefsSize_Name + 1]) {
-  const PreferencesAccess access;
-  if (access) memcpy(password, access->anonymousPassword, sizeof password);
-  password[VRXPrefsSize_Name] = 0;
-  return static_cast<bool>(access);
-}
-
 // ---- the check ---------------------------------------------------------------------------------
 
 void CloseConnection(FTPc* connection) {
@@ -99,7 +92,8 @@ ErrorCode ListDirectory(const char* location, OwnedList* list) {
   if (status != Error_None) return status;
   if (URL_GetProtocolType(url->protocol) != URLProtocol_FTP) return Error_Invalid;
   char password[VRXPrefsSize_Name + 1];
-  if (!GetPassword(password)) return Error_NotInited;
+  status = iVRXPrefs_GetAnonymousPassword(password);
+  if (status != Error_None) return status;
 
   Owned<FTPc, CloseConnection> connection;
   Reply reply;

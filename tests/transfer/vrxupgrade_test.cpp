@@ -255,6 +255,19 @@ TEST_F(VRXUpgradeTest, LogsInAsFtpWithTheAnonymousPassword) {
   server.Finish();
 }
 
+TEST_F(VRXUpgradeTest, SendsThePasswordOfTransfers_WhenThePreferencesHaveNone) {
+  {
+    const PreferencesAccess access;
+    access->anonymousPassword[0] = 0;
+  }
+  ScriptedServer server(
+      {ftp::Join({LogsIn("user@example.invalid"), ftp::Exchange("CWD /pub", "250 ok"), ftp::Active(),
+                  ftp::StartedActive("NLST"), ftp::SendsFile("a.26\r\n"), ftp::Quit()})});
+  ASSERT_EQ(VRXUpgrade_SetLocation(Location(server, "/pub").c_str()), Error_None);
+  EXPECT_EQ(Check(), "1 " + Location(server, "/pub") + "/a.26");
+  server.Finish();
+}
+
 TEST_F(VRXUpgradeTest, StoresTheTimeOfASuccess) {
   EXPECT_EQ(CheckListing("a.26\r\n"), "1 /a.26");
   EXPECT_EQ(LastCheck(), kStartSeconds);
