@@ -242,7 +242,8 @@ QZ_API ErrorCode VRXClient_Close(VRXClient* client);
 
 /* Ends the transfer for good: deletes its agents with the pair "forever" = 1, closes it, and removes its data
  * file and its log file. A file is only removed when its name is one that the library made, in the cache
- * directory, and no other transfer has it. Error_None. */
+ * directory, or the data file's ends in ".part" beside the local file path of a download; and when no other
+ * transfer has it. Error_None. */
 QZ_API ErrorCode VRXClient_Delete(VRXClient* client);
 
 /* ---- the record ---- */
@@ -308,9 +309,10 @@ QZ_API ErrorCode VRXClient_SetSize64(VRXClient* client, uint64_t size);
  * library's in the cache directory. What the file holds already is taken for the beginning of the data.
  * VRXClient_Delete removes it only when its name ends in ".part" and it lies in the directory of the local
  * file path. A data file that the transfer had before stays where it is. path: null or empty for one of the
- * library's. Error_Inited from state 1 on, and while a connection is open; Error_Invalid for an upload;
- * Error_Exceed. VRXClient_Read forgets a path under which no data is found, and one of another form than
- * VRXClient_Delete removes: set it again after reading. */
+ * library's. Error_None; Error_Inited from state 1 on, and while a connection is open; Error_Invalid
+ * for an upload; Error_Exceed; Error_Exists for a file that another transfer has. VRXClient_Read forgets a
+ * path under which no data is found, and one of another form than VRXClient_Delete removes: set it again
+ * after reading. */
 QZ_API ErrorCode VRXClient_SetDataFilePath(VRXClient* client, const char* path);
 
 /* Gives the path of the data file; empty while there is none. Error_None. buffer: out, 1024 bytes. */
