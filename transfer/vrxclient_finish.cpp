@@ -202,7 +202,7 @@ StepEvent FailCopy(VRXClient* client) {
 }
 
 StepEvent ContinueMove(VRXClient* client) {
-  ErrorCode status = File_CopyEnd(&client->copy);
+  ErrorCode status = iVRXClient_ContinueCopy(client);
   if (status == Error_None && client->copy != nullptr) return Stay();
   if (status == Error_None) status = NameCopy(client);
   if (status != Error_None) return FailCopy(client);

@@ -200,8 +200,10 @@ void iVRXClient_EndElapsed(VRXClient* client);
 void iVRXClient_BeginProgress(VRXClient* client);
 // The data file was read or written: from `before` on to `after`.
 void iVRXClient_CountProgress(VRXClient* client, uint64_t before, uint64_t after);
-// What a file copy reports. context: the transfer.
+// What a file copy reports, through the table with 32 bits. context: the transfer.
 void iVRXClient_CopyProgress(void* context, uint32_t done, uint32_t total);
+// File_CopyEnd for the copy that runs, and one report of it through the table with 64 bits.
+ErrorCode iVRXClient_ContinueCopy(VRXClient* client);
 
 // ---- vrxclient_finish.cpp ----------------------------------------------------------------------
 

@@ -115,11 +115,17 @@ void iVRXClient_CountProgress(VRXClient* client, uint64_t before, uint64_t after
   iVRXClient_ReportProgress64(client, after, isUnknown ? kSizeUnknown : client->progressTotal);
 }
 
-void iVRXClient_CopyProgress(void* context, uint32_t, uint32_t) {
-  auto* client = static_cast<VRXClient*>(context);
+void iVRXClient_CopyProgress(void* context, uint32_t done, uint32_t total) {
+  iVRXClient_ReportProgress(static_cast<VRXClient*>(context), done, total);
+}
+
+ErrorCode iVRXClient_ContinueCopy(VRXClient* client) {
   uint64_t done = 0;
   uint64_t total = 0;
-  File_GetCopyProgress64(client->copy, &done, &total);
-  iVRXClient_ReportProgress(client, std::min(done, total), total);
-  iVRXClient_ReportProgress64(client, std::min(done, total), total);
+  File_GetCopyProgress64(client->copy, nullptr, &total);
+  const ErrorCode status = File_CopyEnd(&client->copy);
+  if (status != Error_None || total == 0) return status;
+  File_GetCopyProgress64(client->copy, &done, nullptr);
+  iVRXClient_ReportProgress64(client, client->copy != nullptr ? done : total, total);
+  return status;
 }

@@ -84,7 +84,7 @@ StepEvent CopyAnew(VRXClient* client, const CopyState& state) {
 }
 
 StepEvent ContinueCopy(VRXClient* client) {
-  const ErrorCode status = File_CopyEnd(&client->copy);
+  const ErrorCode status = iVRXClient_ContinueCopy(client);
   if (status == Error_None) return client->copy != nullptr ? Stay() : Detour();
   File_CopyAbort(&client->copy);
   const bool isDiskFull = status == Error_Exceed;

@@ -161,7 +161,7 @@ QZ_API int32_t VRXClient_Idle(VRXClient* client);
 
 /* Ends the connection, politely; the next step connects again and resumes. Inside a step of the same transfer
  * the step ends, with 3. From another thread: a step that runs ends within a second, with 3; without one the
- * next VRXClient_Idle does. Returns 0; Error_Invalid for null. */
+ * next step does, unless none ran yet: then nothing changes. Returns 0; Error_Invalid for null. */
 QZ_API int32_t VRXClient_Stop(VRXClient* client);
 
 /* ---- what a transfer is and does ---- */
@@ -266,7 +266,8 @@ QZ_API ErrorCode VRXClient_Write(Traverse* traverse, VRXClient* client);
 
 /* ---- additions ------------------------------------------------------------------------------------ */
 
-/* The callbacks with 64-bit sizes; each slot may be null. Progress comes once for each data step. */
+/* The callbacks with 64-bit sizes; each slot may be null. Progress comes once for each step that
+ * moves data or copies. */
 typedef struct VRXClientMethods64 {
   void (*message)(Word userData, const char* text);
   void (*progress)(Word userData, uint64_t done, uint64_t total); /* total: all ones when unknown */

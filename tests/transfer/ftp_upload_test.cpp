@@ -266,6 +266,25 @@ TEST_F(FTPUpload, Fails_WhenTheCopyIsGone) {
   EXPECT_EQ(upload->Reason(), 6u);
 }
 
+TEST_F(FTPUpload, ReportsTheCopyingAsProgressAlone) {
+  ScriptedServer server({ftp::Quit()});
+  server.AllowUnfinished();
+  auto upload = Put(server, std::string(3200, 'x'), "/pub/x.bin", Callbacks::All);
+  upload->RunToState(1);
+  upload->Take();
+  upload->RunToState(0);
+  Lines expected = {"Copying upload file...", "Idle: 1, state 1"};
+  for (int done = 0; done < 3200; done += 32) {
+    expected.push_back("progress " + std::to_string(done) + " of 3200");
+  }
+  expected.push_back("Idle: 0, state 0");
+  Lines lines;
+  for (const std::string& line : WithoutRepeats(upload->Take())) {
+    if (line != "log changed" && line != "Idle: 0, state 1") lines.push_back(line);
+  }
+  EXPECT_EQ(lines, expected);
+}
+
 // ---- what the server holds ---------------------------------------------------------------------
 
 TEST_F(FTPUpload, ContinuesBehindWhatTheServerHolds) {

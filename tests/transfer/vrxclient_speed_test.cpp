@@ -124,6 +124,18 @@ TEST_F(TransferSpeed, ReportsOnceADataStepThroughTheTableWith64Bits) {
   server.Finish();
 }
 
+TEST_F(TransferSpeed, ReportsOnceAStepOfACopyThroughTheTableWith64Bits) {
+  // A copy of this size moves a mebibyte a step.
+  Files().Write("f", std::string(3145728, 'x'));
+  Conversation transfer(this);
+  Progress64 progress;
+  transfer.Upload("f", "ftpu://a.invalid/in/x");
+  EXPECT_EQ(VRXClient_SetMethods64(transfer.get(), reinterpret_cast<Word>(&progress), &kProgress64),
+            Error_None);
+  transfer.WorkUntil(TransferState::Connect);
+  EXPECT_EQ(progress.lines, Lines({"1048576 of 3145728", "2097152 of 3145728", "3145728 of 3145728"}));
+}
+
 TEST_F(TransferSpeed, ReportsBytesAlone_WhenTheSizeIsUnknown) {
   ScriptedServer server(
       {{Expect(talk::Request("/f")), Send("HTTP/1.0 200 OK\r\n\r\nhello"), Finish(), ReadToEnd()}});
