@@ -153,6 +153,11 @@ StepEvent TakeAnswer(VRXClient* client) {
   const ResumeDecision decision = iResume_JudgeHTTP(answer, WhatIsKnown(client));
   if (decision.action == ResumeAction::Refused) return Failed(Error_Invalid);
   if (decision.action == ResumeAction::Changed) return TakeChangedFile(client);
+  // Before the record tells of the other file: the connection may end before its first byte comes.
+  if (decision.isOtherFile && !iVRXClient_CutDataFile(client)) {
+    iVRXClient_SetReason(client, VRXClientReason_DataFile);
+    return FailedWithoutStatus();
+  }
   client->canResume = decision.canResume;
   TakeSize(client, decision.size);
   if (decision.action == ResumeAction::Restart && !iVRXClient_BeginAnew(client)) return FailedWithoutStatus();

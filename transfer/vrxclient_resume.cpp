@@ -1,7 +1,7 @@
 // Deciding a resume, and where a redirect leads. No input or output.
 //
 //   answer                              action    size
-//   class 2, no range                   Restart   the length, if told
+//   class 2, no range                   Restart   the length, if told; another length or time: another file
 //   416, offset 0                       Restart   0: there is no byte to ask for
 //   416, total = offset = known size    Continue  it: every byte is on the disk
 //   416                                 Changed
@@ -27,6 +27,14 @@ bool IsOtherTime(const Time& told, const Time& known) {
   return IsTold(told) && IsTold(known) && Time_Compare(&told, &known) != 0;
 }
 
+ResumeDecision JudgeWhole(const HTTPAnswer& answer, const KnownFile& known) {
+  const bool isOtherSize = known.size != kSizeUnknown && answer.contentLength != kSizeUnknown &&
+                           known.size != answer.contentLength;
+  const bool isOtherFile =
+      known.offset > 0 && (isOtherSize || IsOtherTime(answer.lastModified, known.lastModified));
+  return {ResumeAction::Restart, false, answer.contentLength, isOtherFile};
+}
+
 constexpr ResumeDecision kChanged = {ResumeAction::Changed, true, kSizeUnknown};
 constexpr ResumeDecision kRefused = {ResumeAction::Refused, false, kSizeUnknown};
 
@@ -50,7 +58,7 @@ ResumeDecision JudgeRange(const HTTPAnswer& answer, const KnownFile& known) {
 
 ResumeDecision iResume_JudgeHTTP(const HTTPAnswer& answer, const KnownFile& known) {
   if (answer.code == kRangeNotSatisfiable) return JudgeUnsatisfied(answer, known);
-  if (!answer.hasRange) return {ResumeAction::Restart, false, answer.contentLength};
+  if (!answer.hasRange) return JudgeWhole(answer, known);
   return JudgeRange(answer, known);
 }
 

@@ -40,6 +40,8 @@ struct ResumeDecision {
   ResumeAction action;
   bool canResume;
   uint64_t size;  // kSizeUnknown
+  // Restart: the file is another one than that of the bytes on the disk. Nothing may be added to them.
+  bool isOtherFile = false;
 };
 
 // Judges a response of class 2, and one of code 416.

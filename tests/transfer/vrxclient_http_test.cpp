@@ -62,7 +62,7 @@ TEST_F(TransferHTTP, BeginsAnew_WhenTheServerIgnoresTheRange) {
 TEST_F(TransferHTTP, KeepsTheOldBytes_UntilTheFirstNewOneIsThere) {
   iSock_SetWaitMilliseconds(200);
   ScriptedServer server(
-      {{Expect(talk::Request("/f", 4)), Send("HTTP/1.0 200 OK\r\nContent-Length: 8\r\n\r\n"), Stall()}});
+      {{Expect(talk::Request("/f", 4)), Send("HTTP/1.0 200 OK\r\nContent-Length: 10\r\n\r\n"), Stall()}});
   Conversation transfer(this);
   transfer.Download(URL("http", server, "/f"));
   transfer.Hold("1234", 10);
@@ -77,6 +77,39 @@ TEST_F(TransferHTTP, KeepsTheOldBytes_UntilTheFirstNewOneIsThere) {
   EXPECT_EQ(File_GetState64(path, &state, &size), Error_None);
   EXPECT_EQ(size, 4u);
   server.Stop();
+}
+
+// The next connection must not continue the bytes of one file with those of the other.
+TEST_F(TransferHTTP, CutsTheOldBytesAtOnce_WhenTheWholeFileHasAnotherSize) {
+  iSock_SetWaitMilliseconds(200);
+  ScriptedServer server(
+      {{Expect(talk::Request("/f", 4)), Send("HTTP/1.0 200 OK\r\nContent-Length: 8\r\n\r\n"), Stall()},
+       Answer("/f", 0, Partial(0, 8, "abcdefgh"))});
+  Conversation transfer(this);
+  transfer.Download(URL("http", server, "/f"));
+  transfer.Hold("1234", 10);
+  EXPECT_EQ(transfer.Work(), VRXClientResult_Postponed);
+  EXPECT_EQ(transfer.Work(), VRXClientResult_Failed);
+  EXPECT_EQ(transfer.Work(), VRXClientResult_Completed);
+  EXPECT_EQ(Files().Read("target"), "abcdefgh");
+  server.Finish();
+}
+
+TEST_F(TransferHTTP, CutsTheOldBytesAtOnce_WhenTheWholeFileHasAnotherTime) {
+  iSock_SetWaitMilliseconds(200);
+  const std::string tuesday = "Last-Modified: Tue, 04 Sep 2001 10:00:00 GMT\r\n";
+  ScriptedServer server({{Expect(talk::Request("/f", 4)),
+                          Send("HTTP/1.0 200 OK\r\n" + tuesday + "Content-Length: 8\r\n\r\n"), Stall()},
+                         Answer("/f", 0, Partial(0, 8, "abcdefgh", tuesday))});
+  Conversation transfer(this);
+  transfer.Download(URL("http", server, "/f"));
+  transfer.Hold("1234", 8);
+  transfer.get()->data.sourceTime = {999511200, 0};  // the day before
+  EXPECT_EQ(transfer.Work(), VRXClientResult_Postponed);
+  EXPECT_EQ(transfer.Work(), VRXClientResult_Failed);
+  EXPECT_EQ(transfer.Work(), VRXClientResult_Completed);
+  EXPECT_EQ(Files().Read("target"), "abcdefgh");
+  server.Finish();
 }
 
 TEST_F(TransferHTTP, TransfersAFileOfUnknownSize) {
