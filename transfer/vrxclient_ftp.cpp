@@ -138,9 +138,11 @@ StepEvent KeepSize(VRXClient* client, ErrorCode status, uint64_t told) {
   }
   const bool isOther =
       client->data.isUpload == 0 && iResume_IsOtherFile(told, client->data.size, client->dataFileSize);
+  // A size beside bytes of another file would have the next attempt continue them.
+  if (isOther && !iVRXClient_CutDataFile(client))
+    return iVRXClient_FailWith(client, VRXClientReason_DataFile, TransferMessage_NoDataFile);
   TakeSize(client, told);
-  if (!isOther || iVRXClient_CutDataFile(client)) return Advance();
-  return iVRXClient_FailWith(client, VRXClientReason_DataFile, TransferMessage_NoDataFile);
+  return Advance();
 }
 
 StepEvent AskServerForSize(VRXClient* client) {

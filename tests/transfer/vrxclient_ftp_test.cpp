@@ -67,6 +67,24 @@ TEST_F(TransferFTP, CutsADataFileThatIsOfAnotherSize) {
   server.Finish();
 }
 
+// The next attempt must not take the bytes for those of the file that the server has now.
+TEST_F(TransferFTP, KeepsTheKnownSize_WhenADataFileOfAnotherSizeCannotBeCut) {
+  ScriptedServer server({ftp::Join({talk::Before("f", 5), ftp::Quit()})});
+  Conversation transfer(this);
+  transfer.Download(URL("ftp", server, "/dir/f"));
+  transfer.Hold("1234", 10);
+  transfer.WorkUntil(TransferState::FileSize);
+  char path[1024];
+  ASSERT_EQ(VRXClient_GetDataFilePath(transfer.get(), path), Error_None);
+  ASSERT_EQ(File_Unlink(path), Error_None);
+  ASSERT_EQ(Directory_New(path), Error_None);
+  EXPECT_EQ(transfer.Work(), VRXClientResult_Failed);
+  EXPECT_EQ(transfer.Messages().back(), "Can't access cache file.");
+  EXPECT_EQ(transfer.Reason(), 3u);
+  EXPECT_EQ(VRXClient_GetSize(transfer.get()), 10u);
+  server.Finish();
+}
+
 TEST_F(TransferFTP, TransfersAFileOfUnknownSize) {
   ScriptedServer server(
       {ftp::Join({talk::LogIn("/dir/f"), talk::Enter("/dir", "f"), talk::TypeAndSize("f", "500 what?"),
