@@ -172,6 +172,8 @@ StepEvent Move(VRXClient* client) {
 StepEvent StartMove(VRXClient* client) {
   client->reason = VRXClientReason_None;
   RemoveLeftOver(client);
+  // An earlier attempt has numbered the name of what is to be replaced.
+  if (client->replacedPath[0] != '\0') SetLocalPath(client, client->replacedPath);
   if (iVRXClient_ApplyDefaultLocalPath(client) != Error_None)
     return RefuseMove(client, client->data.localPath);
   const bool isSpaceNeeded = client->data.size != kSizeUnknown && !IsBesideDestination(client);

@@ -122,8 +122,11 @@ ErrorCode iVRXClient_ApplyLocalPath(VRXClient* client, const char* path) {
   iVRXClient_SafeFileName(client, fileName);
   const ErrorCode status =
       iVRXClient_ChooseLocalPath(LookAt(path), path, client->data.localPath, fileName, chosen);
-  if (status == Error_None) snprintf(client->data.localPath, sizeof client->data.localPath, "%s", chosen);
-  return status;
+  if (status != Error_None) return status;
+  snprintf(client->data.localPath, sizeof client->data.localPath, "%s", chosen);
+  // What was to be replaced is not what stands there.
+  client->replacedPath[0] = '\0';
+  return Error_None;
 }
 
 ErrorCode iVRXClient_ApplyDefaultLocalPath(VRXClient* client) {

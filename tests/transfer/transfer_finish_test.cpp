@@ -155,6 +155,40 @@ TEST_F(TransferFinish, NumbersTheName_WhenItIsToldNotToReplaceAgain) {
   EXPECT_EQ(OutBytes("file(0).bin"), "abcdefghij");
 }
 
+TEST_F(TransferFinish, ReplacesTheTarget_WhenTheFirstMoveFailed) {
+  const std::string bytes(20000, 'x');
+  ScriptedServer server({Answers("0", "HTTP/1.0 200 OK\r\nContent-Length: 20000\r\n\r\n" + bytes)});
+  WriteFile(OutPath("file.bin"), "old");
+  auto download = Complete(server);
+  EXPECT_EQ(VRXClient_SetOverwrite(*download, 1), 0);
+  iVRXClient_SetCopiesAlways(true);
+  download->Idle();
+  download->Idle();
+  // A source that ends too early fails the copy as a full disk does.
+  const std::filesystem::path data = SystemPath(download->DataPath());
+  std::filesystem::resize_file(data, 5000);
+  EXPECT_EQ(download->Run(), 4);
+  WriteFile(data, bytes);
+  download->RunToCompletion();
+  EXPECT_EQ(OutNames(), Lines{"file.bin"});
+  EXPECT_EQ(OutBytes(), bytes);
+  EXPECT_EQ(LocalPath(*download), "OUT/file.bin");
+}
+
+TEST_F(TransferFinish, ReplacesNothing_WhenTheLocalPathIsChangedBehindTheMove) {
+  ScriptedServer server({Answers("0", kFile)});
+  WriteFile(OutPath("file.bin"), "old");
+  WriteFile(OutPath("other.bin"), "someone's");
+  auto download = NewDownload(server);
+  EXPECT_EQ(VRXClient_SetOverwrite(*download, 1), 0);
+  download->RunToState(13);
+  EXPECT_EQ(VRXClient_SetLocalFilePath(*download, Out("other.bin").c_str()), 0);
+  EXPECT_EQ(download->Idle(), 5);
+  EXPECT_EQ(OutNames(), (Lines{"file(0).bin", "file.bin", "other.bin"}));
+  EXPECT_EQ(OutBytes(), "old");
+  EXPECT_EQ(OutBytes("other.bin"), "someone's");
+}
+
 TEST_F(TransferFinish, NeedsNoTargetToReplace) {
   ScriptedServer server({Answers("0", kFile)});
   auto download = NewDownload(server);
