@@ -161,12 +161,8 @@ int32_t TakeStop(VRXClient* client) {
   return Stopped(client, VRXClientResult_Cancelled);
 }
 
-// The step is over: the control flag is free again, unless another thread wants a stop.
-int32_t EndStep(VRXClient* client, int32_t result) {
-  client->isInStep = false;
-  // To be closed or deleted is more than to be stopped, and follows when the call ends.
-  if (client->afterStep != AfterStep::Nothing) result = Stopped(client, result);
-  if (client->afterStep == AfterStep::Stop) client->afterStep = AfterStep::Nothing;
+// The control flag is free again, unless another thread wants a stop.
+int32_t FreeControl(VRXClient* client, int32_t result) {
   TransferControl expected = TransferControl::InStep;
   if (client->control.compare_exchange_strong(expected, TransferControl::Idle)) return result;
   if (expected == TransferControl::ReconnectRequested) return result;
@@ -175,6 +171,16 @@ int32_t EndStep(VRXClient* client, int32_t result) {
   result = Stopped(client, result);
   client->interrupt.Clear();
   client->control = TransferControl::Idle;
+  return result;
+}
+
+// What calls back while the step ends is still within it.
+int32_t EndStep(VRXClient* client, int32_t result) {
+  // To be closed or deleted is more than to be stopped, and follows when the call ends.
+  if (client->afterStep != AfterStep::Nothing) result = Stopped(client, result);
+  result = FreeControl(client, result);
+  client->isInStep = false;
+  if (client->afterStep == AfterStep::Stop) client->afterStep = AfterStep::Nothing;
   return result;
 }
 
@@ -222,7 +228,8 @@ int32_t Call(VRXClient* client, StepMode mode) {
 int32_t CallFromOutside(VRXClient* client, StepMode mode) {
   if (client == nullptr) return Error_Invalid;
   if (!iVRXClientSystem_IsStarted()) return Error_NotInited;
-  if (client->isInStep) return VRXClientResult_None;
+  // Also what calls back outside a step, at a stop or while the callbacks are set, finds it half done.
+  if (client->callDepth != 0) return VRXClientResult_None;
   const TransferCall call(client);
   return Call(client, mode);
 }

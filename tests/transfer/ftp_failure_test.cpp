@@ -440,6 +440,22 @@ TEST_F(FTPFailure, Fails_WhenTheDataFileCannotBeClosed) {
 
 // ---- a stop ------------------------------------------------------------------------------------
 
+TEST_F(FTPFailure, GivesZeroForACallWithinAStop) {
+  ScriptedServer server(
+      {ftp::Join({wire::Begins(), wire::TellsSize(), wire::RestartsAt("4"), wire::IsAborted()})});
+  auto download = Resume(server, "0123");
+  download->RunToState(11);
+  download->Take();
+  int32_t result = -1;
+  download->onMessage = [&](const std::string& text) {
+    if (text == "Download stopped.") result = VRXClient_Idle(*download);
+  };
+  EXPECT_EQ(VRXClient_Stop(*download), 0);
+  EXPECT_EQ(result, 0);
+  EXPECT_EQ(download->Take(), Lines{"Download stopped."});
+  EXPECT_EQ(Servers(*download), Lines{"ftp://SERVER0/pub/f.bin"});
+}
+
 TEST_F(FTPFailure, EndsTheStep_WhenAMessageStopsTheTransfer) {
   ScriptedServer server({ftp::Join({wire::GreetsAndLogsIn(), wire::KnowsNoMirrors(), ftp::Quit()})});
   auto download = Get(server);

@@ -151,6 +151,38 @@ TEST_F(TransferStop, GivesZeroForACallWithinACall) {
   EXPECT_EQ(OutBytes(), "abcd");
 }
 
+TEST_F(TransferStop, GivesZeroForACallWithinAReconnect) {
+  ScriptedServer server({Answers("0", "HTTP/1.0 404 Not Found\r\n\r\n"), Answers("0", kFile)});
+  auto download = NewDownload(server);
+  EXPECT_EQ(download->Run(), 4);
+  std::vector<int32_t> results;
+  int depth = 0;
+  download->onMessage = [&](const std::string& text) {
+    // A call that begins anew would never end.
+    if (text != "Reestablishing lost connection." || ++depth > 3) return;
+    results.push_back(VRXClient_Idle(*download));
+  };
+  EXPECT_EQ(download->Idle(), 0);
+  EXPECT_EQ(results, std::vector<int32_t>{0});
+  EXPECT_EQ(depth, 1);
+  download->RunToCompletion();
+  EXPECT_EQ(OutBytes(), "abcd");
+}
+
+TEST_F(TransferStop, GivesZeroForACallWithinSetMethods) {
+  auto download = NewDownload("http://127.0.0.1:1/file.bin");
+  static VRXClient* client;
+  static int32_t result;
+  client = *download;
+  result = -1;
+  static const VRXClientMethods methods = {
+      nullptr, nullptr, [](Word, uint32_t) { result = VRXClient_Idle(client); }, nullptr, nullptr, nullptr};
+  VRXClient_SetMethods(client, 0, &methods);
+  EXPECT_EQ(result, 0);
+  EXPECT_EQ(download->State(), 0u);
+  VRXClient_SetMethods(client, 0, nullptr);
+}
+
 TEST_F(TransferStop, ClosesTheTransferBehindTheStep_WhenACallbackAsks) {
   ScriptedServer server({AnswersAndStalls("0", kFirst)});
   auto download = NewDownload(server);
