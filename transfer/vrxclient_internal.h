@@ -54,7 +54,13 @@ enum class TransferState : uint32_t {
   Completed = 14
 };
 
-enum class TransferControl : uint32_t { Idle = 0, InStep = 1, StopRequested = 2, ReconnectRequested = 3 };
+enum class TransferControl : uint32_t {
+  Idle = 0,
+  InStep = 1,
+  StopRequested = 2,
+  ReconnectRequested = 3,
+  StopThenReconnect = 4  // StopRequested when a reconnect was due
+};
 
 // What a callback asked for during a call of its own transfer, and what therefore waits for the call's end.
 enum class AfterStep : uint8_t { Nothing, Stop, Close, Delete };

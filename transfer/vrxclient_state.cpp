@@ -155,9 +155,17 @@ int32_t Stopped(VRXClient* client, int32_t result) {
   return VRXClientResult_Cancelled;
 }
 
-int32_t TakeStop(VRXClient* client) {
+// A stop that another thread asked for is taken. A reconnect that was due before stays due.
+void ClearStop(VRXClient* client) {
+  TransferControl expected = TransferControl::StopThenReconnect;
+  if (client->control.compare_exchange_strong(expected, TransferControl::ReconnectRequested)) return;
+  expected = TransferControl::StopRequested;
+  if (!client->control.compare_exchange_strong(expected, TransferControl::Idle)) return;
   client->interrupt.Clear();
-  client->control = TransferControl::Idle;
+}
+
+int32_t TakeStop(VRXClient* client) {
+  ClearStop(client);
   return Stopped(client, VRXClientResult_Cancelled);
 }
 
@@ -169,8 +177,7 @@ int32_t FreeControl(VRXClient* client, int32_t result) {
   if (!IsCompleted(client) && result != VRXClientResult_Cancelled)
     iVRXClient_Message(client, TransferMessage_Cancelled);
   result = Stopped(client, result);
-  client->interrupt.Clear();
-  client->control = TransferControl::Idle;
+  ClearStop(client);
   return result;
 }
 
@@ -214,7 +221,8 @@ int32_t Call(VRXClient* client, StepMode mode) {
   if (IsCompleted(client)) return VRXClientResult_Completed;
   client->drivingThread = platform::CurrentThreadIdentifier();
   const TransferControl control = client->control;
-  if (control == TransferControl::StopRequested) return TakeStop(client);
+  if (control == TransferControl::StopRequested || control == TransferControl::StopThenReconnect)
+    return TakeStop(client);
   if (control == TransferControl::ReconnectRequested) return Reconnect(client);
   if (mode == StepMode::Probing && IsProbed(client)) return VRXClientResult_Completed;
   const int32_t result = RunStep(client, mode);
@@ -246,13 +254,21 @@ void StopFromDriver(VRXClient* client) {
     return;
   }
   const TransferCall call(client);
-  TransferControl expected = TransferControl::StopRequested;
-  if (client->control.compare_exchange_strong(expected, TransferControl::Idle)) client->interrupt.Clear();
+  ClearStop(client);
   iVRXClient_CloseConnection(client, Closing::Politely);
 }
 
+TransferControl WithStop(TransferControl control) {
+  const bool isReconnectDue =
+      control == TransferControl::ReconnectRequested || control == TransferControl::StopThenReconnect;
+  return isReconnectDue ? TransferControl::StopThenReconnect : TransferControl::StopRequested;
+}
+
 void StopFromOutside(VRXClient* client) {
-  if (client->control.exchange(TransferControl::StopRequested) != TransferControl::InStep) return;
+  TransferControl before = client->control;
+  while (!client->control.compare_exchange_weak(before, WithStop(before))) {
+  }
+  if (before != TransferControl::InStep) return;
   client->interrupt.Set();
   // The step may have ended meanwhile, and the next one must not find the switch set.
   if (client->control != TransferControl::StopRequested) client->interrupt.Clear();

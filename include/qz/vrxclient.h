@@ -151,17 +151,18 @@ QZ_API ErrorCode VRXClient_SetEditFlags(VRXClient* client, uint32_t flags);
 /* ---- moving on ---- */
 
 /* Probes: performs one step towards the size of the file. Returns enum VRXClientResult, 5 when size and
- * resume support are known, or the transfer is completed; 0 inside a step of the same transfer; Error_Invalid
+ * resume support are known, or the transfer is completed; 0 inside a call of the same transfer; Error_Invalid
  * for null; Error_NotInited after VRXClientSystem_Exit. */
 QZ_API int32_t VRXClient_Poll(VRXClient* client);
 
-/* Works: performs one step of the transfer. Returns enum VRXClientResult; 0 inside a step of the same
+/* Works: performs one step of the transfer. Returns enum VRXClientResult; 0 inside a call of the same
  * transfer; Error_Invalid for null; Error_NotInited after VRXClientSystem_Exit. */
 QZ_API int32_t VRXClient_Idle(VRXClient* client);
 
 /* Ends the connection, politely; the next step connects again and resumes. Inside a step of the same transfer
- * the step ends, with 3. From another thread: a step that runs ends within a second, with 3; without one the
- * next step does, unless none ran yet: then nothing changes. Returns 0; Error_Invalid for null. */
+ * the step ends, with 3. From another thread: a step that runs ends within a second, with 3, unless it looks
+ * up a host name, dials, waits for an agent or for the disk: then behind that; without one the next step
+ * does, unless none ran yet: then nothing changes. Returns 0; Error_Invalid for null. */
 QZ_API int32_t VRXClient_Stop(VRXClient* client);
 
 /* ---- what a transfer is and does ---- */
