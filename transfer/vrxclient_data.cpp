@@ -138,6 +138,14 @@ bool CutOldBytes(VRXClient* client) {
   return !client->cutsDataFile || iVRXClient_CutDataFile(client);
 }
 
+// The old bytes stay: no new one came. What a server told of the new ones does not hold for them.
+void RestoreWhatIsKnown(VRXClient* client) {
+  client->data.size = client->oldSize;
+  client->data.sourceTime = client->oldTime;
+  client->timeEntry = client->oldTimeEntry;
+  client->isChanged = true;
+}
+
 // An application may want more than the system's word that the bytes will come to the disk.
 bool IsOnDisk(VRXClient* client) {
   return client->data.isUpload != 0 || !client->syncsDataFile || File_FlushToDisk(client->dataFile) == 0;
@@ -322,6 +330,9 @@ bool iVRXClient_BeginAnew(VRXClient* client) {
   client->offset = 0;
   if (client->data.isUpload == 0) {
     client->cutsDataFile = client->dataFileSize > 0;
+    client->oldSize = client->data.size;
+    client->oldTime = client->data.sourceTime;
+    client->oldTimeEntry = client->timeEntry;
     return true;
   }
   if (File_Seek64(client->dataFile, FileSeek_Start, 0) >= 0) return true;
@@ -331,7 +342,7 @@ bool iVRXClient_BeginAnew(VRXClient* client) {
 }
 
 bool iVRXClient_CloseDataFile(VRXClient* client) {
-  client->cutsDataFile = false;
+  if (std::exchange(client->cutsDataFile, false)) RestoreWhatIsKnown(client);
   if (client->dataFile == nullptr) return true;
   return File_Close(std::exchange(client->dataFile, nullptr)) == Error_None;
 }

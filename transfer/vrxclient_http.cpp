@@ -159,8 +159,8 @@ StepEvent TakeAnswer(VRXClient* client) {
     return FailedWithoutStatus();
   }
   client->canResume = decision.canResume;
-  TakeSize(client, decision.size);
   if (decision.action == ResumeAction::Restart && !iVRXClient_BeginAnew(client)) return FailedWithoutStatus();
+  TakeSize(client, decision.size);
   TakeTime(client, answer.lastModified);
   return Advance();
 }

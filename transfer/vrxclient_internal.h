@@ -155,6 +155,9 @@ struct VRXClient {
   uint64_t offset;     // download: bytes in the data file; upload: bytes on the server
   uint64_t remaining;  // kSizeUnknown
   bool cutsDataFile;   // the server begins with byte 0: the old bytes go when the first new one is there
+  uint64_t oldSize;    // cutsDataFile: the size and the time that are known of the old bytes' file
+  Time oldTime;
+  ServerEntry* oldTimeEntry;
   DataEnd dataEnd;
   uint64_t drainDeadlineMilliseconds;
   bool isDataRunning;            // the data phase has begun: elapsed time counts

@@ -112,6 +112,24 @@ TEST_F(TransferHTTP, CutsTheOldBytesAtOnce_WhenTheWholeFileHasAnotherTime) {
   server.Finish();
 }
 
+TEST_F(TransferHTTP, KeepsWhatIsKnownOfTheOldBytes_WhenNoNewOneComes) {
+  iSock_SetWaitMilliseconds(200);
+  ScriptedServer server({{Expect(talk::Request("/f", 4)), Send("HTTP/1.0 200 OK\r\n\r\n"), Stall()},
+                         Answer("/f", 4, Partial(4, 12, "56789012")),
+                         Answer("/f", 0, Partial(0, 12, "abcdefghijkl"))});
+  Conversation transfer(this);
+  transfer.Download(URL("http", server, "/f"));
+  transfer.Hold("1234", 10);
+  transfer.get()->data.sourceTime = {999511200, 0};
+  EXPECT_EQ(transfer.Work(), VRXClientResult_Postponed);
+  EXPECT_EQ(VRXClient_GetSize(transfer.get()), 10u);
+  EXPECT_EQ(transfer.get()->data.sourceTime.seconds, 999511200u);
+  EXPECT_EQ(transfer.Work(), VRXClientResult_Failed);
+  EXPECT_EQ(transfer.Work(), VRXClientResult_Completed);
+  EXPECT_EQ(Files().Read("target"), "abcdefghijkl");
+  server.Finish();
+}
+
 TEST_F(TransferHTTP, TransfersAFileOfUnknownSize) {
   ScriptedServer server({Answer("/f", 0, "HTTP/1.0 200 OK\r\n\r\nhello")});
   Conversation transfer(this);
