@@ -24,7 +24,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
   if (reply.code < -99 || reply.code > 999) abort();
 
   // The texts of replies as sizes, dates and names.
-  uint32_t fileSize = 0;
+  uint64_t fileSize = 0;
   Time time;
   char path[1024];
   iFTPc_ParseSize(reply.text, &fileSize);
