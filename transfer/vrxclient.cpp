@@ -275,13 +275,6 @@ void iVRXClient_ServerFileName(const VRXClient* client, char (&name)[kPathSize])
   }
 }
 
-ErrorCode iVRXClient_SetServerFileName(VRXClient* client, const char* name) {
-  if (client->data.isUpload == 0) return Error_Invalid;
-  if ((client->data.editFlags & VRXClientEdit_KeepServerFileName) != 0) return Error_NoAccess;
-  if (client->data.state >= TransferState::Data) return Error_Inited;
-  return SetText(client, name, client->data.serverFileName);
-}
-
 ErrorCode iVRXClient_SetServer(VRXClient* client, ServerEntry* entry) {
   Memory_Delete(client->server);
   client->server = entry != nullptr ? URL_CopyData(entry->url) : nullptr;
@@ -576,6 +569,13 @@ ErrorCode VRXClient_SetSize64(VRXClient* client, uint64_t size) {
   client->data.declaredSize = size;
   client->isChanged = true;
   return Error_None;
+}
+
+ErrorCode VRXClient_SetServerFileName(VRXClient* client, const char* name) {
+  if (client == nullptr || client->data.isUpload == 0) return Error_Invalid;
+  if ((client->data.editFlags & VRXClientEdit_KeepServerFileName) != 0) return Error_NoAccess;
+  if (client->data.state >= TransferState::Data) return Error_Inited;
+  return SetText(client, name, client->data.serverFileName);
 }
 
 ErrorCode VRXClient_SetDataFilePath(VRXClient* client, const char* path) {

@@ -230,9 +230,6 @@ uint32_t iVRXClient_EstimateTime(const VRXClient* client);
 // The name used for FTP commands: an upload's server file name, else its local file's; a download's file
 // name. Empty when the path has no name part.
 void iVRXClient_ServerFileName(const VRXClient* client, char (&name)[kPathSize]);
-// Error_Invalid for a download, Error_NoAccess where the edit flags forbid it, Error_Inited from state 11 on,
-// Error_Exceed.
-ErrorCode iVRXClient_SetServerFileName(VRXClient* client, const char* name);
 
 // Replaces the server in use by a copy of an entry's URL; null for none. Error_Memory, and there is none.
 ErrorCode iVRXClient_SetServer(VRXClient* client, ServerEntry* entry);

@@ -43,7 +43,7 @@ bool IsUnaltered(const VRXClient* client, const CopyState& state) {
 StepEvent UseFiltered(VRXClient* client, const char* className, const char* serverFileName) {
   iVRXClient_MessageText(client, "Agent \"%s\" invoked for upload filter. Server file name is \"%s\"",
                          className, serverFileName);
-  iVRXClient_SetServerFileName(client, serverFileName);
+  VRXClient_SetServerFileName(client, serverFileName);
   if (iVRXClient_MeasureDataFile(client)) return Advance();
   return iVRXClient_FailWith(client, VRXClientReason_DataFile, TransferMessage_NoDataFile);
 }

@@ -307,6 +307,13 @@ QZ_API uint32_t VRXClient_GetState(const VRXClient* client);
 QZ_API uint64_t VRXClient_GetSize64(const VRXClient* client);
 QZ_API ErrorCode VRXClient_SetSize64(VRXClient* client, uint64_t size);
 
+/* Sets the name under which an upload is stored in the directory of its URL. It is sent as it is. Set it
+ * before the first step: a size that was asked for under another name is not asked for again. name: copied;
+ * null or empty for the file part of the local file's path. Kept in the record. Error_None; Error_Invalid for
+ * a download; Error_NoAccess with VRXClientEdit_KeepServerFileName; Error_Inited from state 11 on;
+ * Error_Exceed. */
+QZ_API ErrorCode VRXClient_SetServerFileName(VRXClient* client, const char* name);
+
 /* Sets the file that receives a download's data until it is complete; without this it is a file of the
  * library's in the cache directory. What the file holds already is taken for the beginning of the data.
  * VRXClient_Delete removes it only when its name ends in ".part" and it lies in the directory of the local

@@ -176,7 +176,7 @@ TEST_F(FTPUpload, UsesTheServerFileName) {
   ScriptedServer server({ftp::Join({Begins(), ftp::Exchange("SIZE other.gz", "550 no"), wire::CanRestart(),
                                     StartsStore("other.gz"), TakesAndQuits()})});
   auto upload = Put(server);
-  EXPECT_EQ(iVRXClient_SetServerFileName(*upload, "other.gz"), Error_None);
+  EXPECT_EQ(VRXClient_SetServerFileName(*upload, "other.gz"), Error_None);
   upload->RunToCompletion();
   EXPECT_EQ(server.DataReceived(0), "0123456789");
 }

@@ -422,7 +422,7 @@ TEST_F(TransferObject, HasAServerFileNameForUploadsOnly) {
   Transfer download;
   ASSERT_EQ(New("ftp://a/dir/x", &download), Error_None);
   char name[kPathSize];
-  EXPECT_EQ(iVRXClient_SetServerFileName(download.get(), "other"), Error_Invalid);
+  EXPECT_EQ(VRXClient_SetServerFileName(download.get(), "other"), Error_Invalid);
   snprintf(download->data.serverFileName, kPathSize, "ignored");
   iVRXClient_ServerFileName(download.get(), name);
   EXPECT_STREQ(name, "x");
@@ -432,19 +432,28 @@ TEST_F(TransferObject, HasAServerFileNameForUploadsOnly) {
   iVRXClient_ServerFileName(upload.get(), name);
   EXPECT_STREQ(name, "source") << "not the URL's";
   upload->isChanged = false;
-  EXPECT_EQ(iVRXClient_SetServerFileName(upload.get(), "other"), Error_None);
+  EXPECT_EQ(VRXClient_SetServerFileName(upload.get(), "other"), Error_None);
   EXPECT_TRUE(upload->isChanged);
   iVRXClient_ServerFileName(upload.get(), name);
   EXPECT_STREQ(name, "other");
   const std::string longest(1022, 'n');
-  EXPECT_EQ(iVRXClient_SetServerFileName(upload.get(), longest.c_str()), Error_None);
-  EXPECT_EQ(iVRXClient_SetServerFileName(upload.get(), (longest + "n").c_str()), Error_Exceed);
+  EXPECT_EQ(VRXClient_SetServerFileName(upload.get(), longest.c_str()), Error_None);
+  EXPECT_EQ(VRXClient_SetServerFileName(upload.get(), (longest + "n").c_str()), Error_Exceed);
+  EXPECT_EQ(VRXClient_SetServerFileName(nullptr, "n"), Error_Invalid);
+  iVRXClient_ServerFileName(upload.get(), name);
+  EXPECT_EQ(name, longest);
+  for (const char* none : {static_cast<const char*>(nullptr), ""}) {
+    EXPECT_EQ(VRXClient_SetServerFileName(upload.get(), "other"), Error_None);
+    EXPECT_EQ(VRXClient_SetServerFileName(upload.get(), none), Error_None);
+    iVRXClient_ServerFileName(upload.get(), name);
+    EXPECT_STREQ(name, "source");
+  }
   VRXClient_SetEditFlags(upload.get(), 0x3C);
-  EXPECT_EQ(iVRXClient_SetServerFileName(upload.get(), "third"), Error_NoAccess);
+  EXPECT_EQ(VRXClient_SetServerFileName(upload.get(), "third"), Error_NoAccess);
   VRXClient_SetEditFlags(upload.get(), 0x38);
   for (uint32_t state = 0; state <= 14; ++state) {
     iVRXClient_ChangeState(upload.get(), static_cast<TransferState>(state));
-    EXPECT_EQ(iVRXClient_SetServerFileName(upload.get(), "last"), state < 11 ? Error_None : Error_Inited)
+    EXPECT_EQ(VRXClient_SetServerFileName(upload.get(), "last"), state < 11 ? Error_None : Error_Inited)
         << state;
   }
 }
