@@ -108,11 +108,11 @@ ErrorCode iSock_OpenConnect(uint32_t bufferKind, const char* host, uint16_t port
 // A new record for an open descriptor, counted as alive; null when memory runs out.
 Sock* iSock_NewRecord(platform::SocketDescriptor descriptor);
 
-// The time-out of every wait of Connect, Accept, Read and Write: 61,000 milliseconds.
+// The time-out of every wait of Connect, Accept, Read and Write: that of Sock_SetTimeout.
 uint32_t iSock_GetWaitMilliseconds();
 
 // The moment of platform::MonotonicMilliseconds() at which a response that starts now and trickles in times
-// out: ten such waits ahead, 610 seconds.
+// out: ten such waits ahead, by default 610 seconds.
 uint64_t iSock_TrickleDeadlineMilliseconds();
 
 // The address of a host given in dotted form or by name. Dials first when an entry is selected; a failure of

@@ -5,8 +5,10 @@
 
 #include "net/sock_internal.h"
 
-// Replaces the time-out of 61,000 milliseconds; 0 restores it.
-void iSock_SetWaitMilliseconds(uint32_t milliseconds);
+// Sock_SetTimeout, by its name of before.
+inline void iSock_SetWaitMilliseconds(uint32_t milliseconds) {
+  Sock_SetTimeout(milliseconds);
+}
 
 // Replaces the look-up by name: true and four address bytes, or false and a socket error number, 0 for none.
 // Null restores the system's.

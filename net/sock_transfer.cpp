@@ -365,10 +365,6 @@ uint64_t iSock_TrickleDeadlineMilliseconds() {
   return platform::MonotonicMilliseconds() + kTrickleWaits * iSock_GetWaitMilliseconds();
 }
 
-void iSock_SetWaitMilliseconds(uint32_t milliseconds) {
-  waitMilliseconds.store(milliseconds != 0 ? milliseconds : kUsualWaitMilliseconds);
-}
-
 ErrorCode Sock_Accept(Sock* listener, Sock** sock) {
   if (sock != nullptr) *sock = nullptr;
   if (listener == nullptr || sock == nullptr) return Error_Invalid;
@@ -409,4 +405,8 @@ ErrorCode Sock_SelectRead(Sock* sock, uint32_t seconds, uint32_t microseconds) {
 ErrorCode Sock_SelectWrite(Sock* sock, uint32_t seconds, uint32_t microseconds) {
   if (sock == nullptr) return Error_Invalid;
   return Select(sock, platform::SocketEvents_Write, WholeMilliseconds(seconds, microseconds));
+}
+
+void Sock_SetTimeout(uint32_t milliseconds) {
+  waitMilliseconds.store(milliseconds != 0 ? milliseconds : kUsualWaitMilliseconds);
 }

@@ -167,6 +167,13 @@ enum SockShutdown {
  * only what happens from now on. Nothing happens for null. */
 QZ_API void Sock_ClearError(Sock* sock);
 
+/* Sets the time-out of every wait of Connect, Accept, Read and Write that begins from now on, of all sockets
+ * of the process, those inside FTP and HTTP connections among them. What these say of 61 seconds is this
+ * time then, what they say of 610 seconds ten times it; Sock_SelectRead and Sock_SelectWrite keep the time
+ * that they are given. milliseconds: 0 for the usual 61,000. Any thread may call it at any time, also before
+ * OS_Init; it stays over OS_Exit. */
+QZ_API void Sock_SetTimeout(uint32_t milliseconds);
+
 QZ_END_C
 
 #endif

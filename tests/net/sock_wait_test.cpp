@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <functional>
 #include <future>
 #include <string>
 #include <thread>
@@ -366,6 +367,48 @@ TEST_F(SockTransfer, TellsThatAConnectionFailed_WhenTheWaitForItTimedOut) {
   full.Close();
   waiting.clear();
   EXPECT_EQ(Sock_SelectWrite(sock, 20, 0), Error_NoAccess);
+}
+
+TEST_F(SockTransfer, EndsEveryWaitAtTheTimeoutThatIsSet) {
+  Open();
+  loopback::Listener full(0);
+  std::vector<loopback::Connection> waiting;
+  for (int i = 0; i < 4; ++i) waiting.push_back(loopback::Connect(full.port(), 100));
+  Sock* listening = nullptr;
+  ASSERT_EQ(Sock_OpenListen(0, &listening), Error_None);
+  Sock* connecting = nullptr;
+  ASSERT_EQ(Sock_NewCreate(&connecting), Error_None);
+  const std::string block(64 << 20, 'w');
+  Sock_SetTimeout(250);
+  const std::function<ErrorCode()> waits[] = {
+      [&] { return Sock_Connect(connecting, "127.0.0.1", full.port()); },
+      [&] {
+        Sock* accepted = nullptr;
+        return Sock_Accept(listening, &accepted);
+      },
+      [&] { return Read(1), Sock_GetError(sock); },
+      [&] {
+        Sock_Write(sock, static_cast<uint32_t>(block.size()), block.data());
+        return Sock_GetError(sock);
+      }};
+  for (const auto& wait : waits) {
+    const Stopwatch watch;
+    EXPECT_EQ(wait(), Error_Timeout);
+    EXPECT_GE(watch.Milliseconds(), 240);
+    EXPECT_LT(watch.Milliseconds(), 3000);
+  }
+  Sock_Delete(connecting);
+  Sock_Delete(listening);
+}
+
+TEST_F(SockTransfer, WaitsSixtyOneSeconds_UnlessATimeoutIsSet) {
+  Sock_SetTimeout(5);
+  EXPECT_EQ(iSock_GetWaitMilliseconds(), 5u);
+  Sock_SetTimeout(4294967295u);
+  EXPECT_EQ(iSock_GetWaitMilliseconds(), 4294967295u);
+  EXPECT_GE(iSock_TrickleDeadlineMilliseconds(), 42949672950u);
+  Sock_SetTimeout(0);
+  EXPECT_EQ(iSock_GetWaitMilliseconds(), 61000u);
 }
 
 // A wait that times out is no failure of the system, and is told with its name all the same.
