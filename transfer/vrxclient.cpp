@@ -656,3 +656,9 @@ ErrorCode VRXClient_SetActiveMode(VRXClient* client, int32_t flag) {
   client->usesActiveMode = flag != 0;
   return Error_None;
 }
+
+ErrorCode VRXClient_SetRelativePaths(VRXClient* client, int32_t flag) {
+  if (client == nullptr) return Error_Invalid;
+  client->usesRelativePaths = flag != 0;
+  return Error_None;
+}

@@ -59,9 +59,20 @@ ErrorCode LogInAsKnown(VRXClient* client) {
 
 // ---- directory ---------------------------------------------------------------------------------
 
-const char* RemotePath(const VRXClient* client) {
+// The path of the URL.
+const char* URLPath(const VRXClient* client) {
   return client->server->path != nullptr ? client->server->path : "/";
 }
+
+// The path as the server is told it. The "/" behind the host is no part of it when it begins at the folder in
+// which the login ends.
+const char* RemotePath(const VRXClient* client) {
+  const char* path = URLPath(client);
+  return client->usesRelativePaths && path[0] == '/' ? path + 1 : path;
+}
+
+// What an empty path names.
+constexpr char kLoginFolder[] = ".";
 
 // A path and what stands behind its last "/". File_SplitDir would drop a "/" at the end, which says that
 // there is no name.
@@ -81,7 +92,7 @@ void SplitRemotePath(const char* path, RemoteName* split) {
 // From now on this transfer's URL names the directory. The list keeps the URL as it was given.
 void AppendSlash(VRXClient* client) {
   char path[kURLSize];
-  const std::string_view whole = RemotePath(client);
+  const std::string_view whole = URLPath(client);
   if (whole.ends_with('/') || whole.size() + 2 > sizeof path) return;
   whole.copy(path, whole.size());
   path[whole.size()] = '/';
@@ -234,7 +245,8 @@ StepEvent iVRXClient_EnterDirectory(VRXClient* client, StepMode) {
 StepEvent iVRXClient_AskForMirrors(VRXClient* client, StepMode mode) {
   if (mode == StepMode::Working && client->isProbed) return Advance();
   iVRXClient_Message(client, TransferMessage_LocatingMirrors);
-  ErrorCode status = FTPc_Mirrors(client->ftp, RemotePath(client), &client->lastReply);
+  const char* path = RemotePath(client);
+  ErrorCode status = FTPc_Mirrors(client->ftp, path[0] != '\0' ? path : kLoginFolder, &client->lastReply);
   if (status == Error_Invalid) {
     iVRXClient_Message(client, TransferMessage_NotMirrorServer);
     client->isMirrorServer = false;

@@ -118,6 +118,7 @@ struct VRXClient {
   bool replacesTarget;         // the completed file replaces what stands under its name
   bool syncsDataFile;          // the data are on the disk before the file is moved to its place
   bool usesActiveMode;         // FTP servers connect to this side
+  bool usesRelativePaths;      // FTP paths begin at the login's folder
 
   uint32_t callDepth;  // calls of the transfer that run (TransferCall below)
 

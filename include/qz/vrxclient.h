@@ -355,6 +355,13 @@ QZ_API ErrorCode VRXClient_SetSync(VRXClient* client, int32_t flag);
  * Holds from the next connection on. A new transfer, and one that was read, uses passive mode. Error_None. */
 QZ_API ErrorCode VRXClient_SetActiveMode(VRXClient* client, int32_t flag);
 
+/* Whether the paths of FTP URLs begin at the folder in which the login ends (RFC 1738, section 3.2.2), not at
+ * the server's root: "ftp://host/pub/f" is "pub/f" there, "ftp://host//pub/f" is "/pub/f". Then the server is
+ * told "CWD pub" and "CWD /pub"; for "ftp://host/f" there is no directory to enter. Holds for the request for
+ * mirrors too, which names "." for an empty path. flag: not 0 for yes. Set it before the first step. A new
+ * transfer, and one that was read, begins at the root. Error_None. */
+QZ_API ErrorCode VRXClient_SetRelativePaths(VRXClient* client, int32_t flag);
+
 /* Reports a text through the message callbacks and adds it to the log, for agents. text: any length.
  * Error_None. */
 QZ_API ErrorCode VRXClient_AgentMessage(VRXClient* client, const char* text);

@@ -148,6 +148,83 @@ TEST_F(FTPDirectory, SendsNothing_WhenThePathHasALineEnd) {
   }
 }
 
+// ---- paths that begin at the login's folder ----------------------------------------------------
+
+TEST_F(FTPDirectory, BeginsAtTheLoginsFolder_WhenPathsAreRelative) {
+  struct Row {
+    const char* path;
+    const char* mirrored;
+    const char* directory;  // empty: none is entered
+    const char* name;
+  };
+  for (const Row& row :
+       {Row{"/f.bin", "f.bin", "", "f.bin"}, Row{"/pub/f.bin", "pub/f.bin", "pub", "f.bin"},
+        Row{"/a/b/f.bin", "a/b/f.bin", "a/b", "f.bin"}, Row{"//etc/motd", "/etc/motd", "/etc", "motd"},
+        Row{"/%2Fetc/motd", "/etc/motd", "/etc", "motd"}, Row{"//motd", "/motd", "/", "motd"},
+        Row{"/a//f.bin", "a//f.bin", "a/", "f.bin"}}) {
+    SCOPED_TRACE(row.path);
+    const std::string directory = row.directory;
+    const Script entered = directory.empty() ? Script() : ftp::Exchange("CWD " + directory, "250 ok");
+    ScriptedServer server({AfterMirrors(
+        row.mirrored,
+        ftp::Join({entered, ftp::Exchange(std::string("CWD ") + row.name, "550 no"), ftp::Quit()}))});
+    auto download = Get(server, row.path);
+    EXPECT_EQ(VRXClient_SetRelativePaths(*download, 1), Error_None);
+    EXPECT_EQ(Enter(download.get()), rows::kEntered);
+  }
+  EXPECT_EQ(VRXClient_SetRelativePaths(nullptr, 1), Error_Invalid);
+}
+
+TEST_F(FTPDirectory, BeginsAtTheRoot_WhenPathsAreNoLongerRelative) {
+  ScriptedServer server({AfterMirrors("/pub/f.bin", ftp::Join({wire::Enters(), ftp::Quit()}))});
+  auto download = Get(server);
+  EXPECT_EQ(VRXClient_SetRelativePaths(*download, 1), Error_None);
+  EXPECT_EQ(VRXClient_SetRelativePaths(*download, 0), Error_None);
+  EXPECT_EQ(Enter(download.get()), rows::kEntered);
+}
+
+TEST_F(FTPDirectory, EntersTheDirectoryOfAnUpload_WhenPathsAreRelative) {
+  struct Row {
+    const char* path;
+    const char* mirrored;
+    const char* directory;  // empty: none is entered
+  };
+  for (const Row& row : {Row{"/in/", "in/", "in"}, Row{"/x", "x", ""}, Row{"/", ".", ""}, Row{"", ".", ""},
+                         Row{"//", "/", "/"}, Row{"//in/", "/in/", "/in"}}) {
+    SCOPED_TRACE(row.path);
+    const std::string directory = row.directory;
+    const Script entered = directory.empty() ? Script() : ftp::Exchange("CWD " + directory, "250 ok");
+    ScriptedServer server({AfterMirrors(row.mirrored, ftp::Join({entered, ftp::Quit()}))});
+    Name(server);
+    source_.Write("f.bin", "0123456789");
+    auto upload = NewTransfer();
+    ASSERT_EQ(upload->Upload(source_.Name("f.bin"), "ftpu://u:p@" + server.address() + row.path), Error_None);
+    EXPECT_EQ(VRXClient_SetRelativePaths(*upload, 1), Error_None);
+    EXPECT_EQ(Enter(upload.get()), rows::kEntered);
+  }
+}
+
+// The URL stays a URL: its path begins with "/".
+TEST_F(FTPDirectory, KeepsTheURL_WhenARelativePathNamesADirectory) {
+  ScriptedServer server({AfterMirrors("pub", ftp::Join({ftp::Exchange("CWD pub", "250 ok"), ftp::Quit()}))});
+  auto download = Get(server, "/pub");
+  EXPECT_EQ(VRXClient_SetRelativePaths(*download, 1), Error_None);
+  EXPECT_EQ(download->Run(), 4);
+  EXPECT_EQ(download->Reason(), 12u);
+  EXPECT_EQ(Source(*download), "ftp://u:p@SERVER0/pub/");
+}
+
+TEST_F(FTPDirectory, DownloadsFromTheLoginsFolder_WhenPathsAreRelative) {
+  ScriptedServer server({AfterMirrors(
+      "f.bin",
+      ftp::Join({ftp::Exchange("CWD f.bin", "550 no"), ftp::Exchange("TYPE I", "200 ok"), wire::TellsSize(),
+                 wire::CanRestart(), wire::StartsRetrieve(), wire::SendsAndQuits()}))});
+  auto download = Get(server, "/f.bin");
+  EXPECT_EQ(VRXClient_SetRelativePaths(*download, 1), Error_None);
+  download->RunToCompletion();
+  EXPECT_EQ(Bytes(), "0123456789");
+}
+
 // ---- uploads -----------------------------------------------------------------------------------
 
 TEST_F(FTPDirectory, EntersTheDirectoryAlone_WhenAnUploadNamesAFile) {
