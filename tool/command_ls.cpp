@@ -83,7 +83,7 @@ std::string WithoutTrailingSlash(std::string path) {
 
 }  // namespace
 
-void RunList(const Options& options, Reporter* reporter) {
+void RunLs(const Options& options, Reporter* reporter) {
   const Address address = ParseAddress(options.operands[0]);
   if (address.scheme != Scheme::FTP) throw Failure{ExitCode::Usage, "ls supports FTP servers only"};
   const Login login = LoginFor(address, options);

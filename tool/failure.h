@@ -16,6 +16,7 @@ enum class ExitCode {
   Login = 5,
   Protocol = 6,
   Disk = 7,
+  Refused = 8,
   Interrupted = 130,
 };
 

@@ -58,12 +58,11 @@ void RunCommand(const Options& options) {
       return RunGet(options, &reporter);
     case Command::Put:
       return RunPut(options, &reporter);
-    case Command::List:
-      return RunList(options, &reporter);
+    case Command::Ls:
+      return RunLs(options, &reporter);
     case Command::Size:
       return RunSize(options, &reporter);
-    case Command::Help:
-    case Command::Version:
+    default:
       return;
   }
 }

@@ -8,13 +8,14 @@
 
 namespace tool {
 
-enum class Command { Get, Put, List, Size, Help, Version };
+enum class Command { Get, Put, Add, Run, List, Show, Remove, Retry, Prefs, Upgrade, Ls, Size, Help, Version };
 enum class ProgressKind { Automatic, Bar, Lines, None };
 
 struct Options {
   Command command = Command::Help;
   std::vector<std::string> operands;
-  std::string commandName;  // "" for the program itself
+  std::vector<unsigned> numbers;  // the operands of show, remove and retry, each once
+  std::string commandName;        // "" for the program itself
   bool help = false;
 
   std::optional<std::string> output;
@@ -23,9 +24,19 @@ struct Options {
   std::optional<std::string> password;  // its first line, filled by ReadPasswordFile
   std::optional<std::string> proxyHost;
   unsigned proxyPort = 0;
+  std::vector<std::string> mirrors;
+  std::optional<std::string> sha256;  // 64 digits, in lower case
+  std::optional<std::string> upgradeLocation;
+  std::optional<unsigned> installedVersion;
+  unsigned jobs = 1;
   bool active = false;
+  bool continueUpload = false;
+  bool overwrite = false;
   bool restart = false;
+  bool savePassword = false;
   bool synchronise = false;
+  bool unpack = false;
+  bool verify = false;
   bool namesOnly = false;
   bool quiet = false;
   bool verbose = false;
@@ -43,6 +54,10 @@ void HidePasswords(int count, char** arguments);
 
 // Takes the password from the file that the options name, if they name one. Throws Failure (Usage).
 void ReadPasswordFile(Options* options);
+
+// The URLs among the operands; "-" is replaced by those of standard input, one a line, which is read here.
+// Blank lines and those that begin with "#" are skipped. Throws Failure (Usage) when none is left.
+std::vector<std::string> URLsOf(const Options& options);
 
 // Throws Failure (Usage) when the options carry a login: HTTP authentication is not supported.
 void RejectHTTPLogin(const Options& options);
