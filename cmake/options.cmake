@@ -28,8 +28,14 @@ if(MINGW)
   set(QZ_FLOATING_POINT -msse2 -mfpmath=sse -mstackrealign)
 endif()
 
+# The library throws nothing and lets nothing through, so it needs no tables of its frames: an eighth of qz.dll.
+set(QZ_UNWIND_TABLES "")
+if(MINGW)
+  set(QZ_UNWIND_TABLES -fno-asynchronous-unwind-tables -fno-unwind-tables)
+endif()
+
 function(qz_library_options target)
-  target_compile_options(${target} PRIVATE ${QZ_WARNINGS} ${QZ_FLOATING_POINT}
+  target_compile_options(${target} PRIVATE ${QZ_WARNINGS} ${QZ_FLOATING_POINT} ${QZ_UNWIND_TABLES}
     $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti>)
 endfunction()
 

@@ -5,6 +5,7 @@
 #include "net/ftpc_internal.h"
 #include "os/text/characterclass_internal.h"
 #include "os/text/decimal_internal.h"
+#include "os/text/textview_internal.h"
 #include "qz/error.h"
 
 namespace {
@@ -16,7 +17,7 @@ constexpr std::string_view kWhiteSpace = " \t\n\r";
 std::string_view StripEnds(std::string_view text) {
   const size_t first = text.find_first_not_of(kWhiteSpace);
   if (first == std::string_view::npos) return {};
-  return text.substr(first, text.find_last_not_of(kWhiteSpace) - first + 1);
+  return iTextView_Part(text, first, text.find_last_not_of(kWhiteSpace) - first + 1);
 }
 
 bool IsDigit(char c) {
@@ -59,7 +60,7 @@ ErrorCode FTPReplyReader::TakeFirst(std::string_view line) {
 
 void FTPReplyReader::SetText(std::string_view line) {
   const std::string_view text =
-      line.size() > kTextStart ? StripEnds(line.substr(kTextStart)) : std::string_view();
+      line.size() > kTextStart ? StripEnds(iTextView_Part(line, kTextStart)) : std::string_view();
   const size_t length = std::min(text.size(), sizeof reply_.text - 1);
   text.copy(reply_.text, length);
   reply_.text[length] = 0;

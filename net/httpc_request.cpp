@@ -11,6 +11,7 @@
 #include "net/sock_internal.h"
 #include "net/url_internal.h"
 #include "os/platform/clock.h"
+#include "os/text/textview_internal.h"
 #include "qz/error.h"
 #include "qz/sock.h"
 #include "qz/url.h"
@@ -107,12 +108,14 @@ class ResponseLines {
 // password, which are for the server alone.
 string_view FormatProxyUri(string_view url, const URLData& data, char (&uri)[kHTTPcMaximumUrl + 1]) {
   const size_t start = url.find_first_not_of(kURL_WhiteSpace);
-  const string_view text = url.substr(start, url.find_last_not_of(kURL_WhiteSpace) + 1 - start);
+  const string_view text = iTextView_Part(url, start, url.find_last_not_of(kURL_WhiteSpace) + 1 - start);
   const size_t authorityStart = text.find(kURL_SchemeEnd) + kURL_SchemeEnd.size();
-  const string_view authority = text.substr(authorityStart, text.find('/', authorityStart) - authorityStart);
+  const string_view authority =
+      iTextView_Part(text, authorityStart, text.find('/', authorityStart) - authorityStart);
   const size_t userLength = data.user != nullptr ? authority.rfind('@') + 1 : 0;
   const size_t before = text.copy(uri, authorityStart);
-  const size_t after = text.copy(uri + before, string_view::npos, authorityStart + userLength);
+  const size_t after =
+      iTextView_Part(text, authorityStart + userLength).copy(uri + before, string_view::npos);
   return {uri, before + after};
 }
 

@@ -14,6 +14,7 @@
 #include "net/httpc_internal.h"
 #include "os/text/characterclass_internal.h"
 #include "os/text/decimal_internal.h"
+#include "os/text/textview_internal.h"
 #include "qz/error.h"
 
 namespace {
@@ -115,7 +116,7 @@ void ParseUnsatisfiedRange(string_view text, HTTPcResponseRecord* response) {
 // "bytes 1000-1999/5000".
 bool ParseRange(string_view value, HTTPcResponseRecord* response) {
   const size_t space = value.find(' ');
-  const string_view range = space == string_view::npos ? value : value.substr(space + 1);
+  const string_view range = space == string_view::npos ? value : iTextView_Part(value, space + 1);
   if (ParseSatisfiedRange(range, response)) return true;
   ParseUnsatisfiedRange(range, response);
   return false;
@@ -202,7 +203,8 @@ ErrorCode iHTTPc_ParseStatusLine(string_view line, HTTPcResponseRecord* response
   const size_t versionStart = version.find(kVersionStart);
   if (reason.empty() || versionStart == string_view::npos) return Error_Invalid;
 
-  const size_t versionLength = version.copy(response->version, sizeof response->version - 1, versionStart);
+  const size_t versionLength =
+      iTextView_Part(version, versionStart).copy(response->version, sizeof response->version - 1);
   response->version[versionLength] = 0;
   response->set |= kStatusLineBit;
   reply->replyClass = code / 100 + '0';
@@ -221,6 +223,6 @@ ErrorCode iHTTPc_TakeHeaderLine(string_view line, HTTPcHeaderState* state, HTTPc
   const size_t colon = text.find(':');
   // Kept: a line without ":" ends the request; callers go to another server then.
   if (colon == string_view::npos) return Error_Invalid;
-  TakeHeader(text.substr(0, colon), Strip(text.substr(colon + 1)), state, response);
+  TakeHeader(text.substr(0, colon), Strip(iTextView_Part(text, colon + 1)), state, response);
   return Error_None;
 }

@@ -14,6 +14,7 @@
 #include <cstring>
 
 #include "os/text/characterclass_internal.h"
+#include "os/text/textview_internal.h"
 #include "qz/error.h"
 #include "qz/memory.h"
 #include "transfer/agent_signature_internal.h"
@@ -75,7 +76,8 @@ class Parser {
     if (open == std::string_view::npos || piece.back() != ')') return false;
     const std::string_view name = piece.substr(0, open);
     const AgentDeclaredParameter* first = nextParameter_;
-    if (!IsName(name) || !ParseParameters(piece.substr(open + 1, piece.size() - open - 2))) return false;
+    if (!IsName(name) || !ParseParameters(iTextView_Part(piece, open + 1, piece.size() - open - 2)))
+      return false;
     *nextMethod_++ = {name, {first, nextParameter_}, isClassMethod};
     return true;
   }
@@ -93,7 +95,7 @@ class Parser {
     const size_t equals = piece.find('=');
     if (equals == std::string_view::npos) return false;
     AgentDeclaredParameter parameter = {piece.substr(0, equals), {}, AgentType::Invalid};
-    if (!IsName(parameter.name) || !ParseType(piece.substr(equals + 1), &parameter)) return false;
+    if (!IsName(parameter.name) || !ParseType(iTextView_Part(piece, equals + 1), &parameter)) return false;
     *nextParameter_++ = parameter;
     return true;
   }

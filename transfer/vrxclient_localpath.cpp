@@ -10,6 +10,7 @@
 
 #include "os/file/file_internal.h"
 #include "os/text/characterclass_internal.h"
+#include "os/text/textview_internal.h"
 #include "transfer/vrxclient_testing.h"
 #include "transfer/vrxprefs_internal.h"
 
@@ -49,7 +50,7 @@ char SafeCharacter(char c) {
 
 std::string_view LastPart(std::string_view path, std::string_view separators) {
   const size_t separator = path.find_last_of(separators);
-  return separator == std::string_view::npos ? path : path.substr(separator + 1);
+  return separator == std::string_view::npos ? path : iTextView_Part(path, separator + 1);
 }
 
 // The name under which a download was to be stored so far; empty when there is none to use.

@@ -11,6 +11,7 @@
 #include "os/core/owned.h"
 #include "os/file/file_internal.h"
 #include "os/text/decimal_internal.h"
+#include "os/text/textview_internal.h"
 #include "qz/directory.h"
 #include "qz/error.h"
 #include "qz/ftpc.h"
@@ -171,11 +172,11 @@ uint64_t iVRXUpgrade_DueSeconds(uint32_t lastCheckSeconds) {
 }
 
 std::optional<UpgradeFile> iVRXUpgrade_ParseName(std::string_view line) {
-  const std::string_view name = line.substr(line.rfind('/') + 1);
+  const std::string_view name = iTextView_Part(line, line.rfind('/') + 1);
   if (name.find('\\') != name.npos || name.find("..") != name.npos) return std::nullopt;
   const size_t dot = name.rfind('.');
   if (dot == name.npos) return std::nullopt;
-  std::string_view number = name.substr(dot + 1);
+  std::string_view number = iTextView_Part(name, dot + 1);
   const std::optional<uint32_t> version = iDecimal_TakeDigits(&number);
   return version ? std::optional(UpgradeFile{name, *version}) : std::nullopt;
 }

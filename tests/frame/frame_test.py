@@ -203,6 +203,21 @@ class Interface(unittest.TestCase):
         self.assertLessEqual(needed, {"libc.so.6", "libm.so.6", "libstdc++.so.6", "libgcc_s.so.1",
                                       "ld-linux-x86-64.so.2"})
 
+    def test_the_stripped_windows_library_takes_at_most_640_kib(self):
+        with tempfile.TemporaryDirectory() as folder:
+            stripped = os.path.join(folder, "qz.dll")
+            result = run("i686-w64-mingw32-strip", "-o", stripped, os.path.join(WINDOWS, "qz.dll"))
+            self.assertEqual(result.returncode, 0, result.stderr)
+            self.assertGreater(os.path.getsize(stripped), 100_000)
+            self.assertLessEqual(os.path.getsize(stripped), 655_360)
+
+    def test_nothing_in_the_windows_library_throws(self):
+        # What throws brings a fifth of a megabyte of the C++ runtime with it.
+        result = run("i686-w64-mingw32-nm", os.path.join(WINDOWS, "qz.dll"))
+        names = {line.split()[-1] for line in result.stdout.splitlines()}
+        self.assertTrue("_File_Open" in names, result.stderr)
+        self.assertFalse([name for name in sorted(names) if re.match(r"_+(cxa_throw|Unwind_RaiseException)$", name)])
+
     def test_the_windows_library_carries_its_version(self):
         with open(os.path.join(WINDOWS, "qz.dll"), "rb") as file:
             content = file.read()
