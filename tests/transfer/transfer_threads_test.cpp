@@ -1,5 +1,6 @@
 // Transfers on eight threads at once, against servers that cut, stall, reset and redirect.
 #include <array>
+#include <random>
 #include <thread>
 
 #include "tests/transfer/transfer_trace.h"
@@ -34,6 +35,8 @@ class UnreliableServer {
     const size_t first = std::stoul(head.substr(range + 6));
     const unsigned number = count_++;
     const size_t left = bytes_.size() - first;
+    // Closed between the last byte and the end, a transfer asks for what is behind it.
+    if (left == 0) return Refuse(session);
     switch (number % 6) {
       case 0:
         session->Send("HTTP/1.0 302 Found\r\nLocation: /other" + std::to_string(number % 5) + "\r\n\r\n");
@@ -57,6 +60,11 @@ class UnreliableServer {
         session->Send(Head(first) + bytes_.substr(first));
         break;
     }
+    session->Close();
+  }
+  void Refuse(ScriptSession* session) const {
+    session->Send("HTTP/1.1 416 Range Not Satisfiable\r\nContent-Range: bytes */" +
+                  std::to_string(bytes_.size()) + "\r\n\r\n");
     session->Close();
   }
   std::string Head(size_t first) const {
@@ -107,6 +115,39 @@ TEST_F(EightThreads, GetWholeFilesFromUnreliableServers) {
   ASSERT_EQ(OutNames().size(), 24u);
   for (const std::string& name : OutNames()) EXPECT_TRUE(OutBytes(name) == FileBytes()) << name;
   EXPECT_EQ(DataFiles(), Lines{});
+}
+
+TEST_F(EightThreads, GetWholeFilesThroughRecords) {
+  UnreliableServer server;
+  std::atomic<int> completed{0};
+  RunOnEachThread([&](int thread) {
+    const std::string name = std::to_string(thread);
+    const std::string record = cache_ + "/record" + name;
+    {
+      TracedTransfer transfer(&names_);
+      if (transfer.Download(server.URL("/" + name), Out(name)) != 0 || transfer.Write(record) != 0) return;
+    }
+    std::minstd_rand random(static_cast<unsigned>(thread) + 1);
+    for (int run = 0; run < 200; ++run) {
+      TracedTransfer transfer(&names_);
+      const ErrorCode status = transfer.Read(record);
+      EXPECT_EQ(status, 0) << name << " in run " << run;
+      if (status != 0) return;
+      // Runs of different lengths, so that no rhythm of theirs meets that of the server.
+      const auto calls = static_cast<int>(12 + random() % 30);
+      for (int call = 0; call < calls; ++call) transfer.Idle();
+      const ErrorCode written = transfer.Write(record);
+      EXPECT_EQ(written, 0) << name << " in run " << run;
+      if (written != 0) return;
+      if (transfer.State() != 14) continue;
+      ++completed;
+      return;
+    }
+    ADD_FAILURE() << name;
+  });
+  EXPECT_EQ(completed, kThreads);
+  ASSERT_EQ(OutNames().size(), static_cast<size_t>(kThreads));
+  for (const std::string& name : OutNames()) EXPECT_TRUE(OutBytes(name) == FileBytes()) << name;
 }
 
 TEST_F(EightThreads, StopEachOther) {
