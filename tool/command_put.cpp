@@ -19,7 +19,11 @@ namespace {
 class Upload {
  public:
   Upload(const std::string& file, const Address& address, const Options& options, Reporter* reporter)
-      : name_(file), address_(address), options_(options), reporter_(reporter) {
+      : name_(file),
+        address_(address),
+        options_(options),
+        reporter_(reporter),
+        progress_(reporter, address.fileName) {
     file_.OpenForReading(file);
     login_ = LoginFor(address, options);
     size_ = file_.Size();
@@ -30,14 +34,16 @@ class Upload {
     for (bool again = false;; again = true) {
       try {
         Attempt(again);
-        reporter_->EndProgress();
         session_->Quit();
         return;
       } catch (const Failure& failure) {
-        reporter_->EndProgress();
+        progress_.End();
         // What was sent is not what the server kept; only the next attempt asks for that.
         if (position_ > held_) retries.NoteMovement();
         retries.Wait(failure, held_);
+      } catch (const Interruption&) {
+        progress_.End();
+        throw;
       }
     }
   }
@@ -60,6 +66,7 @@ class Upload {
     if (resuming && offset > 0) reporter_->Say("resuming at " + SizeText(offset));
     Send(stream, offset);
     CheckWhole();
+    progress_.End();
     reporter_->Say("stored \"" + address_.path + "\" (" + SizeText(size_) + ")");
     if (file_.Size() > size_) {
       reporter_->Say("\"" + name_ + "\" grew during the transfer; rerun the command to send the rest");
@@ -84,8 +91,8 @@ class Upload {
       file_.SeekTo(offset);
       held_ = offset;
       position_ = offset;
-      reporter_->BeginProgress(address_.fileName, offset, size_);
-      status = SendFrom(&file_, &position_, size_, stream, options_, reporter_);
+      progress_.Begin(offset, size_);
+      status = SendFrom(&file_, &position_, size_, stream, options_, reporter_, &progress_);
       if (status == Error_None && position_ < size_) {
         throw Failure{ExitCode::Disk,
                       "\"" + name_ + "\" was truncated during the transfer; send it again with --restart"};
@@ -115,6 +122,7 @@ class Upload {
   const Address address_;
   const Options& options_;
   Reporter* reporter_;
+  ProgressLine progress_;
   DiskFile file_;
   Login login_;
   std::uint64_t size_ = 0;
@@ -153,7 +161,6 @@ void RunPut(const Options& options, Reporter* reporter) {
   try {
     Upload(file, address, options, reporter).Run();
   } catch (const Interruption&) {
-    reporter->EndProgress();
     reporter->ReportError("interrupted; rerun the command to resume");
     throw;
   }

@@ -26,6 +26,13 @@ bool HasColour(Channel channel);
 // Width of the message terminal in characters; 80 when it is not known.
 unsigned Columns();
 
+// Height of the message terminal in characters; 24 when it is not known.
+unsigned Rows();
+
+// Whether escape sequences move the cursor of the message terminal. Switches them on where the system has
+// them off, until the program ends.
+bool EnableCursorMovement();
+
 // Writes all bytes at once, unbuffered. False when they could not be written. A reader that closed the pipe
 // ("| head -1") is not a failure: the rest is dropped.
 bool Write(Channel channel, const char* bytes, std::size_t count);

@@ -33,13 +33,14 @@ ErrorCode WaitForData(Sock* sock) {
 }
 
 // Waits in slices, so that Ctrl-C is noticed; Error_Timeout after the time-out of the options.
-ErrorCode WaitUntilReadable(Sock* sock, const Options& options) {
+ErrorCode WaitUntilReadable(Sock* sock, const Options& options, Reporter* reporter = nullptr) {
   const auto deadline = Clock::now() + std::chrono::seconds(options.timeoutSeconds);
   for (;;) {
     if (console::Interrupted()) throw Interruption{};
     const ErrorCode status = WaitForData(sock);
     if (status != Error_Timeout && status != Error_Block) return status;
     if (Clock::now() >= deadline) return Error_Timeout;
+    if (reporter != nullptr) reporter->Tick();
   }
 }
 
@@ -51,7 +52,7 @@ bool IsFailure(ErrorCode status) {
 // its send buffer is free, so the end of a slice is another attempt, and a server that takes bytes slowly is
 // no time-out.
 ErrorCode SendAll(Stream* stream, std::uint32_t count, const char* bytes, const Options& options,
-                  std::uint32_t* sent) {
+                  Reporter* reporter, std::uint32_t* sent) {
   Sock* sock = SocketOf(stream);
   auto deadline = Clock::now() + std::chrono::seconds(options.timeoutSeconds);
   for (*sent = 0;;) {
@@ -63,6 +64,7 @@ ErrorCode SendAll(Stream* stream, std::uint32_t count, const char* bytes, const 
     if (IsFailure(status)) return status;
     if (moved != 0) deadline = Clock::now() + std::chrono::seconds(options.timeoutSeconds);
     if (Clock::now() >= deadline) return Error_Timeout;
+    reporter->Tick();
     Sock_ClearError(sock);
     Sock_SelectWrite(sock, 0, kSliceMicroseconds);
   }
@@ -71,13 +73,13 @@ ErrorCode SendAll(Stream* stream, std::uint32_t count, const char* bytes, const 
 }  // namespace
 
 ErrorCode ReceiveInto(PartFile* part, Stream* stream, std::optional<std::uint64_t> limit,
-                      const Options& options, Reporter* reporter) {
+                      const Options& options, Reporter* reporter, ProgressLine* progress) {
   Error_ClearLast();
   Sock* sock = SocketOf(stream);
   std::vector<char> buffer(kReceiveBytes);
   std::uint64_t received = 0;
   while (!limit || received < *limit) {
-    const ErrorCode ready = WaitUntilReadable(sock, options);
+    const ErrorCode ready = WaitUntilReadable(sock, options, reporter);
     if (ready != Error_None) return ready;
     const std::uint64_t left = limit ? *limit - received : kReceiveBytes;
     const auto wanted = static_cast<std::uint32_t>(std::min<std::uint64_t>(left, kReceiveBytes));
@@ -87,7 +89,8 @@ ErrorCode ReceiveInto(PartFile* part, Stream* stream, std::optional<std::uint64_
     const ErrorCode status = count < wanted ? Stream_Error(stream) : Error_None;
     if (count > 0) part->Append(count, buffer.data());
     received += count;
-    reporter->MoveProgress(part->Length());
+    progress->MoveTo(part->Length());
+    reporter->Tick();
     if (IsFailure(status) && !(limit && received == *limit)) return status;
   }
   return Error_None;
@@ -106,7 +109,7 @@ OneByte ReadOneByte(Stream* stream, const Options& options) {
 }
 
 ErrorCode SendFrom(DiskFile* file, std::uint64_t* position, std::uint64_t end, Stream* stream,
-                   const Options& options, Reporter* reporter) {
+                   const Options& options, Reporter* reporter, ProgressLine* progress) {
   Error_ClearLast();
   // A write then returns at once with what there was room for.
   Sock_SetAsync(SocketOf(stream), 1);
@@ -116,9 +119,10 @@ ErrorCode SendFrom(DiskFile* file, std::uint64_t* position, std::uint64_t end, S
     const auto count = static_cast<std::uint32_t>(file->Read(wanted, buffer.data()));
     if (count == 0) return Error_None;
     std::uint32_t sent = 0;
-    const ErrorCode status = SendAll(stream, count, buffer.data(), options, &sent);
+    const ErrorCode status = SendAll(stream, count, buffer.data(), options, reporter, &sent);
     *position += sent;
-    reporter->MoveProgress(*position);
+    progress->MoveTo(*position);
+    reporter->Tick();
     if (status != Error_None) return status;
   }
 }

@@ -17,15 +17,16 @@ void ReportPart(const PartFile& part, const std::string& what, Reporter* reporte
                         "\"; rerun the command to resume");
 }
 
-void FetchWithRetries(Source* source, PartFile* part, const Options& options, Reporter* reporter) {
+void FetchWithRetries(Source* source, PartFile* part, const Options& options, Reporter* reporter,
+                      ProgressLine* progress) {
   RetryCounter retries(options, part->Length(), reporter);
   for (;;) {
     try {
       source->Fetch(part);
-      reporter->EndProgress();
+      progress->End();
       return;
     } catch (const Failure& failure) {
-      reporter->EndProgress();
+      progress->End();
       retries.Wait(failure, part->Length());
     }
   }
@@ -57,15 +58,16 @@ void RetryCounter::Wait(const Failure& failure, std::uint64_t position) {
 
 void Download(const Address& address, const std::string& target, const Options& options, Reporter* reporter) {
   PartFile part(target);
-  const auto source = address.scheme == Scheme::FTP ? MakeFTPSource(address, options, reporter)
-                                                    : MakeHTTPSource(address, options, reporter);
+  ProgressLine progress(reporter, address.fileName);
+  const auto source = address.scheme == Scheme::FTP ? MakeFTPSource(address, options, reporter, &progress)
+                                                    : MakeHTTPSource(address, options, reporter, &progress);
   if (options.restart) part.Restart();
   const std::uint64_t before = part.Length();
   const auto start = std::chrono::steady_clock::now();
   try {
-    FetchWithRetries(source.get(), &part, options, reporter);
+    FetchWithRetries(source.get(), &part, options, reporter, &progress);
   } catch (const Interruption&) {
-    reporter->EndProgress();
+    progress.End();
     ReportPart(part, "interrupted; ", reporter);
     throw;
   } catch (const Failure& failure) {

@@ -27,8 +27,10 @@ class Source {
   virtual void Quit() {}
 };
 
-std::unique_ptr<Source> MakeFTPSource(const Address& address, const Options& options, Reporter* reporter);
-std::unique_ptr<Source> MakeHTTPSource(const Address& address, const Options& options, Reporter* reporter);
+std::unique_ptr<Source> MakeFTPSource(const Address& address, const Options& options, Reporter* reporter,
+                                      ProgressLine* progress);
+std::unique_ptr<Source> MakeHTTPSource(const Address& address, const Options& options, Reporter* reporter,
+                                       ProgressLine* progress);
 
 // The largest offset that the library's calls can take.
 constexpr std::uint64_t kLargestOffset = 0xFFFFFFFEu;

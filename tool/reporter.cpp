@@ -1,29 +1,20 @@
 #include "tool/reporter.h"
 
 #include <algorithm>
-#include <cmath>
+#include <atomic>
+#include <utility>
 
-#include "qz/time.h"
 #include "tool/console.h"
 #include "tool/text.h"
 
 namespace tool {
 namespace {
 
-using std::chrono::duration;
 using std::chrono::milliseconds;
 using std::chrono::seconds;
 
-constexpr auto kBarInterval = milliseconds(100);
-constexpr auto kLineInterval = seconds(5);
-constexpr auto kSampleInterval = milliseconds(500);
-constexpr double kNewestSampleWeight = 0.3;
-// The last column makes some terminals wrap, and Ctrl-C is echoed as "^C" behind the bar.
-constexpr std::size_t kReservedColumns = 3;
-constexpr std::size_t kShortestBar = 10;
-constexpr std::size_t kLongestBar = 20;
-constexpr std::size_t kLongestBarName = 24;
-constexpr std::size_t kNameShareOfLine = 3;  // at most a third
+constexpr auto kDrawInterval = milliseconds(100);
+constexpr auto kPlainLineInterval = seconds(5);
 constexpr const char* kBarColour = "\x1b[36m";
 constexpr const char* kPlainColour = "\x1b[0m";
 
@@ -33,174 +24,179 @@ ProgressKind ResolvedKind(const Options& options) {
   return console::IsTerminal(console::Channel::Messages) ? ProgressKind::Bar : ProgressKind::Lines;
 }
 
-std::string PercentText(double share) {
-  const std::string number = std::to_string(static_cast<int>(share * 100));
-  return std::string(number.size() < 3 ? 3 - number.size() : 0, ' ') + number + "%";
-}
-
-std::string Bar(double share, std::size_t width) {
-  const auto filled = static_cast<std::size_t>(share * static_cast<double>(width));
-  std::string bar(width, ' ');
-  std::fill_n(bar.begin(), std::min(filled, width), '=');
-  if (filled < width) bar[filled] = '>';
-  return "[" + bar + "]";
-}
-
-// Characters of a text that holds no control characters: UTF-8 continuation bytes have no width.
-std::size_t Width(const std::string& text) {
-  return static_cast<std::size_t>(std::count_if(
-      text.begin(), text.end(), [](char c) { return (static_cast<unsigned char>(c) & 0xC0u) != 0x80u; }));
-}
-
-std::string CutToWidth(const std::string& text, std::size_t width) {
-  std::size_t end = 0, characters = 0;
-  while (end < text.size()) {
-    const bool continuation = (static_cast<unsigned char>(text[end]) & 0xC0u) == 0x80u;
-    if (!continuation && characters++ == width) break;
-    end++;
-  }
-  return text.substr(0, end);
-}
-
-std::string Joined(const std::string& first, const std::string& second) {
-  return second.empty() ? first : first + "  " + second;
-}
-
 }  // namespace
 
-ProgressMeter::ProgressMeter(std::uint64_t position, std::optional<std::uint64_t> total,
-                             Clock::time_point now)
-    : position_(position), total_(total), sampleTime_(now), samplePosition_(position) {}
+// What a ProgressLine and the Reporter share. The transfer's thread moves the atomics at any time; the rest
+// is under the reporter's lock.
+struct TransferProgress {
+  using Clock = ProgressMeter::Clock;
 
-void ProgressMeter::MoveTo(std::uint64_t position, Clock::time_point now) {
-  position_ = position;
-  const auto elapsed = now - sampleTime_;
-  if (elapsed < kSampleInterval) return;
-  const double speed = static_cast<double>(position - samplePosition_) / duration<double>(elapsed).count();
-  const bool first = bytesPerSecond_ == 0;
-  bytesPerSecond_ = first ? speed : speed * kNewestSampleWeight + bytesPerSecond_ * (1 - kNewestSampleWeight);
-  sampleTime_ = now;
-  samplePosition_ = position;
-}
+  explicit TransferProgress(std::string printableName) : name(std::move(printableName)) {}
 
-std::optional<double> ProgressMeter::Share() const {
-  if (!total_) return std::nullopt;
-  if (*total_ == 0) return 1.0;
-  return std::min(1.0, static_cast<double>(position_) / static_cast<double>(*total_));
-}
-
-std::string ProgressMeter::AmountText() const {
-  return total_ ? SizeText(position_) + " of " + SizeText(*total_) : SizeText(position_);
-}
-
-std::string ProgressMeter::SpeedText() const {
-  if (bytesPerSecond_ < 1) return "";
-  return SizeText(static_cast<std::uint64_t>(bytesPerSecond_)) + "/s";
-}
-
-std::string ProgressMeter::TimeLeftText() const {
-  if (!total_ || position_ >= *total_ || bytesPerSecond_ < 1) return "";
-  constexpr double kLongest = 4294967294.0;  // the next number means an unknown time
-  const double left = std::ceil(static_cast<double>(*total_ - position_) / bytesPerSecond_);
-  char buffer[64];
-  Time_CountdownString(static_cast<std::uint32_t>(std::min(left, kLongest)), buffer);
-  return std::string(buffer) + " left";
-}
-
-std::string BarLine(const std::string& name, const ProgressMeter& meter, unsigned columns) {
-  const std::string numbers = Joined(Joined(meter.AmountText(), meter.SpeedText()), meter.TimeLeftText());
-  const std::size_t wanted = columns > kReservedColumns ? columns - kReservedColumns : 1;
-  std::string line = CutToWidth(name, std::min(kLongestBarName, wanted / kNameShareOfLine));
-  if (const auto share = meter.Share()) {
-    line += " " + PercentText(*share) + " ";
-    const std::size_t taken = Width(line) + 2 + 1 + Width(numbers);
-    const std::size_t room = wanted > taken ? std::min(wanted - taken, kLongestBar) : 0;
-    if (room >= kShortestBar) line += Bar(*share, room) + " ";
-  } else {
-    line += " ";
+  // Reads what the transfer's thread stored.
+  void Update(Clock::time_point now) {
+    if (meter) meter->MoveTo(position.load(std::memory_order_relaxed), now);
+    if (!hasState.load(std::memory_order_relaxed)) state.clear();
   }
-  line = CutToWidth(line + numbers, wanted);
-  return line + std::string(wanted - Width(line), ' ');
-}
+
+  BarContent Content(Clock::time_point now) const {
+    BarContent content{name, meter ? meter->Share() : std::nullopt, state};
+    if (state.empty() && meter) content.text = meter->Text(now);
+    return content;
+  }
+
+  static_assert(std::atomic<std::uint64_t>::is_always_lock_free);
+  std::atomic<std::uint64_t> position{0};
+  std::atomic<bool> hasState{false};
+
+  const std::string name;
+  std::string state;
+  std::optional<ProgressMeter> meter;
+  Clock::time_point lastPlainLine;
+};
 
 Reporter::Reporter(const Options& options)
     : quiet_(options.quiet),
-      verbose_(options.verbose),
+      verbose_(options.verbose && !options.quiet),
       colour_(console::HasColour(console::Channel::Messages)),
-      kind_(ResolvedKind(options)) {}
+      kind_(ResolvedKind(options)),
+      movesCursor_(kind_ == ProgressKind::Bar && console::EnableCursorMovement()) {}
+
+Reporter::~Reporter() = default;
 
 void Reporter::Say(const std::string& text) {
-  if (!quiet_) PrintLine("qz: " + text);
+  if (!quiet_) Print("qz: " + text);
 }
 
 void Reporter::ReportError(const std::string& text) {
-  PrintLine("qz: " + text);
+  Print("qz: " + text);
+}
+
+void Reporter::ReportMessage(const std::string& text) {
+  if (verbose_) Print("* " + text);
 }
 
 void Reporter::Sent(const std::string& line) {
-  if (verbose_) PrintLine("> " + line);
+  if (verbose_) Print("> " + line);
 }
 
 void Reporter::Received(int code, const std::string& text) {
-  if (verbose_ && code != 0) PrintLine("< " + std::to_string(code) + " " + text);
+  if (verbose_ && code != 0) Print("< " + std::to_string(code) + " " + text);
 }
 
-void Reporter::BeginProgress(const std::string& name, std::uint64_t position,
-                             std::optional<std::uint64_t> total) {
-  name_ = Printable(name);
-  meter_.emplace(position, total, Clock::now());
-  lastShown_ = Clock::now();
-  if (kind_ == ProgressKind::Bar) DrawBar();
-  if (kind_ == ProgressKind::Lines) PrintProgressLine();
-}
-
-void Reporter::MoveProgress(std::uint64_t position) {
-  if (kind_ == ProgressKind::None || !meter_) return;
+void Reporter::Tick() {
+  if (kind_ == ProgressKind::None) return;
   const auto now = Clock::now();
-  meter_->MoveTo(position, now);
-  const bool bar = kind_ == ProgressKind::Bar;
-  if (now - lastShown_ < (bar ? Clock::duration(kBarInterval) : Clock::duration(kLineInterval))) return;
-  lastShown_ = now;
-  if (bar) {
-    DrawBar();
-  } else {
-    PrintProgressLine();
-  }
+  const std::lock_guard<std::mutex> lock(mutex_);
+  if (now - lastTick_ < kDrawInterval) return;
+  lastTick_ = now;
+  for (TransferProgress* transfer : shown_) transfer->Update(now);
+  Draw(HasPlainLines() ? DuePlainLines(now) : "", now);
 }
 
-void Reporter::EndProgress() {
-  if (meter_ && barShown_) {
-    DrawBar();
-    console::Write(console::Channel::Messages, "\n", 1);
-    barShown_ = false;
-  }
-  meter_.reset();
-}
-
-void Reporter::PrintLine(const std::string& text) {
-  ClearBar();
+void Reporter::Print(const std::string& text) {
   const std::string line = Printable(text) + "\n";
-  console::Write(console::Channel::Messages, line.data(), line.size());
+  const std::lock_guard<std::mutex> lock(mutex_);
+  Draw(line, Clock::now());
 }
 
-void Reporter::ClearBar() {
-  if (!barShown_) return;
-  const std::string spaces = "\r" + std::string(console::Columns() - 1, ' ') + "\r";
-  console::Write(console::Channel::Messages, spaces.data(), spaces.size());
-  barShown_ = false;
+void Reporter::Show(TransferProgress* transfer, Clock::time_point now) {
+  if (std::find(shown_.begin(), shown_.end(), transfer) != shown_.end()) return;
+  shown_.push_back(transfer);
+  transfer->lastPlainLine = now - kPlainLineInterval;
+  // A bar is drawn by the next Tick: a small file is through before.
+  if (HasPlainLines()) Draw(DuePlainLines(now), now);
 }
 
-void Reporter::DrawBar() {
-  const std::string line = BarLine(name_, *meter_, console::Columns());
-  const std::string shown = colour_ ? "\r" + std::string(kBarColour) + line + kPlainColour : "\r" + line;
-  console::Write(console::Channel::Messages, shown.data(), shown.size());
-  barShown_ = true;
+void Reporter::Hide(TransferProgress* transfer, bool leavesLastState) {
+  const auto place = std::find(shown_.begin(), shown_.end(), transfer);
+  if (place == shown_.end()) return;
+  const auto now = Clock::now();
+  std::string lastState;
+  if (leavesLastState && HasBars()) {
+    transfer->Update(now);
+    lastState = Coloured(BarLines({transfer->Content(now)}, console::Columns()).front()) + "\n";
+  }
+  shown_.erase(place);
+  Draw(lastState, now);
 }
 
-void Reporter::PrintProgressLine() {
-  std::string text = name_ + ": ";
-  if (const auto share = meter_->Share()) text += PercentText(*share) + "  ";
-  PrintLine(Joined(Joined(text + meter_->AmountText(), meter_->SpeedText()), meter_->TimeLeftText()));
+void Reporter::Draw(const std::string& messages, Clock::time_point now) {
+  const std::string bytes = block_.Replace(messages, BlockLines(now), console::Columns());
+  if (!bytes.empty()) console::Write(console::Channel::Messages, bytes.data(), bytes.size());
+}
+
+bool Reporter::HasBars() const {
+  return kind_ == ProgressKind::Bar && (movesCursor_ || shown_.size() <= 1);
+}
+
+bool Reporter::HasPlainLines() const {
+  return kind_ != ProgressKind::None && !HasBars();
+}
+
+std::vector<std::string> Reporter::BlockLines(Clock::time_point now) const {
+  if (!HasBars()) return {};
+  std::vector<BarContent> contents;
+  for (const TransferProgress* transfer : shown_) contents.push_back(transfer->Content(now));
+  const unsigned columns = console::Columns();
+  std::vector<std::string> lines = FitToRows(BarLines(contents, columns), console::Rows(), columns);
+  for (std::string& line : lines) line = Coloured(line);
+  return lines;
+}
+
+std::string Reporter::DuePlainLines(Clock::time_point now) {
+  std::string lines;
+  for (TransferProgress* transfer : shown_) {
+    if (now - transfer->lastPlainLine < kPlainLineInterval) continue;
+    transfer->lastPlainLine = now;
+    lines += PlainLine(transfer->Content(now)) + "\n";
+  }
+  return lines;
+}
+
+std::string Reporter::Coloured(const std::string& line) const {
+  return colour_ ? kBarColour + line + kPlainColour : line;
+}
+
+ProgressLine::ProgressLine(Reporter* reporter, const std::string& name)
+    : reporter_(reporter), progress_(std::make_unique<TransferProgress>(Printable(name))) {}
+
+ProgressLine::~ProgressLine() {
+  const std::lock_guard<std::mutex> lock(reporter_->mutex_);
+  reporter_->Hide(progress_.get(), false);
+}
+
+void ProgressLine::Begin(std::uint64_t position, std::optional<std::uint64_t> total) {
+  const auto now = ProgressMeter::Clock::now();
+  const std::lock_guard<std::mutex> lock(reporter_->mutex_);
+  progress_->position.store(position, std::memory_order_relaxed);
+  progress_->hasState.store(false, std::memory_order_relaxed);
+  progress_->state.clear();
+  progress_->meter.emplace(position, total, now);
+  reporter_->Show(progress_.get(), now);
+}
+
+void ProgressLine::MoveTo(std::uint64_t position) {
+  progress_->position.store(position, std::memory_order_relaxed);
+  progress_->hasState.store(false, std::memory_order_relaxed);
+}
+
+void ProgressLine::SetTotal(std::optional<std::uint64_t> total) {
+  const std::lock_guard<std::mutex> lock(reporter_->mutex_);
+  if (progress_->meter) progress_->meter->SetTotal(total);
+}
+
+void ProgressLine::ShowState(const std::string& text) {
+  const std::string printable = Printable(text);
+  const std::lock_guard<std::mutex> lock(reporter_->mutex_);
+  progress_->state = printable;
+  progress_->hasState.store(true, std::memory_order_relaxed);
+  reporter_->Show(progress_.get(), ProgressMeter::Clock::now());
+}
+
+void ProgressLine::End() {
+  const std::lock_guard<std::mutex> lock(reporter_->mutex_);
+  reporter_->Hide(progress_.get(), true);
 }
 
 }  // namespace tool

@@ -16,31 +16,8 @@ constexpr std::size_t kLongSecret = 8;
 // Names that mean a device on Windows, with any extension.
 constexpr std::array<std::string_view, 6> kDevices = {"con", "prn", "aux", "nul", "conin$", "conout$"};
 
-struct Character {
-  std::size_t bytes;  // 0: not UTF-8
-  std::uint32_t code;
-};
-
 bool IsContinuation(unsigned char byte) {
   return (byte & 0xC0u) == 0x80u;
-}
-
-// Decodes the UTF-8 character at the start of a text that is not empty.
-Character FirstCharacter(std::string_view text) {
-  const auto lead = static_cast<unsigned char>(text[0]);
-  if (lead < 0x80u) return {1, lead};
-  const std::size_t bytes = lead >= 0xF0u ? 4 : lead >= 0xE0u ? 3 : 2;
-  constexpr std::array<std::uint32_t, 5> kSmallest = {0, 0, 0x80, 0x800, 0x10000};
-  if (lead < 0xC2u || lead > 0xF4u || text.size() < bytes) return {0, 0};
-  std::uint32_t code = lead & (0xFFu >> (bytes + 1));
-  for (std::size_t i = 1; i < bytes; i++) {
-    const auto byte = static_cast<unsigned char>(text[i]);
-    if (!IsContinuation(byte)) return {0, 0};
-    code = (code << 6) | (byte & 0x3Fu);
-  }
-  const bool surrogate = code >= 0xD800u && code <= 0xDFFFu;
-  if (code < kSmallest[bytes] || code > 0x10FFFFu || surrogate) return {0, 0};
-  return {bytes, code};
 }
 
 bool ControlsTerminal(std::uint32_t code) {
@@ -88,6 +65,23 @@ bool IsWholeWord(std::string_view text, std::size_t begin, std::size_t end) {
 }
 
 }  // namespace
+
+Character FirstCharacter(std::string_view text) {
+  const auto lead = static_cast<unsigned char>(text[0]);
+  if (lead < 0x80u) return {1, lead};
+  const std::size_t bytes = lead >= 0xF0u ? 4 : lead >= 0xE0u ? 3 : 2;
+  constexpr std::array<std::uint32_t, 5> kSmallest = {0, 0, 0x80, 0x800, 0x10000};
+  if (lead < 0xC2u || lead > 0xF4u || text.size() < bytes) return {0, 0};
+  std::uint32_t code = lead & (0xFFu >> (bytes + 1));
+  for (std::size_t i = 1; i < bytes; i++) {
+    const auto byte = static_cast<unsigned char>(text[i]);
+    if (!IsContinuation(byte)) return {0, 0};
+    code = (code << 6) | (byte & 0x3Fu);
+  }
+  const bool surrogate = code >= 0xD800u && code <= 0xDFFFu;
+  if (code < kSmallest[bytes] || code > 0x10FFFFu || surrogate) return {0, 0};
+  return {bytes, code};
+}
 
 std::string Printable(std::string_view text) {
   std::string result;

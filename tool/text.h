@@ -2,11 +2,21 @@
 #ifndef TOOL_TEXT_H
 #define TOOL_TEXT_H
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
 
 namespace tool {
+
+// A decoded UTF-8 character.
+struct Character {
+  std::size_t bytes;  // 0: not UTF-8
+  std::uint32_t code;
+};
+
+// Decodes the character at the start of a text that is not empty.
+Character FirstCharacter(std::string_view text);
 
 // A text from outside with every byte that could control a terminal replaced by "?": control bytes and DEL,
 // bytes that are not UTF-8, and the UTF-8 forms of control and writing-direction characters.

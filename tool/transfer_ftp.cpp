@@ -14,8 +14,12 @@ namespace {
 
 class FTPSource : public Source {
  public:
-  FTPSource(const Address& address, const Options& options, Reporter* reporter)
-      : address_(address), login_(LoginFor(address, options)), options_(options), reporter_(reporter) {}
+  FTPSource(const Address& address, const Options& options, Reporter* reporter, ProgressLine* progress)
+      : address_(address),
+        login_(LoginFor(address, options)),
+        options_(options),
+        reporter_(reporter),
+        progress_(progress) {}
 
   void Fetch(PartFile* part) override {
     session_.reset();
@@ -81,10 +85,9 @@ class FTPSource : public Source {
       }
       part->Begin();
       const std::uint64_t before = part->Length();
-      reporter_->BeginProgress(address_.fileName, before,
-                               total_ ? std::optional<std::uint64_t>(*total_) : std::nullopt);
+      progress_->Begin(before, total_ ? std::optional<std::uint64_t>(*total_) : std::nullopt);
       const auto limit = total_ ? std::optional<std::uint64_t>(*total_ - before) : std::nullopt;
-      status = ReceiveInto(part, stream, limit, options_, reporter_);
+      status = ReceiveInto(part, stream, limit, options_, reporter_, progress_);
       if (status == Error_None) status = ExpectEnd(stream, part);
       came = part->Length() - before;
     } catch (...) {
@@ -130,6 +133,7 @@ class FTPSource : public Source {
   const Login login_;
   const Options& options_;
   Reporter* reporter_;
+  ProgressLine* progress_;
   std::unique_ptr<FTPSession> session_;
   bool asked_ = false;
   bool changed_ = false;
@@ -139,8 +143,9 @@ class FTPSource : public Source {
 
 }  // namespace
 
-std::unique_ptr<Source> MakeFTPSource(const Address& address, const Options& options, Reporter* reporter) {
-  return std::make_unique<FTPSource>(address, options, reporter);
+std::unique_ptr<Source> MakeFTPSource(const Address& address, const Options& options, Reporter* reporter,
+                                      ProgressLine* progress) {
+  return std::make_unique<FTPSource>(address, options, reporter, progress);
 }
 
 }  // namespace tool

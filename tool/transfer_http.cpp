@@ -24,8 +24,8 @@ constexpr std::uint32_t kLengthTooLarge = 0xFFFFFFFFu;
 
 class HTTPSource : public Source {
  public:
-  HTTPSource(const Address& address, const Options& options, Reporter* reporter)
-      : original_(address), options_(options), reporter_(reporter) {}
+  HTTPSource(const Address& address, const Options& options, Reporter* reporter, ProgressLine* progress)
+      : original_(address), options_(options), reporter_(reporter), progress_(progress) {}
 
   void Fetch(PartFile* part) override {
     address_ = original_;
@@ -110,8 +110,8 @@ class HTTPSource : public Source {
 
   void Receive(const HTTPResponse& response, std::optional<std::uint64_t> limit,
                std::optional<std::uint64_t> total, PartFile* part) {
-    reporter_->BeginProgress(original_.fileName, part->Length(), total);
-    const ErrorCode status = ReceiveInto(part, response.Body(), limit, options_, reporter_);
+    progress_->Begin(part->Length(), total);
+    const ErrorCode status = ReceiveInto(part, response.Body(), limit, options_, reporter_, progress_);
     if (status == Error_None || (status == Error_Ended && !limit)) return;
     if (status == Error_Ended) {
       throw Failure{ExitCode::Network, "connection closed before the end of the file", Retry::Yes};
@@ -122,6 +122,7 @@ class HTTPSource : public Source {
   const Address original_;
   const Options& options_;
   Reporter* reporter_;
+  ProgressLine* progress_;
   Address address_;
   // From a response of this run with the whole file.
   std::optional<std::uint32_t> total_;
@@ -130,8 +131,9 @@ class HTTPSource : public Source {
 
 }  // namespace
 
-std::unique_ptr<Source> MakeHTTPSource(const Address& address, const Options& options, Reporter* reporter) {
-  return std::make_unique<HTTPSource>(address, options, reporter);
+std::unique_ptr<Source> MakeHTTPSource(const Address& address, const Options& options, Reporter* reporter,
+                                       ProgressLine* progress) {
+  return std::make_unique<HTTPSource>(address, options, reporter, progress);
 }
 
 }  // namespace tool

@@ -3,7 +3,9 @@
 import re
 import select
 import signal
+import unicodedata
 import unittest
+import urllib.parse
 
 from support import *
 
@@ -13,6 +15,12 @@ if not on_windows():
     import termios
 
 DATA = some_bytes(4 * 1024 * 1024, 6)
+
+
+def columns_of(character):
+    if unicodedata.combining(character):
+        return 0
+    return 2 if unicodedata.east_asian_width(character) in "WF" else 1
 
 
 class Terminal:
@@ -104,6 +112,29 @@ class AtTheTerminal(ProgramTest):
             self.assertTrue(bars)
             for bar in bars:
                 self.assertEqual(len(bar), columns - 3)  # "^C" fits behind it, and the last column stays free
+
+    def test_bar_counts_columns_not_characters(self):
+        for name in ("\u65e5\u672c\u8a9e" * 8, "e\u0301" * 40, "\U0001f600x\u0301" * 20):
+            server = self.slow_server(0.15)
+            terminal = self.terminal("get", server.url("/" + urllib.parse.quote(name)), columns=60)
+            self.assertEqual(terminal.finish(), DONE)
+            plain = re.sub(r"\x1b\[\d+m", "", terminal.text)
+            bars = [line for line in re.split(r"[\r\n]", plain) if "%" in line]
+            self.assertTrue(bars)
+            for bar in bars:
+                self.assertTrue(bar.startswith(name[:8]), bar)
+                self.assertEqual(sum(columns_of(character) for character in bar), 57, bar)
+
+    def test_bar_is_drawn_while_nothing_comes(self):
+        server = self.slow_server(4.6, pieces=2)
+        terminal = self.terminal("get", server.url("/disk.iso"))
+        terminal.read_until(r" 49% .*2\.0 MiB of 4\.0 MiB")
+        self.assertEqual(terminal.finish(), DONE)
+        half = [line for line in terminal.text.split("\r") if " 49% " in line]
+        self.assertRegex(half[-1], r"2\.0 MiB of 4\.0 MiB  no data for 4 s *(\x1b|$)")
+        self.assertTrue(any("no data for 3 s" in line for line in half))
+        self.assertFalse(any(re.search(r"no data for [0125-9]", line) for line in half))
+        self.assertNotRegex(terminal.text, r"no data for \d+ s.*/s")
 
     def test_no_color_is_respected(self):
         terminal = self.terminal("get", self.slow_server(0.1).url("/x"), environment={"NO_COLOR": "1"})

@@ -18,6 +18,7 @@ namespace tool::console {
 namespace {
 
 constexpr unsigned kColumnsWhenUnknown = 80;
+constexpr unsigned kRowsWhenUnknown = 24;
 constexpr std::size_t kLongestPath = 4096;
 
 volatile sig_atomic_t interrupted = 0;
@@ -130,6 +131,16 @@ unsigned Columns() {
   winsize size{};
   if (ioctl(STDERR_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_col == 0) return kColumnsWhenUnknown;
   return size.ws_col;
+}
+
+unsigned Rows() {
+  winsize size{};
+  if (ioctl(STDERR_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_row == 0) return kRowsWhenUnknown;
+  return size.ws_row;
+}
+
+bool EnableCursorMovement() {
+  return IsTerminal(Channel::Messages);
 }
 
 bool Write(Channel channel, const char* bytes, std::size_t count) {

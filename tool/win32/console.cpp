@@ -18,6 +18,7 @@ namespace tool::console {
 namespace {
 
 constexpr unsigned kColumnsWhenUnknown = 80;
+constexpr unsigned kRowsWhenUnknown = 24;
 constexpr std::size_t kLongestLibraryName = 1024;
 
 // The handler runs on a separate thread. It reads removalPath only while removalArmed is set.
@@ -26,12 +27,21 @@ std::atomic<bool> insideBlockingCall{false};
 std::atomic<bool> removalArmed{false};
 char removalPath[MAX_PATH];
 std::atomic<const char*> interruptHint{""};
+// The mode of the console outlives the program, so it is put back. Set while escape sequences are switched
+// on.
+std::atomic<bool> modeChanged{false};
+DWORD savedMode = 0;
 
 HANDLE HandleOf(Channel channel) {
   return GetStdHandle(channel == Channel::Output ? STD_OUTPUT_HANDLE : STD_ERROR_HANDLE);
 }
 
+void RestoreMode() {
+  if (modeChanged.exchange(false)) SetConsoleMode(HandleOf(Channel::Messages), savedMode);
+}
+
 void ExitNow() {
+  RestoreMode();
   if (removalArmed) DeleteFileA(removalPath);
   DWORD written = 0;
   for (const char* text : {"\r\nqz: interrupted", interruptHint.load(), "\r\n"}) {
@@ -78,6 +88,26 @@ unsigned Columns() {
   if (!GetConsoleScreenBufferInfo(HandleOf(Channel::Messages), &information)) return kColumnsWhenUnknown;
   const int columns = information.srWindow.Right - information.srWindow.Left + 1;
   return columns > 0 ? static_cast<unsigned>(columns) : kColumnsWhenUnknown;
+}
+
+unsigned Rows() {
+  CONSOLE_SCREEN_BUFFER_INFO information;
+  if (!GetConsoleScreenBufferInfo(HandleOf(Channel::Messages), &information)) return kRowsWhenUnknown;
+  const int rows = information.srWindow.Bottom - information.srWindow.Top + 1;
+  return rows > 0 ? static_cast<unsigned>(rows) : kRowsWhenUnknown;
+}
+
+// Consoles before Windows 10 refuse the mode.
+bool EnableCursorMovement() {
+  const HANDLE handle = HandleOf(Channel::Messages);
+  DWORD mode = 0;
+  if (!IsConsole(handle) || !GetConsoleMode(handle, &mode)) return false;
+  if ((mode & ENABLE_VIRTUAL_TERMINAL_PROCESSING) != 0) return true;
+  if (!SetConsoleMode(handle, mode | ENABLE_VIRTUAL_TERMINAL_PROCESSING)) return false;
+  savedMode = mode;
+  modeChanged = true;
+  std::atexit(RestoreMode);
+  return true;
 }
 
 bool Write(Channel channel, const char* bytes, std::size_t count) {
