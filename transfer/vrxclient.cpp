@@ -190,6 +190,7 @@ void SetUpStateRead(VRXClient* client, bool hadDataFile) {
   iVRXClient_AdoptDataFile(client);
   const bool isDataLost = client->data.dataPath[0] == '\0' && (hadDataFile || client->data.isUpload == 0);
   const TransferState state = client->data.state;
+  client->isEmptyCopySent = state == TransferState::Finish && isDataLost;
   const bool beginsAgain = state < TransferState::Finish || (state == TransferState::Finish && isDataLost);
   iVRXClient_ChangeState(client, beginsAgain ? TransferState::SelectServer : state);
 }
@@ -251,6 +252,11 @@ void FillStatistics(const URLData& url, VRXClientServer* server) {
   server->averageSpeed = statistics.averageSpeed;
   server->outcomeSamples = statistics.outcomeSamples;
   server->successRatio = statistics.successRatio;
+}
+
+// Too late for another data file.
+bool HasBegun(const VRXClient* client) {
+  return client->data.state != TransferState::SelectServer || client->connectionKind != -1;
 }
 
 bool IsHangUpWanted() {
@@ -580,7 +586,7 @@ ErrorCode VRXClient_SetServerFileName(VRXClient* client, const char* name) {
 
 ErrorCode VRXClient_SetDataFilePath(VRXClient* client, const char* path) {
   if (client == nullptr || client->data.isUpload != 0) return Error_Invalid;
-  if (client->data.state != TransferState::SelectServer || client->connectionKind != -1) return Error_Inited;
+  if (HasBegun(client)) return Error_Inited;
   if (!Fits(path, client->data.dataPath)) return Error_Exceed;
   const char* newPath = path != nullptr ? path : "";
   {
@@ -589,6 +595,13 @@ ErrorCode VRXClient_SetDataFilePath(VRXClient* client, const char* path) {
     iVRXClient_SetDataPath(client, newPath);
   }
   iVRXClient_LookAtDataFile(client);
+  return Error_None;
+}
+
+ErrorCode VRXClient_DiscardData(VRXClient* client) {
+  if (client == nullptr || client->data.isUpload != 0) return Error_Invalid;
+  if (HasBegun(client)) return Error_Inited;
+  client->discardsData = true;
   return Error_None;
 }
 
@@ -636,6 +649,14 @@ ErrorCode VRXClient_SetSavePassword(VRXClient* client, int32_t flag) {
 ErrorCode VRXClient_AcceptWebPages(VRXClient* client, int32_t flag) {
   if (client == nullptr) return Error_Invalid;
   client->acceptsWebPages = flag != 0;
+  return Error_None;
+}
+
+ErrorCode VRXClient_AcceptEmptyFiles(VRXClient* client, int32_t flag) {
+  if (client == nullptr) return Error_Invalid;
+  client->acceptsEmptyFiles = flag != 0;
+  if (flag == 0 || HasBegun(client) || !iVRXClient_AdoptEmptyCopy(client)) return Error_None;
+  if (client->isEmptyCopySent) iVRXClient_ChangeState(client, TransferState::Finish);
   return Error_None;
 }
 

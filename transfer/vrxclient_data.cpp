@@ -32,12 +32,21 @@ ErrorCode CreateDataFile(VRXClient* client) {
   return iFile_OpenNew(path, FileMode_Write, false, &client->dataFile);
 }
 
+// There is nothing to cut.
+void ForgetToCut(VRXClient* client) {
+  client->cutsDataFile = false;
+  client->discardsData = false;
+}
+
 StepEvent OpenForDownload(VRXClient* client) {
   client->offset = 0;
-  if (client->dataFileSize == 0)
+  if (client->dataFileSize == 0) {
+    ForgetToCut(client);
     return CreateDataFile(client) == Error_None ? Advance() : FailToOpen(client, VRXClientReason_DataFile);
+  }
   if (File_Open(client->data.dataPath, FileMode_Append, &client->dataFile) != Error_None)
     return FailToOpen(client, VRXClientReason_OpenDataFile);
+  if (client->cutsDataFile) return Advance();
   client->offset = iResume_DownloadOffset(client->dataFileSize, client->data.size);
   const bool isAtOffset = client->offset > 0 && File_Seek64(client->dataFile, FileSeek_End, 0) >= 0;
   if (isAtOffset || iVRXClient_CutDataFile(client)) return Advance();
@@ -46,7 +55,8 @@ StepEvent OpenForDownload(VRXClient* client) {
 
 StepEvent OpenForUpload(VRXClient* client) {
   if (File_Exists(client->data.dataPath, nullptr) == 0) return FailToOpen(client, VRXClientReason_NoSource);
-  if (client->dataFileSize == 0) return FailToOpen(client, VRXClientReason_EmptySource);
+  if (client->dataFileSize == 0 && !client->acceptsEmptyFiles)
+    return FailToOpen(client, VRXClientReason_EmptySource);
   if (File_Open(client->data.dataPath, FileMode_Read, &client->dataFile) != Error_None)
     return FailToOpen(client, VRXClientReason_OpenDataFile);
   client->offset = iResume_UploadOffset(client->data.size, client->dataFileSize);
@@ -272,6 +282,8 @@ bool FillBuffer(VRXClient* client) {
 }
 
 StepEvent SendSome(VRXClient* client) {
+  // An empty file.
+  if (client->remaining == 0 && client->pendingCount == 0) return EndUpload(client);
   if (!FillBuffer(client)) return FailDataFile(client, VRXClientReason_DataFile);
   const uint32_t count =
       Stream_Write(client->dataStream, client->pendingCount, client->buffer + client->pendingStart);
@@ -322,13 +334,15 @@ bool iVRXClient_CutDataFile(VRXClient* client) {
   if (File_Truncate(file) != 0 || File_Seek64(file, FileSeek_Start, 0) < 0) return false;
   client->dataFileSize = 0;
   client->offset = 0;
-  client->cutsDataFile = false;
+  ForgetToCut(client);
   return true;
 }
 
 bool iVRXClient_BeginAnew(VRXClient* client) {
   client->offset = 0;
   if (client->data.isUpload == 0) {
+    // Old bytes that are to be cut already have what was known of them.
+    if (client->cutsDataFile) return true;
     client->cutsDataFile = client->dataFileSize > 0;
     client->oldSize = client->data.size;
     client->oldTime = client->data.sourceTime;
@@ -352,7 +366,7 @@ void iVRXClient_MakeBlocking(Stream* stream) {
 }
 
 StepEvent iVRXClient_OpenDataFile(VRXClient* client, StepMode) {
-  iVRXClient_CloseDataFile(client);
+  if (client->dataFile != nullptr) File_Close(std::exchange(client->dataFile, nullptr));
   if (!iVRXClient_MeasureDataFile(client))
     return iVRXClient_FailWith(client, VRXClientReason_DataFile, TransferMessage_NoDataFile);
   if (client->data.isUpload != 0) return OpenForUpload(client);

@@ -99,5 +99,15 @@ void iVRXClient_AdoptDataFile(VRXClient* client) {
   if (client->data.dataPath[0] == '\0') return;
   const ErrorCode status = iVRXClient_LookAtDataFile(client);
   const bool isLookedAt = status == Error_None || status == Error_NotFound;
-  if (isLookedAt && client->dataFileSize == 0) iVRXClient_SetDataPath(client, "");
+  if (!isLookedAt || client->dataFileSize > 0) return;
+  if (client->data.isUpload != 0) snprintf(client->copyPath, kPathSize, "%s", client->data.dataPath);
+  iVRXClient_SetDataPath(client, "");
+}
+
+bool iVRXClient_AdoptEmptyCopy(VRXClient* client) {
+  if (client->data.isUpload == 0 || client->copyPath[0] == '\0' || client->data.dataPath[0] != '\0')
+    return false;
+  int32_t isDirectory = 0;
+  const bool isFile = File_Exists(client->copyPath, &isDirectory) != 0 && isDirectory == 0;
+  return isFile && Claim(client, client->copyPath);
 }

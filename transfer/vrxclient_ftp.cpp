@@ -131,7 +131,8 @@ StepEvent TryName(VRXClient* client, const char* name) {
 
 // A server that does not tell the size leaves one that was known for the bytes on the disk.
 void ForgetSize(VRXClient* client) {
-  if (client->data.isUpload != 0 || client->dataFileSize == 0) client->data.size = kSizeUnknown;
+  const bool isOfBytes = client->data.isUpload == 0 && client->dataFileSize > 0 && !client->cutsDataFile;
+  if (!isOfBytes) client->data.size = kSizeUnknown;
 }
 
 void TakeSize(VRXClient* client, uint64_t size) {

@@ -88,7 +88,7 @@ bool IsWebPage(VRXClient* client) {
 StepEvent RefuseWebPage(VRXClient* client) {
   client->lastFailure = Error_Cancel;
   iVRXClient_Message(client, TransferMessage_WebPage);
-  if (client->offset > 0) {
+  if (client->dataFileSize > 0) {
     // The bytes on the disk are of the file: another server may have the rest.
     iVRXClient_DropServer(client, VRXClientReason_WebPage);
     return Ends(VRXClientResult_Failed);
@@ -120,6 +120,7 @@ bool IsServerOfTime(const VRXClient* client) {
 KnownFile WhatIsKnown(const VRXClient* client) {
   KnownFile known = {client->offset, client->data.size, {}};
   if (IsServerOfTime(client)) known.lastModified = client->data.sourceTime;
+  known.isDiscarded = client->cutsDataFile;
   return known;
 }
 

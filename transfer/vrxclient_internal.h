@@ -119,6 +119,8 @@ struct VRXClient {
   bool syncsDataFile;          // the data are on the disk before the file is moved to its place
   bool usesActiveMode;         // FTP servers connect to this side
   bool usesRelativePaths;      // FTP paths begin at the login's folder
+  bool acceptsEmptyFiles;      // an upload of an empty file is stored
+  bool discardsData;           // the next start is at byte 0; forgotten when the old bytes are cut
 
   uint32_t callDepth;  // calls of the transfer that run (TransferCall below)
 
@@ -161,9 +163,11 @@ struct VRXClient {
   ServerEntry* oldTimeEntry;
   DataEnd dataEnd;
   uint64_t drainDeadlineMilliseconds;
-  bool isDataRunning;            // the data phase has begun: elapsed time counts
-  FileCopy* copy;                // owned; a copy that runs
-  char copyPath[kPathSize];      // where it goes
+  bool isDataRunning;  // the data phase has begun: elapsed time counts
+  FileCopy* copy;      // owned; a copy that runs
+  // Where it goes. Of an upload that was read: the empty copy that was forgotten.
+  char copyPath[kPathSize];
+  bool isEmptyCopySent;          // that one had been sent when the record was written
   char replacedPath[kPathSize];  // what the completed file replaces; empty: nothing
   uint8_t* buffer;               // owned
   uint32_t bufferSize;
@@ -265,6 +269,9 @@ ErrorCode iVRXClient_LookAtDataFile(VRXClient* client);
 // The same after reading a record: forgets a file that is missing or empty, and keeps the name of one that
 // cannot be looked at for now.
 void iVRXClient_AdoptDataFile(VRXClient* client);
+// The same for an upload that was read, once it is known that empty files are accepted: takes the empty file
+// that AdoptDataFile forgot. False when there is none.
+bool iVRXClient_AdoptEmptyCopy(VRXClient* client);
 // Whether a path is one that the library made: the cache directory, the prefix, a number.
 bool iVRXClient_IsOwnName(const char* path, const char* prefix);
 

@@ -6,7 +6,7 @@
 //   416, total = offset = known size    Continue  it: every byte is on the disk
 //   416                                 Changed
 //   range that no file can have         Refused
-//   range, another size or time         Changed
+//   range, another size or time         Changed; when all bytes are asked for anew: Continue, another file
 //   range, first = offset               Continue  the total, or what the range ends with
 //   range, first = 0                    Restart   the same
 //   range                               Refused
@@ -27,11 +27,15 @@ bool IsOtherTime(const Time& told, const Time& known) {
   return IsTold(told) && IsTold(known) && Time_Compare(&told, &known) != 0;
 }
 
+bool HoldsBytes(const KnownFile& known) {
+  return known.offset > 0 || known.isDiscarded;
+}
+
 ResumeDecision JudgeWhole(const HTTPAnswer& answer, const KnownFile& known) {
   const bool isOtherSize = known.size != kSizeUnknown && answer.contentLength != kSizeUnknown &&
                            known.size != answer.contentLength;
   const bool isOtherFile =
-      known.offset > 0 && (isOtherSize || IsOtherTime(answer.lastModified, known.lastModified));
+      HoldsBytes(known) && (isOtherSize || IsOtherTime(answer.lastModified, known.lastModified));
   return {ResumeAction::Restart, false, answer.contentLength, isOtherFile};
 }
 
@@ -48,9 +52,11 @@ ResumeDecision JudgeRange(const HTTPAnswer& answer, const KnownFile& known) {
   if (answer.last == UINT64_MAX || answer.first > answer.last) return kRefused;
   if (answer.total != kSizeUnknown && answer.total <= answer.last) return kRefused;
   const uint64_t size = answer.total != kSizeUnknown ? answer.total : answer.last + 1;
-  if (known.size != kSizeUnknown && known.size != size) return kChanged;
-  if (known.offset > 0 && IsOtherTime(answer.lastModified, known.lastModified)) return kChanged;
-  if (answer.first == known.offset) return {ResumeAction::Continue, true, size};
+  const bool isOtherFile = (known.size != kSizeUnknown && known.size != size) ||
+                           (HoldsBytes(known) && IsOtherTime(answer.lastModified, known.lastModified));
+  // Where all bytes are asked for, the answer is of use whatever file it is of.
+  if (isOtherFile && !known.isDiscarded) return kChanged;
+  if (answer.first == known.offset) return {ResumeAction::Continue, true, size, isOtherFile};
   return answer.first == 0 ? ResumeDecision{ResumeAction::Restart, true, size} : kRefused;
 }
 

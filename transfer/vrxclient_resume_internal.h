@@ -27,6 +27,8 @@ struct KnownFile {
   uint64_t offset;    // bytes on the disk, from which on was asked
   uint64_t size;      // kSizeUnknown
   Time lastModified;  // zero: not known, or known from another server
+  // The disk holds bytes that this is known of, though the offset is 0: the first new one cuts them.
+  bool isDiscarded = false;
 };
 
 enum class ResumeAction : uint8_t {
@@ -40,7 +42,7 @@ struct ResumeDecision {
   ResumeAction action;
   bool canResume;
   uint64_t size;  // kSizeUnknown
-  // Restart: the file is another one than that of the bytes on the disk. Nothing may be added to them.
+  // The file is another one than that of the bytes on the disk. They must go before it is known of.
   bool isOtherFile = false;
 };
 

@@ -69,7 +69,10 @@ StepEvent PrepareDataFileStep(VRXClient* client, StepMode) {
   }
   if (!iVRXClient_MeasureDataFile(client))
     return iVRXClient_FailWith(client, VRXClientReason_DataFile, TransferMessage_NoDataFile);
-  return client->data.isUpload != 0 ? iVRXClient_PrepareUploadCopy(client) : Advance();
+  if (client->data.isUpload != 0) return iVRXClient_PrepareUploadCopy(client);
+  // From now on what a server tells is of the new bytes.
+  if (client->discardsData) iVRXClient_BeginAnew(client);
+  return Advance();
 }
 
 StepEvent ChooseProtocolStep(VRXClient* client, StepMode) {

@@ -324,6 +324,13 @@ QZ_API ErrorCode VRXClient_SetServerFileName(VRXClient* client, const char* name
  * after reading. */
 QZ_API ErrorCode VRXClient_SetDataFilePath(VRXClient* client, const char* path);
 
+/* Makes a download begin at byte 0 again, whatever its data file holds. The old bytes go when the first new
+ * one is there, or when a server's answer shows that the file is another one: until then a server that cannot
+ * be reached costs nothing. Holds for every attempt until the old bytes have gone; the attempts after that
+ * resume as usual. Not kept in the record: set it again after reading. Error_None; Error_Inited from state 1
+ * on, and while a connection is open; Error_Invalid for an upload. */
+QZ_API ErrorCode VRXClient_DiscardData(VRXClient* client);
+
 /* Gives the path of the data file; empty while there is none. Error_None. buffer: out, 1024 bytes. */
 QZ_API ErrorCode VRXClient_GetDataFilePath(const VRXClient* client, char* buffer);
 
@@ -342,6 +349,11 @@ QZ_API ErrorCode VRXClient_SetSavePassword(VRXClient* client, int32_t flag);
 /* Whether a web page is taken for the file, as any other content. flag: not 0 for yes. A new transfer, and
  * one that was read, refuses it. Error_None. */
 QZ_API ErrorCode VRXClient_AcceptWebPages(VRXClient* client, int32_t flag);
+
+/* Whether an upload of an empty file is stored. flag: not 0 for yes. A new transfer, and one that was read,
+ * fails with VRXClientReason_EmptySource. Set it at once after reading: then an empty file that was being
+ * sent, or was sent, counts as the transfer's data again. Error_None. */
+QZ_API ErrorCode VRXClient_AcceptEmptyFiles(VRXClient* client, int32_t flag);
 
 /* Whether a file that stands at the local path is replaced on completion. flag: not 0 for yes. A new
  * transfer, and one that was read, takes a free name beside it. Error_None. */

@@ -13,6 +13,12 @@ const Lines kPreparedWithPart = {"Idle: 1, state 1", "Idle: 0, state 2"};
 
 class FTPResume : public FTPTransferTest {
  protected:
+  // A download that has these bytes, and is not to use them.
+  std::unique_ptr<TracedTransfer> Discard(const ScriptedServer& server, const std::string& bytes) {
+    auto download = Resume(server, bytes);
+    EXPECT_EQ(VRXClient_DiscardData(*download), Error_None);
+    return download;
+  }
   static Lines Begins() {
     return Join({kPreparedWithPart, rows::kConnected, rows::kLoggedIn, rows::kNoMirrors, rows::kEntered,
                  rows::kTypeSet});
@@ -398,6 +404,113 @@ TEST_F(FTPResume, ResumesFromItsRecord) {
   EXPECT_EQ(download->Take(),
             Join({rows::BeginsAgain(), rows::kSized, rows::kOpened, rows::kStarted, rows::Ends()}));
   EXPECT_EQ(Bytes(), "0123456789");
+}
+
+// ---- begun again -------------------------------------------------------------------------------
+
+TEST_F(FTPResume, BeginsAtTheFirstByte_WhenTheDataIsDiscarded) {
+  ScriptedServer server({wire::Serves()});
+  auto download = Discard(server, "XXXX");
+  download->RunToState(11);
+  EXPECT_EQ(PartBytes(), "XXXX");
+  download->RunToCompletion();
+  EXPECT_EQ(download->Take(), Join({Starts(), rows::Ends()}));
+  EXPECT_EQ(Bytes(), "0123456789");
+  EXPECT_EQ(OutNames(), Lines{"f.bin"});
+}
+
+TEST_F(FTPResume, BeginsAtTheFirstByte_WhenTheDiscardedDataIsLongerThanTheFile) {
+  ScriptedServer server({wire::Serves()});
+  auto download = Discard(server, "XXXXXXXXXXXX");
+  download->RunToState(11);
+  EXPECT_EQ(PartBytes(), "XXXXXXXXXXXX");
+  download->RunToCompletion();
+  EXPECT_EQ(Bytes(), "0123456789");
+}
+
+TEST_F(FTPResume, KeepsDiscardedDataAndItsSize_UntilAByteComes) {
+  ScriptedServer server({ftp::Join({wire::Begins(),
+                                    wire::KnowsNoSize(),
+                                    wire::CanRestart(),
+                                    ftp::Passive(),
+                                    ftp::Started("RETR f.bin"),
+                                    {Wait(200), DataReset()},
+                                    wire::IsAborted()}),
+                         wire::Serves()});
+  auto download = Discard(server, "XXXX");
+  EXPECT_EQ(VRXClient_SetSize64(*download, 0), Error_None);
+  static_cast<VRXClient*>(*download)->data.size = 10;
+  download->RunToState(11);
+  EXPECT_EQ(VRXClient_GetSize64(*download), UINT64_MAX);
+  download->RunToState(0);
+  EXPECT_EQ(PartBytes(), "XXXX");
+  EXPECT_EQ(VRXClient_GetSize64(*download), 10u);
+  // It still begins at the first byte.
+  download->RunToCompletion();
+  EXPECT_EQ(Bytes(), "0123456789");
+}
+
+TEST_F(FTPResume, KeepsDiscardedData_WhenNoServerCanBeReached) {
+  ScriptedServer server({wire::Denies()});
+  auto download = Discard(server, "XXXX");
+  EXPECT_EQ(download->Run(), 4);
+  EXPECT_EQ(PartBytes(), "XXXX");
+}
+
+TEST_F(FTPResume, ResumesAsUsual_OnceAByteHasComeForDiscardedData) {
+  ScriptedServer server(CutsThen(
+      ftp::Join({wire::Begins(), wire::TellsSize(), wire::RestartsAt("4"), wire::SendsAndQuits("456789")})));
+  for (const char* bytes : {"XXXX", "XXXXXX", ""}) {
+    SCOPED_TRACE(bytes);
+    ScriptedServer again(CutsThen(ftp::Join(
+        {wire::Begins(), wire::TellsSize(), wire::RestartsAt("4"), wire::SendsAndQuits("456789")})));
+    auto download = Discard(again, bytes);
+    download->RunToCompletion();
+    EXPECT_EQ(Bytes(), "0123456789");
+    download->Close();
+    std::filesystem::remove(OutPath("f.bin"));
+  }
+  auto download = Get(server);
+  EXPECT_EQ(VRXClient_DiscardData(*download), Error_None);
+  download->RunToCompletion();
+  EXPECT_EQ(Bytes(), "0123456789");
+}
+
+TEST_F(FTPResume, CutsDiscardedData_WhenTheSizeIsOfAnotherFile) {
+  ScriptedServer server({wire::Serves()});
+  auto download = Discard(server, "XXXX");
+  static_cast<VRXClient*>(*download)->data.size = 12;
+  download->RunToState(7);
+  EXPECT_EQ(PartBytes(), "");
+  download->RunToCompletion();
+  EXPECT_EQ(Bytes(), "0123456789");
+}
+
+TEST_F(FTPResume, ResumesWhatWasDiscarded_AfterItsRecordWasRead) {
+  ScriptedServer server({SizeThen(ftp::Join({wire::RestartsAt("4"), wire::SendsAndQuits("456789")}))});
+  auto download = Discard(server, "0123");
+  ASSERT_EQ(download->Write(Out("record")), Error_None);
+  download->Close();
+  auto again = NewTransfer();
+  ASSERT_EQ(again->Read(Out("record")), Error_None);
+  again->RunToCompletion();
+  EXPECT_EQ(Bytes(), "0123456789");
+}
+
+TEST_F(FTPResume, DiscardsDataBeforeItBeginsOnly) {
+  ScriptedServer server({ftp::Join({wire::GreetsAndLogsIn(), ftp::Quit()})});
+  auto download = Resume(server, "0123");
+  EXPECT_EQ(VRXClient_DiscardData(*download), Error_None);
+  download->Idle();
+  EXPECT_EQ(VRXClient_DiscardData(*download), Error_Inited);
+  download->RunToState(6);
+  EXPECT_EQ(VRXClient_DiscardData(*download), Error_Inited);
+  EXPECT_EQ(VRXClient_Stop(*download), Error_None);
+  EXPECT_EQ(VRXClient_DiscardData(*download), Error_None);
+  EXPECT_EQ(VRXClient_DiscardData(nullptr), Error_Invalid);
+  ScriptedServer other({});
+  auto upload = Put(other);
+  EXPECT_EQ(VRXClient_DiscardData(*upload), Error_Invalid);
 }
 
 }  // namespace

@@ -490,5 +490,60 @@ TEST_F(HTTPResume, CountsResetsFromTheLastByteOn) {
   EXPECT_EQ(OutBytes(), "abcdefghij");
 }
 
+// ---- begun again -------------------------------------------------------------------------------
+
+TEST_F(HTTPResume, AsksForEveryByte_WhenTheDataIsDiscarded) {
+  for (const char* answer :
+       {kWhole, "HTTP/1.1 206 Partial Content\r\nContent-Range: bytes 0-9/10\r\n\r\n0123456789"}) {
+    SCOPED_TRACE(answer);
+    ScriptedServer server({Answers("0", answer)});
+    auto download = NewDownloadWith(server, "XXXX");
+    EXPECT_EQ(VRXClient_DiscardData(*download), 0);
+    download->RunToState(11);
+    EXPECT_EQ(ReadFile(OutPath("file.part")), "XXXX");
+    download->RunToCompletion();
+    EXPECT_EQ(OutBytes(), "0123456789");
+    download->Close();
+    std::filesystem::remove(OutPath("file.bin"));
+  }
+}
+
+// The record may be saved before the first byte comes: it must not tell of the new file beside old bytes.
+TEST_F(HTTPResume, CutsDiscardedDataAtOnce_WhenTheAnswerIsOfAnotherFile) {
+  for (const char* answer :
+       {kWhole, "HTTP/1.1 206 Partial Content\r\nContent-Range: bytes 0-9/10\r\n\r\n0123456789"}) {
+    SCOPED_TRACE(answer);
+    ScriptedServer server({Answers("0", answer)});
+    auto download = NewDownloadWith(server, "XXXX");
+    static_cast<VRXClient*>(*download)->data.size = 12;
+    EXPECT_EQ(VRXClient_DiscardData(*download), 0);
+    download->RunToState(11);
+    EXPECT_EQ(ReadFile(OutPath("file.part")), "");
+    download->RunToCompletion();
+    EXPECT_EQ(OutBytes(), "0123456789");
+    download->Close();
+    std::filesystem::remove(OutPath("file.bin"));
+  }
+}
+
+TEST_F(HTTPResume, KeepsDiscardedData_WhenAWebPageComes) {
+  ScriptedServer server(
+      {Answers("0", "HTTP/1.0 200 OK\r\nContent-Type: text/html\r\nContent-Length: 6\r\n\r\n<html>")});
+  auto download = NewDownloadWith(server, "XXXX");
+  EXPECT_EQ(VRXClient_DiscardData(*download), 0);
+  EXPECT_EQ(download->Run(), 4);
+  EXPECT_EQ(download->Reason(), 18u);
+  EXPECT_EQ(ReadFile(OutPath("file.part")), "XXXX");
+}
+
+TEST_F(HTTPResume, EndsWithNoByte_WhenTheDataIsDiscardedAndTheFileIsEmpty) {
+  ScriptedServer server({Answers("0", "HTTP/1.0 200 OK\r\nContent-Length: 0\r\n\r\n")});
+  auto download = NewDownloadWith(server, "XXXX");
+  EXPECT_EQ(VRXClient_DiscardData(*download), 0);
+  download->RunToCompletion();
+  EXPECT_EQ(OutBytes(), "");
+  EXPECT_EQ(OutNames(), Lines{"file.bin"});
+}
+
 }  // namespace
 }  // namespace transfer

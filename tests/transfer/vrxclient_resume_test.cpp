@@ -71,6 +71,9 @@ constexpr JudgeRow kJudgements[] = {
      ResumeAction::Continue,
      true,
      10},
+    {"anew, the same file", Range(0, 9, 10), {0, 10, kMonday, true}, ResumeAction::Continue, true, 10},
+    {"anew, another total", Range(0, 10, 11), {0, 10, kNoTime, true}, ResumeAction::Continue, true, 11},
+    {"anew, another offset", Range(4, 9, 10), {0, 10, kNoTime, true}, ResumeAction::Refused, false, kNone},
     {"416, nothing held", Unsatisfied(kNone), {0, kNone, kNoTime}, ResumeAction::Restart, false, 0},
     {"416, all held", Unsatisfied(10), {10, 10, kNoTime}, ResumeAction::Continue, true, 10},
     {"416, all held, no total", Unsatisfied(kNone), {10, 10, kNoTime}, ResumeAction::Changed, true, kNone},
@@ -85,6 +88,29 @@ TEST(Resume, JudgesHTTPAnswers) {
     EXPECT_EQ(decision.action, row.action);
     EXPECT_EQ(decision.canResume, row.canResume);
     EXPECT_EQ(decision.size, row.size);
+  }
+}
+
+// Bytes that are to be cut, but still there, must not be taken for the beginning of the new file.
+TEST(Resume, TellsAnotherFile_WhenAllBytesAreAskedForAnew) {
+  struct Row {
+    const char* what;
+    HTTPAnswer answer;
+    KnownFile known;
+    bool isOtherFile;
+  };
+  constexpr Row kRows[] = {
+      {"no range, same length", Whole(10), {0, 10, kNoTime, true}, false},
+      {"no range, another length", Whole(11), {0, 10, kNoTime, true}, true},
+      {"no range, another length, nothing held", Whole(11), {0, 10, kNoTime}, false},
+      {"range, same total and time", Range(0, 9, 10, kMonday), {0, 10, kMonday, true}, false},
+      {"range, another total", Range(0, 10, 11), {0, 10, kNoTime, true}, true},
+      {"range, another time", Range(0, 9, 10, kTuesday), {0, 10, kMonday, true}, true},
+      {"range, size not known", Range(0, 9, 10), {0, kNone, kNoTime, true}, false},
+  };
+  for (const Row& row : kRows) {
+    SCOPED_TRACE(row.what);
+    EXPECT_EQ(iResume_JudgeHTTP(row.answer, row.known).isOtherFile, row.isOtherFile);
   }
 }
 

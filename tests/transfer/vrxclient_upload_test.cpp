@@ -116,6 +116,99 @@ TEST_F(Upload, RefusesAnEmptySource) {
   server.Finish();
 }
 
+TEST_F(Upload, StoresAnEmptyFile_WhenEmptyFilesAreAccepted) {
+  // What the server had under the name is replaced.
+  for (const std::string size : {"550 none", "213 7"}) {
+    SCOPED_TRACE(size);
+    ScriptedServer server({ftp::Join({Before("f", size), talk::AskResume(), talk::Store("f"), ftp::Quit()})});
+    Files().Write("f", "");
+    Conversation transfer(this);
+    transfer.Upload("f", URL("ftpu", server, "/in/x"));
+    EXPECT_EQ(VRXClient_AcceptEmptyFiles(transfer.get(), 1), Error_None);
+    EXPECT_EQ(transfer.Work(), VRXClientResult_Completed);
+    EXPECT_EQ(transfer.Reason(), 0u);
+    const Lines messages = transfer.Messages();
+    ASSERT_GE(messages.size(), 2u);
+    EXPECT_EQ(messages[0], "Copying upload file...");
+    EXPECT_EQ(messages[1], "Upload file has not been altered.");
+    EXPECT_EQ(messages.back(), kDone);
+    EXPECT_EQ(transfer.Steps(),
+              Lines({"0: 1", "1: 1", "1: 0", "0: 0", "1: 0", "2: 0", "3: 0", "4: 0", "6: 0", "5: 0", "8: 0",
+                     size == "213 7" ? "9: 1" : "9: 0", "7: 0", "10: 0", "11: 1", "12: 1", "13: 5"}));
+    server.Finish();
+    EXPECT_EQ(server.DataReceived(0), "");
+    EXPECT_EQ(DataFiles(), Lines());
+  }
+}
+
+TEST_F(Upload, SendsAnEmptyFileAgain_WhenTheConnectionIsLost) {
+  const Script lost = ftp::Join(
+      {Before("f", "550 none"), talk::AskResume(), ftp::Passive(), {ExpectLine("STOR f"), Close()}});
+  ScriptedServer server(
+      {lost, ftp::Join({Before("f", "213 0"), talk::AskResume(), talk::Store("f"), ftp::Quit()})});
+  Files().Write("f", "");
+  Conversation transfer(this);
+  transfer.Upload("f", URL("ftpu", server, "/in/x"));
+  EXPECT_EQ(VRXClient_AcceptEmptyFiles(transfer.get(), 1), Error_None);
+  EXPECT_EQ(transfer.Work(), VRXClientResult_Failed);
+  EXPECT_EQ(transfer.Work(), VRXClientResult_Completed);
+  server.Finish();
+  EXPECT_EQ(DataFiles(), Lines());
+}
+
+// The copy is found again, not made a second time beside a first one that stays for ever.
+TEST_F(Upload, StoresAnEmptyFile_AfterItsRecordWasRead) {
+  ScriptedServer server(
+      {ftp::Join({Before("f", "550 none"), talk::AskResume(), talk::Store("f"), ftp::Quit()})});
+  Files().Write("f", "");
+  Conversation transfer(this);
+  transfer.Upload("f", URL("ftpu", server, "/in/x"));
+  EXPECT_EQ(VRXClient_AcceptEmptyFiles(transfer.get(), 1), Error_None);
+  transfer.WorkUntil(TransferState::Connect);
+  EXPECT_EQ(DataFiles().size(), 1u);
+  transfer.Save("record");
+  transfer.Close();
+  transfer.Read("record");
+  EXPECT_EQ(VRXClient_AcceptEmptyFiles(transfer.get(), 1), Error_None);
+  transfer.Messages();
+  EXPECT_EQ(transfer.Work(), VRXClientResult_Completed);
+  server.Finish();
+  EXPECT_EQ(transfer.Messages()[0], "Upload file has not been altered.");
+  EXPECT_EQ(DataFiles(), Lines());
+}
+
+TEST_F(Upload, IsNotSentAgain_WhenAnEmptyFileWasStored) {
+  ScriptedServer server(
+      {ftp::Join({Before("f", "550 none"), talk::AskResume(), talk::Store("f"), ftp::Quit()})});
+  Files().Write("f", "");
+  Conversation transfer(this);
+  transfer.Upload("f", URL("ftpu", server, "/in/x"));
+  EXPECT_EQ(VRXClient_AcceptEmptyFiles(transfer.get(), 1), Error_None);
+  transfer.WorkUntil(TransferState::Finish);
+  transfer.Save("record");
+  transfer.Close();
+  server.Finish();
+  transfer.Read("record");
+  EXPECT_EQ(transfer.State(), TransferState::SelectServer);
+  EXPECT_EQ(VRXClient_AcceptEmptyFiles(transfer.get(), 1), Error_None);
+  EXPECT_EQ(transfer.State(), TransferState::Finish);
+  EXPECT_EQ(transfer.Work(), VRXClientResult_Completed);
+  EXPECT_EQ(DataFiles(), Lines());
+}
+
+TEST_F(Upload, RefusesAnEmptyFile_WhenEmptyFilesAreNoLongerAccepted) {
+  ScriptedServer server({ftp::Join({Before("f", "550 none"), ftp::Quit()})});
+  Files().Write("f", "");
+  Conversation transfer(this);
+  transfer.Upload("f", URL("ftpu", server, "/in/x"));
+  EXPECT_EQ(VRXClient_AcceptEmptyFiles(transfer.get(), 1), Error_None);
+  EXPECT_EQ(VRXClient_AcceptEmptyFiles(transfer.get(), 0), Error_None);
+  EXPECT_EQ(VRXClient_AcceptEmptyFiles(nullptr, 1), Error_Invalid);
+  EXPECT_EQ(transfer.Work(), VRXClientResult_Failed);
+  EXPECT_EQ(transfer.Reason(), 7u);
+  server.Finish();
+}
+
 TEST_F(Upload, SendsAFileLargerThanItsBuffer) {
   std::string bytes;
   for (int i = 0; bytes.size() < 300000; ++i) bytes += std::to_string(i) + "\n";
