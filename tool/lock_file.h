@@ -7,8 +7,9 @@
 
 namespace tool {
 
-// Bytes may lie beyond the end of the file. Between threads of one process these locks mean nothing: their
-// owner keeps them apart. The bodies are in posix/lock_file.cpp and win32/lock_file.cpp.
+// Bytes may lie beyond the end of the file. Between threads that use one object these locks mean nothing:
+// their owner keeps them apart, and locks no byte twice. The bodies are in lock_file.cpp, posix/lock_file.cpp
+// and win32/lock_file.cpp.
 class LockFile {
  public:
   enum class Kind { Shared, Exclusive };
@@ -19,10 +20,10 @@ class LockFile {
   LockFile(const LockFile&) = delete;
   LockFile& operator=(const LockFile&) = delete;
 
-  void Lock(std::uint32_t byte, Kind kind);  // waits; throws Failure (Disk), Interruption
-  bool TryLock(std::uint32_t byte, Kind kind);
+  void Lock(std::uint32_t byte, Kind kind);     // waits; throws Failure (Disk), Interruption
+  bool TryLock(std::uint32_t byte, Kind kind);  // throws Failure (Disk) where files cannot be locked
   void Unlock(std::uint32_t byte);
-  // Whether another process has it.
+  // Whether another program has it exclusively. Not for a byte that this object has.
   bool IsLockedElsewhere(std::uint32_t byte);
 
  private:

@@ -21,11 +21,11 @@ struct SavedTransfer {
   std::string localPath;  // absolute, in the library's form: a download's target, an upload's source
   std::string user;       // for the login; empty: the URL's, or anonymous
 
-  bool isActive = false;        // --active
-  bool isSynchronised = false;  // --sync
-  bool overwrites = false;      // --overwrite
-  bool savesPassword = false;   // --save-password
-  bool continuesUpload = false; // --continue
+  bool isActive = false;         // --active
+  bool isSynchronised = false;   // --sync
+  bool overwrites = false;       // --overwrite
+  bool savesPassword = false;    // --save-password
+  bool continuesUpload = false;  // --continue
 
   TransferStatus status = TransferStatus::Waiting;
   unsigned attempts = 0;   // connections tried so far
@@ -51,8 +51,8 @@ struct SavedTransfer {
 // are escaped.
 std::string FormatSavedTransfer(const SavedTransfer& transfer);
 
-// Reads it back with the library's own reader of configuration files; unknown keys are passed over. Nothing when
-// the file is damaged: a key that must be there is missing, or a value is out of range.
+// Reads it back with the library's own reader of configuration files; unknown keys are passed over. Nothing
+// when the file is damaged: a key that must be there is missing, or a value is out of range.
 std::optional<SavedTransfer> ReadSavedTransfer(const std::string& path, unsigned number);
 
 }  // namespace tool

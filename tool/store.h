@@ -2,12 +2,16 @@
 //
 //   N.vrx    the library's record
 //   N.conf   what the program knows beside it (saved_transfer.h)
+//   N.claim  stands for N.conf while the transfer is created or removed: alone it counts for nothing once the
+//            program has ended, together with N.vrx it is as good as N.conf
 //   next     the next number
 //   lock     byte 0: the folder as a whole; byte 1: shared by every running program; byte 16 + N: transfer N
 //
+// A file is written as NAME.new, which then replaces it.
+//
 // The folder is $QZ_TRANSFERS; else $XDG_DATA_HOME/qz/transfers, ~/.local/share/qz/transfers, on Windows
-// %LOCALAPPDATA%\qz\transfers; where that cannot be made, "transfers" in the library's cache folder. Any thread
-// may call every function of a Store.
+// %LOCALAPPDATA%\qz\transfers; where that cannot be made, "transfers" in the library's cache folder. Any
+// thread may call every function of a Store.
 #ifndef TOOL_STORE_H
 #define TOOL_STORE_H
 
@@ -65,8 +69,10 @@ class Store {
   StoreListing List();
 
   // The transfer with this number; nothing when there is none. Throws Failure (Other) when it is damaged.
+  // What was found before Take may have changed: find it again under the claim.
   std::optional<SavedTransfer> Find(unsigned number);
-  // The transfer with this direction, URL (without user and password) and local path.
+  // The transfer with this direction, URL (without user and password) and local path, also one that another
+  // program is creating. Damaged ones are passed over.
   std::optional<SavedTransfer> Find(bool isUpload, const std::string& url, const std::string& localPath);
   // A download to this path, whatever its URL.
   std::optional<SavedTransfer> FindTarget(const std::string& localPath);
@@ -76,14 +82,15 @@ class Store {
   // Whether another program, or a thread of this one, has it.
   bool IsTaken(unsigned number);
 
-  // A new number, claimed. Nothing is written under it yet. Finding and creating are one step for all programs:
-  // found: receives the transfer with that URL and path when there is one; then null is returned.
+  // A new number, claimed. Nothing is written under it yet. Finding and creating are one step for all
+  // programs: found: receives the transfer with that URL and path when there is one; then null is returned.
   std::unique_ptr<Claim> Create(bool isUpload, const std::string& url, const std::string& localPath,
                                 std::optional<SavedTransfer>* found);
 
-  // Writes what changed since the last time, the record first. The caller has the claim. Throws Failure (Disk).
+  // Writes what changed since the last time, the record first. The caller has the claim. Throws Failure
+  // (Disk).
   void Save(const SavedTransfer& transfer, const std::string& record);
-  // N.conf alone.
+  // N.conf alone. Where there is no record yet, the transfer still counts for nothing after the claim.
   void Save(const SavedTransfer& transfer);
   // The bytes of N.vrx; nothing when it is missing.
   std::optional<std::string> ReadRecord(unsigned number);
@@ -91,12 +98,16 @@ class Store {
   void Remove(unsigned number);
 
   // Removes data and log files of the library's own making in its cache folder that no record names, and what
-  // killed programs left in this folder. Only while no other program runs; else nothing happens.
+  // killed programs left in this folder. Only while no other program runs; else nothing happens. Nothing of
+  // the cache folder is removed unless every record can be read. Call it before the first claim: records are
+  // opened. Throws Failure (Disk), Interruption.
   void Sweep();
 
  private:
   friend class Claim;
   struct State;
+  void Release(unsigned number) noexcept;
+
   std::string folder_;
   std::unique_ptr<State> state_;
 };

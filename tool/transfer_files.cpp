@@ -1,0 +1,95 @@
+#include "tool/transfer_files.h"
+
+#include <charconv>
+#include <string_view>
+
+#include "tool/private_file.h"
+
+namespace tool {
+namespace {
+
+constexpr char kLeftoverSuffix[] = ".new";
+
+struct PartSuffix {
+  std::string_view suffix;
+  bool TransferParts::*part;
+};
+constexpr PartSuffix kSuffixes[] = {
+    {".vrx", &TransferParts::hasRecord},         {".conf", &TransferParts::hasConfiguration},
+    {".claim", &TransferParts::hasClaim},        {".vrx.new", &TransferParts::hasLeftovers},
+    {".conf.new", &TransferParts::hasLeftovers}, {".claim.new", &TransferParts::hasLeftovers},
+};
+
+// The number before the first "."; 0 when there is none, or not as it is written here.
+unsigned NumberOf(std::string_view digits) {
+  unsigned number = 0;
+  const char* end = digits.data() + digits.size();
+  const auto [stop, error] = std::from_chars(digits.data(), end, number);
+  const bool isNumber = error == std::errc{} && stop == end && digits.front() != '0';
+  return isNumber && number <= kGreatestTransferNumber ? number : 0;
+}
+
+void Note(const std::string& name, std::map<unsigned, TransferParts>* all) {
+  const std::size_t dot = name.find('.');
+  if (dot == std::string::npos) return;
+  const std::string_view suffix = std::string_view(name).substr(dot);
+  for (const PartSuffix& known : kSuffixes) {
+    if (suffix != known.suffix) continue;
+    const unsigned number = NumberOf(std::string_view(name).substr(0, dot));
+    if (number != 0) (*all)[number].*known.part = true;
+    return;
+  }
+}
+
+}  // namespace
+
+std::string TransferFiles::Path(unsigned number, const char* suffix) const {
+  return PathInFolder(folder_, std::to_string(number) + suffix);
+}
+
+std::string TransferFiles::NextPath() const {
+  return PathInFolder(folder_, "next");
+}
+
+std::string TransferFiles::LockPath() const {
+  return PathInFolder(folder_, "lock");
+}
+
+std::map<unsigned, TransferParts> TransferFiles::Scan() const {
+  std::map<unsigned, TransferParts> all;
+  for (const std::string& name : NamesInFolder(folder_)) Note(name, &all);
+  return all;
+}
+
+TransferParts TransferFiles::PartsOf(unsigned number) const {
+  TransferParts parts;
+  parts.hasRecord = IsRegularFile(RecordPath(number));
+  parts.hasConfiguration = IsRegularFile(ConfigurationPath(number));
+  parts.hasClaim = IsRegularFile(ClaimPath(number));
+  return parts;
+}
+
+std::optional<SavedTransfer> TransferFiles::Read(unsigned number, const TransferParts& parts) const {
+  const bool isConfigured = parts.hasConfiguration;
+  return ReadSavedTransfer(isConfigured ? ConfigurationPath(number) : ClaimPath(number), number);
+}
+
+DamagedRecord TransferFiles::DamageOf(unsigned number, const TransferParts& parts) const {
+  const std::string name = std::to_string(number);
+  if (!parts.hasRecord) return {ConfigurationPath(number), name + ".vrx is missing"};
+  if (parts.hasConfiguration) return {ConfigurationPath(number), "it is damaged"};
+  if (parts.hasClaim) return {ClaimPath(number), "it is damaged"};
+  return {RecordPath(number), name + ".conf is missing"};
+}
+
+void TransferFiles::RemoveLeftovers(unsigned number) const {
+  for (const std::string& path : {RecordPath(number), ConfigurationPath(number), ClaimPath(number)}) {
+    RemovePrivateFile(path + kLeftoverSuffix);
+  }
+}
+
+void TransferFiles::RemoveLeftoverOfNext() const {
+  RemovePrivateFile(NextPath() + kLeftoverSuffix);
+}
+
+}  // namespace tool
