@@ -4,6 +4,7 @@
 #include <set>
 #include <string_view>
 
+#include "qz/error.h"
 #include "qz/file.h"
 #include "qz/time.h"
 #include "tool/console.h"

@@ -16,6 +16,7 @@
 #include <memory>
 
 #include "qz/config.h"
+#include "qz/error.h"
 #include "tool/console.h"
 
 namespace tool {
@@ -31,13 +32,13 @@ constexpr char kEndKey[] = "end";
 // The library reads lines of up to 4096 bytes.
 constexpr std::size_t kLongestValue = 2000;
 
-struct Word {
+struct Choice {
   const char* text;
   bool isSet;
 };
-constexpr Word kDirections[] = {{"download", false}, {"upload", true}};
-constexpr Word kAnswers[] = {{"no", false}, {"yes", true}};
-constexpr Word kStatuses[] = {{"waiting", false}, {"failed", true}};
+constexpr Choice kDirections[] = {{"download", false}, {"upload", true}};
+constexpr Choice kAnswers[] = {{"no", false}, {"yes", true}};
+constexpr Choice kStatuses[] = {{"waiting", false}, {"failed", true}};
 
 struct TextField {
   const char* key;
@@ -107,9 +108,9 @@ void AppendText(const char* key, const std::string& value, std::string* text) {
 }
 
 template <std::size_t Count>
-void AppendWord(const char* key, const Word (&words)[Count], bool isSet, std::string* text) {
-  for (const Word& word : words) {
-    if (word.isSet == isSet) AppendLine(key, word.text, text);
+void AppendWord(const char* key, const Choice (&choices)[Count], bool isSet, std::string* text) {
+  for (const Choice& choice : choices) {
+    if (choice.isSet == isSet) AppendLine(key, choice.text, text);
   }
 }
 
@@ -152,10 +153,10 @@ bool ReadNumber(const std::string& value, Number* number) {
 }
 
 template <std::size_t Count>
-bool ReadWord(const Word (&words)[Count], const std::string& value, bool* isSet) {
-  for (const Word& word : words) {
-    if (value != word.text) continue;
-    *isSet = word.isSet;
+bool ReadWord(const Choice (&choices)[Count], const std::string& value, bool* isSet) {
+  for (const Choice& choice : choices) {
+    if (value != choice.text) continue;
+    *isSet = choice.isSet;
     return true;
   }
   return false;

@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <stdexcept>
 
+#include "qz/error.h"
 #include "qz/file.h"
 #include "qz/os.h"
 #include "tool/cache_sweep.h"
@@ -119,7 +120,7 @@ struct Store::State {
   }
 
   bool IsTaken(unsigned number);
-  bool Claim(unsigned number);
+  bool Hold(unsigned number);
   Held& HeldOf(unsigned number);
   void Release(unsigned number);
 
@@ -152,7 +153,7 @@ bool Store::State::IsTaken(unsigned number) {
   return held.contains(number) || lock.IsLockedElsewhere(ByteOf(number));
 }
 
-bool Store::State::Claim(unsigned number) {
+bool Store::State::Hold(unsigned number) {
   const std::lock_guard guard(heldMutex);
   if (held.contains(number) || !lock.TryLock(ByteOf(number), Kind::Exclusive)) return false;
   held[number] = {};
@@ -239,7 +240,7 @@ unsigned Store::State::ClaimNextNumber() {
     }
     WritePrivateFile(files.NextPath(), std::to_string(number + 1) + "\n", false);
     next = number + 1;
-    if (Claim(number)) return number;
+    if (Hold(number)) return number;
   }
 }
 
@@ -292,7 +293,7 @@ void Store::State::SaveConfiguration(const SavedTransfer& transfer, Held* own) {
 // A claim beside a record is all that a kill has left of the configuration; any other claim is of no use.
 void Store::State::SweepTransfer(unsigned number, const TransferParts& parts) {
   if (!parts.hasLeftovers && !parts.hasClaim) return;
-  if (!Claim(number)) return;
+  if (!Hold(number)) return;
   files.RemoveLeftovers(number);
   if (parts.hasClaim && parts.hasRecord && !parts.hasConfiguration) {
     if (files.Read(number, parts))
@@ -349,7 +350,7 @@ std::optional<SavedTransfer> Store::FindTarget(const std::string& localPath) {
 }
 
 std::unique_ptr<Claim> Store::Take(unsigned number) {
-  if (number == 0 || number > kGreatestTransferNumber || !state_->Claim(number)) return nullptr;
+  if (number == 0 || number > kGreatestTransferNumber || !state_->Hold(number)) return nullptr;
   return std::make_unique<Claim>(this, number);
 }
 
