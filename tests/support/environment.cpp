@@ -4,12 +4,11 @@
 #  include <windows.h>
 #else
 #  include <unistd.h>
-
-#  include <cstdlib>
 #endif
 
 #include <algorithm>
 #include <atomic>
+#include <cstdlib>
 
 namespace {
 
@@ -21,7 +20,9 @@ std::optional<std::string> GetVariable(const char* name) {
   return std::string(value, length);
 }
 
+// The C library has a list of its own, which knows no empty values.
 void SetVariable(const char* name, const char* value) {
+  _putenv((std::string(name) + "=" + (value != nullptr ? value : "")).c_str());
   SetEnvironmentVariableA(name, value);
 }
 #else
