@@ -110,7 +110,7 @@ StepEvent NumberDestination(VRXClient* client) {
   char path[kPathSize];
   client->replacedPath[0] = '\0';
   const char* wanted = client->data.localPath;
-  if (File_NumberName(wanted, path) != Error_None) return RefuseMove(client, wanted);
+  if (iFile_NumberLastPart(wanted, path) != Error_None) return RefuseMove(client, wanted);
   // It gets the name of what it replaces when the agents are content with it.
   if (client->replacesTarget && strcmp(wanted, path) != 0)
     String_CopyMax(wanted, sizeof client->replacedPath, client->replacedPath);
@@ -149,7 +149,7 @@ ErrorCode StartCopy(VRXClient* client) {
   char wanted[kPathSize];
   const int length = snprintf(wanted, sizeof wanted, "%s%s", client->data.localPath, kCopyEnding.data());
   if (length >= static_cast<int>(sizeof wanted)) return Error_Exceed;
-  ErrorCode status = File_NumberName(wanted, client->copyPath);
+  ErrorCode status = iFile_NumberLastPart(wanted, client->copyPath);
   if (status != Error_None) return status;
   status = File_CopyStart(client->data.dataPath, client->copyPath, 0, client, iVRXClient_CopyProgress,
                           &client->copy);
@@ -189,7 +189,7 @@ ErrorCode NameCopy(VRXClient* client) {
   bool isOtherVolume = false;
   if (iFile_Rename(client->copyPath, client->data.localPath, &isOtherVolume) == Error_None) return Error_None;
   char path[kPathSize];
-  ErrorCode status = File_NumberName(client->data.localPath, path);
+  ErrorCode status = iFile_NumberLastPart(client->data.localPath, path);
   if (status == Error_None) status = iFile_Rename(client->copyPath, path, &isOtherVolume);
   if (status == Error_None) SetLocalPath(client, path);
   return status;

@@ -45,6 +45,10 @@ struct File {
 // 3, with 16 for text. isPrivate: nobody else may read it, where the system tells users apart.
 ErrorCode iFile_OpenNew(const char* name, uint32_t mode, bool isPrivate, File** file);
 
+// As File_NumberName, but the extension begins at the last "." of the part behind the last "/", so that the
+// numbered name is in the same directory.
+ErrorCode iFile_NumberLastPart(const char* name, char* result);
+
 // Makes a file that stood nowhere before, marked temporary, in a system directory. Its name, given out in
 // `name` (kFileNameSize bytes), is made by File_UniquifyName from the prefix and has the ending behind it.
 // mode and isPrivate: as above.

@@ -30,8 +30,15 @@ size_t BaseLength(const char* name) {
   return dot != nullptr ? static_cast<size_t>(dot - name) : strlen(name);
 }
 
-ErrorCode FormNumberedName(const char* name, int32_t number, char (&result)[kFileNameSize]) {
-  const size_t baseLength = BaseLength(name);
+// The same when only the part behind the last "/" has an extension.
+size_t BaseLengthOfLastPart(const char* name) {
+  const char* separator = strrchr(name, '/');
+  const char* part = separator != nullptr ? separator + 1 : name;
+  return static_cast<size_t>(part - name) + BaseLength(part);
+}
+
+ErrorCode FormNumberedName(const char* name, size_t baseLength, int32_t number,
+                           char (&result)[kFileNameSize]) {
   const int length = snprintf(result, sizeof result, "%.*s(%ld)%s", static_cast<int>(baseLength), name,
                               static_cast<long>(number), name + baseLength);
   if (length >= 0 && static_cast<size_t>(length) < sizeof result) return Error_None;
@@ -40,13 +47,27 @@ ErrorCode FormNumberedName(const char* name, int32_t number, char (&result)[kFil
 }
 
 // Leaves the first free candidate in `candidate`, or the one after the last that was looked at.
-ErrorCode FindNumberedName(const char* name, char (&candidate)[kFileNameSize]) {
+ErrorCode FindNumberedName(const char* name, size_t baseLength, char (&candidate)[kFileNameSize]) {
   for (int32_t number = 0; File_Exists(candidate, nullptr) != 0; ++number) {
-    const ErrorCode status = FormNumberedName(name, number, candidate);
+    const ErrorCode status = FormNumberedName(name, baseLength, number, candidate);
     if (status != Error_None) return status;
     if (number == kLastNumber) return Error_Invalid;
   }
   return Error_None;
+}
+
+ErrorCode NumberName(const char* name, size_t (*baseLength)(const char* name), char* result) {
+  if (result == nullptr) return Error_Invalid;
+  char original[kFileNameSize];
+  char candidate[kFileNameSize] = "";
+  ErrorCode status = iFile_CopyName(name, original);
+  if (status == Error_None) status = CheckDirectoryOf(original);
+  if (status == Error_None) {
+    iFile_CopyName(original, candidate);
+    status = FindNumberedName(original, baseLength(original), candidate);
+  }
+  iFile_CopyName(candidate, result);
+  return status;
 }
 
 ErrorCode FormUniqueName(const char* directory, const char* prefix, int32_t number,
@@ -100,18 +121,12 @@ ErrorCode iFile_OpenTemporary(int32_t systemDirectory, const char* prefix, const
   return status;
 }
 
+ErrorCode iFile_NumberLastPart(const char* name, char* result) {
+  return NumberName(name, BaseLengthOfLastPart, result);
+}
+
 ErrorCode File_NumberName(const char* name, char* result) {
-  if (result == nullptr) return Error_Invalid;
-  char original[kFileNameSize];
-  char candidate[kFileNameSize] = "";
-  ErrorCode status = iFile_CopyName(name, original);
-  if (status == Error_None) status = CheckDirectoryOf(original);
-  if (status == Error_None) {
-    iFile_CopyName(original, candidate);
-    status = FindNumberedName(original, candidate);
-  }
-  iFile_CopyName(candidate, result);
-  return status;
+  return NumberName(name, BaseLength, result);
 }
 
 ErrorCode File_UniquifyName(const char* directory, const char* prefix, char* result) {

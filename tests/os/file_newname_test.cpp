@@ -74,6 +74,27 @@ TEST_F(FileNewNameTest, TakesTheDotOfADirectory) {
   EXPECT_EQ(result_, "x(0).d/name");
 }
 
+TEST_F(FileNewNameTest, NumbersTheLastPartAlone) {
+  struct Row {
+    const char* name;
+    const char* numbered;
+  };
+  directory_.MakeDirectory("x.d");
+  for (const Row& row : {Row{"x.d/name", "x.d/name(0)"}, Row{"x.d/a.tar.gz", "x.d/a.tar(0).gz"},
+                         Row{"x.d/.rc", "x.d/(0).rc"}, Row{"a.txt", "a(0).txt"}, Row{"b", "b(0)"}}) {
+    const std::string name = directory_.Name(row.name);
+    char result[1024] = "unset";
+    EXPECT_EQ(iFile_NumberLastPart(name.c_str(), result), Error_None);
+    EXPECT_EQ(result, name);
+    directory_.Write(row.name, "");
+    EXPECT_EQ(iFile_NumberLastPart(name.c_str(), result), Error_None);
+    EXPECT_EQ(result, directory_.Name(row.numbered));
+  }
+  char result[1024] = "unset";
+  EXPECT_EQ(iFile_NumberLastPart(directory_.Name("missing/a").c_str(), result), Error_Invalid);
+  EXPECT_STREQ(result, "");
+}
+
 TEST_F(FileNewNameTest, NeedsTheDirectory) {
   directory_.Write("f", "");
   EXPECT_EQ(Number("missing/a.txt"), Error_Invalid);

@@ -40,6 +40,36 @@ TEST_F(Finish, NumbersTheNameOfAFileThatStandsThere) {
   EXPECT_EQ(Files().Read("target(0).txt"), "hello");
 }
 
+// The dot of a directory is no beginning of an extension: there is no directory "my(0).dir".
+TEST_F(Finish, NumbersTheNameAlone_WhenADirectoryHasADot) {
+  for (const bool isCopied : {false, true}) {
+    SCOPED_TRACE(isCopied);
+    const std::string directory = isCopied ? "other.dir" : "my.dir";
+    Files().MakeDirectory(directory);
+    Files().Write(directory + "/target", "old");
+    Conversation transfer(this);
+    Complete(&transfer, "hello", directory + "/target");
+    iVRXClient_SetCopiesAlways(isCopied);
+    EXPECT_EQ(transfer.Work(), VRXClientResult_Completed);
+    EXPECT_EQ(transfer.LocalPath(), "{files}/" + directory + "/target(0)");
+    EXPECT_EQ(Files().Read(directory + "/target"), "old");
+    EXPECT_EQ(Files().Read(directory + "/target(0)"), "hello");
+  }
+}
+
+// While the copy runs another program takes its name.
+TEST_F(Finish, NumbersTheNameOfACopyAlone_WhenItIsTakenMeanwhile) {
+  Files().MakeDirectory("my.dir");
+  Conversation transfer(this);
+  Complete(&transfer, "hello", "my.dir/target");
+  iVRXClient_SetCopiesAlways(true);
+  EXPECT_LE(transfer.Step(), VRXClientResult_Changed);
+  Files().Write("my.dir/target", "of another program");
+  EXPECT_EQ(transfer.Work(), VRXClientResult_Completed);
+  EXPECT_EQ(Files().Read("my.dir/target"), "of another program");
+  EXPECT_EQ(Files().Read("my.dir/target(0)"), "hello");
+}
+
 TEST_F(Finish, ReplacesAFile_WhenTheApplicationSaysSo) {
   Files().Write("target", "old");
   Conversation transfer(this);
