@@ -8,6 +8,7 @@
 #include <cstring>
 #include <string_view>
 
+#include "os/core/owned.h"
 #include "os/file/file_internal.h"
 #include "os/platform/filesystem.h"
 #include "qz/string.h"
@@ -203,9 +204,18 @@ StepEvent FailCopy(VRXClient* client) {
   return FailedWithoutStatus();
 }
 
+// The data file was on the disk; its copy need not be.
+ErrorCode FlushCopy(const VRXClient* client) {
+  Owned<File, File_Close> copy;
+  const ErrorCode status = File_Open(client->copyPath, FileMode_Append, copy.out());
+  if (status != Error_None) return status;
+  return File_FlushToDisk(copy.get()) == 0 ? Error_None : Error_Fail;
+}
+
 StepEvent ContinueMove(VRXClient* client) {
   ErrorCode status = iVRXClient_ContinueCopy(client);
   if (status == Error_None && client->copy != nullptr) return Stay();
+  if (status == Error_None && client->syncsDataFile) status = FlushCopy(client);
   if (status == Error_None) status = NameCopy(client);
   if (status != Error_None) return FailCopy(client);
   iVRXClient_Message(client, TransferMessage_Copied, client->data.localPath);
