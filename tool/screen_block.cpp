@@ -11,7 +11,8 @@ std::string CursorUp(std::size_t lines) {
 
 std::string Drawn(const std::vector<std::string>& lines) {
   std::string drawn;
-  for (const std::string& line : lines) drawn += (drawn.empty() ? "\r" : "\n") + line;
+  for (const std::string& line : lines) drawn += line + "\n";
+  if (!drawn.empty()) drawn.pop_back();
   return drawn;
 }
 
@@ -29,8 +30,7 @@ std::string ScreenBlock::Replace(const std::string& messages, const std::vector<
 }
 
 std::string ScreenBlock::ToFirstLine() const {
-  if (shown_.empty()) return "";
-  return shown_.size() == 1 ? "\r" : "\r" + CursorUp(shown_.size() - 1);
+  return shown_.size() > 1 ? CursorUp(shown_.size() - 1) + "\r" : "\r";
 }
 
 std::string ScreenBlock::Erase(unsigned columns) const {
