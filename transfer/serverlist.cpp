@@ -40,7 +40,7 @@ bool Fits(const URLData& url, uint32_t limit) {
 ErrorCode Append(ServerList* list, OwnedURL* url, bool isFailed) {
   auto* entry = static_cast<ServerEntry*>(Memory_New(sizeof(ServerEntry)));
   if (entry == nullptr) return Error_Memory;
-  *entry = {nullptr, url->release(), isFailed};
+  *entry = {nullptr, url->release(), isFailed, nullptr};
   (list->first == nullptr ? list->first : list->last->next) = entry;
   list->last = entry;
   ++list->count;
@@ -139,6 +139,7 @@ void iServerList_Delete(ServerList* list) {
   for (ServerEntry* entry = list->first; entry != nullptr;) {
     ServerEntry* next = entry->next;
     Memory_Delete(entry->url);
+    Memory_Delete(entry->requestTarget);
     Memory_Delete(entry);
     entry = next;
   }
@@ -169,6 +170,18 @@ ServerEntry* iServerList_Find(const ServerList& list, const URLData& url) {
 bool iServerList_Contains(const ServerList& list, const char* url) {
   OwnedURL parsed;
   return URL_NewData(url, parsed.out()) == Error_None && iServerList_Find(list, *parsed.get()) != nullptr;
+}
+
+ErrorCode iServerList_SetRequestTarget(ServerEntry* entry, std::string_view target) {
+  char* copy = nullptr;
+  if (!target.empty()) {
+    copy = static_cast<char*>(Memory_New(target.size() + 1));
+    if (copy == nullptr) return Error_Memory;
+    copy[target.copy(copy, target.size())] = '\0';
+  }
+  Memory_Delete(entry->requestTarget);
+  entry->requestTarget = copy;
+  return Error_None;
 }
 
 ErrorCode iServerList_Add(ServerList* list, const char* url, bool* isAdded) {

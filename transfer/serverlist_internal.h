@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string_view>
 
 #include "qz/traverse.h"
 #include "qz/url.h"
@@ -11,7 +12,8 @@
 struct ServerEntry {
   ServerEntry* next;  // in list order; null: the last one
   URLData* url;
-  bool isFailed;  // the transfer dropped it; it is passed over until the marks are cleared
+  bool isFailed;        // the transfer dropped it; it is passed over until the marks are cleared
+  char* requestTarget;  // owned; null: the path of the URL is requested; not in the record
 };
 
 // A list without an entry is all zeroes: ServerList list = {};
@@ -51,6 +53,9 @@ bool iServerList_Contains(const ServerList& list, const char* url);
 // full, and after a failure. Error_None; Error_Exceed for a text over kServerTextLimit; what URL_NewData
 // gives.
 ErrorCode iServerList_Add(ServerList* list, const char* url, bool* isAdded);
+
+// Sets what is requested of a server over HTTP; empty: the path of its URL. Error_None; Error_Memory.
+ErrorCode iServerList_SetRequestTarget(ServerEntry* entry, std::string_view target);
 
 // Adds the URLs of a text, which ";" separates. What is no URL, too long, or there already is skipped.
 // isAnyAdded: whether the list has grown, whatever the status. Error_None; Error_Memory.

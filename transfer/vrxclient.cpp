@@ -232,6 +232,12 @@ ErrorCode NoteAdded(VRXClient* client, ErrorCode status, bool isGrown, bool* isA
   return status;
 }
 
+// Begins with "/", and holds no byte that would end it in a request.
+bool IsRequestTarget(std::string_view text) {
+  return text.starts_with('/') &&
+         std::none_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) <= ' '; });
+}
+
 const ServerEntry* EntryAt(const ServerList& servers, uint32_t index) {
   const ServerEntry* entry = servers.first;
   for (; entry != nullptr && index > 0; --index) entry = entry->next;
@@ -676,6 +682,31 @@ ErrorCode VRXClient_SetActiveMode(VRXClient* client, int32_t flag) {
   if (client == nullptr) return Error_Invalid;
   client->usesActiveMode = flag != 0;
   return Error_None;
+}
+
+ErrorCode VRXClient_GetUser(const VRXClient* client, char* user, char* password) {
+  if (user != nullptr) user[0] = '\0';
+  if (password != nullptr) password[0] = '\0';
+  if (client == nullptr) return Error_Invalid;
+  if (user != nullptr) GiveText(client->data.user, user);
+  if (password != nullptr) GiveText(client->data.password, password);
+  return Error_None;
+}
+
+ErrorCode VRXClient_SetRequestTarget(VRXClient* client, const char* url, const char* target) {
+  if (client == nullptr) return Error_Invalid;
+  const std::string_view text = target != nullptr ? target : "";
+  if (!text.empty() && !IsRequestTarget(text)) return Error_Invalid;
+  if (text.size() > kServerTextLimit) return Error_Exceed;
+  ServerEntry* entry = client->data.servers.first;
+  if (url != nullptr) {
+    URLData* data = nullptr;
+    const ErrorCode status = URL_NewData(url, &data);
+    if (status != Error_None) return status;
+    entry = iServerList_Find(client->data.servers, *data);
+    Memory_Delete(data);
+  }
+  return entry != nullptr ? iServerList_SetRequestTarget(entry, text) : ErrorCode{Error_NotFound};
 }
 
 ErrorCode VRXClient_SetRelativePaths(VRXClient* client, int32_t flag) {

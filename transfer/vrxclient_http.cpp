@@ -1,9 +1,11 @@
 // The start of a transfer over HTTP: the request, redirects, web pages, and what the range of the response
 // means.
+#include <cstdio>
 #include <cstring>
 #include <string_view>
 
 #include "net/httpc_internal.h"
+#include "net/url_internal.h"
 #include "qz/os.h"
 #include "qz/string.h"
 #include "transfer/vrxclient_machine_internal.h"
@@ -31,9 +33,34 @@ ErrorCode SetHeaders(VRXClient* client) {
   return status == Error_None ? HTTPc_SetRange64(client->http, client->offset, UINT64_MAX) : status;
 }
 
+// Without a proxy the request's client resolves one level of escapes: the percent signs get one more.
+ErrorCode FormatRequestURL(const URLData& server, const char* target, bool isViaProxy,
+                           char (&url)[kURLSize]) {
+  URLData origin = server;
+  origin.path = nullptr;
+  ErrorCode status = iURL_Format(&origin, sizeof url, url);
+  if (status != Error_None) return status;
+  size_t length = strlen(url);
+  for (const char* next = target; *next != '\0'; ++next) {
+    const std::string_view piece =
+        *next == '%' && !isViaProxy ? std::string_view("%25") : std::string_view(next, 1);
+    if (length + piece.size() >= sizeof url) return Error_Exceed;
+    length += piece.copy(url + length, piece.size());
+  }
+  url[length] = '\0';
+  return Error_None;
+}
+
+const char* RequestTarget(const VRXClient* client) {
+  return client->entry != nullptr ? client->entry->requestTarget : nullptr;
+}
+
 ErrorCode Request(VRXClient* client) {
   char url[kURLSize];
-  ErrorCode status = URL_FromData(client->server, url);
+  const char* target = RequestTarget(client);
+  ErrorCode status = target != nullptr
+                         ? FormatRequestURL(*client->server, target, client->http->viaProxy, url)
+                         : URL_FromData(client->server, url);
   if (status == Error_None) status = SetHeaders(client);
   if (status == Error_None) status = HTTPc_Get(client->http, url, &client->lastReply, &client->dataStream);
   return status;
@@ -62,13 +89,28 @@ StepEvent EndRedirects(VRXClient* client) {
   return Ends(VRXClientResult_Failed);
 }
 
+// What the location says stays, when what was requested was as exact.
+ErrorCode AddExactTarget(VRXClient* client, const char* location) {
+  char url[kURLSize];
+  ErrorCode status = iResume_ResolveLocation(*client->server, RequestTarget(client), location, url);
+  if (status == Error_None) status = iVRXClient_AddServer(client, url, nullptr);
+  if (status != Error_None) return status;
+  // The target is the end of the URL's text.
+  return VRXClient_SetRequestTarget(client, url, iResume_RequestTargetOf(url));
+}
+
+ErrorCode AddTarget(VRXClient* client, const char* location) {
+  if (RequestTarget(client) != nullptr) return AddExactTarget(client, location);
+  char url[kURLSize];
+  const ErrorCode status = iResume_RedirectTarget(*client->server, location, url);
+  return status == Error_None ? iVRXClient_AddServer(client, url, nullptr) : status;
+}
+
 StepEvent FollowRedirect(VRXClient* client) {
   char location[kURLSize];
   if (!GetLocation(client, location)) return RefuseRedirect(client);
   if (++client->redirectCount > kRedirectLimit) return EndRedirects(client);
-  char target[kURLSize];
-  ErrorCode status = iResume_RedirectTarget(*client->server, location, target);
-  if (status == Error_None) status = iVRXClient_AddServer(client, target, nullptr);
+  const ErrorCode status = AddTarget(client, location);
   if (status == Error_Memory) return Failed(status);
   if (status != Error_None) return RefuseRedirect(client);
   iVRXClient_DropServer(client, VRXClientReason_Redirected);

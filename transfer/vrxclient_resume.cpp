@@ -11,6 +11,8 @@
 //   range, first = 0                    Restart   the same
 //   range                               Refused
 #include <cstring>
+#include <initializer_list>
+#include <string_view>
 
 #include "net/url_internal.h"
 #include "qz/error.h"
@@ -60,6 +62,28 @@ ResumeDecision JudgeRange(const HTTPAnswer& answer, const KnownFile& known) {
   return answer.first == 0 ? ResumeDecision{ResumeAction::Restart, true, size} : kRefused;
 }
 
+// ---- redirects ---------------------------------------------------------------------------------
+
+constexpr char kSchemeEnd[] = "://";
+
+// Writes the pieces one behind the other; Error_Exceed when the room does not suffice.
+ErrorCode Concatenate(std::initializer_list<std::string_view> pieces, char (&text)[kURLSize]) {
+  size_t length = 0;
+  for (const std::string_view piece : pieces) {
+    if (length + piece.size() >= kURLSize) return Error_Exceed;
+    length += piece.copy(text + length, piece.size());
+  }
+  text[length] = '\0';
+  return Error_None;
+}
+
+bool IsURL(const char* text) {
+  URLData* data = nullptr;
+  const bool isURL = URL_NewData(text, &data) == Error_None;
+  Memory_Delete(data);
+  return isURL;
+}
+
 }  // namespace
 
 ResumeDecision iResume_JudgeHTTP(const HTTPAnswer& answer, const KnownFile& known) {
@@ -102,4 +126,26 @@ ErrorCode iResume_RedirectTarget(const URLData& base, const char* location, char
   URLData changed = base;
   changed.path = path;
   return iURL_Format(&changed, sizeof target, target);
+}
+
+ErrorCode iResume_ResolveLocation(const URLData& base, std::string_view requestTarget, const char* location,
+                                  char (&url)[kURLSize]) {
+  const std::string_view given = std::string_view(location).substr(0, std::string_view(location).find('#'));
+  if (given.starts_with("//")) return Concatenate({"http:", given}, url);
+  if (IsURL(location)) return Concatenate({given}, url);
+  URLData originData = base;
+  originData.path = nullptr;
+  char origin[kURLSize];
+  const ErrorCode status = iURL_Format(&originData, sizeof origin, origin);
+  if (status != Error_None) return status;
+  std::string_view path = requestTarget.substr(0, requestTarget.find('?'));
+  if (given.starts_with('/')) path = {};
+  if (!given.starts_with('?')) path = path.substr(0, path.rfind('/') + 1);
+  return Concatenate({origin, path, given}, url);
+}
+
+const char* iResume_RequestTargetOf(const char* url) {
+  const char* scheme = strstr(url, kSchemeEnd);
+  const char* path = scheme != nullptr ? strchr(scheme + strlen(kSchemeEnd), '/') : nullptr;
+  return path != nullptr ? path : "/";
 }

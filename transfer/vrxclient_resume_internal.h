@@ -62,3 +62,13 @@ uint64_t iResume_UploadOffset(uint64_t serverSize, uint64_t dataFileSize);
 // replaced, or with the location behind the last "/" of its path. What stands behind the first "?" or "#" of
 // the base's path is no part of it. Nothing of the location is resolved. Error_Exceed.
 ErrorCode iResume_RedirectTarget(const URLData& base, const char* location, char (&target)[kURLSize]);
+
+// The same for a server with a request target of its own (VRXClient_SetRequestTarget): the URL as text,
+// nothing of it escaped or resolved but what RFC 3986, section 5.2.2 says of a host, a path, or a query
+// alone. "." and
+// ".." stay. Error_Exceed.
+ErrorCode iResume_ResolveLocation(const URLData& base, std::string_view requestTarget, const char* location,
+                                  char (&url)[kURLSize]);
+
+// The path and query of a URL's text, as they are written; "/" when there is none.
+const char* iResume_RequestTargetOf(const char* url);

@@ -374,6 +374,20 @@ QZ_API ErrorCode VRXClient_SetActiveMode(VRXClient* client, int32_t flag);
  * transfer, and one that was read, begins at the root. Error_None. */
 QZ_API ErrorCode VRXClient_SetRelativePaths(VRXClient* client, int32_t flag);
 
+/* Sets what is requested of a server over HTTP, byte for byte (RFC 7230, section 5.3.1), also through a
+ * proxy. Without it that is the path of the server's URL with its escapes resolved: "/a%26" is asked for as
+ * "/a&". url: names a server of the transfer; null: the first one. target: path and query as they are
+ * written, at most 1021 bytes, copied; null or empty: the URL's path again. A redirect of such a server leads
+ * exactly where it says, one to "//host/path" or "?query" too (RFC 3986, section 5.2.2; "." and ".." are left
+ * to the server). Not kept in the record: set it again after reading. Error_None; Error_Invalid for a url
+ * that is no URL, and for a target that does not begin with "/" or holds a blank or control byte;
+ * Error_NotFound for a server that the transfer does not have; Error_Exceed; Error_Memory. */
+QZ_API ErrorCode VRXClient_SetRequestTarget(VRXClient* client, const char* url, const char* target);
+
+/* Gives what VRXClient_SetUser stored, empty when nothing did. user, password: out, 1024 bytes each, may be
+ * null. Error_None. */
+QZ_API ErrorCode VRXClient_GetUser(const VRXClient* client, char* user, char* password);
+
 /* Reports a text through the message callbacks and adds it to the log, for agents. text: any length.
  * Error_None. */
 QZ_API ErrorCode VRXClient_AgentMessage(VRXClient* client, const char* text);

@@ -1,4 +1,5 @@
 // Redirects: where they lead, what the transfer says, and where it ends.
+#include "qz/proxy.h"
 #include "tests/transfer/transfer_trace.h"
 
 namespace transfer {
@@ -349,6 +350,78 @@ TEST_F(HTTPRedirect, TellsTheNextServerNothingOfTheLogin) {
   download->RunToCompletion();
   EXPECT_EQ(second.Received(0).find("secret"), std::string::npos);
   EXPECT_EQ(second.Received(0).find("someone"), std::string::npos);
+}
+
+// ---- requests that name what the URL names -----------------------------------------------------
+
+class HTTPExact : public HTTPRedirect {
+ protected:
+  void TearDown() override {
+    Proxy_SetEnabled(0);
+    HTTPRedirect::TearDown();
+  }
+  Script AnswersForProxy(const std::string& url) const {
+    const std::string own = "Host: 127.0.0.1";
+    std::string request = Request(url, "0");
+    return scripted_http::Exchange(request.replace(request.find(own), own.size(), "Host: server.invalid"),
+                                   kFile);
+  }
+  // Gets the file that the first server of the transfer has under this target.
+  void ExpectBytes(TracedTransfer* download, const char* target) {
+    EXPECT_EQ(VRXClient_SetRequestTarget(*download, nullptr, target), Error_None);
+    download->RunToCompletion();
+    EXPECT_EQ(OutBytes(), "abcd");
+  }
+};
+
+TEST_F(HTTPExact, RequestsTheTargetByteForByte) {
+  ScriptedServer server({Answers("0", kFile, "/a%20b?q=%26%2F")});
+  auto download = NewDownload(server, "/a%20b?q=%26%2F");
+  ExpectBytes(download.get(), "/a%20b?q=%26%2F");
+}
+
+TEST_F(HTTPExact, RequestsTheRoot) {
+  ScriptedServer server({Answers("0", kFile, "/")});
+  auto download = NewDownload(server, "/?");
+  ExpectBytes(download.get(), "/");
+}
+
+TEST_F(HTTPExact, RequestsTheSameThroughAProxy) {
+  ScriptedServer server({AnswersForProxy("http://server.invalid/a%20b?q=%26")});
+  Proxy_SetServer(ProxyIndex_HTTP, "127.0.0.1", server.port());
+  Proxy_SetEnabled(1);
+  auto download = NewDownload("http://server.invalid/a%20b?q=%26");
+  ExpectBytes(download.get(), "/a%20b?q=%26");
+}
+
+TEST_F(HTTPExact, FollowsARedirectToExactlyItsLocation) {
+  ScriptedServer second({Answers("0", kFile, "/new%20place?q=%26")});
+  ScriptedServer first({Answers("0", To(URL(second, "/new%20place?q=%26")))});
+  auto download = NewDownload(first);
+  ExpectBytes(download.get(), "/file.bin");
+}
+
+TEST_F(HTTPExact, ResolvesTheEscapesOfTheURLOtherwise) {
+  ScriptedServer server({Answers("0", kFile, "/a&b")});
+  auto download = NewDownload(server, "/a%26b");
+  EXPECT_EQ(VRXClient_SetRequestTarget(*download, nullptr, "/other"), Error_None);
+  EXPECT_EQ(VRXClient_SetRequestTarget(*download, nullptr, nullptr), Error_None);
+  download->RunToCompletion();
+  EXPECT_EQ(OutBytes(), "abcd");
+}
+
+TEST_F(HTTPExact, RefusesWhatIsNoTarget) {
+  ScriptedServer server({Answers("0", kFile)});
+  auto download = NewDownload(server);
+  for (const char* target : {"x", "/a b", "/a\r\nX: y", "?q"})
+    EXPECT_EQ(VRXClient_SetRequestTarget(*download, nullptr, target), Error_Invalid) << target;
+  EXPECT_EQ(VRXClient_SetRequestTarget(*download, nullptr, ("/" + std::string(1021, 'x')).c_str()),
+            Error_Exceed);
+  EXPECT_EQ(VRXClient_SetRequestTarget(*download, "http://other/x", "/x"), Error_NotFound);
+  EXPECT_EQ(VRXClient_SetRequestTarget(*download, "no url", "/x"), Error_Invalid);
+  EXPECT_EQ(VRXClient_SetRequestTarget(nullptr, nullptr, "/x"), Error_Invalid);
+  download->RunToCompletion();
+  EXPECT_EQ(OutBytes(), "abcd");
 }
 
 }  // namespace

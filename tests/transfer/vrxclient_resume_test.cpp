@@ -188,4 +188,42 @@ TEST(Resume, FindsWhereARedirectLeads) {
   EXPECT_EQ(Target("http://a/d/f", ("http://b/" + std::string(1100, 'x')).c_str()), "status 5");
 }
 
+std::string Resolved(const char* base, const char* requestTarget, const char* location) {
+  URLData* data = nullptr;
+  EXPECT_EQ(URL_NewData(base, &data), Error_None);
+  char url[kURLSize];
+  const ErrorCode status = iResume_ResolveLocation(*data, requestTarget, location, url);
+  Memory_Delete(data);
+  return status == Error_None ? url : "status " + std::to_string(status);
+}
+
+TEST(Resume, ResolvesALocationWithoutChangingIt) {
+  const struct {
+    const char* requestTarget;
+    const char* location;
+    const char* url;
+  } kRows[] = {
+      {"/d/f", "http://b:8080/x%20y?q=%26", "http://b:8080/x%20y?q=%26"},
+      {"/d/f", "https://b/x%2F", "https://b/x%2F"},
+      {"/d/f", "ftp://b/x%20y", "ftp://b/x%20y"},
+      {"/d/f", "//b/x%20y", "http://b/x%20y"},
+      {"/d/f", "/x%20y", "http://a:81/x%20y"},
+      {"/d%2F/f", "x%20y", "http://a:81/d%2F/x%20y"},
+      {"/d/f?q=/1/2", "x", "http://a:81/d/x"},
+      {"/d/f?old", "?q=%26", "http://a:81/d/f?q=%26"},
+      {"/d/f", "http://b/x#part", "http://b/x"},
+      {"/d/f", "x#part", "http://a:81/d/x"},
+      {"/d/f", "../x", "http://a:81/d/../x"},
+  };
+  for (const auto& row : kRows)
+    EXPECT_EQ(Resolved("http://a:81/d/f", row.requestTarget, row.location), row.url) << row.location;
+  EXPECT_EQ(Resolved("http://a/d/f", "/d/f", ("//b/" + std::string(1020, 'x')).c_str()), "status 5");
+  EXPECT_EQ(Resolved("http://a/d/f", "/d/f", ("/" + std::string(1020, 'x')).c_str()), "status 5");
+}
+
+TEST(Resume, FindsTheRequestTargetOfAURL) {
+  EXPECT_STREQ(iResume_RequestTargetOf("http://a:81/d%20/f?q=/x"), "/d%20/f?q=/x");
+  EXPECT_STREQ(iResume_RequestTargetOf("http://a"), "/");
+}
+
 }  // namespace

@@ -242,6 +242,24 @@ TEST_F(TransferObject, TakesUserAndPassword) {
   EXPECT_EQ(VRXClient_SetUser(nullptr, "me", "secret"), Error_Invalid);
 }
 
+TEST_F(TransferObject, GivesUserAndPassword) {
+  Transfer transfer;
+  ASSERT_EQ(New("ftp://a/x", &transfer), Error_None);
+  char user[1024] = "?";
+  char password[1024] = "?";
+  EXPECT_EQ(VRXClient_GetUser(transfer.get(), user, password), Error_None);
+  EXPECT_STREQ(user, "");
+  EXPECT_STREQ(password, "");
+  EXPECT_EQ(VRXClient_SetUser(transfer.get(), "me", "secret"), Error_None);
+  EXPECT_EQ(VRXClient_GetUser(transfer.get(), user, nullptr), Error_None);
+  EXPECT_EQ(VRXClient_GetUser(transfer.get(), nullptr, password), Error_None);
+  EXPECT_STREQ(user, "me");
+  EXPECT_STREQ(password, "secret");
+  EXPECT_EQ(VRXClient_GetUser(nullptr, user, password), Error_Invalid);
+  EXPECT_STREQ(user, "");
+  EXPECT_STREQ(password, "");
+}
+
 TEST_F(TransferObject, TakesUserAndPasswordOfUpTo254Bytes) {
   Transfer transfer;
   ASSERT_EQ(New("ftp://a/x", &transfer), Error_None);
