@@ -121,6 +121,8 @@ ErrorCode iSock_Resolve(const char* host, uint16_t port, platform::SocketAddress
 
 // Connects the selected dial-up entry; None when there is nothing to do.
 ErrorCode iSock_EnsureDialUp();
+// Whether Sock_SetRemoteAccess with these arguments would change nothing.
+bool iSock_HasRemoteAccess(const char* entry, bool hangUpWhenIdle);
 
 // Records alive, and how they are counted. Ended counts down, never below 0.
 uint32_t iSock_CountLive();

@@ -4,7 +4,9 @@
 #include <atomic>
 #include <cstdio>
 
+#include "net/sock_internal.h"
 #include "os/file/file_internal.h"
+#include "qz/error.h"
 #include "qz/os.h"
 #include "qz/sock.h"
 #include "transfer/agentlist_internal.h"
@@ -28,8 +30,13 @@ ErrorCode StartAgents() {
   return status == Error_None ? iAgentList_StartSystem(directory) : status;
 }
 
+// An entry that is gone can only be replaced by a program that has started.
 ErrorCode SelectDialUp() {
-  return iVRXClientSystem_ApplyDialUp(false);
+  const ErrorCode status = iVRXClientSystem_ApplyDialUp(false);
+  if (status != Error_None)
+    Error("VRXClientSystem_Init: selecting the dial-up entry gave %ld, %s", static_cast<long>(status),
+          Error_ToString(status));
+  return Error_None;
 }
 
 void EndNothing() {}
@@ -66,7 +73,10 @@ ErrorCode iVRXClientSystem_ApplyDialUp(bool hangUpWhenIdle) {
     isEnabled = preferences->isDialUpEnabled != 0;
     snprintf(entry, sizeof entry, "%s", preferences->dialUpEntry);
   }
-  return Sock_SetRemoteAccess(isEnabled ? entry : nullptr, hangUpWhenIdle ? 1 : 0);
+  if (!isEnabled) return Sock_SetRemoteAccess(nullptr, 0);
+  // Selecting the same again could cut the line of a transfer that is just about to connect.
+  if (iSock_HasRemoteAccess(entry, hangUpWhenIdle)) return Error_None;
+  return Sock_SetRemoteAccess(entry, hangUpWhenIdle ? 1 : 0);
 }
 
 ErrorCode VRXClientSystem_Init(void) {

@@ -148,7 +148,7 @@ QZ_API ErrorCode Sock_AcceptBuffer(Sock* listener, uint32_t bufferKind, Sock** s
  * it is. entry: copied. hangUpWhenIdle: not 0 to hang up, when the last socket is deleted, a connection that
  * the library dialled for this entry. Error_Invalid when there is no such entry or no dial-up service;
  * Error_Inited, and nothing changes, while sockets are alive and the library dialled the connection and is to
- * hang it up. Do not call while another thread creates sockets. */
+ * hang it up. Any thread; a socket that is being connected meanwhile may use the old selection. */
 QZ_API ErrorCode Sock_SetRemoteAccess(const char* entry, int32_t hangUpWhenIdle);
 
 /* Hangs up the connection if the library dialled it, is to hang it up when idle, and no socket is alive. */

@@ -11,10 +11,10 @@ QZ_BEGIN_C
 
 /* Starts, in this order: the list of transfers, empty; the preferences, whose file is made when it is
  * missing; the upgrade check; the classes of agents, with the extensions (".AXT") of the program's directory;
- * and selects the dial-up entry of the preferences when dial-up is enabled. A failure leaves nothing started.
+ * and selects the dial-up entry of the preferences when dial-up is enabled; one that cannot be selected is
+ * only noted through Error(), and the selection stays. A failure leaves nothing started.
  * Error_None; Error_Inited when it is started already, nothing changes then; Error_NotInited before OS_Init;
- * Error_Memory; what reading or writing the preferences gives; Error_Invalid for a dial-up entry that does
- * not exist. */
+ * Error_Memory; what reading or writing the preferences gives. */
 QZ_API ErrorCode VRXClientSystem_Init(void);
 
 /* Ends the classes of agents, the upgrade check and the preferences. Every transfer should have been closed

@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cstring>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "net/remoteaccess_testing.h"
@@ -618,6 +619,41 @@ TEST_F(SockDialUp, ForgetsThatItDialled_WhenDiallingAgainFails) {
   Sock_Delete(sock);
   EXPECT_EQ(fake->dials, 2u);
   EXPECT_EQ(fake->hangUps, 0u);
+}
+
+TEST_F(SockDialUp, DialsOnce_WhenTwoThreadsConnectAtTheSameTime) {
+  ASSERT_EQ(Sock_SetRemoteAccess("isp", 0), Error_None);
+  fake->dialMilliseconds = 200;
+  std::thread other(Resolve);
+  Resolve();
+  other.join();
+  EXPECT_EQ(fake->dials, 1u);
+}
+
+TEST_F(SockDialUp, IsSelectedByOneThread_WhileOthersConnect) {
+  ASSERT_EQ(Sock_SetRemoteAccess("isp", 0), Error_None);
+  std::thread first([] {
+    for (int i = 0; i < 200; ++i) Resolve();
+  });
+  for (int i = 0; i < 200; ++i) EXPECT_EQ(Sock_SetRemoteAccess(i % 2 == 0 ? "second" : "isp", 0), Error_None);
+  first.join();
+  EXPECT_LE(fake->dials, 2u);
+  EXPECT_EQ(fake->hangUps, 0u);
+}
+
+// A dial for an entry says nothing of the one that was selected meanwhile.
+TEST_F(SockDialUp, CountsADialForItsEntryOnly) {
+  ASSERT_EQ(Sock_SetRemoteAccess("isp", 0), Error_None);
+  AddConnection(77, "second", kConnected);
+  fake->dialMilliseconds = 400;
+  std::thread dialling(Resolve);
+  std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  EXPECT_EQ(Sock_SetRemoteAccess("second", 1), Error_None);
+  dialling.join();
+  Sock* sock = nullptr;
+  ASSERT_EQ(Sock_OpenListen(0, &sock), Error_None);
+  Sock_Delete(sock);
+  EXPECT_EQ(fake->hangUps, 0u) << "the user has dialled it";
 }
 
 TEST_F(SockDialUp, HangsUpAtTheEnd_WhenSocketsAreLeft) {

@@ -7,11 +7,11 @@
 #include <string>
 
 #include "net/sock_internal.h"
-#include "qz/agentclass.h"
 #include "qz/remoteaccess.h"
 #include "qz/sock.h"
 #include "qz/vrxclientsystem.h"
 #include "qz/vrxprefs.h"
+#include "tests/support/error_capture.h"
 #include "tests/support/os_session.h"
 #include "tests/support/rasapi32/fake_service.h"
 #include "transfer/vrxclient_internal.h"
@@ -76,11 +76,35 @@ TEST_F(TransferDialUp, UsesNone_WhenItIsNotEnabled) {
   EXPECT_EQ(fake_->dials, 0u);
 }
 
-TEST_F(TransferDialUp, FailsTheStart_WhenTheEntryIsUnknown) {
-  EXPECT_EQ(StartWith(true, "gone", false), Error_Invalid);
-  EXPECT_FALSE(iVRXClientSystem_IsStarted());
-  EXPECT_EQ(VRXPrefs_BeginAccess(), nullptr);
-  EXPECT_EQ(AgentClass_MethodExists("VRXx", "completed"), 0);
+// Only a program that has started can select another one.
+TEST_F(TransferDialUp, StartsAndNotesIt_WhenTheEntryIsUnknown) {
+  const ErrorCapture errors;
+  EXPECT_EQ(StartWith(true, "gone", false), Error_None);
+  EXPECT_TRUE(iVRXClientSystem_IsStarted());
+  ASSERT_EQ(ErrorCapture::Lines().size(), 1u);
+  EXPECT_EQ(ErrorCapture::Lines()[0],
+            "#### Error: VRXClientSystem_Init: selecting the dial-up entry gave -4, Invalid\n");
+  UseLine();
+  EXPECT_EQ(fake_->dials, 0u);
+}
+
+// ... and a transfer that connects meanwhile keeps the line of its own.
+TEST_F(TransferDialUp, KeepsTheLine_WhenATransferSelectsTheSameAgain) {
+  ASSERT_EQ(StartWith(true, "isp", true), Error_None);
+  ASSERT_EQ(iVRXClientSystem_ApplyDialUp(true), Error_None);
+  UseLine();
+  EXPECT_EQ(iVRXClientSystem_ApplyDialUp(true), Error_None);
+  EXPECT_EQ(fake_->dials, 1u);
+  EXPECT_EQ(fake_->hangUps, 0u);
+}
+
+// Whatever the preferences say, what was selected before is hung up as they say now.
+TEST_F(TransferDialUp, SelectsAgain_WhenAnotherThingIsToBecomeOfTheLine) {
+  ASSERT_EQ(StartWith(true, "isp", true), Error_None);
+  UseLine();
+  EXPECT_EQ(iVRXClientSystem_ApplyDialUp(true), Error_None);
+  Sock_CloseRemoteAccess();
+  EXPECT_EQ(fake_->hangUps, 1u);
 }
 
 TEST_F(TransferDialUp, IsHungUp_WhenTheLastTransferIsClosed) {

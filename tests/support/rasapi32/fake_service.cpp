@@ -1,7 +1,9 @@
 // The fake service itself: compiled into the test programs, and into RASAPI32.DLL.
 #include "tests/support/rasapi32/fake_service.h"
 
+#include <chrono>
 #include <cstring>
+#include <thread>
 
 namespace fake_service {
 namespace {
@@ -98,6 +100,7 @@ uint32_t EnumerateConnections(platform::DialConnection* connections, uint32_t* s
 uint32_t Dial(platform::DialParameters* parameters, uint32_t* handle) {
   CheckSize(parameters->size, 1052);
   ++state.dials;
+  std::this_thread::sleep_for(std::chrono::milliseconds(state.dialMilliseconds));
   state.lastDialled = *parameters;
   if (state.dialError != 0) return state.dialError;
   FakeConnection& connection = state.connections[state.connectionCount++];

@@ -35,7 +35,8 @@ struct FakeService {
   uint32_t enumerateEntriesError;  // when there is room for the answer; asking for the size works
   uint32_t enumerateConnectionsError;
   uint32_t dialError;
-  uint32_t dialState;       // of a connection that was dialled
+  uint32_t dialState;  // of a connection that was dialled
+  uint32_t dialMilliseconds;
   bool entriesNeedNothing;  // asking for the size gives 0
   uint32_t countedTooMuch;  // entries and connections that are counted and not given
 
