@@ -13,7 +13,7 @@ namespace {
 
 constexpr uint32_t kAgentMagic = 0x61676E74u;  // "agnt"
 
-// What data of a level begins at a multiple of.
+// What data of a level begins at a multiple of, counted from the block.
 constexpr uint64_t kDataAlignment = 16;
 
 bool IsAgent(const Agent* agent) {

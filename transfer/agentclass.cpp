@@ -27,7 +27,7 @@ constexpr char kRootSignature[] =
     ".classinfo(description=string*,menu=string*,version=integer*,updateURL=string*);"
     "new();delete();traverse(traverse=object,version=integer);";
 
-// What data of a class begins at a multiple of.
+// What data of a class begins at a multiple of, counted from the block.
 constexpr uint64_t kDataAlignment = 16;
 
 // null: the system is not started. Under the lock.

@@ -225,7 +225,11 @@ ErrorCode iAgentList_RemoveFirst(AgentList* list, const char* className) {
 
 void iAgentList_Start(VRXClient* client, AgentList* list, const char* file, const char* url) {
   const HeldLists held;
-  if (held.Status() != Error_None) return;
+  if (held.Status() != Error_None) {
+    Error("iAgentList_Start: waiting for the agents gave %ld, %s", static_cast<long>(held.Status()),
+          Error_ToString(held.Status()));
+    return;
+  }
   const Selected selected = {client, list, file, url};
   char className[kAgentNameSize] = "";
   while (AgentClass_Iterate(kExtensionClassName, sizeof className, className) == Error_None &&

@@ -19,10 +19,7 @@
 
 namespace {
 
-constexpr uint32_t kUploadEditFlags = 0x38;
-constexpr uint32_t kDownloadEditFlags = 0x3A;
 constexpr uint32_t kAlreadyLoggedInMessage = 35;
-constexpr char kLogPrefix[] = "info";
 
 // ---- texts -----------------------------------------------------------------------------------------------
 
@@ -80,7 +77,7 @@ ErrorCode Allocate(Word userData, const VRXClientMethods* methods, OwnedTransfer
   iVRXClient_InitRecord(&client->data);
   client->userData = userData;
   client->methods = methods;
-  client->connectionKind = -1;
+  client->connectionKind = kNoConnection;
   client->dataFileSize = kSizeUnknown;
   client->remaining = kSizeUnknown;
   client->semaphore = Semaphore_New(1, 1);
@@ -188,6 +185,8 @@ ErrorCode Create(const char* url, const char* localPath, bool isUpload, Word use
 // What a step did without its end is done again; complete data stays complete while it is there.
 void SetUpStateRead(VRXClient* client, bool hadDataFile) {
   iVRXClient_AdoptDataFile(client);
+  // The servers before it had failed: this one sent the bytes, and told their time.
+  if (client->offset > 0) client->timeEntry = iServerList_Select(client->data.servers);
   const bool isDataLost = client->data.dataPath[0] == '\0' && (hadDataFile || client->data.isUpload == 0);
   const TransferState state = client->data.state;
   client->isEmptyCopySent = state == TransferState::Finish && isDataLost;

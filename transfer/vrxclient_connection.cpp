@@ -14,28 +14,31 @@ constexpr size_t kAddressSize = 4;
 
 // ---- opening -----------------------------------------------------------------------------------
 
-ErrorCode OpenHTTP(VRXClient* client, uint8_t* address) {
+ErrorCode OpenHTTP(VRXClient* client) {
   const URLData* server = client->server;
-  const ErrorCode status =
-      iHTTPc_Open(server->host, static_cast<uint32_t>(server->port), &client->interrupt, &client->http);
-  return status == Error_None ? HTTPc_GetPeerName(client->http, address, nullptr) : status;
+  return iHTTPc_Open(server->host, static_cast<uint32_t>(server->port), &client->interrupt, &client->http);
 }
 
-ErrorCode OpenFTP(VRXClient* client, uint8_t* address) {
+ErrorCode OpenFTP(VRXClient* client) {
   const URLData* server = client->server;
   const uint32_t flags = FTPcFlag_Welcome | (client->usesActiveMode ? 0 : FTPcFlag_Passive);
-  const ErrorCode status = iFTPc_Open(server->host, static_cast<uint32_t>(server->port), flags,
-                                      &client->interrupt, &client->ftp, &client->lastReply);
-  return status == Error_None ? FTPc_GetPeerName(client->ftp, address, nullptr) : status;
+  return iFTPc_Open(server->host, static_cast<uint32_t>(server->port), flags, &client->interrupt,
+                    &client->ftp, &client->lastReply);
+}
+
+void RecordAddress(const VRXClient* client) {
+  uint8_t address[kAddressSize] = {};
+  const ErrorCode status = client->http != nullptr ? HTTPc_GetPeerName(client->http, address, nullptr)
+                                                   : FTPc_GetPeerName(client->ftp, address, nullptr);
+  if (status == Error_None) iStatistics_RecordAddress(client->server->host, client->server->port, address);
 }
 
 ErrorCode Open(VRXClient* client, int32_t kind) {
-  uint8_t address[kAddressSize] = {};
-  const ErrorCode status = iVRXClient_IsOverHTTP(kind) ? OpenHTTP(client, address) : OpenFTP(client, address);
+  const ErrorCode status = iVRXClient_IsOverHTTP(kind) ? OpenHTTP(client) : OpenFTP(client);
   if (status != Error_None) return status;
   client->connectionKind = kind;
   iVRXClientSystem_RaiseConnections();
-  iStatistics_RecordAddress(client->server->host, client->server->port, address);
+  RecordAddress(client);
   return Error_None;
 }
 
@@ -115,6 +118,7 @@ void iVRXClient_CloseConnection(VRXClient* client, Closing how) {
   if (client->ftp != nullptr) CloseFTP(client, how);
   if (client->connectionKind != kNoConnection) iVRXClientSystem_LowerConnections();
   client->connectionKind = kNoConnection;
+  client->isProbedConnection = false;
   iVRXClient_FallBack(client);
   iVRXClient_CloseDataFile(client);
   iVRXClient_FreeBuffer(client);

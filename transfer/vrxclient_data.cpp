@@ -20,14 +20,29 @@ namespace {
 
 // ---- opening the data file ---------------------------------------------------------------------
 
+constexpr int kNameTries = 100;
+
 StepEvent FailToOpen(VRXClient* client, uint32_t reason) {
   iVRXClient_SetReason(client, reason);
   return FailedWithoutStatus();
 }
 
+// A file that another program has made under the name is no part of this transfer's data.
+ErrorCode CreateNewDataFile(VRXClient* client) {
+  ErrorCode status = Error_Exists;
+  for (int i = 0; i < kNameTries && status == Error_Exists; ++i) {
+    status = iVRXClient_NameDataFile(client);
+    if (status == Error_None)
+      status = iFile_OpenNew(client->data.dataPath, FileMode_Write, false, &client->dataFile);
+  }
+  if (status == Error_None) client->isDataFileNew = false;
+  return status;
+}
+
 ErrorCode CreateDataFile(VRXClient* client) {
   const char* path = client->data.dataPath;
-  // Whoever made an empty file there meanwhile, or before this transfer, keeps its file's name.
+  if (client->isDataFileNew) return CreateNewDataFile(client);
+  // The file of an application, or an empty one of this transfer.
   if (File_Exists(path, nullptr) != 0) return File_Open(path, FileMode_Write, &client->dataFile);
   return iFile_OpenNew(path, FileMode_Write, false, &client->dataFile);
 }
@@ -40,6 +55,7 @@ void ForgetToCut(VRXClient* client) {
 
 StepEvent OpenForDownload(VRXClient* client) {
   client->offset = 0;
+  if (client->isDataFileNew) client->dataFileSize = 0;
   if (client->dataFileSize == 0) {
     ForgetToCut(client);
     return CreateDataFile(client) == Error_None ? Advance() : FailToOpen(client, VRXClientReason_DataFile);
@@ -315,14 +331,6 @@ void iVRXClient_FreeBuffer(VRXClient* client) {
   client->pendingCount = 0;
 }
 
-bool iVRXClient_MeasureDataFile(VRXClient* client) {
-  FileState state;
-  uint64_t size = 0;
-  if (File_GetState64(client->data.dataPath, &state, &size) != Error_None) return false;
-  client->dataFileSize = state.exists != 0 ? size : 0;
-  return true;
-}
-
 bool iVRXClient_CutDataFile(VRXClient* client) {
   Owned<File, File_Close> opened;
   File* file = client->dataFile;
@@ -367,7 +375,7 @@ void iVRXClient_MakeBlocking(Stream* stream) {
 
 StepEvent iVRXClient_OpenDataFile(VRXClient* client, StepMode) {
   if (client->dataFile != nullptr) File_Close(std::exchange(client->dataFile, nullptr));
-  if (!iVRXClient_MeasureDataFile(client))
+  if (iVRXClient_MeasureDataFile(client) != Error_None)
     return iVRXClient_FailWith(client, VRXClientReason_DataFile, TransferMessage_NoDataFile);
   if (client->data.isUpload != 0) return OpenForUpload(client);
   const StepEvent opened = OpenForDownload(client);

@@ -6,6 +6,8 @@
 
 #include "os/core/lock_internal.h"
 #include "os/file/file_internal.h"
+#include "os/platform/filesystem.h"
+#include "os/text/characterclass_internal.h"
 #include "qz/os.h"
 #include "transfer/vrxclient_internal.h"
 
@@ -27,8 +29,8 @@ std::string_view DirectoryOf(std::string_view path) {
 bool IsPartBesideTarget(const VRXClient* client) {
   const std::string_view path = client->data.dataPath;
   const std::string_view target = client->data.localPath;
-  return client->data.isUpload == 0 && !target.empty() && path != target && path.ends_with(kPartEnding) &&
-         DirectoryOf(path) == DirectoryOf(target);
+  return client->data.isUpload == 0 && !target.empty() && !iVRXClient_IsSamePath(path, target) &&
+         path.ends_with(kPartEnding) && iVRXClient_IsSamePath(DirectoryOf(path), DirectoryOf(target));
 }
 
 // Takes the name unless another transfer has it.
@@ -39,7 +41,16 @@ bool Claim(VRXClient* client, const char* path) {
   return true;
 }
 
+// Two programs may draw the same random numbers, and choose one name before either makes the file.
+bool IsNameTaken(const VRXClient* client) {
+  return client->isDataFileNew && File_Exists(client->data.dataPath, nullptr) != 0;
+}
+
 }  // namespace
+
+bool iVRXClient_IsSamePath(std::string_view a, std::string_view b) {
+  return platform::UsesDriveLetters() ? iCharacter_EqualsWithoutCase(a, b) : a == b;
+}
 
 bool iVRXClient_IsOwnName(const char* path, const char* prefix) {
   char beginning[kPathSize];
@@ -52,14 +63,16 @@ bool iVRXClient_IsOwnName(const char* path, const char* prefix) {
 }
 
 ErrorCode iVRXClient_NameDataFile(VRXClient* client) {
-  if (client->data.dataPath[0] != '\0') return Error_None;
+  if (client->data.dataPath[0] != '\0' && !IsNameTaken(client)) return Error_None;
   char directory[kPathSize];
   char path[kPathSize];
   ErrorCode status = File_GetSysDir(SysDir_Cache, directory);
   for (int i = 0; i < kNameTries && status == Error_None; ++i) {
     status = File_UniquifyName(directory, kDataPrefix, path);
     if (status == Error_None && strlen(path) > kPathSize - 2) status = Error_Exceed;
-    if (status == Error_None && Claim(client, path)) return Error_None;
+    if (status != Error_None || !Claim(client, path)) continue;
+    client->isDataFileNew = true;
+    return Error_None;
   }
   return status == Error_None ? ErrorCode{Error_Fail} : status;
 }
@@ -68,6 +81,7 @@ void iVRXClient_SetDataPath(VRXClient* client, const char* path) {
   const LibraryLock lock;
   if (strcmp(client->data.dataPath, path) == 0) return;
   snprintf(client->data.dataPath, sizeof client->data.dataPath, "%s", path);
+  client->isDataFileNew = false;
   client->isChanged = true;
 }
 
@@ -76,7 +90,8 @@ bool iVRXClient_HasOwnDataPath(const VRXClient* client) {
 }
 
 bool iVRXClient_OwnsDataFile(const VRXClient* client) {
-  return iVRXClient_HasOwnDataPath(client) && !iVRXClientList_HasPath(client->data.dataPath, client);
+  return iVRXClient_HasOwnDataPath(client) && !client->isDataFileNew &&
+         !iVRXClientList_HasPath(client->data.dataPath, client);
 }
 
 void iVRXClient_ForgetDataFile(VRXClient* client) {
@@ -85,12 +100,17 @@ void iVRXClient_ForgetDataFile(VRXClient* client) {
   client->dataFileSize = 0;
 }
 
-ErrorCode iVRXClient_LookAtDataFile(VRXClient* client) {
+ErrorCode iVRXClient_MeasureDataFile(VRXClient* client) {
   // What is not there, and what is no file, has no size.
   FileState state;
   uint64_t size = 0;
   const ErrorCode status = File_GetState64(client->data.dataPath, &state, &size);
   client->dataFileSize = status == Error_None ? size : 0;
+  return status;
+}
+
+ErrorCode iVRXClient_LookAtDataFile(VRXClient* client) {
+  const ErrorCode status = iVRXClient_MeasureDataFile(client);
   client->offset = client->data.isUpload == 0 ? client->dataFileSize : 0;
   return status;
 }

@@ -63,7 +63,7 @@ bool IsCopyName(std::string_view name, std::string_view destination) {
 }
 
 bool IsDataFile(const VRXClient* client, const char* path) {
-  return strcmp(client->data.dataPath, path) == 0 || iVRXClientList_HasPath(path, client);
+  return iVRXClient_IsSamePath(client->data.dataPath, path) || iVRXClientList_HasPath(path, client);
 }
 
 void RemoveLeftOver(VRXClient* client) {
@@ -125,7 +125,8 @@ bool IsBesideDestination(const VRXClient* client) {
   char data[kPathSize];
   char destination[kPathSize];
   return DirectoryOf(client->data.dataPath, data) == Error_None &&
-         DirectoryOf(client->data.localPath, destination) == Error_None && strcmp(data, destination) == 0;
+         DirectoryOf(client->data.localPath, destination) == Error_None &&
+         iVRXClient_IsSamePath(data, destination);
 }
 
 // A rename across drives would copy everything in one call.

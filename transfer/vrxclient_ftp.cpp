@@ -157,6 +157,12 @@ StepEvent KeepSize(VRXClient* client, ErrorCode status, uint64_t told) {
   return Advance();
 }
 
+// What a probe told holds for its own connection. Before bytes are continued over another one, the file may
+// have become another.
+bool IsSizeKnown(const VRXClient* client) {
+  return client->isProbed && (client->isProbedConnection || client->dataFileSize == 0);
+}
+
 StepEvent AskServerForSize(VRXClient* client) {
   char name[kPathSize];
   iVRXClient_ServerFileName(client, name);
@@ -239,7 +245,6 @@ StepEvent iVRXClient_EnterDirectory(VRXClient* client, StepMode) {
   if (remote.directory[0] != '\0')
     status = FTPc_ChangeDirectory(client->ftp, remote.directory, &client->lastReply);
   if (status != Error_None) return FailDirectory(client, status);
-  client->isInDirectory = true;
   return client->data.isUpload != 0 ? Advance() : TryName(client, remote.name);
 }
 
@@ -269,13 +274,14 @@ StepEvent iVRXClient_SetTransferMode(VRXClient* client, StepMode) {
 }
 
 StepEvent iVRXClient_AskForSize(VRXClient* client, StepMode mode) {
-  if (mode == StepMode::Working && client->isProbed) return Advance();
+  if (mode == StepMode::Working && IsSizeKnown(client)) return Advance();
   const StepEvent event = AskServerForSize(client);
   if (event.kind != StepEvent::Kind::Advance) return event;
   iVRXClient_ReportSize(client);
   iVRXClient_ReportTime(client);
   if (mode == StepMode::Working) return event;
   client->isProbed = true;
+  client->isProbedConnection = true;
   return Stay(VRXClientResult_Completed);
 }
 

@@ -154,7 +154,8 @@ HTTPAnswer ReadAnswer(VRXClient* client) {
   return answer;
 }
 
-// The server whose time is stored is not known after a record was read: it counts as this one.
+// The server whose time is stored is not known when all of a record that was read had failed: it counts as
+// this one.
 bool IsServerOfTime(const VRXClient* client) {
   return client->timeEntry == nullptr || client->timeEntry == client->entry;
 }

@@ -7,6 +7,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <string_view>
 
 #include "net/sock_internal.h"
 #include "qz/error.h"
@@ -19,9 +20,18 @@
 #include "transfer/agentlist_internal.h"
 #include "transfer/serverlist_internal.h"
 
+constexpr int32_t kNoConnection = -1;
+
 constexpr size_t kPathSize = 1024;
 constexpr size_t kUserSize = 256;
 constexpr size_t kURLSize = 1024;
+
+// What may be changed of a new transfer (enum VRXClientEdit).
+constexpr uint32_t kUploadEditFlags = 0x38;
+constexpr uint32_t kDownloadEditFlags = 0x3A;
+
+// The name of a log in the cache directory: this and a number.
+constexpr char kLogPrefix[] = "info";
 
 // Sizes, offsets and remaining counts are 64 bits wide inside.
 constexpr uint64_t kSizeUnknown = UINT64_MAX;
@@ -142,16 +152,17 @@ struct VRXClient {
   Reply lastReply;               // of a server; class 0: none, or it did not come whole
   ErrorCode lastFailure;         // the status of the last step that failed; Error_None: there was none
   uint32_t lastReason;           // the last reason that was set, and with which the last server was dropped
-  int32_t connectionKind;        // URLProtocol of the open connection; -1: none
+  int32_t connectionKind;        // URLProtocol of the open connection; kNoConnection
   HTTPc* http;                   // owned; the two exclude each other
   FTPc* ftp;
-  URLData* server;         // owned: the server in use; null: none
-  ServerEntry* entry;      // of the server in use, in the list; null: it has none
-  ServerEntry* timeEntry;  // the server that told sourceTime; null: not known
-  bool isProbed;           // a Poll got as far as the size, or the start of the data
-  bool isInDirectory;      // the FTP directory is entered
-  bool isMirrorServer;     // the server answered the mirror request
+  URLData* server;          // owned: the server in use; null: none
+  ServerEntry* entry;       // of the server in use, in the list; null: it has none
+  ServerEntry* timeEntry;   // the server that told sourceTime; null: not known
+  bool isProbed;            // a Poll got as far as the size, or the start of the data
+  bool isProbedConnection;  // ... over the connection that is open
+  bool isMirrorServer;      // the server answered the mirror request
   bool canResume;
+  bool isDataFileNew;  // this transfer has chosen its name, and made no file of it yet
   Stream* dataStream;  // FTP: owned. HTTP: the connection's
   File* dataFile;      // owned
   uint64_t dataFileSize;
@@ -250,8 +261,9 @@ void iVRXClient_HangUpIfIdle();
 // ---- the data file (vrxclient_datafile.cpp) ----------------------------------------------------
 
 // Gives the transfer a data file name when it has none: one in the cache directory under which nothing
-// stands, and that no other transfer has. Create the file exclusively (iFile_OpenNew): another program may
-// have taken the name. Statuses of File_GetSysDir and File_UniquifyName.
+// stands, and that no other transfer has. A name that was given so, and under which another program has made
+// a file meanwhile, gives way to another one. Create the file exclusively (iFile_OpenNew). Statuses of
+// File_GetSysDir and File_UniquifyName.
 ErrorCode iVRXClient_NameDataFile(VRXClient* client);
 // Sets the path, so that another transfer never sees half of one. Marks the record as changed when it is
 // another one. "": none.
@@ -263,8 +275,10 @@ bool iVRXClient_HasOwnDataPath(const VRXClient* client);
 bool iVRXClient_OwnsDataFile(const VRXClient* client);
 // Removes the data file when it may be removed, and forgets the name in any case.
 void iVRXClient_ForgetDataFile(VRXClient* client);
-// Takes the size of the data file, and a download's offset, 0 when it is missing. Statuses of
-// File_GetState64, with which both are 0 as well.
+// Takes the size of the data file, 0 when it is missing. Statuses of File_GetState64, with which it is 0 as
+// well.
+ErrorCode iVRXClient_MeasureDataFile(VRXClient* client);
+// The same, and a download's offset: what is there of it.
 ErrorCode iVRXClient_LookAtDataFile(VRXClient* client);
 // The same after reading a record: forgets a file that is missing or empty, and keeps the name of one that
 // cannot be looked at for now.
@@ -272,6 +286,8 @@ void iVRXClient_AdoptDataFile(VRXClient* client);
 // The same for an upload that was read, once it is known that empty files are accepted: takes the empty file
 // that AdoptDataFile forgot. False when there is none.
 bool iVRXClient_AdoptEmptyCopy(VRXClient* client);
+// Whether two names are of one file, as far as their texts tell: systems with drives tell no case apart.
+bool iVRXClient_IsSamePath(std::string_view a, std::string_view b);
 // Whether a path is one that the library made: the cache directory, the prefix, a number.
 bool iVRXClient_IsOwnName(const char* path, const char* prefix);
 
@@ -279,7 +295,8 @@ bool iVRXClient_IsOwnName(const char* path, const char* prefix);
 
 // A file name for this machine from a name that came from elsewhere: what stands behind the last "/" or "\",
 // with "_" for characters that some systems do not take; a name that means something else to a system ("",
-// "..", "NUL.txt") gets a "_" in front.
+// "..", "NUL.txt") gets a "_" in front. At most 240 bytes: a longer one loses the end of what stands before
+// its ending.
 void iVRXClient_SafeName(const char* name, char (&safeName)[kPathSize]);
 // The transfer's file name as a safe one.
 void iVRXClient_SafeFileName(const VRXClient* client, char (&name)[kPathSize]);

@@ -1,8 +1,6 @@
 // The list of all transfers, the newest first. It is held by the library's lock, and so is what one transfer
 // may see of another: the URLs of its servers and the paths of its files. The lock is never held while
 // something is read or written, or called back.
-#include <cstring>
-
 #include "net/url_internal.h"
 #include "os/core/lock_internal.h"
 #include "os/text/texthash_internal.h"
@@ -15,6 +13,7 @@ VRXClient* first = nullptr;
 uint32_t HashURL(const URLData& url) {
   TextHash hash;
   hash.Add(static_cast<char>(url.port));
+  hash.Add(static_cast<char>(url.port >> 8));
   for (const char* text : {url.protocol, url.user, url.password, url.host, url.path}) {
     hash.AddText(text != nullptr ? text : "");
   }
@@ -89,7 +88,9 @@ bool iVRXClientList_HasPath(const char* path, const VRXClient* except) {
   const LibraryLock lock;
   for (const VRXClient* client = first; client != nullptr; client = client->next) {
     if (client == except) continue;
-    if (strcmp(client->data.dataPath, path) == 0 || strcmp(client->data.logPath, path) == 0) return true;
+    if (iVRXClient_IsSamePath(client->data.dataPath, path) ||
+        iVRXClient_IsSamePath(client->data.logPath, path))
+      return true;
   }
   return false;
 }

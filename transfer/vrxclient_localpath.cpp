@@ -20,6 +20,11 @@ constexpr std::string_view kUnsafeCharacters = ":*?\"<>|";
 constexpr std::string_view kSeparators = "/\\";
 constexpr size_t kLongestStoredPath = kPathSize - 2;
 
+// File systems take 255 bytes; a number, ".part" and the number of that may come behind the name.
+constexpr size_t kLongestSafeName = 240;
+constexpr size_t kLongestEnding = 32;
+constexpr size_t kLongestContinuation = 3;  // bytes of a character behind its first one
+
 // Names of devices, with any ending.
 constexpr std::string_view kDevices[] = {"CON", "PRN", "AUX", "NUL", "CLOCK$", "CONIN$", "CONOUT$"};
 // ... and those with a digit behind them.
@@ -59,6 +64,24 @@ std::string_view CurrentName(const char* current) {
   return IsDirectoryName(name) ? std::string_view() : name;
 }
 
+bool IsContinuation(char c) {
+  return (static_cast<unsigned char>(c) & 0xC0) == 0x80;
+}
+
+// The longest beginning of at most `length` bytes that ends with a whole character of UTF-8.
+std::string_view Beginning(std::string_view text, size_t length) {
+  if (length >= text.size()) return text;
+  for (size_t i = 0; i < kLongestContinuation && length > 0 && IsContinuation(text[length]); ++i) --length;
+  return text.substr(0, length);
+}
+
+// What stands behind the last ".", with it; empty when there is none, or it is too long for an ending.
+std::string_view EndingOf(std::string_view name) {
+  const size_t dot = name.rfind('.');
+  if (dot == std::string_view::npos || dot == 0 || name.size() - dot > kLongestEnding) return {};
+  return iTextView_Part(name, dot);
+}
+
 LocalPathFacts LookAt(const char* path) {
   int32_t isDirectory = 0;
   LocalPathFacts facts = {};
@@ -88,8 +111,12 @@ ErrorCode AppendName(const char* directory, std::string_view name, char (&path)[
 void iVRXClient_SafeName(const char* name, char (&safeName)[kPathSize]) {
   const std::string_view part = LastPart(name, kSeparators);
   const bool isSpecial = IsDirectoryName(part) || IsDevice(part);
-  snprintf(safeName, sizeof safeName, "%s%.*s", isSpecial ? "_" : "", static_cast<int>(part.size()),
-           part.data());
+  const std::string_view front = isSpecial ? "_" : "";
+  const std::string_view ending = EndingOf(part);
+  const std::string_view base =
+      Beginning(part.substr(0, part.size() - ending.size()), kLongestSafeName - front.size() - ending.size());
+  snprintf(safeName, sizeof safeName, "%s%.*s%.*s", front.data(), static_cast<int>(base.size()), base.data(),
+           static_cast<int>(ending.size()), ending.data());
   for (char* c = safeName; *c != '\0'; ++c) *c = SafeCharacter(*c);
 }
 

@@ -147,7 +147,6 @@ int32_t iVRXClient_ConcludeFailure(VRXClient* client, const StepEvent& event);
 
 // ---- vrxclient_connection.cpp ------------------------------------------------------------------
 
-constexpr int32_t kNoConnection = -1;
 bool iVRXClient_IsOverHTTP(int32_t kind);
 bool iVRXClient_IsOverFTP(int32_t kind);
 StepEvent iVRXClient_Connect(VRXClient* client, StepMode mode);
@@ -182,8 +181,6 @@ void iVRXClient_FreeBuffer(VRXClient* client);
 // The server begins with byte 0. False, the reason set, when this side cannot.
 bool iVRXClient_BeginAnew(VRXClient* client);
 void iVRXClient_MakeBlocking(Stream* stream);
-// Takes the size of the data file, 0 when it does not exist. False after a failure.
-bool iVRXClient_MeasureDataFile(VRXClient* client);
 // Cuts the data file to nothing, open or not. False after a failure.
 bool iVRXClient_CutDataFile(VRXClient* client);
 // Closes the data file. False when its bytes may not all be in it.

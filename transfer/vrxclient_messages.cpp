@@ -25,7 +25,6 @@ constexpr uint32_t kFileSizeMessage = 11;
 constexpr std::string_view kSizePlace = "%lu";
 constexpr int64_t kLogSizeLimit = INT32_MAX;
 constexpr int kLogNameTries = 100;
-constexpr char kLogPrefix[] = "info";
 
 struct MessageRow {
   uint32_t number;

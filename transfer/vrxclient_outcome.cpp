@@ -63,9 +63,10 @@ const Outcome& OutcomeOf(ErrorCode status) {
   return found != end ? *found : kOtherOutcome;
 }
 
-// The status that is acted upon.
+// The status that is acted upon. A redirect has dropped its server, and is counted by itself.
 ErrorCode BoundRetries(VRXClient* client, ErrorCode status) {
-  if (status != Error_Retry || ++client->retryCount <= kRetryLimit) return status;
+  if (status != Error_Retry || client->server == nullptr) return status;
+  if (++client->retryCount <= kRetryLimit) return status;
   client->retryCount = 0;
   return Error_Ended;
 }
@@ -141,7 +142,6 @@ void iVRXClient_DropServer(VRXClient* client, uint32_t reason) {
   iVRXClient_CloseConnection(client, Closing::Politely);
   MarkServer(client);
   iVRXClient_SetServer(client, nullptr);
-  client->isInDirectory = false;
   client->reason = reason;
   client->lastReason = reason;
 }

@@ -25,7 +25,6 @@ constexpr uint32_t kHasElapsed = 7;
 constexpr uint32_t kHasServerFileName = 8;
 constexpr uint32_t kHasWideSizes = 9;
 
-constexpr uint32_t kUploadEditFlags = 0x38;
 constexpr auto kLastState = static_cast<uint32_t>(TransferState::Completed);
 
 struct RecordForm {
@@ -84,7 +83,7 @@ void DescribeFlags(Traverse* traverse, VRXClientData* data) {
 void DescribeState(Traverse* traverse, uint32_t version, VRXClientData* data) {
   if (version < kHasState) {
     data->state = TransferState::SelectServer;
-    data->editFlags = kUploadEditFlags | (data->isUpload != 0 ? 0u : uint32_t{VRXClientEdit_LocalFilePath});
+    data->editFlags = data->isUpload != 0 ? kUploadEditFlags : kDownloadEditFlags;
     return;
   }
   auto state = static_cast<uint32_t>(data->state);

@@ -27,7 +27,6 @@ StepEvent GiveUp(VRXClient* client) {
 }
 
 StepEvent TakeServer(VRXClient* client, StepMode mode) {
-  client->isInDirectory = false;
   client->canResume = false;
   const bool isProbing = mode == StepMode::Probing;
   iVRXClient_Message(client, isProbing ? TransferMessage_LocatingServer : TransferMessage_SelectingServer);
@@ -67,7 +66,7 @@ StepEvent PrepareDataFileStep(VRXClient* client, StepMode) {
     iVRXClient_SetReason(client, VRXClientReason_DataFile);
     return Failed(named);
   }
-  if (!iVRXClient_MeasureDataFile(client))
+  if (iVRXClient_MeasureDataFile(client) != Error_None)
     return iVRXClient_FailWith(client, VRXClientReason_DataFile, TransferMessage_NoDataFile);
   if (client->data.isUpload != 0) return iVRXClient_PrepareUploadCopy(client);
   // From now on what a server tells is of the new bytes.

@@ -44,7 +44,8 @@ StepEvent UseFiltered(VRXClient* client, const char* className, const char* serv
   iVRXClient_MessageText(client, "Agent \"%s\" invoked for upload filter. Server file name is \"%s\"",
                          className, serverFileName);
   VRXClient_SetServerFileName(client, serverFileName);
-  if (iVRXClient_MeasureDataFile(client)) return Advance();
+  client->isDataFileNew = false;
+  if (iVRXClient_MeasureDataFile(client) == Error_None) return Advance();
   return iVRXClient_FailWith(client, VRXClientReason_DataFile, TransferMessage_NoDataFile);
 }
 
@@ -57,6 +58,7 @@ StepEvent StartPlainCopy(VRXClient* client) {
 
 // Only a file of the library's making gives way to a new copy; beside any other one the copy gets a new name.
 ErrorCode ClearCopy(VRXClient* client, const CopyState& state) {
+  if (client->isDataFileNew) return iVRXClient_NameDataFile(client);
   if (!iVRXClient_OwnsDataFile(client)) {
     iVRXClient_SetDataPath(client, "");
     return iVRXClient_NameDataFile(client);
@@ -80,12 +82,18 @@ StepEvent CopyAnew(VRXClient* client, const CopyState& state) {
   if (status == Error_NotFound) return StartPlainCopy(client);
   if (status == Error_Cancel)
     iVRXClient_MessageText(client, "Agent \"%s\" cancelled the upload. Reason: %s", className, answer);
+  // The agents are in use by another transfer: no server has a part in that.
+  if (status == Error_Timeout) return Stay(VRXClientResult_Postponed);
   return Failed(status);
 }
 
 StepEvent ContinueCopy(VRXClient* client) {
   const ErrorCode status = iVRXClient_ContinueCopy(client);
-  if (status == Error_None) return client->copy != nullptr ? Stay() : Detour();
+  if (status == Error_None) {
+    if (client->copy != nullptr) return Stay();
+    client->isDataFileNew = false;
+    return Detour();
+  }
   File_CopyAbort(&client->copy);
   const bool isDiskFull = status == Error_Exceed;
   return iVRXClient_FailWith(client, isDiskFull ? VRXClientReason_DiskFull : VRXClientReason_DataFile,

@@ -113,7 +113,7 @@ struct Found {
 void Take(const char* location, const UpgradeFile& file, Found* found) {
   char url[kResultSize];
   if (file.version <= found->version || iFile_Join(location, file.name.data(), url) != Error_None) return;
-  memcpy(found->url, url, sizeof url);
+  snprintf(found->url, sizeof found->url, "%s", url);
   found->version = file.version;
 }
 
@@ -240,7 +240,7 @@ int32_t VRXUpgrade_Check(char* buffer) {
     return 0;
   }
   NoteSuccess();
-  memcpy(buffer, found.url, sizeof found.url);
+  snprintf(buffer, sizeof found.url, "%s", found.url);
   return found.url[0] != 0 ? 1 : 0;
 }
 

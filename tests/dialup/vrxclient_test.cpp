@@ -132,6 +132,42 @@ TEST_F(TransferDialUp, IsHungUp_WhenAllOtherTransfersAreCompletedOrHaveFailed) {
   VRXClient_Close(failed);
 }
 
+TEST_F(TransferDialUp, IsHungUp_WhenTheLastTransferIsCompleted) {
+  ASSERT_EQ(StartWith(true, "isp", true), Error_None);
+  VRXClient* client = NewTransfer("ftp://a/1");
+  iVRXClient_ChangeState(client, TransferState::Agents);
+  UseLine();
+  EXPECT_EQ(fake_->hangUps, 0u);
+  EXPECT_EQ(VRXClient_Idle(client), VRXClientResult_Completed);
+  EXPECT_EQ(fake_->hangUps, 1u);
+  VRXClient_Close(client);
+}
+
+TEST_F(TransferDialUp, IsHungUp_WhenTheLastTransferFails) {
+  ASSERT_EQ(StartWith(true, "isp", true), Error_None);
+  VRXClient* client = NewTransfer("ftp://a/1");
+  UseLine();
+  // Nothing is left of the list of servers.
+  client->data.servers.first->isFailed = true;
+  ASSERT_EQ(iVRXClient_SetServer(client, nullptr), Error_None);
+  EXPECT_EQ(VRXClient_Idle(client), VRXClientResult_Failed);
+  EXPECT_EQ(fake_->hangUps, 1u);
+  VRXClient_Close(client);
+}
+
+TEST_F(TransferDialUp, StaysUp_WhenAProbeFails) {
+  ASSERT_EQ(StartWith(true, "isp", true), Error_None);
+  VRXClient* client = NewTransfer("ftp://a/1");
+  UseLine();
+  iVRXClient_ChangeState(client, TransferState::PrepareDataFile);
+  client->data.isUpload = 1;
+  snprintf(client->data.localPath, kPathSize, "qz-no-such-file");
+  EXPECT_EQ(VRXClient_Poll(client), VRXClientResult_Failed);
+  EXPECT_EQ(fake_->hangUps, 0u);
+  VRXClient_Close(client);
+  EXPECT_EQ(fake_->hangUps, 1u);
+}
+
 TEST_F(TransferDialUp, StaysUp_WhenThePreferencesSaySo) {
   ASSERT_EQ(StartWith(true, "isp", false), Error_None);
   VRXClient* client = NewTransfer("ftp://a/1");

@@ -253,6 +253,8 @@ class Conversation {
     EXPECT_EQ(VRXClient_Close(std::exchange(client_, nullptr)), Error_None);
   }
 
+  void Delete() { EXPECT_EQ(VRXClient_Delete(std::exchange(client_, nullptr)), Error_None); }
+
   // One step, and steps until a result of 2 or above (or the last of so many).
   int32_t Step() { return Take(VRXClient_Idle); }
   int32_t ProbeStep() { return Take(VRXClient_Poll); }

@@ -102,6 +102,31 @@ TEST_F(FTPPoll, SparesLaterConnectionsMirrorsAndSize) {
   EXPECT_EQ(Bytes(), "0123456789");
 }
 
+// What has bytes on the disk may have been replaced on the server since.
+TEST_F(FTPPoll, AsksALaterConnectionForTheSize_WhenThereAreBytes) {
+  ScriptedServer server(
+      {ftp::Join(
+           {wire::Begins(), wire::TellsSize(), wire::RestartsAt("4"), {DataSend("45")}, wire::IsAborted()}),
+       ftp::Join({wire::BeginsAgain(), wire::TellsSize("8"), wire::CanRestart(), wire::StartsRetrieve(),
+                  wire::SendsAndQuits("abcdefgh")})});
+  auto download = Resume(server, "0123");
+  EXPECT_EQ(Probe(download.get()), 5);
+  download->RunToState(11);
+  EXPECT_EQ(VRXClient_Stop(*download), 0);
+  download->Take();
+  download->RunToCompletion();
+  EXPECT_EQ(download->Take(), Join({rows::Reconnects("SERVER0", "0"),
+                                    rows::kLoggedIn,
+                                    {"Idle: 0, state 5"},
+                                    rows::kEntered,
+                                    rows::kTypeSet,
+                                    {"File size is 8 bytes.", "Idle: 1, state 7"},
+                                    rows::kOpened,
+                                    rows::kStarted,
+                                    rows::Ends()}));
+  EXPECT_EQ(Bytes(), "abcdefgh");
+}
+
 TEST_F(FTPPoll, ConnectsOnly_WhenTheProbeHasEndedBefore) {
   ScriptedServer server({ftp::Join({wire::Begins(), wire::TellsSize(), ftp::Quit()}),
                          ftp::Join({ftp::Greeting(), ftp::Quit()})});

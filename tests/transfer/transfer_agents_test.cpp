@@ -5,7 +5,9 @@
 
 #include "qz/agentclass.h"
 #include "qz/agentparam.h"
+#include "tests/support/error_capture.h"
 #include "tests/transfer/transfer_trace.h"
+#include "transfer/agentlist_testing.h"
 
 namespace transfer {
 namespace {
@@ -20,6 +22,7 @@ struct Behaviour {
   uint32_t reasonInStartCache = 0;
   std::string serverFileName;  // what "startcache" leaves in the buffer
   std::string cacheBytes;      // what "startcache" writes
+  std::function<void()> inCompleted;
 };
 std::array<Behaviour, 3> behaviours;
 Lines seen;
@@ -72,6 +75,7 @@ struct Methods {
     AgentParam_Object(params, "vrxc", &client);
     seen.push_back(Name() + " completed " + std::to_string(*wantsDeletion) +
                    (client == seenClient ? "" : " of another transfer"));
+    if (behaviours[n].inCompleted) behaviours[n].inCompleted();
     if (behaviours[n].wantsDeletion) *wantsDeletion = 1;
     if (behaviours[n].completed.empty()) return Error_None;
     const int32_t answer = behaviours[n].completed.front();
@@ -96,6 +100,10 @@ class TransferAgents : public TransferTest {
     behaviours = {};
     seen.clear();
     seenClient = nullptr;
+  }
+  void TearDown() override {
+    iAgentList_SetWait(0);
+    TransferTest::TearDown();
   }
   static constexpr char kFile[] = "HTTP/1.0 200 OK\r\nContent-Length: 4\r\n\r\nabcd";
 
@@ -168,6 +176,46 @@ TEST_F(TransferAgents, AreAskedNewestFirst) {
   EXPECT_EQ(lines[1].substr(0, 10), "Agent1 new");
   EXPECT_EQ(lines[2].substr(0, 12), "Agent0 check");
   EXPECT_EQ(lines[3].substr(0, 10), "Agent0 new");
+}
+
+// Nobody waits for ever for the agents of another transfer.
+TEST_F(TransferAgents, StayAway_WhenTheListsAreInUse_WhichIsNoted) {
+  ASSERT_EQ(Register<0>(), 0);
+  ScriptedServer server({Answers("0", kFile)});
+  auto download = AboutToTell(server);
+  auto other = NewDownload("http://127.0.0.1:1/other.bin");
+  iAgentList_SetWait(10);
+  const ErrorCapture errors;
+  behaviours[0].inCompleted = [&other] { EXPECT_EQ(other->Idle(), 1); };
+  download->RunToCompletion();
+  EXPECT_EQ(Seen(), Lines{"Agent0 completed 0"});
+  EXPECT_EQ(ErrorCapture::Lines(),
+            Lines{"#### Error: iAgentList_Start: waiting for the agents gave 8, Timeout\n"});
+  EXPECT_EQ(other->State(), 1u);
+}
+
+TEST_F(TransferAgents, PostponeAnUpload_WhenTheListsAreInUse) {
+  ASSERT_EQ(Register<0>(), 0);
+  WriteFile(OutPath("up.bin"), "abcd");
+  auto upload = NewTransfer();
+  ASSERT_EQ(upload->Upload(Out("up.bin"), "ftpu://127.0.0.1:1/x"), 0);
+  upload->Idle();
+  ScriptedServer server({Answers("0", kFile)});
+  auto download = AboutToTell(server);
+  upload->Take();
+  iAgentList_SetWait(10);
+  behaviours[0].inCompleted = [&upload] { EXPECT_EQ(upload->Idle(), VRXClientResult_Postponed); };
+  download->RunToCompletion();
+  EXPECT_EQ(upload->Take(), (Lines{"Copying upload file...", "Idle: 2, state 1"}));
+  VRXClientServer entry;
+  EXPECT_EQ(VRXClient_GetServer(*upload, 0, &entry), 0);
+  EXPECT_EQ(entry.isFailed, 0) << "the server has no part in it";
+  EXPECT_EQ(entry.outcomeSamples, 0u);
+  EXPECT_EQ(upload->Reason(), 0u);
+  // The next call asks them.
+  upload->Idle();
+  EXPECT_EQ(Seen().back(), "Agent0 startcache OUT/up.bin ''");
+  EXPECT_EQ(upload->Take().front(), "Copying upload file...");
 }
 
 // Only direct children of the extension class take part by themselves.

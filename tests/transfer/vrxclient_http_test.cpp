@@ -130,6 +130,41 @@ TEST_F(TransferHTTP, KeepsWhatIsKnownOfTheOldBytes_WhenNoNewOneComes) {
   server.Finish();
 }
 
+// The first server of a record that has none of its bytes: a mirror has another time for the same file.
+TEST_F(TransferHTTP, ContinuesFromAnotherServerThanTheBytesOfARecord) {
+  const std::string tuesday = "Last-Modified: Tue, 04 Sep 2001 10:00:00 GMT\r\n";
+  ScriptedServer first({Answer("/f", 4, Partial(4, 10, "567890", tuesday))});
+  Conversation transfer(this);
+  transfer.Download(URL("http", first, "/f"));
+  ASSERT_EQ(iVRXClient_AddServer(transfer.get(), "http://b.invalid/f", nullptr), Error_None);
+  transfer.get()->data.servers.first->isFailed = true;
+  transfer.Hold("1234", 10);
+  transfer.get()->data.sourceTime = {999511200, 0};  // the day before
+  transfer.Save("record");
+  transfer.Close();
+  transfer.Read("record");
+  EXPECT_EQ(transfer.Work(), VRXClientResult_Completed);
+  EXPECT_EQ(Files().Read("target"), "1234567890");
+  first.Finish();
+}
+
+TEST_F(TransferHTTP, ConnectsAgain_WhenTheServerOfTheBytesOfARecordHasAnotherTime) {
+  const std::string tuesday = "Last-Modified: Tue, 04 Sep 2001 10:00:00 GMT\r\n";
+  ScriptedServer server(
+      {Answer("/f", 4, Partial(4, 10, "567890", tuesday)), Answer("/f", 0, Okay("abcdefghij", tuesday))});
+  Conversation transfer(this);
+  transfer.Download(URL("http", server, "/f"));
+  ASSERT_EQ(iVRXClient_AddServer(transfer.get(), "http://b.invalid/f", nullptr), Error_None);
+  transfer.Hold("1234", 10);
+  transfer.get()->data.sourceTime = {999511200, 0};
+  transfer.Save("record");
+  transfer.Close();
+  transfer.Read("record");
+  EXPECT_EQ(transfer.Work(), VRXClientResult_Completed);
+  EXPECT_EQ(Files().Read("target"), "abcdefghij");
+  server.Finish();
+}
+
 TEST_F(TransferHTTP, TransfersAFileOfUnknownSize) {
   ScriptedServer server({Answer("/f", 0, "HTTP/1.0 200 OK\r\n\r\nhello")});
   Conversation transfer(this);
@@ -208,6 +243,20 @@ TEST_F(TransferHTTP, EndsAfterElevenRedirectsInARow) {
   EXPECT_EQ(transfer.Messages(), expected);
   EXPECT_EQ(transfer.Servers().size(), 11u);
   EXPECT_EQ(transfer.Servers().back(), "!http://{A}/10");
+  server.Finish();
+}
+
+// It has been reconnecting before: a redirect is no further try of the same server.
+TEST_F(TransferHTTP, FollowsARedirect_BehindTenReconnections) {
+  ScriptedServer server({Answer("/f", 0, Redirect("g")), Answer("/g", 0, Okay("hello"))});
+  Conversation transfer(this);
+  transfer.Download(URL("http", server, "/f"));
+  transfer.get()->retryCount = 10;
+  EXPECT_EQ(transfer.Work(), VRXClientResult_Completed);
+  const Lines messages = transfer.Messages();
+  EXPECT_EQ(messages[3], "Attempting to reconnect.");
+  EXPECT_EQ(transfer.Servers(), Lines({"!http://{A}/f", "http://{A}/g"}));
+  EXPECT_EQ(Files().Read("target"), "hello");
   server.Finish();
 }
 

@@ -3,6 +3,7 @@
 
 #include <string>
 
+#include "qz/vrxprefs.h"
 #include "tests/support/fail_allocation.h"
 #include "tests/transfer/vrxclient_fixture.h"
 
@@ -79,9 +80,43 @@ TEST(SafeName, LeavesNamesThatOnlyLookLikeDevices) {
   EXPECT_EQ(SafeName(" CON"), " CON");
 }
 
-TEST(SafeName, CutsAtTheSizeOfABuffer) {
-  EXPECT_EQ(SafeName(std::string(1023, 'a')), std::string(1023, 'a'));
-  EXPECT_EQ(SafeName("." + std::string(1022, ' ')), "_." + std::string(1021, ' '));
+TEST(SafeName, ShortensTo240Bytes) {
+  EXPECT_EQ(SafeName(std::string(240, 'a')), std::string(240, 'a'));
+  EXPECT_EQ(SafeName(std::string(241, 'a')), std::string(240, 'a'));
+  EXPECT_EQ(SafeName(std::string(1023, 'a')), std::string(240, 'a'));
+  EXPECT_EQ(SafeName("." + std::string(1022, ' ')), "_." + std::string(238, ' '));
+  EXPECT_EQ(SafeName("NUL." + std::string(300, 'a')), "_NUL." + std::string(235, 'a'));
+}
+
+TEST(SafeName, KeepsTheEndingOfALongName) {
+  EXPECT_EQ(SafeName(std::string(236, 'a') + ".zip"), std::string(236, 'a') + ".zip");
+  EXPECT_EQ(SafeName(std::string(237, 'a') + ".zip"), std::string(236, 'a') + ".zip");
+  EXPECT_EQ(SafeName(std::string(300, 'a') + ".tar.gz"), std::string(237, 'a') + ".gz");
+  EXPECT_EQ(SafeName("NUL." + std::string(300, 'a') + ".txt"), "_NUL." + std::string(231, 'a') + ".txt");
+  // "." and 31 bytes are an ending, and with one more it is a part of the name.
+  EXPECT_EQ(SafeName(std::string(300, 'a') + "." + std::string(31, 'b')),
+            std::string(208, 'a') + "." + std::string(31, 'b'));
+  EXPECT_EQ(SafeName(std::string(300, 'a') + "." + std::string(32, 'b')), std::string(240, 'a'));
+}
+
+TEST(SafeName, ShortensBetweenCharacters) {
+  const std::string two = "\xC3\xA4";
+  const std::string three = "\xE2\x82\xAC";
+  const std::string four = "\xF0\x9F\x99\x82";
+  EXPECT_EQ(SafeName(std::string(238, 'a') + two + "b"), std::string(238, 'a') + two);
+  EXPECT_EQ(SafeName(std::string(239, 'a') + two + "b"), std::string(239, 'a'));
+  EXPECT_EQ(SafeName(std::string(238, 'a') + three + "b"), std::string(238, 'a'));
+  for (const size_t before : {237, 238, 239}) {
+    EXPECT_EQ(SafeName(std::string(before, 'a') + four + "b"), std::string(before, 'a')) << before;
+  }
+  EXPECT_EQ(SafeName(std::string(235, 'a') + two + ".zip"), std::string(235, 'a') + ".zip");
+  // Four such bytes follow no beginning of a character.
+  EXPECT_EQ(SafeName(std::string(300, '\x80')), std::string(237, '\x80'));
+}
+
+TEST(SafeName, LeavesRoomForANumberAndAnEnding) {
+  // "(511).part(511)" behind it is a name of 255 bytes, which all file systems take.
+  EXPECT_EQ(SafeName(std::string(500, 'a')).size() + std::string("(511).part(511)").size(), 255u);
 }
 
 // ---- choosing ------------------------------------------------------------------------------------
@@ -171,6 +206,17 @@ TEST_F(LocalPathTest, IsInTheDownloadDirectory_WhenNoneIsGiven) {
     ASSERT_EQ(New("ftp://a/dir/..", none, &transfer), Error_None);
     EXPECT_EQ(PathOf(transfer), std::string(desktop) + "/_..");
   }
+}
+
+TEST_F(LocalPathTest, IsInTheDownloadDirectoryOfThePreferences) {
+  VRXPrefs* preferences = VRXPrefs_BeginAccess();
+  ASSERT_NE(preferences, nullptr);
+  snprintf(preferences->downloadDirectory, sizeof preferences->downloadDirectory, "%s", "/C|/downloads");
+  EXPECT_EQ(VRXPrefs_Changed(), Error_None);
+  VRXPrefs_EndAccess();
+  Transfer transfer;
+  ASSERT_EQ(New("ftp://a/x", nullptr, &transfer), Error_None);
+  EXPECT_EQ(PathOf(transfer), "/C|/downloads/x");
 }
 
 TEST_F(LocalPathTest, NeedsAParentThatIsADirectory) {

@@ -773,6 +773,15 @@ TEST_F(TransferObject, RefusesADataFileThatAnotherTransferHas) {
   EXPECT_EQ(TextOf(VRXClient_GetDataFilePath, second.get()), "");
 }
 
+TEST_F(TransferObject, IsNotFreeOfAnotherOnesLog) {
+  Transfer first;
+  ASSERT_EQ(New("ftp://a/1", &first), Error_None);
+  iVRXClient_Message(first.get(), 18);
+  Transfer second;
+  ASSERT_EQ(New("ftp://a/2", &second), Error_None);
+  EXPECT_EQ(VRXClient_SetDataFilePath(second.get(), first->data.logPath), Error_Exists);
+}
+
 TEST_F(TransferObject, OwnsWhatTheLibraryMade) {
   const std::string cache = CacheDirectory();
   const std::vector<std::pair<std::string, bool>> rows = {
@@ -880,6 +889,7 @@ TEST_F(TransferObject, LosesItsFiles_WhenItIsDeleted) {
   Transfer transfer;
   ASSERT_EQ(New("ftp://a/x", &transfer), Error_None);
   ASSERT_EQ(iVRXClient_NameDataFile(transfer.get()), Error_None);
+  transfer->isDataFileNew = false;
   const std::string data = transfer->data.dataPath;
   MakeFile(data);
   iVRXClient_Message(transfer.get(), 18);
@@ -916,6 +926,7 @@ TEST_F(TransferObject, LeavesAnotherTransfersFiles_WhenItIsDeleted) {
   Transfer first;
   ASSERT_EQ(New("ftp://a/1", &first), Error_None);
   ASSERT_EQ(iVRXClient_NameDataFile(first.get()), Error_None);
+  first->isDataFileNew = false;
   const std::string data = first->data.dataPath;
   MakeFile(data);
   iVRXClient_Message(first.get(), 18);
