@@ -261,7 +261,7 @@ void FillStatistics(const URLData& url, VRXClientServer* server) {
 
 // Too late for another data file.
 bool HasBegun(const VRXClient* client) {
-  return client->data.state != TransferState::SelectServer || client->connectionKind != -1;
+  return client->data.state != TransferState::SelectServer || client->connectionKind != kNoConnection;
 }
 
 bool IsHangUpWanted() {
