@@ -28,6 +28,13 @@ std::optional<std::string> ReadPrivateFile(const std::string& path);
 // Throws Failure (Disk); the old file is then untouched.
 void WritePrivateFile(const std::string& path, const std::string& bytes, bool synchronise);
 
+// Creates a file that does not exist yet, or only as what a killed program left. A kill may leave a part of
+// it. Throws Failure (Disk).
+void CreatePrivateFile(const std::string& path, const std::string& bytes);
+
+// Writes over the beginning of a file: for a few bytes, which a kill does not part. Throws Failure (Disk).
+void OverwritePrivateFile(const std::string& path, const std::string& bytes);
+
 // Gives the file another name in the same folder, and replaces what stands there. A missing one is fine.
 // Throws Failure (Disk).
 void RenamePrivateFile(const std::string& from, const std::string& to);

@@ -125,9 +125,10 @@ struct Store::State {
   void Release(unsigned number);
 
   std::optional<unsigned> ReadNext() const;
+  void WriteNext(unsigned number);
   void ReadEverything(unsigned storedNext);
   void ReadAdditions();
-  void Note(unsigned number, const TransferParts& parts);
+  void Note(unsigned number, TransferParts parts);
   std::optional<SavedTransfer> CurrentState(unsigned number);
   std::optional<SavedTransfer> FirstThatStands(const std::vector<unsigned>& numbers);
   unsigned ClaimNextNumber();
@@ -144,6 +145,7 @@ struct Store::State {
   std::mutex indexMutex;          // for what follows, and for the folder's byte; taken before heldMutex
   TransferIndex index;            // the transfers with numbers below next, as they once were
   unsigned next = 0;              // 0: the folder was not read yet
+  bool isNextWritten = false;     // whether the file of the next number is good
 };
 
 // ---- claims ----
@@ -192,32 +194,62 @@ std::optional<unsigned> Store::State::ReadNext() const {
   return isNumber ? std::optional(number) : std::nullopt;
 }
 
+// A transfer that is saved for the first time during one listing may be missing there, but in no other one.
 void Store::State::ReadEverything(unsigned storedNext) {
-  const std::map<unsigned, TransferParts> all = files.Scan();
+  std::map<unsigned, TransferParts> all = files.Scan();
+  all.merge(files.Scan());
   index.Clear();
   for (const auto& [number, parts] : all) Note(number, parts);
   next = std::max({HighestNumber(all) + 1, storedNext, next});
 }
 
+// Numbers only grow: the new text covers the old one.
+void Store::State::WriteNext(unsigned number) {
+  const std::string text = std::to_string(number) + "\n";
+  if (isNextWritten) {
+    OverwritePrivateFile(files.NextPath(), text);
+  } else {
+    WritePrivateFile(files.NextPath(), text, false);
+  }
+  isNextWritten = true;
+  next = number;
+}
+
 // What other programs have added has numbers from next on.
 void Store::State::ReadAdditions() {
   const std::optional<unsigned> storedNext = ReadNext();
+  isNextWritten = storedNext.has_value();
   if (next == 0 || !storedNext || *storedNext < next) return ReadEverything(storedNext.value_or(1));
   for (; next < *storedNext; next++) Note(next, files.PartsOf(next));
 }
 
-void Store::State::Note(unsigned number, const TransferParts& parts) {
-  if (!parts.hasConfiguration && !parts.hasClaim) return;
-  if (const std::optional<SavedTransfer> transfer = files.Read(number, parts)) index.Put(*transfer);
+// The claim becomes the configuration when the transfer is saved for the first time, maybe at this moment.
+void Store::State::Note(unsigned number, TransferParts parts) {
+  constexpr unsigned kAttempts = 3;
+  for (unsigned attempt = 1; attempt <= kAttempts; attempt++) {
+    if (parts.hasConfiguration || parts.hasClaim) {
+      const std::optional<SavedTransfer> transfer = files.Read(number, parts);
+      if (transfer) return index.Put(*transfer);
+    }
+    parts = files.PartsOf(number);
+  }
 }
 
-// The transfer as it is now, when it is saved or about to be.
+// The transfer as it is now, when it is saved or about to be. It may be saved at this moment.
 std::optional<SavedTransfer> Store::State::CurrentState(unsigned number) {
-  std::optional<DamagedRecord> damage;
-  std::optional<SavedTransfer> transfer = ReadCarefully(number, &damage);
-  if (transfer || damage) return transfer;
-  const TransferParts parts = files.PartsOf(number);
-  return parts.hasClaim && IsTaken(number) ? files.Read(number, parts) : std::nullopt;
+  constexpr unsigned kAttempts = 3;
+  for (unsigned attempt = 1; attempt <= kAttempts; attempt++) {
+    const bool isTaken = IsTaken(number);
+    std::optional<DamagedRecord> damage;
+    std::optional<SavedTransfer> transfer = ReadCarefully(number, &damage);
+    if (transfer || damage) return transfer;
+    const TransferParts parts = files.PartsOf(number);
+    const bool isSavedNow = parts.hasRecord || parts.hasConfiguration;
+    if (!isSavedNow && !(parts.hasClaim && isTaken)) return std::nullopt;
+    if (!isSavedNow) transfer = files.Read(number, parts);
+    if (transfer) return transfer;
+  }
+  return std::nullopt;
 }
 
 // Others may have removed what the index has.
@@ -238,8 +270,7 @@ unsigned Store::State::ClaimNextNumber() {
     if (number > kGreatestTransferNumber) {
       throw Failure{ExitCode::Other, "there are no numbers left for transfers"};
     }
-    WritePrivateFile(files.NextPath(), std::to_string(number + 1) + "\n", false);
-    next = number + 1;
+    WriteNext(number + 1);
     if (Hold(number)) return number;
   }
 }
@@ -372,7 +403,7 @@ std::unique_ptr<Claim> Store::Create(bool isUpload, const std::string& url, cons
   transfer.number = state_->ClaimNextNumber();
   auto claim = std::make_unique<Claim>(this, transfer.number);
   state_->index.Put(transfer);
-  WritePrivateFile(state_->files.ClaimPath(transfer.number), FormatSavedTransfer(transfer), false);
+  CreatePrivateFile(state_->files.ClaimPath(transfer.number), FormatSavedTransfer(transfer));
   state_->HeldOf(transfer.number).hasClaimFile = true;
   return claim;
 }

@@ -62,10 +62,11 @@ std::map<unsigned, TransferParts> TransferFiles::Scan() const {
 }
 
 TransferParts TransferFiles::PartsOf(unsigned number) const {
+  // In this order: where a claim has just become a configuration, that is found.
   TransferParts parts;
-  parts.hasRecord = IsRegularFile(RecordPath(number));
-  parts.hasConfiguration = IsRegularFile(ConfigurationPath(number));
   parts.hasClaim = IsRegularFile(ClaimPath(number));
+  parts.hasConfiguration = IsRegularFile(ConfigurationPath(number));
+  parts.hasRecord = IsRegularFile(RecordPath(number));
   return parts;
 }
 

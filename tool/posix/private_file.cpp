@@ -113,6 +113,18 @@ void WriteNewFile(const std::string& path, const std::string& bytes, bool synchr
   if (!file.Close()) FailWith("write to", path, errno);
 }
 
+// Where one file replaces another, some file systems write the new one to disk at once, which takes
+// milliseconds. When two change places they do not.
+bool ExchangeAndRemove(const std::string& newPath, const std::string& path) {
+  if (renameat2(AT_FDCWD, newPath.c_str(), AT_FDCWD, path.c_str(), RENAME_EXCHANGE) != 0) return false;
+  unlink(newPath.c_str());
+  return true;
+}
+
+void Replace(const std::string& newPath, const std::string& path) {
+  if (rename(newPath.c_str(), path.c_str()) != 0) FailWith("write to", path, errno);
+}
+
 std::string ReadAll(const Descriptor& file, const std::string& path, off_t size) {
   std::string bytes(static_cast<std::size_t>(size), '\0');
   std::size_t count = 0;
@@ -171,12 +183,29 @@ void WritePrivateFile(const std::string& path, const std::string& bytes, bool sy
   const std::string newPath = path + ".new";
   try {
     WriteNewFile(newPath, bytes, synchronise);
-    if (rename(newPath.c_str(), path.c_str()) != 0) FailWith("write to", path, errno);
+    const bool isRegular = !synchronise && IsRegularFile(path);
+    if (!isRegular || !ExchangeAndRemove(newPath, path)) Replace(newPath, path);
   } catch (...) {
     unlink(newPath.c_str());
     throw;
   }
   if (synchronise) FlushFolder(FolderOf(path));
+}
+
+void CreatePrivateFile(const std::string& path, const std::string& bytes) {
+  try {
+    WriteNewFile(path, bytes, false);
+  } catch (...) {
+    unlink(path.c_str());
+    throw;
+  }
+}
+
+void OverwritePrivateFile(const std::string& path, const std::string& bytes) {
+  Descriptor file(open(path.c_str(), O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+  if (!file.IsOpen()) FailWith("write to", path, errno);
+  WriteAll(file, path, bytes);
+  if (!file.Close()) FailWith("write to", path, errno);
 }
 
 void RenamePrivateFile(const std::string& from, const std::string& to) {

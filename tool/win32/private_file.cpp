@@ -79,12 +79,16 @@ HANDLE OpenNewFile(const std::string& path) {
   return handle;
 }
 
-void WriteNewFile(const std::string& path, const std::string& bytes, bool synchronise) {
-  Handle file(OpenNewFile(path));
+void WriteAll(const Handle& file, const std::string& path, const std::string& bytes) {
   DWORD done = 0;
   if (!WriteFile(file.Get(), bytes.data(), static_cast<DWORD>(bytes.size()), &done, nullptr))
     FailWith("write to", path, GetLastError());
   if (done != bytes.size()) FailWith("write to", path, ERROR_DISK_FULL);
+}
+
+void WriteNewFile(const std::string& path, const std::string& bytes, bool synchronise) {
+  Handle file(OpenNewFile(path));
+  WriteAll(file, path, bytes);
   if (synchronise && !FlushFileBuffers(file.Get())) FailWith("write to", path, GetLastError());
   if (!file.Close()) FailWith("write to", path, GetLastError());
 }
@@ -163,6 +167,23 @@ void WritePrivateFile(const std::string& path, const std::string& bytes, bool sy
     DeleteFileA(newPath.c_str());
     throw;
   }
+}
+
+void CreatePrivateFile(const std::string& path, const std::string& bytes) {
+  try {
+    WriteNewFile(path, bytes, false);
+  } catch (...) {
+    DeleteFileA(path.c_str());
+    throw;
+  }
+}
+
+void OverwritePrivateFile(const std::string& path, const std::string& bytes) {
+  constexpr DWORD kSharing = FILE_SHARE_READ | FILE_SHARE_WRITE;
+  Handle file(CreateFileA(path.c_str(), GENERIC_WRITE, kSharing, nullptr, OPEN_EXISTING, 0, nullptr));
+  if (!file.IsOpen()) FailWith("write to", path, GetLastError());
+  WriteAll(file, path, bytes);
+  if (!file.Close()) FailWith("write to", path, GetLastError());
 }
 
 void RenamePrivateFile(const std::string& from, const std::string& to) {
