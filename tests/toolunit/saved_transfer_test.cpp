@@ -192,7 +192,7 @@ TEST_F(SavedTransferFile, CutAnywhereIsRefused) {
 }
 
 TEST_F(SavedTransferFile, WithAFlippedBitIsReadOrRefused) {
-  const std::string text = kWholeText;
+  const std::string text = "attempts = 12\nreason = a%20b\nactive = yes\n" + std::string(kShortest);
   int refused = 0;
   for (std::size_t bit = 0; bit < text.size() * 8; ++bit) {
     std::string flipped = text;

@@ -13,9 +13,7 @@ TEST_F(StorePlace, IsTheUsersApplicationData) {
 
 TEST_F(StorePlace, GetsItsDrive) {
   const std::string whole = folder_.SystemName("here").string();
-  // The path without its drive, and with the separators of other systems.
-  std::string path = whole.substr(2);
-  for (char& c : path) c = c == '\\' ? '/' : c;
+  const std::string path = whole.substr(2);  // without its drive
   const std::filesystem::path before = std::filesystem::current_path();
   std::filesystem::current_path(folder_.SystemName());
   {
