@@ -251,7 +251,8 @@ StepEvent EndUpload(VRXClient* client) {
 // ---- one step ----------------------------------------------------------------------------------
 
 uint32_t AmountToMove(const VRXClient* client) {
-  return static_cast<uint32_t>(std::min<uint64_t>(client->remaining, client->bufferSize));
+  const uint64_t answered = client->responseEnd - std::min(client->offset, client->responseEnd);
+  return static_cast<uint32_t>(std::min({client->remaining, answered, uint64_t{client->bufferSize}}));
 }
 
 // The network and the data file have both had these bytes.
@@ -284,6 +285,8 @@ StepEvent Store(VRXClient* client, uint32_t count) {
 
 StepEvent ReceiveSome(VRXClient* client) {
   const uint32_t amount = AmountToMove(client);
+  // The server gave less than was asked for.
+  if (amount == 0 && client->remaining > 0) return FailData(client, Error_Ended);
   if (amount == 0) return EndData(client);
   const uint32_t count = Stream_Read(client->dataStream, amount, client->buffer);
   return count > 0 ? Store(client, count) : NothingRead(client);
@@ -388,6 +391,7 @@ StepEvent iVRXClient_StartTransfer(VRXClient* client, StepMode mode) {
   const ErrorCode status = SizeBuffer(client);
   if (status != Error_None) return Failed(status);
   iVRXClient_Message(client, TransferMessage_Initiating);
+  client->responseEnd = kSizeUnknown;
   const StepEvent started =
       client->http != nullptr ? iVRXClient_StartHTTP(client) : iVRXClient_StartFTP(client);
   if (started.kind != StepEvent::Kind::Advance) return started;

@@ -203,6 +203,7 @@ StepEvent TakeAnswer(VRXClient* client) {
     return FailedWithoutStatus();
   }
   client->canResume = decision.canResume;
+  client->responseEnd = decision.end;
   if (decision.action == ResumeAction::Restart && !iVRXClient_BeginAnew(client)) return FailedWithoutStatus();
   TakeSize(client, decision.size);
   TakeTime(client, answer.lastModified);

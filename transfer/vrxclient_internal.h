@@ -166,10 +166,11 @@ struct VRXClient {
   Stream* dataStream;  // FTP: owned. HTTP: the connection's
   File* dataFile;      // owned
   uint64_t dataFileSize;
-  uint64_t offset;     // download: bytes in the data file; upload: bytes on the server
-  uint64_t remaining;  // kSizeUnknown
-  bool cutsDataFile;   // the server begins with byte 0: the old bytes go when the first new one is there
-  uint64_t oldSize;    // cutsDataFile: the size and the time that are known of the old bytes' file
+  uint64_t offset;       // download: bytes in the data file; upload: bytes on the server
+  uint64_t remaining;    // kSizeUnknown
+  uint64_t responseEnd;  // what the server sends now ends before this byte of the file; kSizeUnknown
+  bool cutsDataFile;     // the server begins with byte 0: the old bytes go when the first new one is there
+  uint64_t oldSize;      // cutsDataFile: the size and the time that are known of the old bytes' file
   Time oldTime;
   ServerEntry* oldTimeEntry;
   DataEnd dataEnd;

@@ -1,6 +1,7 @@
 // Deciding a resume, and where a redirect leads. No input or output.
 //
 //   answer                              action    size
+//   206, no range, offset above 0       Refused   it is a part, and nobody knows which
 //   class 2, no range                   Restart   the length, if told; another length or time: another file
 //   416, offset 0                       Restart   0: there is no byte to ask for
 //   416, total = offset = known size    Continue  it: every byte is on the disk
@@ -44,6 +45,11 @@ ResumeDecision JudgeWhole(const HTTPAnswer& answer, const KnownFile& known) {
 constexpr ResumeDecision kChanged = {ResumeAction::Changed, true, kSizeUnknown};
 constexpr ResumeDecision kRefused = {ResumeAction::Refused, false, kSizeUnknown};
 
+bool IsUnknownPart(const HTTPAnswer& answer, const KnownFile& known) {
+  constexpr int32_t kPartialContent = 206;
+  return answer.code == kPartialContent && known.offset > 0;
+}
+
 ResumeDecision JudgeUnsatisfied(const HTTPAnswer& answer, const KnownFile& known) {
   if (known.offset == 0) return {ResumeAction::Restart, false, 0};
   const bool isWhole = answer.total == known.offset && known.size == known.offset;
@@ -58,8 +64,9 @@ ResumeDecision JudgeRange(const HTTPAnswer& answer, const KnownFile& known) {
                            (HoldsBytes(known) && IsOtherTime(answer.lastModified, known.lastModified));
   // Where all bytes are asked for, the answer is of use whatever file it is of.
   if (isOtherFile && !known.isDiscarded) return kChanged;
-  if (answer.first == known.offset) return {ResumeAction::Continue, true, size, isOtherFile};
-  return answer.first == 0 ? ResumeDecision{ResumeAction::Restart, true, size} : kRefused;
+  const uint64_t end = answer.last + 1;
+  if (answer.first == known.offset) return {ResumeAction::Continue, true, size, isOtherFile, end};
+  return answer.first == 0 ? ResumeDecision{ResumeAction::Restart, true, size, false, end} : kRefused;
 }
 
 // ---- redirects ---------------------------------------------------------------------------------
@@ -88,7 +95,7 @@ bool IsURL(const char* text) {
 
 ResumeDecision iResume_JudgeHTTP(const HTTPAnswer& answer, const KnownFile& known) {
   if (answer.code == kRangeNotSatisfiable) return JudgeUnsatisfied(answer, known);
-  if (!answer.hasRange) return JudgeWhole(answer, known);
+  if (!answer.hasRange) return IsUnknownPart(answer, known) ? kRefused : JudgeWhole(answer, known);
   return JudgeRange(answer, known);
 }
 

@@ -44,6 +44,9 @@ struct ResumeDecision {
   uint64_t size;  // kSizeUnknown
   // The file is another one than that of the bytes on the disk. They must go before it is known of.
   bool isOtherFile = false;
+  // What the response holds ends before this byte of the file; what comes behind it, as the end of a response
+  // in parts does, is no data. kSizeUnknown: not told.
+  uint64_t end = kSizeUnknown;
 };
 
 // Judges a response of class 2, and one of code 416.

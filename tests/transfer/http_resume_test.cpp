@@ -147,6 +147,22 @@ TEST_F(HTTPResume, AsksOnceMore_WhenTheBodyEndsBeforeTheTotal) {
   EXPECT_EQ(OutBytes(), "abcdefghij");
 }
 
+// A response in parts ends with a line of its own, and a server may send more than it said.
+TEST_F(HTTPResume, TakesNothingForDataThatFollowsTheRange) {
+  ScriptedServer server(
+      {AnswersAndStalls("0", kFirst),
+       Answers("4",
+               "HTTP/1.1 206 Partial Content\r\nContent-Type: multipart/byteranges; boundary=end\r\n\r\n"
+               "--end\r\nContent-Type: text/plain\r\nContent-Range: bytes 4-6/10\r\n\r\nefg\r\n--end--\r\n"),
+       Answers("7", "HTTP/1.1 206 Partial Content\r\nContent-Range: bytes 7-9/10\r\n\r\nhij")});
+  auto download = NewDownload(server);
+  MoveFirstBytes(download.get());
+  EXPECT_EQ(download->Run(), VRXClientResult_Failed);
+  EXPECT_EQ(ReadFile(SystemPath(download->DataPath())), "abcdefg");
+  download->RunToCompletion();
+  EXPECT_EQ(OutBytes(), "abcdefghij");
+}
+
 TEST_F(HTTPResume, TakesTheTotalForTheSize_WhenAFreshRangeIsShort) {
   ScriptedServer server(
       {Answers("0", "HTTP/1.1 206 Partial Content\r\nContent-Range: bytes 0-3/10\r\n\r\nabcd"),
@@ -230,6 +246,10 @@ TEST_F(HTTPResume, BeginsAnew_WhenTheRangeBeginsWithByteZero) {
 
 TEST_F(HTTPResume, DropsTheServer_WhenTheRangeBeginsElsewhere) {
   ExpectRefusal("HTTP/1.1 206 Partial Content\r\nContent-Range: bytes 2-9/10\r\n\r\ncdefghij");
+}
+
+TEST_F(HTTPResume, DropsTheServer_WhenItDoesNotTellWhichPartItSends) {
+  ExpectRefusal("HTTP/1.1 206 Partial Content\r\n\r\nefghij");
 }
 
 TEST_F(HTTPResume, DropsTheServer_WhenTheRangeBeginsBehindTheOffset) {

@@ -53,6 +53,18 @@ constexpr JudgeRow kJudgements[] = {
      true,
      6000000000},
     {"the whole in a range", Range(0, 9, 10), {4, 10, kNoTime}, ResumeAction::Restart, true, 10},
+    {"a part, nobody knows which",
+     {206, 6, false, kNone, kNone, kNone, kNoTime},
+     {4, 10, kNoTime},
+     ResumeAction::Refused,
+     false,
+     kNone},
+    {"a part of no told place, from the begin",
+     {206, 10, false, kNone, kNone, kNone, kNoTime},
+     {0, kNone, kNoTime},
+     ResumeAction::Restart,
+     false,
+     10},
     {"another offset", Range(3, 9, 10), {4, 10, kNoTime}, ResumeAction::Refused, false, kNone},
     {"a later offset", Range(5, 9, 10), {4, 10, kNoTime}, ResumeAction::Refused, false, kNone},
     {"no last byte", Range(4, kNone, 10), {4, 10, kNoTime}, ResumeAction::Refused, false, kNone},
@@ -89,6 +101,14 @@ TEST(Resume, JudgesHTTPAnswers) {
     EXPECT_EQ(decision.canResume, row.canResume);
     EXPECT_EQ(decision.size, row.size);
   }
+}
+
+TEST(Resume, TellsWhereTheAnswerEnds) {
+  EXPECT_EQ(iResume_JudgeHTTP(Range(4, 6, 10), {4, 10, kNoTime}).end, 7u);
+  EXPECT_EQ(iResume_JudgeHTTP(Range(0, 9, 10), {4, 10, kNoTime}).end, 10u);
+  EXPECT_EQ(iResume_JudgeHTTP(Range(4, 9, kNone), {4, kNone, kNoTime}).end, 10u);
+  EXPECT_EQ(iResume_JudgeHTTP(Whole(10), {4, 10, kNoTime}).end, kNone);
+  EXPECT_EQ(iResume_JudgeHTTP(Unsatisfied(10), {10, 10, kNoTime}).end, kNone);
 }
 
 // Bytes that are to be cut, but still there, must not be taken for the beginning of the new file.
