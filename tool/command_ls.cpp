@@ -12,6 +12,7 @@
 #include "tool/failure.h"
 #include "tool/ftp_session.h"
 #include "tool/library_call.h"
+#include "tool/output.h"
 #include "tool/text.h"
 
 namespace tool {
@@ -70,12 +71,6 @@ std::string PrintableLines(std::string_view text) {
   return output;
 }
 
-void Print(const std::string& path) {
-  const std::string output = PrintableLines(ReadAll(path));
-  if (console::Write(console::Channel::Output, output.data(), output.size())) return;
-  throw Failure{ExitCode::Disk, "cannot write to standard output"};
-}
-
 std::string WithoutTrailingSlash(std::string path) {
   if (path.size() > 1 && path.back() == '/') path.pop_back();
   return path;
@@ -92,7 +87,7 @@ void RunLs(const Options& options, Reporter* reporter) {
   session.LogIn(login);
   session.SetType('A');
   session.List(WithoutTrailingSlash(address.path), options.namesOnly, list.Get());
-  Print(console::ToSystemName(list.Get()));
+  Print(PrintableLines(ReadAll(console::ToSystemName(list.Get()))));
   session.Quit();
 }
 

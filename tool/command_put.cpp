@@ -78,8 +78,8 @@ class Upload {
   // still there.
   std::uint32_t Offset(bool again) {
     const auto remote = session_->SizeOf(address_.path);
-    const std::uint32_t held = remote ? remote->bytes : 0;
-    const bool tooLong = held > size_ || (remote && remote->tooLarge());
+    const bool tooLong = remote && (remote->bytes > size_ || remote->tooLarge());
+    const std::uint32_t held = remote && !tooLong ? static_cast<std::uint32_t>(remote->bytes) : 0;
     const bool another = tooLong || (again ? held == replaced_ : options_.restart);
     if (!again && another) replaced_ = held;
     return another ? 0 : held;

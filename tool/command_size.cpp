@@ -3,21 +3,21 @@
 
 #include "qz/error.h"
 #include "tool/commands.h"
-#include "tool/console.h"
 #include "tool/failure.h"
 #include "tool/ftp_session.h"
 #include "tool/http_request.h"
+#include "tool/output.h"
 #include "tool/text.h"
 
 namespace tool {
 namespace {
 
-constexpr std::uint32_t kTooLarge = 0xFFFFFFFFu;
+constexpr std::uint64_t kBeyondCounting = ~std::uint64_t{0};  // of a size that needs more than 64 bits
 
 enum class Resume { Unknown, No, Yes };
 
 struct FileFacts {
-  std::optional<std::uint32_t> size;
+  std::optional<std::uint64_t> size;
   std::string time = "unknown";
   Resume resume = Resume::Unknown;
   std::optional<Failure> failure;  // why `resume` is unknown
@@ -56,16 +56,16 @@ Resume ResumeOf(const HTTPResponse& response, const Address& address) {
   return bytes && bytes->first == 0 && bytes->last == 0 ? Resume::Yes : Resume::No;
 }
 
-FileFacts AskHTTP(Address address, const Options& options, Reporter* reporter) {
+FileFacts AskHTTP(Address address, Reporter* reporter) {
   FileFacts facts;
   {
-    const auto whole = Request(&address, std::nullopt, options, reporter);
+    const auto whole = Request(&address, std::nullopt, reporter);
     if (!whole->IsWholeFile()) throw FailureOfResponse(*whole, address);
     facts.size = whole->Length();
     if (const auto modified = whole->Modified()) facts.time = TimeText(*modified, true);
   }
   try {
-    const auto first = Request(&address, ByteRange{0, 0}, options, reporter);
+    const auto first = Request(&address, ByteRange{0, 0}, reporter);
     facts.resume = ResumeOf(*first, address);
   } catch (const Failure& failure) {
     facts.failure = failure;
@@ -102,9 +102,8 @@ const char* ResumeText(Resume resume) {
   return resume == Resume::Yes ? "yes" : "no";
 }
 
-std::string SizeLine(const std::optional<std::uint32_t>& size) {
-  if (!size) return "unknown";
-  if (*size == kTooLarge) return "4 GiB or larger";
+std::string SizeLine(const std::optional<std::uint64_t>& size) {
+  if (!size || *size == kBeyondCounting) return "unknown";
   return std::to_string(*size) + " bytes" + (*size < 1024 ? "" : " (" + SizeText(*size) + ")");
 }
 
@@ -116,13 +115,10 @@ void RunSize(const Options& options, Reporter* reporter) {
     throw Failure{ExitCode::Usage, "\"" + address.shown + "\" does not name a file"};
   }
   if (address.scheme == Scheme::HTTP) RejectHTTPLogin(options);
-  const FileFacts facts = address.scheme == Scheme::HTTP ? AskHTTP(address, options, reporter)
-                                                         : AskFTP(address, options, reporter);
-  const std::string output = "size:   " + SizeLine(facts.size) + "\ntime:   " + facts.time +
-                             "\nresume: " + ResumeText(facts.resume) + "\n";
-  if (!console::Write(console::Channel::Output, output.data(), output.size())) {
-    throw Failure{ExitCode::Disk, "cannot write to standard output"};
-  }
+  const FileFacts facts =
+      address.scheme == Scheme::HTTP ? AskHTTP(address, reporter) : AskFTP(address, options, reporter);
+  Print("size:   " + SizeLine(facts.size) + "\ntime:   " + facts.time +
+        "\nresume: " + ResumeText(facts.resume) + "\n");
   if (facts.failure) throw *facts.failure;
 }
 

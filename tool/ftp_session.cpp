@@ -14,6 +14,7 @@
 #include "tool/console.h"
 #include "tool/failure.h"
 #include "tool/library_call.h"
+#include "tool/proxy.h"
 #include "tool/text.h"
 
 namespace tool {
@@ -152,13 +153,16 @@ Login LoginFor(const Address& address, const Options& options) {
 FTPSession::FTPSession(const Address& address, const Options& options, Reporter* reporter)
     : options_(options), reporter_(reporter), host_(HostAndPort(address)) {
   constexpr std::uint32_t kUsualPort = 21;
-  if (options.proxyHost && address.port != kUsualPort) {
-    throw Failure{ExitCode::Usage, "an FTP proxy supports servers on port 21 only; \"" + address.shown +
-                                       "\" has another port, omit --proxy"};
+  const auto proxy = ProxyOf(address);
+  if (proxy && address.port != kUsualPort) {
+    throw Failure{ExitCode::Usage,
+                  "an FTP proxy supports servers on port 21 only; \"" + address.shown +
+                      "\" has another port, " +
+                      (options.proxyHost ? "omit --proxy" : "add its host to qz prefs proxy-bypass")};
   }
   Reply reply{};
   const std::uint32_t mode = options.active ? 0u : std::uint32_t{FTPcFlag_Passive};
-  const std::uint32_t direct = options.proxyHost ? 0u : std::uint32_t{FTPcFlag_NoProxy};
+  const std::uint32_t direct = proxy ? 0u : std::uint32_t{FTPcFlag_NoProxy};
   ErrorCode status = Error_None;
   {
     const LibraryCall call;
@@ -167,9 +171,7 @@ FTPSession::FTPSession(const Address& address, const Options& options, Reporter*
   reporter_->Received(reply.code, reply.text);
   if (status == Error_None) return;
   connection_ = nullptr;
-  const std::string through =
-      options.proxyHost ? " through the proxy " + *options.proxyHost + ":" + std::to_string(options.proxyPort)
-                        : "";
+  const std::string through = proxy ? " through the proxy " + *proxy : "";
   Fail("cannot connect to " + host_ + through, status, reply);
 }
 
@@ -210,7 +212,7 @@ std::optional<RemoteSize> FTPSession::SizeOf(const std::string& path) {
   Reply reply{};
   RemoteSize size;
   const LibraryCall call;
-  const ErrorCode status = FTPc_FileSize(connection_, path.c_str(), &size.bytes, &reply);
+  const ErrorCode status = FTPc_FileSize64(connection_, path.c_str(), &size.bytes, &reply);
   reporter_->Received(reply.code, reply.text);
   if (status == Error_None) return size;
   if (IsLost(reply)) Fail("cannot query the size", status, reply);

@@ -23,9 +23,9 @@ Login LoginFor(const Address& address, const Options& options);
 
 // A size as the server reports it.
 struct RemoteSize {
-  std::uint32_t bytes = 0;
-  // The size is this or larger: the library counts in 32 bits.
-  bool tooLarge() const { return bytes == 0xFFFFFFFFu; }
+  std::uint64_t bytes = 0;
+  // Whether a transfer's offsets of 32 bits cannot reach its end.
+  bool tooLarge() const { return bytes >= 0xFFFFFFFFu; }
 };
 
 class FTPSession {

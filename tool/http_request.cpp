@@ -7,6 +7,7 @@
 #include "qz/version.h"
 #include "tool/console.h"
 #include "tool/library_call.h"
+#include "tool/proxy.h"
 #include "tool/text.h"
 
 namespace tool {
@@ -78,15 +79,14 @@ std::string ReasonText(int code, const std::string& firstWord) {
 
 }  // namespace
 
-HTTPResponse::HTTPResponse(const Address& address, const std::optional<ByteRange>& range,
-                           const Options& options, Reporter* reporter)
-    : options_(options), reporter_(reporter) {
+HTTPResponse::HTTPResponse(const Address& address, const std::optional<ByteRange>& range, Reporter* reporter)
+    : proxy_(ProxyOf(address)), reporter_(reporter) {
   Connect(address);
   try {
     SetHeaders(address, range);
-    const std::string url = RequestURL(address, options.proxyHost.has_value());
+    const std::string url = RequestURL(address, proxy_.has_value());
     if (url.size() > kLongestURL) throw Failure{ExitCode::Usage, "\"" + address.shown + "\" is too long"};
-    reporter_->Sent("GET " + (options.proxyHost ? url : address.target) + " HTTP/1.0");
+    reporter_->Sent("GET " + (proxy_ ? url : address.target) + " HTTP/1.0");
     const LibraryCall call;
     const ErrorCode status = HTTPc_Get(connection_, url.c_str(), &reply_, &stream_);
     if (status != Error_None) Fail("cannot get \"" + address.shown + "\"", status);
@@ -105,10 +105,7 @@ void HTTPResponse::Connect(const Address& address) {
   const LibraryCall call;
   const ErrorCode status = HTTPc_Open(address.host.c_str(), address.port, &connection_);
   if (status == Error_None) return;
-  const std::string peer = options_.proxyHost
-                               ? "the proxy " + *options_.proxyHost + ":" + std::to_string(options_.proxyPort)
-                               : HostAndPort(address);
-  Fail("cannot connect to " + peer, status);
+  Fail("cannot connect to " + (proxy_ ? "the proxy " + *proxy_ : HostAndPort(address)), status);
 }
 
 void HTTPResponse::SetHeaders(const Address& address, const std::optional<ByteRange>& range) {
@@ -137,11 +134,9 @@ std::string HTTPResponse::GetText(int index) const {
   return buffer;
 }
 
-std::optional<std::uint32_t> HTTPResponse::Length() const {
-  std::uint32_t length = 0;
-  const ErrorCode status =
-      HTTPc_GetAttribute(connection_, HTTPcResponse_ContentLength, sizeof length, nullptr, &length);
-  if (status != Error_None) return std::nullopt;
+std::optional<std::uint64_t> HTTPResponse::Length() const {
+  std::uint64_t length = 0;
+  if (HTTPc_GetContentLength64(connection_, &length) != Error_None) return std::nullopt;
   return length;
 }
 
@@ -176,9 +171,9 @@ std::string HTTPResponse::StatusText() const {
 }
 
 std::unique_ptr<HTTPResponse> Request(Address* address, const std::optional<ByteRange>& range,
-                                      const Options& options, Reporter* reporter) {
+                                      Reporter* reporter) {
   for (int redirects = 0; redirects <= kMostRedirects; redirects++) {
-    auto response = std::make_unique<HTTPResponse>(*address, range, options, reporter);
+    auto response = std::make_unique<HTTPResponse>(*address, range, reporter);
     if (!IsRedirect(response->Code())) return response;
     *address = Redirected(*address, response->Location());
     reporter->Say("redirected to " + address->shown);

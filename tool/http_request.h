@@ -11,7 +11,6 @@
 #include "qz/time.h"
 #include "tool/address.h"
 #include "tool/failure.h"
-#include "tool/options.h"
 #include "tool/reporter.h"
 
 namespace tool {
@@ -26,8 +25,7 @@ constexpr std::uint32_t kToTheEnd = 0xFFFFFFFFu;
 // Owns the connection; the stream begins at the body and is closed with this.
 class HTTPResponse {
  public:
-  HTTPResponse(const Address& address, const std::optional<ByteRange>& range, const Options& options,
-               Reporter* reporter);
+  HTTPResponse(const Address& address, const std::optional<ByteRange>& range, Reporter* reporter);
   ~HTTPResponse();
   HTTPResponse(const HTTPResponse&) = delete;
   HTTPResponse& operator=(const HTTPResponse&) = delete;
@@ -35,7 +33,7 @@ class HTTPResponse {
   int Code() const { return reply_.code; }
   bool IsWholeFile() const { return Code() == 200 || Code() == 203; }
   Stream* Body() const { return stream_; }
-  std::optional<std::uint32_t> Length() const;
+  std::optional<std::uint64_t> Length() const;
   std::optional<ByteRange> Range() const;
   std::optional<Time> Modified() const;
   std::string Location() const;  // empty when there is none
@@ -49,7 +47,7 @@ class HTTPResponse {
   void SetText(int index, const std::string& text);
   std::string GetText(int index) const;
 
-  const Options& options_;
+  const std::optional<std::string> proxy_;
   Reporter* reporter_;
   HTTPc* connection_ = nullptr;
   Stream* stream_ = nullptr;
@@ -58,7 +56,7 @@ class HTTPResponse {
 
 // Follows redirects, at most 10, from `address`; leaves the address that answered in it. Throws Failure.
 std::unique_ptr<HTTPResponse> Request(Address* address, const std::optional<ByteRange>& range,
-                                      const Options& options, Reporter* reporter);
+                                      Reporter* reporter);
 
 // The failure for a response whose code is neither success nor redirect.
 Failure FailureOfResponse(const HTTPResponse& response, const Address& address);

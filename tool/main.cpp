@@ -3,24 +3,29 @@
 #include <new>
 
 #include "qz/error.h"
+#include "qz/file.h"
 #include "qz/os.h"
-#include "qz/proxy.h"
 #include "qz/version.h"
+#include "qz/vrxclientsystem.h"
 #include "tool/commands.h"
 #include "tool/console.h"
 #include "tool/failure.h"
 #include "tool/ftp_session.h"
 #include "tool/library_call.h"
+#include "tool/output.h"
+#include "tool/proxy.h"
 #include "tool/text.h"
 
 namespace tool {
 namespace {
 
+constexpr const char* kApplicationName = "qz";
+
 class Library {
  public:
   Library() {
     Error_ClearLast();
-    const ErrorCode status = OS_Init("qz", OSInitCode_End);
+    const ErrorCode status = OS_Init(kApplicationName, OSInitCode_End);
     if (status == Error_None) return;
     std::string text = std::string("cannot initialise the qz library: ") + Error_ToLongString(status) +
                        RecordedDetails(status);
@@ -37,32 +42,63 @@ class Library {
   Library& operator=(const Library&) = delete;
 };
 
-void SetProxy(const Options& options) {
-  if (!options.proxyHost) return;
-  Proxy_SetServer(ProxyIndex_HTTP, options.proxyHost->c_str(), options.proxyPort);
-  Proxy_SetServer(ProxyIndex_FTP, options.proxyHost->c_str(), options.proxyPort);
-  Proxy_SetEnabled(1);
+// Where the preferences lie; for messages.
+std::string PreferencesPath() {
+  constexpr std::size_t kPathBytes = 1024;
+  char folder[kPathBytes] = "";
+  if (File_GetSysDir(SysDir_Cache, folder) != Error_None) return "";
+  return console::ToSystemName(std::string(folder) + "/" + kApplicationName + "VRXPrefs");
 }
 
-void PrintText(const std::string& text) {
-  if (console::Write(console::Channel::Output, text.data(), text.size())) return;
-  throw Failure{ExitCode::Disk, "cannot write to standard output"};
-}
+class TransferSystem {
+ public:
+  TransferSystem() {
+    Error_ClearLast();
+    const ErrorCode status = VRXClientSystem_Init();
+    if (status == Error_None) return;
+    throw Failure{ExitCode::Other, std::string("cannot start transfers: ") + Error_ToLongString(status) +
+                                       RecordedDetails(status) + "; the preferences in \"" +
+                                       PreferencesPath() +
+                                       "\" may be damaged, or name a dial-up entry that does not exist: "
+                                       "remove this file to get the defaults"};
+  }
+  ~TransferSystem() { VRXClientSystem_Exit(); }
+  TransferSystem(const TransferSystem&) = delete;
+  TransferSystem& operator=(const TransferSystem&) = delete;
+};
 
 void RunCommand(const Options& options) {
   const Library library;
-  SetProxy(options);
+  const TransferSystem transferSystem;
+  UseProxy(options);
   Reporter reporter(options);
   switch (options.command) {
     case Command::Get:
       return RunGet(options, &reporter);
     case Command::Put:
       return RunPut(options, &reporter);
+    case Command::Add:
+      return RunAdd(options, &reporter);
+    case Command::Run:
+      return RunSaved(options, &reporter);
+    case Command::List:
+      return RunList(options, &reporter);
+    case Command::Show:
+      return RunShow(options, &reporter);
+    case Command::Remove:
+      return RunRemove(options, &reporter);
+    case Command::Retry:
+      return RunRetry(options, &reporter);
+    case Command::Prefs:
+      return RunPrefs(options, &reporter);
+    case Command::Upgrade:
+      return RunUpgrade(options, &reporter);
     case Command::Ls:
       return RunLs(options, &reporter);
     case Command::Size:
       return RunSize(options, &reporter);
-    default:
+    case Command::Help:
+    case Command::Version:
       return;
   }
 }
@@ -70,8 +106,8 @@ void RunCommand(const Options& options) {
 void Run(int count, char** arguments) {
   Options options = ParseCommandLine(count, arguments);
   HidePasswords(count, arguments);
-  if (options.command == Command::Version) return PrintText("qz " QZ_VERSION_STRING "\n");
-  if (options.command == Command::Help || options.help) return PrintText(HelpText(options.commandName));
+  if (options.command == Command::Version) return Print("qz " QZ_VERSION_STRING "\n");
+  if (options.command == Command::Help || options.help) return Print(HelpText(options.commandName));
   ReadPasswordFile(&options);
   RunCommand(options);
 }

@@ -46,6 +46,14 @@ struct Options {
   unsigned timeoutSeconds = 61;
 };
 
+struct ProxyServer {
+  std::string host;
+  unsigned port = 0;
+};
+
+// "HOST:PORT"; nothing for anything else.
+std::optional<ProxyServer> ParseProxy(const std::string& text);
+
 // Throws Failure (Usage).
 Options ParseCommandLine(int count, char** arguments);
 

@@ -48,7 +48,9 @@ class FTPSource : public Source {
     if (size && size->tooLarge()) {
       reporter_->Say("the file is 4 GiB or larger: its size is unknown and resuming works below 4 GiB only");
     }
-    const auto known = size && !size->tooLarge() ? std::optional<std::uint32_t>(size->bytes) : std::nullopt;
+    const auto known = size && !size->tooLarge()
+                           ? std::optional<std::uint32_t>(static_cast<std::uint32_t>(size->bytes))
+                           : std::nullopt;
     // Kept until the part file is truncated: an attempt may fail before that.
     changed_ = changed_ || (asked_ && known != total_);
     asked_ = true;

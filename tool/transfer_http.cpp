@@ -10,6 +10,8 @@
 //
 // A whole file of exactly n bytes means that the part file was complete. The library does not give the total
 // size of a range, so when it is unknown a last request probes for more: 416 means that nothing follows.
+#include <algorithm>
+
 #include "qz/error.h"
 #include "tool/data_loop.h"
 #include "tool/download.h"
@@ -22,6 +24,13 @@ namespace {
 
 constexpr std::uint32_t kLengthTooLarge = 0xFFFFFFFFu;
 
+// The length, or kLengthTooLarge where it is that or more.
+std::optional<std::uint32_t> ShortLength(const HTTPResponse& response) {
+  const auto length = response.Length();
+  if (!length) return std::nullopt;
+  return static_cast<std::uint32_t>(std::min<std::uint64_t>(*length, kLengthTooLarge));
+}
+
 class HTTPSource : public Source {
  public:
   HTTPSource(const Address& address, const Options& options, Reporter* reporter, ProgressLine* progress)
@@ -32,7 +41,7 @@ class HTTPSource : public Source {
     bool probesForMore = false;
     while (part->Length() > 0 && part->Length() <= kLargestOffset) {
       const auto first = static_cast<std::uint32_t>(part->Length());
-      const auto response = Request(&address_, ByteRange{first, kToTheEnd}, options_, reporter_);
+      const auto response = Request(&address_, ByteRange{first, kToTheEnd}, reporter_);
       if (response->Code() == 416 && probesForMore) return;
       if (!Continues(*response, first)) {
         if (response->IsWholeFile()) return ReceiveWhole(*response, part);
@@ -43,7 +52,7 @@ class HTTPSource : public Source {
       if (total_) return;
       probesForMore = true;
     }
-    const auto response = Request(&address_, std::nullopt, options_, reporter_);
+    const auto response = Request(&address_, std::nullopt, reporter_);
     if (!response->IsWholeFile()) throw FailureOfResponse(*response, address_);
     ReceiveWhole(*response, part);
   }
@@ -54,7 +63,7 @@ class HTTPSource : public Source {
     const auto range = response.Range();
     if (response.Code() != 206 || !range || response.IsMultipart()) return false;
     if (range->first != first || range->last < first || range->last == kLengthTooLarge) return false;
-    const auto length = response.Length();
+    const auto length = ShortLength(response);
     if (length && *length != range->last - first + 1) return false;
     return !(total_ && range->last + 1 != *total_) && !Changed(response);
   }
@@ -72,7 +81,7 @@ class HTTPSource : public Source {
   }
 
   void ReceiveWhole(const HTTPResponse& response, PartFile* part) {
-    const auto length = response.Length();
+    const auto length = ShortLength(response);
     const bool known = length && *length != kLengthTooLarge;
     if (part->Length() > 0) {
       const bool same = !Changed(response) && (!total_ || length == total_);

@@ -341,6 +341,12 @@ class FTPGet(ProgramTest):
         self.assertEqual(result.output, "size:   300000 bytes (293.0 KiB)\ntime:   2026-03-04 05:06:07 GMT\n"
                                         "resume: yes\n")
 
+    def test_size_counts_in_64_bits(self):
+        for size, line in (("4294967295", "4294967295 bytes (4.0 GiB)"), ("5368709120", "5368709120 bytes (5.0 GiB)"),
+                           ("18446744073709551616", "unknown")):
+            result = self.expect(DONE, "size", self.server(size="213 " + size).url("data"))
+            self.assertEqual(result.output.split("\n")[0], "size:   " + line)
+
     def test_size_says_no_when_rest_is_refused(self):
         result = self.expect(DONE, "size", self.server(rest=False).url("data"))
         self.assertIn("resume: no", result.output)

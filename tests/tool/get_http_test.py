@@ -393,6 +393,13 @@ class HTTPGet(ProgramTest):
                                         "resume: yes\n")
         self.assertEqual(self.names(), [])
 
+    def test_size_counts_in_64_bits(self):
+        for size, line in (("4294967295", "4294967295 bytes (4.0 GiB)"), ("5368709120", "5368709120 bytes (5.0 GiB)"),
+                           ("18446744073709551616", "unknown")):
+            server = self.server(lambda n, request, size=size: [http("200 OK", b"abc", length=size)])
+            result = self.expect(DONE, "size", server.url("/x"))
+            self.assertEqual(result.output.split("\n")[0], "size:   " + line)
+
     def test_size_says_no_and_unknown(self):
         server = self.server(lambda n, request: [http("200 OK", b"abc", length="none")])
         result = self.expect(DONE, "size", server.url("/x"))
