@@ -193,8 +193,9 @@ VRXPrefs CurrentPreferences() {
 
 // With an entry that does not exist no program could start.
 void CheckDialUp(const VRXPrefs& preferences) {
-  if (preferences.isDialUpEnabled == 0 || RemoteAccess_ValidEntry(preferences.dialUpEntry) == 1) return;
+  if (preferences.isDialUpEnabled == 0) return;
   if (RemoteAccess_IsAvailable() == 0) Refuse("this system has no dial-up connections");
+  if (*preferences.dialUpEntry != '\0' && RemoteAccess_ValidEntry(preferences.dialUpEntry) == 1) return;
   Refuse(std::string("there is no dial-up entry \"") + preferences.dialUpEntry +
          "\"; set dial-up-entry to one of the phone book first");
 }

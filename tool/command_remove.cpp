@@ -5,6 +5,7 @@
 #include "tool/commands.h"
 #include "tool/console.h"
 #include "tool/failure.h"
+#include "tool/private_file.h"
 #include "tool/record.h"
 #include "tool/saved_text.h"
 #include "tool/store.h"
@@ -13,7 +14,7 @@ namespace tool {
 namespace {
 
 [[noreturn]] void RefuseDamaged(const Store& store, unsigned number, const Failure& failure) {
-  const std::string stem = store.Folder() + "/" + std::to_string(number);
+  const std::string stem = PathInFolder(store.Folder(), std::to_string(number));
   throw Failure{failure.code, failure.text + "; nothing was removed. Remove \"" + stem + ".vrx\" and \"" +
                                   stem + ".conf\" yourself when they are of no use"};
 }

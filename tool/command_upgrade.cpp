@@ -1,4 +1,6 @@
 // qz upgrade: whether a newer version of the program lies on an FTP server.
+#include <string_view>
+
 #include "qz/error.h"
 #include "qz/os.h"
 #include "qz/time.h"
@@ -63,9 +65,12 @@ class SuccessOfCheck {
   std::uint32_t before_;
 };
 
-std::string ReasonOfFailure() {
-  const std::string details = RecordedDetails();
-  return details.empty() ? ": the server refused the login or the list" : details;
+// What the system said last; the look at the registry is no reason.
+std::string DetailsOfFailure() {
+  ErrorDetail detail;
+  const bool isKnown = Error_GetLast(&detail) == Error_None &&
+                       std::string_view(detail.operation).rfind("WinOSRegistry", 0) != 0;
+  return isKnown ? RecordedDetails() : "";
 }
 
 }  // namespace
@@ -83,7 +88,9 @@ void RunUpgrade(const Options& options, Reporter*) {
   }
   if (found == 1) return Print("newer version: " + Printable(url) + "\n");
   if (success.Get()) return Print("no newer version\n");
-  throw Failure{ExitCode::Network, "cannot look for upgrades" + ReasonOfFailure()};
+  throw Failure{ExitCode::Network,
+                "cannot look for upgrades: no location let itself be reached, logged in to and listed" +
+                    DetailsOfFailure()};
 }
 
 }  // namespace tool

@@ -77,18 +77,12 @@ void RunCommand(const Options& options) {
       return RunGet(options, &reporter);
     case Command::Put:
       return RunPut(options, &reporter);
-    case Command::Add:
-      return RunAdd(options, &reporter);
-    case Command::Run:
-      return RunSaved(options, &reporter);
     case Command::List:
       return RunList(options, &reporter);
     case Command::Show:
       return RunShow(options, &reporter);
     case Command::Remove:
       return RunRemove(options, &reporter);
-    case Command::Retry:
-      return RunRetry(options, &reporter);
     case Command::Prefs:
       return RunPrefs(options, &reporter);
     case Command::Upgrade:
@@ -97,8 +91,7 @@ void RunCommand(const Options& options) {
       return RunLs(options, &reporter);
     case Command::Size:
       return RunSize(options, &reporter);
-    case Command::Help:
-    case Command::Version:
+    default:
       return;
   }
 }

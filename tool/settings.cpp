@@ -39,7 +39,7 @@ Document NewDocument() {
 }
 
 std::string PathOf(const Store& store) {
-  return store.Folder() + "/settings.conf";
+  return PathInFolder(store.Folder(), "settings.conf");
 }
 
 }  // namespace

@@ -10,10 +10,10 @@ void UsageError(const std::string& commandName, const std::string& text) {
 }
 
 std::optional<unsigned> NumberIn(const std::string& text, unsigned smallest, unsigned largest) {
-  constexpr std::size_t kMostDigits = 9;
+  constexpr std::size_t kMostDigits = 10;
   const bool digits = !text.empty() && text.size() <= kMostDigits &&
                       text.find_first_not_of("0123456789") == std::string::npos;
-  const unsigned long number = digits ? std::stoul(text) : 0;
+  const unsigned long long number = digits ? std::stoull(text) : 0;
   if (!digits || number < smallest || number > largest) return std::nullopt;
   return static_cast<unsigned>(number);
 }

@@ -9,8 +9,8 @@
 
 namespace tool {
 
-constexpr const char* kStandardInput = "-";     // as an operand, and as a password file
-constexpr unsigned kLargestNumber = 999999999;  // of a transfer, and of a version
+constexpr const char* kStandardInput = "-";       // as an operand, and as a password file
+constexpr unsigned kLargestNumber = 4000000000u;  // of a transfer, and of a version
 
 // Throws Failure (Usage): the text, and where the help is. commandName: "" for the program itself.
 [[noreturn]] void UsageError(const std::string& commandName, const std::string& text);

@@ -16,6 +16,7 @@ import tempfile
 import threading
 import time
 import unittest
+import unittest.mock
 
 import ports
 
@@ -23,7 +24,7 @@ CHECKOUT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__fil
 RUN_SECONDS = 60
 SOCKET_SECONDS = 20
 
-DONE, OTHER, USAGE, NOT_FOUND, NETWORK, LOGIN, PROTOCOL, DISK, INTERRUPTED = 0, 1, 2, 3, 4, 5, 6, 7, 130
+DONE, OTHER, USAGE, NOT_FOUND, NETWORK, LOGIN, PROTOCOL, DISK, REFUSED, INTERRUPTED = 0, 1, 2, 3, 4, 5, 6, 7, 8, 130
 
 
 def program():
@@ -36,6 +37,16 @@ def on_windows():
 
 
 only_posix = unittest.skipIf(on_windows(), "needs terminals, signals or limits of a POSIX system")
+
+
+def system_path(path):
+    """A path of this machine as the program's system names it."""
+    return "Z:" + path.replace("/", "\\") if on_windows() else path
+
+
+def few(cases):
+    """All cases; on Windows, where each start of the program takes a second or more, every third."""
+    return cases[::3] if on_windows() else cases
 
 
 def some_bytes(count, seed=1):
@@ -64,6 +75,12 @@ class ProgramTest(unittest.TestCase):
     def setUp(self):
         self.folder = tempfile.mkdtemp(prefix="qz-tool-")
         self.addCleanup(shutil.rmtree, self.folder, True)
+        # Saved transfers of a test are its own. The program makes the folder.
+        self.transfers = self.folder + "-transfers"
+        self.addCleanup(shutil.rmtree, self.transfers, True)
+        environment = unittest.mock.patch.dict(os.environ, QZ_TRANSFERS=system_path(self.transfers))
+        environment.start()
+        self.addCleanup(environment.stop)
 
     def run_qz(self, *arguments, stdin=b"", environment=None, seconds=RUN_SECONDS, through=(), **options):
         """through: a command that runs the program."""
