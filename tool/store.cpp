@@ -38,7 +38,7 @@ std::string CacheFolder() {
 }
 
 std::string MadeInCacheFolder() {
-  const std::string folder = PathInFolder(CacheFolder(), "transfers");
+  std::string folder = PathInFolder(CacheFolder(), "transfers");
   MakePrivateFolder(folder);
   return folder;
 }
@@ -46,13 +46,13 @@ std::string MadeInCacheFolder() {
 std::string MadeStoreFolder() {
   const char* chosen = std::getenv("QZ_TRANSFERS");
   if (chosen != nullptr && *chosen != '\0') {
-    const std::string folder = AbsolutePath(chosen);
+    std::string folder = AbsolutePath(chosen);
     MakePrivateFolder(folder);
     return folder;
   }
   const std::string data = UserDataFolder();
   if (data.empty()) return MadeInCacheFolder();
-  const std::string folder = PathInFolder(PathInFolder(data, "qz"), "transfers");
+  std::string folder = PathInFolder(PathInFolder(data, "qz"), "transfers");
   try {
     MakePrivateFolder(folder);
     return folder;
@@ -108,7 +108,7 @@ struct Held {
   std::optional<std::string> configuration;  // the same
 };
 
-unsigned HighestNumber(const std::map<unsigned, TransferParts>& all) {
+unsigned HighestNumber(const std::map<unsigned, StoredParts>& all) {
   return all.empty() ? 0 : all.rbegin()->first;
 }
 
@@ -128,7 +128,7 @@ struct Store::State {
   void WriteNext(unsigned number);
   void ReadEverything(unsigned storedNext);
   void ReadAdditions();
-  void Note(unsigned number, TransferParts parts);
+  void Note(unsigned number, StoredParts parts);
   std::optional<SavedTransfer> CurrentState(unsigned number);
   std::optional<SavedTransfer> FirstThatStands(const std::vector<unsigned>& numbers);
   unsigned ClaimNextNumber();
@@ -136,7 +136,7 @@ struct Store::State {
   std::optional<SavedTransfer> ReadCarefully(unsigned number, std::optional<DamagedRecord>* damage);
   void SaveRecord(const SavedTransfer& transfer, const std::string& record, Held* own);
   void SaveConfiguration(const SavedTransfer& transfer, Held* own);
-  void SweepTransfer(unsigned number, const TransferParts& parts);
+  void SweepTransfer(unsigned number, const StoredParts& parts);
 
   TransferFiles files;
   LockFile lock;
@@ -196,7 +196,7 @@ std::optional<unsigned> Store::State::ReadNext() const {
 
 // A transfer that is saved for the first time during one listing may be missing there, but in no other one.
 void Store::State::ReadEverything(unsigned storedNext) {
-  std::map<unsigned, TransferParts> all = files.Scan();
+  std::map<unsigned, StoredParts> all = files.Scan();
   all.merge(files.Scan());
   index.Clear();
   for (const auto& [number, parts] : all) Note(number, parts);
@@ -224,7 +224,7 @@ void Store::State::ReadAdditions() {
 }
 
 // The claim becomes the configuration when the transfer is saved for the first time, maybe at this moment.
-void Store::State::Note(unsigned number, TransferParts parts) {
+void Store::State::Note(unsigned number, StoredParts parts) {
   constexpr unsigned kAttempts = 3;
   for (unsigned attempt = 1; attempt <= kAttempts; attempt++) {
     if (parts.hasConfiguration || parts.hasClaim) {
@@ -243,7 +243,7 @@ std::optional<SavedTransfer> Store::State::CurrentState(unsigned number) {
     std::optional<DamagedRecord> damage;
     std::optional<SavedTransfer> transfer = ReadCarefully(number, &damage);
     if (transfer || damage) return transfer;
-    const TransferParts parts = files.PartsOf(number);
+    const StoredParts parts = files.PartsOf(number);
     const bool isSavedNow = parts.hasRecord || parts.hasConfiguration;
     if (!isSavedNow && !(parts.hasClaim && isTaken)) return std::nullopt;
     if (!isSavedNow) transfer = files.Read(number, parts);
@@ -264,7 +264,7 @@ std::optional<SavedTransfer> Store::State::FirstThatStands(const std::vector<uns
 // That the number was used is written before it is.
 unsigned Store::State::ClaimNextNumber() {
   for (;;) {
-    const TransferParts parts = files.PartsOf(next);
+    const StoredParts parts = files.PartsOf(next);
     if (parts.hasRecord || parts.hasConfiguration || parts.hasClaim) ReadEverything(next);
     const unsigned number = next;
     if (number > kGreatestTransferNumber) {
@@ -285,7 +285,7 @@ std::optional<SavedTransfer> Store::State::ReadCarefully(unsigned number,
   constexpr unsigned kPauseMilliseconds = 5;
   bool mayChange = true;
   for (unsigned attempt = 1;; attempt++) {
-    const TransferParts parts = files.PartsOf(number);
+    const StoredParts parts = files.PartsOf(number);
     if (!parts.hasRecord && !parts.hasConfiguration) return std::nullopt;
     if (parts.IsSaved()) {
       if (std::optional<SavedTransfer> transfer = files.Read(number, parts)) return transfer;
@@ -322,7 +322,7 @@ void Store::State::SaveConfiguration(const SavedTransfer& transfer, Held* own) {
 }
 
 // A claim beside a record is all that a kill has left of the configuration; any other claim is of no use.
-void Store::State::SweepTransfer(unsigned number, const TransferParts& parts) {
+void Store::State::SweepTransfer(unsigned number, const StoredParts& parts) {
   if (!parts.hasLeftovers && !parts.hasClaim) return;
   if (!Hold(number)) return;
   files.RemoveLeftovers(number);
@@ -449,7 +449,11 @@ void Store::Sweep() {
 }
 
 void Store::Release(unsigned number) noexcept {
-  state_->Release(number);
+  try {
+    state_->Release(number);
+  } catch (...) {
+    // The lock ends with the program.
+  }
 }
 
 }  // namespace tool

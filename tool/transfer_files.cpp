@@ -12,12 +12,12 @@ constexpr char kLeftoverSuffix[] = ".new";
 
 struct PartSuffix {
   std::string_view suffix;
-  bool TransferParts::*part;
+  bool StoredParts::*part;
 };
 constexpr PartSuffix kSuffixes[] = {
-    {".vrx", &TransferParts::hasRecord},         {".conf", &TransferParts::hasConfiguration},
-    {".claim", &TransferParts::hasClaim},        {".vrx.new", &TransferParts::hasLeftovers},
-    {".conf.new", &TransferParts::hasLeftovers}, {".claim.new", &TransferParts::hasLeftovers},
+    {".vrx", &StoredParts::hasRecord},         {".conf", &StoredParts::hasConfiguration},
+    {".claim", &StoredParts::hasClaim},        {".vrx.new", &StoredParts::hasLeftovers},
+    {".conf.new", &StoredParts::hasLeftovers}, {".claim.new", &StoredParts::hasLeftovers},
 };
 
 // The number before the first "."; 0 when there is none, or not as it is written here.
@@ -29,7 +29,7 @@ unsigned NumberOf(std::string_view digits) {
   return isNumber && number <= kGreatestTransferNumber ? number : 0;
 }
 
-void Note(const std::string& name, std::map<unsigned, TransferParts>* all) {
+void Note(const std::string& name, std::map<unsigned, StoredParts>* all) {
   const std::size_t dot = name.find('.');
   if (dot == std::string::npos) return;
   const std::string_view suffix = std::string_view(name).substr(dot);
@@ -55,27 +55,27 @@ std::string TransferFiles::LockPath() const {
   return PathInFolder(folder_, "lock");
 }
 
-std::map<unsigned, TransferParts> TransferFiles::Scan() const {
-  std::map<unsigned, TransferParts> all;
+std::map<unsigned, StoredParts> TransferFiles::Scan() const {
+  std::map<unsigned, StoredParts> all;
   for (const std::string& name : NamesInFolder(folder_)) Note(name, &all);
   return all;
 }
 
-TransferParts TransferFiles::PartsOf(unsigned number) const {
+StoredParts TransferFiles::PartsOf(unsigned number) const {
   // In this order: where a claim has just become a configuration, that is found.
-  TransferParts parts;
+  StoredParts parts;
   parts.hasClaim = IsRegularFile(ClaimPath(number));
   parts.hasConfiguration = IsRegularFile(ConfigurationPath(number));
   parts.hasRecord = IsRegularFile(RecordPath(number));
   return parts;
 }
 
-std::optional<SavedTransfer> TransferFiles::Read(unsigned number, const TransferParts& parts) const {
+std::optional<SavedTransfer> TransferFiles::Read(unsigned number, const StoredParts& parts) const {
   const bool isConfigured = parts.hasConfiguration;
   return ReadSavedTransfer(isConfigured ? ConfigurationPath(number) : ClaimPath(number), number);
 }
 
-DamagedRecord TransferFiles::DamageOf(unsigned number, const TransferParts& parts) const {
+DamagedRecord TransferFiles::DamageOf(unsigned number, const StoredParts& parts) const {
   const std::string name = std::to_string(number);
   if (!parts.hasRecord) return {ConfigurationPath(number), name + ".vrx is missing"};
   if (parts.hasConfiguration) return {ConfigurationPath(number), "it is damaged"};

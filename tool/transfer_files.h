@@ -12,7 +12,7 @@
 namespace tool {
 
 // Which files of a transfer stand there.
-struct TransferParts {
+struct StoredParts {
   bool hasRecord = false;
   bool hasConfiguration = false;
   bool hasClaim = false;
@@ -33,13 +33,13 @@ class TransferFiles {
   std::string LockPath() const;
 
   // All numbers of the folder. Throws Failure (Disk).
-  std::map<unsigned, TransferParts> Scan() const;
-  TransferParts PartsOf(unsigned number) const;
+  std::map<unsigned, StoredParts> Scan() const;
+  StoredParts PartsOf(unsigned number) const;
 
   // What the configuration file says, or the claim in its place. Nothing when it is damaged, or gone by now.
-  std::optional<SavedTransfer> Read(unsigned number, const TransferParts& parts) const;
+  std::optional<SavedTransfer> Read(unsigned number, const StoredParts& parts) const;
   // Which file of a transfer that is not read cannot be, and why.
-  DamagedRecord DamageOf(unsigned number, const TransferParts& parts) const;
+  DamagedRecord DamageOf(unsigned number, const StoredParts& parts) const;
 
   // Removes what killed writes left. Throws Failure (Disk).
   void RemoveLeftovers(unsigned number) const;
