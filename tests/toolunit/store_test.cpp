@@ -490,22 +490,4 @@ TEST_F(StoreAfterKill, AClaimBesideTheConfigurationChangesNothing) {
   EXPECT_TRUE(store_.List().damaged.empty());
 }
 
-// ---- threads ----
-
-TEST_F(StoreTest, IsUsedByThreads) {
-  Store store;
-  std::atomic<int> found = 0;
-  std::vector<std::thread> threads;
-  for (int i = 0; i < 4; ++i) {
-    threads.emplace_back([&] {
-      for (int k = 0; k < 20; ++k) found += Save(&store, kURL, "/" + std::to_string(k)) == 0 ? 1 : 0;
-      store.List();
-    });
-  }
-  for (std::thread& thread : threads) thread.join();
-  EXPECT_EQ(found, 60);
-  EXPECT_EQ(store.List().transfers.size(), 20u);
-  EXPECT_EQ(Read("next"), "21\n");
-}
-
 }  // namespace
