@@ -6,9 +6,14 @@
 //
 // The semaphore is held for as long as a document is used; a save happens under it too, at most once a
 // minute.
+//
+// Other programs save the same files. A save reads the file again, puts the lines that were changed here
+// since the last save in their places there, and goes on with the outcome.
 #include <atomic>
 #include <cmath>
+#include <cstdio>
 #include <cstring>
+#include <utility>
 
 #include "os/core/owned.h"
 #include "os/file/file_internal.h"
@@ -17,6 +22,7 @@
 #include "qz/os.h"
 #include "qz/semaphore.h"
 #include "qz/time.h"
+#include "transfer/sharedfiles_internal.h"
 #include "transfer/statistics_internal.h"
 #include "transfer/statistics_testing.h"
 #include "transfer/statistics_values.h"
@@ -32,9 +38,14 @@ constexpr uint32_t kThroughFields = 5;
 constexpr char kAllServers[] = "default";
 constexpr float kFailure = 0.0f;
 
+// How long a save waits for other programs: under the semaphore, and at the end, when no other follows.
+constexpr uint32_t kLockWaitMilliseconds = 250;
+constexpr uint32_t kLastLockWaitMilliseconds = 2000;
+
 struct Document {
   Config* config;
-  bool isDirty;  // it has changed since it was read or written
+  Config* changed;  // the keys of lines that were changed or removed since the file was read or written
+  uint32_t fieldCount;
   char path[kFileNameSize];
 };
 
@@ -50,29 +61,82 @@ std::atomic<uint32_t> waitMilliseconds{kWaitMilliseconds};
 
 // ---- files -------------------------------------------------------------------------------------
 
-ErrorCode OpenDocument(const char* directory, const char* name, uint32_t fieldCount, Document* document) {
-  document->isDirty = false;
-  ErrorCode status = iFile_Join(directory, name, document->path);
-  if (status != Error_None) return status;
+Config* NewConfig(uint32_t fieldCount) {
   const Owned<ConfigSpec, ConfigSpec_Delete> spec(ConfigSpec_Start());
-  if (!spec) return Error_Memory;
+  if (!spec) return nullptr;
   ConfigSpec_SetMinFields(spec.get(), fieldCount);
   ConfigSpec_SetMaxFields(spec.get(), fieldCount);
   ConfigSpec_SetStripComments(spec.get(), 1);
   ConfigSpec_End(spec.get());
-  document->config = Config_New(spec.get());
-  if (document->config == nullptr) return Error_Memory;
+  return Config_New(spec.get());
+}
+
+ErrorCode OpenDocument(const char* directory, const char* name, uint32_t fieldCount, Document* document) {
+  ErrorCode status = iFile_Join(directory, name, document->path);
+  if (status != Error_None) return status;
+  document->fieldCount = fieldCount;
+  document->config = NewConfig(fieldCount);
+  document->changed = NewConfig(1);
+  if (document->config == nullptr || document->changed == nullptr) return Error_Memory;
   status = Config_Read(document->config, document->path);
   return status == Error_NotFound ? ErrorCode{Error_None} : status;
 }
 
+bool IsDirty(const Document& document) {
+  return Config_FirstLine(document.changed, nullptr) != nullptr;
+}
+
+// Without memory for the note the change must not be made: the next save would drop it.
+bool NoteChange(Document* document, const char* key) {
+  return Config_FindLine(document->changed, nullptr, key) != nullptr ||
+         Config_Print(document->changed, nullptr, key, nullptr) == Error_None;
+}
+
+// Puts a line of the document into another one, or removes it there as it was removed here.
+ErrorCode CopyLine(const Document& document, const char* key, Config* target) {
+  const ConfigLine* line = Config_FindLine(document.config, nullptr, key);
+  if (line == nullptr) {
+    ConfigLine* old = Config_FindLine(target, nullptr, key);
+    if (old != nullptr) Config_RemoveLine(target, old);
+    return Error_None;
+  }
+  char** const fields = Config_GetFields(document.config, line);
+  char text[kServerKeySize + kStatisticsTextSize] = "";
+  size_t length = 0;
+  for (uint32_t i = 0; i < document.fieldCount && length < sizeof text; ++i)
+    length += static_cast<size_t>(snprintf(text + length, sizeof text - length, "%s ", fields[i]));
+  return length < sizeof text ? Config_Print(target, nullptr, text, nullptr) : ErrorCode{Error_Exceed};
+}
+
+// Takes over what other programs have stored. A missing file has nothing, and gets everything.
+ErrorCode Merge(Document* document) {
+  if (File_Exists(document->path, nullptr) == 0) return Error_None;
+  Owned<Config, Config_Delete> merged(NewConfig(document->fieldCount));
+  if (!merged) return Error_Memory;
+  ErrorCode status = Config_Read(merged.get(), document->path);
+  for (const ConfigLine* line = Config_FirstLine(document->changed, nullptr);
+       line != nullptr && status == Error_None; line = Config_NextLine(document->changed, line))
+    status = CopyLine(*document, Config_GetFields(document->changed, line)[0], merged.get());
+  if (status != Error_None) return status;
+  Config_Delete(std::exchange(document->config, merged.release()));
+  return Error_None;
+}
+
 void SaveDocument(Document* document) {
-  if (document->isDirty && Config_Write(document->config, document->path) == Error_None)
-    document->isDirty = false;
+  if (!IsDirty(*document) || Merge(document) != Error_None) return;
+  if (Config_Write(document->config, document->path) == Error_None) Config_Empty(document->changed);
 }
 
 bool IsAnyDirty() {
-  return lists.names.isDirty || lists.through.isDirty;
+  return IsDirty(lists.names) || IsDirty(lists.through);
+}
+
+void Save(uint32_t lockWaitMilliseconds) {
+  if (!IsAnyDirty()) return;
+  const SharedFilesLock lock(lockWaitMilliseconds);
+  if (lock.isBusy()) return;
+  SaveDocument(&lists.names);
+  SaveDocument(&lists.through);
 }
 
 // A minute has passed, or the clock was set back. An attempt that fails counts: a full disk is not tried
@@ -83,13 +147,14 @@ void SaveWhenDue() {
   Time_Get(&now);
   if (now.seconds - lists.lastSaveSeconds < kSecondsBetweenSaves) return;
   lists.lastSaveSeconds = now.seconds;
-  SaveDocument(&lists.names);
-  SaveDocument(&lists.through);
+  Save(kLockWaitMilliseconds);
 }
 
 void Close() {
-  Config_Delete(lists.names.config);
-  Config_Delete(lists.through.config);
+  for (const Document* document : {&lists.names, &lists.through}) {
+    Config_Delete(document->config);
+    Config_Delete(document->changed);
+  }
   Semaphore_Delete(lists.semaphore);
   lists = {};
 }
@@ -151,18 +216,14 @@ void RemoveStatistics(const ServerAddress& address) {
   char key[kAddressTextSize];
   iStatistics_FormatAddress(address, key);
   ConfigLine* line = Config_FindLine(lists.through.config, nullptr, key);
-  if (line == nullptr) return;
-  Config_RemoveLine(lists.through.config, line);
-  lists.through.isDirty = true;
+  if (line != nullptr && NoteChange(&lists.through, key)) Config_RemoveLine(lists.through.config, line);
 }
 
 bool StoreAddress(const char* serverKey, const ServerAddress& address) {
   char text[kAddressTextSize];
   iStatistics_FormatAddress(address, text);
-  if (Config_PrintF(lists.names.config, nullptr, "%s %s", nullptr, serverKey, text) != Error_None)
-    return false;
-  lists.names.isDirty = true;
-  return true;
+  return NoteChange(&lists.names, serverKey) &&
+         Config_PrintF(lists.names.config, nullptr, "%s %s", nullptr, serverKey, text) == Error_None;
 }
 
 using AddSample = void (*)(float sample, ServerStatistics* statistics);
@@ -173,8 +234,8 @@ void UpdateLine(const char* key, AddSample add, float sample) {
   add(sample, &statistics);
   char values[kStatisticsTextSize];
   iStatistics_FormatValues(statistics, values);
-  if (Config_PrintF(lists.through.config, nullptr, "%s %s", nullptr, key, values) == Error_None)
-    lists.through.isDirty = true;
+  if (NoteChange(&lists.through, key))
+    Config_PrintF(lists.through.config, nullptr, "%s %s", nullptr, key, values);
 }
 
 void Record(const char* host, int32_t port, AddSample add, float sample) {
@@ -195,8 +256,8 @@ ErrorCode iStatistics_Start() {
 }
 
 void iStatistics_End() {
-  SaveDocument(&lists.names);
-  SaveDocument(&lists.through);
+  if (lists.semaphore == nullptr) return;
+  Save(kLastLockWaitMilliseconds);
   Close();
 }
 

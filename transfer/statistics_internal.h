@@ -4,6 +4,11 @@
 //
 // Between Start and End every function may be called from any thread; one that cannot have the lists within 5
 // seconds does nothing. Whichever is called saves what changed when a minute has passed since the last time.
+//
+// All programs of a user share the files. A save keeps the lines that other programs have stored since this
+// one read the file, and knows them from then on. When both have changed the same line, that of the program
+// that saves later stands: samples of the other one are lost. A save that cannot have the lock of the files
+// within a quarter of a second waits for the next minute, the last one of a program for two seconds.
 #pragma once
 
 #include <cstdint>

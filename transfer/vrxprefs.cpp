@@ -4,9 +4,13 @@
 //   | 3 | field | field | ...                    docs/formats.md has the fields
 //
 // Version 1 has neither flag4 nor what concerns proxies, version 2 has no proxies.
+//
+// Programs of one name share the file. What is kept is what it holds by then, with the fields on top that
+// have changed here since it was read or written.
 #include "qz/vrxprefs.h"
 
 #include <atomic>
+#include <cstddef>
 #include <cstdio>
 #include <cstring>
 
@@ -18,6 +22,7 @@
 #include "qz/proxy.h"
 #include "qz/semaphore.h"
 #include "qz/traverse.h"
+#include "transfer/sharedfiles_internal.h"
 #include "transfer/statistics_internal.h"
 #include "transfer/vrxprefs_internal.h"
 #include "traverse/traverse_internal.h"
@@ -31,7 +36,12 @@ constexpr char kFileSuffix[] = "VRXPrefs";
 constexpr uint32_t kWithoutLimit = 0xFFFFFFFF;
 constexpr uint32_t kNobody = 0;
 
+// How long to wait for other programs. A user's change is kept without their lock rather than lost.
+constexpr uint32_t kLockWaitMilliseconds = 2000;
+
 VRXPrefs preferences;
+VRXPrefs stored;   // as the file was when it was last read or written
+VRXPrefs present;  // as it is now, while it is written
 Semaphore* semaphore = nullptr;
 char path[kFileNameSize];
 std::atomic<uint32_t> accessThread{kNobody};  // that has access
@@ -156,6 +166,82 @@ ErrorCode ReadFile(VRXPrefs* record) {
   return status == Error_Exceed ? ErrorCode{Error_None} : status;
 }
 
+// ---- other programs' changes -------------------------------------------------------------------
+
+struct Field {
+  size_t offset;
+  size_t size;
+};
+
+#define QZ_FIELD(name) \
+  { offsetof(VRXPrefs, name), sizeof(VRXPrefs::name) }
+constexpr Field kFields[] = {QZ_FIELD(flag1),
+                             QZ_FIELD(flag2),
+                             QZ_FIELD(flag3),
+                             QZ_FIELD(flag4),
+                             QZ_FIELD(uploadType),
+                             QZ_FIELD(flag5),
+                             QZ_FIELD(downloadDirectory),
+                             QZ_FIELD(flag6),
+                             QZ_FIELD(text1),
+                             QZ_FIELD(downloadType),
+                             QZ_FIELD(flag7),
+                             QZ_FIELD(number1),
+                             QZ_FIELD(number2),
+                             QZ_FIELD(isDialUpEnabled),
+                             QZ_FIELD(dialUpEntry),
+                             QZ_FIELD(hangsUpWhenDone),
+                             QZ_FIELD(upgradeFlag),
+                             QZ_FIELD(number3),
+                             QZ_FIELD(lastUpgradeCheckSeconds),
+                             QZ_FIELD(anonymousPassword),
+                             QZ_FIELD(flag8),
+                             QZ_FIELD(flag9),
+                             QZ_FIELD(flag10),
+                             QZ_FIELD(text2),
+                             QZ_FIELD(text3),
+                             QZ_FIELD(isProxyEnabled),
+                             QZ_FIELD(ftpProxyHost),
+                             QZ_FIELD(ftpProxyPort),
+                             QZ_FIELD(httpProxyHost),
+                             QZ_FIELD(httpProxyPort),
+                             QZ_FIELD(proxyBypass)};
+#undef QZ_FIELD
+
+bool IsText(const Field& field) {
+  return field.size > sizeof(uint32_t);
+}
+
+char* In(VRXPrefs* record, const Field& field) {
+  return reinterpret_cast<char*>(record) + field.offset;
+}
+
+// Of a text, what stands behind its end does not matter.
+bool AreEqual(const char* a, const char* b, const Field& field) {
+  return IsText(field) ? strncmp(a, b, field.size) == 0 : memcmp(a, b, field.size) == 0;
+}
+
+// Takes what the file holds now into `present`. One that is missing, or damaged, counts as unchanged.
+// Error_Memory.
+ErrorCode ReadPresent() {
+  present = stored;
+  if (File_Exists(path, nullptr) == 0) return Error_None;
+  const ErrorCode status = ReadFile(&present);
+  if (status == Error_Memory) return status;
+  if (status != Error_None || !FitsFile(present)) present = stored;
+  return Error_None;
+}
+
+ErrorCode Merge(VRXPrefs* record) {
+  const ErrorCode status = ReadPresent();
+  if (status != Error_None) return status;
+  for (const Field& field : kFields) {
+    const bool isChangedHere = !AreEqual(In(record, field), In(&stored, field), field);
+    if (!isChangedHere) memcpy(In(record, field), In(&present, field), field.size);
+  }
+  return Error_None;
+}
+
 // ---- keeping it --------------------------------------------------------------------------------
 
 void HandOverProxies(const VRXPrefs& record) {
@@ -168,7 +254,10 @@ void HandOverProxies(const VRXPrefs& record) {
 // While the record is accessed.
 ErrorCode Keep(VRXPrefs* record) {
   if (!FitsFile(*record)) return Error_Invalid;
-  const ErrorCode status = WriteFile(record);
+  const SharedFilesLock lock(kLockWaitMilliseconds);
+  ErrorCode status = Merge(record);
+  if (status == Error_None) status = WriteFile(record);
+  if (status == Error_None) stored = *record;
   HandOverProxies(*record);
   return status;
 }
@@ -178,6 +267,7 @@ ErrorCode ReadOrMakeFile() {
   if (status != Error_None) return status;
   if (File_Exists(path, nullptr) == 0) return Keep(&preferences);
   const ErrorCode read = ReadFile(&preferences);
+  stored = preferences;
   // A program may have set proxies of its own, which a file without them leaves in place.
   if (read == Error_None && preferences.isProxyEnabled != 0) HandOverProxies(preferences);
   return read;
@@ -187,6 +277,7 @@ ErrorCode Open() {
   semaphore = Semaphore_New(1, 1);
   if (semaphore == nullptr) return Error_Memory;
   SetDefaults(&preferences);
+  stored = preferences;
   return ReadOrMakeFile();
 }
 
@@ -215,6 +306,18 @@ ErrorCode iVRXPrefs_GetAnonymousPassword(char (&password)[VRXPrefsSize_Name + 1]
   memcpy(password, access->anonymousPassword, sizeof password);
   password[VRXPrefsSize_Name] = '\0';
   return Error_None;
+}
+
+ErrorCode iVRXPrefs_StoreUpgradeCheck(uint32_t seconds) {
+  const PreferencesAccess access;
+  if (!access) return Error_NotInited;
+  access->lastUpgradeCheckSeconds = seconds;
+  const SharedFilesLock lock(kLockWaitMilliseconds);
+  ErrorCode status = ReadPresent();
+  present.lastUpgradeCheckSeconds = seconds;
+  if (status == Error_None) status = WriteFile(&present);
+  if (status == Error_None) stored.lastUpgradeCheckSeconds = seconds;
+  return status;
 }
 
 VRXPrefs* VRXPrefs_BeginAccess() {

@@ -21,6 +21,10 @@ ErrorCode iVRXPrefs_Start();
 // VRXPrefs_Changed is lost.
 void iVRXPrefs_End();
 
+// Sets when a check for upgrades last succeeded, in the record and in the file, and nothing else in either:
+// what an application has not handed to VRXPrefs_Changed stays out of the file. Statuses of VRXPrefs_Changed.
+ErrorCode iVRXPrefs_StoreUpgradeCheck(uint32_t seconds);
+
 // Access for the length of a block; none before the start. Nothing that waits for the network or calls back
 // belongs into it.
 class PreferencesAccess {

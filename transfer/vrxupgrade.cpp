@@ -144,10 +144,7 @@ ErrorCode CheckLocation(const char* location, void* context) {
 void NoteSuccess() {
   Time now;
   Time_Get(&now);
-  const PreferencesAccess access;
-  if (!access) return;
-  access->lastUpgradeCheckSeconds = now.seconds;
-  VRXPrefs_Changed();
+  iVRXPrefs_StoreUpgradeCheck(now.seconds);
 }
 
 void NoteFailure() {

@@ -83,6 +83,10 @@ QZ_API void VRXPrefs_EndAccess(void);
  * VRXPrefs_BeginAccess does. The file is replaced whole: after a failure, and whatever interrupts the call,
  * the old one stands there.
  *
+ * Several programs may have the file. What another one has stored since this one read or wrote it is kept,
+ * and comes into the record; of a field that both have changed this program's value stands. The call waits
+ * for other programs that write, at most two seconds.
+ *
  * Error_None; Error_NotInited before the transfer system's start; Error_Invalid when a text has no end within
  * its room or is too long for the file, nothing is done then; Error_Memory; Error_Exceed for a full disk;
  * else what File_Open gives for the file or the new one, and Error_Fail when writing, closing or replacing

@@ -14,12 +14,16 @@
 #  include "os/platform/posix/program_posix.h"
 #  include "os/platform/process.h"
 #endif
+#include "os/platform/filelock.h"
+#include "os/time/clock_testing.h"
 #include "qz/error.h"
 #include "qz/file.h"
 #include "qz/os.h"
 #include "qz/vrxclient.h"
 #include "qz/vrxclientsystem.h"
 #include "tests/support/environment.h"
+#include "transfer/statistics_internal.h"
+#include "transfer/vrxprefs_internal.h"
 
 namespace {
 
@@ -152,6 +156,51 @@ int RunTransfer(const char* file, const char* applicationName, const char* recor
   return 0;
 }
 
+void SetOwnField(int number, int value, VRXPrefs* prefs) {
+  if (number == 0) prefs->number1 = static_cast<uint8_t>(value);
+  if (number == 1) prefs->number3 = static_cast<uint32_t>(value);
+  if (number == 2) prefs->lastUpgradeCheckSeconds = static_cast<uint32_t>(value);
+}
+
+ErrorCode StoreField(int number, int value) {
+  const PreferencesAccess access;
+  SetOwnField(number, value, access.operator->());
+  return VRXPrefs_Changed();
+}
+
+// Stores preferences and statistics again and again, while other programs do the same.
+int ShareFiles(const char* file, const char* applicationName, int number, int rounds) {
+  OS_Init(applicationName, OSInitCode_CompanyName, "qztests", OSInitCode_End);
+  Time now = {2000000000, 0};
+  iClock_SetWallClock(&now);
+  const ErrorCode started = iVRXPrefs_Start();
+  ErrorCode stored = started;
+  for (int round = 0; round < rounds && stored == Error_None; ++round) {
+    const std::string host = "p" + std::to_string(number) + "-" + std::to_string(round);
+    const uint8_t address[4] = {10, 9, static_cast<uint8_t>(number), static_cast<uint8_t>(round)};
+    // A minute later what has changed is saved.
+    now.seconds += 60;
+    iClock_SetWallClock(&now);
+    iStatistics_RecordAddress(host.c_str(), 21, address);
+    iStatistics_RecordSpeed(host.c_str(), 21, static_cast<float>(round + 1));
+    stored = StoreField(number, round + 1);
+  }
+  iVRXPrefs_End();
+  OS_Exit(0);
+  std::ofstream(file) << "word " << started << "\nword " << stored << "\n" << kComplete << "\n";
+  return 0;
+}
+
+int HoldLock(const char* file, const char* name) {
+  platform::FileLock lock = 0;
+  if (platform::TryFileLock(name, &lock) != platform::FileLockResult::Taken) return 1;
+  std::ofstream(file) << kComplete << "\n";
+  const std::string end = std::string(file) + ".end";
+  for (int i = 0; i < 1000 && !std::filesystem::exists(end); ++i)
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  return 0;
+}
+
 int WaitForFile(const char* file) {
   for (int i = 0; i < 3000; ++i) {
     if (std::filesystem::exists(file)) return 0;
@@ -182,6 +231,8 @@ bool RunAsChild(int argc, char** argv, int* exitCode) {
   if (action == "start") *exitCode = Start(argv[3]);
   if (action == "lost" && argc > 4) *exitCode = StartLost(argv[3], argv[4]);
   if (action == "transfer" && argc > 5) *exitCode = RunTransfer(argv[3], argv[4], argv[5]);
+  if (action == "hold" && argc > 4) *exitCode = HoldLock(argv[3], argv[4]);
+  if (action == "share" && argc > 6) *exitCode = ShareFiles(argv[3], argv[4], atoi(argv[5]), atoi(argv[6]));
   if (action == "place") *exitCode = TellPlace(argv[3]);
   if (action == "wait") *exitCode = WaitForFile(argv[3]);
   if (action == "exit") *exitCode = atoi(argv[3]);

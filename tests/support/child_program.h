@@ -12,6 +12,12 @@
 //   transfer FILE NAME RECORD  brings library and transfers up as NAME, works on the transfer of the record,
 //                          writes the statuses of reading and of the last call, and the state, as words, and
 //                          the record anew
+//   hold FILE LOCK         takes the lock of a file, makes FILE, and ends without releasing it when FILE.end
+//   exists share FILE NAME NUMBER ROUNDS  brings preferences and statistics up as NAME; in each round records
+//   a speed of
+//                          a server of its own, sets a field of the preferences that its number stands for,
+//                          and saves both; writes the statuses of the start and of a save that failed, as
+//                          words
 //   exit CODE              ends with that code
 #pragma once
 

@@ -2,6 +2,7 @@
 // damaged files do.
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cmath>
 #include <limits>
 #include <string>
@@ -10,6 +11,8 @@
 
 #include "formats_page.h"
 #include "os/core/memory_testing.h"
+#include "os/file/file_internal.h"
+#include "os/platform/filelock.h"
 #include "tests/config/config_fixture.h"
 #include "tests/support/fail_allocation.h"
 #include "tests/transfer/transfer_fixture.h"
@@ -541,6 +544,84 @@ TEST_F(StatisticsTest, TryAFailedSaveAgainAfterAMinute) {
   PassAMinute();
   Of("a");
   EXPECT_EQ(Read("names.qzc"), LineEnds("a:21\t10.0.0.1\n"));
+}
+
+// ---- other programs ----------------------------------------------------------------------------
+
+TEST_F(StatisticsTest, KeepAndKnowTheLinesThatAnotherProgramHasStored) {
+  Write("names.qzc", "a:21 10.0.0.1\n");
+  Write("through.qzc", "10.0.0.1 1 10.000000 0 0.500000\n");
+  Start();
+  Write("names.qzc", "z:21 10.0.0.9\na:21 10.0.0.1\n");
+  Write("through.qzc", "10.0.0.9 3 30.000000 0 0.500000\n10.0.0.1 1 10.000000 0 0.500000\n");
+  iStatistics_RecordAddress("b", 21, kOtherAddress);
+  PassAMinute();
+  iStatistics_RecordSpeed("b", 21, 5);
+  EXPECT_EQ(Read("names.qzc"), LineEnds("z:21\t10.0.0.9\na:21\t10.0.0.1\nb:21\t192.168.20.255\n"));
+  EXPECT_EQ(Read("through.qzc"), LineEnds("10.0.0.9\t\t3\t30.000000\t0\t0.500000\n"
+                                          "10.0.0.1\t\t1\t10.000000\t0\t0.500000\n"
+                                          "192.168.20.255\t1\t5.000000\t0\t0.500000\n"
+                                          "default\t\t\t1\t5.000000\t0\t0.500000\n"));
+  EXPECT_EQ(iStatistics_AverageSpeed("z", 21), 30.0f);
+}
+
+TEST_F(StatisticsTest, StoreTheirOwnLine_WhenBothChangedIt) {
+  Write("names.qzc", "a:21 10.0.0.1\n");
+  Write("through.qzc", "10.0.0.1 1 10.000000 0 0.500000\n10.0.0.9 1 10.000000 0 0.500000\n");
+  Start();
+  Of("a");
+  iStatistics_RecordAddress("b", 21, kOtherAddress);
+  iStatistics_RecordSpeed("a", 21, 20);
+  Write("through.qzc", "10.0.0.1 7 70.000000 0 0.500000\n10.0.0.9 8 80.000000 0 0.500000\n");
+  PassAMinute();
+  Of("a");
+  EXPECT_EQ(Read("through.qzc"), LineEnds("10.0.0.1\t2\t15.000000\t0\t0.500000\n"
+                                          "10.0.0.9\t8\t80.000000\t0\t0.500000\n"
+                                          "default\t\t1\t20.000000\t0\t0.500000\n"));
+  // What is saved counts as read: the next save takes the other program's line again.
+  Write("through.qzc", "10.0.0.1 7 70.000000 0 0.500000\n");
+  PassAMinute();
+  iStatistics_RecordAddress("c", 21, kOtherAddress);
+  iStatistics_RecordSpeed("c", 21, 5);
+  iStatistics_End();
+  EXPECT_EQ(Read("through.qzc").substr(0, 20), "10.0.0.1\t\t7\t70.00000");
+}
+
+TEST_F(StatisticsTest, RemoveALineThatAnotherProgramHasChanged) {
+  Write("names.qzc", "a:21 10.0.0.1\n");
+  Write("through.qzc", "10.0.0.1 1 10.000000 0 0.500000\n");
+  Start();
+  iStatistics_RecordAddress("b", 21, kAddress);
+  iStatistics_RecordAddress("a", 21, kOtherAddress);
+  Write("through.qzc", "10.0.0.1 7 70.000000 0 0.500000\n10.0.0.9 8 80.000000 0 0.500000\n");
+  iStatistics_End();
+  EXPECT_EQ(Read("through.qzc"), LineEnds("10.0.0.9\t8\t80.000000\t0\t0.500000\n"));
+}
+
+TEST_F(StatisticsTest, AreWrittenWhole_WhenTheirFilesAreGone) {
+  Write("names.qzc", "a:21 10.0.0.1\n");
+  Start();
+  std::filesystem::remove(Path("names.qzc"));
+  iStatistics_RecordAddress("b", 21, kOtherAddress);
+  EXPECT_EQ(Read("names.qzc"), LineEnds("a:21\t10.0.0.1\nb:21\t192.168.20.255\n"));
+}
+
+TEST_F(StatisticsTest, WaitForTheNextMinute_WhenAnotherProgramHasTheLock) {
+  char name[kFileNameSize];
+  ASSERT_EQ(iFile_ToSystemName(Name("qz.lock").c_str(), name), Error_None);
+  platform::FileLock lock = 0;
+  ASSERT_EQ(platform::TryFileLock(name, &lock), platform::FileLockResult::Taken);
+  Start();
+  const auto begin = std::chrono::steady_clock::now();
+  iStatistics_RecordAddress("a", 21, kAddress);
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(2));
+  EXPECT_FALSE(Exists("names.qzc"));
+  platform::ReleaseFileLock(lock);
+  iStatistics_RecordAddress("b", 21, kAddress);
+  EXPECT_FALSE(Exists("names.qzc"));
+  PassAMinute();
+  Of("a");
+  EXPECT_EQ(Read("names.qzc"), LineEnds("a:21\t10.0.0.1\nb:21\t10.0.0.1\n"));
 }
 
 // ---- starting and failing ----------------------------------------------------------------------

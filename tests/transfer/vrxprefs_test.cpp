@@ -166,11 +166,89 @@ class VRXPrefsTest : public KeptFilesTest {
   int64_t live_ = 0;
 };
 
+// ---- other programs ----------------------------------------------------------------------------
+
+TEST_F(VRXPrefsTest, KeepsEveryFieldThatAnotherProgramHasStored) {
+  Start();
+  WriteFile(PageBytes());
+  EXPECT_EQ(Change([](VRXPrefs* prefs) { prefs->number1 = 99; }), Error_None);
+  std::string numbers = kPageNumbers;
+  numbers.replace(numbers.find(" 11 "), 4, " 99 ");
+  EXPECT_EQ(Now(), numbers + kPageTexts) << "it comes into the record";
+  Restart();
+  EXPECT_EQ(Now(), numbers + kPageTexts);
+}
+
+TEST_F(VRXPrefsTest, StoresEveryFieldThatChangedHere) {
+  Start();
+  std::string ofAnother = DefaultBytes();
+  ofAnother[ofAnother.find(std::string("\x0A\x02", 2))] = 77;
+  WriteFile(ofAnother);
+  EXPECT_EQ(Change(FillAsOnThePage), Error_None);
+  EXPECT_EQ(Hex(ReadFile()), Hex(PageBytes()));
+}
+
+TEST_F(VRXPrefsTest, StoresItsOwnValue_WhenBothChangedAField) {
+  WriteFile(PageBytes());
+  Start();
+  WriteFile(DefaultBytes());
+  EXPECT_EQ(Change([](VRXPrefs* prefs) { strcpy(prefs->text1, "mine"); }), Error_None);
+  {
+    const PreferencesAccess access;
+    EXPECT_STREQ(access->text1, "mine");
+    EXPECT_EQ(access->number1, 10) << "the other program's";
+  }
+  // What was stored is known from then on.
+  WriteFile(PageBytes());
+  EXPECT_EQ(VRXPrefs_Changed(), Error_None);
+  EXPECT_EQ(Now(), std::string(kPageNumbers) + kPageTexts);
+}
+
+TEST_F(VRXPrefsTest, TakesAValueForUnchanged_WhateverStandsBehindATextsEnd) {
+  WriteFile(PageBytes());
+  Start();
+  WriteFile(DefaultBytes());
+  EXPECT_EQ(Change([](VRXPrefs* prefs) {
+              strcpy(prefs->text1, "longer than it was");
+              strcpy(prefs->text1, "one");
+            }),
+            Error_None);
+  EXPECT_EQ(Hex(ReadFile()), Hex(DefaultBytes()));
+}
+
+TEST_F(VRXPrefsTest, WritesTheWholeRecord_WhenTheFileIsGoneOrDamaged) {
+  WriteFile(PageBytes());
+  Start();
+  for (const std::string& bytes : {std::string(), std::string("no record"), PageBytes().substr(0, 30)}) {
+    SCOPED_TRACE(bytes.size());
+    WriteFile(bytes);
+    EXPECT_EQ(VRXPrefs_Changed(), Error_None);
+    EXPECT_EQ(Hex(ReadFile()), Hex(PageBytes()));
+  }
+  std::filesystem::remove(Path(FileName()));
+  EXPECT_EQ(VRXPrefs_Changed(), Error_None);
+  EXPECT_EQ(Hex(ReadFile()), Hex(PageBytes()));
+}
+
+TEST_F(VRXPrefsTest, StoresAChangeAgain_WhenItCouldNotBeWritten) {
+  WriteFile(PageBytes());
+  Start();
+  std::filesystem::remove(Path(FileName()));
+  std::filesystem::create_directory(Path(FileName()));
+  EXPECT_NE(Change([](VRXPrefs* prefs) { prefs->number1 = 99; }), Error_None);
+  std::filesystem::remove(Path(FileName()));
+  WriteFile(DefaultBytes());
+  EXPECT_EQ(VRXPrefs_Changed(), Error_None);
+  std::string after = DefaultBytes();
+  after[after.find(std::string("\x0A\x02", 2))] = 99;
+  EXPECT_EQ(Hex(ReadFile()), Hex(after));
+}
+
 // ---- starting ----------------------------------------------------------------------------------
 
 TEST_F(VRXPrefsTest, MakesTheFileOfTheDefaults_WhenThereIsNone) {
   Start();
-  EXPECT_EQ(Names(), FileName() + " ");
+  EXPECT_EQ(Names(), "qz.lock " + FileName() + " ");
   EXPECT_EQ(Hex(ReadFile()), Hex(DefaultBytes()));
   EXPECT_EQ(Now(), DefaultShown());
 }
@@ -317,7 +395,7 @@ TEST_F(VRXPrefsTest, LeavesExactlyTheRecord) {
   Start();
   EXPECT_EQ(VRXPrefs_Changed(), Error_None);
   EXPECT_EQ(Hex(ReadFile()), Hex(PageBytes()));
-  EXPECT_EQ(Names(), FileName() + " ");
+  EXPECT_EQ(Names(), "qz.lock " + FileName() + " ");
 }
 
 TEST_F(VRXPrefsTest, KeepsUnsavedChangesForTheRunOnly) {
@@ -487,7 +565,7 @@ TEST_F(VRXPrefsTest, SavesFromEightThreads) {
   Restart();
   const PreferencesAccess access;
   EXPECT_EQ(access->number3, 41u);
-  EXPECT_EQ(Names(), FileName() + " ");
+  EXPECT_EQ(Names(), "qz.lock " + FileName() + " ");
 }
 
 TEST_F(VRXPrefsTest, KeepsTheOldFileOrWritesTheNew_WhicheverAllocationFails) {
@@ -505,7 +583,7 @@ TEST_F(VRXPrefsTest, KeepsTheOldFileOrWritesTheNew_WhicheverAllocationFails) {
     std::string after = before;
     after[4 + 3 + 1 + 1 + 1 + 7 + 1 + 8 + 1 + 1] = 99;
     EXPECT_EQ(Hex(ReadFile()), Hex(status == Error_None ? after : before));
-    EXPECT_EQ(Names(), FileName() + " ");
+    EXPECT_EQ(Names(), "qz.lock " + FileName() + " ");
     iVRXPrefs_End();
   });
 }

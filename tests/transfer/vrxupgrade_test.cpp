@@ -279,6 +279,37 @@ TEST_F(VRXUpgradeTest, StoresTheTimeOfASuccess) {
   EXPECT_EQ(LastCheck(), kStartSeconds + 5) << "and saves it";
 }
 
+// Neither what the application has not saved goes into the file, nor does what another program has saved get
+// lost.
+TEST_F(VRXUpgradeTest, StoresNothingButTheTime) {
+  const std::string file = ApplicationName() + "VRXPrefs";
+  {
+    const PreferencesAccess access;
+    access->number2 = 44;
+    ASSERT_EQ(VRXPrefs_Changed(), Error_None);
+  }
+  const std::string ofAnother = Read(file);
+  {
+    const PreferencesAccess access;
+    access->number2 = 2;
+    ASSERT_EQ(VRXPrefs_Changed(), Error_None);
+    access->number1 = 99;
+  }
+  Write(file, ofAnother);
+  EXPECT_EQ(CheckListing("a.26\r\n"), "1 /a.26");
+  {
+    const PreferencesAccess access;
+    EXPECT_EQ(access->number1, 99);
+    EXPECT_EQ(access->number2, 2);
+  }
+  iVRXPrefs_End();
+  ASSERT_EQ(iVRXPrefs_Start(), Error_None);
+  EXPECT_EQ(LastCheck(), kStartSeconds);
+  const PreferencesAccess access;
+  EXPECT_EQ(access->number1, 10);
+  EXPECT_EQ(access->number2, 44);
+}
+
 TEST_F(VRXUpgradeTest, Succeeds_WhenTheTimeCannotBeSaved) {
   const std::string file = ApplicationName() + "VRXPrefs";
   std::filesystem::remove(Path(file));

@@ -22,7 +22,7 @@ TEST_F(KeptFilesDiskTest, KeepsTheOldStatistics) {
     iStatistics_RecordAddress("b", 21, kAddress);
   }
   EXPECT_EQ(Read("names.qzc"), "a:21 10.0.0.2\n");
-  EXPECT_EQ(Names(), "names.qzc ") << "nothing is left over";
+  EXPECT_EQ(Names(), "names.qzc qz.lock ") << "nothing is left over";
   iStatistics_End();
   EXPECT_EQ(Read("names.qzc"), "a:21\t10.0.0.2\nb:21\t10.0.0.1\n");
 }
@@ -40,7 +40,7 @@ TEST_F(KeptFilesDiskTest, KeepsTheOldPreferences) {
     EXPECT_EQ(VRXPrefs_Changed(), Error_Exceed);
   }
   EXPECT_EQ(Read(file), before);
-  EXPECT_EQ(Names(), file + " ") << "nothing is left over";
+  EXPECT_EQ(Names(), "qz.lock " + file + " ") << "nothing is left over";
   EXPECT_EQ(VRXPrefs_Changed(), Error_None);
   EXPECT_NE(Read(file), before);
   iVRXPrefs_End();
@@ -51,7 +51,7 @@ TEST_F(KeptFilesDiskTest, StartsNoPreferences_WhenTheFirstFileDoesNotFit) {
     const DiskLimit limit(40);
     EXPECT_EQ(iVRXPrefs_Start(), Error_Exceed);
   }
-  EXPECT_EQ(Names(), "");
+  EXPECT_EQ(Names(), "qz.lock ");
   EXPECT_EQ(iVRXPrefs_Start(), Error_None);
   iVRXPrefs_End();
 }

@@ -1,0 +1,25 @@
+// The files of the cache folder that all programs of a user share: the statistics, and the preferences of
+// programs with one application name. Each is read again and replaced whole under one lock, so that what
+// another program has stored since is kept; of what two programs changed, the later one's stands.
+#pragma once
+
+#include <cstdint>
+
+#include "os/platform/filelock.h"
+
+// The lock, held for the block; the file "qz.lock" of the cache folder, which stays. Where there can be no
+// lock the block runs without one. Do not hold it while waiting for anything but the disk.
+class SharedFilesLock {
+ public:
+  explicit SharedFilesLock(uint32_t waitMilliseconds);
+  ~SharedFilesLock();
+  SharedFilesLock(const SharedFilesLock&) = delete;
+  SharedFilesLock& operator=(const SharedFilesLock&) = delete;
+
+  // Whether another program held it for the whole wait.
+  bool isBusy() const { return result_ == platform::FileLockResult::Busy; }
+
+ private:
+  platform::FileLockResult result_ = platform::FileLockResult::Unavailable;
+  platform::FileLock lock_ = 0;
+};
