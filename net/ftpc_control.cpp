@@ -10,6 +10,7 @@
 #include "os/core/memory_internal.h"
 #include "os/core/owned.h"
 #include "os/file/file_internal.h"
+#include "os/platform/clock.h"
 #include "qz/error.h"
 #include "qz/memory.h"
 #include "qz/os.h"
@@ -435,6 +436,16 @@ ErrorCode FTPc_Close(FTPc* connection, Reply* reply) {
   Sock_Shutdown(connection->socket, 2);
   Free(connection);
   return status;
+}
+
+void iFTPc_CloseSoon(FTPc* connection) {
+  const uint32_t milliseconds = iFTPc_LateReplyMilliseconds();
+  const uint64_t deadline = platform::MonotonicMilliseconds() + milliseconds;
+  Reply unread;
+  if (iFTPc_Send(connection, "QUIT", nullptr) == Error_None && iFTPc_AwaitReply(connection, milliseconds))
+    iFTPc_ReadReplyUntil(connection, deadline, &unread);
+  Sock_Shutdown(connection->socket, SockShutdown_Both);
+  Free(connection);
 }
 
 void FTPc_Delete(FTPc* connection) {

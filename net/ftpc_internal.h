@@ -217,6 +217,10 @@ void iFTPc_StopListening(FTPc* connection);
 // when nothing happened in that time.
 bool iFTPc_AwaitReply(FTPc* connection, uint32_t milliseconds);
 
+// FTPc_Close without a long wait: a server that does not answer QUIT holds nobody for more than
+// iFTPc_LateReplyMilliseconds.
+void iFTPc_CloseSoon(FTPc* connection);
+
 // How long the reply to a transfer that has failed is waited for: 2,000 milliseconds, and no longer than for
 // anything else.
 uint32_t iFTPc_LateReplyMilliseconds();

@@ -582,6 +582,10 @@ ErrorCode VRXClient_SetSize64(VRXClient* client, uint64_t size) {
   return Error_None;
 }
 
+uint64_t VRXClient_GetOffset64(const VRXClient* client) {
+  return client != nullptr ? client->offset : 0;
+}
+
 ErrorCode VRXClient_SetServerFileName(VRXClient* client, const char* name) {
   if (client == nullptr || client->data.isUpload == 0) return Error_Invalid;
   if ((client->data.editFlags & VRXClientEdit_KeepServerFileName) != 0) return Error_NoAccess;

@@ -71,7 +71,8 @@ void CloseFTP(VRXClient* client, Closing how) {
   if (wasTransferring) iVRXClient_Message(client, TransferMessage_Stopped);
   if (wasTransferring && how == Closing::Politely) FTPc_AbortTransfer(client->ftp, &ignored);
   if (how == Closing::Politely) {
-    FTPc_Close(client->ftp, &ignored);
+    // The data has its end, and nothing depends on the server's goodbye.
+    iFTPc_CloseSoon(client->ftp);
   } else {
     FTPc_Delete(client->ftp);
   }

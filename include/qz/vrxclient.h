@@ -307,6 +307,11 @@ QZ_API uint32_t VRXClient_GetState(const VRXClient* client);
 QZ_API uint64_t VRXClient_GetSize64(const VRXClient* client);
 QZ_API ErrorCode VRXClient_SetSize64(VRXClient* client, uint64_t size);
 
+/* Returns how many bytes of the file are there: those in a download's data file, those of an upload on the
+ * server. When the data begins to move (state 11) it is the byte at which it begins: 0 when a resume was not
+ * possible. Before that, what the last attempt had. 0 for null. */
+QZ_API uint64_t VRXClient_GetOffset64(const VRXClient* client);
+
 /* Sets the name under which an upload is stored in the directory of its URL. It is sent as it is. Set it
  * before the first step: a size that was asked for under another name is not asked for again. name: copied;
  * null or empty for the file part of the local file's path. Kept in the record. Error_None; Error_Invalid for

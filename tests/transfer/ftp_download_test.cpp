@@ -351,6 +351,16 @@ TEST_F(FTPDownload, IsPostponed_WhenTheFinalReplyIsARefusal) {
   EXPECT_EQ(OutNames(), Lines());
 }
 
+TEST_F(FTPDownload, IsCompleteSoon_WhenQuitIsNotAnswered) {
+  ScriptedServer server({ServesWithEnd(
+      {DataSend("0123456789"), DataClose(), SendLine("226 done"), ExpectLine("QUIT"), Stall()})});
+  auto download = Get(server);
+  const auto began = std::chrono::steady_clock::now();
+  EXPECT_EQ(download->Run(), VRXClientResult_Completed);
+  EXPECT_LT(std::chrono::steady_clock::now() - began, std::chrono::seconds(15));
+  EXPECT_EQ(OutNames(), Lines{"f.bin"});
+}
+
 TEST_F(FTPDownload, IsNotComplete_WhenTheDataEndsEarly) {
   // The reply to the transfer is read as the one to ABOR, that one as the one to QUIT.
   ScriptedServer server(

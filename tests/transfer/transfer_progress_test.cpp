@@ -71,6 +71,23 @@ TEST_F(TransferProgress, BeginsAtTheOffset_WhenItResumes) {
   EXPECT_EQ(reports[49], "progress 990 of 1000");
 }
 
+TEST_F(TransferProgress, TellsTheOffsetBeforeTheFirstByte) {
+  const std::string rest =
+      "HTTP/1.1 206 Partial Content\r\nContent-Range: bytes 500-999/1000\r\n\r\n" + std::string(500, 'y');
+  const std::string whole = "HTTP/1.1 200 OK\r\nContent-Length: 1000\r\n\r\n" + std::string(1000, 'y');
+  for (const bool isResumed : {true, false}) {
+    WriteFile(OutPath("file.part"), std::string(500, 'x'));
+    ScriptedServer server({Answers("500", isResumed ? rest : whole)});
+    auto download = NewDownload(server, "/file.bin", Callbacks::All);
+    EXPECT_EQ(VRXClient_SetDataFilePath(*download, Out("file.part").c_str()), Error_None);
+    download->RunToState(11);
+    EXPECT_EQ(VRXClient_GetOffset64(*download), isResumed ? 500u : 0u);
+    download->RunToState(12);
+    EXPECT_EQ(VRXClient_GetOffset64(*download), 1000u);
+  }
+  EXPECT_EQ(VRXClient_GetOffset64(nullptr), 0u);
+}
+
 TEST_F(TransferProgress, HasAllOnesForATotal_WhenTheSizeIsUnknown) {
   ScriptedServer server({Answers("0", "HTTP/1.0 200 OK\r\n\r\n" + std::string(64, 'x'))});
   auto download = NewDownload(server, "/file.bin", Callbacks::All);
