@@ -669,6 +669,12 @@ ErrorCode VRXClient_AcceptEmptyFiles(VRXClient* client, int32_t flag) {
   return Error_None;
 }
 
+ErrorCode VRXClient_RefuseSurplus(VRXClient* client, int32_t flag) {
+  if (client == nullptr) return Error_Invalid;
+  client->refusesSurplus = flag != 0;
+  return Error_None;
+}
+
 ErrorCode VRXClient_SetOverwrite(VRXClient* client, int32_t flag) {
   if (client == nullptr) return Error_Invalid;
   client->replacesTarget = flag != 0;

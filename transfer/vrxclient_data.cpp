@@ -213,8 +213,20 @@ StepEvent AwaitFinalReply(VRXClient* client) {
   return Ends(VRXClientResult_Postponed);
 }
 
+// Whether bytes come behind the size that the server told. One that keeps the connection open without a byte
+// is not waited for.
+bool SendsMore(VRXClient* client) {
+  if (!client->refusesSurplus || client->remaining != 0) return false;
+  Sock* data = DataSocket(client);
+  Sock_ClearError(data);
+  char surplus = 0;
+  return Sock_SelectRead(data, 0, kEndSliceMilliseconds * 1000) == Error_None &&
+         Stream_Read(client->dataStream, sizeof surplus, &surplus) > 0;
+}
+
 StepEvent EndData(VRXClient* client) {
   if (client->ftp == nullptr) return Complete(client);
+  if (SendsMore(client)) return FailData(client, Error_Invalid);
   // Deleted later: closing meanwhile is to abort the transfer.
   Sock_Shutdown(DataSocket(client), SockShutdown_Both);
   client->dataEnd = DataEnd::AwaitingReply;

@@ -130,6 +130,7 @@ struct VRXClient {
   bool usesActiveMode;         // FTP servers connect to this side
   bool usesRelativePaths;      // FTP paths begin at the login's folder
   bool acceptsEmptyFiles;      // an upload of an empty file is stored
+  bool refusesSurplus;         // more bytes than the FTP server told are a failure
   bool discardsData;           // the next start is at byte 0; forgotten when the old bytes are cut
 
   uint32_t callDepth;  // calls of the transfer that run (TransferCall below)

@@ -360,6 +360,12 @@ QZ_API ErrorCode VRXClient_AcceptWebPages(VRXClient* client, int32_t flag);
  * sent, or was sent, counts as the transfer's data again. Error_None. */
 QZ_API ErrorCode VRXClient_AcceptEmptyFiles(VRXClient* client, int32_t flag);
 
+/* Whether a download over FTP fails when the server sends more bytes than the size that it told: the file has
+ * grown since, or is another one, and its end would be missing. The server is dropped then (Error_Invalid,
+ * VRXClientReason_InvalidAddress). flag: not 0 for yes. A new transfer, and one that was read, stops at the
+ * size. Error_None. */
+QZ_API ErrorCode VRXClient_RefuseSurplus(VRXClient* client, int32_t flag);
+
 /* Whether a file that stands at the local path is replaced on completion. flag: not 0 for yes. A new
  * transfer, and one that was read, takes a free name beside it. Error_None. */
 QZ_API ErrorCode VRXClient_SetOverwrite(VRXClient* client, int32_t flag);

@@ -361,6 +361,42 @@ TEST_F(FTPDownload, IsCompleteSoon_WhenQuitIsNotAnswered) {
   EXPECT_EQ(OutNames(), Lines{"f.bin"});
 }
 
+TEST_F(FTPDownload, StopsAtTheSizeThatTheServerTold) {
+  ScriptedServer server({ServesWithEnd(
+      ftp::Join({{DataSend("0123456789ab"), DataClose(), SendLine("226 done")}, ftp::Quit()}))});
+  auto download = Get(server);
+  EXPECT_EQ(download->Run(), VRXClientResult_Completed);
+  EXPECT_EQ(ReadFile(OutPath("f.bin")), "0123456789");
+}
+
+TEST_F(FTPDownload, IsNotComplete_WhenSurplusIsRefusedAndTheServerSendsMoreThanItTold) {
+  ScriptedServer server(
+      {ServesWithEnd({DataSend("0123456789ab"), DataClose(), SendLine("226 done"), ExpectLine("ABOR"),
+                      SendLine("226 ok"), ExpectLine("QUIT"), SendLine("221 bye"), ExpectEnd()})});
+  auto download = Get(server);
+  EXPECT_EQ(VRXClient_RefuseSurplus(*download, 1), Error_None);
+  download->RunToState(11);
+  download->RunToState(0);
+  EXPECT_EQ(download->Take(),
+            Join({rows::Starts(), {"Invalid address.", "Download stopped.", "Idle: 1, state 0"}}));
+  EXPECT_EQ(Servers(*download), Lines{"!ftp://SERVER0/pub/f.bin"});
+  EXPECT_EQ(ReadFile(SystemPath(download->DataPath())), "0123456789");
+}
+
+TEST_F(FTPDownload, IsComplete_WhenSurplusIsRefusedAndThereIsNone) {
+  // With the end of the data, and without one.
+  for (const bool isClosed : {true, false}) {
+    ForgetServers();
+    Script data = {DataSend("0123456789")};
+    if (isClosed) data.push_back(DataClose());
+    ScriptedServer server({ServesWithEnd(ftp::Join({data, {SendLine("226 done")}, ftp::Quit()}))});
+    auto download = Get(server);
+    EXPECT_EQ(VRXClient_RefuseSurplus(*download, 1), Error_None);
+    EXPECT_EQ(download->Run(), VRXClientResult_Completed);
+  }
+  EXPECT_EQ(OutNames(), (Lines{"f(0).bin", "f.bin"}));
+}
+
 TEST_F(FTPDownload, IsNotComplete_WhenTheDataEndsEarly) {
   // The reply to the transfer is read as the one to ABOR, that one as the one to QUIT.
   ScriptedServer server(

@@ -532,6 +532,7 @@ TEST_F(TransferObject, KeepsItsSettings) {
     bool VRXClient::*field;
   } const settings[] = {{VRXClient_AcceptWebPages, &VRXClient::acceptsWebPages},
                         {VRXClient_SetOverwrite, &VRXClient::replacesTarget},
+                        {VRXClient_RefuseSurplus, &VRXClient::refusesSurplus},
                         {VRXClient_SetSync, &VRXClient::syncsDataFile},
                         {VRXClient_SetActiveMode, &VRXClient::usesActiveMode}};
   transfer->isChanged = false;
