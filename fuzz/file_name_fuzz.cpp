@@ -4,7 +4,6 @@
 #include <cstring>
 #include <string>
 
-#include "os/core/error_testing.h"
 #include "qz/error.h"
 #include "qz/file.h"
 #include "qz/winosfile.h"
@@ -44,7 +43,7 @@ void CheckForms(const std::string& path) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  iError_SetSink([](const char*) {});
+  Error_SetReporter([](const char*) {});
   const std::string path(reinterpret_cast<const char*>(data),
                          strnlen(reinterpret_cast<const char*>(data), size));
   CheckRoot(path);

@@ -4,7 +4,6 @@
 #include <cstring>
 #include <string>
 
-#include "os/core/error_testing.h"
 #include "os/time/clock_testing.h"
 #include "qz/error.h"
 #include "qz/time.h"
@@ -23,7 +22,7 @@ bool IsNone(const Time& time) {
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
   setenv("TZ", "UTC0", 1);
-  iError_SetSink([](const char*) {});
+  Error_SetReporter([](const char*) {});
   static constexpr Time kNow = {858421230, 0};
   iClock_SetWallClock(&kNow);
   return 0;

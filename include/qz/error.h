@@ -83,6 +83,14 @@ QZ_API void Error_ClearLast(void);
  * Returns the length of the text; Error_Invalid for a null text or a size of 0. */
 QZ_API int32_t Error_GetLastText(uint32_t size, char* text);
 
+/* Receives a line of Error, with its newline. */
+typedef void (*ErrorReporter)(const char* line);
+
+/* Sets what receives every line of Error, on whatever thread it is reported, instead of the debugger or
+ * standard error: a program with a display of its own writes it there, or drops it. reporter: must not call
+ * Error; null for the system's channel again. From any thread. */
+QZ_API void Error_SetReporter(ErrorReporter reporter);
+
 QZ_END_C
 
 #endif

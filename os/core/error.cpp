@@ -107,12 +107,12 @@ const char* TextOf(const StringLookup* table, ErrorCode code) {
 constexpr size_t kMaximumMessage = 1010;
 constexpr size_t kLineSize = 1024;
 
-std::atomic<ErrorSink> errorSink{nullptr};
+std::atomic<ErrorReporter> errorReporter{nullptr};
 
 }  // namespace
 
-void iError_SetSink(ErrorSink sink) {
-  errorSink.store(sink);
+void Error_SetReporter(ErrorReporter reporter) {
+  errorReporter.store(reporter);
 }
 
 void Error(const char* format, ...) {
@@ -125,9 +125,9 @@ void Error(const char* format, ...) {
 
   char line[kLineSize];
   snprintf(line, sizeof line, "#### Error: %s\n", message);
-  const ErrorSink sink = errorSink.load();
-  if (sink != nullptr) {
-    sink(line);
+  const ErrorReporter reporter = errorReporter.load();
+  if (reporter != nullptr) {
+    reporter(line);
   } else {
     platform::DebugOutput(line);
   }

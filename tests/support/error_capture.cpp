@@ -1,6 +1,6 @@
 #include "tests/support/error_capture.h"
 
-#include "os/core/error_testing.h"
+#include "qz/error.h"
 
 namespace {
 std::vector<std::string>& Store() {
@@ -11,11 +11,11 @@ std::vector<std::string>& Store() {
 
 ErrorCapture::ErrorCapture() {
   Store().clear();
-  iError_SetSink([](const char* line) { Store().emplace_back(line); });
+  Error_SetReporter([](const char* line) { Store().emplace_back(line); });
 }
 
 ErrorCapture::~ErrorCapture() {
-  iError_SetSink(nullptr);
+  Error_SetReporter(nullptr);
 }
 
 std::vector<std::string> ErrorCapture::Lines() {
