@@ -275,6 +275,44 @@ class Package(unittest.TestCase):
                 value = run("pkg-config", f"--variable={variable}", "qz", env=environment).stdout.strip()
                 self.assertEqual(os.path.realpath(value), os.path.realpath(os.path.join(folder, expected)))
 
+    def test_the_example_of_a_transfer_resumes_in_the_next_run(self):
+        prefix, work = self.build_consumer(LINUX)
+        program = os.path.join(work, "transfer")
+        result = run("gcc", "-std=c11", "-Wall", "-Wextra", "-Werror",
+                     os.path.join(ROOT, "docs", "examples", "transfer.c"), "-I", os.path.join(prefix, "include"),
+                     "-L", os.path.join(prefix, "lib"), "-lqz", "-Wl,-rpath," + os.path.join(prefix, "lib"), "-o", program)
+        self.assertEqual(result.returncode, 0, result.stderr)
+        content = bytes(range(256)) * 1000
+        ranges = []
+
+        class Handler(http.server.BaseHTTPRequestHandler):
+            def do_GET(self):
+                first = int(re.search(r"bytes=(\d+)-", self.headers.get("Range", "bytes=0-")).group(1))
+                ranges.append(first)
+                self.send_response(206)
+                self.send_header("Content-Length", str(len(content) - first))
+                self.send_header("Content-Range", "bytes %d-%d/%d" % (first, len(content) - 1, len(content)))
+                self.end_headers()
+                self.wfile.write(content[first:100000] if first == 0 else content[first:])
+
+            def log_message(self, *arguments):
+                pass
+
+        server = http.server.ThreadingHTTPServer(("127.0.0.1", 0), Handler)
+        threading.Thread(target=server.serve_forever, daemon=True).start()
+        self.addCleanup(server.server_close)
+        self.addCleanup(server.shutdown)
+        with tempfile.TemporaryDirectory() as folder:
+            target = os.path.join(folder, "file")
+            command = (program, "http://127.0.0.1:%d/file" % server.server_port, target)
+            self.assertEqual(run(*command, cwd=folder).returncode, 1)
+            self.assertEqual(sorted(os.listdir(folder)), ["transfer.vrx"])
+            self.assertEqual(run(*command, cwd=folder).returncode, 0)
+            self.assertEqual(ranges, [0, 100000])
+            with open(target, "rb") as file:
+                self.assertEqual(file.read(), content)
+            self.assertEqual(sorted(os.listdir(folder)), ["file"])
+
     def test_the_first_example_fetches_a_file(self):
         prefix, work = self.build_consumer(LINUX)
         program = os.path.join(work, "fetch")
