@@ -239,6 +239,21 @@ Address Redirected(const Address& from, const std::string& location) {
   }
 }
 
+std::string EscapedForURL(const std::string& name) {
+  constexpr std::string_view kUnreserved = "-._~";
+  constexpr const char* kDigits = "0123456789ABCDEF";
+  std::string escaped;
+  for (const char c : name) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (IsHostCharacter(c) || kUnreserved.find(c) != std::string_view::npos) {
+      escaped.push_back(c);
+    } else {
+      escaped += {'%', kDigits[byte >> 4], kDigits[byte & 15u]};
+    }
+  }
+  return escaped;
+}
+
 std::string HostAndPort(const Address& address) {
   const std::uint32_t usual = address.scheme == Scheme::HTTP ? 80 : 21;
   return address.port == usual ? address.host : address.host + ":" + std::to_string(address.port);

@@ -33,6 +33,9 @@ Address Redirected(const Address& from, const std::string& location);
 // every "%" is escaped once more and the server sees exactly what was written.
 std::string RequestURL(const Address& address, bool throughProxy);
 
+// A file name as a part of a URL's path: every byte but unreserved ones is escaped (RFC 3986, section 2.3).
+std::string EscapedForURL(const std::string& name);
+
 // "host", or "host:8080" where the port is not the scheme's own.
 std::string HostAndPort(const Address& address);
 

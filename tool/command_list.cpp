@@ -58,7 +58,8 @@ void PrintRows(const std::vector<SavedTransfer>& transfers, Store* store) {
 
 void RunList(const Options&, Reporter* reporter) {
   Store store;
-  const StoreListing listing = store.List();
+  StoreListing listing = store.List();
+  for (SavedTransfer& transfer : listing.transfers) LookAtPartFile(&transfer);
   if (!listing.transfers.empty()) {
     PrintRows(listing.transfers, &store);
   } else if (listing.damaged.empty()) {

@@ -82,8 +82,9 @@ std::string MessagesOf(VRXClient* client) {
 void RunShow(const Options& options, Reporter*) {
   const unsigned number = options.numbers[0];
   Store store;
-  const auto transfer = store.Find(number);
+  auto transfer = store.Find(number);
   if (!transfer) throw Failure{ExitCode::NotFound, "there is no transfer " + std::to_string(number)};
+  LookAtPartFile(&*transfer);
   const std::string facts = FactsOf(*transfer, store.IsTaken(number));
   const auto record = store.ReadRecord(number);
   if (!record) return Print(facts);

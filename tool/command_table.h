@@ -53,19 +53,19 @@ struct OptionRow {
 // In the order of the help. An option that means something else for another command has a row for each.
 constexpr auto kOptions = std::to_array<OptionRow>({
     {"output", "FILE", 'o', kDownloads, "save as FILE (one URL only)"},
-    {"mirror", "URL", kMirror, kAdd, "another server's copy of the file (one URL only; repeatable)"},
-    {"overwrite", nullptr, kOverwrite, kAdd, "replace an existing FILE when the new one is complete"},
-    {"verify", nullptr, kVerify, kAdd, "compare with the digest in FILE.sha256 beside the URL"},
-    {"sha256", "DIGEST", kSHA256, kAdd, "compare with this SHA-256 digest (one URL only)"},
-    {"unpack", nullptr, kUnpack, kAdd, "unpack a FILE that ends in .gz"},
+    {"mirror", "URL", kMirror, kDownloads, "another server's copy of the file (one URL only; repeatable)"},
+    {"overwrite", nullptr, kOverwrite, kDownloads, "replace an existing FILE when the new one is complete"},
+    {"verify", nullptr, kVerify, kDownloads, "compare with the digest in FILE.sha256 beside the URL"},
+    {"sha256", "DIGEST", kSHA256, kDownloads, "compare with this SHA-256 digest (one URL only)"},
+    {"unpack", nullptr, kUnpack, kDownloads, "unpack a FILE that ends in .gz"},
     {"sync", nullptr, kSync, kDownloads, "flush the file to disk before it gets its name"},
     {"restart", nullptr, kRestart, kGet, "ignore FILE.part and download from the beginning"},
-    {"continue", nullptr, kContinue, kAdd, "keep what the server has of FILE, send the rest"},
+    {"continue", nullptr, kContinue, kPut, "keep what the server has of FILE, send the rest"},
     {"restart", nullptr, kRestart, kPut, "send the whole file, whatever the server has"},
     {"names", nullptr, kNames, kLs, "names only, one per line"},
     {"location", "URL", kLocation, kUpgrade, "folder of an FTP server to look in, not the preference's"},
     {"installed", "N", kInstalled, kUpgrade, "number of the installed version (25 at least)"},
-    {"jobs", "N", 'j', kAdd, "transfers at once, 1 to 64 (default 1)"},
+    {"jobs", "N", 'j', kGet, "transfers at once, 1 to 64 (default 1)"},
     {"jobs", "N", 'j', kSavedTransfers, "transfers at once, 1 to 64 (default 4)"},
     {"progress", "KIND", kProgress, kTransfers, "auto (a bar on a terminal, else lines), bar, lines or none"},
     {"retries", "N", kRetries, kTransfers, "automatic retries without progress (default 5)"},
@@ -76,7 +76,7 @@ constexpr auto kOptions = std::to_array<OptionRow>({
     {"user", "NAME", kUser, kLogins, "FTP user name; the password is asked for, or read from the file"},
     {"password-file", "F", kPasswordFile, kLogins | kSavedTransfers,
      "read the password from the first line of F (\"-\": standard input)"},
-    {"save-password", nullptr, kSavePassword, kAdd, "keep the password with the saved transfer"},
+    {"save-password", nullptr, kSavePassword, kNewTransfers, "keep the password with the saved transfer"},
     {"active", nullptr, kActive, kLogins, "FTP active mode: the server opens the data connections"},
     {"proxy", "HOST:PORT", kProxy, kConnections, "connect through an HTTP or FTP proxy"},
     {"quiet", nullptr, 'q', kAll, "show errors only"},
@@ -96,20 +96,41 @@ struct CommandRow {
 
 constexpr auto kCommands = std::to_array<CommandRow>({
     {"get", Command::Get, kGet, "URL...", "get files into the current folder",
-     R"(Downloads each file into the current folder, named by the last part of its URL. During the download it is
-called FILE.part; rerun the command to resume. An existing FILE is never overwritten: the new one is called
-FILE(0), FILE(1) and so on.
+     R"(Downloads each file into the current folder, named by the last part of its URL. "-" reads URLs from standard
+input, one a line. During the download the file is called FILE.part, and the transfer is saved: rerun the
+command, or qz run, to resume. An existing FILE is never overwritten unasked: the new one is called FILE(0),
+FILE(1) and so on.
 )",
      R"(  qz get ftp://ftp.example.org/pub/disk.iso
-  qz get http://127.0.0.1:8080/disk.iso -o /tmp/copy.iso
+  qz get http://127.0.0.1:8080/disk.iso -o /tmp/copy.iso --mirror http://127.0.0.1:8081/disk.iso
   qz get --user me --password-file secret.txt ftp://ftp.example.org/private/plan.pdf
+  qz get --verify http://127.0.0.1:8080/disk.iso
+  qz get --jobs 4 - < urls.txt
 )"},
     {"put", Command::Put, kPut, "FILE URL", "store a file on an FTP server",
-     R"(Stores FILE on an FTP server. A URL that ends in "/" takes the file's own name. When the server already has the
-beginning of the file, only the rest is sent.
+     R"(Stores FILE on an FTP server. A URL that ends in "/" takes the file's own name. A file of that name on the
+server is replaced. An interrupted upload is saved: rerun the command, or qz run, to send the rest. When FILE
+changed meanwhile, it is sent from the beginning.
 )",
      R"(  qz put report.pdf ftp://me@ftp.example.org/inbox/
   qz put report.pdf ftp://ftp.example.org/incoming/report-2.pdf --restart
+  qz put backup.tar ftp://me@ftp.example.org/backup.tar --continue
+)"},
+    {"add", Command::Add, kAdd, "URL...", "save downloads without running them",
+     R"(Saves a download of each file into the current folder; qz run runs it. "-" reads URLs from standard input,
+one a line. The options are saved too.
+)",
+     R"(  qz add ftp://ftp.example.org/pub/disk.iso --mirror http://127.0.0.1:8080/disk.iso
+  qz add http://127.0.0.1:8080/disk.iso -o /tmp/copy.iso --sha256 )"
+     "9f86d081884c7d659a2feaa0c55ad015a3bf4f1b2b0b822cd15d6c15b0f00a08\n"
+     R"(  qz add - < urls.txt
+)"},
+    {"run", Command::Run, kRun, "", "run all saved transfers that have not failed",
+     R"(Runs the saved transfers that wait, several at once. Those that are completed are removed from the list; one
+that fails for good stays there, see qz list.
+)",
+     R"(  qz run
+  qz run --jobs 8 --quiet
 )"},
     {"list", Command::List, kList, "", "list the saved transfers",
      R"(Lists the saved transfers on standard output: number, state (waiting, running, failed), size, what is done of
@@ -127,6 +148,12 @@ it, and name.
 )",
      R"(  qz remove 3
   qz remove 4 5 6
+)"},
+    {"retry", Command::Retry, kRetry, "N...", "run saved transfers, failed ones too",
+     R"(Runs the saved transfers with these numbers, whatever their state.
+)",
+     R"(  qz retry 3
+  qz retry 4 5 6 --jobs 1
 )"},
     {"prefs", Command::Prefs, kPrefs, "[NAME [VALUE]]", "show or change the preferences",
      R"(Shows all preferences, or one, or changes one. "" is the value for none.

@@ -47,6 +47,9 @@ bool Interrupted();
 // Waits; ends early when Ctrl-C is pressed.
 void Pause(unsigned milliseconds);
 
+// Ends the program as Ctrl-C does in such a call: at once, with code 130.
+[[noreturn]] void ExitInterrupted();
+
 // Marks a library call that may block for a minute, or longer in a name look-up. Ctrl-C during the call exits
 // at once with code 130, after removing the file of RemoveOnInterrupt. Every byte of a part file was already
 // written, so nothing is lost. Throws Interruption when Ctrl-C came before.

@@ -136,6 +136,10 @@ Reply QuitSoon(FTPc* connection) {
 
 }  // namespace
 
+Login AnonymousLogin() {
+  return {kAnonymousUser, kAnonymousPassword};
+}
+
 Login LoginFor(const Address& address, const Options& options) {
   Login login;
   if (!address.user && !options.user) {
@@ -231,6 +235,19 @@ std::optional<Time> FTPSession::TimeOf(const std::string& path) {
   return std::nullopt;
 }
 
+void FTPSession::Remove(const std::string& path) {
+  reporter_->Sent("DELE " + path);
+  Reply reply{};
+  const LibraryCall call;
+  const ErrorCode status = FTPc_DeleteFile(connection_, path.c_str(), &reply);
+  reporter_->Received(reply.code, reply.text);
+  if (status == Error_None) return;
+  if (IsLost(reply)) Fail("cannot replace \"" + path + "\"", status, reply);
+  throw Failure{ExitCode::Login, host_ + " has \"" + path + "\" already and does not let it be replaced: \"" +
+                                     std::to_string(reply.code) + " " + reply.text +
+                                     "\"; choose another name, or send the rest with --continue"};
+}
+
 bool FTPSession::CanRestart() {
   reporter_->Sent("REST 100");
   reporter_->Sent("REST 0");
@@ -246,61 +263,6 @@ bool FTPSession::CanRestart() {
   // A server that ended the connection (421) instead of answering has not said no.
   SetType('I');
   return false;
-}
-
-Stream* FTPSession::StartRetrieve(const std::string& path, std::uint32_t* offset) {
-  if (*offset > 0) reporter_->Sent("REST " + std::to_string(*offset));
-  reporter_->Sent("RETR " + path);
-  Reply reply{};
-  Stream* stream = nullptr;
-  const LibraryCall call;
-  const ErrorCode status = *offset > 0
-                               ? FTPc_StartRetrieveRestart(connection_, path.c_str(), offset, &stream, &reply)
-                               : FTPc_StartRetrieve(connection_, path.c_str(), &stream, &reply);
-  reporter_->Received(reply.code, reply.text);
-  if (status != Error_None) Fail("cannot get \"" + path + "\"", status, reply);
-  return stream;
-}
-
-Stream* FTPSession::StartStore(const std::string& path, std::uint32_t* offset) {
-  if (*offset > 0) reporter_->Sent("REST " + std::to_string(*offset));
-  reporter_->Sent("STOR " + path);
-  Reply reply{};
-  Stream* stream = nullptr;
-  const LibraryCall call;
-  const ErrorCode status = *offset > 0
-                               ? FTPc_StartStoreRestart(connection_, path.c_str(), offset, &stream, &reply)
-                               : FTPc_StartStore(connection_, path.c_str(), &stream, &reply);
-  reporter_->Received(reply.code, reply.text);
-  if (status != Error_None) Fail("cannot store \"" + path + "\"", status, reply);
-  return stream;
-}
-
-// Polls, because the final reply may be late.
-ErrorCode FTPSession::AwaitFinalReply(Reply* reply) {
-  using Clock = std::chrono::steady_clock;
-  constexpr unsigned kFirstPauseMilliseconds = 1, kLongestPauseMilliseconds = 50;
-  const auto deadline = Clock::now() + std::chrono::seconds(options_.timeoutSeconds);
-  for (unsigned pause = kFirstPauseMilliseconds;; pause = std::min(pause * 2, kLongestPauseMilliseconds)) {
-    ErrorCode status = Error_None;
-    {
-      const LibraryCall call;
-      status = FTPc_EndTransfer(connection_, reply);
-    }
-    if (status != Error_Block) return status;
-    if (Clock::now() >= deadline) return Error_Timeout;
-    console::Pause(pause);
-  }
-}
-
-void FTPSession::EndTransfer(Stream* stream) {
-  Stream* socket = Stream_FindType(stream, StreamType_Sock);
-  Sock_Shutdown(reinterpret_cast<Sock*>(socket), SockShutdown_Both);
-  Stream_Delete(stream);
-  Reply reply{};
-  const ErrorCode status = AwaitFinalReply(&reply);
-  reporter_->Received(reply.code, reply.text);
-  if (status != Error_None) Fail("the server did not confirm the transfer", status, reply);
 }
 
 void FTPSession::List(const std::string& folder, bool namesOnly, const std::string& localFile) {

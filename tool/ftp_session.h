@@ -18,6 +18,9 @@ struct Login {
   std::string password;
 };
 
+// Anonymous, when nobody is named.
+Login AnonymousLogin();
+
 // The login for an address: the URL's, else the options', else asked on the terminal, else anonymous.
 Login LoginFor(const Address& address, const Options& options);
 
@@ -42,12 +45,8 @@ class FTPSession {
   std::optional<Time> TimeOf(const std::string& path);
   bool CanRestart();
 
-  // Open the data connection. offset: where to resume; set to 0 when the server does not support it.
-  Stream* StartRetrieve(const std::string& path, std::uint32_t* offset);
-  Stream* StartStore(const std::string& path, std::uint32_t* offset);
-
-  // Closes the data connection and waits for the final reply. Throws Failure when it is missing or negative.
-  void EndTransfer(Stream* stream);
+  // Removes a file. Throws Failure when the server refuses.
+  void Remove(const std::string& path);
 
   // Lists a folder ("" for the login's own) into a local file, named in the library's form.
   void List(const std::string& folder, bool namesOnly, const std::string& localFile);
@@ -59,7 +58,6 @@ class FTPSession {
   static bool IsQuitPending();
 
  private:
-  ErrorCode AwaitFinalReply(Reply* reply);
   [[noreturn]] void Fail(const std::string& what, ErrorCode status, const Reply& reply) const;
 
   const Options& options_;

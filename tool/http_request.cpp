@@ -7,6 +7,7 @@
 #include "qz/version.h"
 #include "tool/console.h"
 #include "tool/library_call.h"
+#include "tool/outcome.h"
 #include "tool/proxy.h"
 #include "tool/text.h"
 
@@ -20,48 +21,6 @@ constexpr std::size_t kLongestValue = 255;
 
 bool IsRedirect(int code) {
   return code == 301 || code == 302 || code == 303 || code == 307 || code == 308;
-}
-
-// The library keeps the first word of the reason only, so the standard reasons are listed here.
-struct Reason {
-  int code;
-  const char* text;
-};
-
-constexpr std::array<Reason, 24> kReasons = {{
-    {200, "OK"},
-    {203, "Non-Authoritative Information"},
-    {204, "No Content"},
-    {206, "Partial Content"},
-    {301, "Moved Permanently"},
-    {302, "Found"},
-    {303, "See Other"},
-    {304, "Not Modified"},
-    {307, "Temporary Redirect"},
-    {308, "Permanent Redirect"},
-    {400, "Bad Request"},
-    {401, "Unauthorized"},
-    {403, "Forbidden"},
-    {404, "Not Found"},
-    {405, "Method Not Allowed"},
-    {407, "Proxy Authentication Required"},
-    {408, "Request Timeout"},
-    {416, "Range Not Satisfiable"},
-    {429, "Too Many Requests"},
-    {500, "Internal Server Error"},
-    {501, "Not Implemented"},
-    {502, "Bad Gateway"},
-    {503, "Service Unavailable"},
-    {504, "Gateway Timeout"},
-}};
-
-// The standard reason of a code when it begins with the same word, else that word.
-std::string ReasonText(int code, const std::string& firstWord) {
-  for (const Reason& reason : kReasons) {
-    std::string text = reason.text;
-    if (reason.code == code && text.substr(0, text.find(' ')) == firstWord) return text;
-  }
-  return firstWord;
 }
 
 [[noreturn]] void Fail(const std::string& what, ErrorCode status) {
@@ -94,7 +53,7 @@ HTTPResponse::HTTPResponse(const Address& address, const std::optional<ByteRange
     HTTPc_Close(connection_);
     throw;
   }
-  reporter_->Received(reply_.code, ReasonText(reply_.code, reply_.text));
+  reporter_->Received(reply_.code, HTTPReasonText(reply_.code, reply_.text));
 }
 
 HTTPResponse::~HTTPResponse() {
@@ -166,8 +125,8 @@ bool HTTPResponse::IsMultipart() const {
   return LowerCase(GetText(HTTPcResponse_ContentType)).rfind("multipart/", 0) == 0;
 }
 
-std::string HTTPResponse::StatusText() const {
-  return std::to_string(reply_.code) + " " + ReasonText(reply_.code, reply_.text);
+std::string HTTPResponse::ReplyText() const {
+  return reply_.text;
 }
 
 std::unique_ptr<HTTPResponse> Request(Address* address, const std::optional<ByteRange>& range,
@@ -183,26 +142,7 @@ std::unique_ptr<HTTPResponse> Request(Address* address, const std::optional<Byte
 }
 
 Failure FailureOfResponse(const HTTPResponse& response, const Address& address) {
-  const std::string said =
-      "cannot get \"" + address.shown + "\": the server answered \"" + response.StatusText() + "\"";
-  switch (response.Code()) {
-    case 404:
-    case 410:
-      return {ExitCode::NotFound, said + "; file not found on the server, check the path"};
-    case 401:
-    case 407:
-      return {ExitCode::Login, said + "; authentication required, which qz supports for FTP servers only"};
-    case 403:
-      return {ExitCode::Login, said + "; access denied"};
-    case 408:
-    case 429:
-    case 502:
-    case 503:
-    case 504:
-      return {ExitCode::Network, said + "; try again later", Retry::Yes};
-    default:
-      return {ExitCode::Protocol, said};
-  }
+  return ExplainHTTPReply("cannot get \"" + address.shown + "\"", response.Code(), response.ReplyText());
 }
 
 }  // namespace tool

@@ -39,7 +39,7 @@ class HTTPResponse {
   std::string Location() const;  // empty when there is none
   bool IsMultipart() const;
   // Code and reason of the response, for messages.
-  std::string StatusText() const;
+  std::string ReplyText() const;
 
  private:
   void Connect(const Address& address);

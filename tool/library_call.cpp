@@ -16,6 +16,12 @@ std::optional<ErrorDetail> RecordedFailure(ErrorCode status) {
   return detail;
 }
 
+bool IsOfFile(const ErrorDetail& detail) {
+  return std::string_view(detail.operation).substr(0, 4) == "File";
+}
+
+}  // namespace
+
 std::string StatusMeaning(ErrorCode status) {
   switch (status) {
     case Error_Timeout:
@@ -39,8 +45,6 @@ std::string StatusMeaning(ErrorCode status) {
   }
 }
 
-}  // namespace
-
 LibraryCall::LibraryCall() {
   Error_ClearLast();
 }
@@ -59,9 +63,14 @@ std::string RecordedDetails() {
   return std::string(" [") + text + "]";
 }
 
+std::string RecordedFileDetails() {
+  ErrorDetail detail;
+  return Error_GetLast(&detail) == Error_None && IsOfFile(detail) ? RecordedDetails() : "";
+}
+
 bool IsLocalFileFailure(ErrorCode status) {
   const auto failure = RecordedFailure(status);
-  return failure && std::string_view(failure->operation).substr(0, 4) == "File";
+  return failure && IsOfFile(*failure);
 }
 
 }  // namespace tool

@@ -18,6 +18,9 @@ class LibraryCall {
   console::BlockingCall blocking_;
 };
 
+// What a failed status of a network function means, in words: "connection refused".
+std::string StatusMeaning(ErrorCode status);
+
 // The message for a failed status of a network function, with the details that the library recorded:
 // "connection refused [Sock_Connect: Connection refused (111)]".
 std::string NetworkErrorText(ErrorCode status);
@@ -28,6 +31,9 @@ std::string RecordedDetails(ErrorCode status);
 
 // The same after a call without a status; call Error_ClearLast before it.
 std::string RecordedDetails();
+
+// The same when this thread's last recorded failure was one of a local file; else empty.
+std::string RecordedFileDetails();
 
 // Whether this thread's last recorded failure gave the status and was one of a local file.
 bool IsLocalFileFailure(ErrorCode status);

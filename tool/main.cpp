@@ -5,6 +5,7 @@
 #include "qz/error.h"
 #include "qz/file.h"
 #include "qz/os.h"
+#include "qz/sock.h"
 #include "qz/version.h"
 #include "qz/vrxclientsystem.h"
 #include "tool/commands.h"
@@ -71,18 +72,27 @@ void RunCommand(const Options& options) {
   const Library library;
   const TransferSystem transferSystem;
   UseProxy(options);
+  Sock_SetTimeout(options.timeoutSeconds * 1000);
+  // They are for developers.
+  if (!options.verbose) Error_SetReporter([](const char*) {});
   Reporter reporter(options);
   switch (options.command) {
     case Command::Get:
       return RunGet(options, &reporter);
     case Command::Put:
       return RunPut(options, &reporter);
+    case Command::Add:
+      return RunAdd(options, &reporter);
+    case Command::Run:
+      return RunSaved(options, &reporter);
     case Command::List:
       return RunList(options, &reporter);
     case Command::Show:
       return RunShow(options, &reporter);
     case Command::Remove:
       return RunRemove(options, &reporter);
+    case Command::Retry:
+      return RunRetry(options, &reporter);
     case Command::Prefs:
       return RunPrefs(options, &reporter);
     case Command::Upgrade:
@@ -91,7 +101,8 @@ void RunCommand(const Options& options) {
       return RunLs(options, &reporter);
     case Command::Size:
       return RunSize(options, &reporter);
-    default:
+    case Command::Help:
+    case Command::Version:
       return;
   }
 }

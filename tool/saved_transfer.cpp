@@ -17,6 +17,7 @@
 
 #include "qz/config.h"
 #include "qz/error.h"
+#include "qz/file.h"
 #include "tool/console.h"
 
 namespace tool {
@@ -281,6 +282,18 @@ std::optional<SavedTransfer> ReadSavedTransfer(const std::string& path, unsigned
     if (!reading.Take(fields[0], hasValue ? fields[1] : "")) return std::nullopt;
   }
   return reading.Result(number);
+}
+
+std::string PartPath(const std::string& localPath) {
+  return localPath + ".part";
+}
+
+void LookAtPartFile(SavedTransfer* transfer) {
+  FileState state;
+  std::uint64_t size = 0;
+  if (transfer->isUpload) return;
+  if (File_GetState64(PartPath(transfer->localPath).c_str(), &state, &size) != Error_None) return;
+  if (state.exists != 0 && state.isDirectory == 0) transfer->doneBytes = size;
 }
 
 }  // namespace tool

@@ -55,6 +55,13 @@ std::string FormatSavedTransfer(const SavedTransfer& transfer);
 // when the file is damaged: a key that must be there is missing, or a value is out of range.
 std::optional<SavedTransfer> ReadSavedTransfer(const std::string& path, unsigned number);
 
+// The name of a download's data file: beside the target.
+std::string PartPath(const std::string& localPath);
+
+// Sets what is done to what FILE.part holds at this moment, when there is one: a program that was killed
+// could not tell any more.
+void LookAtPartFile(SavedTransfer* transfer);
+
 }  // namespace tool
 
 #endif

@@ -228,6 +228,7 @@ class Preferences(OwnProgram):
 class Upgrades(OwnProgram):
     def server(self, listing):
         server = self.serve(FTPServer())
+        server.folders = {"pub"}
         server.listing = listing
         return server
 

@@ -6,6 +6,7 @@ it are taken from the checkout. Every run and every wait on a socket has a time 
 
 import hashlib
 import os
+import posixpath
 import random
 import shlex
 import shutil
@@ -259,20 +260,24 @@ class FTPServer(Server):
     """A small FTP server. What it does wrong is set by attributes before the program runs; each may also be a
     function of the connection's number.
 
-    files        name -> bytes; uploads are added
+    files        path -> bytes; uploads are added. Every folder of a path exists; "/" is where a login ends
+    folders      paths of further folders
     size         answer to SIZE instead of the right one
     rest         False: REST is refused
     cut          (bytes, how): the data connection ends after that many bytes, how: "fin", "reset", "stall"
     final        the reply after the data; "" sends none and closes; "silent" sends none and stays
     pasv         the reply to PASV
     login        the reply to PASS
+    dele         the reply to DELE instead of removing the file
     extra        bytes sent after the file
     silent_at_the_end  True: QUIT is not answered, and the connection stays
     commands     every line that came, with its connection's number
+    starts       (number, "RETR" or "STOR", path, offset) of every file's data that was begun
     """
 
     def __init__(self, files=None):
         self.files = dict(files or {})
+        self.folders = set()
         self.greeting = "220 ready"
         self.size = None
         self.rest = True
@@ -280,10 +285,12 @@ class FTPServer(Server):
         self.final = "226 done"
         self.pasv = None
         self.login = "230 welcome"
+        self.dele = None
         self.extra = b""
         self.silent_at_the_end = False
         self.listing = b""
         self.commands = []
+        self.starts = []
         super().__init__()
 
     def url(self, path, login=""):
@@ -291,6 +298,10 @@ class FTPServer(Server):
 
     def verbs(self, number=None):
         return [line.split(" ")[0] for n, line in self.commands if number in (None, n)]
+
+    def is_folder(self, path):
+        return path == "" or path in self.folders or any(name.startswith(path + "/")
+                                                         for name in [*self.files, *self.folders])
 
     def _value(self, name, number):
         value = getattr(self, name)
@@ -304,6 +315,7 @@ class Session:
     def __init__(self, server, connection, number):
         self.server, self.connection, self.number = server, connection, number
         self.offset = 0
+        self.folder = ""
         self.passive = None
         self.active = None
 
@@ -347,18 +359,37 @@ class Session:
     def on_type(self, kind):
         self.say("200 type set")
 
-    def on_cwd(self, folder):
-        self.say("550 no such folder" if folder == "missing" else "250 there")
+    def resolve(self, name):
+        """The path of a name that is told relative to the current folder."""
+        return posixpath.normpath(posixpath.join("/", self.folder, name)).strip("/")
+
+    def on_cwd(self, name):
+        path = self.resolve(name)
+        if not self.server.is_folder(path):
+            self.say("550 no such folder")
+            return
+        self.folder = path
+        self.say("250 there")
 
     def on_mdtm(self, name):
-        self.say("213 20260304050607" if name in self.server.files else "550 no file")
+        self.say("213 20260304050607" if self.resolve(name) in self.server.files else "550 no file")
+
+    def on_dele(self, name):
+        dele = self.value("dele")
+        if dele is not None:
+            self.say(dele)
+        elif self.server.files.pop(self.resolve(name), None) is None:
+            self.say("550 no file")
+        else:
+            self.say("250 removed")
 
     def on_size(self, name):
         size = self.value("size")
+        path = self.resolve(name)
         if size is not None:
             self.say(size)
-        elif name in self.server.files:
-            self.say("213 %d" % len(self.server.files[name]))
+        elif path in self.server.files:
+            self.say("213 %d" % len(self.server.files[path]))
         else:
             self.say("550 no file")
 
@@ -394,6 +425,12 @@ class Session:
         data.settimeout(SOCKET_SECONDS)
         return data
 
+    def begin(self, verb, path):
+        """The offset that REST has set; it holds once."""
+        offset, self.offset = self.offset, 0
+        self.server.starts.append((self.number, verb, path, offset))
+        return offset
+
     def end_data(self):
         final = self.value("final")
         if final == "silent":
@@ -427,12 +464,13 @@ class Session:
         if not self.active and not self.passive:
             self.say("425 no data connection")
             return None
-        if name not in self.server.files:
+        path = self.resolve(name)
+        if path not in self.server.files:
             self.say("550 no file")
             return None
         self.say("150 here it comes")
-        offset, self.offset = self.offset, 0
-        return self.send(self.open_data(), self.server.files[name][offset:])
+        offset = self.begin("RETR", path)
+        return self.send(self.open_data(), self.server.files[path][offset:])
 
     def on_list(self, _):
         self.say("150 here it comes")
@@ -441,17 +479,21 @@ class Session:
     on_nlst = on_list
 
     def on_stor(self, name):
+        path = self.resolve(name)
+        if not self.server.is_folder(posixpath.dirname(path)):
+            self.say("553 no such folder")
+            return None
         self.say("150 send it")
         data = self.open_data()
-        offset, self.offset = self.offset, 0
-        kept = self.server.files.get(name, b"")[:offset]
+        offset = self.begin("STOR", path)
+        kept = self.server.files.get(path, b"")[:offset]
         cut = self.value("cut")
         received = bytearray()
         while True:
             limit = 65536 if cut is None else min(65536, cut[0] - len(received))
             more = data.recv(limit) if limit > 0 else b""
             received += more
-            self.server.files[name] = kept + bytes(received)
+            self.server.files[path] = kept + bytes(received)
             if not more:
                 break
         if cut is not None:

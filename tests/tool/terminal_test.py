@@ -166,7 +166,7 @@ class AtTheTerminal(ProgramTest):
     def test_password_is_asked_for_and_not_shown(self):
         server = self.serve(FTPServer({"data": b"x"}))
         terminal = self.terminal("get", "--user", "me", server.url("data"))
-        terminal.read_until("Password of me at 127.0.0.1: ")
+        terminal.read_until("Password of me at 127.0.0.1:%d: " % server.port)
         self.wait_for(lambda: not terminal.echo_is_on())
         terminal.type("hush hush\n")
         self.assertEqual(terminal.finish(), DONE)

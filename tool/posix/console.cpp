@@ -211,4 +211,9 @@ std::string ToSystemName(const std::string& libraryName) {
   return libraryName;
 }
 
+void ExitInterrupted() {
+  ExitNow();
+  std::abort();
+}
+
 }  // namespace tool::console

@@ -185,4 +185,9 @@ std::string ToSystemName(const std::string& libraryName) {
   return Converted(libraryName, WinOSFile_FileNameToDOSName);
 }
 
+void ExitInterrupted() {
+  ExitNow();
+  std::abort();
+}
+
 }  // namespace tool::console

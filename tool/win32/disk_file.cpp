@@ -33,13 +33,6 @@ HANDLE Native(std::intptr_t handle) {
   return reinterpret_cast<HANDLE>(handle);
 }
 
-bool IsPlain(HANDLE handle) {
-  BY_HANDLE_FILE_INFORMATION information;
-  if (GetFileType(handle) != FILE_TYPE_DISK || !GetFileInformationByHandle(handle, &information))
-    return false;
-  return (information.dwFileAttributes & (FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT)) == 0;
-}
-
 }  // namespace
 
 DiskFile::Kind DiskFile::KindOf(const std::string& path) {
@@ -63,41 +56,6 @@ void DiskFile::OpenForReading(const std::string& path) {
     throw Failure{ExitCode::Disk, "\"" + path + "\" is not a regular file"};
 }
 
-void DiskFile::OpenForAppending(const std::string& path) {
-  const HANDLE handle = CreateFileA(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
-                                    FILE_FLAG_OPEN_REPARSE_POINT, nullptr);
-  if (handle == INVALID_HANDLE_VALUE) FailWith("write to", path, GetLastError());
-  handle_ = reinterpret_cast<std::intptr_t>(handle);
-  path_ = path;
-  if (!IsPlain(handle)) throw Failure{ExitCode::Disk, "\"" + path + "\" is not a regular file"};
-  SeekTo(Size());
-}
-
-void DiskFile::Create(const std::string& path) {
-  const HANDLE handle = CreateFileA(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr, CREATE_NEW,
-                                    FILE_ATTRIBUTE_NORMAL, nullptr);
-  if (handle == INVALID_HANDLE_VALUE) FailWith("create", path, GetLastError());
-  handle_ = reinterpret_cast<std::intptr_t>(handle);
-  path_ = path;
-}
-
-std::uint64_t DiskFile::Size() const {
-  DWORD high = 0;
-  SetLastError(NO_ERROR);
-  const DWORD low = GetFileSize(Native(handle_), &high);
-  if (low == INVALID_FILE_SIZE && GetLastError() != NO_ERROR) FailWith("query", path_, GetLastError());
-  return (static_cast<std::uint64_t>(high) << 32) | low;
-}
-
-void DiskFile::SeekTo(std::uint64_t position) {
-  LONG high = static_cast<LONG>(position >> 32);
-  SetLastError(NO_ERROR);
-  const LONG low = static_cast<LONG>(position & 0xFFFFFFFFu);
-  const DWORD result = SetFilePointer(Native(handle_), low, &high, FILE_BEGIN);
-  if (result == INVALID_SET_FILE_POINTER && GetLastError() != NO_ERROR)
-    FailWith("read", path_, GetLastError());
-}
-
 std::size_t DiskFile::Read(std::size_t count, void* buffer) {
   DWORD done = 0;
   if (!ReadFile(Native(handle_), buffer, static_cast<DWORD>(count), &done, nullptr)) {
@@ -106,35 +64,9 @@ std::size_t DiskFile::Read(std::size_t count, void* buffer) {
   return done;
 }
 
-void DiskFile::Write(std::size_t count, const void* buffer) {
-  const char* next = static_cast<const char*>(buffer);
-  while (count > 0) {
-    DWORD done = 0;
-    if (!WriteFile(Native(handle_), next, static_cast<DWORD>(count), &done, nullptr)) {
-      FailWith("write to", path_, GetLastError());
-    }
-    if (done == 0) FailWith("write to", path_, ERROR_DISK_FULL);
-    next += done;
-    count -= done;
-  }
-}
-
-void DiskFile::Truncate() {
-  SeekTo(0);
-  if (!SetEndOfFile(Native(handle_))) FailWith("truncate", path_, GetLastError());
-}
-
-void DiskFile::Synchronise() {
-  if (!FlushFileBuffers(Native(handle_))) FailWith("write to", path_, GetLastError());
-}
-
 void DiskFile::Close() {
   if (handle_ != kNoHandle) CloseHandle(Native(handle_));
   handle_ = kNoHandle;
-}
-
-void DiskFile::Remove(const std::string& path) {
-  DeleteFileA(path.c_str());
 }
 
 }  // namespace tool

@@ -1,0 +1,182 @@
+"""qz put, broken off in the middle and run again: what the server holds is continued, or sent anew; never mixed."""
+
+import signal
+import unittest
+
+from support import *
+
+DATA = some_bytes(3000000, 31)
+OTHER = some_bytes(3000000, 32)
+HELD = 100000
+
+
+class StallingSession(Session):
+    """Takes some bytes of an upload, and says nothing more."""
+
+    def on_stor(self, name):
+        number = len(self.server.starts)
+        if number not in self.server.stalls:
+            return super().on_stor(name)
+        path = self.resolve(name)
+        offset = self.begin("STOR", path)
+        self.say("150 send it")
+        data = self.open_data()
+        kept = self.server.files.get(path, b"")[:offset]
+        received = b""
+        while len(received) < self.server.stalls[number]:
+            received += data.recv(self.server.stalls[number] - len(received))
+        self.server.files[path] = kept + received
+        self.server.stall()
+        data.close()
+        return "close"
+
+
+class StallingServer(FTPServer):
+    """stalls: the number of an upload, from 0 -> after how many bytes it stalls."""
+
+    stalls = {}
+
+    def serve(self, connection, number):
+        StallingSession(self, connection, number).run()
+
+
+class UploadResume(ProgramTest):
+    def setUp(self):
+        super().setUp()
+        self.write("local.bin", DATA)
+        self.server = self.serve(StallingServer())
+        self.server.stalls = {0: HELD}
+        self.command = ("put", "local.bin", self.server.url("in/remote.bin"))
+        self.server.folders.add("in")
+
+    def held(self):
+        return len(self.server.files.get("in/remote.bin", b""))
+
+    def offsets(self):
+        return [offset for _, _, _, offset in self.server.starts]
+
+    def kill_in_the_middle(self, *options, held=HELD):
+        process = self.start_qz(*self.command, *options)
+        self.wait_for(lambda: self.held() == held or process.poll() is not None)
+        self.assertIsNone(process.poll())
+        process.kill()
+        process.wait()
+
+    def assert_stored(self, data):
+        self.assertEqual(digest(self.server.files["in/remote.bin"]), digest(data))
+
+    def test_same_command_sends_the_rest(self):
+        self.kill_in_the_middle()
+        result = self.expect(DONE, *self.command)
+        self.assertEqual(self.offsets(), [0, HELD])
+        self.assertIn("qz: resuming at 97.7 KiB\n", result.errors)
+        self.assertNotIn("DELE", self.server.verbs())
+        self.assert_stored(DATA)
+        # It is done: the next one is another upload.
+        self.expect(DONE, *self.command)
+        self.assertEqual(self.offsets(), [0, HELD, 0])
+
+    def test_several_kills_in_a_row(self):
+        self.server.stalls = {0: 1, 1: 70000, 2: 1234567}
+        for held in (1, 70001, 1304568):
+            self.kill_in_the_middle(held=held)
+        self.expect(DONE, *self.command)
+        self.assertEqual(self.offsets(), [0, 1, 70001, 1304568])
+        self.assert_stored(DATA)
+
+    @only_posix
+    def test_ctrl_c_in_the_middle(self):
+        process = self.start_qz(*self.command)
+        self.wait_for(lambda: self.held() == HELD)
+        process.send_signal(signal.SIGINT)
+        _, errors = process.communicate(timeout=10)
+        self.assertEqual(process.returncode, INTERRUPTED, errors)
+        self.assertIn(b"interrupted; rerun the command to resume", errors)
+        self.expect(DONE, *self.command)
+        self.assertEqual(self.offsets(), [0, HELD])
+        self.assert_stored(DATA)
+
+    def test_source_that_changed_in_between_is_sent_anew(self):
+        for number, changed in enumerate((OTHER, OTHER[:2999999], OTHER + b"more")):
+            self.server.stalls = {2 * number: HELD}
+            self.write("local.bin", DATA)
+            self.server.files.clear()
+            self.kill_in_the_middle()
+            self.write("local.bin", changed)
+            os.utime(self.path("local.bin"), (2000000000 + number, 2000000000 + number))
+            result = self.expect(DONE, *self.command)
+            self.assertEqual(self.offsets()[-2:], [0, 0])
+            self.assertIn('"local.bin" has changed: sending all of it', result.errors)
+            self.assert_stored(changed)
+
+    def test_source_that_changes_within_a_run_is_sent_anew(self):
+        self.server.stalls = {}
+        def cut(number):
+            if len(self.server.starts) > 1:
+                return None
+            self.write("local.bin", OTHER)
+            return (HELD, "reset")
+        self.server.cut = cut
+        self.expect(DONE, *self.command, "--retry-wait", "0")
+        self.assertEqual(self.offsets(), [0, 0])
+        self.assert_stored(OTHER)
+
+    def test_nothing_is_mixed_where_the_old_bytes_may_not_be_removed(self):
+        self.kill_in_the_middle()
+        self.write("local.bin", OTHER)
+        os.utime(self.path("local.bin"), (2000000000, 2000000000))
+        self.server.dele = "550 not allowed"
+        for _ in range(2):
+            result = self.expect(LOGIN, *self.command)
+            self.assertIn('"550 not allowed"', result.errors)
+            self.assertEqual(self.server.files["in/remote.bin"], DATA[:HELD])
+        self.server.dele = None
+        self.expect(DONE, *self.command)
+        self.assertEqual(self.offsets(), [0, 0])
+        self.assert_stored(OTHER)
+
+    def test_unchanged_source_needs_no_right_to_remove(self):
+        self.server.dele = "550 not allowed"
+        self.kill_in_the_middle()
+        self.expect(DONE, *self.command)
+        self.assertEqual(self.offsets(), [0, HELD])
+        self.assert_stored(DATA)
+
+    def test_restart_sends_all_of_it(self):
+        self.kill_in_the_middle()
+        self.expect(DONE, *self.command, "--restart")
+        self.assertEqual(self.offsets(), [0, 0])
+        self.assertIn("DELE", self.server.verbs())
+        self.assert_stored(DATA)
+
+    def test_restart_holds_for_the_first_attempt_only(self):
+        self.server.stalls = {}
+        self.server.cut = lambda number: (HELD, "reset") if len(self.server.starts) == 1 else None
+        self.expect(DONE, *self.command, "--restart", "--retry-wait", "0")
+        self.assertEqual(self.offsets(), [0, HELD])
+        self.assert_stored(DATA)
+
+    def test_continue_goes_on_behind_what_the_server_had(self):
+        self.server.files["in/remote.bin"] = DATA[:70000]
+        self.kill_in_the_middle("--continue", held=70000 + HELD)
+        self.expect(DONE, *self.command)
+        self.assertEqual(self.offsets(), [70000, 70000 + HELD])
+        self.assert_stored(DATA)
+
+    def test_bytes_that_the_server_has_lost_are_sent_again(self):
+        self.kill_in_the_middle()
+        del self.server.files["in/remote.bin"]
+        self.expect(DONE, *self.command)
+        self.assertEqual(self.offsets(), [0, 0])
+        self.assert_stored(DATA)
+
+    def test_longer_file_of_somebody_else_is_replaced(self):
+        self.kill_in_the_middle()
+        self.server.files["in/remote.bin"] = OTHER + b"longer"
+        self.expect(DONE, *self.command)
+        self.assertEqual(self.offsets(), [0, 0])
+        self.assert_stored(DATA)
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,176 @@
+// The end of a run: the file gets its place, the record goes; or the user is told what is kept.
+#include <algorithm>
+
+#include "qz/directory.h"
+#include "qz/error.h"
+#include "qz/file.h"
+#include "qz/vrxclient.h"
+#include "tool/console.h"
+#include "tool/disk_file.h"
+#include "tool/library_call.h"
+#include "tool/text.h"
+#include "tool/transfer.h"
+
+namespace tool {
+namespace {
+
+constexpr std::size_t kPathBytes = 1024;
+constexpr unsigned kMostNumbers = 512;
+
+std::optional<std::uint64_t> SizeOfFile(const std::string& path) {
+  FileState state;
+  std::uint64_t size = 0;
+  if (File_GetState64(path.c_str(), &state, &size) != Error_None) return std::nullopt;
+  return state.exists != 0 && state.isDirectory == 0 ? std::optional(size) : std::nullopt;
+}
+
+bool IsFree(const std::string& path) {
+  return DiskFile::KindOf(console::ToSystemName(path)) == DiskFile::Kind::Nothing;
+}
+
+// "a.txt", "a(0).txt", "a(1).txt": the first name that is free, numbered before the extension of the last
+// part.
+std::string FreePath(const std::string& path) {
+  if (IsFree(path)) return path;
+  const std::size_t name = path.rfind('/') + 1;
+  const std::size_t dot = path.rfind('.');
+  const std::size_t end = dot == std::string::npos || dot < name ? path.size() : dot;
+  for (unsigned i = 0; i < kMostNumbers; i++) {
+    const std::string numbered = path.substr(0, end) + "(" + std::to_string(i) + ")" + path.substr(end);
+    if (IsFree(numbered)) return numbered;
+  }
+  throw Failure{ExitCode::Disk, "no free name beside \"" + path + "\"; choose another one with --output"};
+}
+
+std::string RateText(std::uint64_t bytes, double seconds) {
+  if (bytes == 0 || seconds < 0.001) return "";
+  return ", " + SizeText(static_cast<std::uint64_t>(static_cast<double>(bytes) / seconds)) + "/s";
+}
+
+}  // namespace
+
+// A path in the current folder without that folder.
+std::string Transfer::ShownPath(const std::string& libraryPath) const {
+  char current[kPathBytes] = "";
+  if (Directory_GetCurrent(current) != Error_None) return console::ToSystemName(libraryPath);
+  std::string folder = current;
+  if (folder.empty() || folder.back() != '/') folder += '/';
+  const bool isBelow = libraryPath.size() > folder.size() && libraryPath.rfind(folder, 0) == 0;
+  return isBelow ? libraryPath.substr(folder.size()) : console::ToSystemName(libraryPath);
+}
+
+std::string Transfer::ServerPath() const {
+  return address_.path;
+}
+
+// A crash between the move and the end of the record: the file has its place, and FILE.part is gone.
+bool Transfer::IsMovedAlready() {
+  if (isNew_ || saved_.isUpload || saved_.finalPath.empty()) return false;
+  if (SizeOfFile(PartPath(saved_.localPath))) return false;
+  const auto size = SizeOfFile(saved_.finalPath);
+  if (!size || (saved_.sizeBytes && *size != *saved_.sizeBytes)) return false;
+  reporter_->Say("saved \"" + ShownPath(saved_.finalPath) + "\" (" + SizeText(*size) + ")");
+  Forget();
+  return true;
+}
+
+// Without a size, a FILE.part that is longer than the file looks the same as a complete one.
+void Transfer::CheckIsWhole() const {
+  if (saved_.sizeBytes || attemptPosition_ == 0 || position_ > attemptPosition_) return;
+  throw Failure{ExitCode::Protocol, "the server does not report the size, so \"" +
+                                        ShownPath(PartPath(saved_.localPath)) +
+                                        "\" cannot be checked; download it again with --restart"};
+}
+
+void Transfer::ChooseFinalPath() {
+  if (saved_.overwrites) {
+    saved_.finalPath = saved_.localPath;
+    return;
+  }
+  saved_.finalPath = FreePath(saved_.localPath);
+  if (saved_.finalPath == saved_.localPath) return;
+  const ErrorCode status = VRXClient_SetLocalFilePath(client_.get(), saved_.finalPath.c_str());
+  if (status == Error_None) return;
+  throw Failure{ExitCode::Disk,
+                "cannot name the file \"" + ShownPath(saved_.finalPath) + "\": " + Error_ToString(status)};
+}
+
+void Transfer::Finish() {
+  isLineBegun_ = false;
+  line_->End();
+  char path[kPathBytes] = "";
+  VRXClient_GetLocalFilePath(client_.get(), path);
+  const std::uint64_t size = saved_.isUpload ? position_ : SizeOfFile(path).value_or(position_);
+  const double seconds = dataBegan_ ? std::chrono::duration<double>(Clock::now() - *dataBegan_).count() : 0;
+  if (isStoredAlready_) {
+    Forget();
+    return reporter_->Say("the server has all " + SizeText(saved_.sourceBytes) + " of \"" + ServerPath() +
+                          "\" already; send them again with --restart");
+  }
+  const std::uint64_t moved = size > firstPosition_ ? size - firstPosition_ : 0;
+  Forget();
+  if (saved_.isUpload) {
+    reporter_->Say("stored \"" + ServerPath() + "\" (" + SizeText(size) + RateText(moved, seconds) + ")");
+  } else {
+    reporter_->Say("saved \"" + ShownPath(path) + "\" (" + SizeText(size) + RateText(moved, seconds) + ")");
+  }
+}
+
+// The transfer with its log, and its record.
+void Transfer::Forget() {
+  VRXClient* client = nullptr;
+  {
+    const std::lock_guard lock(clientMutex_);
+    client = client_.release();
+  }
+  if (client != nullptr) VRXClient_Delete(client);
+  store_->Remove(saved_.number);
+  isInStore_ = false;
+}
+
+// A FILE.part that was there before this transfer stays. False when it is this transfer's by now.
+bool Transfer::LeavePartAlone() {
+  if (saved_.isUpload || !client_) return true;
+  const DiskFile::Kind kind = DiskFile::KindOf(console::ToSystemName(PartPath(saved_.localPath)));
+  const bool isOwn = partBytes_ == 0 && (kind == DiskFile::Kind::File || kind == DiskFile::Kind::Nothing);
+  return isOwn || VRXClient_SetDataFilePath(client_.get(), "") == Error_None;
+}
+
+void Transfer::TellFailure(const Failure& failure) {
+  isLineBegun_ = false;
+  if (line_) line_->End();
+  reporter_->ReportError(failure.text);
+  TellWhatIsKept("");
+  // Nothing is left to resume of what cannot succeed.
+  const bool isUseless = isNew_ && failure.retry == Retry::No && furthest_ == 0 && position_ == 0;
+  const bool isBegun = client_ && !server_.empty();
+  if (isUseless && (isBegun || isInStore_) && LeavePartAlone()) return Forget();
+  if (!isInStore_) return;
+  saved_.lastReason = failure.text;
+  saved_.lastExitCode = static_cast<int>(failure.code);
+  saved_.status = failure.retry == Retry::Yes ? TransferStatus::Waiting : TransferStatus::Failed;
+  store_->Save(saved_);
+}
+
+void Transfer::TellInterruption() {
+  isLineBegun_ = false;
+  if (line_) line_->End();
+  TellWhatIsKept("interrupted; ");
+  if (client_ && (isInStore_ || position_ > 0)) Record();
+}
+
+void Transfer::TellWhatIsKept(const std::string& before) {
+  const auto size = saved_.isUpload ? std::nullopt : SizeOfFile(PartPath(saved_.localPath));
+  // Only a file that this run can have made: a pipe has no size either.
+  const bool isFile =
+      DiskFile::KindOf(console::ToSystemName(PartPath(saved_.localPath))) == DiskFile::Kind::File;
+  if (size && *size == 0 && isFile) File_Unlink(PartPath(saved_.localPath).c_str());
+  if (size && *size > 0) {
+    reporter_->ReportError(before + SizeText(*size) + " are kept in \"" +
+                           ShownPath(PartPath(saved_.localPath)) + "\"; rerun the command to resume");
+  } else if (!before.empty()) {
+    reporter_->ReportError(before + "rerun the command to resume");
+  }
+}
+
+}  // namespace tool
