@@ -364,8 +364,6 @@ bool iVRXClient_CutDataFile(VRXClient* client) {
 bool iVRXClient_BeginAnew(VRXClient* client) {
   client->offset = 0;
   if (client->data.isUpload == 0) {
-    // Old bytes that are to be cut already have what was known of them.
-    if (client->cutsDataFile) return true;
     client->cutsDataFile = client->dataFileSize > 0;
     client->oldSize = client->data.size;
     client->oldTime = client->data.sourceTime;

@@ -212,6 +212,13 @@ TEST_F(FTPDirectory, KeepsTheURL_WhenARelativePathNamesADirectory) {
   EXPECT_EQ(download->Run(), 4);
   EXPECT_EQ(download->Reason(), 12u);
   EXPECT_EQ(Source(*download), "ftp://u:p@SERVER0/pub/");
+
+  ScriptedServer other({AfterMirrors("/pub", ftp::Join({ftp::Exchange("CWD /", "250 ok"),
+                                                        ftp::Exchange("CWD pub", "250 ok"), ftp::Quit()}))});
+  auto fromRoot = Get(other, "//pub");
+  EXPECT_EQ(VRXClient_SetRelativePaths(*fromRoot, 1), Error_None);
+  EXPECT_EQ(fromRoot->Run(), 4);
+  EXPECT_EQ(Source(*fromRoot), "ftp://u:p@SERVER1//pub/");
 }
 
 TEST_F(FTPDirectory, DownloadsFromTheLoginsFolder_WhenPathsAreRelative) {
