@@ -121,9 +121,8 @@ changed meanwhile, it is sent from the beginning.
 one a line. The options are saved too.
 )",
      R"(  qz add ftp://ftp.example.org/pub/disk.iso --mirror http://127.0.0.1:8080/disk.iso
-  qz add http://127.0.0.1:8080/disk.iso -o /tmp/copy.iso --sha256 )"
-     "9f86d081884c7d659a2feaa0c55ad015a3bf4f1b2b0b822cd15d6c15b0f00a08\n"
-     R"(  qz add - < urls.txt
+  qz add http://127.0.0.1:8080/disk.iso -o /tmp/copy.iso --verify
+  qz add - < urls.txt
 )"},
     {"run", Command::Run, kRun, "", "run all saved transfers that have not failed",
      R"(Runs the saved transfers that wait, several at once. Those that are completed are removed from the list; one

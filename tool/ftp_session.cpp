@@ -156,14 +156,8 @@ Login LoginFor(const Address& address, const Options& options) {
 
 FTPSession::FTPSession(const Address& address, const Options& options, Reporter* reporter)
     : options_(options), reporter_(reporter), host_(HostAndPort(address)) {
-  constexpr std::uint32_t kUsualPort = 21;
+  CheckProxyPort(address, options);
   const auto proxy = ProxyOf(address);
-  if (proxy && address.port != kUsualPort) {
-    throw Failure{ExitCode::Usage,
-                  "an FTP proxy supports servers on port 21 only; \"" + address.shown +
-                      "\" has another port, " +
-                      (options.proxyHost ? "omit --proxy" : "add its host to qz prefs proxy-bypass")};
-  }
   Reply reply{};
   const std::uint32_t mode = options.active ? 0u : std::uint32_t{FTPcFlag_Passive};
   const std::uint32_t direct = proxy ? 0u : std::uint32_t{FTPcFlag_NoProxy};

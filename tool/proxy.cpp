@@ -1,6 +1,7 @@
 #include "tool/proxy.h"
 
 #include "qz/proxy.h"
+#include "tool/failure.h"
 
 namespace tool {
 
@@ -11,6 +12,15 @@ std::optional<std::string> ProxyOf(const Address& address) {
   const ProxyIndex index = address.scheme == Scheme::FTP ? ProxyIndex_FTP : ProxyIndex_HTTP;
   if (Proxy_Resolve(index, address.host.c_str(), address.port, host, &port) == 0) return std::nullopt;
   return std::string(host) + ":" + std::to_string(port);
+}
+
+void CheckProxyPort(const Address& address, const Options& options) {
+  constexpr std::uint32_t kUsualPort = 21;
+  if (address.scheme != Scheme::FTP || address.port == kUsualPort || !ProxyOf(address)) return;
+  throw Failure{ExitCode::Usage,
+                "an FTP proxy supports servers on port 21 only; \"" + address.shown +
+                    "\" has another port, " +
+                    (options.proxyHost ? "omit --proxy" : "add its host to qz prefs proxy-bypass")};
 }
 
 void UseProxy(const Options& options) {

@@ -13,6 +13,9 @@ namespace tool {
 // "HOST:PORT" of the proxy through which an address is reached; nothing when it is reached directly.
 std::optional<std::string> ProxyOf(const Address& address);
 
+// Throws Failure (Usage) for an FTP server that is reached through a proxy and has another port than 21.
+void CheckProxyPort(const Address& address, const Options& options);
+
 // Lets the option --proxy, when it was given, take the place of the preferences' proxies.
 void UseProxy(const Options& options);
 

@@ -9,6 +9,7 @@
 #include "tool/console.h"
 #include "tool/disk_file.h"
 #include "tool/library_call.h"
+#include "tool/proxy.h"
 #include "tool/text.h"
 
 namespace tool {
@@ -86,16 +87,9 @@ void TakeLogin(const Address& address, const Options& options, Passwords* passwo
   throw Failure{ExitCode::Usage, "user name and password must not contain line breaks or null bytes"};
 }
 
-void CheckProxy(const Address& address, const Options& options) {
-  constexpr std::uint32_t kUsualPort = 21;
-  if (address.scheme != Scheme::FTP || !options.proxyHost || address.port == kUsualPort) return;
-  throw Failure{ExitCode::Usage, "an FTP proxy supports servers on port 21 only; \"" + address.shown +
-                                     "\" has another port, omit --proxy"};
-}
-
 Address CheckedSource(const std::string& url, const Options& options) {
   Address address = ParseAddress(url);
-  CheckProxy(address, options);
+  CheckProxyPort(address, options);
   if (address.scheme == Scheme::FTP && (address.path.empty() || address.path.back() == '/'))
     throw Failure{ExitCode::Usage, "\"" + address.shown + "\" is a folder; list it with qz ls"};
   return address;
@@ -211,7 +205,7 @@ std::unique_ptr<Transfer> MakeUpload(Store* store, const Options& options, Repor
   const std::size_t separator = file.find_last_of("/\\");
   const std::string name = separator == std::string::npos ? file : file.substr(separator + 1);
   Address address = ParseAddress(options.operands[1]);
-  CheckProxy(address, options);
+  CheckProxyPort(address, options);
   if (address.scheme != Scheme::FTP) throw Failure{ExitCode::Usage, "put supports FTP servers only"};
   if (name.find_first_of("\r\n") != std::string::npos)
     throw Failure{ExitCode::Usage, "the name \"" + name + "\" contains a line break"};

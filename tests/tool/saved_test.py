@@ -111,25 +111,6 @@ class Removing(SavedTransfers):
         self.assertEqual(self.saved_names(), ["1.conf", "1.vrx", "2.conf", "2.vrx"])
 
 
-class OwnProgram(ProgramTest):
-    """A copy of the program, which keeps its preferences beside itself."""
-
-    def setUp(self):
-        super().setUp()
-        self.place = tempfile.mkdtemp(prefix="qz-program-")
-        self.addCleanup(shutil.rmtree, self.place, True)
-        source = program()[-1]
-        shutil.copy(source, self.place)
-        library = os.path.join(os.path.dirname(source), "qz.dll")
-        if os.path.exists(library):
-            shutil.copy(library, self.place)
-        words = program()[:-1] + [os.path.join(self.place, os.path.basename(source))]
-        environment = unittest.mock.patch.dict(os.environ, QZ_PROGRAM=shlex.join(words))
-        environment.start()
-        self.addCleanup(environment.stop)
-        self.preferences = os.path.join(self.place, "qzCache", "qzVRXPrefs")
-
-
 class Preferences(OwnProgram):
     def values(self):
         lines = self.expect(DONE, "prefs").output.rstrip("\n").split("\n")

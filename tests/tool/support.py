@@ -135,6 +135,31 @@ class ProgramTest(unittest.TestCase):
             time.sleep(0.02)
 
 
+class OwnProgram(ProgramTest):
+    """A copy of the program, which keeps its preferences beside itself, and finds its extensions there."""
+
+    has_extensions = False
+
+    def setUp(self):
+        super().setUp()
+        self.place = tempfile.mkdtemp(prefix="qz-program-")
+        self.addCleanup(shutil.rmtree, self.place, True)
+        source = program()[-1]
+        shutil.copy(source, self.place)
+        library = os.path.join(os.path.dirname(source), "qz.dll")
+        if os.path.exists(library):
+            shutil.copy(library, self.place)
+        extensions = os.path.join(os.path.dirname(source), "extensions")
+        for name in os.listdir(extensions) if self.has_extensions else ():
+            if name.endswith(".AXT"):
+                shutil.copy(os.path.join(extensions, name), self.place)
+        words = program()[:-1] + [os.path.join(self.place, os.path.basename(source))]
+        environment = unittest.mock.patch.dict(os.environ, QZ_PROGRAM=shlex.join(words))
+        environment.start()
+        self.addCleanup(environment.stop)
+        self.preferences = os.path.join(self.place, "qzCache", "qzVRXPrefs")
+
+
 def reset(connection):
     """Closes so that the peer sees a reset instead of an end."""
     connection.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, struct.pack("ii", 1, 0))
