@@ -1,6 +1,7 @@
 // The steps of a transfer that are FTP's own: login, directory, mirrors, representation type, size, and the
 // start of the data.
 #include <algorithm>
+#include <cstring>
 #include <string_view>
 
 #include "net/ftpc_internal.h"
@@ -19,21 +20,42 @@ namespace {
 // Tried in this order when neither the transfer nor the URL names a user.
 constexpr const char* kAnonymousUsers[] = {"ftp", "anonymous", "public", "guest"};
 
+bool IsLetterOrDigit(char c) {
+  return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+}
+
+// Some servers repeat the password. A short one is hidden as a whole word only: the gaps in other words would
+// tell it.
+void HidePassword(std::string_view password, char* line) {
+  constexpr size_t kLongPassword = 8;
+  const std::string_view text = line;
+  if (password.empty()) return;
+  for (size_t begin = text.find(password); begin != text.npos; begin = text.find(password, begin + 1)) {
+    const size_t end = begin + password.size();
+    const bool isInWord =
+        (begin > 0 && IsLetterOrDigit(text[begin - 1])) || (end < text.size() && IsLetterOrDigit(text[end]));
+    if (password.size() >= kLongPassword || !isInWord) memset(line + begin, '*', password.size());
+  }
+}
+
 // The server's greeting and login replies go to the log.
-void LogBanner(VRXClient* client) {
+void LogBanner(VRXClient* client, const char* password) {
   char name[kPathSize];
   if (FTPc_InfoFile(client->ftp, name) != Error_None) return;
   Owned<File, File_Close> file;
   if (File_Open(name, FileMode_Read | FileMode_Text, file.out()) != Error_None) return;
   File_SetTemporary(file.get(), 1);
   char line[kPathSize];
-  while (File_ScanLine(file.get(), sizeof line, line) >= 0) iVRXClient_AppendToLog(client, line);
+  while (File_ScanLine(file.get(), sizeof line, line) >= 0) {
+    HidePassword(password, line);
+    iVRXClient_AppendToLog(client, line);
+  }
 }
 
 ErrorCode TryLogin(VRXClient* client, const char* user, const char* password) {
   iVRXClient_Message(client, TransferMessage_LoggingIn, user);
   const ErrorCode status = FTPc_Login(client->ftp, user, password, &client->lastReply);
-  LogBanner(client);
+  LogBanner(client, password);
   if (status == Error_NoAccess) iVRXClient_Message(client, TransferMessage_LoginRefused, user);
   return status;
 }

@@ -219,6 +219,37 @@ TEST_F(FTPLogin, AddsTheBannerToTheLogAlone) {
   for (const std::string& name : NamesIn(cache_)) EXPECT_FALSE(name.starts_with("welcome")) << name;
 }
 
+TEST_F(FTPLogin, HidesThePasswordInTheBanner) {
+  ScriptedServer server({{SendLine("220 ready"), ExpectLine("USER u"), SendLine("331 who?"),
+                          ExpectLine("PASS s3cr3t-w0rd"), SendLine("230-PASSs3cr3t-w0rd, s3cr3t-w0rds"),
+                          SendLine("230 in"), ExpectLine("QUIT"), SendLine("221 bye"), ExpectEnd()}});
+  auto download = Get(server, "/pub/f.bin", "u:s3cr3t-w0rd@");
+  EXPECT_EQ(LogInTo(download.get()), rows::kLoggedIn);
+  EXPECT_EQ(Log(*download),
+            "Trying \"ftp://SERVER0\"...\r\n"
+            "Connected.\r\n"
+            "Logging in as \"u\"...\r\n"
+            "ready\r\n"
+            "who?\r\n"
+            "PASS***********, ***********s\r\n"
+            "in\r\n");
+}
+
+TEST_F(FTPLogin, HidesAShortPasswordInTheBannerAsAWholeWord) {
+  ScriptedServer server(
+      {{SendLine("220 ready"), ExpectLine("USER u"), SendLine("331 who?"), ExpectLine("PASS in"),
+        SendLine("230 in again, going in2, 'in'"), ExpectLine("QUIT"), SendLine("221 bye"), ExpectEnd()}});
+  auto download = Get(server, "/pub/f.bin", "u:in@");
+  EXPECT_EQ(LogInTo(download.get()), rows::kLoggedIn);
+  EXPECT_EQ(Log(*download),
+            "Trying \"ftp://SERVER0\"...\r\n"
+            "Connected.\r\n"
+            "Logging in as \"u\"...\r\n"
+            "ready\r\n"
+            "who?\r\n"
+            "** again, going in2, '**'\r\n");
+}
+
 TEST_F(FTPLogin, AddsTheBannerOnce_WhenTheSecondNameIsTaken) {
   ScriptedServer server({ftp::Join({ftp::Greeting(), ftp::Exchange("USER ftp", "530 not you"),
                                     wire::LogsIn("anonymous", kAnonymousPassword), ftp::Quit()})});
