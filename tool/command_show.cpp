@@ -35,12 +35,7 @@ std::string FactsOf(const SavedTransfer& transfer, bool isTaken) {
   return text;
 }
 
-std::string Percentage(float ratio) {
-  constexpr float kWhole = 100, kRounding = 0.5F;
-  return std::to_string(static_cast<unsigned>(ratio * kWhole + kRounding)) + "%";
-}
-
-// "in use, dropped; 45.2 MiB/s in 3 samples; 50% of 2 attempts succeeded".
+// "in use; 45.2 MiB/s in 3 samples; 2 failures". The library counts no outcome but failures.
 std::string StatisticsOf(const VRXClientServer& server) {
   std::string text = server.isFailed != 0 ? "dropped" : server.isCurrent != 0 ? "in use" : "ready";
   if (server.speedSamples > 0 && server.averageSpeed >= 0) {
@@ -48,8 +43,8 @@ std::string StatisticsOf(const VRXClientServer& server) {
             std::to_string(server.speedSamples) + (server.speedSamples == 1 ? " sample" : " samples");
   }
   if (server.outcomeSamples > 0) {
-    text += "; " + Percentage(server.successRatio) + " of " + std::to_string(server.outcomeSamples) +
-            (server.outcomeSamples == 1 ? " attempt" : " attempts") + " succeeded";
+    text += "; " + std::to_string(server.outcomeSamples) +
+            (server.outcomeSamples == 1 ? " failure" : " failures");
   }
   return text;
 }

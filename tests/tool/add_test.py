@@ -134,6 +134,7 @@ class Showing(SavedTransferTest):
         for name, value in (("state", "waiting"), ("size", "293.0 KiB"), ("done", "33%"), ("attempts", "1")):
             self.assertIn("\n%-10s%s\n" % (name + ":", value), result.output)
         self.assertRegex(result.output, r"\nfailure: +\S")
+        self.assertRegex(result.output, r"\n  ftp://127\.0\.0\.1:\d+/data  \(dropped;.* \d+ failures?\)\n")
         self.assertIn("\nmessages:\n", result.output)
         self.assertIn('\n  Logging in as "me"...\n', result.output)
 
