@@ -136,7 +136,9 @@ struct Store::State {
   std::optional<SavedTransfer> ReadCarefully(unsigned number, std::optional<DamagedRecord>* damage);
   void SaveRecord(const SavedTransfer& transfer, const std::string& record, Held* own);
   void SaveConfiguration(const SavedTransfer& transfer, Held* own);
+  void RemoveLeftovers(unsigned number, const StoredParts& parts) const;
   void SweepTransfer(unsigned number, const StoredParts& parts);
+  void SweepEverything();
 
   TransferFiles files;
   LockFile lock;
@@ -322,17 +324,34 @@ void Store::State::SaveConfiguration(const SavedTransfer& transfer, Held* own) {
 }
 
 // A claim beside a record is all that a kill has left of the configuration; any other claim is of no use.
+void Store::State::RemoveLeftovers(unsigned number, const StoredParts& parts) const {
+  files.RemoveLeftovers(number);
+  if (!parts.hasClaim) return;
+  if (parts.hasConfiguration || !parts.hasRecord) return RemovePrivateFile(files.ClaimPath(number));
+  if (files.Read(number, parts)) RenamePrivateFile(files.ClaimPath(number), files.ConfigurationPath(number));
+}
+
 void Store::State::SweepTransfer(unsigned number, const StoredParts& parts) {
   if (!parts.hasLeftovers && !parts.hasClaim) return;
   if (!Hold(number)) return;
-  files.RemoveLeftovers(number);
-  if (parts.hasClaim && parts.hasRecord && !parts.hasConfiguration) {
-    if (files.Read(number, parts))
-      RenamePrivateFile(files.ClaimPath(number), files.ConfigurationPath(number));
-  } else {
-    RemovePrivateFile(files.ClaimPath(number));
+  try {
+    RemoveLeftovers(number, parts);
+  } catch (const Failure&) {
+    // What cannot be removed stays.
   }
   Release(number);
+}
+
+// Only while no other program runs.
+void Store::State::SweepEverything() {
+  for (const auto& [number, parts] : files.Scan()) SweepTransfer(number, parts);
+  files.RemoveLeftoverOfNext();
+  std::vector<std::string> records;
+  for (const auto& [number, parts] : files.Scan()) {
+    if (parts.IsIncomplete()) return;
+    if (parts.hasRecord) records.push_back(files.RecordPath(number));
+  }
+  SweepFolder(CacheFolder(), records);
 }
 
 // ---- the store ----
@@ -437,15 +456,11 @@ void Store::Sweep() {
   const std::lock_guard guard(state_->indexMutex);
   const AloneInFolder alone(&state_->lock);
   if (!alone.IsAlone()) return;
-  const TransferFiles& files = state_->files;
-  for (const auto& [number, parts] : files.Scan()) state_->SweepTransfer(number, parts);
-  files.RemoveLeftoverOfNext();
-  std::vector<std::string> records;
-  for (const auto& [number, parts] : files.Scan()) {
-    if (parts.IsIncomplete()) return;
-    if (parts.hasRecord) records.push_back(files.RecordPath(number));
+  try {
+    state_->SweepEverything();
+  } catch (const Failure&) {
+    // The next program tries again.
   }
-  SweepFolder(CacheFolder(), records);
 }
 
 void Store::Release(unsigned number) noexcept {

@@ -99,8 +99,8 @@ class Store {
 
   // Removes data and log files of the library's own making in its cache folder that no record names, and what
   // killed programs left in this folder. Only while no other program runs; else nothing happens. Nothing of
-  // the cache folder is removed unless every record can be read. Call it before the first claim: records are
-  // opened. Throws Failure (Disk), Interruption.
+  // the cache folder is removed unless every record can be read. What cannot be removed stays. Call it before
+  // the first claim: records are opened.
   void Sweep();
 
  private:

@@ -182,6 +182,24 @@ TEST_F(StoreSweep, LeavesADamagedClaimWithARecord) {
   EXPECT_EQ(Names(), (std::vector<std::string>{"1.claim", "1.vrx"}));
 }
 
+TEST_F(StoreSweep, PassesOverWhatCannotBeRemoved) {
+  Store store;
+  MakeDirectory("5.vrx.new");
+  Write("6.claim", "x");
+  MakeOld("info7");
+  store.Sweep();
+  EXPECT_EQ(Names(), std::vector<std::string>{"5.vrx.new"});
+  EXPECT_FALSE(store.IsTaken(5));
+  EXPECT_FALSE(IsThere("info7"));
+}
+
+TEST_F(StoreSweep, IsNoFailureWhereNothingCanBeRemoved) {
+  Store store;
+  MakeDirectory("next.new");
+  store.Sweep();
+  EXPECT_TRUE(Exists("next.new"));
+}
+
 TEST_F(StoreSweep, LeavesWhatIsBeingCreated) {
   Store store;
   std::optional<SavedTransfer> found;
