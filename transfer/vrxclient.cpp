@@ -102,6 +102,7 @@ void End(VRXClient* client, AfterStep how) {
   File_CopyAbort(&client->copy);
   if (how == AfterStep::Delete) {
     iVRXClient_ForgetDataFile(client);
+    iVRXClient_RemoveEmptyDataFile(client);
     RemoveLogFile(client);
   }
   Free(client);
@@ -546,6 +547,7 @@ ErrorCode VRXClient_Read(Traverse* traverse, Word userData, const VRXClientMetho
 ErrorCode VRXClient_Write(Traverse* traverse, VRXClient* client) {
   if (client == nullptr) return Error_Invalid;
   const TransferCall call(client);
+  iVRXClient_KeepDataFileName(client);
   return iVRXClient_WriteRecord(traverse, &client->data, client->isLeavingPasswordsOut);
 }
 

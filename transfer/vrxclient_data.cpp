@@ -20,28 +20,14 @@ namespace {
 
 // ---- opening the data file ---------------------------------------------------------------------
 
-constexpr int kNameTries = 100;
-
 StepEvent FailToOpen(VRXClient* client, uint32_t reason) {
   iVRXClient_SetReason(client, reason);
   return FailedWithoutStatus();
 }
 
-// A file that another program has made under the name is no part of this transfer's data.
-ErrorCode CreateNewDataFile(VRXClient* client) {
-  ErrorCode status = Error_Exists;
-  for (int i = 0; i < kNameTries && status == Error_Exists; ++i) {
-    status = iVRXClient_NameDataFile(client);
-    if (status == Error_None)
-      status = iFile_OpenNew(client->data.dataPath, FileMode_Write, false, &client->dataFile);
-  }
-  if (status == Error_None) client->isDataFileNew = false;
-  return status;
-}
-
 ErrorCode CreateDataFile(VRXClient* client) {
   const char* path = client->data.dataPath;
-  if (client->isDataFileNew) return CreateNewDataFile(client);
+  if (client->isDataFileNew) return iVRXClient_MakeDataFile(client, &client->dataFile);
   // The file of an application, or an empty one of this transfer.
   if (File_Exists(path, nullptr) != 0) return File_Open(path, FileMode_Write, &client->dataFile);
   return iFile_OpenNew(path, FileMode_Write, false, &client->dataFile);

@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "os/core/lock_internal.h"
+#include "os/core/owned.h"
 #include "os/file/file_internal.h"
 #include "os/platform/filesystem.h"
 #include "os/text/characterclass_internal.h"
@@ -41,6 +42,21 @@ bool Claim(VRXClient* client, const char* path) {
   return true;
 }
 
+bool IsEmptyFile(const char* path) {
+  FileState state;
+  uint64_t size = 0;
+  return File_GetState64(path, &state, &size) == Error_None && state.exists != 0 && state.isDirectory == 0 &&
+         size == 0;
+}
+
+// The empty file that an earlier run of the program has left, if there is one.
+bool TakeEmptyFile(VRXClient* client) {
+  char path[kPathSize];
+  snprintf(path, sizeof path, "%s", client->emptyDataPath);
+  client->emptyDataPath[0] = '\0';
+  return path[0] != '\0' && IsEmptyFile(path) && Claim(client, path);
+}
+
 // Two programs may draw the same random numbers, and choose one name before either makes the file.
 bool IsNameTaken(const VRXClient* client) {
   return client->isDataFileNew && File_Exists(client->data.dataPath, nullptr) != 0;
@@ -64,6 +80,7 @@ bool iVRXClient_IsOwnName(const char* path, const char* prefix) {
 
 ErrorCode iVRXClient_NameDataFile(VRXClient* client) {
   if (client->data.dataPath[0] != '\0' && !IsNameTaken(client)) return Error_None;
+  if (TakeEmptyFile(client)) return Error_None;
   char directory[kPathSize];
   char path[kPathSize];
   ErrorCode status = File_GetSysDir(SysDir_Cache, directory);
@@ -75,6 +92,17 @@ ErrorCode iVRXClient_NameDataFile(VRXClient* client) {
     return Error_None;
   }
   return status == Error_None ? ErrorCode{Error_Fail} : status;
+}
+
+// A file that another program has made under the name is no part of this transfer's data.
+ErrorCode iVRXClient_MakeDataFile(VRXClient* client, File** file) {
+  ErrorCode status = Error_Exists;
+  for (int i = 0; i < kNameTries && status == Error_Exists; ++i) {
+    status = iVRXClient_NameDataFile(client);
+    if (status == Error_None) status = iFile_OpenNew(client->data.dataPath, FileMode_Write, false, file);
+  }
+  if (status == Error_None) client->isDataFileNew = false;
+  return status;
 }
 
 void iVRXClient_SetDataPath(VRXClient* client, const char* path) {
@@ -120,8 +148,25 @@ void iVRXClient_AdoptDataFile(VRXClient* client) {
   const ErrorCode status = iVRXClient_LookAtDataFile(client);
   const bool isLookedAt = status == Error_None || status == Error_NotFound;
   if (!isLookedAt || client->dataFileSize > 0) return;
+  const bool isOwn = iVRXClient_IsOwnName(client->data.dataPath, kDataPrefix);
   if (client->data.isUpload != 0) snprintf(client->copyPath, kPathSize, "%s", client->data.dataPath);
+  if (client->data.isUpload == 0 && isOwn)
+    snprintf(client->emptyDataPath, kPathSize, "%s", client->data.dataPath);
   iVRXClient_SetDataPath(client, "");
+}
+
+void iVRXClient_RemoveEmptyDataFile(VRXClient* client) {
+  if (TakeEmptyFile(client)) iVRXClient_ForgetDataFile(client);
+}
+
+void iVRXClient_KeepDataFileName(VRXClient* client) {
+  if (!client->isDataFileNew) return;
+  if (client->data.isUpload != 0) {
+    iVRXClient_SetDataPath(client, "");
+    return;
+  }
+  Owned<File, File_Close> file;
+  iVRXClient_MakeDataFile(client, file.out());
 }
 
 bool iVRXClient_AdoptEmptyCopy(VRXClient* client) {

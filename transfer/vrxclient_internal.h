@@ -180,9 +180,10 @@ struct VRXClient {
   FileCopy* copy;      // owned; a copy that runs
   // Where it goes. Of an upload that was read: the empty copy that was forgotten.
   char copyPath[kPathSize];
-  bool isEmptyCopySent;          // that one had been sent when the record was written
-  char replacedPath[kPathSize];  // what the completed file replaces; empty: nothing
-  uint8_t* buffer;               // owned
+  char emptyDataPath[kPathSize];  // the empty data file that iVRXClient_AdoptDataFile forgot; "": none
+  bool isEmptyCopySent;           // that one had been sent when the record was written
+  char replacedPath[kPathSize];   // what the completed file replaces; empty: nothing
+  uint8_t* buffer;                // owned
   uint32_t bufferSize;
   uint32_t pendingStart;  // upload: bytes of the buffer that the network has not taken yet
   uint32_t pendingCount;
@@ -267,6 +268,11 @@ void iVRXClient_HangUpIfIdle();
 // a file meanwhile, gives way to another one. Create the file exclusively (iFile_OpenNew). Statuses of
 // File_GetSysDir and File_UniquifyName.
 ErrorCode iVRXClient_NameDataFile(VRXClient* client);
+// Makes the file of a name that was given so, and opens it for writing.
+ErrorCode iVRXClient_MakeDataFile(VRXClient* client, File** file);
+// Before a record is written: whoever reads it takes what stands under the name for this transfer's data, so
+// a download makes the file, and an upload, which does so with its next step, chooses a name then.
+void iVRXClient_KeepDataFileName(VRXClient* client);
 // Sets the path, so that another transfer never sees half of one. Marks the record as changed when it is
 // another one. "": none.
 void iVRXClient_SetDataPath(VRXClient* client, const char* path);
@@ -283,8 +289,10 @@ ErrorCode iVRXClient_MeasureDataFile(VRXClient* client);
 // The same, and a download's offset: what is there of it.
 ErrorCode iVRXClient_LookAtDataFile(VRXClient* client);
 // The same after reading a record: forgets a file that is missing or empty, and keeps the name of one that
-// cannot be looked at for now.
+// cannot be looked at for now. An empty one of the library's making is the next data file of a download.
 void iVRXClient_AdoptDataFile(VRXClient* client);
+// Removes that one, if it is still empty.
+void iVRXClient_RemoveEmptyDataFile(VRXClient* client);
 // The same for an upload that was read, once it is known that empty files are accepted: takes the empty file
 // that AdoptDataFile forgot. False when there is none.
 bool iVRXClient_AdoptEmptyCopy(VRXClient* client);

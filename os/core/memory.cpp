@@ -10,18 +10,21 @@
 
 namespace {
 
-// What the tests asked for: bits of kCounts and kFails. Without them a block costs one look at this.
+// What the tests asked for: bits of those below. Without them a block costs one look at this.
 std::atomic<uint32_t> testAids{0};
 constexpr uint32_t kCounts = 1;
 constexpr uint32_t kFails = 2;
+constexpr uint32_t kFailsOn = 4;  // and from then on
 
 std::atomic<int64_t> allocationsUntilFailure{0};
 // Who sees it go down also sees what the thread that freed the block did before.
 std::atomic<int64_t> liveBlocks{0};
 
 bool MustFail() {
-  if ((testAids.load(std::memory_order_relaxed) & kFails) == 0) return false;
-  return allocationsUntilFailure.fetch_sub(1) == 1;
+  const uint32_t aids = testAids.load(std::memory_order_relaxed);
+  if ((aids & kFails) == 0) return false;
+  const int64_t left = allocationsUntilFailure.fetch_sub(1);
+  return left == 1 || (left < 1 && (aids & kFailsOn) != 0);
 }
 
 void Count(int64_t blocks) {
@@ -38,6 +41,12 @@ void iMemory_FailAllocation(int64_t n) {
   } else {
     testAids.fetch_and(~kFails);
   }
+  testAids.fetch_and(~kFailsOn);
+}
+
+void iMemory_FailAllocationsFrom(int64_t n) {
+  iMemory_FailAllocation(n);
+  if (n > 0) testAids.fetch_or(kFailsOn);
 }
 
 int64_t iMemory_AllocationsUntilFailure() {

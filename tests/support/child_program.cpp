@@ -14,6 +14,7 @@
 #  include "os/platform/posix/program_posix.h"
 #  include "os/platform/process.h"
 #endif
+#include "os/core/os_testing.h"
 #include "os/platform/filelock.h"
 #include "os/time/clock_testing.h"
 #include "qz/error.h"
@@ -139,6 +140,7 @@ ErrorCode HandleRecord(const char* record, uint32_t fileMode, int32_t mode, VRXC
 int RunTransfer(const char* file, const char* applicationName, const char* record) {
   OS_Init(applicationName, OSInitCode_End);
   VRXClientSystem_Init();
+  if (getenv("QZ_TEST_SAME_RANDOM") != nullptr) iOS_SetRandomSource([]() -> int32_t { return 7; });
   VRXClient* client = nullptr;
   const ErrorCode status = HandleRecord(record, FileMode_Read, TraverseMode_Read, &client);
   std::ofstream out(file);

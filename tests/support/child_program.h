@@ -11,7 +11,7 @@
 //   wait FILE              ends when FILE exists
 //   transfer FILE NAME RECORD  brings library and transfers up as NAME, works on the transfer of the record,
 //                          writes the statuses of reading and of the last call, and the state, as words, and
-//                          the record anew
+//                          the record anew; with QZ_TEST_SAME_RANDOM all random numbers are equal
 //   hold FILE LOCK         takes the lock of a file, makes FILE, and ends without releasing it when FILE.end
 //   exists share FILE NAME NUMBER ROUNDS  brings preferences and statistics up as NAME; in each round records
 //   a speed of

@@ -16,6 +16,7 @@ using Length = int;
 #  include <arpa/inet.h>
 #  include <fcntl.h>
 #  include <netinet/in.h>
+#  include <netinet/tcp.h>
 #  include <poll.h>
 #  include <sys/ioctl.h>
 #  include <sys/socket.h>
@@ -307,6 +308,11 @@ void Connection::SetReceiveBuffer(int bytes) {
 
 void Connection::SetSendBuffer(int bytes) {
   setsockopt(ToNative(native_), SOL_SOCKET, SO_SNDBUF, reinterpret_cast<const char*>(&bytes), sizeof bytes);
+}
+
+void Connection::SendAtOnce() {
+  const int on = 1;
+  setsockopt(ToNative(native_), IPPROTO_TCP, TCP_NODELAY, reinterpret_cast<const char*>(&on), sizeof on);
 }
 
 void Connection::Finish() {

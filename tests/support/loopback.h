@@ -37,6 +37,8 @@ class Connection {
 
   void SetReceiveBuffer(int bytes);
   void SetSendBuffer(int bytes);
+  // Small pieces are not held back until those before have been taken.
+  void SendAtOnce();
 
   // Ends the sending direction only.
   void Finish();
