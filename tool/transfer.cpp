@@ -85,7 +85,7 @@ Transfer::~Transfer() {
 }
 
 void Transfer::Save() {
-  Open();
+  Open(Purpose::Save);
   Record();
 }
 
@@ -95,7 +95,7 @@ void Transfer::Stop() {
   if (client_) VRXClient_Stop(client_.get());
 }
 
-void Transfer::Open() {
+void Transfer::Open(Purpose purpose) {
   if (isNew_) {
     MakeClient();
     AddAgents();
@@ -104,7 +104,7 @@ void Transfer::Open() {
   }
   AddMirrors();
   ApplySettings();
-  SetLogin();
+  SetLogin(purpose);
 }
 
 void Transfer::MakeClient() {
@@ -144,7 +144,12 @@ void Transfer::ReadClient() {
   const auto bytes = store_->ReadRecord(saved_.number);
   if (!bytes)
     throw Failure{ExitCode::Other, "the record of transfer " + std::to_string(saved_.number) + " is missing"};
-  OwnedTransfer client = ReadRecord(*bytes);
+  OwnedTransfer client;
+  try {
+    client = ReadRecord(*bytes);
+  } catch (const Failure& failure) {
+    throw Failure{failure.code, "transfer " + std::to_string(saved_.number) + ": " + failure.text};
+  }
   const std::lock_guard lock(clientMutex_);
   client_ = std::move(client);
 }
@@ -165,7 +170,9 @@ void Transfer::ApplySettings() {
   VRXClient_SetSavePassword(client, saved_.savesPassword ? 1 : 0);
   if (saved_.isUpload) {
     const std::string name = address_.path.substr(address_.path.rfind('/') + 1);
-    Check(VRXClient_SetServerFileName(client, name.c_str()), "the name on the server");
+    // Behind the data nothing is stored under it any more.
+    if (VRXClient_GetState(client) < TransferState_Data)
+      Check(VRXClient_SetServerFileName(client, name.c_str()), "the name on the server");
   } else {
     SetPartFile();
   }
@@ -184,12 +191,16 @@ void Transfer::SetPartFile() {
   if (options_.restart) Check(VRXClient_DiscardData(client_.get()), "the beginning");
 }
 
-void Transfer::SetLogin() {
+// A transfer that is saved without its password gets it when it runs.
+void Transfer::SetLogin(Purpose purpose) {
   if (address_.scheme != Scheme::FTP || saved_.user.empty()) return;
   if (!password_ && saved_.savesPassword && !isNew_) return;  // the record has it
+  if (!password_ && purpose == Purpose::Save) return;
   if (!password_) {
-    throw Failure{ExitCode::Usage, "no password for \"" + saved_.user +
-                                       "\" and no terminal to ask on; use --password-file FILE"};
+    throw Failure{
+        ExitCode::Usage,
+        "no password for \"" + saved_.user + "\" and no terminal to ask on; use --password-file FILE",
+        Retry::Yes};
   }
   Check(VRXClient_SetUser(client_.get(), saved_.user.c_str(), password_->c_str()), "user and password");
 }

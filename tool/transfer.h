@@ -70,14 +70,15 @@ class Transfer : public Job {
   };
 
   // ---- beginning (transfer.cpp)
-  void Open();
+  enum class Purpose { Save, Run };
+  void Open(Purpose purpose);
   void MakeClient();
   void AddMirrors();
   void AddAgents();
   void ReadClient();
   void ApplySettings();
   void SetPartFile();
-  void SetLogin();
+  void SetLogin(Purpose purpose);
   void PrepareUpload();
   Login LoginOfTransfer() const;
   void LogIn(FTPSession* session) const;

@@ -77,7 +77,7 @@ void Transfer::OnSize(Word self, std::uint64_t size) {
 void Transfer::Run() {
   try {
     if (IsMovedAlready()) return;
-    Open();
+    Open(Purpose::Run);
     line_.emplace(reporter_, address_.fileName);
     Drive();
     Finish();

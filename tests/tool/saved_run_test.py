@@ -1,0 +1,462 @@
+"""Transfers that are saved and run: qz add, run and retry, several programs at once, and programs that are killed.
+
+QZ_KILLS=300 kills programs at that many moments instead of a few.
+"""
+
+import shlex
+import signal
+import unittest
+import unittest.mock
+
+from support import *
+
+DATA = some_bytes(1500000, 21)
+SOON = ("--retry-wait", "0")
+ONCE = ("--retries", "0")
+
+
+class SavedRun(ProgramTest):
+    def stored(self):
+        return sorted(name for name in os.listdir(self.transfers) if name not in ("lock", "next"))
+
+    def stored_bytes(self):
+        return b"".join(self.stored_file(name) for name in os.listdir(self.transfers))
+
+    def stored_file(self, name):
+        with open(os.path.join(self.transfers, name), "rb") as file:
+            return file.read()
+
+    def files(self, count=1, size=3000):
+        """A server with files /0, /1, ... that counts the requests of each."""
+        self.content = {"/%d" % number: some_bytes(size, 100 + number) for number in range(count)}
+        self.asked = []
+        def answer(number, request):
+            path = request.split(" ")[1]
+            self.asked.append(path)
+            return [honest(self.content[path], request)] if path in self.content else [http("404 Not Found", b"no")]
+        return self.serve(HTTPServer(answer))
+
+    def assert_files(self):
+        for path, data in self.content.items():
+            self.assert_file(path[1:], data)
+        self.assertEqual(self.names(), sorted(path[1:] for path in self.content))
+
+
+class AddAndRun(SavedRun):
+    def test_add_saves_and_connects_to_nobody(self):
+        server = self.files(2)
+        result = self.expect(DONE, "add", server.url("/0"), server.url("/1"))
+        self.assertEqual(result.errors, "qz: saved as transfer 1: %s\nqz: saved as transfer 2: %s\n" %
+                         (server.url("/0"), server.url("/1")))
+        self.assertEqual(self.stored(), ["1.conf", "1.vrx", "2.conf", "2.vrx"])
+        self.assertEqual((server.count, self.names()), (0, []))
+        self.expect(DONE, "run")
+        self.assert_files()
+        self.assertEqual(self.stored(), [])
+        self.assertEqual(self.expect(DONE, "run").errors, "qz: nothing to run\n")
+
+    def test_numbers_are_never_used_again(self):
+        server = self.files(2)
+        self.expect(DONE, "add", server.url("/0"))
+        self.expect(DONE, "run")
+        self.assertIn("saved as transfer 2: ", self.expect(DONE, "add", server.url("/1")).errors)
+
+    def test_url_that_is_saved_already_is_found(self):
+        server = self.files(1)
+        for _ in range(2):
+            self.assertIn("saved as transfer 1: ", self.expect(DONE, "add", server.url("/0")).errors)
+        self.assertEqual(self.stored(), ["1.conf", "1.vrx"])
+        self.expect(DONE, "get", server.url("/0"))
+        self.assertEqual(self.stored(), [])
+        self.assert_files()
+
+    def test_files_go_where_they_were_added(self):
+        server = self.files(1)
+        self.expect(DONE, "add", server.url("/0"))
+        os.mkdir(self.path("elsewhere"))
+        inside, self.folder = self.folder, self.path("elsewhere")
+        self.expect(DONE, "run")
+        self.assertEqual(self.names(), [])
+        self.folder = inside
+        self.assert_file("0", self.content["/0"])
+
+    def test_urls_come_from_standard_input(self):
+        for command in ("add", "get"):
+            server = self.files(3)
+            lines = "# a list\n\n  %s\r\n%s\n\t\n%s" % tuple(server.url("/%d" % number) for number in range(3))
+            self.expect(DONE, command, "-", stdin=lines.encode())
+            if command == "add":
+                self.assertEqual(len(self.stored()), 6)
+                self.expect(DONE, "run")
+            self.assert_files()
+            self.assertEqual(self.stored(), [])
+            for name in self.names():
+                os.remove(self.path(name))
+
+    def test_wrong_line_of_standard_input_saves_nothing(self):
+        server = self.files(1)
+        self.expect(USAGE, "add", "-", stdin=("%s\nnonsense\n" % server.url("/0")).encode())
+        self.assertFalse(os.path.exists(self.transfers) and self.stored())
+
+    def test_what_failed_for_good_waits_for_retry(self):
+        server = self.files(2)
+        later = self.content.pop("/1")
+        self.expect(DONE, "add", server.url("/0"), server.url("/1"))
+        self.expect(NOT_FOUND, "run")
+        self.assert_files()
+        self.assertEqual(self.stored(), ["2.conf", "2.vrx"])
+        self.asked.clear()
+        result = self.expect(DONE, "run")
+        self.assertIn("1 transfer failed before and will not be run; qz retry N tries one again", result.errors)
+        self.assertEqual(self.asked, [])
+        self.expect(NOT_FOUND, "retry", "2")
+        self.content["/1"] = later
+        self.expect(DONE, "retry", "2")
+        self.assert_files()
+        self.assertEqual(self.stored(), [])
+
+    def test_retry_of_a_number_that_is_not_there_runs_nothing(self):
+        server = self.files(1)
+        self.expect(DONE, "add", server.url("/0"))
+        result = self.run_qz("retry", "1", "9")
+        self.assertIn(result.code, (USAGE, NOT_FOUND))
+        self.assertIn("there is no transfer 9", result.errors)
+        self.assertEqual((server.count, self.stored()), (0, ["1.conf", "1.vrx"]))
+
+    def test_connection_that_fails_waits_for_the_next_run(self):
+        server = self.files(1)
+        self.expect(DONE, "add", server.url("/0"))
+        answer, server.answer = server.answer, lambda number, request: []
+        self.expect(NETWORK, "run", *ONCE)
+        self.assertEqual(self.stored(), ["1.conf", "1.vrx"])
+        server.answer = answer
+        self.expect(DONE, "run")
+        self.assert_files()
+
+    def test_jobs_run_at_once(self):
+        together = threading.Barrier(4)
+        def answer(number, request):
+            together.wait(20)
+            return [http("200 OK", b"x")]
+        server = self.serve(HTTPServer(answer))
+        self.expect(DONE, "add", *[server.url("/%d" % number) for number in range(8)])
+        self.expect(DONE, "run")
+        self.assertEqual(len(self.names()), 8)
+
+    def test_many_transfers_reach_a_server_that_answers_every_third_connection(self):
+        count = 60 if on_windows() else 1000
+        server = self.files(count, 100)
+        answer = server.answer
+        server.answer = lambda number, request: answer(number, request) if number % 3 == 2 else []
+        urls = "\n".join(server.url("/%d" % number) for number in range(count))
+        self.expect(DONE, "add", "-", "--quiet", stdin=urls.encode(), seconds=120)
+        self.assertEqual(len(self.stored()), 2 * count)
+        self.assertEqual(self.expect(DONE, "list").output.count("\n"), count + 1)
+        self.expect(DONE, "run", "--jobs", "4", "--quiet", "--retries", "100", *SOON, seconds=180)
+        self.assert_files()
+        self.assertEqual(self.stored(), [])
+        self.assertGreater(server.count, 2 * count)
+
+    def test_damaged_record_is_named_and_stays_while_the_others_run(self):
+        server = self.files(4)
+        self.expect(DONE, "add", *[server.url("/%d" % number) for number in range(4)])
+        damaged = {"1.vrx": 40, "3.conf": 30}
+        for name, length in damaged.items():
+            os.truncate(os.path.join(self.transfers, name), length)
+        before = {name: self.stored_file(name) for name in ("1.vrx", "3.conf", "3.vrx")}
+        result = self.expect(OTHER, "run")
+        self.assertIn("transfer 1: the record of the transfer is damaged", result.errors)
+        self.assertIn("3.conf", result.errors)
+        self.assertEqual(self.names(), ["1", "3"])
+        self.assertEqual(self.stored(), ["1.conf", "1.vrx", "3.conf", "3.vrx"])
+        for name, data in before.items():
+            self.assertEqual(self.stored_file(name), data, name)
+
+    # ---- settings that are saved
+
+    def test_overwrite_replaces_the_file_when_the_new_one_is_whole(self):
+        server = self.files(1)
+        self.write("0", b"old")
+        self.expect(DONE, "add", "--overwrite", server.url("/0"))
+        answer, server.answer = server.answer, lambda number, request: [http("200 OK", b"half", length=3000)]
+        self.expect(NETWORK, "run", *ONCE)
+        self.assertEqual(self.read("0"), b"old")
+        server.answer = lambda number, request: [http("200 OK", self.content["/0"])]
+        self.expect(DONE, "run")
+        self.assert_files()
+
+    def test_without_overwrite_the_file_stays(self):
+        server = self.files(1)
+        self.expect(DONE, "add", server.url("/0"))
+        self.write("0", b"old")
+        self.expect(DONE, "run")
+        self.assertEqual(self.read("0"), b"old")
+        self.assert_file("0(0)", self.content["/0"])
+
+    @only_posix
+    def test_sync_flushes_the_data_before_the_file_gets_its_name(self):
+        server = self.files(2)
+        self.expect(DONE, "add", "--sync", server.url("/0"))
+        self.expect(DONE, "add", server.url("/1"))
+        self.expect(DONE, "run", environment=preloaded(self, QZ_FLUSHED=self.path("flushed")))
+        flushed = self.read("flushed").decode().split("\n")
+        self.assertIn(self.path("0.part"), flushed)
+        self.assertNotIn(self.path("1.part"), flushed)
+
+    # ---- passwords
+
+    def with_password(self, server, *options):
+        self.write("secret", b"s3cr3t-w0rd\n")
+        self.expect(DONE, "add", server.url("data"), "--user", "me", *options)
+
+    def test_saved_password_is_used(self):
+        server = self.serve(FTPServer({"data": DATA}))
+        self.with_password(server, "--password-file", "secret", "--save-password")
+        self.assertIn(b"s3cr3t-w0rd", self.stored_bytes())
+        self.expect(DONE, "run")
+        self.assert_file("data", DATA)
+        self.assertIn((0, "PASS s3cr3t-w0rd"), server.commands)
+
+    @only_posix
+    def test_missing_password_is_the_failure_of_its_transfer_alone(self):
+        server = self.serve(FTPServer({"data": DATA}))
+        others = self.files(2)
+        self.with_password(server)
+        self.expect(DONE, "add", others.url("/0"), others.url("/1"))
+        result = self.expect(USAGE, "run", start_new_session=True)
+        self.assertIn('no password for "me"', result.errors)
+        self.assertEqual(self.names(), ["0", "1", "secret"])
+        self.assertEqual((server.count, self.stored()), (0, ["1.conf", "1.vrx"]))
+        self.expect(DONE, "run", "--password-file", "secret", start_new_session=True)
+        self.assert_file("data", DATA)
+
+    def test_password_is_in_no_file_unless_it_is_to_be_saved(self):
+        server = self.serve(FTPServer({"data": DATA}))
+        self.write("secret", b"s3cr3t-w0rd\n")
+        server.cut = (500000, "fin")
+        for url, login in ((server.url("data", "me:s3cr3t-w0rd@"), ()),
+                           (server.url("data"), ("--user", "me", "--password-file", "secret"))):
+            self.expect(NETWORK, "get", url, *login, *ONCE)
+            self.assertEqual(self.stored(), ["1.conf", "1.vrx"])
+            self.assertNotIn(b"s3cr3t-w0rd", self.stored_bytes())
+        server.cut = None
+        self.expect(DONE, "get", server.url("data"), "--user", "me", "--password-file", "secret")
+        self.assert_file("data", DATA)
+        self.assertEqual([start[3] for start in server.starts], [0, 500000, 1000000])
+
+
+def preloaded(test, **variables):
+    folder = tempfile.mkdtemp(prefix="qz-preloaded-")
+    test.addCleanup(shutil.rmtree, folder, True)
+    library = os.path.join(folder, "preloaded.so")
+    source = os.path.join(CHECKOUT, "tests", "tool", "kill_at_rename.c")
+    subprocess.run(["cc", "-shared", "-fPIC", "-o", library, source, "-ldl"], check=True)
+    return {"LD_PRELOAD": library, **variables,
+            "ASAN_OPTIONS": os.environ.get("ASAN_OPTIONS", "") + ":verify_asan_link_order=0"}
+
+
+class TwoPrograms(SavedRun):
+    def test_second_run_says_what_the_first_one_runs(self):
+        server = self.files(2, 200000)
+        answer = server.answer
+        def stalls_first(number, request):
+            pieces = answer(number, request)
+            return [pieces[0][:150000], "stall"] if "/0 " in request else pieces
+        server.answer = stalls_first
+        self.expect(DONE, "add", server.url("/0"))
+        first = self.start_qz("run", "--timeout", "20")
+        self.wait_for(lambda: self.asked)
+        self.expect(DONE, "add", server.url("/1"))
+        result = self.expect(OTHER, "run")
+        self.assertIn("transfer 1 is running in another program", result.errors)
+        self.assertEqual(self.asked, ["/0", "/1"])
+        self.assert_file("1", self.content["/1"])
+        self.assertIn("1.vrx", self.stored())
+        first.kill()
+        first.wait()
+        server.answer = answer
+        self.expect(DONE, "run")
+        self.assert_files()
+
+    def test_two_runs_at_once_drive_each_transfer_once(self):
+        count = 12 if on_windows() else 60
+        server = self.files(count, 20000)
+        answer = server.answer
+        def slowly(number, request):
+            time.sleep(0.02)
+            return answer(number, request)
+        server.answer = slowly
+        self.expect(DONE, "add", "-", stdin="\n".join(server.url(path) for path in self.content).encode())
+        programs = [self.start_qz("run", "--jobs", "2", "--quiet") for _ in range(2)]
+        for program_ in programs:
+            _, errors = program_.communicate(timeout=60)
+            self.assertIn(program_.returncode, (DONE, OTHER), errors)
+            for line in errors.decode().splitlines():
+                self.assertIn("is running in another program", line)
+        self.expect(DONE, "run")
+        self.assertEqual(sorted(self.asked), sorted(self.content))
+        self.assert_files()
+        self.assertEqual(self.stored(), [])
+
+
+class Killed(SavedRun):
+    """The program in a folder of its own, so that all files of the library are seen."""
+
+    def setUp(self):
+        super().setUp()
+        self.place = tempfile.mkdtemp(prefix="qz-program-")
+        self.addCleanup(shutil.rmtree, self.place, True)
+        source = os.path.dirname(program()[-1])
+        for name in os.listdir(source):
+            if name in ("qz", "qz.exe", "qz.dll"):
+                shutil.copy(os.path.join(source, name), self.place)
+        words = program()[:-1] + [os.path.join(self.place, os.path.basename(program()[-1]))]
+        environment = unittest.mock.patch.dict(os.environ, QZ_PROGRAM=shlex.join(words))
+        environment.start()
+        self.addCleanup(environment.stop)
+        default = 5 if on_windows() else 20
+        self.kills = int(os.environ.get("QZ_KILLS", default))
+
+    def kill_at_random(self, *arguments):
+        """Runs the command and kills it at a random moment; False when it ended before."""
+        process = self.start_qz(*arguments)
+        time.sleep(self.random.uniform(0, 3 if on_windows() else 1))
+        if process.poll() is not None:
+            _, errors = process.communicate()
+            self.assertEqual(process.returncode, DONE, errors)
+            return False
+        is_gentle = not on_windows() and self.random.random() < 0.25
+        process.send_signal(signal.SIGINT if is_gentle else signal.SIGKILL)
+        _, errors = process.communicate(timeout=15)
+        # It may have ended just now.
+        self.assertIn(process.returncode, (INTERRUPTED, -signal.SIGINT, DONE) if is_gentle else (-signal.SIGKILL, DONE, 137),
+                      errors)
+        return process.returncode != DONE
+
+    def check_records(self):
+        self.expect(DONE, "list")
+        self.assertEqual([name for name in self.stored() if name.split(".")[1:] not in
+                          ([ "vrx"], ["conf"], ["claim"], ["vrx", "new"], ["conf", "new"], ["next", "new"])
+                          and name != "next.new"], [])
+
+    def check_no_stray_file(self):
+        self.assertEqual(self.stored(), [])
+        cache = os.path.join(self.place, "qzCache")
+        for name in os.listdir(cache):  # young files may be another program's
+            os.utime(os.path.join(cache, name), (0, time.time() - 7200))
+        self.expect(DONE, "run")
+        strays = [name for name in os.listdir(cache) if name.startswith(("vrxData", "info", "qzList"))]
+        self.assertEqual(strays, [])
+
+    def download(self, url):
+        """Downloads once, killed again and again. Returns how often."""
+        count = 0
+        while self.kill_at_random("get", url, "-o", "file"):
+            count += 1
+            self.check_records()
+            if self.names() == ["file"]:
+                if not self.stored():
+                    break  # all was done
+                continue
+            self.assertIn(self.names(), ([], ["file.part"]))
+            if self.names():
+                kept = self.read("file.part")
+                self.assertEqual(digest(kept), digest(DATA[:len(kept)]))
+        self.assertEqual(self.names(), ["file"])
+        self.assert_file("file", DATA)
+        self.assertEqual(self.stored(), [])
+        os.remove(self.path("file"))
+        return count
+
+    def kill_downloads(self, url, seed):
+        self.random = random.Random(seed)
+        count = 0
+        while count < self.kills:
+            count += self.download(url)
+        self.check_no_stray_file()
+        return count
+
+    def test_downloads_over_http_are_identical(self):
+        def answer(number, request):
+            whole = honest(DATA, request)
+            for start in range(0, len(whole), 20000):
+                time.sleep(0.005)
+                yield whole[start:start + 20000]
+        self.kill_downloads(self.serve(HTTPServer(answer)).url("/data"), 31)
+
+    def test_downloads_over_ftp_are_identical(self):
+        server = self.serve(SlowFTPServer({"data": DATA}))
+        self.kill_downloads(server.url("data"), 32)
+
+    def test_uploads_are_identical(self):
+        self.random = random.Random(33)
+        self.write("data", DATA)
+        server = self.serve(SlowFTPServer())
+        server.folders.add("in")
+        count = 0
+        while count < self.kills:
+            while self.kill_at_random("put", "data", server.url("in/data")):
+                count += 1
+                self.check_records()
+                if not self.stored() and server.files.get("in/data") == DATA:
+                    break  # all was done
+                kept = server.files.get("in/data", b"")
+                self.assertEqual(digest(kept), digest(DATA[:len(kept)]))
+            self.assertEqual(digest(server.files["in/data"]), digest(DATA))
+            self.assertEqual(self.stored(), [])
+            self.assertEqual(self.names(), ["data"])
+            del server.files["in/data"]
+        self.check_no_stray_file()
+
+    @only_posix
+    def test_program_killed_when_the_file_has_its_name_calls_it_done(self):
+        server = self.files(1, 200000)
+        self.write("other", b"taken")
+        for name, final in (("plain", "plain"), ("other", "other(0)")):
+            result = self.run_qz("get", server.url("/0"), "-o", name,
+                                 environment=preloaded(self, QZ_KILL_AT="/" + final))
+            self.assertEqual(result.code, -signal.SIGKILL, result)
+            self.assertIn(final, self.names())
+            self.assertNotIn(name + ".part", self.names())
+            self.asked.clear()
+            result = self.expect(DONE, "get", server.url("/0"), "-o", name)
+            self.assertIn('saved "%s" (195.3 KiB' % final, result.errors)
+            self.assertEqual(self.asked, [])
+            self.assert_file(final, self.content["/0"])
+            self.assertEqual(self.stored(), [])
+        self.assertEqual(self.names(), ["other", "other(0)", "plain"])
+
+    @only_posix
+    def test_program_killed_at_each_save_of_its_record_loses_nothing(self):
+        server = self.files(1, 200000)
+        for end in ("/next", ".claim", ".vrx", ".conf"):
+            result = self.run_qz("get", server.url("/0"), "-o", "file", environment=preloaded(self, QZ_KILL_AT=end))
+            if end == ".claim" and result.code == DONE:
+                os.remove(self.path("file"))
+                continue
+            self.assertEqual(result.code, -signal.SIGKILL, end)
+            self.expect(DONE, "get", server.url("/0"), "-o", "file")
+            self.assert_file("file", self.content["/0"])
+            os.remove(self.path("file"))
+            self.assertEqual(self.stored(), [])
+
+
+class SlowSession(Session):
+    def send(self, data, content):
+        try:
+            for start in range(0, len(content), 20000):
+                time.sleep(0.005)
+                data.sendall(content[start:start + 20000])
+            data.close()
+        except OSError:
+            return "close"
+        return self.end_data()
+
+
+class SlowFTPServer(FTPServer):
+    def serve(self, connection, number):
+        SlowSession(self, connection, number).run()
+
+
+if __name__ == "__main__":
+    unittest.main()
