@@ -17,8 +17,8 @@ QZ_BEGIN_C
 
 /* Returns 1 when a check is due, else 0: a week has passed since the Wednesday on or before the last check
  * that succeeded, no check has failed in the last four hours, and a transfer has a connection to a server
- * open, so that the machine is on line. Wednesday is meant in local time. Waits while another thread has access
- * to the preferences (VRXPrefs_BeginAccess) or writes them. */
+ * open, so that the machine is on line. Wednesday is meant in local time. Waits while another thread has
+ * access to the preferences (VRXPrefs_BeginAccess) or writes them. */
 QZ_API int32_t VRXUpgrade_IsCheckTime(void);
 
 /* Checks, whether it is due or not. Blocks as an FTP connection does (qz/ftpc.h): login as "ftp" with the
