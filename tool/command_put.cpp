@@ -9,6 +9,7 @@ namespace tool {
 void RunPut(const Options& options, Reporter* reporter) {
   console::SetInterruptHint("; rerun the command to resume");
   Store store;
+  store.Sweep();
   std::unique_ptr<Job> upload = MakeUpload(&store, options, reporter);
   const NextJob nextJob = [&] { return std::move(upload); };
   const ExitCode code = RunJobs(nextJob, 1, true, reporter);

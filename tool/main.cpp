@@ -1,6 +1,7 @@
 // qz: a command-line client that gets and stores files over FTP and HTTP and resumes interrupted transfers.
 #include <exception>
 #include <new>
+#include <string_view>
 
 #include "qz/error.h"
 #include "qz/file.h"
@@ -68,6 +69,18 @@ class TransferSystem {
   TransferSystem& operator=(const TransferSystem&) = delete;
 };
 
+// Ctrl-C between two calls of the library is told as one within a call is.
+void RunTellingInterruption(void (*run)(const Options&, Reporter*), const Options& options,
+                            Reporter* reporter) {
+  try {
+    run(options, reporter);
+  } catch (const Interruption&) {
+    constexpr std::string_view kText = "\nqz: interrupted\n";
+    console::Write(console::Channel::Messages, kText.data(), kText.size());
+    throw;
+  }
+}
+
 void RunCommand(const Options& options) {
   const Library library;
   const TransferSystem transferSystem;
@@ -98,9 +111,9 @@ void RunCommand(const Options& options) {
     case Command::Upgrade:
       return RunUpgrade(options, &reporter);
     case Command::Ls:
-      return RunLs(options, &reporter);
+      return RunTellingInterruption(RunLs, options, &reporter);
     case Command::Size:
-      return RunSize(options, &reporter);
+      return RunTellingInterruption(RunSize, options, &reporter);
     case Command::Help:
     case Command::Version:
       return;
