@@ -8,6 +8,8 @@
 #include <optional>
 #include <string>
 
+#include "tool/screen_block.h"
+
 namespace tool::console {
 
 enum class Channel { Output, Messages };
@@ -29,13 +31,15 @@ unsigned Columns();
 // Height of the message terminal in characters; 24 when it is not known.
 unsigned Rows();
 
-// Whether escape sequences move the cursor of the message terminal. Switches them on where the system has
-// them off, until the program ends.
-bool EnableCursorMovement();
+// Whether the cursor of the message terminal can be moved up.
+bool CanMoveCursor();
 
 // Writes all bytes at once, unbuffered. False when they could not be written. A reader that closed the pipe
 // ("| head -1") is not a failure: the rest is dropped.
 bool Write(Channel channel, const char* bytes, std::size_t count);
+
+// Writes to the message terminal behind a movement of its cursor, for which CanMoveCursor has to be true.
+bool Draw(const ScreenUpdate& update);
 
 // Asks on the terminal with echo off. Nothing when there is no terminal or its input ended.
 // Throws Interruption on Ctrl-C.

@@ -60,7 +60,7 @@ Reporter::Reporter(const Options& options)
       verbose_(options.verbose && !options.quiet),
       colour_(console::HasColour(console::Channel::Messages)),
       kind_(ResolvedKind(options)),
-      movesCursor_(kind_ == ProgressKind::Bar && console::EnableCursorMovement()) {}
+      movesCursor_(kind_ == ProgressKind::Bar && console::CanMoveCursor()) {}
 
 Reporter::~Reporter() = default;
 
@@ -122,8 +122,8 @@ void Reporter::Hide(TransferProgress* transfer, bool leavesLastState) {
 }
 
 void Reporter::Draw(const std::string& messages, Clock::time_point now) {
-  const std::string bytes = block_.Replace(messages, BlockLines(now), console::Columns());
-  if (!bytes.empty()) console::Write(console::Channel::Messages, bytes.data(), bytes.size());
+  const ScreenUpdate update = block_.Replace(messages, BlockLines(now), console::Columns());
+  if (update != ScreenUpdate()) console::Draw(update);
 }
 
 bool Reporter::HasBars() const {

@@ -1,4 +1,4 @@
-// The block of lines at the bottom of a terminal: the bytes, and what they make of the screen.
+// The block of lines at the bottom of a terminal: its updates, and what they make of the screen.
 #include "tool/screen_block.h"
 
 #include <gtest/gtest.h>
@@ -8,40 +8,45 @@
 namespace {
 
 using tool::ScreenBlock;
+using tool::ScreenUpdate;
 using Texts = std::vector<std::string>;
 
-TEST(ScreenBlock, DrawsOneLineWithoutEscapeSequences) {
+TEST(ScreenBlock, DrawsOneLineWithoutMovingUp) {
   ScreenBlock block;
-  EXPECT_EQ(block.Replace("", {"one"}, 10), "\rone");
-  EXPECT_EQ(block.Replace("", {"two"}, 10), "\rtwo");
-  EXPECT_EQ(block.Replace("hello\n", {"two"}, 10), "\r         \rhello\ntwo");
-  EXPECT_EQ(block.Replace("last\n", {}, 10), "\r         \rlast\n");
+  EXPECT_EQ(block.Replace("", {"one"}, 10), (ScreenUpdate{0, false, "one"}));
+  EXPECT_EQ(block.Replace("", {"two"}, 10), (ScreenUpdate{0, false, "\rtwo"}));
+  EXPECT_EQ(block.Replace("hello\n", {"two"}, 10), (ScreenUpdate{0, false, "\r         \rhello\ntwo"}));
+  EXPECT_EQ(block.Replace("last\n", {}, 10), (ScreenUpdate{0, false, "\r         \rlast\n"}));
 }
 
-TEST(ScreenBlock, WritesNothingWhenNothingChanges) {
+TEST(ScreenBlock, DoesNothingWhenNothingChanges) {
   ScreenBlock block;
-  EXPECT_EQ(block.Replace("", {}, 10), "");
+  EXPECT_EQ(block.Replace("", {}, 10), ScreenUpdate());
   block.Replace("", {"one", "two"}, 10);
-  EXPECT_EQ(block.Replace("", {"one", "two"}, 10), "");
+  EXPECT_EQ(block.Replace("", {"one", "two"}, 10), ScreenUpdate());
 }
 
 TEST(ScreenBlock, PrintsMessagesAsTheyAreWithoutABlock) {
   ScreenBlock block;
-  EXPECT_EQ(block.Replace("hello\n", {}, 10), "hello\n");
+  EXPECT_EQ(block.Replace("hello\n", {}, 10), (ScreenUpdate{0, false, "hello\n"}));
 }
 
 TEST(ScreenBlock, MovesTheCursorUpForSeveralLines) {
   ScreenBlock block;
-  EXPECT_EQ(block.Replace("", {"one", "two", "three"}, 10), "\rone\ntwo\nthree");
-  EXPECT_EQ(block.Replace("", {"ONE", "two", "THREE"}, 10), "\x1b[2A\rONE\ntwo\nTHREE");
-  EXPECT_EQ(block.Replace("", {"one"}, 10), "\x1b[2A\rone\x1b[J");
+  EXPECT_EQ(block.Replace("", {"one", "two", "three"}, 10), (ScreenUpdate{0, false, "one\ntwo\nthree"}));
+  EXPECT_EQ(block.Replace("", {"ONE", "two", "THREE"}, 10), (ScreenUpdate{2, false, "ONE\ntwo\nTHREE"}));
+  EXPECT_EQ(block.Replace("hello\n", {"ONE", "two", "THREE"}, 10),
+            (ScreenUpdate{2, true, "hello\nONE\ntwo\nTHREE"}));
+  EXPECT_EQ(block.Replace("", {"one"}, 10), (ScreenUpdate{2, true, "one"}));
 }
 
 class BlockOnScreen : public testing::Test {
  protected:
   void Replace(const std::string& messages, const Texts& lines) {
-    screen_.Show(block_.Replace(messages, lines, 20));
-    EXPECT_EQ(screen_.Unknown(), "");
+    const ScreenUpdate update = block_.Replace(messages, lines, 20);
+    if (update.linesUp > 0) screen_.Show("\x1b[" + std::to_string(update.linesUp) + "A\r");
+    if (update.erasesBelow) screen_.Show("\x1b[J");
+    screen_.Show(update.text);
   }
 
   Screen screen_{4, 20};

@@ -139,7 +139,7 @@ unsigned Rows() {
   return size.ws_row;
 }
 
-bool EnableCursorMovement() {
+bool CanMoveCursor() {
   return IsTerminal(Channel::Messages);
 }
 
@@ -153,6 +153,14 @@ bool Write(Channel channel, const char* bytes, std::size_t count) {
     count -= static_cast<std::size_t>(written);
   }
   return true;
+}
+
+bool Draw(const ScreenUpdate& update) {
+  std::string bytes;
+  if (update.linesUp > 0) bytes += "\x1b[" + std::to_string(update.linesUp) + "A\r";
+  if (update.erasesBelow) bytes += "\x1b[J";
+  bytes += update.text;
+  return Write(Channel::Messages, bytes.data(), bytes.size());
 }
 
 std::optional<std::string> AskHidden(const std::string& question) {

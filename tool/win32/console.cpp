@@ -6,6 +6,7 @@
 #include <stdio.h>
 #include <windows.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstdlib>
 #include <cstring>
@@ -19,6 +20,7 @@ namespace {
 
 constexpr unsigned kColumnsWhenUnknown = 80;
 constexpr unsigned kRowsWhenUnknown = 24;
+constexpr std::size_t kMostConsoleUnits = 8192;  // older consoles refuse more in one call
 constexpr std::size_t kLongestLibraryName = 1024;
 
 // The handler runs on a separate thread. It reads removalPath only while removalArmed is set.
@@ -27,21 +29,12 @@ std::atomic<bool> insideBlockingCall{false};
 std::atomic<bool> removalArmed{false};
 char removalPath[MAX_PATH];
 std::atomic<const char*> interruptHint{""};
-// The mode of the console outlives the program, so it is put back. Set while escape sequences are switched
-// on.
-std::atomic<bool> modeChanged{false};
-DWORD savedMode = 0;
 
 HANDLE HandleOf(Channel channel) {
   return GetStdHandle(channel == Channel::Output ? STD_OUTPUT_HANDLE : STD_ERROR_HANDLE);
 }
 
-void RestoreMode() {
-  if (modeChanged.exchange(false)) SetConsoleMode(HandleOf(Channel::Messages), savedMode);
-}
-
 void ExitNow() {
-  RestoreMode();
   if (removalArmed) DeleteFileA(removalPath);
   DWORD written = 0;
   for (const char* text : {"\r\nqz: interrupted", interruptHint.load(), "\r\n"}) {
@@ -58,6 +51,36 @@ BOOL WINAPI OnInterrupt(DWORD) {
 bool IsConsole(HANDLE handle) {
   DWORD mode = 0;
   return handle != INVALID_HANDLE_VALUE && GetConsoleMode(handle, &mode) != 0;
+}
+
+// A console takes UTF-16 only; bytes would be read in a code page of its own.
+bool WriteToConsole(HANDLE handle, const char* bytes, std::size_t count) {
+  const int size = static_cast<int>(count);
+  std::vector<wchar_t> text(
+      static_cast<std::size_t>(MultiByteToWideChar(CP_UTF8, 0, bytes, size, nullptr, 0)));
+  MultiByteToWideChar(CP_UTF8, 0, bytes, size, text.data(), static_cast<int>(text.size()));
+  for (std::size_t position = 0; position < text.size();) {
+    const auto part = static_cast<DWORD>(std::min(text.size() - position, kMostConsoleUnits));
+    DWORD written = 0;
+    if (!WriteConsoleW(handle, text.data() + position, part, &written, nullptr) || written == 0) return false;
+    position += written;
+  }
+  return true;
+}
+
+// Not by escape sequences: consoles before Windows 10 print them, and so does Wine.
+void MoveUp(std::size_t lines, bool erasesBelow) {
+  const HANDLE handle = HandleOf(Channel::Messages);
+  CONSOLE_SCREEN_BUFFER_INFO information;
+  if (!GetConsoleScreenBufferInfo(handle, &information)) return;
+  const SHORT bottom = information.dwCursorPosition.Y;
+  const auto up = static_cast<SHORT>(std::min<std::size_t>(lines, static_cast<std::size_t>(bottom)));
+  const COORD target = {0, static_cast<SHORT>(bottom - up)};
+  SetConsoleCursorPosition(handle, target);
+  if (!erasesBelow) return;
+  DWORD erased = 0;
+  const DWORD cells = static_cast<DWORD>(up + 1) * static_cast<DWORD>(information.dwSize.X);
+  FillConsoleOutputCharacterW(handle, L' ', cells, target, &erased);
 }
 
 std::string Converted(const std::string& name, ErrorCode (*convert)(const char*, char*)) {
@@ -97,20 +120,12 @@ unsigned Rows() {
   return rows > 0 ? static_cast<unsigned>(rows) : kRowsWhenUnknown;
 }
 
-// Consoles before Windows 10 refuse the mode.
-bool EnableCursorMovement() {
-  const HANDLE handle = HandleOf(Channel::Messages);
-  DWORD mode = 0;
-  if (!IsConsole(handle) || !GetConsoleMode(handle, &mode)) return false;
-  if ((mode & ENABLE_VIRTUAL_TERMINAL_PROCESSING) != 0) return true;
-  if (!SetConsoleMode(handle, mode | ENABLE_VIRTUAL_TERMINAL_PROCESSING)) return false;
-  savedMode = mode;
-  modeChanged = true;
-  std::atexit(RestoreMode);
-  return true;
+bool CanMoveCursor() {
+  return IsTerminal(Channel::Messages);
 }
 
 bool Write(Channel channel, const char* bytes, std::size_t count) {
+  if (IsTerminal(channel)) return WriteToConsole(HandleOf(channel), bytes, count);
   while (count > 0) {
     DWORD written = 0;
     if (!WriteFile(HandleOf(channel), bytes, static_cast<DWORD>(count), &written, nullptr)) {
@@ -122,6 +137,11 @@ bool Write(Channel channel, const char* bytes, std::size_t count) {
     count -= written;
   }
   return true;
+}
+
+bool Draw(const ScreenUpdate& update) {
+  if (update.linesUp > 0 || update.erasesBelow) MoveUp(update.linesUp, update.erasesBelow);
+  return Write(Channel::Messages, update.text.data(), update.text.size());
 }
 
 std::optional<std::string> AskHidden(const std::string& question) {
