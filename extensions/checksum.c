@@ -10,6 +10,7 @@
 #include <stdio.h>
 #include <string.h>
 
+#include "agent.h"
 #include "clock.h"
 #include "digest_fetch.h"
 #include "digest_text.h"
@@ -146,10 +147,10 @@ static void EndPhases(Checksum* checksum) {
 static ErrorCode Completed(void* classData, void* instanceData, AgentParam* params) {
   (void)classData;
   Checksum* checksum = (Checksum*)instanceData;
-  void* client = NULL;
-  if (!AgentParam_Object(params, "vrxc", &client) || client == NULL) return AgentResult_MissingParameter;
+  VRXClient* client = Extension_Transfer(params);
+  if (client == NULL) return AgentResult_MissingParameter;
   static ErrorCode (*const phases[])(Checksum*, VRXClient*) = {Begin, Fetch, Read};
-  const ErrorCode status = phases[checksum->phase](checksum, (VRXClient*)client);
+  const ErrorCode status = phases[checksum->phase](checksum, client);
   if (status != Error_Retry) EndPhases(checksum);
   return status;
 }
@@ -189,30 +190,16 @@ static ErrorCode Describe(void* classData, void* instanceData, AgentParam* param
 static ErrorCode Verify(void* classData, void* instanceData, AgentParam* params) {
   (void)classData;
   (void)instanceData;
-  void* client = NULL;
   char* digest = NULL;
-  Agent* agent = NULL;
-  if (!AgentParam_Object(params, "vrxc", &client) || client == NULL) return AgentResult_MissingParameter;
   AgentParam_String(params, "digest", &digest);
-  if (VRXClient_IsUpload((VRXClient*)client)) return Error_Invalid;
-  if (VRXClient_IsCompleted((VRXClient*)client)) return Error_Inited;
-  ErrorCode status = Agent_New(&agent, CLASS_NAME, "digest", (Word)digest, (const char*)0);
-  if (status != Error_None) return status;
-  status = VRXClient_AddAgent((VRXClient*)client, agent);
-  if (status != Error_None) Agent_Delete(agent, (const char*)0);
-  return status;
+  return Extension_AddAgent(params, CLASS_NAME, "digest", (Word)digest);
 }
 
 static ErrorCode ClassInfo(void* classData, void* instanceData, AgentParam* params) {
   (void)classData;
   (void)instanceData;
-  const char** text = NULL;
-  int32_t* version = NULL;
-  if (AgentParam_StringPtr(params, "description", &text) && text != NULL)
-    *text = "Compares the SHA-256 of a completed file with a digest.";
-  if (AgentParam_StringPtr(params, "menu", &text) && text != NULL) *text = "Verify SHA-256";
-  if (AgentParam_IntegerPtr(params, "version", &version) && version != NULL) *version = 1;
-  return Error_None;
+  return Extension_DescribeClass(params, "Compares the SHA-256 of a completed file with a digest.",
+                                 "Verify SHA-256");
 }
 
 static ErrorCode Unregister(void* classData, void* instanceData, AgentParam* params) {

@@ -10,6 +10,7 @@
 #include <string.h>
 #include <zlib.h>
 
+#include "agent.h"
 #include "clock.h"
 #include "qz/agentclass.h"
 #include "qz/agentparam.h"
@@ -217,10 +218,10 @@ static ErrorCode RunSlice(Gunzip* gunzip, VRXClient* client) {
 static ErrorCode Completed(void* classData, void* instanceData, AgentParam* params) {
   (void)classData;
   Gunzip* gunzip = (Gunzip*)instanceData;
-  void* client = NULL;
-  if (!AgentParam_Object(params, "vrxc", &client) || client == NULL) return AgentResult_MissingParameter;
-  ErrorCode status = gunzip->work == NULL ? Begin(gunzip, (VRXClient*)client) : Error_None;
-  if (status == Error_None) status = RunSlice(gunzip, (VRXClient*)client);
+  VRXClient* client = Extension_Transfer(params);
+  if (client == NULL) return AgentResult_MissingParameter;
+  ErrorCode status = gunzip->work == NULL ? Begin(gunzip, client) : Error_None;
+  if (status == Error_None) status = RunSlice(gunzip, client);
   if (status != Error_Retry) EndWork(gunzip);
   return status;
 }
@@ -257,30 +258,15 @@ static ErrorCode Describe(void* classData, void* instanceData, AgentParam* param
 static ErrorCode Unpack(void* classData, void* instanceData, AgentParam* params) {
   (void)classData;
   (void)instanceData;
-  void* client = NULL;
   int32_t removesSource = 0;
-  Agent* agent = NULL;
-  if (!AgentParam_Object(params, "vrxc", &client) || client == NULL) return AgentResult_MissingParameter;
   AgentParam_Bool(params, "remove", &removesSource);
-  if (VRXClient_IsUpload((VRXClient*)client)) return Error_Invalid;
-  if (VRXClient_IsCompleted((VRXClient*)client)) return Error_Inited;
-  ErrorCode status = Agent_New(&agent, CLASS_NAME, "remove", (Word)removesSource, (const char*)0);
-  if (status != Error_None) return status;
-  status = VRXClient_AddAgent((VRXClient*)client, agent);
-  if (status != Error_None) Agent_Delete(agent, (const char*)0);
-  return status;
+  return Extension_AddAgent(params, CLASS_NAME, "remove", (Word)removesSource);
 }
 
 static ErrorCode ClassInfo(void* classData, void* instanceData, AgentParam* params) {
   (void)classData;
   (void)instanceData;
-  const char** text = NULL;
-  int32_t* version = NULL;
-  if (AgentParam_StringPtr(params, "description", &text) && text != NULL)
-    *text = "Unpacks a completed file in the format of gzip.";
-  if (AgentParam_StringPtr(params, "menu", &text) && text != NULL) *text = "Unpack .gz";
-  if (AgentParam_IntegerPtr(params, "version", &version) && version != NULL) *version = 1;
-  return Error_None;
+  return Extension_DescribeClass(params, "Unpacks a completed file in the format of gzip.", "Unpack .gz");
 }
 
 static const AgentMethod kMethods[] = {

@@ -21,9 +21,8 @@
 #include <atomic>
 #include <cstdint>
 #include <filesystem>
-#include <fstream>
+#include <functional>
 #include <initializer_list>
-#include <iterator>
 #include <string>
 #include <utility>
 #include <vector>
@@ -42,9 +41,7 @@
 #include "tests/support/scripted_server.h"
 #include "tests/support/system_folders.h"
 #include "tests/support/temp_dir.h"
-#include "transfer/vrxclient_machine_testing.h"
-
-using Lines = std::vector<std::string>;
+#include "tests/transfer/transfer_common.h"
 
 // ---- what servers say ----------------------------------------------------------------------------------
 
@@ -101,7 +98,9 @@ inline Script Download(const std::string& name, const std::string& bytes) {
 }
 
 // A request for a path of the server at this port, from an offset on, as this program sends it.
-std::string Request(const std::string& path, size_t offset = 0);
+inline std::string Request(const std::string& path, size_t offset = 0) {
+  return RequestHead(path, std::to_string(offset));
+}
 
 }  // namespace talk
 
@@ -110,10 +109,7 @@ std::string Request(const std::string& path, size_t offset = 0);
 class ConversationTest : public testing::Test {
  public:
   // With the names in braces.
-  std::string Tidy(std::string text) const {
-    for (const auto& [from, to] : names_) Replace(from, to, &text);
-    return text;
-  }
+  std::string Tidy(std::string text) const { return names_.Apply(std::move(text)); }
   std::string CacheFolder() const { return cache_; }
   const TempDir& Files() const { return files_; }
 
@@ -127,16 +123,13 @@ class ConversationTest : public testing::Test {
     char cache[1024];
     ASSERT_EQ(File_GetSysDir(SysDir_Cache, cache), Error_None);
     cache_ = cache;
-    names_.push_back({files_.Name(), "{files}"});
-    names_.push_back({cache_, "{cache}"});
+    names_.Add(files_.Name(), "{files}");
+    names_.Add(cache_, "{cache}");
     ASSERT_EQ(VRXClientSystem_Init(), Error_None);
   }
   void TearDown() override {
     VRXClientSystem_Exit();
-    iVRXClient_SetClock(nullptr);
-    iVRXClient_SetFreeBytes(nullptr);
-    iVRXClient_SetCopiesAlways(false);
-    iSock_SetWaitMilliseconds(0);
+    RestoreTransfers();
     iClock_SetWallClock(nullptr);
     TickMilliseconds() = 0;
   }
@@ -160,33 +153,16 @@ class ConversationTest : public testing::Test {
 
   // A file of the cache folder, for the system.
   std::filesystem::path CacheSystemName(const std::string& name) const {
-    return SystemName(cache_ + "/" + name);
+    return SystemPath(cache_ + "/" + name);
   }
 
   // What lies in the cache folder beside logs and statistics: the data files.
-  Lines DataFiles() const {
-    Lines names;
-    for (const auto& entry : std::filesystem::directory_iterator(SystemName(cache_))) {
-      const std::string name = entry.path().filename().string();
-      if (name.starts_with("vrxData")) names.push_back(name);
-    }
-    return names;
-  }
+  Lines DataFiles() const { return DataFilesIn(cache_); }
 
  private:
   void Register(const std::string& address) {
-    for (const auto& name : names_) {
-      if (name.first == address) return;
-    }
-    names_.push_back({address, std::string("{") + static_cast<char>('A' + servers_++) + "}"});
-  }
-  static void Replace(const std::string& from, const std::string& to, std::string* text) {
-    for (size_t at = text->find(from); at != std::string::npos; at = text->find(from, at + to.size()))
-      text->replace(at, from.size(), to);
-  }
-  static std::filesystem::path SystemName(const std::string& name) {
-    if (name.size() > 2 && name[0] == '/' && name[2] == '|') return name.substr(1, 1) + ":" + name.substr(3);
-    return name;
+    if (names_.Has(address)) return;
+    names_.Add(address, std::string("{") + static_cast<char>('A' + servers_++) + "}");
   }
 
   OSSession session_;
@@ -194,14 +170,9 @@ class ConversationTest : public testing::Test {
   ScopedTemporaryVariable temporary_{ProgramPath().parent_path().string().c_str()};
   TempDir files_;
   std::string cache_;
-  std::vector<std::pair<std::string, std::string>> names_;
+  Names names_;
   int servers_ = 0;
 };
-
-inline std::string talk::Request(const std::string& path, size_t offset) {
-  return "GET " + path + " HTTP/1.0\r\nConnection: Keep-Alive\r\nUser-Agent: " + OS_GetApplicationName() +
-         "\r\nHost: 127.0.0.1\r\nAccept: */*\r\nRange: bytes=" + std::to_string(offset) + "-\r\n\r\n";
-}
 
 // ---- one transfer --------------------------------------------------------------------------------------
 
@@ -235,18 +206,10 @@ class Conversation {
   }
   // Saves the record in {files}/NAME, and makes the transfer of one, as another run of the program does.
   void Save(const std::string& name) {
-    Traverse* traverse = nullptr;
-    const std::string path = test_->Files().Name(name);
-    ASSERT_EQ(File_OpenTraverse(path.c_str(), FileMode_Write, nullptr, &traverse), Error_None);
-    EXPECT_EQ(VRXClient_Write(traverse, client_), Error_None);
-    Traverse_Delete(traverse);
+    EXPECT_EQ(WriteRecord(test_->Files().Name(name), client_), Error_None);
   }
   void Read(const std::string& name) {
-    Traverse* traverse = nullptr;
-    const std::string path = test_->Files().Name(name);
-    ASSERT_EQ(File_OpenTraverse(path.c_str(), FileMode_Read, nullptr, &traverse), Error_None);
-    EXPECT_EQ(VRXClient_Read(traverse, userData(), Methods(), &client_), Error_None);
-    Traverse_Delete(traverse);
+    EXPECT_EQ(ReadRecord(test_->Files().Name(name), userData(), Methods(), &client_), Error_None);
   }
   void Close() {
     if (client_ == nullptr) return;

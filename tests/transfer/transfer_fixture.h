@@ -6,9 +6,6 @@
 
 #include <cstdint>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
-#include <set>
 #include <string>
 
 #include "os/time/clock_testing.h"
@@ -17,6 +14,7 @@
 #include "qz/os.h"
 #include "tests/support/os_session.h"
 #include "tests/support/system_folders.h"
+#include "tests/transfer/transfer_common.h"
 
 class KeptFilesTest : public testing::Test {
  protected:
@@ -47,26 +45,14 @@ class KeptFilesTest : public testing::Test {
 
   // A file of the cache folder, in the library's form and in the system's.
   std::string Name(const std::string& name) const { return cache_ + "/" + name; }
-  std::filesystem::path Path(const std::string& name) const {
-    std::string path = Name(name);
-    if (path.size() > 2 && path[0] == '/' && path[2] == '|') path = path.substr(1, 1) + ":" + path.substr(3);
-    return path;
-  }
+  std::filesystem::path Path(const std::string& name) const { return SystemPath(Name(name)); }
   bool Exists(const std::string& name) const { return std::filesystem::exists(Path(name)); }
-  std::string Read(const std::string& name) const {
-    std::ifstream file(Path(name), std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
-  }
-  void Write(const std::string& name, const std::string& bytes) const {
-    std::ofstream(Path(name), std::ios::binary) << bytes;
-  }
+  std::string Read(const std::string& name) const { return ReadFile(Path(name)); }
+  void Write(const std::string& name, const std::string& bytes) const { WriteFile(Path(name), bytes); }
   // The names in the cache folder, each with a blank behind it, sorted.
   std::string Names() const {
-    std::set<std::string> names;
-    for (const auto& entry : std::filesystem::directory_iterator(Path("")))
-      names.insert(entry.path().filename().string());
     std::string text;
-    for (const std::string& name : names) text += name + " ";
+    for (const std::string& name : NamesIn(cache_)) text += name + " ";
     return text;
   }
 

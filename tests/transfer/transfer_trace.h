@@ -12,13 +12,10 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <atomic>
 #include <filesystem>
-#include <fstream>
 #include <functional>
 #include <initializer_list>
-#include <iterator>
 #include <memory>
 #include <string>
 #include <utility>
@@ -32,11 +29,9 @@
 #include "tests/support/scripted_http.h"
 #include "tests/support/scripted_server.h"
 #include "tests/support/system_folders.h"
-#include "transfer/vrxclient_machine_testing.h"
+#include "tests/transfer/transfer_common.h"
 
 namespace transfer {
-
-using Lines = std::vector<std::string>;
 
 inline Lines Join(std::initializer_list<Lines> parts) {
   Lines whole;
@@ -88,22 +83,6 @@ inline constexpr char kCannotResume[] = "Server does not support pause/resume.";
 inline constexpr char kCanResume[] = "Server supports pause/resume.";
 inline constexpr char kDataStep[] = "Idle: 0, state 11";
 
-// Texts that differ from run to run, and what stands for them.
-class Names {
- public:
-  void Add(std::string text, std::string name) { names_.emplace_back(std::move(text), std::move(name)); }
-  std::string Apply(std::string line) const {
-    for (const auto& [text, name] : names_) {
-      for (size_t at = line.find(text); at != std::string::npos; at = line.find(text, at + name.size()))
-        line.replace(at, text.size(), name);
-    }
-    return line;
-  }
-
- private:
-  std::vector<std::pair<std::string, std::string>> names_;
-};
-
 enum class Callbacks { MessagesOnly, All };
 
 // A transfer that notes what it does. Closed at the end, unless a test has ended it.
@@ -123,25 +102,9 @@ class TracedTransfer {
     return VRXClient_NewUpload(localFile.c_str(), url.c_str(), Context(), Table(callbacks), &client_);
   }
   ErrorCode Read(const std::string& recordPath, Callbacks callbacks = Callbacks::MessagesOnly) {
-    File* file = nullptr;
-    Traverse* traverse = nullptr;
-    const ErrorCode opened = File_OpenTraverse(recordPath.c_str(), FileMode_Read, &file, &traverse);
-    if (opened != 0) return opened;
-    Traverse_SetMode(traverse, TraverseMode_Read);
-    const ErrorCode status = VRXClient_Read(traverse, Context(), Table(callbacks), &client_);
-    Traverse_Delete(traverse);
-    return status;
+    return ReadRecord(recordPath, Context(), Table(callbacks), &client_);
   }
-  ErrorCode Write(const std::string& recordPath) {
-    File* file = nullptr;
-    Traverse* traverse = nullptr;
-    const ErrorCode opened = File_OpenTraverse(recordPath.c_str(), FileMode_Write, &file, &traverse);
-    if (opened != 0) return opened;
-    Traverse_SetMode(traverse, TraverseMode_Write);
-    const ErrorCode status = VRXClient_Write(traverse, client_);
-    Traverse_Delete(traverse);
-    return status;
-  }
+  ErrorCode Write(const std::string& recordPath) { return WriteRecord(recordPath, client_); }
 
   operator VRXClient*() const { return client_; }
 
@@ -237,19 +200,6 @@ class TracedTransfer {
   VRXClient* client_ = nullptr;
 };
 
-inline std::string ReadFile(const std::filesystem::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
-inline void WriteFile(const std::filesystem::path& path, const std::string& bytes) {
-  std::ofstream(path, std::ios::binary) << bytes;
-}
-// A path in the library's form as the system takes it.
-inline std::filesystem::path SystemPath(const std::string& name) {
-  if (name.size() < 4 || name[0] != '/' || name[2] != '|') return name;
-  return std::string(1, name[1]) + ":" + name.substr(3);
-}
-
 // Takes the head of a request; false when the client ends before it is whole, which is no failure here.
 inline bool ReadHead(ScriptSession* session, std::string* head) {
   while (!head->ends_with("\r\n\r\n")) {
@@ -288,10 +238,7 @@ class TransferTest : public testing::Test {
     iVRXClient_SetClock(ReadClock);
   }
   void TearDown() override {
-    iVRXClient_SetClock(nullptr);
-    iVRXClient_SetFreeBytes(nullptr);
-    iVRXClient_SetCopiesAlways(false);
-    iSock_SetWaitMilliseconds(0);
+    RestoreTransfers();
     VRXClientSystem_Exit();
     OS_Exit(0);
   }
@@ -327,18 +274,11 @@ class TransferTest : public testing::Test {
   std::string OutBytes(const std::string& name = "file.bin") const { return ReadFile(OutPath(name)); }
   Lines OutNames() const { return NamesIn(out_); }
   // Data files in the cache folder.
-  Lines DataFiles() const {
-    Lines found;
-    for (const std::string& name : NamesIn(cache_)) {
-      if (name.starts_with("vrxData")) found.push_back(name);
-    }
-    return found;
-  }
+  Lines DataFiles() const { return DataFilesIn(cache_); }
 
   // Request head of a download over HTTP.
-  std::string Request(const std::string& path = "/file.bin", const std::string& first = "0") const {
-    return "GET " + path + " HTTP/1.0\r\nConnection: Keep-Alive\r\nUser-Agent: " + places_.ApplicationName() +
-           "\r\nHost: 127.0.0.1\r\nAccept: */*\r\nRange: bytes=" + first + "-\r\n\r\n";
+  static std::string Request(const std::string& path = "/file.bin", const std::string& first = "0") {
+    return RequestHead(path, first);
   }
   // The request for /file.bin from a byte on, the response, and the end of the connection.
   Script Answers(const std::string& first, const std::string& response,
@@ -349,14 +289,6 @@ class TransferTest : public testing::Test {
   Script AnswersAndStalls(const std::string& first, const std::string& response,
                           const std::string& path = "/file.bin") const {
     return {script::Expect(Request(path, first)), script::Send(response), script::Stall()};
-  }
-
-  static Lines NamesIn(const std::string& folder) {
-    Lines found;
-    for (const auto& entry : std::filesystem::directory_iterator(SystemPath(folder)))
-      found.push_back(entry.path().filename().string());
-    std::sort(found.begin(), found.end());
-    return found;
   }
 
   // Moves what the server sent with the head of its response, the given number of bytes, and stops. The lines

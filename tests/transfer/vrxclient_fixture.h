@@ -16,9 +16,8 @@
 #include "qz/vrxclientsystem.h"
 #include "tests/support/os_session.h"
 #include "tests/support/temp_dir.h"
+#include "tests/transfer/transfer_common.h"
 #include "transfer/vrxclient_testing.h"
-
-using Lines = std::vector<std::string>;
 
 // What came through the callbacks, one line each: "message Connected.", "progress 5 of 10", "size 10",
 // "time 3", "speed 1.5", "log". Those of the table with 64 bits begin with "64 ".
