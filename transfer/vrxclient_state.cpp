@@ -42,9 +42,7 @@ StepEvent TakeServer(VRXClient* client, StepMode mode) {
 StepEvent StartAgents(VRXClient* client) {
   char url[kURLSize];
   iURL_Format(client->server, sizeof url, url);
-  const uint32_t count = client->data.agents.count;
   iAgentList_Start(client, &client->data.agents, client->data.localPath, url);
-  if (client->data.agents.count != count) client->isChanged = true;
   return client->reason == VRXClientReason_None ? Advance() : Ends(VRXClientResult_Failed);
 }
 

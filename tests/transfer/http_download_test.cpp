@@ -288,6 +288,10 @@ TEST_F(HTTPDownload, FailsOverToTheSecondServer) {
                                     Ends()}));
   EXPECT_EQ(OutBytes(), "abcd");
   EXPECT_EQ(download->Reason(), 0u);
+  // What the first one was dropped with is still told.
+  VRXClientLastReply reply;
+  EXPECT_EQ(VRXClient_GetLastReply(*download, &reply), 0);
+  EXPECT_EQ(reply.reason, 10u);
 }
 
 // ---- connecting --------------------------------------------------------------------------------

@@ -404,6 +404,36 @@ TEST_F(TransferStopFromOutside, EndsTheNextStep_WhenNoneRuns) {
   EXPECT_EQ(OutBytes(), "abcd");
 }
 
+TEST_F(TransferStopFromOutside, EndsTheNextProbe_ThoughItHasNothingLeftToFindOut) {
+  ScriptedServer server({AnswersAndStalls("0", kFile), Answers("0", kFile)});
+  auto download = NewDownload(server);
+  for (int i = 0; i < 20 && download->Poll() != VRXClientResult_Completed; ++i) {
+  }
+  download->Take();
+  std::thread([&] { EXPECT_EQ(VRXClient_Stop(*download), 0); }).join();
+  EXPECT_EQ(download->Poll(), 3);
+  EXPECT_EQ(download->Take(), Lines{"Poll: 3, state 0"});
+}
+
+// Whatever a step fails with meanwhile: its server has no part in that.
+TEST_F(TransferStopFromOutside, EndsTheStep_BeforeWhatItFailsWith) {
+  ScriptedServer server({Answers("0", "HTTP/1.0 302 Found\r\n\r\n"), Answers("0", kFile)});
+  auto download = NewDownload(server);
+  download->onMessage = [&](const std::string& text) {
+    if (text != "Server redirected client, but didn't give location.") return;
+    std::thread([&] { EXPECT_EQ(VRXClient_Stop(*download), 0); }).join();
+  };
+  EXPECT_EQ(download->Run(), 3);
+  EXPECT_EQ(download->Take(), Join({Begins(),
+                                    {"Server redirected client, but didn't give location.",
+                                     "Connection cancelled.", "Idle: 3, state 0"}}));
+  VRXClientServer entry;
+  EXPECT_EQ(VRXClient_GetServer(*download, 0, &entry), 0);
+  EXPECT_EQ(entry.isFailed, 0);
+  download->RunToCompletion();
+  EXPECT_EQ(OutBytes(), "abcd");
+}
+
 // A transfer that was never driven has nothing to end.
 TEST_F(TransferStopFromOutside, ChangesNothing_WhenNoStepRanBefore) {
   ScriptedServer server({Answers("0", kFile)});
