@@ -405,7 +405,7 @@ TEST_F(TransferStopFromOutside, EndsTheNextStep_WhenNoneRuns) {
 }
 
 TEST_F(TransferStopFromOutside, EndsTheNextProbe_ThoughItHasNothingLeftToFindOut) {
-  ScriptedServer server({AnswersAndStalls("0", kFile), Answers("0", kFile)});
+  ScriptedServer server({AnswersAndStalls("0", kFile)});
   auto download = NewDownload(server);
   for (int i = 0; i < 20 && download->Poll() != VRXClientResult_Completed; ++i) {
   }
