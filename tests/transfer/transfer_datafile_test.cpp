@@ -75,6 +75,7 @@ TEST_F(TransferDataFile, IsKept_OnceItIsMade) {
   EXPECT_EQ(transfer.Step(), VRXClientResult_None);
   const std::string path = transfer.get()->data.dataPath;
   EXPECT_EQ(VRXClient_Stop(transfer.get()), Error_None);
+  EXPECT_EQ(transfer.get()->buffer, nullptr) << "a stopped transfer holds no memory for data";
   transfer.WorkUntil(TransferState::OpenDataFile);
   EXPECT_EQ(transfer.get()->data.dataPath, path);
   EXPECT_EQ(transfer.Work(), VRXClientResult_Completed);

@@ -51,6 +51,19 @@ TEST_F(Upload, ResumesBehindWhatTheServerHolds) {
   EXPECT_EQ(server.DataReceived(0), "567890");
 }
 
+// What an earlier connection was told is no other file: the server has got more since.
+TEST_F(Upload, ResumesBehindMoreThanTheServerHeldBefore) {
+  ScriptedServer server({ftp::Join({Before("f", "213 6"), ftp::Passive(), ftp::Exchange("REST 6", "350 ok"),
+                                    ftp::Started("STOR f"), ftp::TakesFile(), ftp::Quit()})});
+  Files().Write("f", "1234567890");
+  Conversation transfer(this);
+  transfer.Upload("f", URL("ftpu", server, "/in/x"));
+  transfer.get()->data.size = 4;
+  EXPECT_EQ(transfer.Work(), VRXClientResult_Completed);
+  server.Finish();
+  EXPECT_EQ(server.DataReceived(0), "7890");
+}
+
 TEST_F(Upload, SendsEverything_WhenTheServerCannotResume) {
   ScriptedServer server({ftp::Join({Before("f", "213 4"), ftp::Passive(), ftp::Exchange("REST 4", "502 no"),
                                     ftp::Started("STOR f"), ftp::TakesFile(), ftp::Quit()})});
