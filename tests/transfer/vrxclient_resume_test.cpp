@@ -53,6 +53,7 @@ constexpr JudgeRow kJudgements[] = {
      true,
      6000000000},
     {"the whole in a range", Range(0, 9, 10), {4, 10, kNoTime}, ResumeAction::Restart, true, 10},
+    {"no last byte", Range(0, kNone, kNone), {0, kNone, kNoTime}, ResumeAction::Refused, false, kNone},
     {"a part, nobody knows which",
      {206, 6, false, kNone, kNone, kNone, kNoTime},
      {4, 10, kNoTime},
