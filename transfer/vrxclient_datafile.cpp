@@ -161,8 +161,9 @@ void iVRXClient_RemoveEmptyDataFile(VRXClient* client) {
 
 void iVRXClient_KeepDataFileName(VRXClient* client) {
   if (!client->isDataFileNew) return;
+  // The copy of an upload is made with its first bytes; from then on the name is its own.
   if (client->data.isUpload != 0) {
-    iVRXClient_SetDataPath(client, "");
+    if (File_Exists(client->data.dataPath, nullptr) == 0) iVRXClient_SetDataPath(client, "");
     return;
   }
   Owned<File, File_Close> file;
