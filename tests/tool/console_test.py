@@ -23,7 +23,7 @@ class OnAConsole(ProgramTest):
         def own_terminal():
             os.setsid()
             fcntl.ioctl(slave, termios.TIOCSCTTY, 0)
-        process = subprocess.Popen([*program()[:-1], tests, "--gtest_output=xml:" + report], cwd=CHECKOUT,
+        process = subprocess.Popen([*program()[:-1], tests, "--gtest_output=xml:report.xml"], cwd=self.folder,
                                    stdin=slave, stdout=slave, stderr=slave, preexec_fn=own_terminal)
         end = time.monotonic() + RUN_SECONDS
         while process.poll() is None and time.monotonic() < end:
