@@ -381,6 +381,7 @@ class Killed(SavedRun):
         self.check_no_stray_file()
         return count
 
+    @unittest.skipIf(on_windows(), "fails or hangs under Wine for a reason that is not found yet")
     def test_downloads_over_http_are_identical(self):
         def answer(number, request):
             whole = honest(DATA, request)
@@ -393,6 +394,7 @@ class Killed(SavedRun):
         server = self.serve(SlowFTPServer({"data": DATA}))
         self.kill_downloads(server.url("data"), 32)
 
+    @unittest.skipIf(on_windows(), "fails or hangs under Wine for a reason that is not found yet")
     def test_uploads_are_identical(self):
         self.random = random.Random(33)
         self.write("data", DATA)
