@@ -28,7 +28,7 @@ bool RegistryHasLocation() {
 
 // The option's, else the preference's; empty: the registry's.
 std::string LocationOf(const Options& options) {
-  const std::string location = options.upgradeLocation ? *options.upgradeLocation : ReadUpgradeLocation();
+  std::string location = options.upgradeLocation ? *options.upgradeLocation : ReadUpgradeLocation();
   if (!location.empty()) {
     CheckUpgradeLocation(location);
     return location;

@@ -176,7 +176,7 @@ Failure ExplainServer(const AttemptEnd& end) {
 
 std::string HTTPReasonText(std::int32_t code, const std::string& firstWord) {
   for (const Reason& reason : kReasons) {
-    const std::string text = reason.text;
+    std::string text = reason.text;
     if (reason.code == code && text.substr(0, text.find(' ')) == firstWord) return text;
   }
   return firstWord;

@@ -36,7 +36,7 @@ std::string FreePath(const std::string& path) {
   const std::size_t dot = path.rfind('.');
   const std::size_t end = dot == std::string::npos || dot < name ? path.size() : dot;
   for (unsigned i = 0; i < kMostNumbers; i++) {
-    const std::string numbered = path.substr(0, end) + "(" + std::to_string(i) + ")" + path.substr(end);
+    std::string numbered = path.substr(0, end) + "(" + std::to_string(i) + ")" + path.substr(end);
     if (IsFree(numbered)) return numbered;
   }
   throw Failure{ExitCode::Disk, "no free name beside \"" + path + "\"; choose another one with --output"};

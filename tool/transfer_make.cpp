@@ -34,7 +34,7 @@ std::string AbsoluteFolder(const std::string& folder, const std::string& output)
   Error_ClearLast();
   if (Directory_SetCurrent(folder.c_str()) != 0)
     throw Failure{ExitCode::Disk, "cannot enter the folder of \"" + output + "\"" + RecordedDetails()};
-  const std::string entered = CurrentFolder();
+  std::string entered = CurrentFolder();
   Directory_SetCurrent(before.c_str());
   return entered;
 }
@@ -129,7 +129,7 @@ std::unique_ptr<Claim> ClaimFor(Store* store, const SavedTransfer& wanted,
   return *found ? std::move(claim) : ClaimFor(store, wanted, found);
 }
 
-std::unique_ptr<Transfer> Make(Store* store, SavedTransfer wanted, const TransferExtras& parts,
+std::unique_ptr<Transfer> Make(Store* store, const SavedTransfer& wanted, const TransferExtras& parts,
                                const Options& options, const std::optional<std::string>& password,
                                Reporter* reporter) {
   std::optional<SavedTransfer> found;
