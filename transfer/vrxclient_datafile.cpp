@@ -161,11 +161,8 @@ void iVRXClient_RemoveEmptyDataFile(VRXClient* client) {
 
 void iVRXClient_KeepDataFileName(VRXClient* client) {
   if (!client->isDataFileNew) return;
-  // The copy of an upload is made with its first bytes; from then on the name is its own.
-  if (client->data.isUpload != 0) {
-    if (File_Exists(client->data.dataPath, nullptr) == 0) iVRXClient_SetDataPath(client, "");
-    return;
-  }
+  // The copy of an upload, which makes the file, has not begun.
+  if (client->data.isUpload != 0) return iVRXClient_SetDataPath(client, "");
   Owned<File, File_Close> file;
   iVRXClient_MakeDataFile(client, file.out());
 }

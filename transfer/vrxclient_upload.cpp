@@ -52,8 +52,10 @@ StepEvent UseFiltered(VRXClient* client, const char* className, const char* serv
 StepEvent StartPlainCopy(VRXClient* client) {
   const ErrorCode status = File_CopyStart(client->data.localPath, client->data.dataPath, 0, client,
                                           iVRXClient_CopyProgress, &client->copy);
-  if (status == Error_None) return Stay();
-  return iVRXClient_FailWith(client, VRXClientReason_DataFile, TransferMessage_NoDataFile);
+  if (status != Error_None)
+    return iVRXClient_FailWith(client, VRXClientReason_DataFile, TransferMessage_NoDataFile);
+  client->isDataFileNew = false;
+  return Stay();
 }
 
 // Only a file of the library's making gives way to a new copy; beside any other one the copy gets a new name.
@@ -89,11 +91,7 @@ StepEvent CopyAnew(VRXClient* client, const CopyState& state) {
 
 StepEvent ContinueCopy(VRXClient* client) {
   const ErrorCode status = iVRXClient_ContinueCopy(client);
-  if (status == Error_None) {
-    if (client->copy != nullptr) return Stay();
-    client->isDataFileNew = false;
-    return Detour();
-  }
+  if (status == Error_None) return client->copy != nullptr ? Stay() : Detour();
   File_CopyAbort(&client->copy);
   const bool isDiskFull = status == Error_Exceed;
   return iVRXClient_FailWith(client, isDiskFull ? VRXClientReason_DiskFull : VRXClientReason_DataFile,

@@ -1,6 +1,7 @@
 // Uploads: the copy that they are sent from, and conversations with FTP servers.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 
 #include "tests/transfer/conversation_fixture.h"
@@ -37,6 +38,26 @@ TEST_F(Upload, SendsACopyOfTheFile) {
   server.Finish();
   EXPECT_EQ(server.DataReceived(0), "hello");
   EXPECT_EQ(Files().Read("f"), "hello");
+  EXPECT_EQ(DataFiles(), Lines());
+}
+
+TEST_F(Upload, MakesOneCopy_WhenItsRecordIsWrittenAfterEveryStep) {
+  ScriptedServer server(
+      {ftp::Join({Before("f", "550 none"), talk::AskResume(), talk::Store("f"), ftp::Quit()})});
+  const std::string bytes(10000, 'x');
+  Files().Write("f", bytes);
+  Conversation transfer(this);
+  transfer.Upload("f", URL("ftpu", server, "/in/x"));
+  int32_t result = VRXClientResult_None;
+  for (int i = 0; i < 1000 && result <= VRXClientResult_Changed; ++i) {
+    result = transfer.Step();
+    transfer.Save("record");
+  }
+  EXPECT_EQ(result, VRXClientResult_Completed);
+  const Lines messages = transfer.Messages();
+  EXPECT_EQ(std::count(messages.begin(), messages.end(), "Copying upload file..."), 1);
+  server.Finish();
+  EXPECT_EQ(server.DataReceived(0), bytes);
   EXPECT_EQ(DataFiles(), Lines());
 }
 
