@@ -12,6 +12,7 @@
 #include "tool/failure.h"
 #include "tool/ftp_session.h"
 #include "tool/library_call.h"
+#include "tool/login.h"
 #include "tool/output.h"
 #include "tool/text.h"
 
@@ -58,19 +59,6 @@ std::string ReadAll(const std::string& path) {
   return content;
 }
 
-// Makes every line printable and its line end a single newline.
-std::string PrintableLines(std::string_view text) {
-  std::string output;
-  while (!text.empty()) {
-    const std::size_t end = std::min(text.find('\n'), text.size());
-    std::string_view line = text.substr(0, end);
-    while (!line.empty() && line.back() == '\r') line.remove_suffix(1);
-    output += Printable(line) + "\n";
-    text.remove_prefix(std::min(end + 1, text.size()));
-  }
-  return output;
-}
-
 std::string WithoutTrailingSlash(std::string path) {
   if (path.size() > 1 && path.back() == '/') path.pop_back();
   return path;
@@ -87,7 +75,7 @@ void RunLs(const Options& options, Reporter* reporter) {
   session.LogIn(login);
   session.SetType('A');
   session.List(WithoutTrailingSlash(address.path), options.namesOnly, list.Get());
-  Print(PrintableLines(ReadAll(console::ToSystemName(list.Get()))));
+  Print(PrintableLines("", ReadAll(console::ToSystemName(list.Get()))));
   session.Quit();
 }
 

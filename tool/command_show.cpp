@@ -57,19 +57,10 @@ std::string ServersOf(const VRXClient* client) {
   return text;
 }
 
-// Each line of the log, made printable.
 std::string MessagesOf(VRXClient* client) {
   const char* log = nullptr;
   if (VRXClient_GetInfo(client, &log) != Error_None) return "";
-  std::string text = "messages:\n";
-  for (std::string_view rest = log; !rest.empty();) {
-    const std::size_t end = rest.find('\n');
-    std::string_view line = rest.substr(0, end);
-    rest.remove_prefix(end == std::string_view::npos ? rest.size() : end + 1);
-    while (!line.empty() && line.back() == '\r') line.remove_suffix(1);
-    text += "  " + Printable(line) + "\n";
-  }
-  return text;
+  return "messages:\n" + PrintableLines("  ", log);
 }
 
 }  // namespace

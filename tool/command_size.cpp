@@ -6,6 +6,7 @@
 #include "tool/failure.h"
 #include "tool/ftp_session.h"
 #include "tool/http_request.h"
+#include "tool/login.h"
 #include "tool/output.h"
 #include "tool/text.h"
 
@@ -86,7 +87,7 @@ FileFacts AskFTP(const Address& address, const Options& options, Reporter* repor
     throw Failure{ExitCode::NotFound,
                   "\"" + address.shown + "\" was not found, or the server reports neither size nor time"};
   }
-  if (size) facts.size = size->bytes;
+  facts.size = size;
   if (time) facts.time = TimeText(*time, false);
   try {
     facts.resume = session.CanRestart() ? Resume::Yes : Resume::No;

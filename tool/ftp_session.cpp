@@ -14,30 +14,12 @@
 #include "tool/console.h"
 #include "tool/failure.h"
 #include "tool/library_call.h"
+#include "tool/outcome.h"
 #include "tool/proxy.h"
 #include "tool/text.h"
 
 namespace tool {
 namespace {
-
-constexpr const char* kAnonymousUser = "anonymous";
-constexpr const char* kAnonymousPassword = "qz@";
-
-std::string PasswordFor(const std::string& user, const Address& address, const Options& options) {
-  if (options.password) return *options.password;
-  const auto answer = console::AskHidden("Password of " + Printable(user) + " at " + address.host + ": ");
-  if (answer) return *answer;
-  throw Failure{ExitCode::Usage,
-                "no password for \"" + user + "\" and no terminal to ask on; use --password-file FILE"};
-}
-
-bool FitsALine(const std::string& text) {
-  return text.find_first_of(std::string_view("\r\n\0", 3)) == std::string::npos;
-}
-
-bool IsTemporary(int code) {
-  return code == 421 || code == 425 || code == 426 || code == 450 || code == 451;
-}
 
 // Any reply but 421 means that the command is not supported; none means that the connection is lost.
 bool IsLost(const Reply& reply) {
@@ -47,29 +29,6 @@ bool IsLost(const Reply& reply) {
 // Some servers echo the command that they reject.
 void MaskEchoedPassword(const std::string& password, Reply* reply) {
   std::snprintf(reply->text, sizeof reply->text, "%s", MaskSecret(reply->text, password).c_str());
-}
-
-Failure FailureOfReply(const std::string& what, const Reply& reply) {
-  const std::string said =
-      what + ": the server answered \"" + std::to_string(reply.code) + " " + reply.text + "\"";
-  switch (reply.code) {
-    case 530:
-      return {ExitCode::Login, said};
-    case 332:
-    case 532:
-      return {ExitCode::Login, said + "; an account (ACCT) is required, which is not supported"};
-    case 550:
-      return {ExitCode::NotFound, said};
-    case 452:
-    case 552:
-      return {ExitCode::Other, said + "; disk full or quota exceeded on the server"};
-    case 553:
-      return {ExitCode::Other, said + "; choose another name or folder"};
-    default:
-      break;
-  }
-  if (IsTemporary(reply.code)) return {ExitCode::Network, said, Retry::Yes};
-  return {ExitCode::Protocol, said};
 }
 
 Failure FailureOfStatus(const std::string& what, ErrorCode status) {
@@ -136,24 +95,6 @@ Reply QuitSoon(FTPc* connection) {
 
 }  // namespace
 
-Login AnonymousLogin() {
-  return {kAnonymousUser, kAnonymousPassword};
-}
-
-Login LoginFor(const Address& address, const Options& options) {
-  Login login;
-  if (!address.user && !options.user) {
-    if (!options.password) return {kAnonymousUser, kAnonymousPassword};
-    throw Failure{ExitCode::Usage, "--password-file needs a user name; add --user NAME"};
-  }
-  login.user = address.user ? *address.user : *options.user;
-  login.password = address.password ? *address.password : PasswordFor(login.user, address, options);
-  if (!FitsALine(login.user) || !FitsALine(login.password)) {
-    throw Failure{ExitCode::Usage, "user name and password must not contain line breaks or null bytes"};
-  }
-  return login;
-}
-
 FTPSession::FTPSession(const Address& address, const Options& options, Reporter* reporter)
     : options_(options), reporter_(reporter), host_(HostAndPort(address)) {
   CheckProxyPort(address, options);
@@ -186,12 +127,11 @@ void FTPSession::LogIn(const Login& login) {
   MaskEchoedPassword(login.password, &reply);
   reporter_->Received(reply.code, reply.text);
   if (status == Error_None) return;
-  if (status == Error_NoAccess && reply.code >= 400 && !IsTemporary(reply.code)) {
-    throw Failure{ExitCode::Login,
-                  host_ + " refused the login of \"" + login.user + "\": \"" + std::to_string(reply.code) +
-                      " " + reply.text + "\"; " +
-                      (login.password == kAnonymousPassword ? "log in with --user NAME"
-                                                            : "check the user name and the password")};
+  if (status == Error_NoAccess && reply.code >= 400 && !IsTemporaryReply(reply.code)) {
+    throw Failure{ExitCode::Login, host_ + " refused the login of \"" + login.user + "\": \"" +
+                                       std::to_string(reply.code) + " " + reply.text + "\"; " +
+                                       (IsAnonymous(login) ? "log in with --user NAME"
+                                                           : "check the user name and the password")};
   }
   Fail("cannot log in to " + host_, status, reply);
 }
@@ -205,12 +145,12 @@ void FTPSession::SetType(char type) {
   if (status != Error_None) Fail("cannot set the transfer type", status, reply);
 }
 
-std::optional<RemoteSize> FTPSession::SizeOf(const std::string& path) {
+std::optional<std::uint64_t> FTPSession::SizeOf(const std::string& path) {
   reporter_->Sent("SIZE " + path);
   Reply reply{};
-  RemoteSize size;
+  std::uint64_t size = 0;
   const LibraryCall call;
-  const ErrorCode status = FTPc_FileSize64(connection_, path.c_str(), &size.bytes, &reply);
+  const ErrorCode status = FTPc_FileSize64(connection_, path.c_str(), &size, &reply);
   reporter_->Received(reply.code, reply.text);
   if (status == Error_None) return size;
   if (IsLost(reply)) Fail("cannot query the size", status, reply);
@@ -286,16 +226,12 @@ bool FTPSession::IsQuitPending() {
 
 // A negative reply decides; without one the status does.
 void FTPSession::Fail(const std::string& what, ErrorCode status, const Reply& reply) const {
-  constexpr std::int32_t kNoDataConnection = 425;
-  const bool refused = reply.code >= 400 || reply.code == 332;
-  Failure failure = refused ? FailureOfReply(what, reply) : FailureOfStatus(what, status);
+  const bool refused = IsRefusal(reply.code);
+  Failure failure = refused ? ExplainFTPReply(what, reply.code, reply.text) : FailureOfStatus(what, status);
   // While the control connection is up, what cannot be reached is the peer of the data connection.
   const bool unreachable =
       !refused && connection_ != nullptr && (status == Error_NoAccess || status == Error_System);
-  if (unreachable || reply.code == kNoDataConnection) {
-    failure.text +=
-        std::string(" (data connection); try ") + (options_.active ? "without --active" : "--active");
-  }
+  if (unreachable || reply.code == kNoDataConnection) failure.text += DataConnectionHint(options_.active);
   throw failure;
 }
 

@@ -8,28 +8,11 @@
 
 #include "qz/ftpc.h"
 #include "tool/address.h"
+#include "tool/login.h"
 #include "tool/options.h"
 #include "tool/reporter.h"
 
 namespace tool {
-
-struct Login {
-  std::string user;
-  std::string password;
-};
-
-// Anonymous, when nobody is named.
-Login AnonymousLogin();
-
-// The login for an address: the URL's, else the options', else asked on the terminal, else anonymous.
-Login LoginFor(const Address& address, const Options& options);
-
-// A size as the server reports it.
-struct RemoteSize {
-  std::uint64_t bytes = 0;
-  // Whether a transfer's offsets of 32 bits cannot reach its end.
-  bool tooLarge() const { return bytes >= 0xFFFFFFFFu; }
-};
 
 class FTPSession {
  public:
@@ -41,7 +24,7 @@ class FTPSession {
   void LogIn(const Login& login);
   void SetType(char type);  // 'I' for files, 'A' for lists
 
-  std::optional<RemoteSize> SizeOf(const std::string& path);
+  std::optional<std::uint64_t> SizeOf(const std::string& path);
   std::optional<Time> TimeOf(const std::string& path);
   bool CanRestart();
 

@@ -75,8 +75,7 @@ void HTTPResponse::SetHeaders(const Address& address, const std::optional<ByteRa
   if (!range) return;
   const std::uint32_t bytes[2] = {range->first, range->last};
   HTTPc_SetAttribute(connection_, HTTPcRequest_Range, sizeof bytes, bytes);
-  const std::string last = range->last == kToTheEnd ? "" : std::to_string(range->last);
-  reporter_->Sent("Range: bytes=" + std::to_string(range->first) + "-" + last);
+  reporter_->Sent("Range: bytes=" + std::to_string(range->first) + "-" + std::to_string(range->last));
 }
 
 void HTTPResponse::SetText(int index, const std::string& text) {
@@ -119,10 +118,6 @@ std::string HTTPResponse::Location() const {
   std::string location = GetText(HTTPcResponse_Location);
   if (location.size() < kLongestValue) return location;
   throw Failure{ExitCode::Protocol, "the server redirects to a URL that is too long"};
-}
-
-bool HTTPResponse::IsMultipart() const {
-  return LowerCase(GetText(HTTPcResponse_ContentType)).rfind("multipart/", 0) == 0;
 }
 
 std::string HTTPResponse::ReplyText() const {

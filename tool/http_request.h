@@ -17,12 +17,10 @@ namespace tool {
 
 struct ByteRange {
   std::uint32_t first;
-  std::uint32_t last;  // kToTheEnd: to the end
+  std::uint32_t last;
 };
 
-constexpr std::uint32_t kToTheEnd = 0xFFFFFFFFu;
-
-// Owns the connection; the stream begins at the body and is closed with this.
+// Owns the connection, and the body, which nobody reads.
 class HTTPResponse {
  public:
   HTTPResponse(const Address& address, const std::optional<ByteRange>& range, Reporter* reporter);
@@ -32,13 +30,11 @@ class HTTPResponse {
 
   int Code() const { return reply_.code; }
   bool IsWholeFile() const { return Code() == 200 || Code() == 203; }
-  Stream* Body() const { return stream_; }
   std::optional<std::uint64_t> Length() const;
   std::optional<ByteRange> Range() const;
   std::optional<Time> Modified() const;
   std::string Location() const;  // empty when there is none
-  bool IsMultipart() const;
-  // Code and reason of the response, for messages.
+  // The first word of the reason.
   std::string ReplyText() const;
 
  private:

@@ -64,7 +64,6 @@ class Run {
   }
 
   ExitCode FirstFailure() const { return first_; }
-  bool WasSkipped() const { return wasSkipped_; }
 
  private:
   void Work() {
@@ -117,7 +116,7 @@ class Run {
     if (!text.empty()) reporter_->ReportError(text);
     const std::lock_guard lock(mutex_);
     if (first_ == ExitCode::Done) first_ = code;
-    if (endsOnDiskFailure_ && code == ExitCode::Disk) isStopping_ = wasSkipped_ = true;
+    if (endsOnDiskFailure_ && code == ExitCode::Disk) isStopping_ = true;
   }
 
   void Stop() {
@@ -135,7 +134,6 @@ class Run {
   std::set<Job*> jobs_;
   unsigned running_ = 0;
   bool isStopping_ = false;
-  bool wasSkipped_ = false;
   ExitCode first_ = ExitCode::Done;
 };
 

@@ -84,11 +84,6 @@ constexpr Reason kReasons[] = {
 
 // ---- failures of the server --------------------------------------------------------------------
 
-bool IsRefusal(const AttemptEnd& end) {
-  constexpr std::int32_t kAccountNeeded = 332;
-  return end.replyCode >= 400 || end.replyCode == kAccountNeeded;
-}
-
 std::string ActionOf(const AttemptEnd& end) {
   if (end.state <= TransferState_Connect)
     return "cannot connect to " + end.host + (end.proxy.empty() ? "" : " through the proxy " + end.proxy);
@@ -103,17 +98,12 @@ Failure ExplainLogin(const AttemptEnd& end) {
               (end.user.empty() ? "log in with --user NAME" : "check the user name and the password")};
 }
 
-std::string DataConnectionHint(const AttemptEnd& end) {
-  return std::string(" (data connection); try ") + (end.isActive ? "without --active" : "--active");
-}
-
 Failure ExplainRefusal(const AttemptEnd& end) {
-  constexpr std::int32_t kNoDataConnection = 425;
   if (end.isHTTP) return ExplainHTTPReply(ActionOf(end), end.replyCode, end.replyText);
   if (end.state == TransferState_Login && end.status == Error_NoAccess && !IsTemporaryReply(end.replyCode))
     return ExplainLogin(end);
   Failure failure = ExplainFTPReply(ActionOf(end), end.replyCode, end.replyText);
-  if (end.replyCode == kNoDataConnection) failure.text += DataConnectionHint(end);
+  if (end.replyCode == kNoDataConnection) failure.text += DataConnectionHint(end.isActive);
   return failure;
 }
 
@@ -154,7 +144,7 @@ Failure ExplainStatus(const AttemptEnd& end) {
                      isName ? Retry::No : Retry::Yes};
   // While the control connection is up, what cannot be reached is the peer of the data connection.
   const bool isUnreachable = end.status == Error_NoAccess || end.status == Error_System;
-  if (!end.isHTTP && isConnected && isUnreachable) failure.text += DataConnectionHint(end);
+  if (!end.isHTTP && isConnected && isUnreachable) failure.text += DataConnectionHint(end.isActive);
   return failure;
 }
 
@@ -169,7 +159,7 @@ Failure ExplainServer(const AttemptEnd& end) {
   }
   if (end.isHTTP && end.replyCode >= 300 && end.replyCode < 400)
     return {ExitCode::Protocol, "the server redirects without a usable Location"};
-  return IsRefusal(end) ? ExplainRefusal(end) : ExplainStatus(end);
+  return IsRefusal(end.replyCode) ? ExplainRefusal(end) : ExplainStatus(end);
 }
 
 }  // namespace
@@ -180,6 +170,15 @@ std::string HTTPReasonText(std::int32_t code, const std::string& firstWord) {
     if (reason.code == code && text.substr(0, text.find(' ')) == firstWord) return text;
   }
   return firstWord;
+}
+
+bool IsRefusal(std::int32_t code) {
+  constexpr std::int32_t kAccountNeeded = 332;
+  return code >= 400 || code == kAccountNeeded;
+}
+
+std::string DataConnectionHint(bool isActive) {
+  return std::string(" (data connection); try ") + (isActive ? "without --active" : "--active");
 }
 
 bool IsTemporaryReply(std::int32_t code) {

@@ -62,6 +62,13 @@ Failure ExplainFTPReply(const std::string& what, std::int32_t code, const std::s
 // The same for an HTTP response that is neither success nor redirect.
 Failure ExplainHTTPReply(const std::string& what, std::int32_t code, const std::string& text);
 
+// Whether a reply is a refusal, or asks for an account.
+bool IsRefusal(std::int32_t code);
+
+// The reply of an FTP server that cannot open the data connection, and what to do about such a connection.
+constexpr std::int32_t kNoDataConnection = 425;
+std::string DataConnectionHint(bool isActive);
+
 // Whether an FTP reply tells that the same command may succeed later.
 bool IsTemporaryReply(std::int32_t code);
 

@@ -130,6 +130,7 @@ std::vector<std::string> BarLines(const std::vector<BarContent>& contents, unsig
     nameColumns = std::max(nameColumns, TextColumns(CutToColumns(content.name, longest)));
   }
   std::vector<std::string> lines;
+  lines.reserve(contents.size());
   for (const BarContent& content : contents) lines.push_back(BarLine(content, nameColumns, wanted));
   return lines;
 }

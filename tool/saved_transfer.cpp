@@ -288,12 +288,16 @@ std::string PartPath(const std::string& localPath) {
   return localPath + ".part";
 }
 
-void LookAtPartFile(SavedTransfer* transfer) {
+std::optional<std::uint64_t> SizeOfFile(const std::string& path) {
   FileState state;
   std::uint64_t size = 0;
+  if (File_GetState64(path.c_str(), &state, &size) != Error_None) return std::nullopt;
+  return state.exists != 0 && state.isDirectory == 0 ? std::optional(size) : std::nullopt;
+}
+
+void LookAtPartFile(SavedTransfer* transfer) {
   if (transfer->isUpload) return;
-  if (File_GetState64(PartPath(transfer->localPath).c_str(), &state, &size) != Error_None) return;
-  if (state.exists != 0 && state.isDirectory == 0) transfer->doneBytes = size;
+  transfer->doneBytes = SizeOfFile(PartPath(transfer->localPath)).value_or(transfer->doneBytes);
 }
 
 }  // namespace tool

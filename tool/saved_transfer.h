@@ -58,6 +58,9 @@ std::optional<SavedTransfer> ReadSavedTransfer(const std::string& path, unsigned
 // The name of a download's data file: beside the target.
 std::string PartPath(const std::string& localPath);
 
+// The size of a file, in the library's form; nothing when no file stands there.
+std::optional<std::uint64_t> SizeOfFile(const std::string& path);
+
 // Sets what is done to what FILE.part holds at this moment, when there is one: a program that was killed
 // could not tell any more.
 void LookAtPartFile(SavedTransfer* transfer);

@@ -99,6 +99,18 @@ std::string Printable(std::string_view text) {
   return result;
 }
 
+std::string PrintableLines(std::string_view indent, std::string_view text) {
+  std::string output;
+  while (!text.empty()) {
+    const std::size_t end = std::min(text.find('\n'), text.size());
+    std::string_view line = text.substr(0, end);
+    while (!line.empty() && line.back() == '\r') line.remove_suffix(1);
+    output.append(indent).append(Printable(line)).append("\n");
+    text.remove_prefix(std::min(end + 1, text.size()));
+  }
+  return output;
+}
+
 std::string SafeFileName(std::string_view path) {
   const std::size_t separator = path.find_last_of("/\\");
   std::string name(separator == std::string_view::npos ? path : path.substr(separator + 1));

@@ -22,6 +22,9 @@ Character FirstCharacter(std::string_view text);
 // bytes that are not UTF-8, and the UTF-8 forms of control and writing-direction characters.
 std::string Printable(std::string_view text);
 
+// Every line of a text made printable, behind an indent; its line end becomes a single newline.
+std::string PrintableLines(std::string_view indent, std::string_view text);
+
 // A name for a file in the current folder, made from the last part of a path that a person or a server gave:
 // no folder, no device, no hidden meaning, and short enough for ".part" and a number to follow.
 std::string SafeFileName(std::string_view path);

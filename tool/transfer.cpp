@@ -2,9 +2,6 @@
 // keep.
 #include "tool/transfer.h"
 
-#include <algorithm>
-#include <array>
-
 #include "qz/agentclass.h"
 #include "qz/error.h"
 #include "qz/file.h"
@@ -18,7 +15,7 @@
 namespace tool {
 namespace {
 
-constexpr std::size_t kPathBytes = 1024;
+constexpr std::size_t kPasswordBytes = 1024;
 
 // The library takes no URL without a path; what is requested is told apart.
 std::string LibraryURL(const Address& address) {
@@ -48,6 +45,19 @@ void RunClassMethod(ErrorCode status, const char* extension) {
   if (status == Error_None) return;
   throw Failure{ExitCode::Other, std::string("the extension \"") + extension +
                                      "\" cannot be used; it belongs into the folder of the program"};
+}
+
+struct Source {
+  std::uint64_t bytes;
+  std::int64_t seconds;
+};
+
+std::optional<Source> LookAtSource(const std::string& path) {
+  FileState state;
+  std::uint64_t size = 0;
+  const ErrorCode status = File_GetState64(path.c_str(), &state, &size);
+  if (status != Error_None || state.exists == 0) return std::nullopt;
+  return Source{size, static_cast<std::int64_t>(state.modificationTime.seconds)};
 }
 
 // Data files are never written through a link, nor into a pipe or a folder.
@@ -185,9 +195,7 @@ void Transfer::SetPartFile() {
   const std::string part = PartPath(saved_.localPath);
   RefuseSpecialFile(console::ToSystemName(part));
   Check(VRXClient_SetDataFilePath(client_.get(), part.c_str()), "the data file");
-  FileState state;
-  std::uint64_t size = 0;
-  if (File_GetState64(part.c_str(), &state, &size) == Error_None && state.exists != 0) partBytes_ = size;
+  partBytes_ = SizeOfFile(part).value_or(partBytes_);
   if (options_.restart) Check(VRXClient_DiscardData(client_.get()), "the beginning");
 }
 
@@ -197,10 +205,9 @@ void Transfer::SetLogin(Purpose purpose) {
   if (!password_ && saved_.savesPassword && !isNew_) return;  // the record has it
   if (!password_ && purpose == Purpose::Save) return;
   if (!password_) {
-    throw Failure{
-        ExitCode::Usage,
-        "no password for \"" + saved_.user + "\" and no terminal to ask on; use --password-file FILE",
-        Retry::Yes};
+    Failure missing = MissingPassword(saved_.user);
+    missing.retry = Retry::Yes;
+    throw missing;
   }
   Check(VRXClient_SetUser(client_.get(), saved_.user.c_str(), password_->c_str()), "user and password");
 }
@@ -211,30 +218,26 @@ bool Transfer::HasUploadBegun() const {
   return (VRXClient_GetEditFlags(client_.get()) & kUploadHasBegun) != 0;
 }
 
+// Without a source its copy is sent.
 bool Transfer::IsSourceChanged() const {
-  FileState state;
-  std::uint64_t size = 0;
-  const ErrorCode status = File_GetState64(saved_.localPath.c_str(), &state, &size);
-  if (status != Error_None || state.exists == 0) return false;  // its copy is sent
-  return size != saved_.sourceBytes ||
-         static_cast<std::int64_t>(state.modificationTime.seconds) != saved_.sourceSeconds;
+  const auto source = LookAtSource(saved_.localPath);
+  return source && (source->bytes != saved_.sourceBytes || source->seconds != saved_.sourceSeconds);
 }
 
 // The password of a run, or the one that the record has.
 Login Transfer::LoginOfTransfer() const {
   if (saved_.user.empty()) return AnonymousLogin();
-  char password[1024] = "";
+  char password[kPasswordBytes] = "";
   VRXClient_GetUser(client_.get(), nullptr, password);
   return {saved_.user, password};
 }
 
 // Noted before the library copies the source: what changes afterwards counts as a change.
 void Transfer::NoteSource() {
-  FileState state;
-  std::uint64_t size = 0;
-  if (File_GetState64(saved_.localPath.c_str(), &state, &size) != Error_None || state.exists == 0) return;
-  saved_.sourceBytes = size;
-  saved_.sourceSeconds = static_cast<std::int64_t>(state.modificationTime.seconds);
+  const auto source = LookAtSource(saved_.localPath);
+  if (!source) return;
+  saved_.sourceBytes = source->bytes;
+  saved_.sourceSeconds = source->seconds;
 }
 
 // The library continues behind what the server has under the name. That is right for bytes of this upload,
@@ -266,11 +269,11 @@ void Transfer::ReplaceOnServer() {
   FTPSession session(address_, options_, reporter_);
   LogIn(&session);
   const auto size = session.SizeOf(address_.path);
-  const bool isThere = size ? size->bytes > 0 : session.TimeOf(address_.path).has_value();
+  const bool isThere = size ? *size > 0 : session.TimeOf(address_.path).has_value();
   if (isThere) {
     session.Remove(address_.path);
     reporter_->Say("replacing \"" + address_.path + "\" on the server" +
-                   (size ? " (" + SizeText(size->bytes) + ")" : ""));
+                   (size ? " (" + SizeText(*size) + ")" : ""));
   }
   session.Quit();
 }
@@ -281,7 +284,7 @@ bool Transfer::IsStoredAlready() {
   LogIn(&session);
   const auto size = session.SizeOf(address_.path);
   session.Quit();
-  return size && size->bytes == saved_.sourceBytes;
+  return size == saved_.sourceBytes;
 }
 
 }  // namespace tool

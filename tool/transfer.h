@@ -5,9 +5,8 @@
 //
 //   Open      the record is read, or the transfer is made; what the record does not keep is set again
 //   Run       one step of the library after the other. After each one that tells of a change the record is
-//   saved.
-//             When a connection has ended, another server follows at once, or the same ones after a pause, or
-//             the run fails.
+//             saved. When a connection has ended, another server follows at once, or the same ones after a
+//             pause, or the run fails.
 //   Finish    the path that the file gets is saved before it gets it; at the end the record is removed
 //
 // Whatever ends the program leaves a record that the next run continues from.
@@ -115,6 +114,7 @@ class Transfer : public Job {
   void Finish();
   void Forget();
   bool LeavePartAlone();
+  void EndLine();
   void TellFailure(const Failure& failure);
   void TellInterruption();
   void TellWhatIsKept(const std::string& before);

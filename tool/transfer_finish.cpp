@@ -17,13 +17,6 @@ namespace {
 constexpr std::size_t kPathBytes = 1024;
 constexpr unsigned kMostNumbers = 512;
 
-std::optional<std::uint64_t> SizeOfFile(const std::string& path) {
-  FileState state;
-  std::uint64_t size = 0;
-  if (File_GetState64(path.c_str(), &state, &size) != Error_None) return std::nullopt;
-  return state.exists != 0 && state.isDirectory == 0 ? std::optional(size) : std::nullopt;
-}
-
 bool IsFree(const std::string& path) {
   return DiskFile::KindOf(console::ToSystemName(path)) == DiskFile::Kind::Nothing;
 }
@@ -96,8 +89,7 @@ void Transfer::ChooseFinalPath() {
 }
 
 void Transfer::Finish() {
-  isLineBegun_ = false;
-  line_->End();
+  EndLine();
   char path[kPathBytes] = "";
   VRXClient_GetLocalFilePath(client_.get(), path);
   const std::uint64_t size = saved_.isUpload ? position_ : SizeOfFile(path).value_or(position_);
@@ -136,9 +128,13 @@ bool Transfer::LeavePartAlone() {
   return isOwn || VRXClient_SetDataFilePath(client_.get(), "") == Error_None;
 }
 
-void Transfer::TellFailure(const Failure& failure) {
+void Transfer::EndLine() {
   isLineBegun_ = false;
   if (line_) line_->End();
+}
+
+void Transfer::TellFailure(const Failure& failure) {
+  EndLine();
   reporter_->ReportError(failure.text);
   TellWhatIsKept("");
   // Nothing is left to resume of what cannot succeed.
@@ -153,21 +149,21 @@ void Transfer::TellFailure(const Failure& failure) {
 }
 
 void Transfer::TellInterruption() {
-  isLineBegun_ = false;
-  if (line_) line_->End();
+  EndLine();
   TellWhatIsKept("interrupted; ");
   if (client_ && (isInStore_ || position_ > 0)) Record();
 }
 
 void Transfer::TellWhatIsKept(const std::string& before) {
-  const auto size = saved_.isUpload ? std::nullopt : SizeOfFile(PartPath(saved_.localPath));
+  const std::string part = PartPath(saved_.localPath);
+  const auto size = saved_.isUpload ? std::nullopt : SizeOfFile(part);
   // Only a file that this run can have made: a pipe has no size either.
-  const bool isFile =
-      DiskFile::KindOf(console::ToSystemName(PartPath(saved_.localPath))) == DiskFile::Kind::File;
-  if (size && *size == 0 && isFile) File_Unlink(PartPath(saved_.localPath).c_str());
+  const bool isEmptyFile =
+      size && *size == 0 && DiskFile::KindOf(console::ToSystemName(part)) == DiskFile::Kind::File;
+  if (isEmptyFile) File_Unlink(part.c_str());
   if (size && *size > 0) {
-    reporter_->ReportError(before + SizeText(*size) + " are kept in \"" +
-                           ShownPath(PartPath(saved_.localPath)) + "\"; rerun the command to resume");
+    reporter_->ReportError(before + SizeText(*size) + " are kept in \"" + ShownPath(part) +
+                           "\"; rerun the command to resume");
   } else if (!before.empty()) {
     reporter_->ReportError(before + "rerun the command to resume");
   }

@@ -54,37 +54,11 @@ void CheckTarget(const std::string& target, const std::string& output) {
   constexpr std::size_t kLongestPath = kPathBytes - 16;
   if (target.size() > kLongestPath)
     throw Failure{ExitCode::Disk, "the path of \"" + output + "\" is too long; choose a shorter name"};
-  const DiskFile::Kind part = DiskFile::KindOf(console::ToSystemName(PartPath(target)));
+  // The system refuses a name that is too long.
+  DiskFile::KindOf(console::ToSystemName(PartPath(target)));
   const DiskFile::Kind kind = DiskFile::KindOf(console::ToSystemName(target));
-  (void)part;
   if (kind == DiskFile::Kind::Folder || kind == DiskFile::Kind::Other)
     throw Failure{ExitCode::Usage, "\"" + output + "\" is not a regular file; --output takes a file name"};
-}
-
-bool FitsALine(const std::string& text) {
-  return text.find_first_of(std::string_view("\r\n\0", 3)) == std::string::npos;
-}
-
-std::string HostKey(const Address& address) {
-  return HostAndPort(address);
-}
-
-// User and password for an address: its own ones win.
-void TakeLogin(const Address& address, const Options& options, Passwords* passwords, std::string* user,
-               std::optional<std::string>* password) {
-  if (address.scheme != Scheme::FTP) return;
-  if (!address.user && !options.user) {
-    if (!options.password) return;
-    throw Failure{ExitCode::Usage, "--password-file needs a user name; add --user NAME"};
-  }
-  *user = address.user ? *address.user : *options.user;
-  *password = address.password;
-  if (!*password) {
-    passwords->Ask(*user, HostKey(address));
-    *password = passwords->Find(*user, HostKey(address));
-  }
-  if (FitsALine(*user) && (!*password || FitsALine(**password))) return;
-  throw Failure{ExitCode::Usage, "user name and password must not contain line breaks or null bytes"};
 }
 
 Address CheckedSource(const std::string& url, const Options& options) {
@@ -144,20 +118,6 @@ std::unique_ptr<Transfer> Make(Store* store, const SavedTransfer& wanted, const 
 
 }  // namespace
 
-// ---- passwords ---------------------------------------------------------------------------------
-
-void Passwords::Ask(const std::string& user, const std::string& host) {
-  if (Find(user, host)) return;
-  const auto answer = console::AskHidden("Password of " + Printable(user) + " at " + host + ": ");
-  if (answer) known_[user + "@" + host] = *answer;
-}
-
-std::optional<std::string> Passwords::Find(const std::string& user, const std::string& host) const {
-  const auto known = known_.find(user + "@" + host);
-  if (known != known_.end()) return known->second;
-  return options_.password;
-}
-
 // ---- downloads ---------------------------------------------------------------------------------
 
 std::vector<WantedDownload> WantedDownloads(const Options& options) {
@@ -175,7 +135,8 @@ std::vector<WantedDownload> WantedDownloads(const Options& options) {
   Passwords passwords(options);
   const std::string folder = options.output ? "" : CurrentFolder();
   for (WantedDownload& wanted : all) {
-    TakeLogin(wanted.address, options, &passwords, &wanted.user, &wanted.password);
+    if (wanted.address.scheme == Scheme::FTP)
+      wanted.login = WantedLoginFor(wanted.address, HostAndPort(wanted.address), options, &passwords);
     wanted.target = options.output ? TargetOf(*options.output) : Joined(folder, wanted.address.fileName);
     CheckTarget(wanted.target, options.output ? *options.output : wanted.address.fileName);
   }
@@ -194,8 +155,8 @@ std::unique_ptr<Transfer> MakeDownload(Store* store, const WantedDownload& wante
   SavedTransfer saved;
   saved.url = wanted.address.shown;
   saved.localPath = wanted.target;
-  saved.user = wanted.user;
-  return Make(store, saved, PartsOf(options), options, wanted.password, reporter);
+  saved.user = wanted.login.user;
+  return Make(store, saved, PartsOf(options), options, wanted.login.password, reporter);
 }
 
 // ---- uploads -----------------------------------------------------------------------------------
@@ -221,9 +182,9 @@ std::unique_ptr<Transfer> MakeUpload(Store* store, const Options& options, Repor
   saved.url = address.shown;
   saved.localPath = TargetOf(file);
   Passwords passwords(options);
-  std::optional<std::string> password;
-  TakeLogin(address, options, &passwords, &saved.user, &password);
-  return Make(store, saved, {}, options, password, reporter);
+  const WantedLogin login = WantedLoginFor(address, HostAndPort(address), options, &passwords);
+  saved.user = login.user;
+  return Make(store, saved, {}, options, login.password, reporter);
 }
 
 // ---- saved ones --------------------------------------------------------------------------------
@@ -234,7 +195,7 @@ std::unique_ptr<Transfer> MakeSaved(Store* store, unsigned number, const Options
   if (!claim) RefuseTaken(number);
   const auto saved = store->Find(number);
   if (!saved) return nullptr;
-  const auto password = passwords.Find(saved->user, HostKey(ParseAddress(saved->url)));
+  const auto password = passwords.Find(saved->user, HostAndPort(ParseAddress(saved->url)));
   return std::make_unique<Transfer>(store, std::move(claim), *saved, false, TransferExtras{}, options,
                                     saved->user.empty() ? std::nullopt : password, reporter);
 }

@@ -2,13 +2,13 @@
 #ifndef TOOL_TRANSFER_MAKE_H
 #define TOOL_TRANSFER_MAKE_H
 
-#include <map>
 #include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "tool/address.h"
+#include "tool/login.h"
 #include "tool/options.h"
 #include "tool/reporter.h"
 #include "tool/store.h"
@@ -16,28 +16,11 @@
 
 namespace tool {
 
-// The passwords of a run. They are asked for before it begins, for nobody answers in the middle of it; a
-// transfer whose password is missing fails alone.
-class Passwords {
- public:
-  explicit Passwords(const Options& options) : options_(options) {}
-
-  // Asks on the terminal for the login of this user, unless it is known. Throws Interruption.
-  void Ask(const std::string& user, const std::string& host);
-  // Nothing when nobody gave it.
-  std::optional<std::string> Find(const std::string& user, const std::string& host) const;
-
- private:
-  const Options& options_;
-  std::map<std::string, std::string> known_;  // "user@host"
-};
-
 // A download of the command line: checked, with its absolute target.
 struct WantedDownload {
   Address address;
   std::string target;  // in the library's form
-  std::string user;    // of URL or options; empty: anonymous
-  std::optional<std::string> password;
+  WantedLogin login;   // of an FTP address
 };
 
 // All URLs of the command line, checked before anything is fetched. Throws Failure (Usage), Interruption.

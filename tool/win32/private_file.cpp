@@ -6,6 +6,7 @@
 #include <cstdlib>
 
 #include "tool/failure.h"
+#include "tool/win32/system_text.h"
 
 namespace tool {
 namespace {
@@ -13,16 +14,6 @@ namespace {
 constexpr DWORD kLongestFileBytes = 64 << 20;
 constexpr unsigned kReplaceAttempts = 200;
 constexpr DWORD kReplacePauseMilliseconds = 10;
-
-std::string SystemText(DWORD error) {
-  char text[512];
-  const DWORD flags = FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS;
-  DWORD length = FormatMessageA(flags, nullptr, error, 0, text, sizeof text, nullptr);
-  while (length > 0 && (text[length - 1] == '\r' || text[length - 1] == '\n' || text[length - 1] == '.'))
-    length--;
-  if (length == 0) return "system error " + std::to_string(error);
-  return std::string(text, length) + " (" + std::to_string(error) + ")";
-}
 
 [[noreturn]] void FailWith(const std::string& action, const std::string& path, DWORD error) {
   std::string text = "cannot " + action + " \"" + path + "\": " + SystemText(error);
