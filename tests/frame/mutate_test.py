@@ -70,7 +70,8 @@ class Replacements(unittest.TestCase):
     def test_the_programs_come_from_the_folder_or_follow_the_name(self):
         self.assertEqual(one("a => b", "net/a.cpp").programs, ["net"])
         self.assertEqual(mutate.parse("list", "[os/a.cpp] net dialup\na => b\n")[0].programs, ["net", "dialup"])
-        for text in ("[fuzz/a.cpp]\na => b", "a => b", "[os/a.cpp]\na - b"):
+        self.assertEqual(mutate.parse("list", "[tool/a.cpp] toolunit tool\na => b\n")[0].programs, ["toolunit", "tool"])
+        for text in ("[fuzz/a.cpp]\na => b", "[os/a.cpp] exchange\na => b", "a => b", "[os/a.cpp]\na - b"):
             with self.assertRaises(mutate.Wrong):
                 mutate.parse("list", text)
 
@@ -189,6 +190,35 @@ class Failures(unittest.TestCase):
     def test_are_tests_without_end_too(self):
         self.assertEqual(self.noticed_by("echo '[ RUN      ] Suite.Name'; exec sleep 600\n"),
                          "Suite.Name, which does not end")
+
+
+class PythonTests(unittest.TestCase):
+    def noticed_by(self, files):
+        """What comes of a folder with these files, each the body of one test."""
+        with tempfile.TemporaryDirectory() as folder:
+            tests, logs = os.path.join(folder, "tests"), os.path.join(folder, "logs")
+            os.mkdir(tests)
+            os.mkdir(logs)
+            for name, body in files.items():
+                with open(os.path.join(tests, name), "w", encoding="utf-8") as file:
+                    file.write("import time, os, unittest\nFOLDER = %r\n\nclass Suite(unittest.TestCase):\n"
+                               "    def test_a(self):\n        pass\n    def test_b(self):\n        %s\n" % (folder, body))
+            return mutate.noticed_by(tests, 2, logs, "*")
+
+    def test_notice_in_every_file(self):
+        self.assertEqual(self.noticed_by({"a_test.py": "pass", "b_test.py": "self.fail()"}), "test_b")
+        self.assertEqual(self.noticed_by({"a_test.py": "raise OSError", "b_test.py": "pass"}), "test_b")
+        self.assertEqual(self.noticed_by({"a_test.py": "pass", "helper.py": "self.fail()"}), "")
+
+    def test_without_end_notice(self):
+        self.assertEqual(self.noticed_by({"a_test.py": "time.sleep(600)"}), "test_b, which does not end")
+
+    def test_that_fail_once_do_not_count(self):
+        body = "p = FOLDER + '/run'; seen = os.path.exists(p); open(p, 'w').close(); self.assertTrue(seen)"
+        self.assertEqual(self.noticed_by({"a_test.py": body}), "")
+
+    def test_that_need_real_servers_stay_out(self):
+        self.assertEqual(self.noticed_by({"a_test.py": "os.environ['QZ_TEST_FTP_PORT_OF_THE_TEST']"}), "")
 
 
 class ClosedRoom(unittest.TestCase):
