@@ -95,8 +95,6 @@ static ErrorCode Fetch(Checksum* checksum, VRXClient* client) {
   char text[MESSAGE_SIZE];
   snprintf(text, sizeof text, "SHA-256 digest fetched from %s.", DigestFetch_Source(checksum->fetch));
   VRXClient_AgentMessage(client, text);
-  DigestFetch_Delete(checksum->fetch);
-  checksum->fetch = NULL;
   return OpenFile(checksum, client);
 }
 

@@ -160,12 +160,12 @@ static ErrorCode NextMember(Unpacking* work) {
 }
 
 static int IsWhole(const Unpacking* work) {
-  return work->isSourceEnded && work->isMemberEnded && work->stream.avail_in == 0;
+  return work->isSourceEnded && work->isMemberEnded;
 }
 
 static ErrorCode MoveChunk(Unpacking* work, VRXClient* client) {
   ErrorCode status = Error_None;
-  if (work->stream.avail_in == 0 && !work->isSourceEnded) status = FillInput(work, client);
+  if (work->stream.avail_in == 0) status = FillInput(work, client);
   if (status != Error_None || IsWhole(work)) return status;
   if (work->isMemberEnded) return NextMember(work);
   status = Inflate(work, client);
