@@ -137,7 +137,6 @@ static void EndPhases(Checksum* checksum) {
   DigestFetch_Delete(checksum->fetch);
   checksum->fetch = NULL;
   CloseFile(checksum);
-  checksum->phase = Phase_Begin;
 }
 
 /* ---- methods ------------------------------------------------------------------------------------------- */

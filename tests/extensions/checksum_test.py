@@ -3,7 +3,7 @@
 import os
 import time
 
-from driving import DriverTest, tool, unittest
+from driving import DriverTest, only_posix, tool, unittest
 
 SMALL = b"hello\n"
 # sha256sum of: "hello" and a newline; 0123456789abcdef 4,194,304 times; its first 3,000,000 bytes
@@ -93,6 +93,41 @@ class TheDigestOfTheApplication(DriverTest):
         self.assertEqual(self.names(), ["f.iso"])
         self.assertEqual(self.read("f.iso"), SMALL)
 
+    def test_an_empty_one_stands_for_that_beside_the_url(self):
+        server = self.files({"/f.iso": SMALL, "/f.iso.sha256": DIGEST.encode()})
+        outcome = self.drive(server.url("/f.iso"), "f.iso", "verify=")
+        self.assert_completed(outcome)
+        self.assertIn("SHA-256 digest fetched from %s." % server.url("/f.iso.sha256"), outcome.messages)
+
+    def test_a_file_that_has_gone_is_a_failure_in_words(self):
+        server = self.files({"/f.iso": LARGE})
+        self.drive(server.url("/f.iso"), "f.iso", "verify=" + DIGEST, "record=f.vrx", "end-in-agents=1", code=9)
+        os.remove(os.path.join(self.folder, "f.iso"))
+        outcome = self.drive(server.url("/f.iso"), "f.iso", "record=f.vrx")
+        self.assert_failed(outcome, '"f.iso" is not verified: it cannot be opened.')
+
+    @only_posix
+    def test_a_file_that_cannot_be_read_is_a_failure_in_words(self):
+        server = self.files({"/f.iso": SMALL})
+        outcome = self.drive(server.url("/f.iso"), "f.iso", "verify=" + DIGEST, environment=self.broken_reads("f.iso"))
+        self.assert_failed(outcome, '"f.iso" is not verified: it cannot be read.')
+        self.assertEqual(self.names(), ["f.iso"])
+
+    @only_posix
+    def test_a_path_without_room_for_another_name_keeps_its_own(self):
+        path = self.long_path(1020)
+        server = self.files({"/f.gz": SMALL})
+        outcome = self.drive(server.url("/f.gz"), path, "verify=" + OTHER_DIGEST)
+        self.assert_failed(outcome, '"%s" is not verified: SHA-256 is %s, expected %s; it could not be renamed "%s".'
+                           % (path, DIGEST, OTHER_DIGEST, path + ".ba"))
+        self.assertEqual(self.read(path), SMALL)
+
+    def test_a_transfer_that_is_closed_while_the_file_is_read_ends(self):
+        server = self.files({"/f.iso": LARGE})
+        outcome = self.drive(server.url("/f.iso"), "f.iso", "verify=" + LARGE_DIGEST, "close-in-agents=2")
+        self.assertEqual(outcome.number("state"), 13)
+        self.assertIn("ended", outcome.values)
+
     def test_a_large_file_takes_many_short_steps(self):
         server = self.files({"/f.iso": LARGE})
         outcome = self.drive(server.url("/f.iso"), "f.iso", "verify=" + LARGE_DIGEST)
@@ -151,6 +186,8 @@ class TheDigestBesideTheURL(DriverTest):
         for answer, why in ((wrong_page, "holds no digest of this file"), (b"", "holds no digest of this file"),
                             (b"x" * 70000, "Exceed"), (tool.http("200 OK", b"short", 1000), "Ended"),
                             (tool.http("302 Found", Location="https://127.0.0.1/x"), "302 Found"),
+                            (tool.http("302 Found", Location="//127.0.0.1/x"), "302 Found"),
+                            (tool.http("204 No Content", DIGEST.encode()), "204 No"),
                             (tool.http("302 Found", Location="/f.iso.sha256"), "Exceed")):
             with self.subTest(answer=answer[:40]):
                 self.fails_with({"/f.iso.sha256": answer}, why)
@@ -159,6 +196,38 @@ class TheDigestBesideTheURL(DriverTest):
         server = self.files({"/f.iso": SMALL, "/f.iso.sha256": tool.http("302 Found", Location="/sums/1?x"),
                              "/sums/1?x": DIGEST.encode()})
         self.assert_completed(self.drive(server.url("/f.iso"), "f.iso", "verify"))
+
+    def test_five_redirects_in_a_row_are_followed(self):
+        for count, is_followed in ((5, True), (6, False)):
+            with self.subTest(count=count):
+                answers = {"/f.iso": SMALL, "/f.iso.sha256": tool.http("302 Found", Location="/1"),
+                           "/%d" % count: DIGEST.encode()}
+                for i in range(1, count):
+                    answers["/%d" % i] = tool.http("302 Found", Location="/%d" % (i + 1))
+                server = self.files(answers)
+                outcome = self.drive(server.url("/f.iso"), "f%d.iso" % count, "verify")
+                if is_followed:
+                    self.assert_completed(outcome)
+                else:
+                    self.assert_failed(outcome, '"f6.iso" is not verified: %s: Exceed.' % server.url("/f.iso.sha256"))
+
+    def test_a_file_over_ftp_that_is_too_large_holds_none(self):
+        server = self.serve(FTPServer({"f.iso": SMALL, "f.iso.sha256": DIGEST.encode() + b"\n" * 70000}))
+        outcome = self.drive(server.url("f.iso"), "f.iso", "verify")
+        self.assert_failed(outcome, '"f.iso" is not verified: %s: 226 done.' % server.url("f.iso.sha256"))
+
+    def test_the_first_server_says_why(self):
+        mirror = self.files({"/m/f.iso.sha256": tool.http("500 Broken")})
+        server = self.files({"/f.iso": SMALL})
+        outcome = self.drive(server.url("/f.iso"), "f.iso", "verify", "mirror=" + mirror.url("/m/f.iso"))
+        self.assert_failed(outcome, '"f.iso" is not verified: %s: 404 Not.' % server.url("/f.iso.sha256"))
+        self.assertEqual(len(mirror.requests), 1)
+
+    def test_what_the_first_server_sent_is_no_part_of_what_the_second_sends(self):
+        mirror = self.files({"/m/f.iso.sha256": DIGEST.encode()})
+        server = self.files({"/f.iso": SMALL, "/f.iso.sha256": tool.http("200 OK", b"some", 1000)})
+        outcome = self.drive(server.url("/f.iso"), "f.iso", "verify", "mirror=" + mirror.url("/m/f.iso"))
+        self.assert_completed(outcome)
 
     def test_a_mirror_may_have_it(self):
         mirror = self.files({"/m/f.iso.sha256": DIGEST.encode()})
@@ -175,6 +244,19 @@ class TheDigestBesideTheURL(DriverTest):
         self.assert_short_steps(outcome, 20)
         self.assertIn("ended", outcome.values)
 
+
+    def test_a_transfer_that_is_closed_asks_no_further_server(self):
+        mirror = self.files({"/m/f.iso.sha256": DIGEST.encode()})
+
+        def answer(number, request):
+            if request.startswith("GET /f.iso "):
+                return [tool.honest(SMALL, request)]
+            time.sleep(1)
+            return [tool.http("404 Not", b"nothing here")]
+        server = self.serve(tool.HTTPServer(answer))
+        outcome = self.drive(server.url("/f.iso"), "f.iso", "verify", "mirror=" + mirror.url("/m/f.iso"),
+                             "close-in-agents=5", "linger=3000")
+        self.assertEqual((len(server.requests), len(mirror.requests)), (2, 0), outcome)
 
     def test_a_fetch_may_end_after_the_library(self):
         """Its thread still runs the code of the extension, which must not be unloaded."""
@@ -207,6 +289,15 @@ class TheRecord(DriverTest):
         self.assert_failed(second, '"f.iso" is not verified: SHA-256 is %s, expected %s; renamed "f.iso.bad".'
                            % (LARGE_DIGEST, DIGEST))
         self.assertEqual(self.names(), ["f.iso.bad", "f.vrx"])
+
+    def test_one_whose_digest_is_damaged_is_refused(self):
+        server = self.files({"/f.iso": LARGE})
+        self.drive(server.url("/f.iso"), "f.iso", "verify=" + LARGE_DIGEST, "record=f.vrx", "end-in-agents=1", code=9)
+        record = self.read("f.vrx")
+        self.assertEqual(record.count(LARGE_DIGEST.encode()), 1)
+        self.write("f.vrx", record.replace(LARGE_DIGEST.encode(), b"g" + LARGE_DIGEST[1:].encode()))
+        outcome = self.drive(server.url("/f.iso"), "f.iso", "record=f.vrx", code=1)
+        self.assertEqual(outcome.values["failed"], "reading the record: -4")
 
     def test_the_digest_is_fetched_by_the_next_program(self):
         second = self.end_and_resume(LARGE, LARGE_DIGEST, "verify", steps="end-in-agents=1",

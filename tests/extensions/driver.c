@@ -1,12 +1,13 @@
 /* Runs one transfer with the extensions, as an application would, and says what happened:
  *
  *   driver URL TARGET [verify | verify=DIGEST] [unpack | unpack=remove] [mirror=URL] [overwrite] [upload]
- *          [record=FILE] [end-in-agents=STEPS] [close-in-agents=STEPS] [linger=MILLISECONDS]
+ *          [record=FILE] [end-in-agents=STEPS] [end-at-failure] [close-in-agents=STEPS] [linger=MILLISECONDS]
  *
  * A record that exists is read, and nothing is asked for again; it is written whenever a step gives 1 to 5.
  * end-in-agents writes it after so many steps in the state of the agents, and ends without any clean-up, as a
- * program does that is killed; close-in-agents closes the transfer there. linger: the time from the end of
- * the library to that of the program. It lies in a folder with the extensions. */
+ * program does that is killed; end-at-failure ends so once the transfer has failed; close-in-agents closes
+ * the transfer. linger: the time from the end of the library to that of the program. It lies in a folder with
+ * the extensions. */
 #include <qz/qz.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -22,6 +23,7 @@ typedef struct Options {
   int32_t endSteps;   /* 0: never */
   int32_t closeSteps; /* 0: never */
   uint32_t lingerMilliseconds;
+  int32_t endsAtFailure;
 } Options;
 
 typedef struct Outcome {
@@ -68,6 +70,7 @@ static void Ask(VRXClient* client, const char* argument, Options* options) {
   if ((value = ValueOf(argument, "record")) != NULL) options->record = value;
   if ((value = ValueOf(argument, "end-in-agents")) != NULL) options->endSteps = atoi(value);
   if ((value = ValueOf(argument, "close-in-agents")) != NULL) options->closeSteps = atoi(value);
+  if (strcmp(argument, "end-at-failure") == 0) options->endsAtFailure = 1;
   if ((value = ValueOf(argument, "linger")) != NULL) options->lingerMilliseconds = (uint32_t)atoi(value);
 }
 
@@ -104,6 +107,11 @@ static VRXClient* Make(int count, char** arguments, Options* options) {
   return client;
 }
 
+static void End(void) {
+  fflush(stdout);
+  _Exit(9);
+}
+
 static Outcome Run(VRXClient* client, const Options* options) {
   Outcome outcome = {0, 0, 0};
   while (outcome.result == VRXClientResult_None || outcome.result == VRXClientResult_Changed) {
@@ -120,9 +128,9 @@ static Outcome Run(VRXClient* client, const Options* options) {
     if (outcome.agentSteps == options->closeSteps) break;
     if (outcome.agentSteps != options->endSteps) continue;
     WriteRecord(client, options->record);
-    fflush(stdout);
-    _Exit(9);
+    End();
   }
+  if (options->endsAtFailure && outcome.result == VRXClientResult_Failed) End();
   return outcome;
 }
 
@@ -133,7 +141,7 @@ static void Linger(uint32_t milliseconds) {
 }
 
 int main(int argc, char** argv) {
-  Options options = {NULL, NULL, 0, 0, 0};
+  Options options = {NULL, NULL, 0, 0, 0, 0};
   setvbuf(stdout, NULL, _IOFBF, 65536);
   Expect("OS_Init", OS_Init("driver", OSInitCode_LogPath, "driver.log", OSInitCode_End));
   Expect("VRXClientSystem_Init", VRXClientSystem_Init());

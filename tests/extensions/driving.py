@@ -22,6 +22,8 @@ COMMAND = shlex.split(os.environ.get("QZ_EXTENSION_DRIVER", "build/linux-asan/ex
 BUILD = os.path.dirname(os.path.join(CHECKOUT, COMMAND[-1]))
 ON_WINDOWS = COMMAND[-1].endswith(".exe")
 
+only_posix = unittest.skipIf(ON_WINDOWS, "needs what a preloaded library, or a limit, makes fail")
+
 
 class Outcome:
     """What the driver printed."""
@@ -71,12 +73,31 @@ class DriverTest(unittest.TestCase):
         words = [os.path.join(CHECKOUT, word) for word in COMMAND[:-1]]
         return words + [os.path.join(self.programs, os.path.basename(COMMAND[-1]))]
 
-    def drive(self, *arguments, code=0):
-        done = subprocess.run(self.command() + list(arguments), cwd=self.folder, stdin=subprocess.DEVNULL,
-                              stdout=subprocess.PIPE, stderr=subprocess.PIPE, timeout=RUN_SECONDS, check=False)
+    def drive(self, *arguments, code=0, environment=None, **options):
+        full = dict(os.environ, **(environment or {}))
+        done = subprocess.run(self.command() + list(arguments), cwd=self.folder, stdin=subprocess.DEVNULL, env=full,
+                              stdout=subprocess.PIPE, stderr=subprocess.PIPE, timeout=RUN_SECONDS, check=False,
+                              **options)
         outcome = Outcome(done)
         self.assertEqual(outcome.code, code, outcome)
         return outcome
+
+    def broken_reads(self, name):
+        """The environment in which files whose name contains this cannot be read."""
+        library = os.path.join(self.programs, "fail_reads.so")
+        source = os.path.join(CHECKOUT, "tests", "tool", "fail_reads.c")
+        subprocess.run(["cc", "-shared", "-fPIC", "-o", library, source, "-ldl"], check=True)
+        return {"LD_PRELOAD": library, "QZ_FAIL_READS": name,
+                "ASAN_OPTIONS": os.environ.get("ASAN_OPTIONS", "") + ":verify_asan_link_order=0"}
+
+    def long_path(self, length):
+        """The path of "f.gz" in a folder that it makes, of this length in all."""
+        folders = ["x" * 200] * ((length - 6) // 201)
+        left = length - len("/f.gz") - sum(len(folder) + 1 for folder in folders)
+        path = "/".join(folders + ["y" * left])
+        os.makedirs(os.path.join(self.folder, path))
+        self.assertEqual(len(path + "/f.gz"), length)
+        return path + "/f.gz"
 
     def serve(self, server):
         self.addCleanup(server.stop)

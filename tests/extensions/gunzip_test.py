@@ -2,8 +2,11 @@
 
 import gzip
 import os
+import resource
+import signal
+import zlib
 
-from driving import DriverTest, tool, unittest
+from driving import DriverTest, only_posix, tool, unittest
 
 TEXT = b"one line\n" * 1000
 LARGE = b"0123456789abcdef" * (4 * 1024 * 1024)
@@ -13,10 +16,16 @@ def noise(count):
     return tool.some_bytes(count, 5)
 
 
+def limit_files():
+    """No file of the program grows beyond 1,000,000 bytes."""
+    signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
+    resource.setrlimit(resource.RLIMIT_FSIZE, (1000000, 1000000))
+
+
 class Gunzip(DriverTest):
-    def unpack(self, content, *options, name="f.txt.gz", code=0):
+    def unpack(self, content, *options, name="f.txt.gz", code=0, **others):
         server = self.files({"/" + name: content})
-        return self.drive(server.url("/" + name), name, *(options or ("unpack",)), code=code)
+        return self.drive(server.url("/" + name), name, *(options or ("unpack",)), code=code, **others)
 
     def test_a_good_file_is_unpacked_and_kept(self):
         packed = gzip.compress(TEXT)
@@ -52,8 +61,18 @@ class Gunzip(DriverTest):
                 self.assert_completed(self.unpack(gzip.compress(noise(size)), name="n%d.gz" % size))
                 self.assertEqual(self.read("n%d" % size), noise(size))
 
-    def refuses(self, content, why, name="f.txt.gz"):
-        outcome = self.unpack(content, name=name)
+    def test_a_member_may_end_with_a_chunk(self):
+        first = noise(65513)
+        size = (65513).to_bytes(2, "little")
+        stored = b"\x01" + size + bytes(0xFF ^ byte for byte in size) + first
+        packed = b"\x1f\x8b\x08\0\0\0\0\0\0\xff" + stored
+        packed += zlib.crc32(first).to_bytes(4, "little") + size + b"\0\0"
+        self.assertEqual(len(packed), 65536)
+        self.assert_completed(self.unpack(packed + gzip.compress(TEXT)))
+        self.assertEqual(self.read("f.txt"), first + TEXT)
+
+    def refuses(self, content, why, name="f.txt.gz", **options):
+        outcome = self.unpack(content, name=name, **options)
         self.assert_failed(outcome, '"%s" is not unpacked: %s.' % (name, why))
         self.assertEqual(self.names(), [name])
         self.assertEqual(self.read(name), content)
@@ -70,6 +89,7 @@ class Gunzip(DriverTest):
 
     def test_what_is_not_packed_stays_as_it_is(self):
         self.refuses(TEXT, "it is damaged")
+        self.refuses(zlib.compress(TEXT), "it is damaged")
 
     def test_a_file_that_is_cut_short_stays_as_it_is(self):
         packed = gzip.compress(noise(200000))
@@ -79,9 +99,50 @@ class Gunzip(DriverTest):
         self.refuses(packed + packed[:100], "it is cut short")
 
     def test_another_name_is_refused(self):
-        for name in ("f.txt", "f.gzip", "gz"):
+        for name in ("f.txt", "f.gzip", "gz", ".gz", "f.txt-gz"):
             with self.subTest(name=name):
                 self.refuses(gzip.compress(TEXT), 'its name does not end in ".gz"', name)
+
+    def test_a_suffix_is_no_name(self):
+        os.mkdir(os.path.join(self.folder, "below"))
+        server = self.files({"/.gz": gzip.compress(TEXT)})
+        outcome = self.drive(server.url("/.gz"), "below/.gz", "unpack")
+        self.assert_failed(outcome, '"below/.gz" is not unpacked: its name does not end in ".gz".')
+
+    @only_posix
+    def test_a_path_without_room_for_another_name_is_refused(self):
+        path = self.long_path(1020)
+        server = self.files({"/f.gz": gzip.compress(TEXT)})
+        outcome = self.drive(server.url("/f.gz"), path, "unpack")
+        self.assert_failed(outcome, '"%s" is not unpacked: its name is too long.' % path)
+        self.assertEqual(os.listdir(os.path.join(self.folder, os.path.dirname(path))), ["f.gz"])
+
+    def test_a_file_that_has_gone_is_a_failure_in_words(self):
+        server = self.files({"/f.gz": gzip.compress(LARGE * 2)})
+        self.drive(server.url("/f.gz"), "f.gz", "unpack", "record=f.vrx", "end-in-agents=1", code=9)
+        os.remove(os.path.join(self.folder, "f.gz"))
+        outcome = self.drive(server.url("/f.gz"), "f.gz", "record=f.vrx")
+        self.assert_failed(outcome, '"f.gz" is not unpacked: it cannot be opened.')
+
+    @only_posix
+    def test_a_file_that_cannot_be_read_is_a_failure_in_words(self):
+        self.refuses(gzip.compress(TEXT), "it cannot be read", environment=self.broken_reads("f.txt.gz"))
+
+    @only_posix
+    def test_a_full_disk_is_a_failure_in_words(self):
+        self.refuses(gzip.compress(bytes(2000000)), "the unpacked file cannot be written", preexec_fn=limit_files)
+
+    def test_a_file_without_a_free_name_is_refused(self):
+        for number in ["", *("(%d)" % i for i in range(512))]:
+            self.write("f%s.txt" % number, b"")
+        outcome = self.unpack(gzip.compress(TEXT))
+        self.assert_failed(outcome, '"f.txt.gz" is not unpacked: the unpacked file cannot be written.')
+        self.assertEqual([name for name in self.names() if name.endswith((".gz", ".unpacking"))], ["f.txt.gz"])
+
+    def test_what_has_failed_leaves_nothing_even_when_the_program_ends(self):
+        outcome = self.unpack(gzip.compress(TEXT)[:-1], "unpack", "end-at-failure", code=9)
+        self.assertEqual(outcome.messages[-1], '"f.txt.gz" is not unpacked: it is cut short.')
+        self.assertEqual(self.names(), ["f.txt.gz"])
 
     def test_the_suffix_may_be_in_any_case(self):
         self.assert_completed(self.unpack(gzip.compress(TEXT), name="f.GZ"))
