@@ -406,6 +406,18 @@ TEST_F(HTTPDownload, NeedsSpaceForTheRestOnly_WhenItResumes) {
   EXPECT_EQ(OutBytes(), "abcdefghij");
 }
 
+TEST_F(HTTPDownload, NeedsNoSpaceForTheBytesThatItOverwrites) {
+  ScriptedServer server({AnswersAndStalls("0", "HTTP/1.0 200 OK\r\nContent-Length: 10\r\n\r\nabcd"),
+                         Answers("4", "HTTP/1.0 200 OK\r\nContent-Length: 10\r\n\r\n0123456789")});
+  auto download = NewDownload(server);
+  MoveFirstBytes(download.get());
+  iVRXClient_SetFreeBytes(SixBytesFree);
+  download->RunToState(11);
+  iVRXClient_SetFreeBytes(nullptr);
+  download->RunToCompletion();
+  EXPECT_EQ(OutBytes(), "0123456789");
+}
+
 TEST_F(HTTPDownload, GoesOn_WhenTheSpaceIsUnknown) {
   iVRXClient_SetFreeBytes(UnknownBytesFree);
   ScriptedServer server({Answers("0", "HTTP/1.0 200 OK\r\nContent-Length: 4\r\n\r\nabcd")});
