@@ -22,7 +22,7 @@ COMMAND = shlex.split(os.environ.get("QZ_EXTENSION_DRIVER", "build/linux-asan/ex
 BUILD = os.path.dirname(os.path.join(CHECKOUT, COMMAND[-1]))
 ON_WINDOWS = COMMAND[-1].endswith(".exe")
 
-only_posix = unittest.skipIf(ON_WINDOWS, "needs what a preloaded library, or a limit, makes fail")
+only_posix = unittest.skipIf(ON_WINDOWS, "needs long paths, limits or preloaded libraries of a POSIX system")
 
 
 class Outcome:
