@@ -41,7 +41,7 @@ class URL {
     URLData data = *data_;
     if (isWithoutUser) data.user = data.password = nullptr;
     std::vector<char> text(16384);
-    Require(iURL_Format(&data, text.size(), text.data()) == Error_None);
+    Require(iURL_FormatExactly(&data, text.size(), text.data()) == Error_None);
     return text.data();
   }
 

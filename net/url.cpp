@@ -71,6 +71,10 @@ char* StripEnds(char* text) {
   return text;
 }
 
+bool IsEscape(const char* text) {
+  return *text == '%' && HasClass(text[1], CharacterClass_Hex) && HasClass(text[2], CharacterClass_Hex);
+}
+
 // Kept: the lower-case digits "a" to "f" count as digits of value 0, so "%2f" is a space; texts saved by
 // earlier versions were read this way.
 void Unescape(char* text) {
@@ -78,7 +82,7 @@ void Unescape(char* text) {
   const char* from = text;
   char* to = text;
   while (*from != 0) {
-    if (*from != '%' || !HasClass(from[1], CharacterClass_Hex) || !HasClass(from[2], CharacterClass_Hex)) {
+    if (!IsEscape(from)) {
       *to++ = *from++;
       continue;
     }
@@ -137,7 +141,9 @@ void SplitRest(char* rest, URLData* data) {
 // Writes whole pieces into a buffer; from the first piece that does not fit on, nothing more.
 class Writer {
  public:
-  Writer(char* buffer, size_t size) : buffer_(buffer), capacity_(size - 1) { buffer_[0] = 0; }
+  Writer(char* buffer, size_t size, bool isExact) : buffer_(buffer), capacity_(size - 1), isExact_(isExact) {
+    buffer_[0] = 0;
+  }
 
   void Append(std::string_view text) {
     for (char c : text) AppendPiece({&c, 1});
@@ -145,11 +151,14 @@ class Writer {
 
   // Writes a text with every byte escaped that must be and is not in `exempt`.
   // Kept: "%" stays as it is, so a text that holds "%41" itself comes back as "A"; stored lists are written
-  // this way.
-  void AppendEscaped(std::string_view text, std::string_view exempt) {
+  // this way. An exact text has "%25" there.
+  void AppendEscaped(const char* text, std::string_view exempt) {
     static constexpr char kHexDigits[] = "0123456789ABCDEF";
-    for (char c : text) {
-      if (!HasClass(c, CharacterClass_UrlEscape) || exempt.find(c) != std::string_view::npos) {
+    for (; *text != 0; ++text) {
+      const char c = *text;
+      const bool isEscaped =
+          HasClass(c, CharacterClass_UrlEscape) && exempt.find(c) == std::string_view::npos;
+      if (!isEscaped && !(isExact_ && IsEscape(text))) {
         AppendPiece({&c, 1});
         continue;
       }
@@ -175,6 +184,7 @@ class Writer {
 
   char* buffer_;
   size_t capacity_;
+  bool isExact_;
   size_t length_ = 0;
   bool cut_ = false;
 };
@@ -203,6 +213,15 @@ void AppendURL(const URLData& data, Writer* writer) {
   if (data.path == nullptr) return;
   if (!writer->EndsWithSlash() && data.path[0] != '/') writer->Append("/");
   writer->AppendEscaped(data.path, "/&#");
+}
+
+ErrorCode Format(const URLData* data, bool isExact, size_t size, char* buffer) {
+  if (buffer == nullptr || size == 0) return Error_Invalid;
+  buffer[0] = 0;
+  if (data == nullptr || data->protocol == nullptr) return Error_Invalid;
+  Writer writer(buffer, size, isExact);
+  AppendURL(*data, &writer);
+  return writer.IsCut() ? Error_Exceed : Error_None;
 }
 
 // ---- copying and comparing -------------------------------------------------------------------------------
@@ -291,12 +310,11 @@ ErrorCode URL_ToData(char* text, URLData* data) {
 }
 
 ErrorCode iURL_Format(const URLData* data, size_t size, char* buffer) {
-  if (buffer == nullptr || size == 0) return Error_Invalid;
-  buffer[0] = 0;
-  if (data == nullptr || data->protocol == nullptr) return Error_Invalid;
-  Writer writer(buffer, size);
-  AppendURL(*data, &writer);
-  return writer.IsCut() ? Error_Exceed : Error_None;
+  return Format(data, false, size, buffer);
+}
+
+ErrorCode iURL_FormatExactly(const URLData* data, size_t size, char* buffer) {
+  return Format(data, true, size, buffer);
 }
 
 ErrorCode URL_FromData(const URLData* data, char* buffer) {

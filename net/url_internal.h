@@ -17,6 +17,9 @@ inline constexpr std::string_view kURL_WhiteSpace = " \n\r\t";
 // null protocol or size 0; the buffer, if there is one, is then empty.
 ErrorCode iURL_Format(const URLData* data, size_t size, char* buffer);
 
+// The same for a text that is parsed again to the same record: a "%" that would begin an escape is "%25".
+ErrorCode iURL_FormatExactly(const URLData* data, size_t size, char* buffer);
+
 // The order of two URLs: protocol, user, password and host as texts, then the port, then the path; a missing
 // text sorts after a present one. Negative, 0 or positive as a comes before b, equals it, or comes after it.
 int32_t iURL_Compare(const URLData* a, const URLData* b);

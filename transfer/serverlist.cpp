@@ -33,7 +33,7 @@ using OwnedURL = Owned<URLData, Memory_Delete>;
 
 bool Fits(const URLData& url, uint32_t limit) {
   char text[kTextSize];
-  return iURL_Format(&url, limit + 1, text) == Error_None;
+  return iURL_FormatExactly(&url, limit + 1, text) == Error_None;
 }
 
 // Takes the URL over.
@@ -97,7 +97,7 @@ void WriteServers(Traverse* traverse, const ServerList& list, bool isWithoutUser
     if (isWithoutUsers) url.user = url.password = nullptr;
     char text[kTextSize];
     text[0] = entry->isFailed ? kFailedMarker : kUsableMarker;
-    Traverse_Validate(traverse, iURL_Format(&url, sizeof text - 1, text + 1) == Error_None);
+    Traverse_Validate(traverse, iURL_FormatExactly(&url, sizeof text - 1, text + 1) == Error_None);
     Traverse_String(traverse, kTextSize, text);
   }
 }

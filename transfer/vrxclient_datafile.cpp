@@ -11,6 +11,7 @@
 #include "os/text/characterclass_internal.h"
 #include "qz/os.h"
 #include "transfer/vrxclient_internal.h"
+#include "transfer/vrxclientsystem_internal.h"
 
 namespace {
 
@@ -62,6 +63,13 @@ bool IsNameTaken(const VRXClient* client) {
   return client->isDataFileNew && File_Exists(client->data.dataPath, nullptr) != 0;
 }
 
+// Whether the path is that of a file in the directory, named by the prefix and a number.
+bool IsNameIn(const char* directory, const char* prefix, std::string_view path) {
+  char beginning[kPathSize];
+  if (iFile_Join(directory, prefix, beginning) != Error_None || !path.starts_with(beginning)) return false;
+  return AreDigits(path.substr(strlen(beginning)));
+}
+
 }  // namespace
 
 bool iVRXClient_IsSamePath(std::string_view a, std::string_view b) {
@@ -69,13 +77,10 @@ bool iVRXClient_IsSamePath(std::string_view a, std::string_view b) {
 }
 
 bool iVRXClient_IsOwnName(const char* path, const char* prefix) {
-  char beginning[kPathSize];
-  if (File_GetSysDir(SysDir_Cache, beginning) != Error_None) return false;
-  if (iFile_Join(beginning, prefix, beginning) != Error_None) return false;
-  std::string_view name = path;
-  if (!name.starts_with(beginning)) return false;
-  name.remove_prefix(strlen(beginning));
-  return AreDigits(name);
+  char directory[kPathSize];
+  if (iVRXClientSystem_GetFileDirectory(directory) == Error_None && IsNameIn(directory, prefix, path))
+    return true;
+  return File_GetSysDir(SysDir_Cache, directory) == Error_None && IsNameIn(directory, prefix, path);
 }
 
 ErrorCode iVRXClient_NameDataFile(VRXClient* client) {
@@ -83,7 +88,7 @@ ErrorCode iVRXClient_NameDataFile(VRXClient* client) {
   if (TakeEmptyFile(client)) return Error_None;
   char directory[kPathSize];
   char path[kPathSize];
-  ErrorCode status = File_GetSysDir(SysDir_Cache, directory);
+  ErrorCode status = iVRXClientSystem_GetFileDirectory(directory);
   for (int i = 0; i < kNameTries && status == Error_None; ++i) {
     status = File_UniquifyName(directory, kDataPrefix, path);
     if (status == Error_None && strlen(path) > kPathSize - 2) status = Error_Exceed;

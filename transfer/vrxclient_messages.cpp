@@ -16,6 +16,7 @@
 #include "qz/os.h"
 #include "transfer/vrxclient_internal.h"
 #include "transfer/vrxclient_testing.h"
+#include "transfer/vrxclientsystem_internal.h"
 
 namespace {
 
@@ -126,7 +127,7 @@ bool HasLogFile(VRXClient* client) {
   if (client->isLogPathOwn) return true;
   char directory[kPathSize];
   char path[kPathSize];
-  if (File_GetSysDir(SysDir_Cache, directory) != Error_None) return false;
+  if (iVRXClientSystem_GetFileDirectory(directory) != Error_None) return false;
   ErrorCode status = Error_Exists;
   for (int i = 0; i < kLogNameTries && status == Error_Exists; ++i) {
     status = CreateLogFile(directory, client, path);

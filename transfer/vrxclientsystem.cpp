@@ -3,8 +3,10 @@
 
 #include <atomic>
 #include <cstdio>
+#include <cstring>
 
 #include "net/sock_internal.h"
+#include "os/core/lock_internal.h"
 #include "os/file/file_internal.h"
 #include "qz/error.h"
 #include "qz/os.h"
@@ -18,6 +20,15 @@
 namespace {
 
 std::atomic<bool> isStarted{false};
+
+// Under the library's lock; empty for the cache directory. Names of files need some room behind it.
+constexpr size_t kLongestFileDirectory = 990;
+char fileDirectory[kLongestFileDirectory + 1];
+
+void SetFileDirectory(const char* path) {
+  const LibraryLock lock;
+  snprintf(fileDirectory, sizeof fileDirectory, "%s", path);
+}
 
 // Transfers that were not closed before the end: their agents need the classes that end now.
 void EmptyList() {
@@ -64,6 +75,27 @@ bool iVRXClientSystem_IsStarted() {
   return isStarted;
 }
 
+ErrorCode iVRXClientSystem_GetFileDirectory(char (&path)[1024]) {
+  {
+    const LibraryLock lock;
+    snprintf(path, sizeof path, "%s", fileDirectory);
+  }
+  return path[0] != '\0' ? ErrorCode{Error_None} : File_GetSysDir(SysDir_Cache, path);
+}
+
+ErrorCode VRXClientSystem_SetFileDirectory(const char* path) {
+  if (!isStarted) return Error_NotInited;
+  if (path == nullptr) path = "";
+  if (strlen(path) > kLongestFileDirectory) return Error_Exceed;
+  FileState state;
+  if (path[0] != '\0') {
+    const ErrorCode status = File_GetState(path, &state);
+    if (status != Error_None || state.exists == 0 || state.isDirectory == 0) return Error_NotFound;
+  }
+  SetFileDirectory(path);
+  return Error_None;
+}
+
 ErrorCode iVRXClientSystem_ApplyDialUp(bool hangUpWhenIdle) {
   char entry[kPathSize];
   bool isEnabled = false;
@@ -99,5 +131,6 @@ void VRXClientSystem_Exit(void) {
   if (!isStarted) return;
   EmptyList();
   isStarted = false;
+  SetFileDirectory("");
   EndParts(kPartCount);
 }

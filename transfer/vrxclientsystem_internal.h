@@ -13,6 +13,9 @@ void iVRXClientSystem_RaiseConnections();
 void iVRXClientSystem_LowerConnections();
 uint32_t iVRXClientSystem_Connections();
 
+// Where data and log files are made. path: out. Statuses of File_GetSysDir.
+ErrorCode iVRXClientSystem_GetFileDirectory(char (&path)[1024]);
+
 // Begins again at 0, for the start of the transfer system.
 void iVRXClientSystem_ClearConnections();
 

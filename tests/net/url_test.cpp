@@ -299,6 +299,14 @@ TEST(URLFormat, LosesAPercentSignThatWasEscaped) {
   EXPECT_EQ(Formatted(*url.data), "http://h/%41");
 }
 
+TEST(URLFormatExactly, KeepsAPercentSignThatWasEscaped) {
+  Parsed url("http://%2541:%2542@%2543/%2541%25%zz%2");
+  ASSERT_STREQ(url.data->path, "/%41%%zz%2");
+  char text[64];
+  EXPECT_EQ(iURL_FormatExactly(url.data, sizeof text, text), Error_None);
+  EXPECT_STREQ(text, "http://%2541:%2542@%2543/%2541%%zz%2");
+}
+
 TEST(URLFormat, GivesBackWhatItParsed) {
   for (const char* text : {"ftp://u:p@h:2121/d/f", "http://h", "http://h/x&y#z", "file:///c%3A/x", "file:///",
                            "vrx://a%40b:c%3Ad@h/%01%FF"}) {

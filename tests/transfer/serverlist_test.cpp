@@ -344,6 +344,23 @@ TEST(ServerListWrite, WritesTheEscapedText) {
   EXPECT_EQ(context.bytes().written(), Header(1) + Stored(" HTTP://u%3B:p%40q@h/a%20b%3Bc"));
 }
 
+// The paths as they are parsed: "/a%20b", "/100%.txt", "/%%41".
+TEST(ServerListWrite, KeepsPercentSignsOfNames) {
+  List list({" ftp://a/a%2520b", " ftp://a/100%25.txt", " ftp://a/%25%2541", " ftp://u%2541:p%2542@a/x"});
+  Context context;
+  EXPECT_EQ(Write(context, &list), Error_None);
+  EXPECT_EQ(context.bytes().written(), Header(4) + Stored(" ftp://a/a%2520b") + Stored(" ftp://a/100%.txt") +
+                                           Stored(" ftp://a/%%2541") + Stored(" ftp://u%2541:p%2542@a/x"));
+  List read;
+  Context written(Hex(context.bytes().written()));
+  EXPECT_EQ(Read(written, &read), Error_None);
+  EXPECT_STREQ(read.first->url->path, "/a%20b");
+  EXPECT_STREQ(read.first->next->url->path, "/100%.txt");
+  EXPECT_STREQ(read.first->next->next->url->path, "/%%41");
+  EXPECT_STREQ(read.last->url->user, "u%41");
+  EXPECT_STREQ(read.last->url->password, "p%42");
+}
+
 TEST(ServerListWrite, LeavesUsersAndPasswordsOut_WhenToldTo) {
   List list({"ftp://u:p@a/x", "!ftp://v@b/x", "http://c"});
   Context context;

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "qz/directory.h"
+#include "qz/vrxclientsystem.h"
 #include "tests/transfer/vrxclient_object_fixture.h"
 
 namespace {
@@ -27,6 +28,72 @@ TEST_F(TransferObject, NamesItsDataFile) {
   ASSERT_EQ(iVRXClient_NameDataFile(transfer.get()), Error_None);
   EXPECT_EQ(transfer->data.dataPath, path) << "once";
   EXPECT_FALSE(transfer->isChanged);
+}
+
+// ---- the directory of data and log files ----
+
+TEST_F(TransferObject, MakesItsFilesWhereTheApplicationSays) {
+  directory_.MakeDirectory("files");
+  ASSERT_EQ(VRXClientSystem_SetFileDirectory(directory_.Name("files").c_str()), Error_None);
+  Transfer transfer;
+  ASSERT_EQ(New("ftp://a/x", &transfer), Error_None);
+  ASSERT_EQ(iVRXClient_NameDataFile(transfer.get()), Error_None);
+  transfer->isDataFileNew = false;
+  const std::string data = transfer->data.dataPath;
+  EXPECT_EQ(data.rfind(directory_.Name("files/vrxData"), 0), 0u) << data;
+  MakeFile(data);
+  iVRXClient_Message(transfer.get(), 18);
+  const std::string log = transfer->data.logPath;
+  EXPECT_EQ(log.rfind(directory_.Name("files/info"), 0), 0u) << log;
+  EXPECT_EQ(directory_.List("files").size(), 2u);
+  transfer.Delete();
+  EXPECT_EQ(directory_.List("files"), std::vector<std::string>());
+}
+
+TEST_F(TransferObject, OwnsWhatTheLibraryMadeBeforeTheApplicationSaidWhere) {
+  Transfer transfer;
+  ASSERT_EQ(New("ftp://a/x", &transfer), Error_None);
+  ASSERT_EQ(iVRXClient_NameDataFile(transfer.get()), Error_None);
+  transfer->isDataFileNew = false;
+  const std::string data = transfer->data.dataPath;
+  MakeFile(data);
+  ASSERT_EQ(VRXClientSystem_SetFileDirectory(directory_.Name().c_str()), Error_None);
+  transfer.Delete();
+  EXPECT_FALSE(Exists(data));
+}
+
+TEST_F(TransferObject, OwnsNothingElseWhereTheApplicationSays) {
+  ASSERT_EQ(VRXClientSystem_SetFileDirectory(directory_.Name().c_str()), Error_None);
+  for (const char* name : {"vrxData", "vrxData1x", "vrxdata1", "other"}) {
+    directory_.Write(name, "precious");
+    Transfer transfer;
+    ASSERT_EQ(New("ftp://a/x", &transfer), Error_None);
+    ASSERT_EQ(VRXClient_SetDataFilePath(transfer.get(), directory_.Name(name).c_str()), Error_None);
+    transfer.Delete();
+    EXPECT_EQ(directory_.Read(name), "precious");
+  }
+}
+
+TEST_F(TransferObject, UsesTheCacheDirectoryAgain_WhenTheApplicationSaysNothing) {
+  for (const char* nothing : {static_cast<const char*>(nullptr), ""}) {
+    ASSERT_EQ(VRXClientSystem_SetFileDirectory(directory_.Name().c_str()), Error_None);
+    ASSERT_EQ(VRXClientSystem_SetFileDirectory(nothing), Error_None);
+    Transfer transfer;
+    ASSERT_EQ(New("ftp://a/x", &transfer), Error_None);
+    ASSERT_EQ(iVRXClient_NameDataFile(transfer.get()), Error_None);
+    EXPECT_EQ(std::string(transfer->data.dataPath).rfind(CacheDirectory() + "/vrxData", 0), 0u);
+  }
+}
+
+TEST_F(TransferObject, TakesADirectoryForItsFilesOnly) {
+  directory_.Write("file", "");
+  EXPECT_EQ(VRXClientSystem_SetFileDirectory(directory_.Name("file").c_str()), Error_NotFound);
+  EXPECT_EQ(VRXClientSystem_SetFileDirectory(directory_.Name("missing").c_str()), Error_NotFound);
+  EXPECT_EQ(VRXClientSystem_SetFileDirectory(std::string(991, 'x').c_str()), Error_Exceed);
+  Transfer transfer;
+  ASSERT_EQ(New("ftp://a/x", &transfer), Error_None);
+  ASSERT_EQ(iVRXClient_NameDataFile(transfer.get()), Error_None);
+  EXPECT_EQ(std::string(transfer->data.dataPath).rfind(CacheDirectory() + "/vrxData", 0), 0u);
 }
 
 // Random numbers that come again.

@@ -26,6 +26,22 @@ TEST(VRXClientSystem, NeedsTheLibrary) {
   VRXClientSystem_Exit();
 }
 
+TEST(VRXClientSystem, ForgetsTheDirectoryOfFilesAtTheEnd) {
+  const OSSession session;
+  const TempDir directory;
+  EXPECT_EQ(VRXClientSystem_SetFileDirectory(directory.Name().c_str()), Error_NotInited);
+  ASSERT_EQ(VRXClientSystem_Init(), Error_None);
+  EXPECT_EQ(VRXClientSystem_SetFileDirectory(directory.Name().c_str()), Error_None);
+  char path[1024];
+  EXPECT_EQ(iVRXClientSystem_GetFileDirectory(path), Error_None);
+  EXPECT_EQ(path, directory.Name());
+  VRXClientSystem_Exit();
+  char cache[1024];
+  ASSERT_EQ(File_GetSysDir(SysDir_Cache, cache), Error_None);
+  EXPECT_EQ(iVRXClientSystem_GetFileDirectory(path), Error_None);
+  EXPECT_STREQ(path, cache);
+}
+
 TEST(VRXClientSystem, StartsPreferencesAndClasses) {
   const OSSession session;
   EXPECT_EQ(VRXPrefs_BeginAccess(), nullptr);
