@@ -26,6 +26,11 @@ constexpr const char* kUnsupported = "unsupported URL";
   throw Failure{ExitCode::Usage, std::string(verdict) + " \"" + url + "\": " + why};
 }
 
+std::string EscapeOf(unsigned char byte) {
+  constexpr const char* kDigits = "0123456789ABCDEF";
+  return {'%', kDigits[byte >> 4], kDigits[byte & 15u]};
+}
+
 bool IsHexadecimal(char c) {
   return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
 }
@@ -134,11 +139,22 @@ std::unique_ptr<URLData, FreeBlock> Split(const std::string& text, const std::st
   return std::unique_ptr<URLData, FreeBlock>(data);
 }
 
+// Blanks and bytes that are no ASCII stand in no request: they are escaped. All else is as it was written.
+std::string Requestable(const std::string& target) {
+  std::string requestable;
+  for (const char c : target) {
+    const auto byte = static_cast<unsigned char>(c);
+    const bool isEscaped = byte <= ' ' || byte >= 0x7F;
+    requestable += isEscaped ? EscapeOf(byte) : std::string(1, c);
+  }
+  return requestable;
+}
+
 // What follows the host, as written, without a fragment; "/" when nothing does.
 std::string TargetOf(const std::string& text) {
   const std::size_t start = text.find('/', text.find(kSchemeEnd) + kSchemeEnd.size());
   if (start == std::string::npos) return "/";
-  return text.substr(start, text.find('#', start) - start);
+  return Requestable(text.substr(start, text.find('#', start) - start));
 }
 
 std::string Unescaped(const std::string& text) {
@@ -241,15 +257,10 @@ Address Redirected(const Address& from, const std::string& location) {
 
 std::string EscapedForURL(const std::string& name) {
   constexpr std::string_view kUnreserved = "-._~";
-  constexpr const char* kDigits = "0123456789ABCDEF";
   std::string escaped;
   for (const char c : name) {
-    const auto byte = static_cast<unsigned char>(c);
-    if (IsHostCharacter(c) || kUnreserved.find(c) != std::string_view::npos) {
-      escaped.push_back(c);
-    } else {
-      escaped += {'%', kDigits[byte >> 4], kDigits[byte & 15u]};
-    }
+    const bool isUnreserved = IsHostCharacter(c) || kUnreserved.find(c) != std::string_view::npos;
+    escaped += isUnreserved ? std::string(1, c) : EscapeOf(static_cast<unsigned char>(c));
   }
   return escaped;
 }

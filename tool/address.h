@@ -17,7 +17,7 @@ struct Address {
   std::string host;
   std::uint32_t port = 0;
   std::string path;      // FTP: unescaped, relative to the folder of the login, "" for that folder
-  std::string target;    // HTTP: path and query as written, beginning with "/"
+  std::string target;    // HTTP: path and query as written; blanks and non-ASCII escaped
   std::string fileName;  // last part of the path, made safe for the local disk
   std::string shown;     // the URL for messages, without the password
 };

@@ -75,15 +75,15 @@ bool IsNamed(const std::string& name, const std::set<std::string>& names) {
 
 }  // namespace
 
-void SweepFolder(const std::string& cacheFolder, const std::vector<std::string>& recordPaths) {
-  const std::vector<std::string> candidates = Candidates(cacheFolder);
+void SweepFolder(const std::string& folder, const std::vector<std::string>& recordPaths) {
+  const std::vector<std::string> candidates = Candidates(folder);
   if (candidates.empty()) return;
   std::set<std::string> names;
   for (const std::string& path : recordPaths) {
     if (!AddNamesOfRecord(path, &names)) return;
   }
   for (const std::string& name : candidates) {
-    if (!IsNamed(name, names)) RemovePrivateFile(PathInFolder(cacheFolder, name));
+    if (!IsNamed(name, names)) RemovePrivateFile(PathInFolder(folder, name));
   }
 }
 

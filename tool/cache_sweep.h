@@ -7,10 +7,10 @@
 
 namespace tool {
 
-// Removes files of the library's own making (vrxData and a number, info and a number) from its cache folder
-// that are older than an hour and that none of the records names. Nothing is removed when one of them cannot
-// be read. Paths are the system's. Throws Failure (Disk).
-void SweepFolder(const std::string& cacheFolder, const std::vector<std::string>& recordPaths);
+// Removes files of the library's own making (vrxData and a number, info and a number) that are older than an
+// hour and that none of the records names. Nothing is removed when one of them cannot be read. Paths are the
+// system's. Throws Failure (Disk).
+void SweepFolder(const std::string& folder, const std::vector<std::string>& recordPaths);
 
 }  // namespace tool
 

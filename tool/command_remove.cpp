@@ -1,12 +1,11 @@
 // qz remove: ends saved transfers for good, with their unfinished data.
 #include <memory>
 
-#include "qz/vrxclient.h"
 #include "tool/commands.h"
 #include "tool/console.h"
+#include "tool/discard.h"
 #include "tool/failure.h"
 #include "tool/private_file.h"
-#include "tool/record.h"
 #include "tool/saved_text.h"
 #include "tool/store.h"
 
@@ -19,13 +18,11 @@ namespace {
                                   stem + ".conf\" yourself when they are of no use"};
 }
 
-// Removes the transfer's data and its log; files at the paths of a damaged record are nobody's to remove.
-void RemoveFilesOf(Store* store, unsigned number) {
-  const auto record = store->ReadRecord(number);
-  if (!record) return;
+void DiscardUndamaged(Store* store, unsigned number) {
   try {
-    VRXClient_Delete(ReadRecord(*record).release());
+    Discard(store, number);
   } catch (const Failure& failure) {
+    if (failure.code == ExitCode::Disk) throw;
     RefuseDamaged(*store, number, failure);
   }
 }
@@ -48,8 +45,7 @@ SavedTransfer Claimed(Store* store, unsigned number, std::unique_ptr<Claim>* cla
 void Remove(Store* store, unsigned number, Reporter* reporter) {
   std::unique_ptr<Claim> claim;
   const SavedTransfer transfer = Claimed(store, number, &claim);
-  RemoveFilesOf(store, number);
-  store->Remove(number);
+  DiscardUndamaged(store, number);
   reporter->Say("removed transfer " + std::to_string(number) + " (" + NameOf(transfer) + ")");
 }
 

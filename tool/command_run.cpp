@@ -63,7 +63,7 @@ void RunRetry(const Options& options, Reporter* reporter) {
   std::vector<SavedTransfer> wanted;
   for (const unsigned number : options.numbers) {
     const auto saved = store.Find(number);
-    if (!saved) throw Failure{ExitCode::Usage, "there is no transfer " + std::to_string(number)};
+    if (!saved) throw Failure{ExitCode::NotFound, "there is no transfer " + std::to_string(number)};
     wanted.push_back(*saved);
   }
   RunAll(&store, wanted, options, reporter);

@@ -45,6 +45,7 @@ const LocalRow* FindLocal(std::uint32_t reason) {
 }
 
 Failure ExplainLocal(const AttemptEnd& end, const LocalRow& row) {
+  if (row.code == ExitCode::Refused && !end.agentText.empty()) return {row.code, end.agentText};
   return {row.code, Quoted(end.localName) + ": " + row.text + end.details + row.hint};
 }
 

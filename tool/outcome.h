@@ -50,6 +50,7 @@ struct AttemptEnd {
   std::string what;       // the file as the user named it: a URL, or a path on the server
   std::string user;       // of the login; empty: anonymous
   std::string localName;  // the local file, for failures of the disk
+  std::string agentText;  // what an extension said last; empty: nothing
 };
 
 Failure ExplainAttempt(const AttemptEnd& end);

@@ -30,12 +30,15 @@ std::string DoneColumn(const SavedTransfer& transfer) {
 }
 
 std::string OptionsText(const SavedTransfer& transfer) {
-  const std::array<std::pair<bool, const char*>, 5> options = {{
+  const std::array<std::pair<bool, const char*>, 8> options = {{
       {transfer.isActive, "active"},
       {transfer.continuesUpload, "continue"},
       {transfer.overwrites, "overwrite"},
       {transfer.savesPassword, "save-password"},
+      {transfer.verifies && !transfer.digest.empty(), "sha256"},
       {transfer.isSynchronised, "sync"},
+      {transfer.unpacks, "unpack"},
+      {transfer.verifies && transfer.digest.empty(), "verify"},
   }};
   std::string text;
   for (const auto& [isSet, name] : options) {

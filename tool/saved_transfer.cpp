@@ -49,6 +49,8 @@ constexpr TextField kTexts[] = {
     {"url", &SavedTransfer::url},
     {"path", &SavedTransfer::localPath},
     {"user", &SavedTransfer::user},
+    {"mirrors", &SavedTransfer::mirrors},
+    {"digest", &SavedTransfer::digest},
     {"reason", &SavedTransfer::lastReason},
     {"final-path", &SavedTransfer::finalPath},
 };
@@ -60,7 +62,8 @@ struct FlagField {
 constexpr FlagField kFlags[] = {
     {"active", &SavedTransfer::isActive},          {"synchronise", &SavedTransfer::isSynchronised},
     {"overwrite", &SavedTransfer::overwrites},     {"save-password", &SavedTransfer::savesPassword},
-    {"continue", &SavedTransfer::continuesUpload},
+    {"continue", &SavedTransfer::continuesUpload}, {"verify", &SavedTransfer::verifies},
+    {"unpack", &SavedTransfer::unpacks},
 };
 
 template <typename Number>
@@ -282,6 +285,10 @@ std::optional<SavedTransfer> ReadSavedTransfer(const std::string& path, unsigned
     if (!reading.Take(fields[0], hasValue ? fields[1] : "")) return std::nullopt;
   }
   return reading.Result(number);
+}
+
+bool HasAgents(const SavedTransfer& transfer) {
+  return transfer.verifies || transfer.unpacks;
 }
 
 std::string PartPath(const std::string& localPath) {

@@ -20,12 +20,16 @@ struct SavedTransfer {
   std::string url;        // the first one, without user and password
   std::string localPath;  // absolute, in the library's form: a download's target, an upload's source
   std::string user;       // for the login; empty: the URL's, or anonymous
+  std::string mirrors;    // of a download, as they were written: one URL a line, without users
+  std::string digest;     // what is compared with, 64 digits; empty: FILE.sha256 of the server
 
   bool isActive = false;         // --active
   bool isSynchronised = false;   // --sync
   bool overwrites = false;       // --overwrite
   bool savesPassword = false;    // --save-password
   bool continuesUpload = false;  // --continue
+  bool verifies = false;         // --verify, --sha256
+  bool unpacks = false;          // --unpack
 
   TransferStatus status = TransferStatus::Waiting;
   unsigned attempts = 0;   // connections tried so far
@@ -54,6 +58,9 @@ std::string FormatSavedTransfer(const SavedTransfer& transfer);
 // Reads it back with the library's own reader of configuration files; unknown keys are passed over. Nothing
 // when the file is damaged: a key that must be there is missing, or a value is out of range.
 std::optional<SavedTransfer> ReadSavedTransfer(const std::string& path, unsigned number);
+
+// Whether extensions work on the file once it has its place.
+bool HasAgents(const SavedTransfer& transfer);
 
 // The name of a download's data file: beside the target.
 std::string PartPath(const std::string& localPath);

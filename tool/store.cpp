@@ -10,6 +10,7 @@
 #include "qz/error.h"
 #include "qz/file.h"
 #include "qz/os.h"
+#include "qz/vrxclientsystem.h"
 #include "tool/cache_sweep.h"
 #include "tool/console.h"
 #include "tool/failure.h"
@@ -62,6 +63,16 @@ std::string MadeStoreFolder() {
 }
 
 // Holds a byte of the lock file, which waits for other programs.
+// Data and log files of other folders of saved transfers lie elsewhere, so no sweep but the own one meets
+// them. Without the transfer system there are none.
+void UseFilesFolder(const std::string& folder) {
+  MakePrivateFolder(folder);
+  const ErrorCode status = VRXClientSystem_SetFileDirectory(console::ToLibraryName(folder).c_str());
+  if (status == Error_None || status == Error_NotInited) return;
+  throw Failure{ExitCode::Disk,
+                std::string("cannot keep files in \"") + folder + "\": " + Error_ToString(status)};
+}
+
 class ByteLock {
  public:
   ByteLock(LockFile* file, std::uint32_t byte) : file_(file), byte_(byte) {
@@ -351,7 +362,7 @@ void Store::State::SweepEverything() {
     if (parts.IsIncomplete()) return;
     if (parts.hasRecord) records.push_back(files.RecordPath(number));
   }
-  SweepFolder(CacheFolder(), records);
+  SweepFolder(files.FilesFolder(), records);
 }
 
 // ---- the store ----
@@ -360,7 +371,9 @@ Claim::~Claim() {
   store_->Release(number_);
 }
 
-Store::Store() : folder_(MadeStoreFolder()), state_(std::make_unique<State>(folder_)) {}
+Store::Store() : folder_(MadeStoreFolder()), state_(std::make_unique<State>(folder_)) {
+  UseFilesFolder(state_->files.FilesFolder());
+}
 
 Store::~Store() = default;
 
@@ -392,13 +405,6 @@ std::optional<SavedTransfer> Store::Find(bool isUpload, const std::string& url,
   return state_->FirstThatStands(state_->index.Find(isUpload, url, localPath));
 }
 
-std::optional<SavedTransfer> Store::FindTarget(const std::string& localPath) {
-  const std::lock_guard guard(state_->indexMutex);
-  const ByteLock folderLock(&state_->lock, kFolderByte);
-  state_->ReadAdditions();
-  return state_->FirstThatStands(state_->index.FindTarget(localPath));
-}
-
 std::unique_ptr<Claim> Store::Take(unsigned number) {
   if (number == 0 || number > kGreatestTransferNumber || !state_->Hold(number)) return nullptr;
   return std::make_unique<Claim>(this, number);
@@ -414,6 +420,7 @@ std::unique_ptr<Claim> Store::Create(bool isUpload, const std::string& url, cons
   const ByteLock folderLock(&state_->lock, kFolderByte);
   state_->ReadAdditions();
   *found = state_->FirstThatStands(state_->index.Find(isUpload, url, localPath));
+  if (!*found && !isUpload) *found = state_->FirstThatStands(state_->index.FindTarget(localPath));
   if (*found) return nullptr;
   SavedTransfer transfer;
   transfer.isUpload = isUpload;

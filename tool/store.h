@@ -5,6 +5,7 @@
 //   N.claim  stands for N.conf while the transfer is created or removed: alone it counts for nothing once the
 //            program has ended, together with N.vrx it is as good as N.conf
 //   next     the next number
+//   files    the folder where the library makes data and log files of these transfers
 //   lock     byte 0: the folder as a whole; byte 1: shared by every running program; byte 16 + N: transfer N
 //
 // A file is written as NAME.new, which then replaces it.
@@ -74,8 +75,6 @@ class Store {
   // The transfer with this direction, URL (without user and password) and local path, also one that another
   // program is creating. Damaged ones are passed over.
   std::optional<SavedTransfer> Find(bool isUpload, const std::string& url, const std::string& localPath);
-  // A download to this path, whatever its URL.
-  std::optional<SavedTransfer> FindTarget(const std::string& localPath);
 
   // Claims a transfer; null when another program, or another thread of this one, has it.
   std::unique_ptr<Claim> Take(unsigned number);
@@ -83,7 +82,8 @@ class Store {
   bool IsTaken(unsigned number);
 
   // A new number, claimed. Nothing is written under it yet. Finding and creating are one step for all
-  // programs: found: receives the transfer with that URL and path when there is one; then null is returned.
+  // programs. No two downloads have one path: found: receives the transfer with that URL and path, else the
+  // download to that path, when there is one; then null is returned.
   std::unique_ptr<Claim> Create(bool isUpload, const std::string& url, const std::string& localPath,
                                 std::optional<SavedTransfer>* found);
 
@@ -97,10 +97,9 @@ class Store {
   // Removes both files. The caller has the claim.
   void Remove(unsigned number);
 
-  // Removes data and log files of the library's own making in its cache folder that no record names, and what
-  // killed programs left in this folder. Only while no other program runs; else nothing happens. Nothing of
-  // the cache folder is removed unless every record can be read. What cannot be removed stays. Call it before
-  // the first claim: records are opened.
+  // Removes what killed programs left in this folder, and data and log files that no record names. Only while
+  // no other program runs; else nothing happens. No data or log file is removed unless every record can be
+  // read. What cannot be removed stays. Call it before the first claim: records are opened.
   void Sweep();
 
  private:

@@ -2,6 +2,8 @@
 // keep.
 #include "tool/transfer.h"
 
+#include <sstream>
+
 #include "qz/agentclass.h"
 #include "qz/error.h"
 #include "qz/file.h"
@@ -15,12 +17,20 @@
 namespace tool {
 namespace {
 
+constexpr std::size_t kPathBytes = 1024;
 constexpr std::size_t kPasswordBytes = 1024;
 
 // The library takes no URL without a path; what is requested is told apart.
 std::string LibraryURL(const Address& address) {
   if (address.scheme == Scheme::FTP) return address.shown;
   return "http://" + HostAndPort(address) + (address.target == "/" ? "/?" : address.target);
+}
+
+// A list of mirrors is separated by ";".
+std::string WithoutSeparators(std::string url) {
+  for (std::size_t at = url.find(';'); at != std::string::npos; at = url.find(';', at))
+    url.replace(at, 1, "%3B");
+  return url;
 }
 
 [[noreturn]] void FailToMake(ErrorCode status, const SavedTransfer& saved, const std::string& localName) {
@@ -73,13 +83,13 @@ void RefuseSpecialFile(const std::string& systemPath) {
 }  // namespace
 
 Transfer::Transfer(Store* store, std::unique_ptr<Claim> claim, SavedTransfer saved, bool isNew,
-                   TransferExtras extras, const Options& options, std::optional<std::string> password,
+                   NewAgents agents, const Options& options, std::optional<std::string> password,
                    Reporter* reporter)
     : store_(store),
       claim_(std::move(claim)),
       saved_(std::move(saved)),
       isNew_(isNew),
-      extras_(std::move(extras)),
+      newAgents_(agents),
       options_(options),
       password_(std::move(password)),
       reporter_(reporter),
@@ -108,10 +118,11 @@ void Transfer::Stop() {
 void Transfer::Open(Purpose purpose) {
   if (isNew_) {
     MakeClient();
-    AddAgents();
   } else {
     ReadClient();
+    BeginAgainWithoutFile();
   }
+  AddAgents(newAgents_);
   AddMirrors();
   ApplySettings();
   SetLogin(purpose);
@@ -129,24 +140,26 @@ void Transfer::MakeClient() {
   client_.reset(client);
 }
 
+// A record has the servers, but not what exactly is requested of them.
 void Transfer::AddMirrors() {
-  for (const std::string& mirror : extras_.mirrors) {
+  std::istringstream mirrors(saved_.mirrors);
+  for (std::string mirror; std::getline(mirrors, mirror);) {
     const Address address = ParseAddress(mirror);
-    const std::string url = LibraryURL(address);
+    const std::string url = WithoutSeparators(LibraryURL(address));
     Check(VRXClient_AddMirrors(client_.get(), url.c_str()), "a mirror");
     if (address.scheme == Scheme::HTTP)
       Check(VRXClient_SetRequestTarget(client_.get(), url.c_str(), address.target.c_str()), "a mirror");
   }
 }
 
-void Transfer::AddAgents() {
+void Transfer::AddAgents(NewAgents agents) {
   const auto vrxc = reinterpret_cast<Word>(client_.get());
   constexpr const char* kEnd = nullptr;
-  if (extras_.digest) {
-    const auto digest = reinterpret_cast<Word>(extras_.digest->empty() ? nullptr : extras_.digest->c_str());
+  if (agents.verifies) {
+    const auto digest = reinterpret_cast<Word>(saved_.digest.empty() ? nullptr : saved_.digest.c_str());
     RunClassMethod(AgentClass_Method("Checksum", "verify", "vrxc", vrxc, "digest", digest, kEnd), "checksum");
   }
-  if (extras_.unpacks)
+  if (agents.unpacks)
     RunClassMethod(AgentClass_Method("Gunzip", "unpack", "vrxc", vrxc, "remove", Word{0}, kEnd), "gunzip");
 }
 
@@ -162,6 +175,25 @@ void Transfer::ReadClient() {
   }
   const std::lock_guard lock(clientMutex_);
   client_ = std::move(client);
+}
+
+// An extension has set the file aside, or the user has removed it: there is nothing left to work on.
+void Transfer::BeginAgainWithoutFile() {
+  char path[kPathBytes] = "";
+  VRXClient_GetLocalFilePath(client_.get(), path);
+  const bool isAtAgents = !saved_.isUpload && VRXClient_GetState(client_.get()) == TransferState_Agents;
+  if (!isAtAgents || SizeOfFile(path)) return;
+  VRXClient* old = nullptr;
+  {
+    const std::lock_guard lock(clientMutex_);
+    old = client_.release();
+  }
+  VRXClient_Delete(old);
+  saved_.finalPath.clear();
+  saved_.doneBytes = 0;
+  saved_.sizeBytes.reset();
+  MakeClient();
+  AddAgents({saved_.verifies && !newAgents_.verifies, saved_.unpacks && !newAgents_.unpacks});
 }
 
 void Transfer::ApplySettings() {
@@ -284,6 +316,10 @@ bool Transfer::IsStoredAlready() {
   LogIn(&session);
   const auto size = session.SizeOf(address_.path);
   session.Quit();
+  if (size && *size > saved_.sourceBytes) {
+    reporter_->Say("\"" + address_.path + "\" is longer on the server (" + SizeText(*size) +
+                   "): sending all of it");
+  }
   return size == saved_.sourceBytes;
 }
 

@@ -33,10 +33,9 @@
 
 namespace tool {
 
-// What the command line wants of a transfer, beside what SavedTransfer keeps. The record keeps it.
-struct TransferExtras {
-  std::vector<std::string> mirrors;   // URLs, checked; those that the record has already do no harm
-  std::optional<std::string> digest;  // verify: 64 hexadecimal digits, or "" for FILE.sha256 of the server
+// Which of the extensions that the transfer is to have its record does not have yet.
+struct NewAgents {
+  bool verifies = false;
   bool unpacks = false;
 };
 
@@ -46,7 +45,7 @@ constexpr std::uint32_t kUploadHasBegun = 0x40;
 class Transfer : public Job {
  public:
   // claim: of the transfer's number. isNew: there is no record yet.
-  Transfer(Store* store, std::unique_ptr<Claim> claim, SavedTransfer saved, bool isNew, TransferExtras extras,
+  Transfer(Store* store, std::unique_ptr<Claim> claim, SavedTransfer saved, bool isNew, NewAgents agents,
            const Options& options, std::optional<std::string> password, Reporter* reporter);
   ~Transfer() override;
   Transfer(const Transfer&) = delete;
@@ -73,8 +72,9 @@ class Transfer : public Job {
   void Open(Purpose purpose);
   void MakeClient();
   void AddMirrors();
-  void AddAgents();
+  void AddAgents(NewAgents agents);
   void ReadClient();
+  void BeginAgainWithoutFile();
   void ApplySettings();
   void SetPartFile();
   void SetLogin(Purpose purpose);
@@ -109,6 +109,7 @@ class Transfer : public Job {
 
   // ---- ending (transfer_finish.cpp)
   bool IsMovedAlready();
+  void MoveBackForAgents();
   void CheckIsWhole() const;
   void ChooseFinalPath();
   void Finish();
@@ -117,7 +118,9 @@ class Transfer : public Job {
   void EndLine();
   void TellFailure(const Failure& failure);
   void TellInterruption();
-  void TellWhatIsKept(const std::string& before);
+  // Whether there was anything to tell.
+  bool TellWhatIsKept(const std::string& before);
+  void TellHowToTryAgain();
 
   // ---- callbacks of the library
   static void OnMessage(Word self, const char* text);
@@ -126,12 +129,15 @@ class Transfer : public Job {
 
   std::string ShownPath(const std::string& libraryPath) const;
   std::string ServerPath() const;
+  // What is asked of the server of the attempt, and the proxy on the way there; "" for none.
+  std::string WhatIsAskedFor() const;
+  std::string ProxyOnTheWay() const;
 
   Store* store_;
   std::unique_ptr<Claim> claim_;
   SavedTransfer saved_;
   const bool isNew_;
-  const TransferExtras extras_;
+  const NewAgents newAgents_;
   Options options_;
   std::optional<std::string> password_;
   Reporter* reporter_;

@@ -55,6 +55,10 @@ std::string TransferFiles::LockPath() const {
   return PathInFolder(folder_, "lock");
 }
 
+std::string TransferFiles::FilesFolder() const {
+  return PathInFolder(folder_, "files");
+}
+
 std::map<unsigned, StoredParts> TransferFiles::Scan() const {
   std::map<unsigned, StoredParts> all;
   for (const std::string& name : NamesInFolder(folder_)) Note(name, &all);

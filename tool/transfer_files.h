@@ -31,6 +31,7 @@ class TransferFiles {
   std::string ClaimPath(unsigned number) const { return Path(number, ".claim"); }
   std::string NextPath() const;
   std::string LockPath() const;
+  std::string FilesFolder() const;
 
   // All numbers of the folder. Throws Failure (Disk).
   std::map<unsigned, StoredParts> Scan() const;

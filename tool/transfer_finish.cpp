@@ -16,6 +16,7 @@ namespace {
 
 constexpr std::size_t kPathBytes = 1024;
 constexpr unsigned kMostNumbers = 512;
+constexpr std::uint64_t kUnknownSize = ~std::uint64_t{0};
 
 bool IsFree(const std::string& path) {
   return DiskFile::KindOf(console::ToSystemName(path)) == DiskFile::Kind::Nothing;
@@ -62,9 +63,29 @@ bool Transfer::IsMovedAlready() {
   if (SizeOfFile(PartPath(saved_.localPath))) return false;
   const auto size = SizeOfFile(saved_.finalPath);
   if (!size || (saved_.sizeBytes && *size != *saved_.sizeBytes)) return false;
+  if (HasAgents(saved_)) {
+    MoveBackForAgents();
+    return false;
+  }
   reporter_->Say("saved \"" + ShownPath(saved_.finalPath) + "\" (" + SizeText(*size) + ")");
   Forget();
   return true;
+}
+
+// The extensions see the file only when the record knows that it was moved.
+void Transfer::MoveBackForAgents() {
+  ReadClient();
+  const bool isKnown = VRXClient_GetState(client_.get()) >= TransferState_Agents;
+  {
+    const std::lock_guard lock(clientMutex_);
+    client_.reset();
+  }
+  if (isKnown) return;
+  Error_ClearLast();
+  const ErrorCode status = File_Move(saved_.finalPath.c_str(), PartPath(saved_.localPath).c_str());
+  if (status == Error_None) return;
+  throw Failure{ExitCode::Disk,
+                "cannot rename \"" + ShownPath(saved_.finalPath) + "\"" + RecordedDetails(status)};
 }
 
 // Without a size, a FILE.part that is longer than the file looks the same as a complete one.
@@ -104,7 +125,8 @@ void Transfer::Finish() {
   if (saved_.isUpload) {
     reporter_->Say("stored \"" + ServerPath() + "\" (" + SizeText(size) + RateText(moved, seconds) + ")");
   } else {
-    reporter_->Say("saved \"" + ShownPath(path) + "\" (" + SizeText(size) + RateText(moved, seconds) + ")");
+    reporter_->Say("saved \"" + ShownPath(path) + "\" (" + SizeText(size) + RateText(moved, seconds) +
+                   (saved_.verifies ? ", verified)" : ")"));
   }
 }
 
@@ -136,7 +158,7 @@ void Transfer::EndLine() {
 void Transfer::TellFailure(const Failure& failure) {
   EndLine();
   reporter_->ReportError(failure.text);
-  TellWhatIsKept("");
+  const bool isTold = TellWhatIsKept("");
   // Nothing is left to resume of what cannot succeed.
   const bool isUseless = isNew_ && failure.retry == Retry::No && furthest_ == 0 && position_ == 0;
   const bool isBegun = client_ && !server_.empty();
@@ -146,6 +168,16 @@ void Transfer::TellFailure(const Failure& failure) {
   saved_.lastExitCode = static_cast<int>(failure.code);
   saved_.status = failure.retry == Retry::Yes ? TransferStatus::Waiting : TransferStatus::Failed;
   store_->Save(saved_);
+  if (!isTold) TellHowToTryAgain();
+}
+
+void Transfer::TellHowToTryAgain() {
+  const std::string number = std::to_string(saved_.number);
+  reporter_->ReportError(saved_.status == TransferStatus::Failed
+                             ? "transfer " + number + " stays in the list; qz retry " + number +
+                                   " runs it again, qz remove " + number + " ends it"
+                             : "saved as transfer " + number +
+                                   "; rerun the command, or qz run, to try again");
 }
 
 void Transfer::TellInterruption() {
@@ -154,19 +186,20 @@ void Transfer::TellInterruption() {
   if (client_ && (isInStore_ || position_ > 0)) Record();
 }
 
-void Transfer::TellWhatIsKept(const std::string& before) {
+bool Transfer::TellWhatIsKept(const std::string& before) {
   const std::string part = PartPath(saved_.localPath);
-  const auto size = saved_.isUpload ? std::nullopt : SizeOfFile(part);
-  // Only a file that this run can have made: a pipe has no size either.
-  const bool isEmptyFile =
-      size && *size == 0 && DiskFile::KindOf(console::ToSystemName(part)) == DiskFile::Kind::File;
-  if (isEmptyFile) File_Unlink(part.c_str());
-  if (size && *size > 0) {
-    reporter_->ReportError(before + SizeText(*size) + " are kept in \"" + ShownPath(part) +
+  // Only a file that this run can have made: a pipe and a link have sizes too.
+  const bool isFile =
+      !saved_.isUpload && DiskFile::KindOf(console::ToSystemName(part)) == DiskFile::Kind::File;
+  const std::uint64_t bytes = isFile ? SizeOfFile(part).value_or(kUnknownSize) : 0;
+  if (isFile && bytes == 0) File_Unlink(part.c_str());
+  if (bytes > 0 && bytes != kUnknownSize) {
+    reporter_->ReportError(before + SizeText(bytes) + " are kept in \"" + ShownPath(part) +
                            "\"; rerun the command to resume");
-  } else if (!before.empty()) {
-    reporter_->ReportError(before + "rerun the command to resume");
+    return true;
   }
+  if (!before.empty()) reporter_->ReportError(before + "rerun the command to resume");
+  return !before.empty();
 }
 
 }  // namespace tool

@@ -7,9 +7,11 @@
 #include "qz/error.h"
 #include "qz/file.h"
 #include "tool/console.h"
+#include "tool/discard.h"
 #include "tool/disk_file.h"
 #include "tool/library_call.h"
 #include "tool/proxy.h"
+#include "tool/saved_text.h"
 #include "tool/text.h"
 
 namespace tool {
@@ -69,13 +71,19 @@ Address CheckedSource(const std::string& url, const Options& options) {
   return address;
 }
 
-TransferExtras PartsOf(const Options& options) {
-  TransferExtras parts;
-  parts.mirrors = options.mirrors;
-  if (options.verify) parts.digest = "";
-  if (options.sha256) parts.digest = *options.sha256;
-  parts.unpacks = options.unpack;
-  return parts;
+// One login is used for all servers of a transfer.
+void CheckMirror(const std::string& url, const Options& options) {
+  const Address address = CheckedSource(url, options);
+  if (!address.user) return;
+  throw Failure{
+      ExitCode::Usage,
+      "\"" + address.shown + "\" has a user name; a mirror takes the login of the URL, omit this one"};
+}
+
+void AddMirror(const std::string& url, SavedTransfer* saved) {
+  const std::string shown = ParseAddress(url).shown;
+  if (("\n" + saved->mirrors + "\n").find("\n" + shown + "\n") != std::string::npos) return;
+  saved->mirrors += (saved->mirrors.empty() ? "" : "\n") + shown;
 }
 
 void TakeSettings(const Options& options, SavedTransfer* saved) {
@@ -84,6 +92,23 @@ void TakeSettings(const Options& options, SavedTransfer* saved) {
   saved->overwrites |= options.overwrite;
   saved->savesPassword |= options.savePassword;
   saved->continuesUpload |= options.continueUpload;
+  for (const std::string& mirror : options.mirrors) AddMirror(mirror, saved);
+}
+
+// What is to be done with the file in addition, which the transfer does not do yet.
+NewAgents TakeAgents(const Options& options, SavedTransfer* saved) {
+  const bool verifies = options.verify || options.sha256;
+  const std::string digest = options.sha256.value_or("");
+  if (verifies && saved->verifies && saved->digest != digest) {
+    throw Failure{ExitCode::Usage, "transfer " + std::to_string(saved->number) +
+                                       " compares with another digest; qz remove " +
+                                       std::to_string(saved->number) + " ends it"};
+  }
+  const NewAgents added = {verifies && !saved->verifies, options.unpack && !saved->unpacks};
+  if (added.verifies) saved->digest = digest;
+  saved->verifies |= verifies;
+  saved->unpacks |= options.unpack;
+  return added;
 }
 
 [[noreturn]] void RefuseTaken(unsigned number) {
@@ -91,28 +116,61 @@ void TakeSettings(const Options& options, SavedTransfer* saved) {
                                      " is running in another program, or in another job of this one"};
 }
 
-// The saved transfer with this URL and path, or a new number. found says which.
-std::unique_ptr<Claim> ClaimFor(Store* store, const SavedTransfer& wanted,
-                                std::optional<SavedTransfer>* found) {
-  auto claim = store->Create(wanted.isUpload, wanted.url, wanted.localPath, found);
-  if (claim) return claim;
-  claim = store->Take((*found)->number);
-  if (!claim) RefuseTaken((*found)->number);
-  // It may have ended since it was found.
-  *found = store->Find((*found)->number);
-  return *found ? std::move(claim) : ClaimFor(store, wanted, found);
+[[noreturn]] void RefusePath(const SavedTransfer& other) {
+  const std::string number = std::to_string(other.number);
+  throw Failure{ExitCode::Other,
+                "transfer " + number + " gets \"" + NameOf(other) + "\" from " + other.url +
+                    "; add this URL to it with --mirror when it is the same file, else remove "
+                    "it with qz remove " +
+                    number + ", or choose another name with --output"};
 }
 
-std::unique_ptr<Transfer> Make(Store* store, const SavedTransfer& wanted, const TransferExtras& parts,
-                               const Options& options, const std::optional<std::string>& password,
-                               Reporter* reporter) {
+// Nothing is lost with it: its last run failed, and no byte came.
+bool IsReplaceable(const SavedTransfer& other) {
+  const std::uint64_t partBytes = SizeOfFile(PartPath(other.localPath)).value_or(0);
+  return !other.lastReason.empty() && other.doneBytes == 0 && partBytes == 0 && other.finalPath.empty();
+}
+
+// Ends the other transfer. Throws Failure when something would be lost with it.
+void MakeRoom(Store* store, const SavedTransfer& other, Reporter* reporter) {
+  const auto claim = store->Take(other.number);
+  if (!claim) RefusePath(other);
+  const auto current = store->Find(other.number);
+  if (!current) return;
+  if (!IsReplaceable(*current)) RefusePath(*current);
+  Discard(store, other.number);
+  reporter->Say("replacing transfer " + std::to_string(other.number) + ", which failed without a byte of " +
+                other.url);
+}
+
+// The saved transfer with this URL and path, or a new number. found says which.
+std::unique_ptr<Claim> ClaimFor(Store* store, const SavedTransfer& wanted, Reporter* reporter,
+                                std::optional<SavedTransfer>* found) {
+  for (;;) {
+    auto claim = store->Create(wanted.isUpload, wanted.url, wanted.localPath, found);
+    if (claim) return claim;
+    if ((*found)->url != wanted.url) {
+      MakeRoom(store, **found, reporter);
+      continue;
+    }
+    claim = store->Take((*found)->number);
+    if (!claim) RefuseTaken((*found)->number);
+    // It may have ended since it was found.
+    *found = store->Find((*found)->number);
+    if (*found) return claim;
+  }
+}
+
+std::unique_ptr<Transfer> Make(Store* store, const SavedTransfer& wanted, const Options& options,
+                               const std::optional<std::string>& password, Reporter* reporter) {
   std::optional<SavedTransfer> found;
-  auto claim = ClaimFor(store, wanted, &found);
+  auto claim = ClaimFor(store, wanted, reporter, &found);
   SavedTransfer saved = found ? *found : wanted;
   saved.number = claim->Number();
   saved.user = wanted.user;
+  const NewAgents added = TakeAgents(options, &saved);
   TakeSettings(options, &saved);
-  return std::make_unique<Transfer>(store, std::move(claim), std::move(saved), !found, parts, options,
+  return std::make_unique<Transfer>(store, std::move(claim), std::move(saved), !found, added, options,
                                     password, reporter);
 }
 
@@ -127,7 +185,7 @@ std::vector<WantedDownload> WantedDownloads(const Options& options) {
     wanted.address = CheckedSource(url, options);
     all.push_back(std::move(wanted));
   }
-  for (const std::string& mirror : options.mirrors) CheckedSource(mirror, options);
+  for (const std::string& mirror : options.mirrors) CheckMirror(mirror, options);
   const bool hasFTP = std::any_of(all.begin(), all.end(), [](const WantedDownload& wanted) {
     return wanted.address.scheme == Scheme::FTP;
   });
@@ -145,18 +203,11 @@ std::vector<WantedDownload> WantedDownloads(const Options& options) {
 
 std::unique_ptr<Transfer> MakeDownload(Store* store, const WantedDownload& wanted, const Options& options,
                                        Reporter* reporter) {
-  const auto other = store->FindTarget(wanted.target);
-  if (other && other->url != wanted.address.shown) {
-    const std::string number = std::to_string(other->number);
-    throw Failure{ExitCode::Other, "transfer " + number + " gets \"" + wanted.address.fileName +
-                                       "\" from another URL; remove it with qz remove " + number +
-                                       ", or get this one with --output"};
-  }
   SavedTransfer saved;
   saved.url = wanted.address.shown;
   saved.localPath = wanted.target;
   saved.user = wanted.login.user;
-  return Make(store, saved, PartsOf(options), options, wanted.login.password, reporter);
+  return Make(store, saved, options, wanted.login.password, reporter);
 }
 
 // ---- uploads -----------------------------------------------------------------------------------
@@ -184,7 +235,7 @@ std::unique_ptr<Transfer> MakeUpload(Store* store, const Options& options, Repor
   Passwords passwords(options);
   const WantedLogin login = WantedLoginFor(address, HostAndPort(address), options, &passwords);
   saved.user = login.user;
-  return Make(store, saved, {}, options, login.password, reporter);
+  return Make(store, saved, options, login.password, reporter);
 }
 
 // ---- saved ones --------------------------------------------------------------------------------
@@ -196,7 +247,7 @@ std::unique_ptr<Transfer> MakeSaved(Store* store, unsigned number, const Options
   const auto saved = store->Find(number);
   if (!saved) return nullptr;
   const auto password = passwords.Find(saved->user, HostAndPort(ParseAddress(saved->url)));
-  return std::make_unique<Transfer>(store, std::move(claim), *saved, false, TransferExtras{}, options,
+  return std::make_unique<Transfer>(store, std::move(claim), *saved, false, NewAgents{}, options,
                                     saved->user.empty() ? std::nullopt : password, reporter);
 }
 

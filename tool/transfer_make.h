@@ -27,7 +27,8 @@ struct WantedDownload {
 std::vector<WantedDownload> WantedDownloads(const Options& options);
 
 // The transfer for it, claimed: the saved one with this URL and target, or a new one. Throws Failure when
-// another program runs it, or when the target belongs to the transfer of another URL.
+// another program runs it, or when the target belongs to the transfer of another URL. One that failed without
+// a byte makes room.
 std::unique_ptr<Transfer> MakeDownload(Store* store, const WantedDownload& wanted, const Options& options,
                                        Reporter* reporter);
 

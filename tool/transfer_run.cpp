@@ -16,6 +16,8 @@
 #include "qz/vrxclient.h"
 #include "tool/console.h"
 #include "tool/library_call.h"
+#include "tool/proxy.h"
+#include "tool/saved_text.h"
 #include "tool/text.h"
 #include "tool/transfer.h"
 
@@ -78,7 +80,7 @@ void Transfer::Run() {
   try {
     if (IsMovedAlready()) return;
     Open(Purpose::Run);
-    line_.emplace(reporter_, address_.fileName);
+    line_.emplace(reporter_, saved_.isUpload ? address_.fileName : NameOf(saved_));
     Drive();
     Finish();
   } catch (const Interruption&) {
@@ -194,7 +196,8 @@ void Transfer::OnDataBegins() {
   attemptPosition_ = position_;
   isLineBegun_ = true;
   line_->Begin(position_, saved_.sizeBytes);
-  if (saved_.isUpload) OnUploadBegins();
+  if (saved_.isUpload) return OnUploadBegins();
+  RecordWhenDue();
 }
 
 void Transfer::TellWhereDataBegins() {
@@ -237,6 +240,27 @@ bool Transfer::ReconnectsAtOnce(std::uint32_t before) const {
   return isChanged || reply.reason == VRXClientReason_Redirected;
 }
 
+// A mirror, and where a redirect leads to, are named with their server.
+std::string Transfer::WhatIsAskedFor() const {
+  VRXClientServer server;
+  const bool isFirst =
+      serverIndex_ == 0 || VRXClient_GetServer(client_.get(), serverIndex_, &server) != Error_None;
+  if (isFirst) return address_.scheme == Scheme::HTTP ? saved_.url : ServerPath();
+  try {
+    return ParseAddress(server.url).shown;
+  } catch (const Failure&) {
+    return server_;
+  }
+}
+
+std::string Transfer::ProxyOnTheWay() const {
+  try {
+    return ProxyOf(ParseAddress(server_)).value_or("");
+  } catch (const Failure&) {
+    return "";
+  }
+}
+
 AttemptEnd Transfer::DescribeEnd(std::uint32_t before, std::int32_t result) const {
   VRXClientLastReply reply;
   VRXClient_GetLastReply(client_.get(), &reply);
@@ -255,10 +279,11 @@ AttemptEnd Transfer::DescribeEnd(std::uint32_t before, std::int32_t result) cons
   end.isActive = saved_.isActive;
   end.scheme = SchemeOf(server_);
   end.host = HostOf(server_);
-  if (options_.proxyHost) end.proxy = *options_.proxyHost + ":" + std::to_string(options_.proxyPort);
-  end.what = end.isHTTP ? saved_.url : ServerPath();
+  end.proxy = ProxyOnTheWay();
+  end.what = WhatIsAskedFor();
   end.user = saved_.user;
   end.localName = ShownPath(saved_.localPath);
+  if (before == TransferState_Agents) end.agentText = lastMessage_;
   return end;
 }
 

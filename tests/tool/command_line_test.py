@@ -118,7 +118,9 @@ class CommandLine(ProgramTest):
             for scheme in ("http", "ftp"):
                 result = self.expect(NETWORK, "get", "%s://127.0.0.1:%d/%s" % (scheme, port, scheme), *ONCE)
                 self.assertRegex(result.errors, r"^qz: cannot connect to 127\.0\.0\.1:%d: connection refused "
-                                                r"\[Sock_Connect.*: .*(%s).* \(%d\)\]\n$" % (port, words, number))
+                                                r"\[Sock_Connect.*: .*(%s).* \(%d\)\]\n"
+                                                r"qz: saved as transfer \d+; rerun the command, or qz run, to "
+                                                r"try again\n$" % (port, words, number))
 
 
 class Names(ProgramTest):

@@ -31,6 +31,12 @@ class HTTPGet(ProgramTest):
         self.assertIn("Host: 127.0.0.1\r\n", server.requests[0])
         self.assertEqual(self.names(), ["d+e.txt"])
 
+    def test_blanks_and_other_letters_are_escaped(self):
+        server = self.server(lambda n, request: [http("200 OK", DATA)])
+        self.expect(DONE, "get", server.url("/a b/ü x%20y.txt?q=1 2"))
+        self.assertEqual(target_of(server.requests[0]), "/a%20b/%C3%BC%20x%20y.txt?q=1%202")
+        self.assert_file("ü x y.txt", DATA)
+
     def test_a_query_may_follow_the_host_at_once(self):
         server = self.server(lambda n, request: [http("200 OK", b"x")])
         for rest, line in (("?a=/b", "GET /?a=/b HTTP/1.0"), ("#part", "GET / HTTP/1.0"),
@@ -395,9 +401,10 @@ class HTTPGet(ProgramTest):
         result = self.expect(NETWORK, "get", "-v", server.url("/x"), *ONCE)
         self.assertIn("127.0.0.1:1", result.errors)
         self.assertNotIn("seCret", result.errors)
-        for name in os.listdir(self.transfers):
-            with open(os.path.join(self.transfers, name), "rb") as file:
-                self.assertNotIn(b"seCret", file.read(), name)
+        for folder, _, names in os.walk(self.transfers):
+            for name in names:
+                with open(os.path.join(folder, name), "rb") as file:
+                    self.assertNotIn(b"seCret", file.read(), name)
 
     def test_redirect_without_a_place_or_with_one_too_long_gives_6(self):
         for answer in ([http("302 Found")], self.redirect("/" + "x" * 400)):

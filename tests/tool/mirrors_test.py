@@ -190,6 +190,16 @@ class Mirrors(ProgramTest):
         self.assert_file("data", OTHER)
         self.assertEqual(self.offsets(mirror), [0, 1000])
 
+    def test_server_that_refuses_is_named(self):
+        first = self.serve(HTTPServer(lambda n, request: [http("404 Not Found")]))
+        ftp = self.serve(FTPServer({}))
+        third = self.serve(HTTPServer(lambda n, request: [http("410 Gone")]))
+        result = self.expect(NOT_FOUND, "get", first.url("/x"), "--mirror", ftp.url("folder/y"), "--mirror",
+                             third.url("/z?a=b;c"))
+        for shown in (first.url("/x"), ftp.url("folder/y"), third.url("/z%3Fa%3Db%3Bc")):
+            self.assertIn('cannot get "%s": the server answered' % shown, result.errors)
+        self.assertEqual(third.requests[0].split(" ")[1], "/z?a=b;c")
+
 
 if __name__ == "__main__":
     unittest.main()

@@ -79,7 +79,8 @@ class Put(ProgramTest):
 
     def test_continue_sends_all_of_it_when_the_servers_is_longer(self):
         self.server.files["remote.bin"] = b"z" * 500000
-        self.expect(DONE, "put", "--continue", "local.bin", self.server.url("remote.bin"))
+        result = self.expect(DONE, "put", "--continue", "local.bin", self.server.url("remote.bin"))
+        self.assertIn('qz: "remote.bin" is longer on the server (488.3 KiB): sending all of it\n', result.errors)
         self.assertEqual(self.starts(), [("remote.bin", 0)])
         self.assertEqual(digest(self.server.files["remote.bin"]), digest(DATA))
 

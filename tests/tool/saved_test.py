@@ -34,7 +34,7 @@ class SavedTransfers(ProgramTest):
             file.write(data)
 
     def saved_names(self):
-        return sorted(name for name in os.listdir(self.transfers) if name not in ("lock", "next"))
+        return sorted(name for name in os.listdir(self.transfers) if name not in ("lock", "next", "files"))
 
 
 class Listing(SavedTransfers):
@@ -191,6 +191,13 @@ class Preferences(OwnProgram):
         self.assertTrue(proxy.requests[0].startswith("GET http://files.invalid/a%20b HTTP/1.0\r\n"))
         self.expect(DONE, "prefs", "proxy-bypass", "files.invalid")
         self.expect(NETWORK, "size", "http://files.invalid/a%20b")
+
+    def test_proxy_of_the_preferences_that_is_down_is_named(self):
+        proxy = "127.0.0.1:%d" % ports.unused()
+        for name, value in (("http-proxy", proxy), ("proxy", "yes")):
+            self.expect(DONE, "prefs", name, value)
+        result = self.expect(NETWORK, "get", "http://files.invalid/a", "--retries", "0")
+        self.assertIn("cannot connect to files.invalid through the proxy %s: connection refused" % proxy, result.errors)
 
     def test_option_proxy_takes_the_place_of_the_preferences(self):
         proxy = self.serve(HTTPServer(lambda n, request: [http("200 OK", b"through")]))

@@ -4,6 +4,7 @@ QZ_PROGRAM is the command to run, for example "build/linux/qz" or "scripts/wine-
 it are taken from the checkout. Every run and every wait on a socket has a time limit.
 """
 
+import contextlib
 import hashlib
 import os
 import posixpath
@@ -160,6 +161,17 @@ class OwnProgram(ProgramTest):
         self.preferences = os.path.join(self.place, "qzCache", "qzVRXPrefs")
 
 
+def preloaded(test, **variables):
+    """The environment of a program that kill_at_rename.c watches."""
+    folder = tempfile.mkdtemp(prefix="qz-preloaded-")
+    test.addCleanup(shutil.rmtree, folder, True)
+    library = os.path.join(folder, "preloaded.so")
+    source = os.path.join(CHECKOUT, "tests", "tool", "kill_at_rename.c")
+    subprocess.run(["cc", "-shared", "-fPIC", "-o", library, source, "-ldl"], check=True)
+    return {"LD_PRELOAD": library, **variables,
+            "ASAN_OPTIONS": os.environ.get("ASAN_OPTIONS", "") + ":verify_asan_link_order=0"}
+
+
 def reset(connection):
     """Closes so that the peer sees a reset instead of an end."""
     connection.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, struct.pack("ii", 1, 0))
@@ -212,6 +224,10 @@ class Server:
 
     def stop(self):
         self.stopping.set()
+        # A thread that is about to accept would otherwise do so on the next listener with this descriptor.
+        with contextlib.suppress(OSError):
+            self.listener.shutdown(socket.SHUT_RDWR)
+        self.thread.join(SOCKET_SECONDS)
         self.listener.close()
 
     def stall(self):

@@ -31,6 +31,10 @@ SavedTransfer Whole() {
   transfer.url = "ftp://a.example/in/disk.iso";
   transfer.localPath = "/home/me/disk.iso";
   transfer.user = "me";
+  transfer.mirrors = "http://b.example/a%20b\nftp://c.example/x";
+  transfer.digest = "9f86d081884c7d65";
+  transfer.verifies = true;
+  transfer.unpacks = true;
   transfer.isActive = true;
   transfer.isSynchronised = true;
   transfer.overwrites = true;
@@ -55,6 +59,8 @@ constexpr char kWholeText[] =
     "url = ftp://a.example/in/disk.iso\n"
     "path = /home/me/disk.iso\n"
     "user = me\n"
+    "mirrors = http://b.example/a%2520b%0Aftp://c.example/x\n"
+    "digest = 9f86d081884c7d65\n"
     "reason = no answer from a.example\n"
     "final-path = /home/me/disk(0).iso\n"
     "active = yes\n"
@@ -62,6 +68,8 @@ constexpr char kWholeText[] =
     "overwrite = yes\n"
     "save-password = yes\n"
     "continue = yes\n"
+    "verify = yes\n"
+    "unpack = yes\n"
     "status = failed\n"
     "attempts = 4000000000\n"
     "exit-code = -4\n"
@@ -99,7 +107,8 @@ TEST_F(SavedTransferFile, LeavesOutWhatIsNotKnown) {
   EXPECT_EQ(
       FormatSavedTransfer(transfer),
       "# A saved transfer of qz.\nformat = 1\ndirection = download\nurl = http://a.example/\npath = /a\n"
-      "active = no\nsynchronise = no\noverwrite = no\nsave-password = no\ncontinue = no\nstatus = waiting\n"
+      "active = no\nsynchronise = no\noverwrite = no\nsave-password = no\ncontinue = no\nverify = no\nunpack "
+      "= no\nstatus = waiting\n"
       "attempts = 0\nexit-code = 0\ndone = 0\nsource-size = 0\nsource-time = 0\nend\n");
   EXPECT_EQ(RoundTrip(transfer), transfer);
 }

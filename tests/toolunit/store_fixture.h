@@ -24,10 +24,11 @@ class StoreTest : public testing::Test {
     folder_.Write("transfers/" + name, bytes);
   }
   bool Exists(const std::string& name) const { return folder_.Exists("transfers/" + name); }
-  // The names in the folder but the lock and the next number.
+  // The names in the folder but the lock, the next number, and the folder of files.
   std::vector<std::string> Names() const {
     std::vector<std::string> names = folder_.List("transfers");
-    std::erase_if(names, [](const std::string& name) { return name == "lock" || name == "next"; });
+    std::erase_if(
+        names, [](const std::string& name) { return name == "lock" || name == "next" || name == "files"; });
     return names;
   }
   void Remove(const std::string& name) const {

@@ -30,24 +30,57 @@ std::string RecordOf(const std::string& url) {
   return tool::WriteRecord(client);
 }
 
+void MakeOldFile(const std::filesystem::path& path, int minutes) {
+  std::ofstream(path) << "x";
+  std::filesystem::last_write_time(
+      path, std::filesystem::file_time_type::clock::now() - std::chrono::minutes(minutes));
+}
+
 class StoreSweep : public StoreTest {
  protected:
-  ~StoreSweep() override {
-    for (const std::string& name : made_) std::filesystem::remove_all(CacheFolder() / name);
+  // Where the library makes data and log files.
+  std::filesystem::path FilesFolder() const { return folder_.SystemName("transfers/files"); }
+  // A file there, last changed so long ago.
+  void MakeOld(const std::string& name, int minutes = 61) const {
+    MakeOldFile(FilesFolder() / name, minutes);
   }
-
-  // A file of the cache folder, last changed so long ago.
-  void MakeOld(const std::string& name, int minutes = 61) {
-    const std::filesystem::path path = CacheFolder() / name;
-    std::ofstream(path) << "x";
-    std::filesystem::last_write_time(
-        path, std::filesystem::file_time_type::clock::now() - std::chrono::minutes(minutes));
-    made_.push_back(name);
-  }
-  static bool IsThere(const std::string& name) { return std::filesystem::exists(CacheFolder() / name); }
-
-  std::vector<std::string> made_;
+  bool IsThere(const std::string& name) const { return std::filesystem::exists(FilesFolder() / name); }
 };
+
+// Two folders of saved transfers, each with a file that only its own record names.
+TEST_F(StoreSweep, LeavesWhatOtherFoldersHave) {
+  const TempDir elsewhere;
+  {
+    const ScopedVariable variable("QZ_TRANSFERS", elsewhere.SystemName("transfers").string().c_str());
+    Store other;
+    Save(&other, kURL, "/1", RecordOf("http://a.example/info7"));
+    MakeOldFile(elsewhere.SystemName("transfers/files/info7"), 61);
+  }
+  MakeOldFile(CacheFolder() / "info8", 61);
+  Store store;
+  MakeOld("info7");
+  store.Sweep();
+  EXPECT_FALSE(IsThere("info7"));
+  EXPECT_TRUE(elsewhere.Exists("transfers/files/info7"));
+  EXPECT_TRUE(std::filesystem::exists(CacheFolder() / "info8"));
+  std::filesystem::remove(CacheFolder() / "info8");
+}
+
+TEST_F(StoreSweep, FindsWhatTheLibraryMakes) {
+  Store store;
+  VRXClient* client = nullptr;
+  ASSERT_EQ(VRXClient_NewDownload(kURL, nullptr, 0, nullptr, &client), 0);
+  tool::OwnedTransfer transfer(client);
+  ASSERT_EQ(VRXClient_AgentMessage(client, "text"), 0);
+  const std::vector<std::string> names = folder_.List("transfers/files");
+  ASSERT_EQ(names.size(), 1u);
+  transfer.reset();
+  const std::filesystem::path log = FilesFolder() / names[0];
+  std::filesystem::last_write_time(log,
+                                   std::filesystem::file_time_type::clock::now() - std::chrono::hours(2));
+  store.Sweep();
+  EXPECT_EQ(folder_.List("transfers/files"), std::vector<std::string>());
+}
 
 TEST_F(StoreSweep, RemovesOldFilesOfNobody) {
   Store store;
@@ -81,11 +114,11 @@ TEST_F(StoreSweep, LeavesOtherNames) {
 TEST_F(StoreSweep, LeavesFolders) {
   Store store;
   MakeOld("info5");
-  std::filesystem::remove(CacheFolder() / "info5");
-  std::filesystem::create_directory(CacheFolder() / "info5");
+  std::filesystem::remove(FilesFolder() / "info5");
+  std::filesystem::create_directory(FilesFolder() / "info5");
   std::error_code ignored;  // where a folder's time cannot be set it is young besides
   const auto longAgo = std::filesystem::file_time_type::clock::now() - std::chrono::hours(2);
-  std::filesystem::last_write_time(CacheFolder() / "info5", longAgo, ignored);
+  std::filesystem::last_write_time(FilesFolder() / "info5", longAgo, ignored);
   store.Sweep();
   EXPECT_TRUE(IsThere("info5"));
 }

@@ -35,6 +35,7 @@ ExitCode FailureOf(Action action) {
 TEST_F(StoreTest, MakesItsFolder) {
   const Store store;
   EXPECT_TRUE(Exists("lock"));
+  EXPECT_TRUE(Exists("files"));
   EXPECT_EQ(std::filesystem::path(store.Folder()), folder_.SystemName("transfers"));
 }
 
@@ -179,17 +180,43 @@ TEST_F(StoreTest, FindsByDirectionURLAndPath) {
   EXPECT_FALSE(store.Find(false, kURL, "/2"));
 }
 
-TEST_F(StoreTest, FindsTheDownloadToATarget) {
-  Store store;
+TEST_F(StoreTest, CreatesOneDownloadToAPath) {
+  Store store, other;
   Save(&store, kURL, "/1");
   std::optional<SavedTransfer> found;
-  const auto upload = store.Create(true, kURL, "/2", &found);
-  SavedTransfer transfer = Download(2, kURL, "/2");
-  transfer.isUpload = true;
-  store.Save(transfer, "a record");
-  EXPECT_EQ(store.FindTarget("/1"), Download(1, kURL, "/1"));
-  EXPECT_FALSE(store.FindTarget("/2"));
-  EXPECT_FALSE(store.FindTarget("/3"));
+  EXPECT_FALSE(other.Create(false, "http://b.example/2", "/1", &found));
+  EXPECT_EQ(found, Download(1, kURL, "/1"));
+  EXPECT_EQ(Read("next"), "2\n");
+  const auto upload = other.Create(true, kURL, "/1", &found);
+  EXPECT_TRUE(upload) << "a path may be the source of uploads besides";
+  EXPECT_FALSE(found);
+  {
+    const auto claim = store.Take(1);
+    store.Remove(1);
+  }
+  EXPECT_TRUE(other.Create(false, "http://b.example/2", "/1", &found));
+  EXPECT_FALSE(found);
+}
+
+TEST_F(StoreTest, CreatesNoDownloadToThePathThatAnotherIsCreating) {
+  Store store, other;
+  std::optional<SavedTransfer> found;
+  const auto claim = other.Create(false, kURL, "/1", &found);
+  ASSERT_TRUE(claim);
+  EXPECT_FALSE(store.Create(false, "http://b.example/2", "/1", &found));
+  EXPECT_EQ(found, Download(1, kURL, "/1"));
+}
+
+// Older programs could save two of them.
+TEST_F(StoreTest, PrefersTheDownloadWithTheURL) {
+  Store store;
+  Save(&store, kURL, "/1");
+  Save(&store, kURL, "/2");
+  Write("2.conf", FormatSavedTransfer(Download(2, "http://b.example/2", "/1")));
+  Store other;
+  std::optional<SavedTransfer> found;
+  EXPECT_FALSE(other.Create(false, "http://b.example/2", "/1", &found));
+  EXPECT_EQ(found, Download(2, "http://b.example/2", "/1"));
 }
 
 TEST_F(StoreTest, CreatesATransferOnce) {
@@ -217,7 +244,6 @@ TEST_F(StoreTest, SeesWhatOthersAddRemoveAndChange) {
     other.Remove(1);
   }
   EXPECT_FALSE(store.Find(false, kURL, "/1"));
-  EXPECT_FALSE(store.FindTarget("/1"));
   EXPECT_EQ(Save(&store, kURL, "/1"), 3u);
 }
 

@@ -44,7 +44,7 @@ TEST_F(StoreThreads, DriveTransfersOfTheirOwn) {
       store.Save(transfer, "1");
       transfer.doneBytes = 5;
       store.Save(transfer, "2");
-      EXPECT_EQ(store.FindTarget(path), transfer);
+      EXPECT_EQ(store.Find(false, kURL, path), transfer);
       if (k % 2 == 0) store.Remove(claim->Number());
     }
   });

@@ -1,0 +1,99 @@
+"""Downloads that extensions work on: what is called verified was verified, whatever ended the program before."""
+
+import signal
+import unittest
+
+from support import *
+
+DATA = some_bytes(300000, 71)
+DIGEST = digest(DATA)
+WRONG = "0" * 64
+
+
+class Checksums(OwnProgram):
+    has_extensions = True
+
+    def setUp(self):
+        super().setUp()
+        self.digests = None
+        def answer(number, request):
+            path = request.split(" ")[1]
+            if not path.endswith(".sha256"):
+                return [honest(DATA, request)]
+            return [http("200 OK", self.digests)] if self.digests else [http("404 Not Found", b"no")]
+        self.server = self.serve(HTTPServer(answer))
+        self.url = self.server.url("/x")
+
+    def assert_refused(self, *arguments):
+        result = self.expect(REFUSED, *arguments)
+        self.assertIn("is not verified", result.errors)
+        self.assertNotIn("saved \"", result.errors)
+        return result
+
+    def test_digest_decides(self):
+        result = self.expect(DONE, "get", self.url, "--sha256", DIGEST.upper())
+        self.assertRegex(result.errors, r'qz: saved "x" \(293\.0 KiB.*, verified\)\n$')
+        self.assert_file("x", DATA)
+        os.remove(self.path("x"))
+        result = self.assert_refused("get", self.url, "--sha256", WRONG)
+        self.assertIn("SHA-256 is %s, expected %s; renamed" % (DIGEST, WRONG), result.errors)
+        self.assertIn("transfer 2 stays in the list; qz retry 2 runs it again", result.errors)
+        self.assertEqual(self.names(), ["x.bad"])
+        self.assertIn("failed", self.expect(DONE, "list").output)
+
+    def test_digest_that_is_missing_is_asked_for_again(self):
+        for command in (("get", self.url, "--verify"), ("get", self.url, "--verify"), ("retry", "1")):
+            self.assertIn("404", self.assert_refused(*command).errors)
+            self.assertEqual(self.names(), ["x"])
+        self.digests = DIGEST.encode() + b"  x\n"
+        self.assertIn(", verified)", self.expect(DONE, "get", self.url, "--verify").errors)
+        self.assertEqual(self.names(), ["x"])
+        self.assert_file("x", DATA)
+        self.assertEqual([request.split(" ")[1] for request in self.server.requests].count("/x"), 1)
+
+    def test_file_that_was_set_aside_is_downloaded_again(self):
+        for command in (("get", self.url, "--verify"), ("retry", "1")):
+            self.digests = WRONG.encode() + b"  x\n"
+            if self.names() == []:
+                self.assert_refused("get", self.url, "--verify")
+            os.remove(self.path("x.bad"))
+            self.digests = DIGEST.encode() + b"  x\n"
+            number = self.expect(DONE, "list").output.split("\n")[1].split()[0]
+            command = ("retry", number) if command[0] == "retry" else command
+            self.assertIn(", verified)", self.expect(DONE, *command).errors)
+            self.assert_file("x", DATA)
+            self.assertEqual(self.names(), ["x"])
+            os.remove(self.path("x"))
+
+    @only_posix
+    def test_program_killed_when_the_file_has_its_name_verifies_it_then(self):
+        for digests, code in ((WRONG, REFUSED), (DIGEST, DONE)):
+            self.digests = digests.encode() + b"  x\n"
+            killed = self.run_qz("get", self.url, "--verify", environment=preloaded(self, QZ_KILL_AT=self.path("x")))
+            self.assertEqual(killed.code, -signal.SIGKILL, killed)
+            self.assertEqual(self.names(), ["x"])
+            self.expect(code, "run")
+            self.assertEqual(self.names(), ["x" if code == DONE else "x.bad"])
+            os.remove(self.path(self.names()[0]))
+            if code != DONE:
+                self.expect(DONE, "remove", "1")
+
+    def test_digest_is_compared_when_it_is_asked_for_later(self):
+        self.expect(DONE, "add", self.url)
+        self.assertIn("options:  none\n", self.expect(DONE, "show", "1").output)
+        self.assert_refused("get", self.url, "--sha256", WRONG)
+        self.assertEqual(self.names(), ["x.bad"])
+
+    def test_another_digest_is_refused(self):
+        self.expect(DONE, "add", self.url, "--sha256", WRONG)
+        self.assertIn("options:  sha256\n", self.expect(DONE, "show", "1").output)
+        for other in (("--sha256", DIGEST), ("--verify",)):
+            result = self.expect(USAGE, "get", self.url, *other)
+            self.assertIn("transfer 1 compares with another digest; qz remove 1 ends it", result.errors)
+        self.assertEqual(self.names(), [])
+        self.assert_refused("get", self.url)
+        self.assertEqual(self.names(), ["x.bad"])
+
+
+if __name__ == "__main__":
+    unittest.main()
