@@ -66,6 +66,12 @@ bool IsDataFile(const VRXClient* client, const char* path) {
   return iVRXClient_IsSamePath(client->data.dataPath, path) || iVRXClientList_HasPath(path, client);
 }
 
+bool IsRemoved(const char* path) {
+  const ErrorCode status = File_Unlink(path);
+  return status == Error_None || status == Error_NotFound;
+}
+
+// What cannot be removed now is tried again with the next attempt.
 void RemoveLeftOver(VRXClient* client) {
   const char* left = client->data.serverFileName;
   char directory[kPathSize];
@@ -73,10 +79,9 @@ void RemoveLeftOver(VRXClient* client) {
   if (left[0] == '\0') return;
   const bool isSplit = File_SplitDir(client->data.localPath, directory, name) == Error_None;
   char path[kPathSize];
-  if (isSplit && IsCopyName(left, name) && iFile_Join(directory, left, path) == Error_None &&
-      !IsDataFile(client, path))
-    File_Unlink(path);
-  KeepCopyName(client, "");
+  const bool isCopy = isSplit && IsCopyName(left, name) && iFile_Join(directory, left, path) == Error_None &&
+                      !IsDataFile(client, path);
+  if (!isCopy || IsRemoved(path)) KeepCopyName(client, "");
 }
 
 // ---- the destination ---------------------------------------------------------------------------
@@ -199,8 +204,7 @@ ErrorCode NameCopy(VRXClient* client) {
 
 StepEvent FailCopy(VRXClient* client) {
   File_CopyAbort(&client->copy);
-  File_Unlink(client->copyPath);
-  KeepCopyName(client, "");
+  if (IsRemoved(client->copyPath)) KeepCopyName(client, "");
   iVRXClient_Message(client, TransferMessage_CopyFailed, client->data.localPath);
   return FailedWithoutStatus();
 }
