@@ -247,6 +247,17 @@ TEST_F(StoreTest, SeesWhatOthersAddRemoveAndChange) {
   EXPECT_EQ(Save(&store, kURL, "/1"), 3u);
 }
 
+TEST_F(StoreTest, SeesWhatOthersAddWhenNumbersBeganAnew) {
+  Store store;
+  for (const char* path : {"/1", "/2", "/3"}) Save(&store, kURL, path);
+  for (const std::string& name : Names()) Remove(name);
+  Remove("next");
+  Store other;
+  EXPECT_EQ(Save(&other, kURL, "/4"), 1u);
+  EXPECT_EQ(store.Find(false, kURL, "/4"), Download(1, kURL, "/4"));
+  EXPECT_EQ(Save(&store, kURL, "/4"), 0u);
+}
+
 TEST_F(StoreTest, FindsWhatAnotherIsCreating) {
   Store store, other;
   std::optional<SavedTransfer> found;
