@@ -40,8 +40,8 @@ struct SavedTransfer {
   std::uint64_t doneBytes = 0;
   std::optional<std::uint64_t> sizeBytes;
 
-  // A download whose data is complete: the path that the file gets next. A program that finds the file there,
-  // and FILE.part gone, calls the transfer done.
+  // A download whose data is complete: the path that the file gets next, before it replaces another one. A
+  // program that finds the file there, and FILE.part gone, asks no server again.
   std::string finalPath;
 
   // An upload's source as it was when its bytes began to go to the server.

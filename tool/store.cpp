@@ -147,6 +147,7 @@ struct Store::State {
   std::optional<SavedTransfer> ReadCarefully(unsigned number, std::optional<DamagedRecord>* damage);
   void SaveRecord(const SavedTransfer& transfer, const std::string& record, Held* own);
   void SaveConfiguration(const SavedTransfer& transfer, Held* own);
+  void RemoveUselessClaim(unsigned number) const;
   void RemoveLeftovers(unsigned number, const StoredParts& parts) const;
   void SweepTransfer(unsigned number, const StoredParts& parts);
   void SweepEverything();
@@ -185,11 +186,7 @@ Held& Store::State::HeldOf(unsigned number) {
 // What was never saved leaves nothing behind.
 void Store::State::Release(unsigned number) {
   const Held& own = HeldOf(number);
-  try {
-    if (own.hasClaimFile && !own.record) RemovePrivateFile(files.ClaimPath(number));
-  } catch (const Failure&) {
-    // A later sweep removes it.
-  }
+  if (own.hasClaimFile && !own.record) RemoveUselessClaim(number);
   const std::lock_guard guard(heldMutex);
   lock.Unlock(ByteOf(number));
   held.erase(number);
@@ -330,7 +327,16 @@ void Store::State::SaveConfiguration(const SavedTransfer& transfer, Held* own) {
   own->configuration = std::move(text);
   if (own->hasClaimFile && !isClaimOnly) {
     own->hasClaimFile = false;
+    RemoveUselessClaim(number);
+  }
+}
+
+// Beside the configuration, or without a record, a claim counts for nothing.
+void Store::State::RemoveUselessClaim(unsigned number) const {
+  try {
     RemovePrivateFile(files.ClaimPath(number));
+  } catch (const Failure&) {
+    // A later sweep removes it.
   }
 }
 
@@ -453,8 +459,8 @@ void Store::Remove(unsigned number) {
   Held& own = state_->HeldOf(number);
   RenamePrivateFile(state_->files.ConfigurationPath(number), state_->files.ClaimPath(number));
   RemovePrivateFile(state_->files.RecordPath(number));
-  RemovePrivateFile(state_->files.ClaimPath(number));
   own = {};
+  state_->RemoveUselessClaim(number);
   const std::lock_guard guard(state_->indexMutex);
   state_->index.Erase(number);
 }

@@ -177,12 +177,18 @@ void Transfer::ReadClient() {
   client_ = std::move(client);
 }
 
+// The file has taken the place of the old one, and nothing else was to be done.
+bool Transfer::IsReplaced() const {
+  const bool isToReplace = saved_.overwrites && saved_.finalPath != saved_.localPath && !HasAgents(saved_);
+  return isToReplace && !SizeOfFile(saved_.finalPath) && SizeOfFile(saved_.localPath) == saved_.sizeBytes;
+}
+
 // An extension has set the file aside, or the user has removed it: there is nothing left to work on.
 void Transfer::BeginAgainWithoutFile() {
   char path[kPathBytes] = "";
   VRXClient_GetLocalFilePath(client_.get(), path);
   const bool isAtAgents = !saved_.isUpload && VRXClient_GetState(client_.get()) == TransferState_Agents;
-  if (!isAtAgents || SizeOfFile(path)) return;
+  if (!isAtAgents || SizeOfFile(path) || IsReplaced()) return;
   VRXClient* old = nullptr;
   {
     const std::lock_guard lock(clientMutex_);
@@ -236,6 +242,8 @@ void Transfer::SetLogin(Purpose purpose) {
   if (address_.scheme != Scheme::FTP || saved_.user.empty()) return;
   if (!password_ && saved_.savesPassword && !isNew_) return;  // the record has it
   if (!password_ && purpose == Purpose::Save) return;
+  if (!saved_.isUpload && VRXClient_GetState(client_.get()) >= TransferState_Finish)
+    return;  // no server is asked
   if (!password_) {
     Failure missing = MissingPassword(saved_.user);
     missing.retry = Retry::Yes;

@@ -74,6 +74,7 @@ class Transfer : public Job {
   void AddMirrors();
   void AddAgents(NewAgents agents);
   void ReadClient();
+  bool IsReplaced() const;
   void BeginAgainWithoutFile();
   void ApplySettings();
   void SetPartFile();
@@ -108,10 +109,11 @@ class Transfer : public Job {
   void CheckInterrupt() const;
 
   // ---- ending (transfer_finish.cpp)
-  bool IsMovedAlready();
-  void MoveBackForAgents();
+  bool IsMoveRecorded();
+  void TakeMovedFileBack();
   void CheckIsWhole() const;
   void ChooseFinalPath();
+  std::string PlaceOfFile() const;
   void Finish();
   void Forget();
   bool LeavePartAlone();

@@ -57,35 +57,26 @@ std::string Transfer::ServerPath() const {
   return address_.path;
 }
 
-// A crash between the move and the end of the record: the file has its place, and FILE.part is gone.
-bool Transfer::IsMovedAlready() {
-  if (isNew_ || saved_.isUpload || saved_.finalPath.empty()) return false;
-  if (SizeOfFile(PartPath(saved_.localPath))) return false;
-  const auto size = SizeOfFile(saved_.finalPath);
-  if (!size || (saved_.sizeBytes && *size != *saved_.sizeBytes)) return false;
-  if (HasAgents(saved_)) {
-    MoveBackForAgents();
-    return false;
-  }
-  reporter_->Say("saved \"" + ShownPath(saved_.finalPath) + "\" (" + SizeText(*size) + ")");
-  Forget();
-  return true;
+bool Transfer::IsMoveRecorded() {
+  ReadClient();
+  const bool isRecorded = VRXClient_GetState(client_.get()) >= TransferState_Agents;
+  const std::lock_guard lock(clientMutex_);
+  client_.reset();
+  return isRecorded;
 }
 
-// The extensions see the file only when the record knows that it was moved.
-void Transfer::MoveBackForAgents() {
-  ReadClient();
-  const bool isKnown = VRXClient_GetState(client_.get()) >= TransferState_Agents;
-  {
-    const std::lock_guard lock(clientMutex_);
-    client_.reset();
-  }
-  if (isKnown) return;
+// A crash between the move and the record of it: the file has its place, and FILE.part is gone. It goes back,
+// and all that follows on the move is done.
+void Transfer::TakeMovedFileBack() {
+  if (isNew_ || saved_.isUpload || saved_.finalPath.empty()) return;
+  const std::string part = PartPath(saved_.localPath);
+  if (SizeOfFile(part)) return;
+  const auto size = SizeOfFile(saved_.finalPath);
+  if (!size || (saved_.sizeBytes && *size != *saved_.sizeBytes) || IsMoveRecorded()) return;
   Error_ClearLast();
-  const ErrorCode status = File_Move(saved_.finalPath.c_str(), PartPath(saved_.localPath).c_str());
-  if (status == Error_None) return;
+  if (File_Move(saved_.finalPath.c_str(), part.c_str()) == Error_None) return;
   throw Failure{ExitCode::Disk,
-                "cannot rename \"" + ShownPath(saved_.finalPath) + "\"" + RecordedDetails(status)};
+                "cannot rename \"" + ShownPath(saved_.finalPath) + "\"" + RecordedFileDetails()};
 }
 
 // Without a size, a FILE.part that is longer than the file looks the same as a complete one.
@@ -96,23 +87,34 @@ void Transfer::CheckIsWhole() const {
                                         "\" cannot be checked; download it again with --restart"};
 }
 
+// With --overwrite the library moves the file there, too, before it replaces the old one.
 void Transfer::ChooseFinalPath() {
-  if (saved_.overwrites) {
-    saved_.finalPath = saved_.localPath;
-    return;
-  }
   saved_.finalPath = FreePath(saved_.localPath);
-  if (saved_.finalPath == saved_.localPath) return;
+  if (saved_.overwrites || saved_.finalPath == saved_.localPath) return;
   const ErrorCode status = VRXClient_SetLocalFilePath(client_.get(), saved_.finalPath.c_str());
   if (status == Error_None) return;
   throw Failure{ExitCode::Disk,
                 "cannot name the file \"" + ShownPath(saved_.finalPath) + "\": " + Error_ToString(status)};
 }
 
-void Transfer::Finish() {
-  EndLine();
+// Where the file is. With --overwrite the library has replaced the old one, unless that failed, or the
+// program ended just before or behind it.
+std::string Transfer::PlaceOfFile() const {
   char path[kPathBytes] = "";
   VRXClient_GetLocalFilePath(client_.get(), path);
+  const bool isToReplace = saved_.overwrites && path == saved_.finalPath && path != saved_.localPath;
+  if (!isToReplace) return path;
+  Error_ClearLast();
+  if (SizeOfFile(path) && File_Replace(path, saved_.localPath.c_str()) != Error_None)
+    throw Failure{ExitCode::Disk, "cannot replace \"" + ShownPath(saved_.localPath) +
+                                      "\"; the new file is \"" + ShownPath(path) + "\"" +
+                                      RecordedFileDetails()};
+  return saved_.localPath;
+}
+
+void Transfer::Finish() {
+  EndLine();
+  const std::string path = PlaceOfFile();
   const std::uint64_t size = saved_.isUpload ? position_ : SizeOfFile(path).value_or(position_);
   const double seconds = dataBegan_ ? std::chrono::duration<double>(Clock::now() - *dataBegan_).count() : 0;
   if (isStoredAlready_) {
@@ -121,13 +123,13 @@ void Transfer::Finish() {
                           "\" already; send them again with --restart");
   }
   const std::uint64_t moved = size > firstPosition_ ? size - firstPosition_ : 0;
-  Forget();
   if (saved_.isUpload) {
     reporter_->Say("stored \"" + ServerPath() + "\" (" + SizeText(size) + RateText(moved, seconds) + ")");
   } else {
     reporter_->Say("saved \"" + ShownPath(path) + "\" (" + SizeText(size) + RateText(moved, seconds) +
                    (saved_.verifies ? ", verified)" : ")"));
   }
+  Forget();
 }
 
 // The transfer with its log, and its record.

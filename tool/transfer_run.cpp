@@ -78,7 +78,7 @@ void Transfer::OnSize(Word self, std::uint64_t size) {
 
 void Transfer::Run() {
   try {
-    if (IsMovedAlready()) return;
+    TakeMovedFileBack();
     Open(Purpose::Run);
     line_.emplace(reporter_, saved_.isUpload ? address_.fileName : NameOf(saved_));
     Drive();

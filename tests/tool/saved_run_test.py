@@ -472,6 +472,22 @@ class Killed(SavedRun):
         self.assertEqual(self.names(), ["other", "other(0)", "plain"])
 
     @only_posix
+    def test_program_killed_before_the_old_file_is_replaced_replaces_it_then(self):
+        server = self.files(1, 200000)
+        for end in ("/file(0)", "/file"):
+            self.write("file", bytes(200000))  # as long as the new one
+            result = self.run_qz("get", server.url("/0"), "-o", "file", "--overwrite",
+                                 environment=preloaded(self, QZ_KILL_AT=end))
+            self.assertEqual(result.code, -signal.SIGKILL, result)
+            self.assertNotIn("file.part", self.names())
+            self.asked.clear()
+            result = self.expect(DONE, "get", server.url("/0"), "-o", "file", "--overwrite")
+            self.assertIn('saved "file" (195.3 KiB', result.errors)
+            self.assertEqual(self.asked, [])
+            self.assert_file("file", self.content["/0"])
+            self.assertEqual((self.names(), self.stored()), (["file"], []))
+
+    @only_posix
     def test_program_killed_at_each_save_of_its_record_loses_nothing(self):
         server = self.files(1, 200000)
         for end in ("/next", ".claim", ".vrx", ".conf"):
