@@ -1,10 +1,10 @@
-/* Preloaded into the program: a call that changes a file fails, counted over all files whose names contain one of
- * QZ_FAIL_NAMES (parted by ":").
+/* Preloaded into the program: a call that changes a file fails, counted over all files whose names contain
+ * one of QZ_FAIL_NAMES (parted by ":").
  *
  *   QZ_FAIL_CALL     the call that fails, from 1 on
  *   QZ_FAIL_LASTING  set: all calls behind it fail as well
- *   QZ_FAIL_ERROR    the number of the error; a full disk fails only what needs space, and begins with half a write
- *   QZ_FAIL_MARK     receives what failed first */
+ *   QZ_FAIL_ERROR    the number of the error; a full disk fails only what needs space, and begins with half a
+ * write QZ_FAIL_MARK     receives what failed first */
 #define _GNU_SOURCE
 #include <dlfcn.h>
 #include <errno.h>
@@ -39,7 +39,9 @@ static void mark(const char* call, const char* name) {
   char line[5000];
   const char* path = getenv("QZ_FAIL_MARK");
   int length = snprintf(line, sizeof line, "%s %s", call, name);
-  int file = path == NULL ? -1 : (int)syscall(SYS_openat, AT_FDCWD, path, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+  int file = path == NULL
+                 ? -1
+                 : (int)syscall(SYS_openat, AT_FDCWD, path, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
   if (file < 0) return;
   if (syscall(SYS_write, file, line, (size_t)length) != length) abort();
   syscall(SYS_close, file);
@@ -91,7 +93,9 @@ int ftruncate(int descriptor, off_t length) {
   return fails_on("ftruncate", descriptor, 1) ? -1 : NEXT(ftruncate)(descriptor, length);
 }
 
-int fsync(int descriptor) { return fails_on("fsync", descriptor, 1) ? -1 : NEXT(fsync)(descriptor); }
+int fsync(int descriptor) {
+  return fails_on("fsync", descriptor, 1) ? -1 : NEXT(fsync)(descriptor);
+}
 
 int close(int descriptor) {
   const int failure = fails_on("close", descriptor, 1);
@@ -119,7 +123,9 @@ int renameat2(int from_folder, const char* from, int to_folder, const char* to, 
   return fails("renameat2", from, 0) ? -1 : NEXT(renameat2)(from_folder, from, to_folder, to, flags);
 }
 
-int unlink(const char* name) { return fails("unlink", name, 0) ? -1 : NEXT(unlink)(name); }
+int unlink(const char* name) {
+  return fails("unlink", name, 0) ? -1 : NEXT(unlink)(name);
+}
 
 int unlinkat(int folder, const char* name, int flags) {
   return fails("unlinkat", name, 0) ? -1 : NEXT(unlinkat)(folder, name, flags);
