@@ -112,14 +112,23 @@ TEST(BarLines, ShowsNameShareBarAndText) {
             Texts{"disk.iso 100% [====================] done    "});
 }
 
-TEST(BarLines, LeavesOutTheBarThenCutsTheText) {
+TEST(BarLines, LeavesOutTheBarThenPartsOfTheText) {
   const BarContent content{"disk.iso", 0.25, "1.0 MiB of 4.0 MiB"};
   EXPECT_EQ(BarLines({content}, 48), Texts{"disk.iso  25% [==>       ] 1.0 MiB of 4.0 MiB"});
   EXPECT_EQ(BarLines({content}, 47), Texts{"disk.iso  25% 1.0 MiB of 4.0 MiB            "});
-  EXPECT_EQ(BarLines({content}, 30), Texts{"disk.iso  25% 1.0 MiB of 4."});
+  EXPECT_EQ(BarLines({content}, 30), Texts{"disk.iso  25%              "});
   EXPECT_EQ(BarLines({content}, 12), Texts{"dis  25% "});
   EXPECT_EQ(BarLines({content}, 3), Texts{" "});
   EXPECT_EQ(BarLines({content}, 1), Texts{" "});
+}
+
+TEST(BarLines, CutsNoNumberInTwo) {
+  const BarContent content{"disk.iso", 0.25, "1.0 MiB of 4.0 MiB  512.0 KiB/s  6 seconds left"};
+  EXPECT_EQ(BarLines({content}, 64), Texts{"disk.iso  25% 1.0 MiB of 4.0 MiB  512.0 KiB/s  6 seconds left"});
+  EXPECT_EQ(BarLines({content}, 63), Texts{"disk.iso  25% 1.0 MiB of 4.0 MiB  512.0 KiB/s               "});
+  EXPECT_EQ(BarLines({content}, 48), Texts{"disk.iso  25% 1.0 MiB of 4.0 MiB  512.0 KiB/s"});
+  EXPECT_EQ(BarLines({content}, 47), Texts{"disk.iso  25% 1.0 MiB of 4.0 MiB            "});
+  EXPECT_EQ(BarLines({content}, 34), Texts{"disk.iso  25%                  "});
 }
 
 TEST(BarLines, HasNoBarWithoutAShare) {
