@@ -269,6 +269,28 @@ class HTTPServer(Server):
         return "http://127.0.0.1:%d%s" % (self.port, path)
 
 
+class KeepingHTTPServer(HTTPServer):
+    """answer(number, request) gives the bytes of a response, or None to end the connection without one.
+
+    One connection has any number of requests; number counts the requests.
+    """
+
+    def serve(self, connection, _):
+        received = b""
+        while True:
+            while b"\r\n\r\n" not in received:
+                more = connection.recv(4096)
+                if not more:
+                    return
+                received += more
+            head, _, received = received.partition(b"\r\n\r\n")
+            self.requests.append(head.decode("latin-1"))
+            response = self.answer(len(self.requests) - 1, self.requests[-1])
+            if response is None:
+                return
+            connection.sendall(response)
+
+
 def http(status, body=b"", length=None, **headers):
     """The bytes of a response; length: another Content-length than the body's, or "none"."""
     lines = ["HTTP/1.1 " + status]
