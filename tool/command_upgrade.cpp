@@ -65,12 +65,13 @@ class SuccessOfCheck {
   std::uint32_t before_;
 };
 
-// What the system said last; the look at the registry is no reason.
+// What the system said last; the look at the registry and the end of a connection are no reasons.
 std::string DetailsOfFailure() {
   ErrorDetail detail;
-  const bool isKnown = Error_GetLast(&detail) == Error_None &&
-                       std::string_view(detail.operation).rfind("WinOSRegistry", 0) != 0;
-  return isKnown ? RecordedDetails() : "";
+  if (Error_GetLast(&detail) != Error_None) return "";
+  const std::string_view operation = detail.operation;
+  const bool isReason = operation.rfind("WinOSRegistry", 0) != 0 && operation != "Sock_Shutdown";
+  return isReason ? RecordedDetails() : "";
 }
 
 }  // namespace
@@ -89,8 +90,8 @@ void RunUpgrade(const Options& options, Reporter*) {
   if (found == 1) return Print("newer version: " + Printable(url) + "\n");
   if (success.Get()) return Print("no newer version\n");
   throw Failure{ExitCode::Network,
-                "cannot look for upgrades: no location let itself be reached, logged in to and listed" +
-                    DetailsOfFailure()};
+                "cannot look for upgrades: no location could be reached, logged in to and listed" +
+                    DetailsOfFailure() + "; see qz prefs upgrade-location"};
 }
 
 }  // namespace tool

@@ -47,6 +47,16 @@ std::size_t UsableColumns(unsigned columns) {
   return columns > kReservedColumns ? columns - kReservedColumns : 1;
 }
 
+// The text without the parts at its end that there is no room for; two blanks stand between parts.
+std::string WholeParts(const std::string& text, std::size_t room) {
+  std::size_t end = text.size();
+  while (end > 0 && TextColumns(text.substr(0, end)) > room) {
+    const std::size_t separator = text.rfind("  ", end - 1);
+    end = separator == std::string::npos ? 0 : separator;
+  }
+  return text.substr(0, end);
+}
+
 std::string BarLine(const BarContent& content, std::size_t nameColumns, std::size_t wanted) {
   std::string line = FitToColumns(content.name, nameColumns) + " ";
   if (content.share) {
@@ -55,7 +65,11 @@ std::string BarLine(const BarContent& content, std::size_t nameColumns, std::siz
     const std::size_t room = wanted > taken ? std::min(wanted - taken, kLongestBar) : 0;
     if (room >= kShortestBar) line += Bar(*content.share, room) + " ";
   }
-  return FitToColumns(line + content.text, wanted);
+  // A number that is cut would be another one; a state in words is not.
+  const std::size_t taken = TextColumns(line);
+  const std::string text =
+      content.share ? WholeParts(content.text, wanted > taken ? wanted - taken : 0) : content.text;
+  return FitToColumns(line + text, wanted);
 }
 
 }  // namespace

@@ -119,7 +119,8 @@ NewAgents TakeAgents(const Options& options, SavedTransfer* saved) {
 [[noreturn]] void RefusePath(const SavedTransfer& other) {
   const std::string number = std::to_string(other.number);
   throw Failure{ExitCode::Other,
-                "transfer " + number + " gets \"" + NameOf(other) + "\" from " + other.url +
+                "transfer " + number + " gets \"" + console::ToSystemName(other.localPath) + "\" from " +
+                    other.url +
                     "; add this URL to it with --mirror when it is the same file, else remove "
                     "it with qz remove " +
                     number + ", or choose another name with --output"};

@@ -99,7 +99,8 @@ class AddAndRun(SavedRun):
         for _ in range(2):
             for command in ("add", "get"):
                 result = self.expect(OTHER, command, server.url("/0"))
-                self.assertIn('transfer 1 gets "0" from %s; add this URL to it with --mirror' % other.url("/0"),
+                self.assertIn('transfer 1 gets "%s" from %s; add this URL to it with --mirror' %
+                              (system_path(self.path("0")), other.url("/0")),
                               result.errors)
                 self.assertIn("qz remove 1", result.errors)
             self.expect(NETWORK, "run", *ONCE)
@@ -108,7 +109,7 @@ class AddAndRun(SavedRun):
     def test_output_names_the_file_that_is_taken(self):
         server = self.files(2)
         self.expect(DONE, "add", server.url("/0"), "-o", "mine")
-        self.assertIn('transfer 1 gets "mine"', self.expect(OTHER, "get", server.url("/1"), "-o", "mine").errors)
+        self.assertIn('transfer 1 gets "%s"' % system_path(self.path("mine")), self.expect(OTHER, "get", server.url("/1"), "-o", "mine").errors)
 
     def test_two_folders_of_transfers_know_nothing_of_each_other(self):
         """Old files that only the other folder's records name stay."""

@@ -258,6 +258,7 @@ class Upgrades(OwnProgram):
             self.assertIn("cannot look for upgrades", result.errors)
             self.assertIn(details, result.errors)
             self.assertNotIn("Registry", result.errors)
+            self.assertNotIn("Shutdown", result.errors)
 
     def test_failure_just_after_a_success_is_still_one(self):
         server = self.server(b"qz.3\r\n")

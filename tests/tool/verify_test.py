@@ -78,6 +78,25 @@ class Checksums(OwnProgram):
             if code != DONE:
                 self.expect(DONE, "remove", "1")
 
+    def test_old_file_stays_until_the_new_one_is_verified(self):
+        old = some_bytes(len(DATA), 72)
+        for is_killed in (False, True):
+            self.write("x", old)
+            if is_killed and not on_windows():
+                killed = self.run_qz("get", self.url, "--verify", "--overwrite",
+                                     environment=preloaded(self, QZ_KILL_AT=self.path("x(0)")))
+                self.assertEqual(killed.code, -signal.SIGKILL, killed)
+                self.assert_file("x", old)
+            self.digests = WRONG.encode() + b"  x\n"
+            self.assert_refused("get", self.url, "--verify", "--overwrite")
+            self.assert_file("x", old)
+            self.assertEqual(self.names(), ["x", "x(0).bad"])
+            os.remove(self.path("x(0).bad"))
+            self.digests = DIGEST.encode() + b"  x\n"
+            self.assertIn('saved "x" (', self.expect(DONE, "get", self.url, "--verify", "--overwrite").errors)
+            self.assert_file("x", DATA)
+            self.assertEqual(self.names(), ["x"])
+
     def test_digest_is_compared_when_it_is_asked_for_later(self):
         self.expect(DONE, "add", self.url)
         self.assertIn("options:  none\n", self.expect(DONE, "show", "1").output)

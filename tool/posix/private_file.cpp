@@ -62,7 +62,9 @@ void RefuseFolderOfOthers(const std::string& path, const struct stat& state) {
   const bool isOwn = state.st_uid == geteuid() || geteuid() == 0;
   if (isOwn && (state.st_mode & (S_IWGRP | S_IWOTH)) == 0) return;
   throw Failure{ExitCode::Disk,
-                "the folder \"" + path + "\" may be changed by other users; make it private (chmod 700)"};
+                "the folder \"" + path +
+                    "\" may be changed by other users; choose another one, or make it private "
+                    "(chmod 700)"};
 }
 
 void MakeFolder(const std::string& path) {
