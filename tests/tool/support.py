@@ -92,8 +92,8 @@ class ProgramTest(unittest.TestCase):
         return Result(done.returncode, done.stdout, done.stderr)
 
     def start_qz(self, *arguments, **options):
-        process = subprocess.Popen(program() + list(arguments), cwd=self.folder, stdin=subprocess.DEVNULL,
-                                   stdout=subprocess.PIPE, stderr=subprocess.PIPE, **options)
+        streams = {"stdin": subprocess.DEVNULL, "stdout": subprocess.PIPE, "stderr": subprocess.PIPE}
+        process = subprocess.Popen(program() + list(arguments), cwd=self.folder, **{**streams, **options})
         self.addCleanup(self._end, process)
         return process
 
