@@ -76,8 +76,7 @@ void Transfer::OnSize(Word self, std::uint64_t size) {
 
 // ---- the run -----------------------------------------------------------------------------------
 
-void Transfer::Run(HTTPcPool* connections) {
-  connections_ = connections;
+void Transfer::Run() {
   try {
     TakeMovedFileBack();
     Open(Purpose::Run);
