@@ -18,22 +18,30 @@ namespace {
 using std::string_view;
 
 constexpr uint32_t kMaximumPort = 65535;
-constexpr size_t kHostSize = 1024;
 
 using OwnedConnection = Owned<HTTPc, HTTPc_Close>;
 
-Sock* SocketOf(HTTPc* connection) {
-  if (connection->stream == nullptr) return nullptr;
-  return reinterpret_cast<Sock*>(Stream_FindType(connection->stream, StreamType_Sock));
-}
-
 // A receive buffer of a set size, also a large one, would switch off the system's own tuning.
-ErrorCode ConnectSocket(const char* host, uint32_t port, const SockInterrupt* interrupt, Stream** stream) {
+ErrorCode ConnectSocket(HTTPc* connection) {
   Sock* sock = nullptr;
   const ErrorCode status =
-      iSock_OpenConnect(SockBuffer_System, host, static_cast<uint16_t>(port), interrupt, &sock);
-  *stream = reinterpret_cast<Stream*>(sock);
+      iSock_OpenConnect(SockBuffer_System, connection->host, static_cast<uint16_t>(connection->port),
+                        connection->interrupt, &sock);
+  connection->stream = reinterpret_cast<Stream*>(sock);
   return status;
+}
+
+// Looks up where to connect to. Statuses of HTTPc_Open.
+ErrorCode NewRecord(const char* host, uint32_t port, const SockInterrupt* interrupt,
+                    OwnedConnection* connectionOut) {
+  if (host == nullptr || port > kMaximumPort) return Error_Invalid;
+  if (strlen(host) >= kHTTPcHostSize) return Error_Exceed;
+  connectionOut->reset(iHTTPc_New());
+  HTTPc* connection = connectionOut->get();
+  if (connection == nullptr) return Error_Memory;
+  connection->viaProxy = Proxy_Resolve(ProxyIndex_HTTP, host, port, connection->host, &connection->port) != 0;
+  connection->interrupt = interrupt;
+  return connection->port <= kMaximumPort ? Error_None : Error_Invalid;
 }
 
 // What a response index gives: a text, or up to 8 bytes.
@@ -124,23 +132,32 @@ HTTPc* iHTTPc_New() {
   return static_cast<HTTPc*>(iMemory_NewCleared(sizeof(HTTPc)));
 }
 
-ErrorCode iHTTPc_Open(const char* host, uint32_t port, const SockInterrupt* interrupt,
-                      HTTPc** connectionOut) {
+Sock* iHTTPc_Socket(const HTTPc* connection) {
+  if (connection->stream == nullptr) return nullptr;
+  return reinterpret_cast<Sock*>(Stream_FindType(connection->stream, StreamType_Sock));
+}
+
+ErrorCode iHTTPc_OpenKept(HTTPcPool* pool, const char* host, uint32_t port, const SockInterrupt* interrupt,
+                          HTTPc** connectionOut) {
   if (connectionOut == nullptr) return Error_Invalid;
   *connectionOut = nullptr;
-  if (host == nullptr || port > kMaximumPort) return Error_Invalid;
-  if (strlen(host) >= kHostSize) return Error_Exceed;
+  OwnedConnection connection;
+  ErrorCode status = NewRecord(host, port, interrupt, &connection);
+  if (status == Error_None && !iHTTPcPool_Take(pool, connection.get()))
+    status = ConnectSocket(connection.get());
+  if (status == Error_None) *connectionOut = connection.release();
+  return status;
+}
 
-  OwnedConnection connection(iHTTPc_New());
-  if (!connection) return Error_Memory;
-  char connectHost[kHostSize];
-  uint32_t connectPort = 0;
-  connection->viaProxy = Proxy_Resolve(ProxyIndex_HTTP, host, port, connectHost, &connectPort) != 0;
-  if (connectPort > kMaximumPort) return Error_Invalid;
-  const ErrorCode status = ConnectSocket(connectHost, connectPort, interrupt, &connection->stream);
-  if (status != Error_None) return status;
-  *connectionOut = connection.release();
-  return Error_None;
+ErrorCode iHTTPc_Open(const char* host, uint32_t port, const SockInterrupt* interrupt, HTTPc** connection) {
+  return iHTTPc_OpenKept(nullptr, host, port, interrupt, connection);
+}
+
+ErrorCode iHTTPc_Reconnect(HTTPc* connection) {
+  Stream_Delete(connection->stream);
+  connection->stream = nullptr;
+  connection->isKept = false;
+  return ConnectSocket(connection);
 }
 
 ErrorCode HTTPc_Open(const char* host, uint32_t port, HTTPc** connection) {
@@ -170,7 +187,7 @@ ErrorCode HTTPc_GetAttribute(HTTPc* connection, int32_t index, uint32_t bufferSi
 
 ErrorCode HTTPc_GetPeerName(HTTPc* connection, uint8_t* address, uint8_t* port) {
   if (connection == nullptr) return Error_Invalid;
-  Sock* sock = SocketOf(connection);
+  Sock* sock = iHTTPc_Socket(connection);
   return sock != nullptr ? Sock_GetPeerName(sock, address, port) : Error_Invalid;
 }
 
@@ -180,7 +197,7 @@ ErrorCode HTTPc_GetError(HTTPc* connection) {
 
 ErrorCode HTTPc_Close(HTTPc* connection) {
   if (connection == nullptr) return Error_Invalid;
-  if (Sock* sock = SocketOf(connection); sock != nullptr) Sock_Shutdown(sock, SockShutdown_Both);
+  if (Sock* sock = iHTTPc_Socket(connection); sock != nullptr) Sock_Shutdown(sock, SockShutdown_Both);
   if (connection->stream != nullptr) Stream_Delete(connection->stream);
   Memory_Delete(connection);
   return Error_None;

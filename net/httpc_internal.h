@@ -5,6 +5,7 @@
 //   httpc_request.cpp   the request text, and the order of the steps
 //   httpc_response.cpp  lines to values
 //   httpc_texts.cpp     status codes and their texts
+//   httpc_pool.cpp      connections that are kept for the next request
 #pragma once
 
 #include <cstdint>
@@ -70,6 +71,12 @@ constexpr uint32_t kHTTPcRequestTexts = 5;
 constexpr uint32_t kHTTPcMaximumLine = 1024;
 constexpr uint32_t kHTTPcMaximumHeaderBytes = 1024 * 1024;
 
+constexpr size_t kHTTPcHostSize = 1024;
+
+// How many connections a pool keeps, and how long.
+constexpr size_t kHTTPcPool_Most = 8;
+constexpr uint64_t kHTTPcPool_Milliseconds = 4000;
+
 // A number that does not fit 64 bits, was not given, or means "to the end".
 constexpr uint64_t kHTTPcUnknown = UINT64_MAX;
 
@@ -101,6 +108,15 @@ struct HTTPcResponseRecord {
   char connection[kHTTPcTextSize];
   char acceptRanges[kHTTPcTextSize];
   char location[kHTTPcTextSize];
+
+  // What tells whether another response can follow this one over the same connection.
+  int32_t code;
+  uint32_t lengthCount;  // headers with the length of the body
+  bool isLengthPlain;    // the last of them was a number and nothing else
+  bool isCoded;          // a transfer coding was named, so the length does not tell where the body ends
+  bool isMultipart;      // headers stand within the body
+  bool staysOpen;        // the server keeps the connection
+  bool closes;           // it does not
 };
 
 struct HTTPc {
@@ -108,11 +124,34 @@ struct HTTPc {
   HTTPcResponseRecord response;
   HTTPcRequestRecord request;
   bool viaProxy;
+  bool isKept;  // the connection had a request before; its server may have ended it meanwhile
+  char host[kHTTPcHostSize];
+  uint32_t port;
+  const SockInterrupt* interrupt;  // borrowed; may be null
+  uint64_t bodyStart;              // the first byte of the body, counted from the connection's first
+  uint64_t keptSinceMilliseconds;
 };
 
 // HTTPc_Open under an interrupt, which ends every wait of the connection; borrowed, must outlive it; may be
 // null.
 ErrorCode iHTTPc_Open(const char* host, uint32_t port, const SockInterrupt* interrupt, HTTPc** connection);
+
+// The socket of a connection; null when its stream wraps none.
+Sock* iHTTPc_Socket(const HTTPc* connection);
+
+// iHTTPc_Open, but a connection to the same server that the pool keeps is taken first. pool: may be null.
+ErrorCode iHTTPc_OpenKept(HTTPcPool* pool, const char* host, uint32_t port, const SockInterrupt* interrupt,
+                          HTTPc** connection);
+// Gives a new record the socket of a kept connection to the host and port that it names. False when there is
+// none. pool: may be null.
+bool iHTTPcPool_Take(HTTPcPool* pool, HTTPc* connection);
+// HTTPc_Close, but a connection that can serve another request goes to the pool. pool: may be null.
+void iHTTPc_CloseInto(HTTPcPool* pool, HTTPc* connection);
+// Puts a new connection to the same server in the place of one that was kept and has ended. The request stays
+// as it was set.
+ErrorCode iHTTPc_Reconnect(HTTPc* connection);
+// Whether the response says where its body ends, and that the connection stays open behind it.
+bool iHTTPc_LeavesConnectionOpen(const HTTPcResponseRecord& response);
 
 // Copies the text into a slot, cut to what fits, and ends it.
 void iHTTPc_CopyText(std::string_view text, char (&slot)[kHTTPcTextSize]);

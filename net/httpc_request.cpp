@@ -67,12 +67,37 @@ ErrorCode SendBody(HTTPc* connection, Exchange* exchange) {
                          NetCopyStall::Failure);
 }
 
-ErrorCode RunExchange(HTTPc* connection, Exchange* exchange, Reply* reply, Stream** stream) {
+uint64_t BytesRead(const HTTPc* connection) {
+  const Sock* sock = iHTTPc_Socket(connection);
+  return sock != nullptr ? sock->bytesRead : 0;
+}
+
+ErrorCode SendAndReceive(HTTPc* connection, Exchange* exchange, Reply* reply) {
   // What an earlier response said must not pass for this one's, even when none comes.
   connection->response = {};
   ErrorCode status = SendRequestText(connection, *exchange);
   if (status == Error_None) status = SendBody(connection, exchange);
   if (status == Error_None) status = iHTTPc_ReadResponse(connection->stream, &connection->response, reply);
+  connection->bodyStart = BytesRead(connection);
+  return status;
+}
+
+// Servers end connections that they kept, also while the next request is under way. Without a byte of a
+// response it is not their answer.
+bool HasEndedUnanswered(const HTTPc* connection, uint64_t bytesBefore, ErrorCode status) {
+  const bool isLost = status != Error_None && status != Error_Timeout && status != Error_Cancel;
+  return connection->isKept && isLost && BytesRead(connection) == bytesBefore;
+}
+
+ErrorCode RunExchange(HTTPc* connection, Exchange* exchange, Reply* reply, Stream** stream) {
+  const uint64_t bytesBefore = BytesRead(connection);
+  ErrorCode status = SendAndReceive(connection, exchange, reply);
+  // A body cannot be sent twice.
+  if (exchange->body == nullptr && HasEndedUnanswered(connection, bytesBefore, status)) {
+    status = iHTTPc_Reconnect(connection);
+    if (status == Error_None) status = SendAndReceive(connection, exchange, reply);
+  }
+  connection->isKept = false;
   if (status != Error_None) {
     *reply = {};
     return status;
@@ -85,12 +110,13 @@ ErrorCode RunExchange(HTTPc* connection, Exchange* exchange, Reply* reply, Strea
 // may take as long as a silent server is given.
 class ResponseLines {
  public:
-  explicit ResponseLines(Stream* stream) : stream_(stream) {}
+  explicit ResponseLines(Stream* stream)
+      : stream_(stream), sock_(reinterpret_cast<Sock*>(Stream_FindType(stream, StreamType_Sock))) {}
 
   // Reads one line with its end, and nothing behind it: the body follows the last one.
   ErrorCode Read(char (&line)[kHTTPcMaximumLine], uint32_t* length) {
     for (*length = 0; *length < sizeof line;) {
-      if (IsTimeOver()) return Error_Timeout;
+      if (MayWait() && IsTimeOver()) return Error_Timeout;
       if (Stream_Read(stream_, 1, line + *length) != 1) return iStream_ErrorOrEnded(stream_);
       if (line[(*length)++] == '\n') return Error_None;
     }
@@ -98,9 +124,12 @@ class ResponseLines {
   }
 
  private:
+  // Bytes that the socket has read ahead take no time.
+  bool MayWait() const { return sock_ == nullptr || iSock_CountAhead(sock_) == 0; }
   bool IsTimeOver() const { return platform::MonotonicMilliseconds() > deadlineMilliseconds_; }
 
   Stream* stream_;
+  const Sock* sock_;  // null: none
   uint64_t deadlineMilliseconds_ = iSock_TrickleDeadlineMilliseconds();
 };
 

@@ -27,6 +27,8 @@ constexpr string_view kTypeDelimiters = " \t\r\n;=\"";
 constexpr string_view kVersionStart = "HTTP/";
 constexpr uint32_t kStatusLineBit = 1u << 0;
 
+constexpr string_view kListDelimiters = " \t,";
+
 enum class Kind { text, time, length, range };
 
 using TextSlot = char (HTTPcResponseRecord::*)[kHTTPcTextSize];
@@ -145,6 +147,31 @@ bool StoreValue(const HeaderRow& row, string_view value, HTTPcResponseRecord* re
   return false;
 }
 
+bool HasToken(string_view list, string_view wanted) {
+  for (string_view rest = list;;) {
+    const string_view token = TakeToken(kListDelimiters, &rest);
+    if (token.empty()) return false;
+    if (iCharacter_EqualsWithoutCase(token, wanted)) return true;
+  }
+}
+
+// Other readers of the response may take "+10" or "10x" for another length.
+bool IsPlainNumber(string_view value) {
+  return !value.empty() && value.find_first_not_of("0123456789") == string_view::npos;
+}
+
+// What a header says of the end of the body, and of the connection behind it.
+void TakeFraming(string_view name, string_view value, HTTPcResponseRecord* response) {
+  if (iCharacter_EqualsWithoutCase(name, "Transfer-Encoding")) response->isCoded = true;
+  if (iCharacter_EqualsWithoutCase(name, "Content-Length")) {
+    ++response->lengthCount;
+    response->isLengthPlain = IsPlainNumber(value);
+  }
+  if (!iCharacter_EqualsWithoutCase(name, "Connection")) return;
+  response->staysOpen |= HasToken(value, "keep-alive");
+  response->closes |= HasToken(value, "close");
+}
+
 // The token after "boundary" in a content type; empty when there is none.
 string_view FindBoundary(string_view contentType) {
   for (string_view rest = contentType;;) {
@@ -159,6 +186,7 @@ string_view FindBoundary(string_view contentType) {
 // Kept: what the first part of a multipart response says replaces what the response said; callers take the
 // range of a part from there.
 void TakeHeader(string_view name, string_view value, HTTPcHeaderState* state, HTTPcResponseRecord* response) {
+  TakeFraming(name, value, response);
   if (value.empty() || value.find('\0') != string_view::npos) return;
   for (const HeaderRow& row : kHeaders) {
     if (!iCharacter_EqualsWithoutCase(name, row.name)) continue;
@@ -166,6 +194,7 @@ void TakeHeader(string_view name, string_view value, HTTPcHeaderState* state, HT
     // Looked for here and not at the empty lines, which a server can send by the million.
     if (row.index == HTTPcResponse_ContentType)
       iHTTPc_CopyText(FindBoundary(response->contentType), state->namedBoundary);
+    response->isMultipart |= state->namedBoundary[0] != 0;
     return;
   }
 }
@@ -207,6 +236,7 @@ ErrorCode iHTTPc_ParseStatusLine(string_view line, HTTPcResponseRecord* response
       iTextView_Part(version, versionStart).copy(response->version, sizeof response->version - 1);
   response->version[versionLength] = 0;
   response->set |= kStatusLineBit;
+  response->code = code;
   reply->replyClass = code / 100 + '0';
   reply->code = code;
   reply->text[reason.copy(reply->text, sizeof reply->text - 1)] = 0;
@@ -225,4 +255,11 @@ ErrorCode iHTTPc_TakeHeaderLine(string_view line, HTTPcHeaderState* state, HTTPc
   if (colon == string_view::npos) return Error_Invalid;
   TakeHeader(text.substr(0, colon), Strip(iTextView_Part(text, colon + 1)), state, response);
   return Error_None;
+}
+
+bool iHTTPc_LeavesConnectionOpen(const HTTPcResponseRecord& response) {
+  const bool hasFile = response.code == kHTTPReply_OK || response.code == kHTTPReply_PartialContent;
+  const bool hasEnd = response.lengthCount == 1 && response.isLengthPlain && !response.isCoded &&
+                      !response.isMultipart && response.contentLength != kHTTPcUnknown;
+  return hasFile && hasEnd && response.staysOpen && !response.closes;
 }

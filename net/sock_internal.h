@@ -18,9 +18,11 @@
 #include "qz/sock.h"
 
 // Bytes are read ahead into one of two buffers, so that many small reads cost few calls to the system:
-// requests smaller than this go through the buffer in the record. While bytes come as fast as they are read,
-// larger requests go through a large buffer, when there is one to be had.
-inline constexpr uint32_t kSockReadAheadBytes = 1024;
+// requests below kSockSmallRequestBytes go through the buffer in the record, into which the whole of a small
+// response fits. While bytes come as fast as they are read, larger requests go through a large buffer, when
+// there is one to be had.
+inline constexpr uint32_t kSockSmallRequestBytes = 1024;
+inline constexpr uint32_t kSockReadAheadBytes = 4096;
 
 // A switch with which one thread ends the calls of another: while it is set, every call on a socket that was
 // opened under it gives Error_Cancel, as after Sock_Close, and one that waits ends within 200 milliseconds.
@@ -48,6 +50,7 @@ struct Sock {
   bool expectsData = false;                  // the last read suggests that the next one need not wait
   const uint8_t* ahead = nullptr;            // the first byte read ahead and not handed out
   std::atomic<uint32_t> aheadCount{0};       // how many there are
+  uint64_t bytesRead = 0;                    // handed out by reads since the record was made
   uint8_t* largeBuffer = nullptr;            // owned; null: none
   uint8_t smallBuffer[kSockReadAheadBytes];
 };

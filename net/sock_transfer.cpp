@@ -201,7 +201,7 @@ uint32_t TakeAhead(Sock* sock, uint32_t count, uint8_t* buffer) {
 // The buffer that a request goes through; empty when it goes straight to the caller's. A peer that fills
 // large requests sends fast: then fewer and larger calls pay.
 std::span<uint8_t> AheadBuffer(Sock* sock, uint32_t count) {
-  if (count < kSockReadAheadBytes) return sock->smallBuffer;
+  if (count < kSockSmallRequestBytes) return sock->smallBuffer;
   if (count >= kLargeBuffer_Bytes) return {};
   if (sock->largeBuffer == nullptr && sock->expectsData) sock->largeBuffer = iLargeBuffer_Take();
   if (sock->largeBuffer == nullptr) return {};
@@ -281,6 +281,7 @@ uint32_t ReadMethod(Stream* stream, uint32_t count, void* buffer) {
     }
     done += read;
   } while (done < count && HasMore(use));
+  sock->bytesRead += done;
   return done;
 }
 

@@ -22,6 +22,17 @@ constexpr auto kTick = milliseconds(100);
 // Ctrl-C ends the program within a second, whatever a job waits for.
 constexpr auto kLongestEnd = milliseconds(600);
 
+struct DeletePool {
+  void operator()(HTTPcPool* pool) const { HTTPcPool_Delete(pool); }
+};
+using OwnedPool = std::unique_ptr<HTTPcPool, DeletePool>;
+
+OwnedPool NewPool() {
+  HTTPcPool* pool = nullptr;
+  HTTPcPool_New(&pool);
+  return OwnedPool(pool);
+}
+
 // What the threads of a run share.
 class Run {
  public:
@@ -67,8 +78,9 @@ class Run {
 
  private:
   void Work() {
+    const OwnedPool connections = NewPool();
     while (const std::unique_ptr<Job> job = Next()) {
-      Guarded([&job] { job->Run(); });
+      Guarded([&] { job->Run(connections.get()); });
       const std::lock_guard lock(mutex_);
       jobs_.erase(job.get());
     }

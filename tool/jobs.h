@@ -5,6 +5,7 @@
 #include <functional>
 #include <memory>
 
+#include "qz/httpc.h"
 #include "tool/failure.h"
 #include "tool/reporter.h"
 
@@ -13,8 +14,9 @@ namespace tool {
 class Job {
  public:
   virtual ~Job() = default;
-  // On a thread of its own. Throws Failure, which is reported and becomes an exit code, or Interruption.
-  virtual void Run() = 0;
+  // On a thread of its own, whose jobs leave each other their connections; connections may be null. Throws
+  // Failure, which is reported and becomes an exit code, or Interruption.
+  virtual void Run(HTTPcPool* connections) = 0;
   // From another thread, at any moment: Run ends within a second with Interruption.
   virtual void Stop() = 0;
 };

@@ -457,8 +457,11 @@ std::optional<std::string> Store::ReadRecord(unsigned number) {
 // In this order, a program that is killed in between leaves the whole transfer or a claim.
 void Store::Remove(unsigned number) {
   Held& own = state_->HeldOf(number);
-  RenamePrivateFile(state_->files.ConfigurationPath(number), state_->files.ClaimPath(number));
-  RemovePrivateFile(state_->files.RecordPath(number));
+  const bool isClaimOnly = own.hasClaimFile && !own.record;
+  if (!isClaimOnly) {
+    RenamePrivateFile(state_->files.ConfigurationPath(number), state_->files.ClaimPath(number));
+    RemovePrivateFile(state_->files.RecordPath(number));
+  }
   own = {};
   state_->RemoveUselessClaim(number);
   const std::lock_guard guard(state_->indexMutex);

@@ -208,6 +208,9 @@ void Transfer::ApplySettings() {
   // What is asked for is what was written, escapes included.
   if (address_.scheme == Scheme::HTTP)
     Check(VRXClient_SetRequestTarget(client, nullptr, address_.target.c_str()), "the request");
+  VRXClient_SetPool(client, connections_);
+  // A short download ends without a record, and needs no log file either.
+  VRXClient_DelayLog(client, 1);
   VRXClient_AcceptWebPages(client, 1);
   VRXClient_SetRelativePaths(client, 1);
   VRXClient_AcceptEmptyFiles(client, 1);

@@ -56,7 +56,7 @@ class Transfer : public Job {
   // Makes the transfer and saves it without running it.
   void Save();
 
-  void Run() override;
+  void Run(HTTPcPool* connections) override;
   void Stop() override;
 
  private:
@@ -149,6 +149,7 @@ class Transfer : public Job {
 
   std::mutex clientMutex_;  // held to set the pointer, and by Stop
   OwnedTransfer client_;
+  HTTPcPool* connections_ = nullptr;
   std::atomic<bool> isStopped_{false};
 
   std::optional<ProgressLine> line_;

@@ -76,7 +76,8 @@ void Transfer::OnSize(Word self, std::uint64_t size) {
 
 // ---- the run -----------------------------------------------------------------------------------
 
-void Transfer::Run() {
+void Transfer::Run(HTTPcPool* connections) {
+  connections_ = connections;
   try {
     TakeMovedFileBack();
     Open(Purpose::Run);

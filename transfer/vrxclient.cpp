@@ -62,6 +62,7 @@ void Free(VRXClient* client) {
   Memory_Delete(client->server);
   Memory_Delete(client->buffer);
   Memory_Delete(client->logText);
+  Memory_Delete(client->waitingLog);
   Semaphore_Delete(client->semaphore);
   client->~VRXClient();
   Memory_Delete(client);
@@ -548,6 +549,7 @@ ErrorCode VRXClient_Write(Traverse* traverse, VRXClient* client) {
   if (client == nullptr) return Error_Invalid;
   const TransferCall call(client);
   iVRXClient_KeepDataFileName(client);
+  iVRXClient_EndLogDelay(client);
   return iVRXClient_WriteRecord(traverse, &client->data, client->isLeavingPasswordsOut);
 }
 
@@ -686,6 +688,12 @@ ErrorCode VRXClient_SetOverwrite(VRXClient* client, int32_t flag) {
 ErrorCode VRXClient_SetSync(VRXClient* client, int32_t flag) {
   if (client == nullptr) return Error_Invalid;
   client->syncsDataFile = flag != 0;
+  return Error_None;
+}
+
+ErrorCode VRXClient_SetPool(VRXClient* client, HTTPcPool* pool) {
+  if (client == nullptr) return Error_Invalid;
+  client->pool = pool;
   return Error_None;
 }
 

@@ -16,7 +16,8 @@ constexpr size_t kAddressSize = 4;
 
 ErrorCode OpenHTTP(VRXClient* client) {
   const URLData* server = client->server;
-  return iHTTPc_Open(server->host, static_cast<uint32_t>(server->port), &client->interrupt, &client->http);
+  return iHTTPc_OpenKept(client->pool, server->host, static_cast<uint32_t>(server->port), &client->interrupt,
+                         &client->http);
 }
 
 ErrorCode OpenFTP(VRXClient* client) {
@@ -60,7 +61,7 @@ StepEvent RefuseProtocol(VRXClient* client) {
 void CloseHTTP(VRXClient* client) {
   // The data stream is the connection's own.
   client->dataStream = nullptr;
-  HTTPc_Close(client->http);
+  iHTTPc_CloseInto(client->pool, client->http);
   client->http = nullptr;
 }
 

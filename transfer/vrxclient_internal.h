@@ -136,6 +136,9 @@ struct VRXClient {
   uint32_t callDepth;  // calls of the transfer that run (TransferCall below)
 
   // The log (vrxclient_messages.cpp).
+  bool delaysLog;    // its lines wait for a record, or for more lines
+  char* waitingLog;  // owned; the lines that wait; null: none
+  uint32_t waitingLogSize;
   char* logText;      // owned; what VRXClient_GetInfo gave
   bool isLogStale;    // the log has more by now
   bool isLogPathOwn;  // logPath is a name of the library's making, and may be written to
@@ -154,6 +157,7 @@ struct VRXClient {
   ErrorCode lastFailure;         // the status of the last step that failed; Error_None: there was none
   uint32_t lastReason;           // the last reason that was set, and with which the last server was dropped
   int32_t connectionKind;        // URLProtocol of the open connection; kNoConnection
+  HTTPcPool* pool;               // borrowed; null: none
   HTTPc* http;                   // owned; the two exclude each other
   FTPc* ftp;
   URLData* server;          // owned: the server in use; null: none
@@ -224,6 +228,8 @@ void iVRXClient_Message(VRXClient* client, uint32_t number, ...);
 void iVRXClient_MessageSize(VRXClient* client, uint64_t size);
 // Reports a text of its own, formatted; at most 4095 bytes.
 void iVRXClient_MessageText(VRXClient* client, const char* format, ...) QZ_PRINTF(2, 3);
+// Writes the lines that wait to the log file, and all that follow at once.
+void iVRXClient_EndLogDelay(VRXClient* client);
 // Adds a line to the log alone.
 void iVRXClient_AppendToLog(VRXClient* client, const char* text);
 

@@ -2,12 +2,14 @@
 //
 //   number, arguments -> text -> log file (text CR LF) -> message callbacks
 //
-// The log file is opened for each line: a thousand transfers must not hold a thousand files.
+// The log file is opened for each line: a thousand transfers must not hold a thousand files. With a delay the
+// lines wait in memory until there is a record, or more of them.
 #include <cinttypes>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
 #include <string_view>
+#include <utility>
 
 #include "os/core/lock_internal.h"
 #include "os/core/owned.h"
@@ -26,6 +28,8 @@ constexpr uint32_t kFileSizeMessage = 11;
 constexpr std::string_view kSizePlace = "%lu";
 constexpr int64_t kLogSizeLimit = INT32_MAX;
 constexpr int kLogNameTries = 100;
+constexpr uint32_t kMostWaiting = 16 * 1024;
+constexpr std::string_view kLineEnd = "\r\n";
 
 struct MessageRow {
   uint32_t number;
@@ -137,12 +141,41 @@ bool HasLogFile(VRXClient* client) {
   return true;
 }
 
-// A line that cannot be written is lost: the transfer itself does not depend on it.
-void WriteLine(VRXClient* client, const char* text) {
+// What cannot be written is lost: the transfer itself does not depend on it.
+void WriteToFile(VRXClient* client, std::string_view text, std::string_view end) {
   if (!HasLogFile(client)) return;
   Owned<File, File_Close> file;
   if (File_Open(client->data.logPath, FileMode_Append, file.out()) != Error_None) return;
-  File_Print(file.get(), "%s\r\n", text);
+  File_Write(file.get(), static_cast<uint32_t>(text.size()), text.data());
+  File_Write(file.get(), static_cast<uint32_t>(end.size()), end.data());
+}
+
+// False when the line is not to wait: there are too many, or no memory for it.
+bool LetWait(VRXClient* client, std::string_view line) {
+  const size_t size = client->waitingLogSize + line.size() + kLineEnd.size();
+  if (!client->delaysLog || size > kMostWaiting) return false;
+  if (client->waitingLog == nullptr) client->waitingLog = static_cast<char*>(Memory_New(kMostWaiting));
+  if (client->waitingLog == nullptr) return false;
+  char* end = client->waitingLog + client->waitingLogSize;
+  end += line.copy(end, line.size());
+  kLineEnd.copy(end, kLineEnd.size());
+  client->waitingLogSize = static_cast<uint32_t>(size);
+  return true;
+}
+
+void WriteLine(VRXClient* client, const char* text) {
+  if (LetWait(client, text)) return;
+  iVRXClient_EndLogDelay(client);
+  WriteToFile(client, text, kLineEnd);
+}
+
+ErrorCode CopyWaiting(const VRXClient* client, char** text) {
+  auto* bytes = static_cast<char*>(Memory_New(client->waitingLogSize + 1));
+  if (bytes == nullptr) return Error_Memory;
+  bytes[std::string_view(client->waitingLog, client->waitingLogSize).copy(bytes, client->waitingLogSize)] =
+      '\0';
+  *text = bytes;
+  return Error_None;
 }
 
 ErrorCode ReadLog(const char* path, char** text) {
@@ -156,6 +189,11 @@ ErrorCode ReadLog(const char* path, char** text) {
   bytes[File_Read(file.get(), static_cast<uint32_t>(size), bytes)] = '\0';
   *text = bytes;
   return Error_None;
+}
+
+ErrorCode GetLog(const VRXClient* client, char** text) {
+  if (client->waitingLog != nullptr) return CopyWaiting(client, text);
+  return client->isLogPathOwn ? ReadLog(client->data.logPath, text) : ErrorCode{Error_NotFound};
 }
 
 // ---- telling the application -----------------------------------------------------------------------------
@@ -215,6 +253,14 @@ void iVRXClient_MessageText(VRXClient* client, const char* format, ...) {
   iVRXClient_ReportText(client, text);
 }
 
+void iVRXClient_EndLogDelay(VRXClient* client) {
+  client->delaysLog = false;
+  if (client->waitingLog == nullptr) return;
+  WriteToFile(client, {client->waitingLog, client->waitingLogSize}, "");
+  Memory_Delete(std::exchange(client->waitingLog, nullptr));
+  client->waitingLogSize = 0;
+}
+
 void iVRXClient_AppendToLog(VRXClient* client, const char* text) {
   WriteLine(client, text);
   client->isLogStale = true;
@@ -230,8 +276,7 @@ ErrorCode VRXClient_GetInfo(VRXClient* client, const char** text) {
     client->isLogStale = false;
   }
   if (client->logText == nullptr) {
-    const ErrorCode status =
-        client->isLogPathOwn ? ReadLog(client->data.logPath, &client->logText) : ErrorCode{Error_NotFound};
+    const ErrorCode status = GetLog(client, &client->logText);
     if (status != Error_None) return status;
   }
   *text = client->logText;
@@ -242,5 +287,12 @@ ErrorCode VRXClient_AgentMessage(VRXClient* client, const char* text) {
   if (client == nullptr || text == nullptr) return Error_Invalid;
   const TransferCall call(client);
   iVRXClient_ReportText(client, text);
+  return Error_None;
+}
+
+ErrorCode VRXClient_DelayLog(VRXClient* client, int32_t flag) {
+  if (client == nullptr) return Error_Invalid;
+  if (flag == 0) iVRXClient_EndLogDelay(client);
+  client->delaysLog = flag != 0 && !client->isLogPathOwn;
   return Error_None;
 }

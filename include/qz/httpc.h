@@ -139,6 +139,26 @@ QZ_API ErrorCode HTTPc_GetContentLength64(HTTPc* connection, uint64_t* length);
  * three are all ones after a failure. */
 QZ_API ErrorCode HTTPc_GetContentRange64(HTTPc* connection, uint64_t* first, uint64_t* last, uint64_t* total);
 
+/* Connections that are kept between the requests of transfers, for VRXClient_SetPool. Without a pool every
+ * request has a connection of its own.
+ *
+ * A connection is kept when its response has code 200 or 206, exactly one "Content-Length", no
+ * "Transfer-Encoding", not several parts, and a "Connection" of "keep-alive" (without "close"), and exactly
+ * that many bytes of body were read. It serves the next request to the same host and port within 4 seconds,
+ * unless the server has ended it or has sent another byte: then, and when it ends without a byte of the next
+ * response, a new connection is made at once. Connections to a proxy are not kept. A pool keeps at most 8
+ * connections, and closes the oldest for a newer one; each counts as an open socket. Requests are the same
+ * with a pool and without one. Any thread may use a pool at any time, but HTTPcPool_Delete. */
+typedef struct HTTPcPool HTTPcPool;
+
+/* Makes an empty pool. pool: receives it, owned by the caller (free with HTTPcPool_Delete); null after a
+ * failure. Returns None, Invalid (null argument), Memory. */
+QZ_API ErrorCode HTTPcPool_New(HTTPcPool** pool);
+
+/* Closes the connections that are kept, and frees the pool. No transfer may have it any more. Returns None;
+ * Invalid for null. */
+QZ_API ErrorCode HTTPcPool_Delete(HTTPcPool* pool);
+
 QZ_END_C
 
 #endif

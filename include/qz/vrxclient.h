@@ -21,6 +21,7 @@
 #define QZ_VRXCLIENT_H
 
 #include "qz/agent.h"
+#include "qz/httpc.h"
 #include "qz/traverse.h"
 
 QZ_BEGIN_C
@@ -373,6 +374,19 @@ QZ_API ErrorCode VRXClient_SetOverwrite(VRXClient* client, int32_t flag);
 /* Whether the data is on the disk, safe against a loss of power, before the file gets its place. flag: not 0
  * for yes; that takes longer. A new transfer, and one that was read, leaves it to the system. Error_None. */
 QZ_API ErrorCode VRXClient_SetSync(VRXClient* client, int32_t flag);
+
+/* Gives the pool (qz/httpc.h) that a download over HTTP takes its connection from, and leaves it in for the
+ * next one. What is said, and in which order, is the same. pool: borrowed, must outlive the transfer; null
+ * for none. Set it before the first step. A new transfer, and one that was read, has none. Error_None. */
+QZ_API ErrorCode VRXClient_SetPool(VRXClient* client, HTTPcPool* pool);
+
+/* Whether the log stays in memory until VRXClient_Write: a transfer without a record needs no file for it.
+ * From then on, and once it has grown to 16 KiB, the log is in its file, as without this. VRXClient_GetInfo
+ * gives all of it either way. flag: not 0 for yes; 0 writes down what there is. A log that has a file already
+ * stays there; a transfer that is closed without a record leaves none. A new transfer, and one that was read,
+ * writes every message to the file at once. Error_None.
+ */
+QZ_API ErrorCode VRXClient_DelayLog(VRXClient* client, int32_t flag);
 
 /* Whether FTP servers connect to this side for the data, instead of being connected to. flag: not 0 for yes.
  * Holds from the next connection on. A new transfer, and one that was read, uses passive mode. Error_None. */

@@ -465,5 +465,51 @@ class HTTPGet(ProgramTest):
         self.assertEqual(result.output, "size:   0 bytes\ntime:   unknown\nresume: unknown\n")
 
 
+class HTTPSeveralFiles(ProgramTest):
+    """Files of one server, one after the other."""
+
+    NAMES = ["a", "b", "c", "d"]
+
+    def get(self, answer, *more):
+        server = self.serve(KeepingHTTPServer(answer))
+        result = self.expect(DONE, "get", *[server.url("/" + name) for name in self.NAMES], *more)
+        for name in self.NAMES:
+            self.assert_file(name, self.body(name))
+        self.assertEqual(self.names(), self.NAMES)
+        self.assertNotIn("next try", result.errors)
+        return server
+
+    @staticmethod
+    def body(name):
+        return ("the file " + name + "\n").encode() * 50
+
+    def response(self, request, connection="keep-alive"):
+        return http("200 OK", self.body(target_of(request)[1:]), Connection=connection)
+
+    def test_come_over_one_connection(self):
+        server = self.get(lambda n, request: self.response(request))
+        self.assertEqual(server.count, 1)
+        self.assertEqual([target_of(request) for request in server.requests], ["/a", "/b", "/c", "/d"])
+
+    def test_come_over_a_connection_each_when_the_server_says_so(self):
+        server = self.get(lambda n, request: self.response(request, "close"))
+        self.assertEqual(server.count, 4)
+
+    def test_are_asked_for_again_when_a_kept_connection_ends(self):
+        server = self.get(lambda n, request: None if n in (1, 4) else self.response(request))
+        self.assertEqual([target_of(request) for request in server.requests],
+                         ["/a", "/b", "/b", "/c", "/d", "/d"])
+        self.assertEqual(server.count, 3)
+
+    def test_are_not_made_of_what_stands_behind_another_one(self):
+        forged = http("200 OK", b"forged", Connection="keep-alive")
+        server = self.get(lambda n, request: self.response(request) + forged)
+        self.assertEqual(server.count, 4)
+
+    def test_come_over_a_connection_for_each_job(self):
+        server = self.get(lambda n, request: self.response(request), "--jobs", "2")
+        self.assertLessEqual(server.count, 2)
+
+
 if __name__ == "__main__":
     unittest.main()

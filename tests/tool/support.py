@@ -92,8 +92,8 @@ class ProgramTest(unittest.TestCase):
         return Result(done.returncode, done.stdout, done.stderr)
 
     def start_qz(self, *arguments, **options):
-        process = subprocess.Popen(program() + list(arguments), cwd=self.folder, stdin=subprocess.DEVNULL,
-                                   stdout=subprocess.PIPE, stderr=subprocess.PIPE, **options)
+        streams = {"stdin": subprocess.DEVNULL, "stdout": subprocess.PIPE, "stderr": subprocess.PIPE}
+        process = subprocess.Popen(program() + list(arguments), cwd=self.folder, **{**streams, **options})
         self.addCleanup(self._end, process)
         return process
 
@@ -267,6 +267,28 @@ class HTTPServer(Server):
 
     def url(self, path):
         return "http://127.0.0.1:%d%s" % (self.port, path)
+
+
+class KeepingHTTPServer(HTTPServer):
+    """answer(number, request) gives the bytes of a response, or None to end the connection without one.
+
+    One connection has any number of requests; number counts the requests.
+    """
+
+    def serve(self, connection, _):
+        received = b""
+        while True:
+            while b"\r\n\r\n" not in received:
+                more = connection.recv(4096)
+                if not more:
+                    return
+                received += more
+            head, _, received = received.partition(b"\r\n\r\n")
+            self.requests.append(head.decode("latin-1"))
+            response = self.answer(len(self.requests) - 1, self.requests[-1])
+            if response is None:
+                return
+            connection.sendall(response)
 
 
 def http(status, body=b"", length=None, **headers):

@@ -1,5 +1,6 @@
 """Downloads that extensions work on: what is called verified was verified, whatever ended the program before."""
 
+import re
 import signal
 import unittest
 
@@ -58,8 +59,10 @@ class Checksums(OwnProgram):
                 self.assert_refused("get", self.url, "--verify")
             os.remove(self.path("x.bad"))
             self.digests = DIGEST.encode() + b"  x\n"
-            number = self.expect(DONE, "list").output.split("\n")[1].split()[0]
-            command = ("retry", number) if command[0] == "retry" else command
+            listed = self.expect(DONE, "list").output
+            found = re.search(r"(?m)^ *(\d+)  failed ", listed)
+            self.assertTrue(found, listed)
+            command = ("retry", found.group(1)) if command[0] == "retry" else command
             self.assertIn(", verified)", self.expect(DONE, *command).errors)
             self.assert_file("x", DATA)
             self.assertEqual(self.names(), ["x"])

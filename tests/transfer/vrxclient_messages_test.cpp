@@ -52,6 +52,13 @@ class MessagesTest : public TransferTest {
     return "status " + std::to_string(status);
   }
 
+  // The bytes of the transfer's record.
+  std::string WriteTransfer() {
+    const std::string path = directory_.Name("record.vrx");
+    EXPECT_EQ(WriteRecord(path, transfer_.get()), Error_None);
+    return ReadFile(path);
+  }
+
   Transfer transfer_;
 };
 
@@ -242,6 +249,83 @@ TEST_F(MessagesTest, NeverGoIntoAFileThatARecordNames) {
   iVRXClient_Message(transfer_.get(), 18);
   EXPECT_EQ(directory_.Read("victim"), "precious");
   EXPECT_EQ(Log(), "Connected.\r\n");
+}
+
+// ---- a log that waits ----------------------------------------------------------------------------
+
+TEST_F(MessagesTest, WaitInMemory_WhenTheLogIsDelayed) {
+  EXPECT_EQ(VRXClient_DelayLog(transfer_.get(), 1), Error_None);
+  transfer_->isChanged = false;
+  EXPECT_EQ(Said(18), "Connected.");
+  EXPECT_EQ(Info(), "Connected.\r\n");
+  heard_.Take();
+  iVRXClient_Message(transfer_.get(), 1);
+  EXPECT_EQ(heard_.Take(), Lines({"log", "message Download stopped."}));
+  iVRXClient_AppendToLog(transfer_.get(), "220-Welcome");
+  EXPECT_EQ(Info(), "Connected.\r\nDownload stopped.\r\n220-Welcome\r\n");
+  EXPECT_EQ(LogPath(), "");
+  EXPECT_FALSE(transfer_->isChanged);
+}
+
+TEST_F(MessagesTest, AreInTheFileWithTheRecord) {
+  EXPECT_EQ(VRXClient_DelayLog(transfer_.get(), 1), Error_None);
+  iVRXClient_Message(transfer_.get(), 18);
+  const std::string record = WriteTransfer();
+  ASSERT_NE(LogPath(), "");
+  EXPECT_NE(record.find(LogPath()), std::string::npos);
+  EXPECT_EQ(Log(), "Connected.\r\n");
+  iVRXClient_Message(transfer_.get(), 1);
+  EXPECT_EQ(Log(), "Connected.\r\nDownload stopped.\r\n");
+  EXPECT_EQ(Info(), "Connected.\r\nDownload stopped.\r\n");
+}
+
+TEST_F(MessagesTest, HaveNoFile_WhenNothingWasSaidBeforeTheRecord) {
+  EXPECT_EQ(VRXClient_DelayLog(transfer_.get(), 1), Error_None);
+  WriteTransfer();
+  EXPECT_EQ(LogPath(), "");
+  iVRXClient_Message(transfer_.get(), 18);
+  EXPECT_EQ(Log(), "Connected.\r\n");
+}
+
+TEST_F(MessagesTest, AreWrittenDown_WhenTheDelayEnds) {
+  EXPECT_EQ(VRXClient_DelayLog(transfer_.get(), 1), Error_None);
+  iVRXClient_Message(transfer_.get(), 18);
+  EXPECT_EQ(VRXClient_DelayLog(transfer_.get(), 0), Error_None);
+  EXPECT_EQ(Log(), "Connected.\r\n");
+  EXPECT_EQ(VRXClient_DelayLog(transfer_.get(), 1), Error_None);
+  iVRXClient_Message(transfer_.get(), 1);
+  EXPECT_EQ(Log(), "Connected.\r\nDownload stopped.\r\n") << "it has a file already";
+}
+
+TEST_F(MessagesTest, WaitUpTo16KiB) {
+  EXPECT_EQ(VRXClient_DelayLog(transfer_.get(), 1), Error_None);
+  const std::string line(16 * 1024 - 2, 'x');
+  EXPECT_EQ(VRXClient_AgentMessage(transfer_.get(), line.c_str()), Error_None);
+  EXPECT_EQ(LogPath(), "");
+  iVRXClient_Message(transfer_.get(), 18);
+  EXPECT_EQ(Log(), line + "\r\nConnected.\r\n");
+}
+
+TEST_F(MessagesTest, DoNotWait_WhenOneIsLongerThan16KiB) {
+  EXPECT_EQ(VRXClient_DelayLog(transfer_.get(), 1), Error_None);
+  const std::string line(16 * 1024 - 1, 'x');
+  EXPECT_EQ(VRXClient_AgentMessage(transfer_.get(), line.c_str()), Error_None);
+  EXPECT_EQ(Log(), line + "\r\n");
+}
+
+TEST_F(MessagesTest, DelayTheLogOfATransferOnly) {
+  EXPECT_EQ(VRXClient_DelayLog(nullptr, 1), Error_Invalid);
+}
+
+TEST_F(MessagesTest, ThatWaitComeThrough_WhicheverAllocationFails) {
+  FailEveryAllocation([&] {
+    EXPECT_EQ(VRXClient_DelayLog(transfer_.get(), 1), Error_None);
+    EXPECT_EQ(Said(18), "Connected.");
+    EXPECT_EQ(Said(1), "Download stopped.");
+    Memory_Delete(transfer_->waitingLog);
+    transfer_->waitingLog = nullptr;
+    transfer_->waitingLogSize = 0;
+  });
 }
 
 // ---- GetInfo -------------------------------------------------------------------------------------
