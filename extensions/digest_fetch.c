@@ -81,8 +81,10 @@ static void FailWithStatus(Failure* failure, ErrorCode status) {
   snprintf(failure->text, sizeof failure->text, "%s", Error_ToString(status));
 }
 
+/* A success that the server tells is not why a transfer has failed here. */
 static void FailWithReply(Failure* failure, ErrorCode status, const Reply* reply) {
-  if (reply->code == 0) {
+  const int isAnotherReason = status != Error_None && reply->replyClass == '2';
+  if (reply->code == 0 || isAnotherReason) {
     FailWithStatus(failure, status);
   } else {
     snprintf(failure->text, sizeof failure->text, "%d %.200s", (int)reply->code, reply->text);
@@ -180,7 +182,6 @@ static void ShowURL(const char* url, char* shown) {
   shown[0] = '\0';
   if (URL_NewData(url, &data) != Error_None) return;
   data->user = NULL;
-  data->password = NULL;
   URL_FromData(data, shown);
   Memory_Delete(data);
 }
