@@ -169,9 +169,9 @@ static ErrorCode MoveChunk(Unpacking* work, VRXClient* client) {
   if (status != Error_None || IsWhole(work)) return status;
   if (work->isMemberEnded) return NextMember(work);
   status = Inflate(work, client);
-  /* With nothing left to read, a full chunk of output is the only reason to call again. */
-  const int isStuck = work->isSourceEnded && !work->isMemberEnded && work->stream.avail_out != 0;
-  if (status == Error_None && isStuck) return Refuse(work->sourcePath, client, "it is cut short");
+  /* The last bytes of a member are its checksum and size, behind all of its output. */
+  const int isCutShort = work->isSourceEnded && !work->isMemberEnded;
+  if (status == Error_None && isCutShort) return Refuse(work->sourcePath, client, "it is cut short");
   return status;
 }
 
