@@ -19,9 +19,13 @@ constexpr uint64_t kSampleMilliseconds = 1000;
 constexpr uint64_t kReportBytes = 16;
 constexpr uint64_t kFewestReports = 100;
 
+bool IsCopying(const VRXClient* client) {
+  return client->data.state == TransferState::PrepareDataFile || client->data.state == TransferState::Finish;
+}
+
 void TakeSample(VRXClient* client, uint64_t done, uint64_t nowMilliseconds) {
   const uint64_t milliseconds = nowMilliseconds - client->sampleMilliseconds;
-  if (milliseconds <= kSampleMilliseconds) return;
+  if (IsCopying(client) || milliseconds <= kSampleMilliseconds) return;
   client->sampleMilliseconds = nowMilliseconds;
   const uint64_t before = client->sampleBytes;
   client->sampleBytes = done;

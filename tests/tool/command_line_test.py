@@ -151,6 +151,8 @@ class Names(ProgramTest):
         for output in ("there", "there/", ".", "..", "none/x"):
             result = self.run_qz("get", "http://127.0.0.1:1/x", "-o", output)
             self.assertIn(result.code, (USAGE, DISK), output)
+            if output in ("there/", ".", ".."):
+                self.assertIn('"%s" is a folder; --output takes a file name' % output, result.errors)
         self.assertEqual(self.names(), ["there"])
 
 

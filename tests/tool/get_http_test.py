@@ -91,6 +91,11 @@ class HTTPGet(ProgramTest):
             self.expect(code, "get", server.url("/x"), "-o", status[:3], *ONCE)
             self.assertEqual(server.count, 1)
 
+    def test_a_file_that_is_not_from_the_server_itself_is_one(self):
+        server = self.server(lambda n, request: [http("203 Non-Authoritative Information", b"a copy")])
+        self.expect(DONE, "get", server.url("/x"))
+        self.assertEqual(self.read("x"), b"a copy")
+
     def test_says_clearly_what_the_server_answered(self):
         for status, said in (("404 Not Found", '"404 Not Found"; file not found on the server'),
                              ("500 Internal Server Error", '"500 Internal Server Error"'),

@@ -163,6 +163,23 @@ class UploadResume(ProgramTest):
         self.assertEqual(self.offsets(), [70000, 70000 + HELD])
         self.assert_stored(DATA)
 
+    def test_restart_holds_over_continue(self):
+        self.server.files["in/remote.bin"] = OTHER[:70000]
+        self.server.login = "421 later"
+        self.expect(NETWORK, *self.command, "--continue", "--retries", "0")
+        self.server.login = "230 welcome"
+        self.server.stalls = {}
+        self.expect(DONE, *self.command, "--restart")
+        self.assertEqual(self.offsets(), [0])
+        self.assert_stored(DATA)
+
+    def test_source_that_has_gone_is_sent_from_its_copy(self):
+        self.kill_in_the_middle()
+        os.remove(self.path("local.bin"))
+        self.expect(DONE, "run")
+        self.assertEqual(self.offsets(), [0, HELD])
+        self.assert_stored(DATA)
+
     def test_bytes_that_the_server_has_lost_are_sent_again(self):
         self.kill_in_the_middle()
         del self.server.files["in/remote.bin"]
