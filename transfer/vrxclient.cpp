@@ -703,6 +703,14 @@ ErrorCode VRXClient_SetActiveMode(VRXClient* client, int32_t flag) {
   return Error_None;
 }
 
+int32_t VRXClient_GetActiveMode(const VRXClient* client) {
+  return client != nullptr && client->usesActiveMode ? 1 : 0;
+}
+
+int32_t VRXClient_GetRelativePaths(const VRXClient* client) {
+  return client != nullptr && client->usesRelativePaths ? 1 : 0;
+}
+
 ErrorCode VRXClient_GetUser(const VRXClient* client, char* user, char* password) {
   if (user != nullptr) user[0] = '\0';
   if (password != nullptr) password[0] = '\0';

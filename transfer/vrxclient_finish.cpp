@@ -1,5 +1,7 @@
 // The end of a transfer: space on the disk, the move of a download to its place, and the agents.
 //
+// A download has no server file name of its own. The record keeps there what the end of one needs.
+//
 // Between volumes the bytes are copied to NAME.part beside the destination, which gets its name when it is
 // whole. While that runs the record holds the name of the copy, so that the next attempt removes what a
 // killed program left.
@@ -22,6 +24,9 @@ std::atomic<bool> copiesAlways{false};
 
 constexpr std::string_view kCopyEnding = ".part";
 
+// Stands for the name of the copy when no file came. Names have no "/".
+constexpr char kWebPageMark[] = "/web page";
+
 bool IsDirectory(const char* path) {
   int32_t isDirectory = 0;
   return File_Exists(path, &isDirectory) != 0 && isDirectory != 0;
@@ -39,7 +44,6 @@ void SetLocalPath(VRXClient* client, const char* path) {
   client->isChanged = true;
 }
 
-// A download has no server file name of its own; the record keeps the name of the copy there.
 void KeepCopyName(VRXClient* client, const char* path) {
   char name[kPathSize] = "";
   if (path[0] != '\0') File_SplitDir(path, nullptr, name);
@@ -261,6 +265,24 @@ bool iVRXClient_HasSpace(VRXClient* client, const char* path, uint64_t neededByt
   iVRXClient_SetReason(client, VRXClientReason_DiskFull);
   iVRXClient_CloseConnection(client, Closing::Politely);
   return false;
+}
+
+void iVRXClient_MarkWebPage(VRXClient* client) {
+  String_CopyMax(kWebPageMark, sizeof client->data.serverFileName, client->data.serverFileName);
+  client->isChanged = true;
+}
+
+int32_t VRXClient_IsWebPage(const VRXClient* client) {
+  if (client == nullptr || client->data.isUpload != 0 || client->data.state < TransferState::Agents) return 0;
+  return strcmp(client->data.serverFileName, kWebPageMark) == 0 ? 1 : 0;
+}
+
+ErrorCode VRXClient_GetReplacedPath(const VRXClient* client, char* buffer) {
+  if (buffer == nullptr) return Error_Invalid;
+  buffer[0] = '\0';
+  if (client == nullptr) return Error_Invalid;
+  String_Copy(client->replacedPath, buffer);
+  return Error_None;
 }
 
 StepEvent iVRXClient_Finish(VRXClient* client, StepMode) {

@@ -138,6 +138,7 @@ StepEvent RefuseWebPage(VRXClient* client) {
   iVRXClient_SetReason(client, VRXClientReason_WebPage);
   iVRXClient_CloseConnection(client, Closing::Politely);
   iVRXClient_ForgetDataFile(client);
+  iVRXClient_MarkWebPage(client);
   return Detour(VRXClientResult_Failed);
 }
 

@@ -206,6 +206,8 @@ ErrorCode iVRXClient_ContinueCopy(VRXClient* client);
 
 // Whether the volume that holds the path has the bytes; when not, says so, sets the reason and closes.
 bool iVRXClient_HasSpace(VRXClient* client, const char* path, uint64_t neededBytes);
+// Notes in the record that a web page came in place of the file.
+void iVRXClient_MarkWebPage(VRXClient* client);
 StepEvent iVRXClient_Finish(VRXClient* client, StepMode mode);
 StepEvent iVRXClient_TellAgents(VRXClient* client, StepMode mode);
 

@@ -9,9 +9,10 @@
  * Needs VRXClientSystem_Init: without it what makes a transfer gives Error_NotInited. One thread at a time
  * uses a transfer; different transfers may be used by different threads. From another thread only
  * VRXClient_Stop may be called. Poll, Idle, Stop and Close wait for the network, and block as long as Sock,
- * FTPc and HTTPc do; the others do not. Callbacks run on the calling thread, inside the call; from a callback
- * every function may be called, and Close, Delete and Stop of the same transfer take effect when the
- * outermost call ends.
+ * FTPc and HTTPc do. AddAgent, GetAgent, RemoveAgent, Read, Write and Delete wait at most 5 seconds for the
+ * lists of agents, which all transfers share. The others do not block. Callbacks run on the calling thread,
+ * inside the call; from a callback every function may be called, and Close, Delete and Stop of the same
+ * transfer take effect when the outermost call ends.
  *
  * Texts are copied. A text that is stored has at most 1022 bytes, user and password 254, a URL 1021; a longer
  * one gives Error_Exceed and changes nothing. Buffers for texts hold 1024 bytes and are empty after a
@@ -227,7 +228,7 @@ QZ_API uint32_t VRXClient_GetEditFlags(const VRXClient* client);
 QZ_API ErrorCode VRXClient_AddAgent(VRXClient* client, Agent* agent);
 
 /* Returns the first agent of the list (borrowed) when its class has this name, without regard to case, else
- * null. Only the first agent is looked at. */
+ * null. Only the first agent is looked at. Null also when the lists are in use for 5 seconds, as above. */
 QZ_API Agent* VRXClient_GetAgent(VRXClient* client, const char* className);
 
 /* Deletes the first agent of the list, with the pair "forever" = 1, when its class has this name, and takes
@@ -398,6 +399,22 @@ QZ_API ErrorCode VRXClient_SetActiveMode(VRXClient* client, int32_t flag);
  * mirrors too, which names "." for an empty path. flag: not 0 for yes. Set it before the first step. A new
  * transfer, and one that was read, begins at the root. Error_None. */
 QZ_API ErrorCode VRXClient_SetRelativePaths(VRXClient* client, int32_t flag);
+
+/* Return what VRXClient_SetActiveMode and VRXClient_SetRelativePaths set, 1 or 0, for agents that connect to
+ * the transfer's servers themselves. 0 for null. */
+QZ_API int32_t VRXClient_GetActiveMode(const VRXClient* client);
+QZ_API int32_t VRXClient_GetRelativePaths(const VRXClient* client);
+
+/* Gives the path of the file that a completed download replaces when its agents are content
+ * (VRXClient_SetOverwrite). Until then the new file lies at the local path, under a free name beside it.
+ * Empty when nothing is replaced, before the data is complete, and after reading. Error_None. buffer: out,
+ * 1024 bytes. */
+QZ_API ErrorCode VRXClient_GetReplacedPath(const VRXClient* client, char* buffer);
+
+/* Returns 1 from state 13 on when the server had a web page in place of the file (VRXClientReason_WebPage):
+ * no file was made, and one that stands at the local path is not the transfer's. Kept in the record. Else 0;
+ * 0 for null. Agents that are told of a completed transfer ask this first. */
+QZ_API int32_t VRXClient_IsWebPage(const VRXClient* client);
 
 /* Sets what is requested of a server over HTTP, byte for byte (RFC 7230, section 5.3.1), also through a
  * proxy. Without it that is the path of the server's URL with its escapes resolved: "/a%26" is asked for as

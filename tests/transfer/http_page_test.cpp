@@ -1,5 +1,7 @@
 // Web pages in the place of a file.
+#include "qz/string.h"
 #include "tests/transfer/transfer_trace.h"
+#include "transfer/vrxclient_internal.h"
 
 namespace transfer {
 namespace {
@@ -65,6 +67,39 @@ TEST_F(HTTPPage, ChangesTheRecord) {
   ASSERT_EQ(again->Read(Out("record")), 0);
   EXPECT_EQ(again->DataPath(), "");
   EXPECT_EQ(again->State(), 13u);
+}
+
+TEST_F(HTTPPage, IsToldToAgents_AndByTheRecordToo) {
+  ScriptedServer server({Answers("0", Page("text/html"))});
+  auto download = NewDownload(server);
+  EXPECT_EQ(VRXClient_IsWebPage(*download), 0);
+  EXPECT_EQ(download->Run(), 4);
+  EXPECT_EQ(VRXClient_IsWebPage(*download), 1);
+  ASSERT_EQ(download->Write(Out("record")), 0);
+  auto again = NewTransfer();
+  ASSERT_EQ(again->Read(Out("record")), 0);
+  EXPECT_EQ(VRXClient_IsWebPage(*again), 1);
+  EXPECT_EQ(again->Idle(), 5);
+  EXPECT_EQ(VRXClient_IsWebPage(*again), 1);
+  EXPECT_EQ(VRXClient_IsWebPage(nullptr), 0);
+}
+
+TEST_F(HTTPPage, IsNoneForAgents_WhenItIsTakenForTheFile) {
+  ScriptedServer server({Answers("0", Page("text/html"))});
+  auto download = NewDownload(server);
+  EXPECT_EQ(VRXClient_AcceptWebPages(*download, 1), 0);
+  download->RunToCompletion();
+  EXPECT_EQ(VRXClient_IsWebPage(*download), 0);
+}
+
+// A record from elsewhere may say so of a transfer that has not begun.
+TEST_F(HTTPPage, IsNone_WhenAFileComesAfterAll) {
+  ScriptedServer server({Answers("0", Page("text/plain"))});
+  auto download = NewDownload(server);
+  String_Copy("/web page", static_cast<VRXClient*>(*download)->data.serverFileName);
+  EXPECT_EQ(VRXClient_IsWebPage(*download), 0);
+  download->RunToCompletion();
+  EXPECT_EQ(VRXClient_IsWebPage(*download), 0);
 }
 
 TEST_F(HTTPPage, EndsAProbe) {

@@ -1,5 +1,7 @@
 // The end of a download: the final move, its destination, and what keeps it from its place.
 #include "os/file/file_testing.h"
+#include "qz/error.h"
+#include "qz/string.h"
 #include "tests/transfer/transfer_trace.h"
 
 namespace transfer {
@@ -142,6 +144,28 @@ TEST_F(TransferFinish, LeavesTheTargetAsItWas_UntilTheTransferIsCompleted) {
   EXPECT_EQ(OutBytes(), "old");
   EXPECT_EQ(download->Idle(), 5);
   EXPECT_EQ(OutBytes(), "abcdefghij");
+}
+
+TEST_F(TransferFinish, TellsAgentsWhatTheFileReplaces) {
+  ScriptedServer server({Answers("0", kFile)});
+  WriteFile(OutPath("file.bin"), "old");
+  auto download = NewDownload(server);
+  EXPECT_EQ(VRXClient_SetOverwrite(*download, 1), 0);
+  char path[1024] = "x";
+  download->RunToState(12);
+  EXPECT_EQ(VRXClient_GetReplacedPath(*download, path), 0);
+  EXPECT_STREQ(path, "");
+  download->RunToState(13);
+  EXPECT_EQ(VRXClient_GetReplacedPath(*download, path), 0);
+  EXPECT_EQ(path, Out("file.bin"));
+  EXPECT_EQ(LocalPath(*download), "OUT/file(0).bin");
+  EXPECT_EQ(download->Idle(), 5);
+  EXPECT_EQ(VRXClient_GetReplacedPath(*download, path), 0);
+  EXPECT_STREQ(path, "");
+  String_Copy("x", path);
+  EXPECT_EQ(VRXClient_GetReplacedPath(nullptr, path), Error_Invalid);
+  EXPECT_STREQ(path, "");
+  EXPECT_EQ(VRXClient_GetReplacedPath(*download, nullptr), Error_Invalid);
 }
 
 TEST_F(TransferFinish, NumbersTheName_WhenItIsToldNotToReplaceAgain) {

@@ -261,6 +261,24 @@ TEST_F(TransferObject, KeepsItsSettings) {
   EXPECT_FALSE(transfer->isChanged) << "they are not stored";
 }
 
+TEST_F(TransferObject, TellsItsSettingsToAgents) {
+  Transfer transfer;
+  ASSERT_EQ(New("ftp://a/x", &transfer), Error_None);
+  struct {
+    ErrorCode (*set)(VRXClient* client, int32_t flag);
+    int32_t (*get)(const VRXClient* client);
+  } const settings[] = {{VRXClient_SetActiveMode, VRXClient_GetActiveMode},
+                        {VRXClient_SetRelativePaths, VRXClient_GetRelativePaths}};
+  for (const auto& setting : settings) {
+    EXPECT_EQ(setting.get(transfer.get()), 0);
+    EXPECT_EQ(setting.set(transfer.get(), 7), Error_None);
+    EXPECT_EQ(setting.get(transfer.get()), 1);
+    EXPECT_EQ(setting.set(transfer.get(), 0), Error_None);
+    EXPECT_EQ(setting.get(transfer.get()), 0);
+    EXPECT_EQ(setting.get(nullptr), 0);
+  }
+}
+
 TEST_F(TransferObject, NeedsATransferAndABuffer) {
   Transfer transfer;
   ASSERT_EQ(New("ftp://a/x", &transfer), Error_None);
