@@ -23,6 +23,13 @@ ErrorCode Extension_AddAgent(const AgentParam* params, const char* className, co
   return status;
 }
 
+bool Extension_LocateFile(const VRXClient* client, char* path, char* finalPath) {
+  VRXClient_GetLocalFilePath(client, path);
+  VRXClient_GetReplacedPath(client, finalPath);
+  if (finalPath[0] == '\0') VRXClient_GetLocalFilePath(client, finalPath);
+  return !VRXClient_IsWebPage(client);
+}
+
 static void Answer(const AgentParam* params, const char* name, const char* text) {
   const char** place = NULL;
   if (AgentParam_StringPtr(params, name, &place) && place != NULL) *place = text;

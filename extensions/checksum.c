@@ -35,6 +35,7 @@ typedef struct Checksum {
   char digest[SHA256_TEXT_SIZE]; /* that the file should have; empty: it stands beside the URL */
   enum Phase phase;
   char path[PATH_SIZE];
+  char finalPath[PATH_SIZE]; /* where the file will stand; what lies there now may be an older one */
   DigestFetch* fetch;
   File* file;
   uint8_t* chunk;
@@ -53,7 +54,7 @@ static ErrorCode Refuse(const Checksum* checksum, VRXClient* client, const char*
 
 static ErrorCode Accept(const Checksum* checksum, VRXClient* client) {
   char text[MESSAGE_SIZE];
-  snprintf(text, sizeof text, "\"%s\" is verified: SHA-256 %s.", checksum->path, checksum->digest);
+  snprintf(text, sizeof text, "\"%s\" is verified: SHA-256 %s.", checksum->finalPath, checksum->digest);
   VRXClient_AgentMessage(client, text);
   return Error_None;
 }
@@ -78,7 +79,8 @@ static ErrorCode OpenFile(Checksum* checksum, VRXClient* client) {
 }
 
 static ErrorCode Begin(Checksum* checksum, VRXClient* client) {
-  VRXClient_GetLocalFilePath(client, checksum->path);
+  if (!Extension_LocateFile(client, checksum->path, checksum->finalPath))
+    return Refuse(checksum, client, "no file came");
   if (checksum->digest[0] != '\0') return OpenFile(checksum, client);
   VRXClient_AgentMessage(client, "Fetching the SHA-256 digest...");
   const ErrorCode status = DigestFetch_Start(client, &checksum->fetch);

@@ -12,6 +12,7 @@
 #include "qz/semaphore.h"
 #include "qz/thread.h"
 #include "qz/url.h"
+#include "qz/vrxprefs.h"
 #include "start.h"
 
 #define URL_SIZE 1024
@@ -20,6 +21,16 @@
 #define FILE_LIMIT 65536 /* bytes of a ".sha256" file */
 #define END_WAIT_MILLISECONDS 1000u
 #define POLL_MILLISECONDS 10u
+#define LOGIN_TEXT_SIZE 1024
+
+/* How the transfer uses its FTP servers. */
+typedef struct FTPSettings {
+  char user[LOGIN_TEXT_SIZE]; /* of all of them; empty: each has that of its URL, or none */
+  char password[LOGIN_TEXT_SIZE];
+  char anonymousPassword[LOGIN_TEXT_SIZE];
+  int usesActiveMode;
+  int usesRelativePaths;
+} FTPSettings;
 
 /* What a server sends, up to the limit. */
 typedef struct TextStream {
@@ -36,6 +47,7 @@ struct DigestFetch {
   atomic_int isAbandoned;
   size_t serverCount;
   char servers[SERVER_LIMIT][URL_SIZE];
+  FTPSettings ftp;
   /* Written by the thread, read after its end. */
   TextStream answer;
   char source[URL_SIZE];
@@ -91,15 +103,41 @@ static void FailWithReply(Failure* failure, ErrorCode status, const Reply* reply
   }
 }
 
-static void FetchOverFTP(const URLData* url, TextStream* answer, Failure* failure) {
+static ErrorCode LogInAnonymously(FTPc* connection, const char* password, Reply* reply) {
+  static const char* const users[] = {"ftp", "anonymous", "public", "guest"};
+  ErrorCode status = Error_NoAccess;
+  for (size_t i = 0; i < sizeof users / sizeof users[0] && status == Error_NoAccess; ++i)
+    status = FTPc_Login(connection, users[i], password, reply);
+  return status;
+}
+
+static ErrorCode LogIn(FTPc* connection, const URLData* url, const FTPSettings* settings, Reply* reply) {
+  if (settings->user[0] != '\0') return FTPc_Login(connection, settings->user, settings->password, reply);
+  if (url->user != NULL) return FTPc_Login(connection, url->user, url->password, reply);
+  return LogInAnonymously(connection, settings->anonymousPassword, reply);
+}
+
+/* Some servers know a file by its name in the current directory only. */
+static ErrorCode Retrieve(FTPc* connection, const char* path, Stream* stream, Reply* reply) {
+  const char* slash = strrchr(path, '/');
+  const char* name = slash != NULL ? slash + 1 : path;
+  char directory[URL_SIZE];
+  snprintf(directory, sizeof directory, "%.*s", slash == path ? 1 : (int)(name - path) - 1, path);
+  const ErrorCode status = slash != NULL ? FTPc_ChangeDirectory(connection, directory, reply) : Error_None;
+  return status == Error_None ? FTPc_Retrieve(connection, name, stream, NULL, reply) : status;
+}
+
+/* As the transfer does it: the server has the file for this login, and this way. */
+static void FetchOverFTP(const URLData* url, const FTPSettings* settings, TextStream* answer,
+                         Failure* failure) {
   FTPc* connection = NULL;
   Reply reply = {0};
-  ErrorCode status = FTPc_Open(url->host, (uint32_t)url->port, FTPcFlag_Passive, &connection, &reply);
-  const char* user = url->user != NULL ? url->user : "anonymous";
-  const char* password = url->user != NULL ? url->password : "user@example.invalid";
-  if (status == Error_None) status = FTPc_Login(connection, user, password, &reply);
+  const uint32_t flags = settings->usesActiveMode ? 0 : FTPcFlag_Passive;
+  const char* path = settings->usesRelativePaths && url->path[0] == '/' ? url->path + 1 : url->path;
+  ErrorCode status = FTPc_Open(url->host, (uint32_t)url->port, flags, &connection, &reply);
+  if (status == Error_None) status = LogIn(connection, url, settings, &reply);
   if (status == Error_None) status = FTPc_FileType(connection, 'I', 'N', &reply);
-  if (status == Error_None) status = FTPc_Retrieve(connection, url->path, &answer->header, NULL, &reply);
+  if (status == Error_None) status = Retrieve(connection, path, &answer->header, &reply);
   if (status != Error_None) FailWithReply(failure, status, &reply);
   if (connection != NULL) FTPc_Close(connection, NULL);
 }
@@ -159,14 +197,14 @@ static int RequestOverHTTP(const URLData* data, char* url, TextStream* answer, F
 /* ---- one server ---------------------------------------------------------------------------------------- */
 
 /* Returns 1 when url has become that of a redirect. */
-static int Request(char* url, TextStream* answer, Failure* failure) {
+static int Request(char* url, const FTPSettings* settings, TextStream* answer, Failure* failure) {
   URLData* data = NULL;
   int isRedirected = 0;
   const ErrorCode status = URL_NewData(url, &data);
   const int32_t type = status == Error_None ? URL_GetProtocolType(data->protocol) : -1;
   answer->length = 0;
   if (type == URLProtocol_FTP && data->path != NULL) {
-    FetchOverFTP(data, answer, failure);
+    FetchOverFTP(data, settings, answer, failure);
   } else if (type == URLProtocol_HTTP) {
     isRedirected = RequestOverHTTP(data, url, answer, failure);
   } else {
@@ -194,7 +232,7 @@ static void FetchFrom(DigestFetch* fetch, const char* server) {
   ShowURL(url, fetch->source);
   if (status != Error_None) FailWithStatus(&failure, status);
   int redirects = 0;
-  while (failure.text[0] == '\0' && Request(url, &fetch->answer, &failure)) {
+  while (failure.text[0] == '\0' && Request(url, &fetch->ftp, &fetch->answer, &failure)) {
     if (++redirects > REDIRECT_LIMIT) FailWithStatus(&failure, Error_Exceed);
   }
   const int isFetched = failure.text[0] == '\0';
@@ -224,6 +262,16 @@ static void AddServers(const VRXClient* client, DigestFetch* fetch) {
     if (!hasUser) snprintf(url, URL_SIZE, "%s", server.url);
     if (++fetch->serverCount == SERVER_LIMIT) return;
   }
+}
+
+static void TakeSettings(const VRXClient* client, FTPSettings* settings) {
+  VRXClient_GetUser(client, settings->user, settings->password);
+  settings->usesActiveMode = VRXClient_GetActiveMode(client);
+  settings->usesRelativePaths = VRXClient_GetRelativePaths(client);
+  const VRXPrefs* prefs = VRXPrefs_BeginAccess();
+  if (prefs == NULL) return;
+  snprintf(settings->anonymousPassword, LOGIN_TEXT_SIZE, "%s", prefs->anonymousPassword);
+  VRXPrefs_EndAccess();
 }
 
 /* ---- life ---------------------------------------------------------------------------------------------- */
@@ -284,6 +332,7 @@ ErrorCode DigestFetch_Start(const VRXClient* client, DigestFetch** fetchOut) {
   memset(fetch, 0, sizeof *fetch);
   Stream_Init(0, &kTextOperations, &fetch->answer.header);
   AddServers(client, fetch);
+  TakeSettings(client, &fetch->ftp);
   fetch->ended = Semaphore_New(0, 1);
   if (fetch->ended != NULL) fetch->thread = Thread_New(Run, fetch);
   if (fetch->thread == NULL) {

@@ -15,7 +15,8 @@ typedef struct DigestFetch DigestFetch;
 ErrorCode DigestFetch_StartSystem(void);
 void DigestFetch_EndSystem(void);
 
-/* Starts to fetch the digest of a transfer's file from its servers, in their order until one has it. fetch:
+/* Starts to fetch the digest of a transfer's file from its servers, in their order until one has it, with the
+ * logins, the mode and the meaning of paths that the transfer has. fetch:
  * receives the fetch, owned (free with DigestFetch_Delete); null after a failure. Error_None; Error_Memory.
  */
 ErrorCode DigestFetch_Start(const VRXClient* client, DigestFetch** fetch);

@@ -35,6 +35,7 @@ typedef struct Unpacking {
   int isMemberEnded; /* between two members, of which a file may have several */
   z_stream stream;
   char sourcePath[PATH_SIZE];
+  char finalPath[PATH_SIZE];  /* where the source will stand; what lies there now may be an older one */
   char targetPath[PATH_SIZE]; /* while it is not whole */
   uint8_t input[CHUNK_SIZE];
   uint8_t output[CHUNK_SIZE];
@@ -99,9 +100,11 @@ static ErrorCode OpenTarget(Unpacking* work) {
 }
 
 static ErrorCode OpenFiles(Unpacking* work, VRXClient* client) {
-  VRXClient_GetLocalFilePath(client, work->sourcePath);
   const char* source = work->sourcePath;
-  if (LengthWithoutSuffix(source) == 0) return Refuse(source, client, "its name does not end in \".gz\"");
+  if (!Extension_LocateFile(client, work->sourcePath, work->finalPath))
+    return Refuse(source, client, "no file came");
+  if (LengthWithoutSuffix(work->finalPath) == 0)
+    return Refuse(source, client, "its name does not end in \".gz\"");
   const int length = snprintf(work->targetPath, PATH_SIZE, "%s.unpacking", source);
   if (length >= PATH_SIZE) return Refuse(source, client, "its name is too long");
   if (File_Open(source, FileMode_Read, &work->source) != Error_None)
@@ -179,7 +182,7 @@ static ErrorCode MoveChunk(Unpacking* work, VRXClient* client) {
 
 static ErrorCode NameTarget(Unpacking* work, char* name) {
   char wanted[PATH_SIZE];
-  snprintf(wanted, sizeof wanted, "%.*s", (int)LengthWithoutSuffix(work->sourcePath), work->sourcePath);
+  snprintf(wanted, sizeof wanted, "%.*s", (int)LengthWithoutSuffix(work->finalPath), work->finalPath);
   File* target = work->target;
   work->target = NULL;
   ErrorCode status = File_Close(target);
@@ -187,6 +190,14 @@ static ErrorCode NameTarget(Unpacking* work, char* name) {
   if (status == Error_None) status = File_Move(work->targetPath, name);
   if (status != Error_None) File_Unlink(work->targetPath);
   return status;
+}
+
+/* The file that the source would have replaced goes too: it is the older one. */
+static void RemoveSource(const Unpacking* work, VRXClient* client) {
+  File_Unlink(work->sourcePath);
+  if (strcmp(work->sourcePath, work->finalPath) == 0) return;
+  File_Unlink(work->finalPath);
+  VRXClient_SetLocalFilePath(client, work->finalPath);
 }
 
 static ErrorCode Finish(Gunzip* gunzip, VRXClient* client) {
@@ -199,7 +210,7 @@ static ErrorCode Finish(Gunzip* gunzip, VRXClient* client) {
   VRXClient_AgentMessage(client, text);
   File_Close(work->source);
   work->source = NULL;
-  if (gunzip->removesSource) File_Unlink(work->sourcePath);
+  if (gunzip->removesSource) RemoveSource(work, client);
   return Error_None;
 }
 

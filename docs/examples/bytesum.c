@@ -35,6 +35,7 @@ static ErrorCode Completed(void* classData, void* instanceData, AgentParam* para
   (void)classData;
   Time_Get(&begin);
   if (!AgentParam_Object(params, "vrxc", &client)) return AgentResult_MissingParameter;
+  if (VRXClient_IsWebPage((VRXClient*)client)) return Error_Fail;
   VRXClient_GetLocalFilePath((VRXClient*)client, path);
   if (work->file == NULL && File_Open(path, FileMode_Read, &work->file) != Error_None) return Error_Fail;
   const ErrorCode status = AddSlice(work, begin);

@@ -28,6 +28,30 @@ class FTPServer(tool.FTPServer):
         Folders(self, connection, number).run()
 
 
+class Home(tool.Session):
+    """A login ends in /home/me; its password is "geheim"."""
+
+    def __init__(self, server, connection, number):
+        super().__init__(server, connection, number)
+        self.folder = "home/me"
+
+    def on_user(self, name):
+        self.user = name
+        self.say("331 password")
+
+    def on_pass(self, password):
+        self.say("230 welcome" if (self.user, password) == ("me", "geheim") else "530 no")
+
+
+class HomeServer(tool.FTPServer):
+    def serve(self, connection, number):
+        Home(self, connection, number).run()
+
+    def lines(self, number):
+        return [line for n, line in self.commands if n == number and line.split(" ")[0] in
+                ("USER", "PASS", "CWD", "PASV", "RETR")]
+
+
 class TheDigestOfTheApplication(DriverTest):
     def test_a_right_one_verifies_the_file(self):
         server = self.files({"/f.iso": SMALL})
@@ -90,8 +114,31 @@ class TheDigestOfTheApplication(DriverTest):
         server = self.files({"/f.iso": SMALL})
         outcome = self.drive(server.url("/f.iso"), "f.iso", "verify=" + DIGEST, "overwrite")
         self.assert_completed(outcome)
+        self.assertEqual(outcome.messages[-1], '"f.iso" is verified: SHA-256 %s.' % DIGEST)
         self.assertEqual(self.names(), ["f.iso"])
         self.assertEqual(self.read("f.iso"), SMALL)
+
+    def test_a_completed_transfer_is_refused(self):
+        server = self.files({"/f.iso": SMALL})
+        outcome = self.drive(server.url("/f.iso"), "f.iso", "verify-late")
+        self.assert_completed(outcome)
+        self.assertEqual(outcome.number("late"), 2)
+
+    def test_a_file_is_left_alone_when_a_web_page_came(self):
+        self.write("f.iso", b"mine")
+        outcome = self.drive(self.page("/f.iso").url("/f.iso"), "f.iso", "verify=" + OTHER_DIGEST, "verify", "go-on")
+        self.assert_no_file_came(outcome, ['"f.iso" is not verified: no file came.'] * 2)
+        self.assertEqual(self.names(), ["f.iso"])
+        self.assertEqual(self.read("f.iso"), b"mine")
+
+    def test_a_file_is_left_alone_by_the_next_program_too(self):
+        self.write("f.iso", b"mine")
+        url = self.page("/f.iso").url("/f.iso")
+        self.drive(url, "f.iso", "verify=" + OTHER_DIGEST, "record=f.vrx", "end-at-failure", code=9)
+        outcome = self.drive(url, "f.iso", "record=f.vrx", "go-on")
+        self.assert_no_file_came(outcome, ['"f.iso" is not verified: no file came.'])
+        self.assertEqual(self.names(), ["f.iso", "f.vrx"])
+        self.assertEqual(self.read("f.iso"), b"mine")
 
     def test_an_empty_one_stands_for_that_beside_the_url(self):
         server = self.files({"/f.iso": SMALL, "/f.iso.sha256": DIGEST.encode()})
@@ -162,6 +209,50 @@ class TheDigestBesideTheURL(DriverTest):
         logins = [line for number, line in server.commands if number == 1 and line.split(" ")[0] in ("USER", "PASS")]
         self.assertEqual(logins, ["USER anna", "PASS geheim"])
         self.assertNotIn("geheim", outcome.messages[-2])
+
+    def test_the_login_and_the_folder_of_the_transfer_are_used(self):
+        server = self.serve(HomeServer({"home/me/pub/f.iso": SMALL, "home/me/pub/f.iso.sha256": DIGEST.encode(),
+                                        "pub/f.iso.sha256": OTHER_DIGEST.encode()}))
+        outcome = self.drive(server.url("pub/f.iso"), "f.iso", "verify", "user=me", "password=geheim", "relative")
+        self.assert_completed(outcome)
+        self.assertEqual(server.lines(1), ["USER me", "PASS geheim", "CWD pub", "PASV", "RETR f.iso.sha256"])
+        self.assertFalse([line for line in outcome.messages if "geheim" in line])
+
+    def test_the_login_of_the_transfer_comes_before_that_of_the_url(self):
+        server = self.serve(HomeServer({"f.iso": SMALL, "f.iso.sha256": DIGEST.encode()}))
+        outcome = self.drive(server.url("f.iso", "anna:falsch@"), "f.iso", "verify", "user=me", "password=geheim")
+        self.assert_completed(outcome)
+        self.assertEqual(server.lines(1), ["USER me", "PASS geheim", "CWD /", "PASV", "RETR f.iso.sha256"])
+
+    def test_the_login_of_the_transfer_does_not_go_to_a_web_server(self):
+        server = self.files({"/f.iso": SMALL, "/f.iso.sha256": DIGEST.encode()})
+        self.assert_completed(self.drive(server.url("/f.iso"), "f.iso", "verify", "user=me", "password=geheim"))
+        self.assertNotIn("geheim", "".join(server.requests))
+        self.assertNotIn("Authorization", "".join(server.requests))
+
+    def test_a_file_of_the_login_folder_itself(self):
+        server = self.serve(HomeServer({"home/me/f.iso": SMALL, "home/me/f.iso.sha256": DIGEST.encode()}))
+        outcome = self.drive(server.url("f.iso"), "f.iso", "verify", "user=me", "password=geheim", "relative")
+        self.assert_completed(outcome)
+        self.assertEqual(server.lines(1), ["USER me", "PASS geheim", "PASV", "RETR f.iso.sha256"])
+
+    def test_active_mode_is_used(self):
+        server = self.serve(HomeServer({"f.iso": SMALL, "f.iso.sha256": DIGEST.encode()}))
+        server.pasv = "502 no PASV"
+        outcome = self.drive(server.url("f.iso"), "f.iso", "verify", "user=me", "password=geheim", "active")
+        self.assert_completed(outcome)
+        self.assertEqual(server.lines(1), ["USER me", "PASS geheim", "CWD /", "RETR f.iso.sha256"])
+        self.assertIn("PORT", server.verbs(1))
+
+    def test_anonymous_logins_are_those_of_the_transfer(self):
+        server = self.serve(FTPServer({"f.iso": SMALL, "f.iso.sha256": DIGEST.encode()}))
+        server.login = lambda number: "230 welcome" if number == 0 else "530 no"
+        outcome = self.drive(server.url("f.iso"), "f.iso", "verify")
+        self.assert_failed(outcome, '"f.iso" is not verified: %s: 530 no.' % server.url("f.iso.sha256"))
+        self.assertEqual([line for number, line in server.commands if line.startswith(("USER", "PASS"))],
+                         ["USER ftp", "PASS user@example.invalid"] * 2 +
+                         ["USER anonymous", "PASS user@example.invalid", "USER public", "PASS user@example.invalid",
+                          "USER guest", "PASS user@example.invalid"])
 
     def test_a_wrong_one_sets_the_file_aside(self):
         server = self.beside(b"%s  f.iso\n" % OTHER_DIGEST.encode())
@@ -272,6 +363,19 @@ class TheDigestBesideTheURL(DriverTest):
 
 
 class TheRecord(DriverTest):
+    def test_has_the_digest_behind_a_version(self):
+        server = self.files({"/f.iso": SMALL})
+        self.assert_completed(self.drive(server.url("/f.iso"), "f.iso", "verify=" + DIGEST, "record=f.vrx"))
+        agent = bytes.fromhex("09000000" "436865636B73756D00" "01000000"  # "Checksum", the version of the class
+                              "01000000" "41000000") + DIGEST.encode() + b"\0"
+        self.assertEqual(self.read("f.vrx").count(agent), 1)
+
+    def test_has_no_digest_that_was_not_given(self):
+        server = self.files({"/f.iso": SMALL})
+        self.drive(server.url("/f.iso"), "f.iso", "verify", "record=f.vrx", "end-in-agents=1", code=9)
+        agent = bytes.fromhex("09000000" "436865636B73756D00" "01000000" "01000000" "01000000" "00")
+        self.assertEqual(self.read("f.vrx").count(agent), 1)
+
     def end_and_resume(self, content, digest, *asked, steps="end-in-agents=2", answers=None):
         server = self.files(dict({"/f.iso": content}, **(answers or {})))
         first = self.drive(server.url("/f.iso"), "f.iso", *asked, "record=f.vrx", steps, code=9)

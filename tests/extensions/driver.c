@@ -1,13 +1,15 @@
 /* Runs one transfer with the extensions, as an application would, and says what happened:
  *
  *   driver URL TARGET [verify | verify=DIGEST] [unpack | unpack=remove] [mirror=URL] [overwrite] [upload]
- *          [record=FILE] [end-in-agents=STEPS] [end-at-failure] [close-in-agents=STEPS] [linger=MILLISECONDS]
+ *          [user=NAME] [password=PASSWORD] [active] [relative] [go-on] [verify-late] [record=FILE]
+ *          [end-in-agents=STEPS] [end-at-failure] [close-in-agents=STEPS] [linger=MILLISECONDS]
  *
  * A record that exists is read, and nothing is asked for again; it is written whenever a step gives 1 to 5.
  * end-in-agents writes it after so many steps in the state of the agents, and ends without any clean-up, as a
  * program does that is killed; end-at-failure ends so once the transfer has failed; close-in-agents closes
- * the transfer. linger: the time from the end of the library to that of the program. It lies in a folder with
- * the extensions. */
+ * the transfer. go-on makes further steps behind a failure in the state of the agents; verify-late asks for
+ * the digest once more behind the last step. linger: the time from the end of the library to that of the
+ * program. It lies in a folder with the extensions. */
 #include <qz/qz.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -24,6 +26,10 @@ typedef struct Options {
   int32_t closeSteps; /* 0: never */
   uint32_t lingerMilliseconds;
   int32_t endsAtFailure;
+  int32_t goesOn;
+  int32_t verifiesLate;
+  const char* user;
+  const char* password;
 } Options;
 
 typedef struct Outcome {
@@ -71,6 +77,11 @@ static void Ask(VRXClient* client, const char* argument, Options* options) {
   if ((value = ValueOf(argument, "end-in-agents")) != NULL) options->endSteps = atoi(value);
   if ((value = ValueOf(argument, "close-in-agents")) != NULL) options->closeSteps = atoi(value);
   if (strcmp(argument, "end-at-failure") == 0) options->endsAtFailure = 1;
+  if (strcmp(argument, "verify-late") == 0) options->verifiesLate = 1;
+  if (strcmp(argument, "active") == 0) VRXClient_SetActiveMode(client, 1);
+  if (strcmp(argument, "relative") == 0) VRXClient_SetRelativePaths(client, 1);
+  if ((value = ValueOf(argument, "user")) != NULL) options->user = value;
+  if ((value = ValueOf(argument, "password")) != NULL) options->password = value;
   if ((value = ValueOf(argument, "linger")) != NULL) options->lingerMilliseconds = (uint32_t)atoi(value);
 }
 
@@ -104,6 +115,7 @@ static VRXClient* Make(int count, char** arguments, Options* options) {
     Expect("making the transfer", VRXClient_NewDownload(arguments[0], arguments[1], 0, &kMethods, &client));
   }
   for (int i = 2; i < count; ++i) Ask(client, arguments[i], options);
+  if (options->user != NULL) Expect("user", VRXClient_SetUser(client, options->user, options->password));
   return client;
 }
 
@@ -112,9 +124,14 @@ static void End(void) {
   _Exit(9);
 }
 
+static int IsToGoOn(const VRXClient* client, const Options* options, int32_t result) {
+  if (result == VRXClientResult_None || result == VRXClientResult_Changed) return 1;
+  return options->goesOn && result == VRXClientResult_Failed && VRXClient_GetState(client) == STATE_AGENTS;
+}
+
 static Outcome Run(VRXClient* client, const Options* options) {
   Outcome outcome = {0, 0, 0};
-  while (outcome.result == VRXClientResult_None || outcome.result == VRXClientResult_Changed) {
+  while (IsToGoOn(client, options, outcome.result)) {
     const int isInAgents = VRXClient_GetState(client) == STATE_AGENTS;
     const clock_t begin = clock();
     outcome.result = VRXClient_Idle(client);
@@ -141,7 +158,8 @@ static void Linger(uint32_t milliseconds) {
 }
 
 int main(int argc, char** argv) {
-  Options options = {NULL, NULL, 0, 0, 0, 0};
+  Options options;
+  memset(&options, 0, sizeof options);
   setvbuf(stdout, NULL, _IOFBF, 65536);
   Expect("OS_Init", OS_Init("driver", OSInitCode_LogPath, "driver.log", OSInitCode_End));
   Expect("VRXClientSystem_Init", VRXClientSystem_Init());
@@ -149,6 +167,7 @@ int main(int argc, char** argv) {
   for (int i = 1; i < argc; ++i) {
     const char* value = ValueOf(argv[i], "end-in-agents");
     if (value != NULL) options.endSteps = atoi(value);
+    if (strcmp(argv[i], "go-on") == 0) options.goesOn = 1;
   }
   VRXClient* client = Make(argc - 1, argv + 1, &options);
   const Outcome outcome = Run(client, &options);
@@ -157,6 +176,8 @@ int main(int argc, char** argv) {
   printf("result %d\nreason %u\nstate %u\npath %s\nagentsteps %d\nlongest %u\n", (int)outcome.result,
          (unsigned)VRXClient_GetError(client), (unsigned)VRXClient_GetState(client), path,
          (int)outcome.agentSteps, (unsigned)outcome.longestMilliseconds);
+  if (options.verifiesLate)
+    printf("late %d\n", (int)AgentClass_Method("Checksum", "verify", "vrxc", (Word)client, (const char*)0));
   VRXClient_Close(client);
   VRXClientSystem_Exit();
   OS_Exit(0);

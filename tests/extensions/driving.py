@@ -117,6 +117,10 @@ class DriverTest(unittest.TestCase):
             return [tool.honest(content, request)]
         return self.serve(tool.HTTPServer(answer))
 
+    def page(self, path):
+        """An HTTP server with a web page in the place of the file."""
+        return self.files({path: tool.http("200 OK", b"<html>", **{"Content-Type": "text/html"})})
+
     def names(self):
         return sorted(name for name in os.listdir(self.folder) if name != "driver.log")
 
@@ -131,6 +135,12 @@ class DriverTest(unittest.TestCase):
     def assert_completed(self, outcome):
         self.assertEqual((outcome.number("result"), outcome.number("reason"), outcome.number("state")), (5, 0, 14),
                          outcome)
+        self.assertIn("ended", outcome.values, outcome)
+
+    def assert_no_file_came(self, outcome, messages):
+        """The transfer was driven to its end, and the agents said this of a web page."""
+        self.assertEqual((outcome.number("result"), outcome.number("state")), (5, 14), outcome)
+        self.assertEqual([line for line in outcome.messages if "no file came" in line], messages, outcome)
         self.assertIn("ended", outcome.values, outcome)
 
     def assert_failed(self, outcome, message):

@@ -49,6 +49,55 @@ class Gunzip(DriverTest):
         self.assertEqual(self.read("f.txt"), b"somebody's")
         self.assertEqual(self.read("f(0).txt"), TEXT)
 
+    def test_a_file_that_is_replaced_gives_the_name(self):
+        self.write("f.txt.gz", b"old")
+        packed = gzip.compress(TEXT)
+        outcome = self.unpack(packed, "overwrite", "unpack")
+        self.assert_completed(outcome)
+        self.assertEqual(outcome.messages[-1], 'Unpacked to "f.txt".')
+        self.assertEqual(self.names(), ["f.txt", "f.txt.gz"])
+        self.assertEqual(self.read("f.txt"), TEXT)
+        self.assertEqual(self.read("f.txt.gz"), packed)
+
+    def test_a_file_that_is_replaced_gives_a_name_that_may_be_taken(self):
+        self.write("f.txt.gz", b"old")
+        self.write("f.txt", b"somebody's")
+        outcome = self.unpack(gzip.compress(TEXT), "overwrite", "unpack")
+        self.assert_completed(outcome)
+        self.assertEqual(outcome.messages[-1], 'Unpacked to "f(0).txt".')
+        self.assertEqual(self.names(), ["f(0).txt", "f.txt", "f.txt.gz"])
+        self.assertEqual(self.read("f.txt"), b"somebody's")
+
+    def test_what_goes_leaves_no_older_file_in_its_place(self):
+        self.write("f.txt.gz", b"old")
+        outcome = self.unpack(gzip.compress(TEXT), "overwrite", "unpack=remove")
+        self.assert_completed(outcome)
+        self.assertEqual(outcome.values["path"], "f.txt.gz")
+        self.assertEqual(self.names(), ["f.txt"])
+        self.assertEqual(self.read("f.txt"), TEXT)
+
+    def test_a_damaged_file_replaces_no_other(self):
+        self.write("f.txt.gz", b"old")
+        outcome = self.unpack(gzip.compress(TEXT)[:-1], "overwrite", "unpack=remove")
+        self.assert_failed(outcome, '"f.txt(0).gz" is not unpacked: it is cut short.')
+        self.assertEqual(self.names(), ["f.txt(0).gz", "f.txt.gz"])
+        self.assertEqual(self.read("f.txt.gz"), b"old")
+
+    def test_a_file_is_left_alone_when_a_web_page_came(self):
+        mine = gzip.compress(b"mine")
+        self.write("f.txt.gz", mine)
+        outcome = self.drive(self.page("/f.txt.gz").url("/f.txt.gz"), "f.txt.gz", "unpack=remove", "go-on")
+        self.assert_no_file_came(outcome, ['"f.txt.gz" is not unpacked: no file came.'])
+        self.assertEqual(self.names(), ["f.txt.gz"])
+        self.assertEqual(self.read("f.txt.gz"), mine)
+
+    def test_the_record_has_a_version_and_whether_it_goes(self):
+        for action, number in (("unpack", "00000000"), ("unpack=remove", "01000000")):
+            self.assert_completed(self.unpack(gzip.compress(TEXT), action, "record=f.vrx"))
+            agent = bytes.fromhex("07000000" "47756E7A697000" "01000000" "01000000" + number)
+            self.assertEqual(self.read("f.vrx").count(agent), 1)
+            os.remove(os.path.join(self.folder, "f.vrx"))
+
     def test_members_stand_one_behind_the_other_and_zeroes_behind_them(self):
         first, second = noise(100000), noise(70000)
         outcome = self.unpack(gzip.compress(first) + gzip.compress(b"") + gzip.compress(second) + bytes(512))

@@ -74,6 +74,18 @@ class Installed(unittest.TestCase):
         pieces = blocks("c")[2:]
         self.assertEqual("\n".join(pieces), read("docs/examples/bytesum.c"))
 
+    def test_the_tables_of_methods_are_what_the_library_declares(self):
+        source = read("transfer/vrxextension.cpp")
+        strings = re.search(r"kExtensionSignature\[\] =((?:\s*\"[^\"]*\")+);", source).group(1)
+        rows = re.findall(r"^\| `(\.?\w+)` \|[^|]*\|([^|]*)\|", read("docs/extensions.md"), flags=re.M)
+        told = "".join("%s(%s);" % (name, ",".join(re.findall(r"`(\w+=[\w*]+)`", parameters)))
+                       for name, parameters in rows)
+        self.assertEqual(told, "".join(re.findall(r'"([^"]*)"', strings)))
+        declared = re.findall(r"\{(nullptr|\"\w+\"), \"(\w+)\",\s*\"([^\"]*)\",\s*nullptr\}", source)
+        classes = re.findall(r'^\| "(\w+)" \| (?:"(\w+)")? ?\| `([^`]*)` \|', read("docs/extensions.md"), flags=re.M)
+        self.assertEqual([(name, below or "nullptr", text) for name, below, text in classes],
+                         [(name, below.strip('"'), text) for below, name, text in declared])
+
     def test_the_calls_of_the_page_compile(self):
         calls = blocks("c")[:2]
         self.assertEqual([call.split('"')[1] for call in calls], ["Checksum", "Gunzip"])
