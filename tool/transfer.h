@@ -106,6 +106,7 @@ class Transfer : public Job {
   void NoteServer();
   void Record();
   void RecordWhenDue();
+  void SaveRecord(const std::string& record);
   void CheckInterrupt() const;
 
   // ---- ending (transfer_finish.cpp)
@@ -167,6 +168,7 @@ class Transfer : public Job {
   std::string server_;             // of the attempt: "ftp://host:port"
   std::uint32_t serverIndex_ = 0;  // its place in the list
   std::string lastMessage_;        // of the library
+  std::string recordForAgents_;  // of a file that is not in the store, before the first agent was told of it
   unsigned failedRetries_ = 0;
   bool mayPass_ = false;  // an attempt of this round failed in a way that may pass
 };

@@ -161,8 +161,13 @@ void Transfer::TellFailure(const Failure& failure) {
   EndLine();
   reporter_->ReportError(failure.text);
   const bool isTold = TellWhatIsKept("");
+  // The file is there, however small it is, and the next attempt asks the extensions again.
+  const bool isRefused = failure.code == ExitCode::Refused && client_ &&
+                         VRXClient_GetState(client_.get()) == TransferState_Agents;
+  if (isRefused && !isInStore_ && !recordForAgents_.empty()) SaveRecord(recordForAgents_);
   // Nothing is left to resume of what cannot succeed.
-  const bool isUseless = isNew_ && failure.retry == Retry::No && furthest_ == 0 && position_ == 0;
+  const bool isUseless =
+      isNew_ && !isRefused && failure.retry == Retry::No && furthest_ == 0 && position_ == 0;
   const bool isBegun = client_ && !server_.empty();
   if (isUseless && (isBegun || isInStore_) && LeavePartAlone()) return Forget();
   if (!isInStore_) return;

@@ -355,12 +355,18 @@ void Transfer::RecordWhenDue() {
   const bool hasData = VRXClient_GetState(client_.get()) >= TransferState_Data;
   const bool mayWait = isNew_ && !isInStore_ && !saved_.isUpload && (isSmall || !hasData) &&
                        partBytes_ == 0 && Clock::now() - began_ < kAtOnce;
-  if (!mayWait) Record();
+  if (!mayWait) return Record();
+  if (VRXClient_GetState(client_.get()) == TransferState_Agents && recordForAgents_.empty())
+    recordForAgents_ = WriteRecord(client_.get());
 }
 
 void Transfer::Record() {
+  SaveRecord(WriteRecord(client_.get()));
+}
+
+void Transfer::SaveRecord(const std::string& record) {
   saved_.doneBytes = position_ > 0 ? position_ : std::max(partBytes_, furthest_);
-  store_->Save(saved_, WriteRecord(client_.get()));
+  store_->Save(saved_, record);
   isInStore_ = true;
 }
 

@@ -1,5 +1,6 @@
 """Downloads that extensions work on: what is called verified was verified, whatever ended the program before."""
 
+import gzip
 import re
 import signal
 import unittest
@@ -9,6 +10,26 @@ from support import *
 DATA = some_bytes(300000, 71)
 DIGEST = digest(DATA)
 WRONG = "0" * 64
+
+
+class Home(Session):
+    """A login ends in /home/me; its password is "geheim"."""
+
+    def __init__(self, server, connection, number):
+        super().__init__(server, connection, number)
+        self.folder = "home/me"
+
+    def on_user(self, name):
+        self.user = name
+        self.say("331 password")
+
+    def on_pass(self, password):
+        self.say("230 welcome" if (self.user, password) == ("me", "geheim") else "530 no")
+
+
+class HomeServer(FTPServer):
+    def serve(self, connection, number):
+        Home(self, connection, number).run()
 
 
 class Checksums(OwnProgram):
@@ -106,6 +127,50 @@ class Checksums(OwnProgram):
         self.assert_refused("get", self.url, "--sha256", WRONG)
         self.assertEqual(self.names(), ["x.bad"])
 
+    def test_small_file_that_is_refused_stays_in_the_list(self):
+        for number, content in (("1", b"hello"), ("2", b"")):
+            server = self.serve(HTTPServer(lambda n, request: [http("200 OK", content)]))
+            result = self.assert_refused("get", server.url("/x"), "--sha256", WRONG)
+            self.assertIn("transfer %s stays in the list; qz retry %s runs it again" % (number, number), result.errors)
+            self.assertEqual(self.names(), ["x.bad"])
+            self.assertEqual(self.read("x.bad"), content)
+            self.assertIn(" %s  failed" % number, self.expect(DONE, "list").output)
+            os.remove(self.path("x.bad"))
+            self.assert_refused("retry", number)
+            self.assertEqual(self.names(), ["x.bad"])
+            os.remove(self.path("x.bad"))
+            self.expect(DONE, "remove", number)
+
+    def test_small_file_whose_digest_is_missing_is_verified_by_the_next_run(self):
+        content = b"hello"
+        def answer(number, request):
+            path = request.split(" ")[1]
+            return [http("200 OK", files[path]) if path in files else http("404 Not Found", b"no")]
+        files = {"/x": content}
+        server = self.serve(HTTPServer(answer))
+        self.assertIn("404", self.assert_refused("get", server.url("/x"), "--verify").errors)
+        self.assertIn("404", self.assert_refused("retry", "1").errors)
+        files["/x.sha256"] = digest(content).encode()
+        self.assertIn(", verified)", self.expect(DONE, "retry", "1").errors)
+        self.assertEqual(self.names(), ["x"])
+
+    def test_digest_is_fetched_over_ftp(self):
+        server = self.serve(FTPServer({"x": DATA, "x.sha256": DIGEST.encode() + b"  x\n"}))
+        self.assertIn(", verified)", self.expect(DONE, "get", "--verify", server.url("x")).errors)
+        self.assert_file("x", DATA)
+        server.files["x.sha256"] = WRONG.encode() + b"  x\n"
+        self.assert_refused("get", "--verify", server.url("x"), "-o", "y")
+        self.assertEqual(self.names(), ["x", "y.bad"])
+
+    def test_digest_is_fetched_as_the_file_was(self):
+        server = self.serve(HomeServer({"home/me/f": DATA, "home/me/f.sha256": DIGEST.encode()}))
+        self.write("password", b"geheim\n")
+        for mode in ((), ("--active",)):
+            result = self.expect(DONE, "get", "--verify", server.url("f", "me@"), "--password-file", "password", *mode)
+            self.assertIn(", verified)", result.errors)
+            self.assert_file("f", DATA)
+            os.remove(self.path("f"))
+
     def test_another_digest_is_refused(self):
         self.expect(DONE, "add", self.url, "--sha256", WRONG)
         self.assertIn("options:  sha256\n", self.expect(DONE, "show", "1").output)
@@ -115,6 +180,40 @@ class Checksums(OwnProgram):
         self.assertEqual(self.names(), [])
         self.assert_refused("get", self.url)
         self.assertEqual(self.names(), ["x.bad"])
+
+
+class Packed(OwnProgram):
+    has_extensions = True
+
+    def get(self, code, content, *options):
+        server = self.serve(HTTPServer(lambda n, request: [http("200 OK", content)]))
+        return self.expect(code, "get", "--unpack", server.url("/notes.txt.gz"), *options)
+
+    def test_file_is_unpacked_and_kept(self):
+        packed = gzip.compress(DATA)
+        self.get(DONE, packed)
+        self.assertEqual(self.names(), ["notes.txt", "notes.txt.gz"])
+        self.assert_file("notes.txt", DATA)
+        self.assert_file("notes.txt.gz", packed)
+
+    def test_file_that_replaces_another_is_unpacked_under_its_name(self):
+        packed = gzip.compress(DATA)
+        self.write("notes.txt.gz", b"old")
+        self.get(DONE, packed, "--overwrite")
+        self.assertEqual(self.names(), ["notes.txt", "notes.txt.gz"])
+        self.assert_file("notes.txt", DATA)
+        self.assert_file("notes.txt.gz", packed)
+
+    def test_what_is_not_packed_stays(self):
+        result = self.get(REFUSED, b"hello")
+        self.assertIn('is not unpacked: it is damaged', result.errors)
+        self.assertEqual(self.names(), ["notes.txt.gz"])
+        self.assertEqual(self.read("notes.txt.gz"), b"hello")
+        self.assertIn(" 1  failed", self.expect(DONE, "list").output)
+
+    def test_file_is_verified_first(self):
+        self.get(REFUSED, gzip.compress(DATA), "--sha256", WRONG)
+        self.assertEqual(self.names(), ["notes.txt.gz.bad"])
 
 
 if __name__ == "__main__":
