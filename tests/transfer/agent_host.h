@@ -60,6 +60,7 @@ class AgentHost {
     std::ofstream(folder_.Path() / name, std::ios::binary) << bytes;
   }
   std::string Read(const std::string& name) const { return BytesOf(folder_.Path() / name); }
+  std::filesystem::path Path(const std::string& name) const { return folder_.Path() / name; }
   void Remove(const std::string& name) const { std::filesystem::remove(folder_.Path() / name); }
   void MakeDirectory(const std::string& name) const {
     std::filesystem::create_directory(folder_.Path() / name);

@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "tests/support/scripted_ftp.h"
 #include "tests/support/scripted_http.h"
 #include "tests/support/scripted_server.h"
 #include "tests/transfer/agent_host.h"
@@ -132,6 +133,87 @@ TEST(AgentLibrary, TakesPartInATransfer) {
             "good: unloaded\n"
             "end\n");
   EXPECT_EQ(host.Read("target"), "hello");
+}
+
+// ---- the filter of uploads ---------------------------------------------------------------------
+
+// The message of the end has the date.
+std::string WithoutDate(std::string report) {
+  const std::string before = "completed on ";
+  const size_t begin = report.find(before);
+  if (begin == std::string::npos) return report;
+  const size_t date = begin + before.size();
+  return report.replace(date, report.find('\n', date) - date, "DATE");
+}
+
+Script TakesTheFilteredFile() {
+  using namespace script;
+  return ftp::Join({ftp::Greeting(), ftp::Exchange("USER u", "331 who?"), ftp::Exchange("PASS p", "230 in"),
+                    ftp::Exchange("MIRR /pub/x", "500 what?"), ftp::Exchange("CWD /pub", "250 ok"),
+                    ftp::Exchange("TYPE I", "200 ok"), ftp::Exchange("SIZE letter.txt.capitals", "550 what?"),
+                    ftp::Exchange("REST 100", "350 ok"), ftp::Exchange("REST 0", "350 ok"), ftp::Passive(),
+                    ftp::Started("STOR letter.txt.capitals"), ftp::TakesFile(), ftp::Quit()});
+}
+
+TEST(AgentLibrary, MakesTheCopyOfAnUpload) {
+  const AgentHost host({"filter"});
+  ScriptedServer server({TakesTheFilteredFile()});
+  const std::string place = "127.0.0.1:" + std::to_string(server.port());
+  const std::string url = "ftp://u:p@" + place + "/pub/x";
+  host.Write("letter.txt", "Dear reader,\n");
+  EXPECT_EQ(WithoutDate(host.Run("put", "letter.txt", url)),
+            "filter: loaded\n"
+            "VRXClientSystem_Init 0\n"
+            "VRXClient_NewUpload 0\n"
+            "filter: check letter.txt " +
+                url +
+                "\n"
+                "filter: new letter.txt " +
+                url +
+                " with a transfer\n"
+                "message Copying upload file...\n"
+                "filter: startcache letter.txt, answer \"\"\n"
+                "message Agent \"Filter\" invoked for upload filter. Server file name is "
+                "\"letter.txt.capitals\"\n"
+                "message Trying \"ftp://" +
+                place +
+                "\"...\n"
+                "message Connected.\n"
+                "message Logging in as \"u\"...\n"
+                "message Locating mirror sites...\n"
+                "message Not a Netcask server.\n"
+                "message Changing directory...\n"
+                "message Setting transfer mode...\n"
+                "message File size is unknown.\n"
+                "message Initiating download...\n"
+                "message Server supports pause/resume.\n"
+                "message Downloading...\n"
+                "message Download completed on DATE\n"
+                "VRXClient_Idle 5\n"
+                "filter: delete, forever 1\n"
+                "filter: unloaded\n"
+                "end\n");
+  EXPECT_EQ(server.DataReceived(0), "DEAR READER,\n");
+  EXPECT_EQ(host.Read("letter.txt"), "Dear reader,\n");
+}
+
+TEST(AgentLibrary, CancelsAnUpload) {
+  const AgentHost host({"filter"});
+  host.Write("secret", "It is me.\n");
+  EXPECT_EQ(host.Run("put", "secret", "ftp://u:p@127.0.0.1:1/pub/x"),
+            "filter: loaded\n"
+            "VRXClientSystem_Init 0\n"
+            "VRXClient_NewUpload 0\n"
+            "filter: check secret ftp://u:p@127.0.0.1:1/pub/x\n"
+            "filter: new secret ftp://u:p@127.0.0.1:1/pub/x with a transfer\n"
+            "message Copying upload file...\n"
+            "filter: startcache secret, answer \"\"\n"
+            "message Agent \"\" cancelled the upload. Reason: it is secret\n"
+            "message Connection cancelled.\n"
+            "VRXClient_Idle 3\n"
+            "filter: delete, forever 1\n"
+            "filter: unloaded\n"
+            "end\n");
 }
 
 TEST(AgentLibrary, FailsTheRecord_WhenItIsMissing) {

@@ -51,6 +51,21 @@ TEST_F(VRXExtension, ImplementsNothingButClassinfoAndCreateVRXc) {
   }
 }
 
+TEST_F(VRXExtension, DeclaresAsMethodsOfTheClassOnlyTheseThree) {
+  for (const char* method : {"createVRXc", "check"})
+    EXPECT_NE(AgentClass_Method("VRXx", method, kEnd), AgentResult_NoInstance) << method;
+  EXPECT_NE(AgentClass_Method("Metafile", "validate", kEnd), AgentResult_NoInstance);
+  const std::vector<std::pair<const char*, std::vector<const char*>>> classes = {
+      {"VRXx", {"new", "delete", "startcache", "completed"}},
+      {"Metafile", {"new"}},
+      {"Codec", {"countobjects", "getobjectname", "decompress"}},
+      {"Encodec", {"encode", "decode"}}};
+  for (const auto& [name, methods] : classes) {
+    for (const char* method : methods)
+      EXPECT_EQ(AgentClass_Method(name, method, kEnd), AgentResult_NoInstance) << name << " " << method;
+  }
+}
+
 TEST_F(VRXExtension, TellsAboutItself) {
   const char* description = nullptr;
   const char* menu = nullptr;

@@ -5,6 +5,7 @@
  *   host REPORT save RECORD      saves a transfer with an agent of that extension
  *   host REPORT read RECORD      reads it back, and writes it again
  *   host REPORT get FILE URL     downloads a file
+ *   host REPORT put FILE URL     uploads a file, and tells its messages
  *
  * REPORT is written over, RECORD and FILE are names in the library's form. */
 #include <qz/qz.h>
@@ -92,6 +93,24 @@ static void Get(const char* file, const char* url) {
   VRXClient_Close(client);
 }
 
+static void Message(Word userData, const char* text) {
+  (void)userData;
+  printf("message %s\n", text);
+}
+
+static const VRXClientMethods kMethods = {Message, NULL, NULL, NULL, NULL, NULL};
+
+static void Put(const char* file, const char* url) {
+  VRXClient* client = NULL;
+  int32_t result;
+  printf("VRXClient_NewUpload %d\n", (int)VRXClient_NewUpload(file, url, 0, &kMethods, &client));
+  do {
+    result = VRXClient_Idle(client);
+  } while (result == VRXClientResult_None || result == VRXClientResult_Changed);
+  printf("VRXClient_Idle %d\n", (int)result);
+  VRXClient_Delete(client);
+}
+
 int main(int argc, char** argv) {
   ErrorCode status;
   if (argc < 2 || freopen(argv[1], "w", stdout) == NULL) return 2;
@@ -105,6 +124,8 @@ int main(int argc, char** argv) {
     Read(argv[3]);
   } else if (argc == 5 && strcmp(argv[2], "get") == 0) {
     Get(argv[3], argv[4]);
+  } else if (argc == 5 && strcmp(argv[2], "put") == 0) {
+    Put(argv[3], argv[4]);
   } else {
     TellChildren("/");
     UseGood();
