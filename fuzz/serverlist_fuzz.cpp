@@ -17,6 +17,7 @@
 #include "qz/memory.h"
 #include "tests/support/test_stream.h"
 #include "transfer/serverlist_internal.h"
+#include "transfer/serverlist_testing.h"
 
 namespace {
 

@@ -12,6 +12,7 @@
 #include "qz/error.h"
 #include "qz/memory.h"
 #include "transfer/serverlist_internal.h"
+#include "transfer/serverlist_testing.h"
 #include "traverse/traverse_internal.h"
 
 namespace {

@@ -46,9 +46,6 @@ bool iServerList_ClearMarks(ServerList* list);
 // The server whose URL data equals these; null when there is none.
 ServerEntry* iServerList_Find(const ServerList& list, const URLData& url);
 
-// Whether a URL text names a server of the list. A text that is no URL names none.
-bool iServerList_Contains(const ServerList& list, const char* url);
-
 // Adds one URL at the end, without a mark. isAdded: false when it is in the list already, when the list is
 // full, and after a failure. Error_None; Error_Exceed for a text over kServerTextLimit; what URL_NewData
 // gives.

@@ -14,7 +14,9 @@ QZ_BEGIN_C
  * and selects the dial-up entry of the preferences when dial-up is enabled; one that cannot be selected is
  * only noted through Error(), and the selection stays. A failure leaves nothing started.
  * Error_None; Error_Inited when it is started already, nothing changes then; Error_NotInited before OS_Init;
- * Error_Memory; what reading or writing the preferences gives. */
+ * Error_Memory; what reading or writing the preferences gives; for the program's directory
+ * Error_Exceed when its path is too long, and Error_NoAccess, Error_Fail or what else Error_FromSystem gives
+ * when listing it fails. One that is missing, or may not be listed at all, has no extensions. */
 QZ_API ErrorCode VRXClientSystem_Init(void);
 
 /* Ends the classes of agents, the upgrade check and the preferences. Every transfer should have been closed

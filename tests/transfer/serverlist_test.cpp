@@ -13,6 +13,7 @@
 #include "tests/traverse/formats_page_table.h"
 #include "tests/traverse/traverse_fixture.h"
 #include "transfer/serverlist_internal.h"
+#include "transfer/serverlist_testing.h"
 
 namespace {
 
