@@ -182,6 +182,28 @@ class Checksums(OwnProgram):
         self.assertEqual(self.names(), ["x.bad"])
 
 
+class Documented(OwnProgram):
+    """The commands of docs/program.md about checksums and unpacking."""
+
+    has_extensions = True
+
+    def test_they_run(self):
+        folder = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
+        with open(os.path.join(folder, "docs", "program.md"), encoding="utf-8") as page:
+            section = page.read().split("### Checksums and unpacking\n")[1].split("\n#")[0]
+        files = {"/disk.iso": DATA, "/disk.iso.sha256": DIGEST.encode() + b"  disk.iso\n", "/test": b"test"}
+        web = self.serve(HTTPServer(lambda n, request: [http("200 OK", files[request.split(" ")[1]])]))
+        ftp = self.serve(FTPServer({"pub/notes.txt.gz": gzip.compress(DATA)}))
+        commands = [line.split(" ") for line in section.split("```")[1].strip().split("\n")]
+        self.assertEqual([command[:3] for command in commands],
+                         [["qz", "get", "--verify"], ["qz", "get", "--sha256"], ["qz", "get", "--unpack"]])
+        for command in commands:
+            place = command[-1].replace(":8080/", ":%d/" % web.port).replace(":2121/", ":%d/" % ftp.port)
+            self.expect(DONE, *command[1:-1], place)
+        self.assertEqual(self.names(), ["disk.iso", "notes.txt", "notes.txt.gz", "test"])
+        self.assert_file("notes.txt", DATA)
+
+
 class Packed(OwnProgram):
     has_extensions = True
 
