@@ -20,11 +20,10 @@
 
 namespace {
 
-constexpr uint32_t kWaitMilliseconds = 5000;
 constexpr size_t kTextSize = 1024;
 
 Semaphore* semaphore = nullptr;
-std::atomic<uint32_t> waitMilliseconds{kWaitMilliseconds};
+std::atomic<uint32_t> waitMilliseconds{kAgentListWaitMilliseconds};
 
 // Holds the semaphore while it lives, unless it could not be had.
 class HeldLists {
@@ -186,7 +185,7 @@ void Read(Traverse* traverse, AgentList* list, bool hasIndex) {
 }  // namespace
 
 void iAgentList_SetWait(uint32_t milliseconds) {
-  waitMilliseconds = milliseconds != 0 ? milliseconds : kWaitMilliseconds;
+  waitMilliseconds = milliseconds != 0 ? milliseconds : kAgentListWaitMilliseconds;
 }
 
 ErrorCode iAgentList_StartSystem(const char* extensionDirectory) {

@@ -3,5 +3,6 @@
 
 #include <cstdint>
 
-// How long a call waits for the semaphore, instead of 5 seconds; 0 restores them.
+// How long a call waits for the semaphore; a test sets another time, and 0 restores this one.
+inline constexpr uint32_t kAgentListWaitMilliseconds = 5000;
 void iAgentList_SetWait(uint32_t milliseconds);

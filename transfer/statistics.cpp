@@ -29,7 +29,6 @@
 
 namespace {
 
-constexpr uint32_t kWaitMilliseconds = 5000;
 constexpr uint32_t kSecondsBetweenSaves = 60;
 constexpr char kNamesFile[] = "names.qzc";
 constexpr char kThroughFile[] = "through.qzc";
@@ -57,7 +56,7 @@ struct Lists {
 };
 
 Lists lists;
-std::atomic<uint32_t> waitMilliseconds{kWaitMilliseconds};
+std::atomic<uint32_t> waitMilliseconds{kStatisticsWaitMilliseconds};
 
 // ---- files -------------------------------------------------------------------------------------
 
@@ -301,11 +300,11 @@ bool iStatistics_Get(const char* host, int32_t port, ServerStatistics* statistic
 }
 
 void iStatistics_SetWaitMilliseconds(uint32_t milliseconds) {
-  waitMilliseconds.store(milliseconds != 0 ? milliseconds : kWaitMilliseconds);
+  waitMilliseconds.store(milliseconds != 0 ? milliseconds : kStatisticsWaitMilliseconds);
 }
 
 void iStatistics_Hold() {
-  Semaphore_Wait(lists.semaphore, kWaitMilliseconds);
+  Semaphore_Wait(lists.semaphore, kStatisticsWaitMilliseconds);
 }
 
 void iStatistics_Release() {

@@ -3,7 +3,8 @@
 
 #include <cstdint>
 
-// How long calls wait for the lists; 0 means the usual 5 seconds.
+// How long calls wait for the lists; a test sets another time, and 0 restores this one.
+inline constexpr uint32_t kStatisticsWaitMilliseconds = 5000;
 void iStatistics_SetWaitMilliseconds(uint32_t milliseconds);
 
 // Takes the lists, so that other calls wait, and gives them back.

@@ -19,8 +19,6 @@
 
 namespace {
 
-constexpr uint32_t kAlreadyLoggedInMessage = 35;
-
 // ---- texts -----------------------------------------------------------------------------------------------
 
 // A longer text than capacity - 2 bytes could be written, but its reader would skip the rest of the file.
@@ -387,7 +385,7 @@ ErrorCode VRXClient_SetUser(VRXClient* client, const char* user, const char* pas
   if ((client->data.editFlags & VRXClientEdit_User) == 0) return Error_NoAccess;
   if (client->data.state >= TransferState::Directory) {
     const TransferCall call(client);
-    iVRXClient_Message(client, kAlreadyLoggedInMessage);
+    iVRXClient_Message(client, TransferMessage_AlreadyLoggedIn);
     return Error_Inited;
   }
   VRXClientData& data = client->data;
@@ -530,6 +528,16 @@ ErrorCode VRXClient_Delete(VRXClient* client) {
 
 // ---- the record ------------------------------------------------------------------------------------------
 
+namespace {
+
+// Of the new file and of the one whose bytes stand on the disk.
+void ExchangeWhatIsKnown(VRXClient* client) {
+  std::swap(client->data.size, client->oldSize);
+  std::swap(client->data.sourceTime, client->oldTime);
+}
+
+}  // namespace
+
 ErrorCode VRXClient_Read(Traverse* traverse, Word userData, const VRXClientMethods* methods,
                          VRXClient** client) {
   if (client == nullptr) return Error_Invalid;
@@ -550,7 +558,12 @@ ErrorCode VRXClient_Write(Traverse* traverse, VRXClient* client) {
   const TransferCall call(client);
   iVRXClient_KeepDataFileName(client);
   iVRXClient_EndLogDelay(client);
-  return iVRXClient_WriteRecord(traverse, &client->data, client->isLeavingPasswordsOut);
+  // While old bytes stand on the disk, the record tells of their file.
+  const bool tellsOfOldBytes = client->cutsDataFile;
+  if (tellsOfOldBytes) ExchangeWhatIsKnown(client);
+  const ErrorCode status = iVRXClient_WriteRecord(traverse, &client->data, client->isLeavingPasswordsOut);
+  if (tellsOfOldBytes) ExchangeWhatIsKnown(client);
+  return status;
 }
 
 // ---- additions -------------------------------------------------------------------------------------------

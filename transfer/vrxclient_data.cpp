@@ -135,7 +135,7 @@ ErrorCode ControlError(const VRXClient* client) {
 // Nothing was moved: the data connection tells why, or the control connection.
 StepEvent FailConnection(VRXClient* client, ErrorCode status) {
   if (status == Error_None) status = ControlError(client);
-  return status != Error_None ? FailData(client, status) : FailedWithoutStatus();
+  return FailData(client, status != Error_None ? status : Error_Fail);
 }
 
 StepEvent FailDataFile(VRXClient* client, uint32_t reason) {
@@ -147,7 +147,12 @@ StepEvent FailDataFile(VRXClient* client, uint32_t reason) {
 
 // Old bytes go once the first new one is there, or it is known that there is none.
 bool CutOldBytes(VRXClient* client) {
-  return !client->cutsDataFile || iVRXClient_CutDataFile(client);
+  if (!client->cutsDataFile) return true;
+  // From now on the record tells of the new file.
+  const bool isSameFile =
+      client->data.size == client->oldSize && Time_Compare(&client->data.sourceTime, &client->oldTime) == 0;
+  if (!isSameFile) client->isChanged = true;
+  return iVRXClient_CutDataFile(client);
 }
 
 // The old bytes stay: no new one came. What a server told of the new ones does not hold for them.
@@ -164,8 +169,9 @@ bool IsOnDisk(VRXClient* client) {
 }
 
 StepEvent Complete(VRXClient* client) {
+  if (!CutOldBytes(client)) return FailDataFile(client, VRXClientReason_DataFile);
   // Only a file that was closed well is whole.
-  if (!CutOldBytes(client) || !IsOnDisk(client) || !iVRXClient_CloseDataFile(client))
+  if (!IsOnDisk(client) || !iVRXClient_CloseDataFile(client))
     return FailDataFile(client, VRXClientReason_DiskFull);
   client->reason = VRXClientReason_None;
   Time now;

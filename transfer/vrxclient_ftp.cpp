@@ -154,7 +154,9 @@ StepEvent TryName(VRXClient* client, const char* name) {
 // A server that does not tell the size leaves one that was known for the bytes on the disk.
 void ForgetSize(VRXClient* client) {
   const bool isOfBytes = client->data.isUpload == 0 && client->dataFileSize > 0 && !client->cutsDataFile;
-  if (!isOfBytes) client->data.size = kSizeUnknown;
+  if (isOfBytes || client->data.size == kSizeUnknown) return;
+  client->data.size = kSizeUnknown;
+  client->isChanged = true;
 }
 
 void TakeSize(VRXClient* client, uint64_t size) {

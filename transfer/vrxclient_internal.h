@@ -90,7 +90,7 @@ struct VRXClientData {
   char serverFileName[kPathSize];
   uint8_t reserved;
   uint8_t isUpload;     // 0 or 1
-  TransferState state;  // changed by iVRXClient_ChangeState alone
+  TransferState state;  // changed by iVRXClient_ChangeState, read by the record
   uint32_t editFlags;   // enum VRXClientEdit
   AgentList agents;
   ServerList servers;  // grows by iVRXClient_AddServer and iVRXClient_AddServers alone

@@ -32,6 +32,7 @@ enum TransferMessage : uint32_t {
   TransferMessage_Terminated = 8,
   TransferMessage_Cancelled = 9,
   TransferMessage_Trying = 10,
+  TransferMessage_Size = 11,
   TransferMessage_LocatingServer = 12,
   TransferMessage_SelectingServer = 13,
   TransferMessage_MemoryLow = 14,
@@ -55,6 +56,7 @@ enum TransferMessage : uint32_t {
   TransferMessage_CanResume = 32,
   TransferMessage_CannotResume = 33,
   TransferMessage_Downloading = 34,
+  TransferMessage_AlreadyLoggedIn = 35,
   TransferMessage_Reestablishing = 36,
   TransferMessage_WebPage = 37,
   TransferMessage_ReverseMode = 38,
@@ -67,6 +69,7 @@ enum TransferMessage : uint32_t {
   TransferMessage_NoDestination = 45,
   TransferMessage_Copied = 46,
   TransferMessage_CopyFailed = 47,
+  TransferMessage_NoSecureTransfer = 48,
   TransferMessage_NoSpace = 49
 };
 

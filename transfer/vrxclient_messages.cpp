@@ -17,6 +17,7 @@
 #include "qz/memory.h"
 #include "qz/os.h"
 #include "transfer/vrxclient_internal.h"
+#include "transfer/vrxclient_machine_internal.h"
 #include "transfer/vrxclient_testing.h"
 #include "transfer/vrxclientsystem_internal.h"
 
@@ -24,7 +25,6 @@ namespace {
 
 // Two paths, a host or a reply of a server and the words around them.
 constexpr size_t kMessageSize = 4096;
-constexpr uint32_t kFileSizeMessage = 11;
 constexpr std::string_view kSizePlace = "%lu";
 constexpr int64_t kLogSizeLimit = INT32_MAX;
 constexpr int kLogNameTries = 100;
@@ -37,56 +37,56 @@ struct MessageRow {
 };
 
 constexpr MessageRow kMessages[] = {
-    {0, "An error occurred: %s"},
-    {1, "Download stopped."},
-    {2, "System problem. Download postponed."},
-    {3, "Connection denied by server."},
-    {4, "Out of memory."},
-    {5, "Invalid address."},
-    {6, "Connection timed out. Download postponed."},
-    {7, "Attempting to reconnect."},
-    {8, "Server connection terminated."},
-    {9, "Connection cancelled."},
-    {10, "Trying \"%s://%s:%d\"..."},
-    {11, "File size is %lu bytes."},
-    {12, "Locating server..."},
-    {13, "Selecting server..."},
-    {14, "Memory low."},
-    {15, "No server or mirror found."},
-    {16, "Unsupported protocol: \"%s\""},
-    {17, "Connection failed."},
-    {18, "Connected."},
-    {19, "Logging in as \"%s\"..."},
-    {20, "Can't log in as \"%s\""},
-    {21, "Setting transfer mode..."},
-    {22, "Can't write to file. The disk may be full."},
-    {23, "Download completed on %s."},
-    {24, "Locating mirror sites..."},
-    {25, "Not a Netcask server."},
-    {26, "Mirror sites located. "},
-    {27, "This item is a directory, not a file."},
-    {28, "Changing directory..."},
-    {29, "File size is unknown."},
-    {30, "Can't access cache file."},
-    {31, "Initiating download..."},
-    {32, "Server supports pause/resume."},
-    {33, "Server does not support pause/resume."},
-    {34, "Downloading..."},
-    {35, "Authentication already complete."},
-    {36, "Reestablishing lost connection."},
-    {37, "Content is a web page."},
-    {38, "Attempting reverse connection mode..."},
-    {39, "Can not find file to upload \"%s\"."},
-    {40, "Upload file has been moved or deleted, using cached copy."},
-    {41, "Upload file has not been altered."},
-    {42, "Copying upload file..."},
-    {43, "Moving file to \"%s\"..."},
-    {44, "Can't move file to \"%s\"..."},
-    {45, "Can't move file to \"%s\" because it doesn't exist..."},
-    {46, "Completed copy to \"%s\""},
-    {47, "Failed while copying file \"%s\""},
-    {48, "Server does not support secure transfers. Stopping."},
-    {49, "Not enough disk space to complete download."},
+    {TransferMessage_ErrorOccurred, "An error occurred: %s"},
+    {TransferMessage_Stopped, "Download stopped."},
+    {TransferMessage_SystemProblem, "System problem. Download postponed."},
+    {TransferMessage_Denied, "Connection denied by server."},
+    {TransferMessage_OutOfMemory, "Out of memory."},
+    {TransferMessage_InvalidAddress, "Invalid address."},
+    {TransferMessage_TimedOut, "Connection timed out. Download postponed."},
+    {TransferMessage_Reconnecting, "Attempting to reconnect."},
+    {TransferMessage_Terminated, "Server connection terminated."},
+    {TransferMessage_Cancelled, "Connection cancelled."},
+    {TransferMessage_Trying, "Trying \"%s://%s:%d\"..."},
+    {TransferMessage_Size, "File size is %lu bytes."},
+    {TransferMessage_LocatingServer, "Locating server..."},
+    {TransferMessage_SelectingServer, "Selecting server..."},
+    {TransferMessage_MemoryLow, "Memory low."},
+    {TransferMessage_NoServer, "No server or mirror found."},
+    {TransferMessage_UnsupportedProtocol, "Unsupported protocol: \"%s\""},
+    {TransferMessage_ConnectionFailed, "Connection failed."},
+    {TransferMessage_Connected, "Connected."},
+    {TransferMessage_LoggingIn, "Logging in as \"%s\"..."},
+    {TransferMessage_LoginRefused, "Can't log in as \"%s\""},
+    {TransferMessage_SettingMode, "Setting transfer mode..."},
+    {TransferMessage_WriteFailed, "Can't write to file. The disk may be full."},
+    {TransferMessage_Completed, "Download completed on %s."},
+    {TransferMessage_LocatingMirrors, "Locating mirror sites..."},
+    {TransferMessage_NotMirrorServer, "Not a Netcask server."},
+    {TransferMessage_MirrorsLocated, "Mirror sites located. "},
+    {TransferMessage_IsDirectory, "This item is a directory, not a file."},
+    {TransferMessage_ChangingDirectory, "Changing directory..."},
+    {TransferMessage_SizeUnknown, "File size is unknown."},
+    {TransferMessage_NoDataFile, "Can't access cache file."},
+    {TransferMessage_Initiating, "Initiating download..."},
+    {TransferMessage_CanResume, "Server supports pause/resume."},
+    {TransferMessage_CannotResume, "Server does not support pause/resume."},
+    {TransferMessage_Downloading, "Downloading..."},
+    {TransferMessage_AlreadyLoggedIn, "Authentication already complete."},
+    {TransferMessage_Reestablishing, "Reestablishing lost connection."},
+    {TransferMessage_WebPage, "Content is a web page."},
+    {TransferMessage_ReverseMode, "Attempting reverse connection mode..."},
+    {TransferMessage_NoSource, "Can not find file to upload \"%s\"."},
+    {TransferMessage_SourceGone, "Upload file has been moved or deleted, using cached copy."},
+    {TransferMessage_SourceUnchanged, "Upload file has not been altered."},
+    {TransferMessage_CopyingSource, "Copying upload file..."},
+    {TransferMessage_Moving, "Moving file to \"%s\"..."},
+    {TransferMessage_CannotMove, "Can't move file to \"%s\"..."},
+    {TransferMessage_NoDestination, "Can't move file to \"%s\" because it doesn't exist..."},
+    {TransferMessage_Copied, "Completed copy to \"%s\""},
+    {TransferMessage_CopyFailed, "Failed while copying file \"%s\""},
+    {TransferMessage_NoSecureTransfer, "Server does not support secure transfers. Stopping."},
+    {TransferMessage_NoSpace, "Not enough disk space to complete download."},
 };
 constexpr uint32_t kMessageCount = sizeof kMessages / sizeof kMessages[0];
 
@@ -97,7 +97,7 @@ constexpr bool AreInOrder() {
   return true;
 }
 static_assert(kMessageCount == 50 && AreInOrder());
-static_assert(std::string_view(kMessages[kFileSizeMessage].format).find(kSizePlace) !=
+static_assert(std::string_view(kMessages[TransferMessage_Size].format).find(kSizePlace) !=
               std::string_view::npos);
 
 void FormatMessage(uint32_t number, va_list arguments, char (&text)[kMessageSize]) {
@@ -236,7 +236,7 @@ void iVRXClient_Message(VRXClient* client, uint32_t number, ...) {
 }
 
 void iVRXClient_MessageSize(VRXClient* client, uint64_t size) {
-  const std::string_view format = kMessages[kFileSizeMessage].format;
+  const std::string_view format = kMessages[TransferMessage_Size].format;
   const size_t place = format.find(kSizePlace);
   char text[kMessageSize];
   snprintf(text, sizeof text, "%.*s%" PRIu64 "%s", static_cast<int>(place), format.data(),

@@ -69,6 +69,23 @@ TEST_F(TransferDialUp, UsesTheEntryOfThePreferences) {
   EXPECT_STREQ(fake_->lastDialled.entry, "isp");
 }
 
+// The preferences may have changed since the program began.
+TEST_F(TransferDialUp, UsesTheEntryOfThePreferences_AsTheyAreWhenATransferConnects) {
+  ASSERT_EQ(StartWith(false, "", false), Error_None);
+  VRXClient* client = NewTransfer("http://127.0.0.1:1/x");
+  VRXPrefs* preferences = VRXPrefs_BeginAccess();
+  preferences->isDialUpEnabled = 1;
+  strcpy(preferences->dialUpEntry, "isp");
+  VRXPrefs_EndAccess();
+  EXPECT_EQ(VRXClient_Idle(client), VRXClientResult_Changed);
+  EXPECT_EQ(VRXClient_Idle(client), VRXClientResult_Changed);
+  EXPECT_EQ(fake_->dials, 0u);
+  VRXClient_Idle(client);
+  EXPECT_EQ(fake_->dials, 1u);
+  EXPECT_STREQ(fake_->lastDialled.entry, "isp");
+  VRXClient_Delete(client);
+}
+
 TEST_F(TransferDialUp, UsesNone_WhenItIsNotEnabled) {
   ASSERT_EQ(Sock_SetRemoteAccess("isp", 0), Error_None);
   ASSERT_EQ(StartWith(false, "isp", true), Error_None);

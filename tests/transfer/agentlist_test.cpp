@@ -274,6 +274,10 @@ TEST_F(AgentListCalls, GiveMemory_WhenTheListCannotGrow) {
   EXPECT_EQ(Agent_Delete(agent, kEnd), Error_None);
 }
 
+TEST_F(AgentListCalls, WaitFiveSeconds) {
+  EXPECT_EQ(kAgentListWaitMilliseconds, 5000u);
+}
+
 TEST_F(AgentListCalls, GiveTimeout_FromInsideAnAgent) {
   Append("A");
   Agent* other = nullptr;
@@ -308,6 +312,23 @@ TEST_F(AgentListDeleteAll, DeletesEveryAgent_AndEmptiesTheList) {
     EXPECT_EQ(list_.nextIndex, 0u);
     EXPECT_EQ(list_.agents, nullptr);
   }
+}
+
+TEST_F(AgentListDeleteAll, HoldsTheLists) {
+  RegisterExtension<'A'>();
+  RegisterExtension<'B'>();
+  Append("A");
+  VRXClient other = {};
+  Agent* agent = nullptr;
+  ASSERT_EQ(Agent_New(&agent, "B", kEnd), Error_None);
+  ErrorCode status = Error_None;
+  On("A.delete 1") = [&](AgentParam*) {
+    status = VRXClient_AddAgent(&other, agent);
+    return Error_None;
+  };
+  iAgentList_DeleteAll(&list_, 1);
+  EXPECT_EQ(status, Error_Timeout);
+  EXPECT_EQ(Agent_Delete(agent, kEnd), Error_None);
 }
 
 TEST_F(AgentListDeleteAll, LosesNoAgent_WhenTheListsAreInUse) {

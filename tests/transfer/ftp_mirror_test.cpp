@@ -124,6 +124,23 @@ TEST_F(FTPMirror, ResumesFromTheSecondServer_WhenTheFirstEndsTheData) {
   EXPECT_EQ(Bytes(), "0123456789");
 }
 
+// A record that still had the first server's size would end the second one's file there.
+TEST_F(FTPMirror, TellsToSaveTheRecord_WhenTheSecondServerKnowsNoSize) {
+  ScriptedServer first({ftp::Join({wire::Begins(), wire::TellsSize(), wire::CanRestart(), ftp::Passive(),
+                                   ftp::Exchange("RETR f.bin", "550 gone"), ftp::Quit()})});
+  ScriptedServer second({ftp::Join({wire::Begins(), wire::KnowsNoSize(), wire::CanRestart(),
+                                    wire::StartsRetrieve(), wire::SendsAndQuits("0123456789abc")})});
+  auto download = GetFromEither(first, second);
+  download->RunToState(10);
+  download->RunToState(0);
+  download->RunToState(9);
+  download->Take();
+  download->Idle();
+  EXPECT_EQ(download->Take(), (Lines{"File size is unknown.", "Idle: 1, state 7"}));
+  download->RunToCompletion();
+  EXPECT_EQ(Bytes(), "0123456789abc");
+}
+
 // Each kind of drop: what the first server says, and the lines from its connection to the second server's.
 TEST_F(FTPMirror, GoesToTheSecondServer_AfterEveryKindOfDrop) {
   struct Row {

@@ -414,7 +414,7 @@ TEST_F(FTPResume, BeginsAtTheFirstByte_WhenTheDataIsDiscarded) {
   download->RunToState(11);
   EXPECT_EQ(PartBytes(), "XXXX");
   download->RunToCompletion();
-  EXPECT_EQ(download->Take(), Join({Starts(), rows::Ends()}));
+  EXPECT_EQ(download->Take(), Join({Starts(), {"Idle: 1, state 11"}, rows::Ends()}));
   EXPECT_EQ(Bytes(), "0123456789");
   EXPECT_EQ(OutNames(), Lines{"f.bin"});
 }

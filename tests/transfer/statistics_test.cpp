@@ -252,6 +252,10 @@ TEST_F(StatisticsTest, KnowsNothingAtFirst) {
   EXPECT_EQ(Names(), "") << "what is not dirty is not written";
 }
 
+TEST_F(StatisticsTest, WaitFiveSeconds) {
+  EXPECT_EQ(kStatisticsWaitMilliseconds, 5000u);
+}
+
 TEST_F(StatisticsTest, StartsOnce) {
   Start();
   EXPECT_EQ(iStatistics_Start(), Error_Inited);

@@ -130,6 +130,41 @@ TEST_F(TransferHTTP, KeepsWhatIsKnownOfTheOldBytes_WhenNoNewOneComes) {
   server.Finish();
 }
 
+// A program that is killed here reads the record of the old bytes: another server's rest of another file does
+// not fit them.
+TEST_F(TransferHTTP, RecordsWhatIsKnownOfTheOldBytes_UntilTheFirstNewOneIsThere) {
+  ScriptedServer server({{Expect(talk::Request("/f", 4)), Send("HTTP/1.0 200 OK\r\n\r\n"), Stall()},
+                         Answer("/f", 4, Partial(4, 12, "56789012")),
+                         Answer("/f", 0, Partial(0, 12, "abcdefghijkl"))});
+  Conversation transfer(this);
+  transfer.Download(URL("http", server, "/f"));
+  transfer.Hold("1234", 10);
+  transfer.get()->data.sourceTime = {999511200, 0};
+  transfer.WorkUntil(TransferState::Data);
+  EXPECT_EQ(VRXClient_GetSize(transfer.get()), 0xFFFFFFFFu) << "what the server told is in use";
+  transfer.Save("record");
+  EXPECT_EQ(VRXClient_GetSize(transfer.get()), 0xFFFFFFFFu);
+  transfer.Close();
+  transfer.Read("record");
+  EXPECT_EQ(VRXClient_GetSize(transfer.get()), 10u);
+  EXPECT_EQ(transfer.get()->data.sourceTime.seconds, 999511200u);
+  EXPECT_EQ(transfer.Work(), VRXClientResult_Completed);
+  EXPECT_EQ(Files().Read("target"), "abcdefghijkl");
+  server.Finish();
+}
+
+TEST_F(TransferHTTP, TellsToSaveTheRecord_WhenTheFirstNewByteReplacesOldOnes) {
+  ScriptedServer server({Answer("/f", 4, Okay("abcdefghij"))});
+  Conversation transfer(this);
+  transfer.Download(URL("http", server, "/f"));
+  transfer.Hold("1234");
+  transfer.WorkUntil(TransferState::Data);
+  EXPECT_EQ(transfer.Step(), VRXClientResult_Changed);
+  EXPECT_EQ(transfer.Work(), VRXClientResult_Completed);
+  EXPECT_EQ(Files().Read("target"), "abcdefghij");
+  server.Finish();
+}
+
 // The first server of a record that has none of its bytes: a mirror has another time for the same file.
 TEST_F(TransferHTTP, ContinuesFromAnotherServerThanTheBytesOfARecord) {
   const std::string tuesday = "Last-Modified: Tue, 04 Sep 2001 10:00:00 GMT\r\n";

@@ -14,6 +14,28 @@ using TransferDisk = ConversationTest;
 // Where every write finds the disk full.
 constexpr const char* kFull = "/dev/full";
 
+TEST_F(TransferDisk, Fails_WhenItsDataFileCannotBeLookedAt) {
+  for (const TransferState state : {TransferState::PrepareDataFile, TransferState::OpenDataFile}) {
+    const std::filesystem::path share = Files().SystemName("share");
+    const std::string part = Files().Name("share/target.part");
+    Files().MakeDirectory("share");
+    ScriptedServer server({{Stall()}});
+    Conversation transfer(this);
+    transfer.Download(URL("http", server, "/f"), "share/target");
+    EXPECT_EQ(VRXClient_SetDataFilePath(transfer.get(), part.c_str()), Error_None);
+    transfer.WorkUntil(state);
+    transfer.Messages();
+    std::filesystem::remove_all(share);
+    std::filesystem::create_directory_symlink("share", share);
+    EXPECT_EQ(transfer.Step(), VRXClientResult_Failed);
+    EXPECT_EQ(transfer.Messages(), Lines({"Can't access cache file."}));
+    EXPECT_EQ(transfer.Reason(), VRXClientReason_DataFile);
+    EXPECT_EQ(transfer.Servers().front().front(), 'h') << "it is not the server's failure";
+    std::filesystem::remove(share);
+    server.Stop();
+  }
+}
+
 // A directory that leads to itself: nobody can tell what lies in it.
 TEST_F(TransferDisk, KeepsTheNameOfADataFileThatCannotBeLookedAt) {
   const std::filesystem::path share = Files().SystemName("share");
