@@ -11,8 +11,9 @@
 
 QZ_BEGIN_C
 
-/* Asks whether the extension takes a URL. url: borrowed; it is passed on as it is, null too. Returns what "checkURL" gives, but Error_NotFound for
- * Error_NotInited; Error_NotFound when there is no class "HBN"; a value of enum AgentResult (qz/agent.h). */
+/* Asks whether the extension takes a URL. url: borrowed; it is passed on as it is, null too. Returns what
+ * "checkURL" gives, but Error_NotFound for Error_NotInited; Error_NotFound when there is no class "HBN"; a
+ * value of enum AgentResult (qz/agent.h). */
 QZ_API int32_t QMDClient_CheckURL(const char* url);
 
 /* Has the extension make a transfer ("newvrxc"), and sets its callbacks.

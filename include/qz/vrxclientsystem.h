@@ -27,10 +27,11 @@ QZ_API void VRXClientSystem_Exit(void);
 
 /* Sets the directory in which the data and log files of transfers are made from now on, for an application
  * that keeps all of a set of transfers in one place. Without it that is the cache directory (SysDir_Cache).
- * VRXClient_Delete removes files of the library's own naming in both. path: of a directory, at most 990 bytes,
- * copied; write it the same way in every run. Null or empty: the cache directory again, as after
+ * VRXClient_Delete removes files of the library's own naming in both. path: of a directory, at most 990
+ * bytes, copied; write it the same way in every run. Null or empty: the cache directory again, as after
  * VRXClientSystem_Exit. Files of transfers that are open stay where they are. Error_None; Error_NotInited
- * before the start; Error_NotFound for what is no directory; Error_Exceed. Nothing changes after a failure. */
+ * before the start; Error_NotFound for what is no directory; Error_Exceed. Nothing changes after a failure.
+ */
 QZ_API ErrorCode VRXClientSystem_SetFileDirectory(const char* path);
 
 QZ_END_C
