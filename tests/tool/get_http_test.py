@@ -34,7 +34,8 @@ class HTTPGet(ProgramTest):
     def test_blanks_and_other_letters_are_escaped(self):
         server = self.server(lambda n, request: [http("200 OK", DATA)])
         self.expect(DONE, "get", server.url("/a b/ü x%20y.txt?q=1 2"))
-        self.assertEqual(target_of(server.requests[0]), "/a%20b/%C3%BC%20x%20y.txt?q=1%202")
+        letter = "%FC" if on_windows() else "%C3%BC"  # in the code page of Windows, and in UTF-8
+        self.assertEqual(target_of(server.requests[0]), "/a%%20b/%s%%20x%%20y.txt?q=1%%202" % letter)
         self.assert_file("ü x y.txt", DATA)
 
     def test_a_query_may_follow_the_host_at_once(self):
