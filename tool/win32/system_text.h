@@ -1,6 +1,6 @@
 // What the system says of an error of its own.
-#ifndef TOOL_WIN32_SYSTEM_TEXT_H
-#define TOOL_WIN32_SYSTEM_TEXT_H
+#ifndef TOOL_SYSTEM_TEXT_H
+#define TOOL_SYSTEM_TEXT_H
 
 #include <windows.h>
 
