@@ -70,6 +70,15 @@ Config* NewConfig(uint32_t fieldCount) {
   return Config_New(spec.get());
 }
 
+// On Windows a file that another program replaces at this moment cannot be opened.
+ErrorCode ReadDocument(Document* document) {
+  const ErrorCode status = Config_Read(document->config, document->path);
+  if (status == Error_None || status == Error_NotFound) return status;
+  const SharedFilesLock lock(kLastLockWaitMilliseconds);
+  Config_Empty(document->config);
+  return Config_Read(document->config, document->path);
+}
+
 ErrorCode OpenDocument(const char* directory, const char* name, uint32_t fieldCount, Document* document) {
   ErrorCode status = iFile_Join(directory, name, document->path);
   if (status != Error_None) return status;
@@ -77,7 +86,7 @@ ErrorCode OpenDocument(const char* directory, const char* name, uint32_t fieldCo
   document->config = NewConfig(fieldCount);
   document->changed = NewConfig(1);
   if (document->config == nullptr || document->changed == nullptr) return Error_Memory;
-  status = Config_Read(document->config, document->path);
+  status = ReadDocument(document);
   return status == Error_NotFound ? ErrorCode{Error_None} : status;
 }
 
