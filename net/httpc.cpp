@@ -137,8 +137,8 @@ Sock* iHTTPc_Socket(const HTTPc* connection) {
   return reinterpret_cast<Sock*>(Stream_FindType(connection->stream, StreamType_Sock));
 }
 
-ErrorCode iHTTPc_OpenKept(HTTPcPool* pool, const char* host, uint32_t port, const SockInterrupt* interrupt,
-                          HTTPc** connectionOut) {
+ErrorCode iHTTPc_Open(HTTPcPool* pool, const char* host, uint32_t port, const SockInterrupt* interrupt,
+                      HTTPc** connectionOut) {
   if (connectionOut == nullptr) return Error_Invalid;
   *connectionOut = nullptr;
   OwnedConnection connection;
@@ -149,10 +149,6 @@ ErrorCode iHTTPc_OpenKept(HTTPcPool* pool, const char* host, uint32_t port, cons
   return status;
 }
 
-ErrorCode iHTTPc_Open(const char* host, uint32_t port, const SockInterrupt* interrupt, HTTPc** connection) {
-  return iHTTPc_OpenKept(nullptr, host, port, interrupt, connection);
-}
-
 ErrorCode iHTTPc_Reconnect(HTTPc* connection) {
   Stream_Delete(connection->stream);
   connection->stream = nullptr;
@@ -161,7 +157,7 @@ ErrorCode iHTTPc_Reconnect(HTTPc* connection) {
 }
 
 ErrorCode HTTPc_Open(const char* host, uint32_t port, HTTPc** connection) {
-  return iHTTPc_Open(host, port, nullptr, connection);
+  return iHTTPc_Open(nullptr, host, port, nullptr, connection);
 }
 
 ErrorCode HTTPc_SetAttribute(HTTPc* connection, int32_t index, uint32_t length, const void* value) {

@@ -132,16 +132,13 @@ struct HTTPc {
   uint64_t keptSinceMilliseconds;
 };
 
-// HTTPc_Open under an interrupt, which ends every wait of the connection; borrowed, must outlive it; may be
-// null.
-ErrorCode iHTTPc_Open(const char* host, uint32_t port, const SockInterrupt* interrupt, HTTPc** connection);
-
 // The socket of a connection; null when its stream wraps none.
 Sock* iHTTPc_Socket(const HTTPc* connection);
 
-// iHTTPc_Open, but a connection to the same server that the pool keeps is taken first. pool: may be null.
-ErrorCode iHTTPc_OpenKept(HTTPcPool* pool, const char* host, uint32_t port, const SockInterrupt* interrupt,
-                          HTTPc** connection);
+// HTTPc_Open, but a connection to the same server that the pool keeps is taken first. pool: may be null.
+// interrupt: ends every wait of the connection; borrowed, must outlive it; may be null.
+ErrorCode iHTTPc_Open(HTTPcPool* pool, const char* host, uint32_t port, const SockInterrupt* interrupt,
+                      HTTPc** connection);
 // Gives a new record the socket of a kept connection to the host and port that it names. False when there is
 // none. pool: may be null.
 bool iHTTPcPool_Take(HTTPcPool* pool, HTTPc* connection);

@@ -25,10 +25,6 @@ struct HTTPcPool {
 
 namespace {
 
-void CloseIfAny(HTTPc* connection) {
-  if (connection != nullptr) HTTPc_Close(connection);
-}
-
 HTTPc* RemoveAt(HTTPcPool* pool, size_t index) {
   HTTPc* connection = pool->kept[index];
   std::copy(pool->kept.begin() + index + 1, pool->kept.begin() + pool->count, pool->kept.begin() + index);
@@ -36,7 +32,7 @@ HTTPc* RemoveAt(HTTPcPool* pool, size_t index) {
   return connection;
 }
 
-// Gives the oldest one when there are too many; the caller closes it.
+// Gives the oldest one when there are too many, else null; the caller closes it.
 HTTPc* Put(HTTPcPool* pool, HTTPc* connection) {
   const LibraryLock lock;
   HTTPc* oldest = pool->count == pool->kept.size() ? RemoveAt(pool, 0) : nullptr;
@@ -113,7 +109,7 @@ void iHTTPc_CloseInto(HTTPcPool* pool, HTTPc* connection) {
     return;
   }
   MakeIdle(connection);
-  CloseIfAny(Put(pool, connection));
+  HTTPc_Close(Put(pool, connection));
 }
 
 ErrorCode HTTPcPool_New(HTTPcPool** pool) {

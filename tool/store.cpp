@@ -62,7 +62,6 @@ std::string MadeStoreFolder() {
   }
 }
 
-// Holds a byte of the lock file, which waits for other programs.
 // Data and log files of other folders of saved transfers lie elsewhere, so no sweep but the own one meets
 // them. Without the transfer system there are none.
 void UseFilesFolder(const std::string& folder) {
@@ -73,6 +72,7 @@ void UseFilesFolder(const std::string& folder) {
                 std::string("cannot keep files in \"") + folder + "\": " + Error_ToString(status)};
 }
 
+// Holds a byte of the lock file, which waits for other programs.
 class ByteLock {
  public:
   ByteLock(LockFile* file, std::uint32_t byte) : file_(file), byte_(byte) {

@@ -10,6 +10,9 @@
 
 typedef struct VRXClient VRXClient;
 
+// How long a call waits for the lists of agents.
+inline constexpr uint32_t kAgentListWaitMilliseconds = 5000;
+
 // A list without an agent is all zeroes.
 struct AgentList {
   uint32_t count;

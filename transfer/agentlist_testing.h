@@ -3,6 +3,5 @@
 
 #include <cstdint>
 
-// How long a call waits for the semaphore; a test sets another time, and 0 restores this one.
-inline constexpr uint32_t kAgentListWaitMilliseconds = 5000;
+// How long a call waits for the semaphore, instead of kAgentListWaitMilliseconds; 0 restores that.
 void iAgentList_SetWait(uint32_t milliseconds);

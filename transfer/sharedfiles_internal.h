@@ -6,6 +6,7 @@
 #include <cstdint>
 
 #include "os/platform/filelock.h"
+#include "qz/error.h"
 
 // The lock, held for the block; the file "qz.lock" of the cache folder, which stays. Where there can be no
 // lock the block runs without one. Do not hold it while waiting for anything but the disk.
@@ -23,3 +24,14 @@ class SharedFilesLock {
   platform::FileLockResult result_ = platform::FileLockResult::Unavailable;
   platform::FileLock lock_ = 0;
 };
+
+// Reads one of the files: calls read(), and once more under the lock when that fails, for on Windows a file
+// that another program replaces at this moment cannot be opened. Gives the status of the last call.
+template <typename Read>
+ErrorCode iSharedFiles_Read(Read read) {
+  constexpr uint32_t kWaitMilliseconds = 2000;
+  const ErrorCode status = read();
+  if (status == Error_None) return status;
+  const SharedFilesLock lock(kWaitMilliseconds);
+  return read();
+}

@@ -70,24 +70,20 @@ Config* NewConfig(uint32_t fieldCount) {
   return Config_New(spec.get());
 }
 
-// On Windows a file that another program replaces at this moment cannot be opened.
 ErrorCode ReadDocument(Document* document) {
-  const ErrorCode status = Config_Read(document->config, document->path);
-  if (status == Error_None || status == Error_NotFound) return status;
-  const SharedFilesLock lock(kLastLockWaitMilliseconds);
   Config_Empty(document->config);
-  return Config_Read(document->config, document->path);
+  const ErrorCode status = Config_Read(document->config, document->path);
+  return status == Error_NotFound ? ErrorCode{Error_None} : status;
 }
 
 ErrorCode OpenDocument(const char* directory, const char* name, uint32_t fieldCount, Document* document) {
-  ErrorCode status = iFile_Join(directory, name, document->path);
+  const ErrorCode status = iFile_Join(directory, name, document->path);
   if (status != Error_None) return status;
   document->fieldCount = fieldCount;
   document->config = NewConfig(fieldCount);
   document->changed = NewConfig(1);
   if (document->config == nullptr || document->changed == nullptr) return Error_Memory;
-  status = ReadDocument(document);
-  return status == Error_NotFound ? ErrorCode{Error_None} : status;
+  return iSharedFiles_Read([document] { return ReadDocument(document); });
 }
 
 bool IsDirty(const Document& document) {

@@ -39,6 +39,9 @@ void iStatistics_RecordFailure(const char* host, int32_t port);
 // for a server that only has failures too, and when the lists cannot be had.
 float iStatistics_AverageSpeed(const char* host, int32_t port);
 
+// How long calls wait for the lists.
+inline constexpr uint32_t kStatisticsWaitMilliseconds = 5000;
+
 // What is known of a server.
 struct ServerStatistics {
   uint32_t speedSamples;

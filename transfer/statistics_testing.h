@@ -3,8 +3,7 @@
 
 #include <cstdint>
 
-// How long calls wait for the lists; a test sets another time, and 0 restores this one.
-inline constexpr uint32_t kStatisticsWaitMilliseconds = 5000;
+// How long calls wait for the lists; 0 means kStatisticsWaitMilliseconds.
 void iStatistics_SetWaitMilliseconds(uint32_t milliseconds);
 
 // Takes the lists, so that other calls wait, and gives them back.

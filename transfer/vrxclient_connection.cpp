@@ -16,8 +16,8 @@ constexpr size_t kAddressSize = 4;
 
 ErrorCode OpenHTTP(VRXClient* client) {
   const URLData* server = client->server;
-  return iHTTPc_OpenKept(client->pool, server->host, static_cast<uint32_t>(server->port), &client->interrupt,
-                         &client->http);
+  return iHTTPc_Open(client->pool, server->host, static_cast<uint32_t>(server->port), &client->interrupt,
+                     &client->http);
 }
 
 ErrorCode OpenFTP(VRXClient* client) {

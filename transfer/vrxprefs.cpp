@@ -266,12 +266,7 @@ ErrorCode ReadOrMakeFile() {
   const ErrorCode status = MakePath();
   if (status != Error_None) return status;
   if (File_Exists(path, nullptr) == 0) return Keep(&preferences);
-  ErrorCode read = ReadFile(&preferences);
-  if (read != Error_None) {
-    // On Windows a file that another program replaces at this moment cannot be opened.
-    const SharedFilesLock lock(kLockWaitMilliseconds);
-    read = ReadFile(&preferences);
-  }
+  const ErrorCode read = iSharedFiles_Read([] { return ReadFile(&preferences); });
   stored = preferences;
   // A program may have set proxies of its own, which a file without them leaves in place.
   if (read == Error_None && preferences.isProxyEnabled != 0) HandOverProxies(preferences);

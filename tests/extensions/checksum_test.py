@@ -28,25 +28,7 @@ class FTPServer(tool.FTPServer):
         Folders(self, connection, number).run()
 
 
-class Home(tool.Session):
-    """A login ends in /home/me; its password is "geheim"."""
-
-    def __init__(self, server, connection, number):
-        super().__init__(server, connection, number)
-        self.folder = "home/me"
-
-    def on_user(self, name):
-        self.user = name
-        self.say("331 password")
-
-    def on_pass(self, password):
-        self.say("230 welcome" if (self.user, password) == ("me", "geheim") else "530 no")
-
-
-class HomeServer(tool.FTPServer):
-    def serve(self, connection, number):
-        Home(self, connection, number).run()
-
+class HomeServer(tool.HomeServer):
     def lines(self, number):
         return [line for n, line in self.commands if n == number and line.split(" ")[0] in
                 ("USER", "PASS", "CWD", "PASV", "RETR")]

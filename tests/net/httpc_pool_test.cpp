@@ -54,7 +54,7 @@ class HTTPcPoolTest : public testing::Test {
   }
 
   ErrorCode Open(const ScriptedServer& server, Connection* connection) {
-    return iHTTPc_OpenKept(pool, kHost, server.port(), interrupt, connection->out());
+    return iHTTPc_Open(pool, kHost, server.port(), interrupt, connection->out());
   }
 
   // The status of the request; `reply` and `stream` have what came.
@@ -253,7 +253,7 @@ TEST_F(HTTPcPoolTest, KeepsNoConnectionToAProxy) {
   Proxy_SetEnabled(1);
   for (size_t i = 1; i <= 2; ++i) {
     Connection connection;
-    ASSERT_EQ(iHTTPc_OpenKept(pool, "far.example", 80, nullptr, connection.out()), Error_None);
+    ASSERT_EQ(iHTTPc_Open(pool, "far.example", 80, nullptr, connection.out()), Error_None);
     ASSERT_EQ(HTTPc_Get(connection.get(), "http://far.example/f", &reply, &stream), Error_None);
     EXPECT_EQ(Read(3), "abc");
     iHTTPc_CloseInto(pool, connection.release());
@@ -268,7 +268,7 @@ TEST_F(HTTPcPoolTest, ServesNoOtherHostOrPort) {
   EXPECT_EQ(Fetch(first, 3), "abc");
   EXPECT_EQ(Fetch(second, 3), "def");
   Connection connection;
-  ASSERT_EQ(iHTTPc_OpenKept(pool, "localhost", first.port(), nullptr, connection.out()), Error_None);
+  ASSERT_EQ(iHTTPc_Open(pool, "localhost", first.port(), nullptr, connection.out()), Error_None);
   EXPECT_FALSE(connection->isKept);
   connection.reset();
   End(&first, 2);

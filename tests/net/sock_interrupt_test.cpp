@@ -248,7 +248,7 @@ TEST_F(FTPcInterrupted, EndsAReadOfData) {
 
 class HTTPcInterrupted : public SockTest {
  protected:
-  ErrorCode Open(uint16_t port) { return iHTTPc_Open("127.0.0.1", port, &interrupt, &connection); }
+  ErrorCode Open(uint16_t port) { return iHTTPc_Open(nullptr, "127.0.0.1", port, &interrupt, &connection); }
   void TearDown() override {
     HTTPc_Close(connection);
     SockTest::TearDown();

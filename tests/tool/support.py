@@ -564,3 +564,23 @@ class Session:
             return "close"
         data.close()
         return self.end_data()
+
+
+class Home(Session):
+    """A login ends in /home/me; its password is "geheim"."""
+
+    def __init__(self, server, connection, number):
+        super().__init__(server, connection, number)
+        self.folder = "home/me"
+
+    def on_user(self, name):
+        self.user = name
+        self.say("331 password")
+
+    def on_pass(self, password):
+        self.say("230 welcome" if (self.user, password) == ("me", "geheim") else "530 no")
+
+
+class HomeServer(FTPServer):
+    def serve(self, connection, number):
+        Home(self, connection, number).run()

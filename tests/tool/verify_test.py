@@ -12,26 +12,6 @@ DIGEST = digest(DATA)
 WRONG = "0" * 64
 
 
-class Home(Session):
-    """A login ends in /home/me; its password is "geheim"."""
-
-    def __init__(self, server, connection, number):
-        super().__init__(server, connection, number)
-        self.folder = "home/me"
-
-    def on_user(self, name):
-        self.user = name
-        self.say("331 password")
-
-    def on_pass(self, password):
-        self.say("230 welcome" if (self.user, password) == ("me", "geheim") else "530 no")
-
-
-class HomeServer(FTPServer):
-    def serve(self, connection, number):
-        Home(self, connection, number).run()
-
-
 class Checksums(OwnProgram):
     has_extensions = True
 
