@@ -35,6 +35,7 @@
 #include "qz/stream.h"
 #include "qz/string.h"
 #include "qz/stringlookup.h"
+#include "qz/synchro.h"
 #include "qz/telnet.h"
 #include "qz/thread.h"
 #include "qz/time.h"

@@ -25,6 +25,7 @@ LAYERS = {
     "config": {"os", "containers", "stream", "config"},
     "net": {"os", "containers", "stream", "traverse", "config", "net"},
     "transfer": {"os", "containers", "stream", "traverse", "config", "net", "transfer"},
+    "synchro": {"os", "containers", "stream", "config", "net", "synchro"},
 }
 # Two known upward calls: an open file is a stream (public header only), and initialisation starts the sockets.
 HEADER_LAYER = {
@@ -41,6 +42,7 @@ HEADER_LAYER = {
     "agent": "transfer", "agentclass": "transfer", "agentparam": "transfer", "softobject": "transfer",
     "qmdclient": "transfer", "vrxclient": "transfer", "vrxclientsystem": "transfer", "vrxprefs": "transfer",
     "vrxupgrade": "transfer",
+    "synchro": "synchro",
     "qz": "none",  # all of them; the library's own files name what they use
 }
 ALLOWED_UPWARD = {("os", "qz/stream.h")}

@@ -1,0 +1,191 @@
+// The object: made, started, asked, stopped, deleted.
+#include "qz/synchro.h"
+
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+#include <new>
+
+#include "os/core/owned.h"
+#include "qz/error.h"
+#include "qz/memory.h"
+#include "qz/os.h"
+#include "synchro/synchro_internal.h"
+
+namespace {
+
+constexpr uint32_t kForEver = 0xFFFFFFFFu;
+constexpr float kPollSeconds = 0.01f;
+constexpr size_t kStatusLine = 4096;
+constexpr uint32_t kDirections = SynchroFlag_ToDestination | SynchroFlag_ToSource;
+
+// ---- making ------------------------------------------------------------------------------------
+
+// Copies a text behind the record and passes over it.
+char* CopyBehind(const char* text, char** next) {
+  char* const copy = *next;
+  const size_t size = strlen(text) + 1;
+  memcpy(copy, text, size);
+  *next += size;
+  return copy;
+}
+
+// The record, and behind it the name and both URL texts.
+Synchro* NewRecord(const char* name, const char* source, const char* destination,
+                   char* (&urls)[kSynchroEnds]) {
+  const size_t textSize = strlen(name) + strlen(source) + strlen(destination) + 3;
+  void* const block = Memory_New(sizeof(Synchro) + textSize);
+  if (block == nullptr) return nullptr;
+  auto* const synchro = new (block) Synchro{};
+  char* next = reinterpret_cast<char*>(synchro + 1);
+  synchro->name = CopyBehind(name, &next);
+  urls[SynchroEnd_Source] = CopyBehind(source, &next);
+  urls[SynchroEnd_Destination] = CopyBehind(destination, &next);
+  return synchro;
+}
+
+void DeleteRecord(Synchro* synchro) {
+  Semaphore_Delete(synchro->lock);
+  Stack_Delete(synchro->frames, nullptr);
+  Memory_Delete(synchro->temporary.leftovers);
+  synchro->~Synchro();
+  Memory_Delete(synchro);
+}
+
+using OwnedRecord = Owned<Synchro, DeleteRecord>;
+
+ErrorCode FillRecord(Synchro* synchro, uint32_t flags, char* const (&urls)[kSynchroEnds]) {
+  synchro->flags = flags;
+  synchro->masks = iSynchro_Masks(flags);
+  for (const SynchroEnd end : {SynchroEnd_Source, SynchroEnd_Destination}) {
+    synchro->sides[end].interrupt = &synchro->interrupt;
+    const ErrorCode status = URL_ToData(urls[end], &synchro->sides[end].url);
+    if (status != Error_None) return status;
+  }
+  synchro->frames = Stack_New(sizeof(SynchroFrame));
+  synchro->lock = Semaphore_New(1, 1);
+  return synchro->frames != nullptr && synchro->lock != nullptr ? Error_None : Error_Memory;
+}
+
+// ---- running -----------------------------------------------------------------------------------
+
+// The last thing that a run does with the record is to say that it has ended.
+int32_t RunThread(void* argument) {
+  auto* const synchro = static_cast<Synchro*>(argument);
+  synchro->runThread = Thread_GetCurrentID();
+  const ErrorCode status = iSynchro_Run(synchro);
+  synchro->runThread = 0;
+  synchro->isRunning = false;
+  return status;
+}
+
+ErrorCode StartThread(Synchro* synchro) {
+  Thread_Delete(synchro->thread);
+  synchro->isRunning = true;
+  synchro->thread = Thread_New(RunThread, synchro);
+  if (synchro->thread != nullptr) return Error_None;
+  synchro->isRunning = false;
+  iSynchro_Report(synchro, "Go failed.");
+  iSynchro_SetState(synchro, SynchroState_Failed, Error_Memory);
+  return Error_Memory;
+}
+
+bool IsRunsOwnThread(const Synchro* synchro) {
+  return synchro->isRunning && synchro->runThread == Thread_GetCurrentID();
+}
+
+}  // namespace
+
+// ---- shared ------------------------------------------------------------------------------------
+
+void iSynchro_Report(Synchro* synchro, const char* format, ...) {
+  if (synchro->statusMethod == nullptr) return;
+  char line[kStatusLine];
+  va_list arguments;
+  va_start(arguments, format);
+  vsnprintf(line, sizeof line, format, arguments);
+  va_end(arguments);
+  synchro->statusMethod(synchro->statusValue, line);
+}
+
+bool iSynchro_SetState(Synchro* synchro, int32_t state, ErrorCode error) {
+  Semaphore_Wait(synchro->lock, kForEver);
+  const bool mayChange = !iSynchro_IsStopped(synchro);
+  if (mayChange) synchro->state = state;
+  if (mayChange && state == SynchroState_Failed)
+    synchro->counters[SynchroCounter_Error] = static_cast<uint32_t>(error);
+  Semaphore_Signal(synchro->lock);
+  return mayChange;
+}
+
+// ---- exported functions ------------------------------------------------------------------------
+
+ErrorCode Synchro_New(const char* name, uint32_t flags, const char* source, const char* destination,
+                      Synchro** synchro) {
+  if (synchro == nullptr) return Error_Invalid;
+  *synchro = nullptr;
+  if ((flags & kDirections) == 0) return Error_NotFound;
+  if (name == nullptr || source == nullptr || destination == nullptr) return Error_Invalid;
+  char* urls[kSynchroEnds];
+  OwnedRecord record(NewRecord(name, source, destination, urls));
+  if (!record) return Error_Memory;
+  ErrorCode status = FillRecord(record.get(), flags, urls);
+  if (status == Error_None) status = iSynchro_HoldSyntaxes();
+  if (status != Error_None) return status;
+  // Kept: without its index there is no synchroniser, and the status is success; callers look at the pointer.
+  if (iSynchro_OpenIndex(name, &record->index) != Error_None) {
+    record.reset();
+    iSynchro_ReleaseSyntaxes();
+    return Error_None;
+  }
+  *synchro = record.release();
+  return Error_None;
+}
+
+Synchro* Synchro_SetStatusMethod(Synchro* synchro, Word value, SynchroStatusMethod method) {
+  if (synchro == nullptr) return nullptr;
+  synchro->statusValue = value;
+  synchro->statusMethod = method;
+  return synchro;
+}
+
+ErrorCode Synchro_Go(Synchro* synchro) {
+  if (synchro == nullptr) return Error_Invalid;
+  if (iSynchro_IsStopped(synchro)) return Error_Cancel;
+  if (synchro->isRunning) {
+    iSynchro_Report(synchro, "Go: Already running!");
+    return Error_None;
+  }
+  for (std::atomic<uint32_t>& counter : synchro->counters) counter = 0;
+  if (!iSynchro_SetState(synchro, SynchroState_Running, Error_None)) return Error_Cancel;
+  iSynchro_Report(synchro, "Go!");
+  return StartThread(synchro);
+}
+
+int32_t Synchro_Status(Synchro* synchro, uint32_t* counters) {
+  Thread_Yield();
+  for (uint32_t i = 0; counters != nullptr && i < SynchroCounter_Count; ++i) {
+    counters[i] = synchro != nullptr ? synchro->counters[i].load() : 0;
+  }
+  return synchro != nullptr ? synchro->state.load() : Error_Invalid;
+}
+
+void Synchro_Delete(Synchro* synchro) {
+  if (synchro == nullptr) return;
+  if (IsRunsOwnThread(synchro)) {
+    Error("Synchro_Delete: called from the status method");
+    return;
+  }
+  Synchro_Stop(synchro);
+  while (synchro->isRunning) OS_Delay(kPollSeconds);
+  Thread_Delete(synchro->thread);
+  DeleteRecord(synchro);
+  iSynchro_ReleaseSyntaxes();
+}
+
+ErrorCode Synchro_Stop(Synchro* synchro) {
+  if (synchro == nullptr) return Error_Invalid;
+  iSynchro_SetState(synchro, SynchroState_StopRequested, Error_None);
+  synchro->interrupt.Set();
+  return Error_None;
+}

@@ -1,0 +1,246 @@
+// Copying a file, by the protocols of both sides:
+//
+//   from \ to   HTTP      FTP                                file
+//   HTTP        refused   GET, STOR, then SIZE and MDTM      GET into a temporary file
+//   FTP         refused   from server to server, then        SIZE, RETR into a temporary file
+//                         SIZE and MDTM
+//   file        refused   STOR, then SIZE and MDTM           a copy under a temporary name
+//
+// A temporary file replaces the local one when it is complete.
+#include "net/copy_internal.h"
+#include "net/ftpc_internal.h"
+#include "net/httpc_internal.h"
+#include "os/core/owned.h"
+#include "qz/error.h"
+#include "qz/os.h"
+#include "synchro/synchro_copy_internal.h"
+
+namespace {
+
+constexpr uint64_t kUnknownLength = UINT64_MAX;
+constexpr uint32_t kUnknownValue = UINT32_MAX;
+constexpr float kPollSeconds = 0.02f;
+
+// ---- values of the new file --------------------------------------------------------------------
+
+// Both are asked for, so that the conversation is the same whatever the server knows.
+ErrorCode ReadServerValues(const SynchroCopy& copy, SynchroSide* made) {
+  Reply reply;
+  *made = {1, 0, 0, {}};
+  const ErrorCode sized = FTPc_FileSize(copy.to->ftp, copy.toPath, &made->size, &reply);
+  if (sized != Error_None && sized != Error_Invalid) return sized;
+  const ErrorCode dated = FTPc_ModTime(copy.to->ftp, copy.toPath, &made->time, &reply);
+  if (dated != Error_None && dated != Error_Invalid) return dated;
+  if (sized == Error_Invalid) made->size = kUnknownValue;
+  if (dated == Error_Invalid) made->time = {kUnknownValue, kUnknownValue};
+  return sized == Error_None ? dated : sized;
+}
+
+// A listing has no milliseconds: with them the next run would take the copy for a changed file.
+ErrorCode ReadLocalValues(const char* path, SynchroSide* made) {
+  FileState state;
+  const ErrorCode status = File_GetState(path, &state);
+  if (status != Error_None) return status;
+  if (state.exists == 0) return Error_NotFound;
+  *made = {1, 0, state.size, {state.modificationTime.seconds, 0}};
+  return Error_None;
+}
+
+// ---- into a local file -------------------------------------------------------------------------
+
+ErrorCode CheckLocalTarget(const char* path) {
+  int32_t isDirectory = 0;
+  return File_Exists(path, &isDirectory) != 0 && isDirectory != 0 ? Error_Exists : Error_None;
+}
+
+// Writes the file's bytes under the temporary name.
+using WriteMethod = ErrorCode (*)(const SynchroCopy& copy);
+
+// The old file stays until the new one is complete.
+ErrorCode ReplaceLocal(const SynchroCopy& copy, WriteMethod write, SynchroSide* made) {
+  ErrorCode status = CheckLocalTarget(copy.toPath);
+  if (status == Error_None) status = iSynchro_ChooseTemporary(copy.toPath, copy.temporary);
+  if (status != Error_None) return status;
+  status = write(copy);
+  if (status == Error_None) status = File_Replace(copy.temporary->path, copy.toPath);
+  if (status == Error_None) return ReadLocalValues(copy.toPath, made);
+  iSynchro_RemoveTemporary(copy.temporary);
+  return status;
+}
+
+// Runs `transfer` on the temporary file, opened, and completes it.
+template <typename Transfer>
+ErrorCode WriteTemporary(const SynchroCopy& copy, Transfer transfer) {
+  Owned<File, File_Close> file;
+  ErrorCode status = iFile_OpenNew(copy.temporary->path, FileMode_Write, false, file.out());
+  if (status == Error_None) status = transfer(File_GetStream(file.get()));
+  if (status != Error_None) return status;
+  return iFile_CloseComplete(file.release());
+}
+
+// ---- from HTTP ---------------------------------------------------------------------------------
+
+// A connection has one request.
+ErrorCode ReadyHTTP(SynchroConnection* side) {
+  if (side->isHTTPUsed) iSynchro_CloseSide(side);
+  const ErrorCode status = iSynchro_OpenSide(side);
+  if (status == Error_None) side->isHTTPUsed = true;
+  return status;
+}
+
+ErrorCode SendGet(SynchroConnection* side, const char* path, Reply* reply, Stream** body) {
+  URLData url = side->url;
+  char text[kFileNameSize];
+  char ownPath[kFileNameSize];
+  ErrorCode status = iFile_CopyName(path, ownPath);
+  url.path = ownPath;
+  if (status == Error_None) status = URL_FromData(&url, text);
+  return status == Error_None ? HTTPc_Get(side->http, text, reply, body) : status;
+}
+
+// *length: all ones when the server does not tell it.
+ErrorCode GetHTTP(const SynchroCopy& copy, Stream** body, uint64_t* length) {
+  Reply reply;
+  ErrorCode status = ReadyHTTP(copy.from);
+  if (status == Error_None) status = SendGet(copy.from, copy.fromPath, &reply, body);
+  if (status != Error_None) return status;
+  if (reply.replyClass != '2') return Error_NotFound;
+  status = HTTPc_GetContentLength64(copy.from->http, length);
+  return status == Error_NotFound ? Error_None : status;
+}
+
+ErrorCode WriteHTTPBody(const SynchroCopy& copy) {
+  Stream* body = nullptr;
+  uint64_t length = kUnknownLength;
+  const ErrorCode status = GetHTTP(copy, &body, &length);
+  if (status != Error_None) return status;
+  return WriteTemporary(copy, [&](Stream* file) { return iNet_CopyStream(body, file, length, nullptr); });
+}
+
+ErrorCode CopyHTTPToFTP(const SynchroCopy& copy, SynchroSide* made) {
+  Stream* body = nullptr;
+  uint64_t length = kUnknownLength;
+  uint64_t sent = 0;
+  Reply reply;
+  ErrorCode status = GetHTTP(copy, &body, &length);
+  if (status == Error_None) {
+    status = FTPc_Store64(copy.to->ftp, copy.toPath, body, length, &sent, &reply);
+    if (status == Error_None && length != kUnknownLength && sent != length) status = Error_Ended;
+  }
+  return status == Error_None ? ReadServerValues(copy, made) : status;
+}
+
+ErrorCode CopyHTTPToFile(const SynchroCopy& copy, SynchroSide* made) {
+  return ReplaceLocal(copy, WriteHTTPBody, made);
+}
+
+// ---- from FTP ----------------------------------------------------------------------------------
+
+// Error_Ended for a file that is not as long as the server has just said.
+ErrorCode WriteRetrieved(const SynchroCopy& copy) {
+  Reply reply;
+  uint64_t length = kUnknownLength;
+  const ErrorCode sized = FTPc_FileSize64(copy.from->ftp, copy.fromPath, &length, &reply);
+  if (sized != Error_None && sized != Error_Invalid) return sized;
+  if (sized == Error_Invalid) length = kUnknownLength;
+  return WriteTemporary(copy, [&](Stream* file) {
+    uint64_t received = 0;
+    const ErrorCode status = FTPc_Retrieve64(copy.from->ftp, copy.fromPath, file, &received, &reply);
+    if (status != Error_None) return status;
+    return static_cast<ErrorCode>(length == kUnknownLength || received == length ? Error_None : Error_Ended);
+  });
+}
+
+ErrorCode CopyFTPToFile(const SynchroCopy& copy, SynchroSide* made) {
+  return ReplaceLocal(copy, WriteRetrieved, made);
+}
+
+ErrorCode EndMove(const SynchroCopy& copy) {
+  Reply reply;
+  for (;;) {
+    const ErrorCode status = FTPc_EndMoveServerFile(copy.from->ftp, copy.to->ftp, &reply);
+    if (status != Error_Block) return status;
+    if (copy.from->interrupt != nullptr && copy.from->interrupt->IsSet()) return Error_Cancel;
+    OS_Delay(kPollSeconds);
+  }
+}
+
+// Kept: where the servers accept PASV or PORT nothing is moved; whether the copy counts is decided by the
+// size and time that the destination then tells.
+ErrorCode CopyFTPToFTP(const SynchroCopy& copy, SynchroSide* made) {
+  Reply reply;
+  ErrorCode status =
+      FTPc_StartMoveServerFile(copy.from->ftp, copy.to->ftp, copy.fromPath, copy.toPath, &reply);
+  if (status == Error_None) status = EndMove(copy);
+  return status == Error_None ? ReadServerValues(copy, made) : status;
+}
+
+// ---- from a local file -------------------------------------------------------------------------
+
+ErrorCode OpenLocal(const char* path, File** file, uint64_t* sizeBytes) {
+  FileState state;
+  const ErrorCode status = File_GetState64(path, &state, sizeBytes);
+  if (status != Error_None) return status;
+  if (state.exists == 0 || state.isDirectory != 0) return Error_NotFound;
+  return File_Open(path, FileMode_Read, file);
+}
+
+ErrorCode CopyFileToFTP(const SynchroCopy& copy, SynchroSide* made) {
+  Owned<File, File_Close> file;
+  uint64_t sizeBytes = 0;
+  Reply reply;
+  ErrorCode status = OpenLocal(copy.fromPath, file.out(), &sizeBytes);
+  if (status == Error_None)
+    status = FTPc_Store64(copy.to->ftp, copy.toPath, File_GetStream(file.get()), sizeBytes, nullptr, &reply);
+  return status == Error_None ? ReadServerValues(copy, made) : status;
+}
+
+ErrorCode WriteCopied(const SynchroCopy& copy) {
+  Owned<FileCopy, [](FileCopy* handle) { File_CopyAbort(&handle); }> steps;
+  const char* const temporary = copy.temporary->path;
+  ErrorCode status = File_CopyStart(copy.fromPath, temporary, 0, nullptr, nullptr, steps.out());
+  while (status == Error_None && steps) {
+    FileCopy* step = steps.release();
+    status = File_CopyEnd(&step);
+    steps.reset(step);
+    if (copy.from->interrupt != nullptr && copy.from->interrupt->IsSet()) return Error_Cancel;
+  }
+  return status;
+}
+
+ErrorCode CopyFileToFile(const SynchroCopy& copy, SynchroSide* made) {
+  return ReplaceLocal(copy, WriteCopied, made);
+}
+
+// ---- the table ---------------------------------------------------------------------------------
+
+ErrorCode Refuse(const SynchroCopy&, SynchroSide*) {
+  return Error_Fail;
+}
+
+using CopyMethod = ErrorCode (*)(const SynchroCopy& copy, SynchroSide* made);
+
+constexpr CopyMethod kMethods[3][3] = {
+    {Refuse, CopyHTTPToFTP, CopyHTTPToFile},
+    {Refuse, CopyFTPToFTP, CopyFTPToFile},
+    {Refuse, CopyFileToFTP, CopyFileToFile},
+};
+
+// The row or column of an open side.
+uint32_t PlaceOf(const SynchroConnection& side) {
+  switch (URL_GetProtocolType(side.url.protocol)) {
+    case URLProtocol_HTTP:
+      return 0;
+    case URLProtocol_FTP:
+      return 1;
+    default:
+      return 2;
+  }
+}
+
+}  // namespace
+
+ErrorCode iSynchro_CopyFile(const SynchroCopy& copy, SynchroSide* made) {
+  if (!copy.from->isOpen || !copy.to->isOpen) return Error_Invalid;
+  return kMethods[PlaceOf(*copy.from)][PlaceOf(*copy.to)](copy, made);
+}

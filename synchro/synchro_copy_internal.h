@@ -1,0 +1,39 @@
+// Copying one file from a side to a side.
+#pragma once
+
+#include "synchro/synchro_side_internal.h"
+
+// The name under which a local file is written before it takes its place. It is kept in a file of the cache
+// directory as long as something may stand under it: what a killed run leaves, the next one removes.
+struct SynchroTemporary {
+  char recordPath[kFileNameSize];  // NAME.xfer
+  char folder[kFileNameSize];      // where `path` is; empty for none
+  char path[kFileNameSize];
+  char* leftovers;  // owned: names that could not be removed, each with a line end; may be null
+};
+
+// Removes what the last run left.
+void iSynchro_BeginTemporaries(const char* synchroName, SynchroTemporary* temporary);
+// Forgets the names whose files are gone.
+void iSynchro_EndTemporaries(SynchroTemporary* temporary);
+// Whether a local path is that of a leftover.
+bool iSynchro_IsLeftover(const SynchroTemporary& temporary, const char* path);
+// A free name beside `target`, noted. `path` holds it.
+ErrorCode iSynchro_ChooseTemporary(const char* target, SynchroTemporary* temporary);
+// Removes the file under the name, if there is one.
+void iSynchro_RemoveTemporary(SynchroTemporary* temporary);
+
+struct SynchroCopy {
+  SynchroConnection* from;
+  SynchroConnection* to;
+  const char* fromPath;
+  const char* toPath;
+  SynchroTemporary* temporary;
+};
+
+// Copies a file; *made receives the values of the new one. Error_None; Error_Invalid when a side is not open,
+// or when the server does not tell the new file's size or time; Error_Fail when nothing can be copied there;
+// Error_NotFound without the file; Error_Exists when a folder is in its place; Error_Ended when it came
+// incomplete; Error_Cancel when the sides were interrupted; else what the connections and the file system
+// give.
+ErrorCode iSynchro_CopyFile(const SynchroCopy& copy, SynchroSide* made);

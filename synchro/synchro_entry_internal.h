@@ -1,0 +1,40 @@
+// An entry of a directory, as both sides have it: what a listing tells and what is remembered between runs.
+#pragma once
+
+#include <cstdint>
+
+#include "qz/time.h"
+
+// The two sides. The order is that of every table with a column for each.
+enum SynchroEnd : uint32_t { SynchroEnd_Source = 0, SynchroEnd_Destination = 1 };
+inline constexpr uint32_t kSynchroEnds = 2;
+
+constexpr SynchroEnd iSynchro_Other(SynchroEnd end) {
+  return end == SynchroEnd_Source ? SynchroEnd_Destination : SynchroEnd_Source;
+}
+
+// One side's five values.
+struct SynchroSide {
+  uint32_t present;    // 1 or 0
+  uint32_t directory;  // 1 or 0
+  uint32_t size;       // bytes; of a directory, the number of links
+  Time time;           // of the last modification
+};
+
+// What the listings of this run said of an entry. Not stored.
+enum SynchroEntryFlag : uint32_t {
+  SynchroEntryFlag_Listed = 1,    // a line that could be read showed it
+  SynchroEntryFlag_New = 2,       // this run's listings made it
+  SynchroEntryFlag_AtSource = 4,  // ... the source's one
+  SynchroEntryFlag_Unclear = 8,   // a line showed its name and no usable values: nothing is done to it
+};
+
+struct SynchroEntry {
+  char* name;      // owned by the table
+  uint32_t state;  // the low two bits: 2, the source changed; 1, the destination changed
+  uint32_t flags;  // SynchroEntryFlag
+  SynchroSide sides[kSynchroEnds];
+
+  bool Has(SynchroEntryFlag flag) const { return (flags & flag) != 0; }
+  bool IsAt(SynchroEnd end) const { return sides[end].present != 0; }
+};

@@ -1,0 +1,93 @@
+// The synchroniser's record, and what its files share.
+//
+//   synchro_listing.cpp    a line of a listing to values (pure)
+//   synchro_decide.cpp     flags, presence and changes to a state, a mark, an action (pure)
+//   synchro_entries.cpp    the entries of a directory in memory
+//   synchro_lines.cpp      lines out of a file
+//   synchro_table.cpp      index and tables, synchro_journal.cpp what was done since a table was saved
+//   synchro_frame.cpp      one directory of a walk: its table opened, updated by listings, saved
+//   synchro_side.cpp       a side: opened, listed, closed
+//   synchro_copy.cpp       one file from a side to a side, synchro_temporary.cpp the names it is written
+//   under synchro_run.cpp        the walk synchro.cpp            the object: made, started, asked, deleted
+#pragma once
+
+#include <atomic>
+
+#include "qz/semaphore.h"
+#include "qz/stack.h"
+#include "qz/synchro.h"
+#include "qz/thread.h"
+#include "synchro/synchro_copy_internal.h"
+#include "synchro/synchro_decide_internal.h"
+#include "synchro/synchro_side_internal.h"
+#include "synchro/synchro_table_internal.h"
+
+// A directory that is being walked. An element of the stack of frames.
+struct SynchroFrame {
+  bool isOpened = false;            // its table was read
+  bool isBad = false;               // ... and is damaged
+  bool isProcessed = false;         // both sides were listed, and the table is up to date
+  bool isChanged = false;           // the table differs from its file
+  bool isShown[kSynchroEnds] = {};  // the parent's listing has the directory
+  uint32_t cursor = 0;              // of the next entry to act on
+  char directory[kFileNameSize];    // relative to the roots; empty for them
+  char tablePath[kFileNameSize];    // empty: it has none yet
+  File* journal = nullptr;          // owned; null: nothing was done yet
+  SynchroEntries entries;
+};
+
+struct Synchro {
+  const char* name;
+  SynchroIndex index;
+  uint32_t flags;
+  SynchroMasks masks;
+  Semaphore* lock;  // guards changes of the state
+  Thread* thread;   // null: none was started
+  Stack* frames;    // of SynchroFrame
+  uint32_t depth;   // their number
+  SynchroConnection sides[kSynchroEnds];
+  SynchroTemporary temporary;
+  Word statusValue;
+  SynchroStatusMethod statusMethod;
+  ErrorCode failure;  // a table that could not be saved: the run ends with it
+  std::atomic<int32_t> state{SynchroState_Created};
+  std::atomic<uint32_t> counters[SynchroCounter_Count]{};
+  SockInterrupt interrupt;             // set with the request to stop
+  std::atomic<bool> isRunning{false};  // from Synchro_Go to the last use of the record by the run
+  std::atomic<uint32_t> runThread{0};  // the run's thread; 0: none
+};
+
+// ---- synchro.cpp -------------------------------------------------------------------------------
+
+// Sends a status line.
+void iSynchro_Report(Synchro* synchro, const char* format, ...) QZ_PRINTF(2, 3);
+
+// False, and no change, once a stop was requested. error: for SynchroState_Failed.
+bool iSynchro_SetState(Synchro* synchro, int32_t state, ErrorCode error);
+
+inline bool iSynchro_IsStopped(const Synchro* synchro) {
+  return synchro->state.load() == SynchroState_StopRequested;
+}
+
+// ---- synchro_frame.cpp -------------------------------------------------------------------------
+
+// Reads the table of the directory, and what was done since it was saved. A damaged one is told by isBad.
+ErrorCode iSynchro_OpenFrame(Synchro* synchro, SynchroFrame* frame);
+
+// Brings the table up to date. lists: the files of both listings, null for an empty one.
+ErrorCode iSynchro_UpdateFrame(Synchro* synchro, SynchroFrame* frame,
+                               const char* const (&lists)[kSynchroEnds]);
+
+// Writes the table when it has changed. A failure is told, and ends the run.
+void iSynchro_SaveFrame(Synchro* synchro, SynchroFrame* frame);
+
+// Notes that an action on an entry was done.
+void iSynchro_NoteDone(SynchroFrame* frame, const SynchroEntry& entry);
+
+// Saves and frees what the frame holds.
+void iSynchro_CloseFrame(Synchro* synchro, SynchroFrame* frame);
+
+// ---- synchro_run.cpp ---------------------------------------------------------------------------
+
+// The whole run; sets the state at its end.
+ErrorCode iSynchro_Run(Synchro* synchro);

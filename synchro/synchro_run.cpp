@@ -1,0 +1,273 @@
+// The walk: directories on a stack, the children of an entry before the entries behind it.
+//
+//   push the root
+//   until the stack is empty:
+//     open both sides                     those that are not
+//     prepare the top: list both sides, update its table
+//     act on its entries up to a directory, which is pushed, or to the last one: then it is popped
+#include <cstring>
+#include <new>
+
+#include "os/core/owned.h"
+#include "qz/error.h"
+#include "qz/os.h"
+#include "synchro/synchro_internal.h"
+
+namespace {
+
+constexpr uint32_t kDeepest = 128;
+constexpr float kMemoryRetrySeconds = 0.05f;
+
+constexpr const char* kListingNames[kSynchroEnds] = {"source", "destination"};
+// The flag that lets a side's folders be made.
+constexpr uint32_t kCreationFlags[kSynchroEnds] = {SynchroFlag_ToSource, SynchroFlag_ToDestination};
+constexpr SynchroCounter kCopied[kSynchroEnds] = {SynchroCounter_CopiedToSource,
+                                                  SynchroCounter_CopiedToDestination};
+constexpr SynchroCounter kDeleted[kSynchroEnds] = {SynchroCounter_DeletedAtSource,
+                                                   SynchroCounter_DeletedAtDestination};
+
+SynchroFrame* TopOf(Synchro* synchro) {
+  return static_cast<SynchroFrame*>(synchro->frames->top);
+}
+
+// ---- the stack of frames -----------------------------------------------------------------------
+
+// Waits for memory as long as nobody asks to stop; null then.
+void* PushSlot(Synchro* synchro) {
+  void* slot = Stack_Push(synchro->frames);
+  if (slot != nullptr) return slot;
+  iSynchro_SetState(synchro, SynchroState_Failed, Error_Memory);
+  while (slot == nullptr && !iSynchro_IsStopped(synchro)) {
+    OS_Delay(kMemoryRetrySeconds);
+    slot = Stack_Push(synchro->frames);
+  }
+  iSynchro_SetState(synchro, SynchroState_Running, Error_None);
+  return slot;
+}
+
+SynchroFrame* PushFrame(Synchro* synchro, const char* directory) {
+  void* const slot = PushSlot(synchro);
+  if (slot == nullptr) return nullptr;
+  auto* const frame = new (slot) SynchroFrame;
+  iFile_CopyName(directory, frame->directory);
+  frame->tablePath[0] = '\0';
+  ++synchro->depth;
+  iSynchro_Report(synchro, "Pushed \"%s\"", directory);
+  return frame;
+}
+
+void PopFrame(Synchro* synchro) {
+  iSynchro_CloseFrame(synchro, TopOf(synchro));
+  Stack_Pop(synchro->frames);
+  --synchro->depth;
+}
+
+// False when the directory is left out: its path is too long or too deep, as where links lead in a circle.
+bool EnterDirectory(Synchro* synchro, const SynchroFrame& parent, const SynchroEntry& entry) {
+  char directory[kFileNameSize];
+  if (synchro->depth >= kDeepest || File_CatDir(parent.directory, entry.name, directory) < 0) {
+    Error("Synchro: \"%s\" of \"%s\" is too deep", entry.name, parent.directory);
+    return false;
+  }
+  SynchroFrame* const frame = PushFrame(synchro, directory);
+  if (frame == nullptr) return true;
+  for (const SynchroEnd end : {SynchroEnd_Source, SynchroEnd_Destination})
+    frame->isShown[end] = entry.IsAt(end);
+  return true;
+}
+
+// ---- listing both sides ------------------------------------------------------------------------
+
+// A file of the cache directory for a listing, removed at the end.
+class ListFile {
+ public:
+  ListFile() = default;
+  ~ListFile() {
+    if (path_[0] != '\0' && File_Exists(path_, nullptr) != 0) File_Unlink(path_);
+  }
+  ListFile(const ListFile&) = delete;
+  ListFile& operator=(const ListFile&) = delete;
+
+  ErrorCode Choose() {
+    Owned<File, File_Close> file;
+    const ErrorCode status =
+        iFile_OpenTemporary(SysDir_Cache, "synclist", "", FileMode_Write, true, path_, file.out());
+    if (status == Error_None) File_SetTemporary(file.get(), 0);
+    if (status != Error_None) path_[0] = '\0';
+    return status;
+  }
+  const char* Path() const { return path_; }
+
+ private:
+  char path_[kFileNameSize] = "";
+};
+
+// The root is there when the table knows anything there.
+bool IsShown(const SynchroFrame& frame, SynchroEnd end) {
+  if (frame.directory[0] != '\0') return frame.isShown[end];
+  for (uint32_t i = 0; i < frame.entries.Count(); ++i) {
+    if (frame.entries.At(i).IsAt(end)) return true;
+  }
+  return false;
+}
+
+// *list: the listing, or null when there is nothing to list.
+ErrorCode ListSide(Synchro* synchro, const SynchroFrame& frame, SynchroEnd end, ListFile* file,
+                   const char** list) {
+  SynchroConnection* const side = &synchro->sides[end];
+  const bool mayCreate = (synchro->flags & kCreationFlags[end]) != 0;
+  char shown[kFileNameSize];
+  bool isEmpty = false;
+  iSynchro_ShowFolder(*side, frame.directory, shown);
+  iSynchro_Report(synchro, "Retrieving %s listing %s...", kListingNames[end], shown);
+  ErrorCode status = file->Choose();
+  if (status == Error_None)
+    status =
+        iSynchro_ListFolder(side, frame.directory, mayCreate, IsShown(frame, end), file->Path(), &isEmpty);
+  *list = isEmpty ? nullptr : file->Path();
+  if (status == Error_None) return Error_None;
+  if (iSynchro_IsConnectionLost(status)) iSynchro_CloseSide(side);
+  iSynchro_Report(synchro, "* Retrieval failed: %s", Error_ToString(status));
+  return status;
+}
+
+// ---- preparing a frame -------------------------------------------------------------------------
+
+ErrorCode UpdateTable(Synchro* synchro, SynchroFrame* frame, const char* const (&lists)[kSynchroEnds]) {
+  iSynchro_Report(synchro, "Updating tables...");
+  const ErrorCode status = iSynchro_UpdateFrame(synchro, frame, lists);
+  if (status != Error_None) {
+    iSynchro_Report(synchro, "* Update failed: %s", Error_ToString(status));
+    return status;
+  }
+  // Now, so that what is done from here on can be noted beside it.
+  iSynchro_SaveFrame(synchro, frame);
+  return synchro->failure;
+}
+
+ErrorCode PrepareFrame(Synchro* synchro, SynchroFrame* frame) {
+  if (frame->isProcessed) return Error_None;
+  ErrorCode status = iSynchro_OpenFrame(synchro, frame);
+  if (status != Error_None) return status;
+  iSynchro_Report(synchro, "Synchronizing...");
+  ListFile files[kSynchroEnds];
+  const char* lists[kSynchroEnds] = {};
+  for (const SynchroEnd end : {SynchroEnd_Source, SynchroEnd_Destination}) {
+    if (iSynchro_IsStopped(synchro)) return Error_None;
+    status = ListSide(synchro, *frame, end, &files[end], &lists[end]);
+    if (status != Error_None) return status;
+  }
+  if (iSynchro_IsStopped(synchro)) return Error_None;
+  status = UpdateTable(synchro, frame, lists);
+  frame->cursor = 0;
+  frame->isProcessed = status == Error_None;
+  return status;
+}
+
+// ---- acting on entries -------------------------------------------------------------------------
+
+ErrorCode CopyEntry(Synchro* synchro, const SynchroFrame& frame, SynchroEnd from, const SynchroEntry& entry,
+                    SynchroSide* made) {
+  SynchroConnection* const source = &synchro->sides[from];
+  SynchroConnection* const target = &synchro->sides[iSynchro_Other(from)];
+  char sourcePath[kFileNameSize];
+  char targetPath[kFileNameSize];
+  ErrorCode status = iSynchro_EntryPath(*source, frame.directory, entry.name, sourcePath);
+  if (status == Error_None) status = iSynchro_EntryPath(*target, frame.directory, entry.name, targetPath);
+  if (status != Error_None) return status;
+  return iSynchro_CopyFile({source, target, sourcePath, targetPath, &synchro->temporary}, made);
+}
+
+ErrorCode DeleteEntry(Synchro* synchro, const SynchroFrame& frame, SynchroEnd at, const SynchroEntry& entry) {
+  char path[kFileNameSize];
+  const ErrorCode status = iSynchro_EntryPath(synchro->sides[at], frame.directory, entry.name, path);
+  return status == Error_None ? iSynchro_DeleteFile(&synchro->sides[at], path) : status;
+}
+
+// Copies or deletes, and remembers it.
+ErrorCode Perform(Synchro* synchro, SynchroFrame* frame, const SynchroAction& action, SynchroEntry* entry) {
+  const SynchroEnd at = iSynchro_Other(action.from);
+  const bool copies = action.step == SynchroStep::Copy;
+  SynchroSide made = {};
+  const ErrorCode status = copies ? CopyEntry(synchro, *frame, action.from, *entry, &made)
+                                  : DeleteEntry(synchro, *frame, at, *entry);
+  if (status == Error_Exceed) Error("Synchro: \"%s\" of \"%s\" does not fit", entry->name, frame->directory);
+  if (status != Error_None) return status;
+  iSynchro_TakeDone(copies ? &made : nullptr, at, entry);
+  iSynchro_NoteDone(frame, *entry);
+  ++synchro->counters[copies ? kCopied[at] : kDeleted[at]];
+  return Error_None;
+}
+
+ErrorCode ActOnFile(Synchro* synchro, SynchroFrame* frame, const SynchroAction& action, SynchroEntry* entry) {
+  if (entry->Has(SynchroEntryFlag_Unclear)) return Error_Invalid;
+  return action.step == SynchroStep::Leave ? Error_None : Perform(synchro, frame, action, entry);
+}
+
+void ReportFile(Synchro* synchro, const SynchroFrame& frame, const SynchroAction& action,
+                const SynchroEntry& entry, ErrorCode status) {
+  iSynchro_Report(synchro, "%s %c %s: %s %s%s %s -> %s", synchro->sides[SynchroEnd_Source].url.protocol,
+                  action.mark, synchro->sides[SynchroEnd_Destination].url.protocol, frame.directory,
+                  entry.name, "", action.step == SynchroStep::Delete ? "DELETE" : "", Error_ToString(status));
+}
+
+// Up to the next directory, or to the end.
+void ActOnEntries(Synchro* synchro, SynchroFrame* frame) {
+  while (!iSynchro_IsStopped(synchro)) {
+    if (frame->cursor == frame->entries.Count()) {
+      iSynchro_Report(synchro, "Exiting \"%s\"", frame->directory);
+      PopFrame(synchro);
+      return;
+    }
+    SynchroEntry* const entry = &frame->entries.At(frame->cursor++);
+    const SynchroAction action = iSynchro_Decide(synchro->flags, *entry);
+    if (action.step == SynchroStep::Pass) continue;
+    if (action.step == SynchroStep::Enter) {
+      if (EnterDirectory(synchro, *frame, *entry)) return;
+      continue;
+    }
+    ReportFile(synchro, *frame, action, *entry, ActOnFile(synchro, frame, action, entry));
+  }
+}
+
+// ---- the walk ----------------------------------------------------------------------------------
+
+ErrorCode OpenSides(Synchro* synchro) {
+  const ErrorCode status = iSynchro_OpenSide(&synchro->sides[SynchroEnd_Source]);
+  return status == Error_None ? iSynchro_OpenSide(&synchro->sides[SynchroEnd_Destination]) : status;
+}
+
+ErrorCode Walk(Synchro* synchro) {
+  PushFrame(synchro, "");
+  while (!iSynchro_IsStopped(synchro) && synchro->frames->top != nullptr && synchro->failure == Error_None) {
+    const ErrorCode status = OpenSides(synchro);
+    if (status != Error_None) return status;
+    SynchroFrame* const frame = TopOf(synchro);
+    if (PrepareFrame(synchro, frame) == Error_None) {
+      ActOnEntries(synchro, frame);
+    } else {
+      PopFrame(synchro);
+    }
+  }
+  return synchro->failure;
+}
+
+void CleanUp(Synchro* synchro) {
+  while (synchro->frames->top != nullptr) PopFrame(synchro);
+  for (SynchroConnection& side : synchro->sides) iSynchro_CloseSide(&side);
+  iSynchro_EndTemporaries(&synchro->temporary);
+}
+
+}  // namespace
+
+ErrorCode iSynchro_Run(Synchro* synchro) {
+  synchro->failure = Error_None;
+  for (std::atomic<uint32_t>& counter : synchro->counters) counter = 0;
+  iSynchro_BeginTemporaries(synchro->name, &synchro->temporary);
+  ErrorCode status = Walk(synchro);
+  CleanUp(synchro);
+  if (status == Error_None) status = synchro->failure;
+  if (status == Error_None) status = static_cast<ErrorCode>(synchro->counters[SynchroCounter_Error].load());
+  iSynchro_SetState(synchro, status == Error_None ? SynchroState_Finished : SynchroState_Failed, status);
+  return status;
+}

@@ -1,0 +1,240 @@
+// Opening, listing and closing a side.
+#include <cstdio>
+#include <cstring>
+
+#include "net/ftpc_internal.h"
+#include "net/httpc_internal.h"
+#include "os/platform/error.h"
+#include "os/platform/filesystem.h"
+#include "qz/directory.h"
+#include "qz/error.h"
+#include "synchro/synchro_side_internal.h"
+
+namespace {
+
+constexpr char kAnonymousUser[] = "ftp";
+constexpr char kSameFolder[] = ".";
+
+int32_t ProtocolOf(const SynchroConnection& side) {
+  return URL_GetProtocolType(side.url.protocol);
+}
+
+// ---- opening -----------------------------------------------------------------------------------
+
+// A URL without a path means the folder that the login leads to. It is listed before any other is entered;
+// later paths begin with its name, for the current folder is another one by then.
+ErrorCode FindLoginFolder(SynchroConnection* side, Reply* reply) {
+  if (side->url.path != nullptr) return Error_None;
+  return FTPc_CurrentDirectory(side->ftp, side->loginFolder, reply);
+}
+
+ErrorCode LogIn(SynchroConnection* side) {
+  Reply reply;
+  const char* const user = side->url.user != nullptr ? side->url.user : kAnonymousUser;
+  const char* const password =
+      side->url.password != nullptr ? side->url.password : kSynchro_AnonymousPassword;
+  ErrorCode status = FTPc_Login(side->ftp, user, password, &reply);
+  // Without it servers convert line ends on the way, and sizes say nothing.
+  if (status == Error_None) status = FTPc_FileType(side->ftp, 'I', 'N', &reply);
+  return status == Error_None ? FindLoginFolder(side, &reply) : status;
+}
+
+ErrorCode OpenFTP(SynchroConnection* side) {
+  Reply reply;
+  ErrorCode status = iFTPc_Open(side->url.host, static_cast<uint32_t>(side->url.port), FTPcFlag_Passive,
+                                side->interrupt, &side->ftp, &reply);
+  if (status != Error_None) return status;
+  status = LogIn(side);
+  if (status == Error_None) return Error_None;
+  iFTPc_CloseSoon(side->ftp);
+  side->ftp = nullptr;
+  return status;
+}
+
+ErrorCode OpenHTTP(SynchroConnection* side) {
+  side->isHTTPUsed = false;
+  return iHTTPc_Open(side->url.host, static_cast<uint32_t>(side->url.port), side->interrupt, &side->http);
+}
+
+ErrorCode Open(SynchroConnection* side) {
+  switch (ProtocolOf(*side)) {
+    case URLProtocol_HTTP:
+      return OpenHTTP(side);
+    case URLProtocol_FTP:
+      return OpenFTP(side);
+    case URLProtocol_File:
+      return Error_None;
+    default:
+      return Error_Invalid;
+  }
+}
+
+// ---- paths -------------------------------------------------------------------------------------
+
+ErrorCode Join(const char* directory, const char* name, char* path) {
+  const int32_t length = File_CatDir(directory, name, path);
+  return length >= 0 ? Error_None : length;
+}
+
+const char* RootOf(const SynchroConnection& side) {
+  if (side.url.path != nullptr) return side.url.path;
+  if (ProtocolOf(side) == URLProtocol_HTTP) return "/";
+  return side.loginFolder;
+}
+
+// ---- listing -----------------------------------------------------------------------------------
+
+// A folder that cannot be listed counts as empty only when nothing shows that it is there: an empty listing
+// says that all that was in it has gone.
+ErrorCode TakeUnlisted(bool isShown, bool* isEmpty) {
+  *isEmpty = !isShown;
+  return isShown ? Error_NoAccess : Error_None;
+}
+
+ErrorCode MakeAndEnter(FTPc* ftp, const char* path, Reply* reply) {
+  const ErrorCode status = iFTPc_MakeDirectory(ftp, path, reply);
+  return status == Error_None ? FTPc_ChangeDirectory(ftp, path, reply) : status;
+}
+
+// The root of a URL without a path is the current folder after the login.
+bool IsLoginFolder(const SynchroConnection& side, const char* directory) {
+  return side.url.path == nullptr && directory[0] == '\0';
+}
+
+ErrorCode EnterFolder(SynchroConnection* side, const char* directory, bool mayCreate, bool* isMade,
+                      bool* isRefused) {
+  *isMade = *isRefused = false;
+  if (IsLoginFolder(*side, directory)) return Error_None;
+  char path[kFileNameSize];
+  Reply reply;
+  ErrorCode status = iSynchro_FolderPath(*side, directory, path);
+  if (status == Error_None) status = FTPc_ChangeDirectory(side->ftp, path, &reply);
+  if (status != Error_NoAccess) return status;
+  *isMade = mayCreate;
+  *isRefused = !mayCreate;
+  return mayCreate ? MakeAndEnter(side->ftp, path, &reply) : Error_None;
+}
+
+ErrorCode ListFTP(SynchroConnection* side, const char* directory, bool mayCreate, bool isShown,
+                  const char* listFile, bool* isEmpty) {
+  bool isMade;
+  bool isRefused;
+  ErrorCode status = EnterFolder(side, directory, mayCreate, &isMade, &isRefused);
+  if (status != Error_None) return status;
+  if (isRefused) return TakeUnlisted(isShown, isEmpty);
+  Reply reply;
+  status = FTPc_GetDirectoryList(side->ftp, nullptr, FTPcList_Long, listFile, &reply);
+  // Code 550, which some servers also give for an empty folder: a new one is.
+  const bool isUnlisted = status == Error_NoAccess || status == Error_NotFound;
+  return isUnlisted ? TakeUnlisted(isShown && !isMade, isEmpty) : status;
+}
+
+bool IsMissing(uint32_t systemError) {
+  return systemError == platform::SystemError_None || iFile_IsNotFound(systemError);
+}
+
+enum class Searched { Possible, Missing, Refused };
+
+// Directory_GetList does not tell an empty folder from one that may not be read.
+Searched CanBeSearched(const char* path) {
+  char systemName[kFileNameSize];
+  if (iFile_ToSystemName(path, systemName) != Error_None) return Searched::Refused;
+  platform::DirectorySearch* const search = platform::BeginSearch(systemName);
+  if (search == nullptr)
+    return IsMissing(platform::LastSystemError()) ? Searched::Missing : Searched::Refused;
+  platform::EndSearch(search);
+  return Searched::Possible;
+}
+
+ErrorCode ListLocal(const char* path, bool mayCreate, bool isShown, const char* listFile, bool* isEmpty) {
+  const ErrorCode status = Directory_Find(path, mayCreate ? 1 : 0, nullptr, nullptr);
+  *isEmpty = status == Error_NotFound;
+  if (status != Error_None) return *isEmpty ? Error_None : status;
+  switch (CanBeSearched(path)) {
+    case Searched::Possible:
+      return Directory_GetList(path, DirectoryListKind_LongLines, listFile);
+    case Searched::Missing:
+      *isEmpty = true;
+      return Error_None;
+    default:
+      return TakeUnlisted(isShown, isEmpty);
+  }
+}
+
+ErrorCode DeleteLocal(const char* path) {
+  FileState state;
+  const ErrorCode status = File_GetState(path, &state);
+  if (status != Error_None) return status;
+  // An empty directory would be removed too.
+  return state.isDirectory != 0 ? Error_Invalid : File_Unlink(path);
+}
+
+}  // namespace
+
+ErrorCode iSynchro_OpenSide(SynchroConnection* side) {
+  if (side->isOpen) return Error_None;
+  const ErrorCode status = Open(side);
+  side->isOpen = status == Error_None;
+  return status;
+}
+
+void iSynchro_CloseSide(SynchroConnection* side) {
+  if (side->http != nullptr) HTTPc_Close(side->http);
+  if (side->ftp != nullptr) iFTPc_CloseSoon(side->ftp);
+  side->http = nullptr;
+  side->ftp = nullptr;
+  side->isOpen = false;
+}
+
+ErrorCode iSynchro_FolderPath(const SynchroConnection& side, const char* directory, char* path) {
+  path[0] = '\0';
+  if (side.url.path == nullptr && ProtocolOf(side) == URLProtocol_File) return Error_Invalid;
+  if (strcmp(directory, kSameFolder) == 0) return iFile_CopyName(RootOf(side), path);
+  return Join(RootOf(side), directory, path);
+}
+
+ErrorCode iSynchro_EntryPath(const SynchroConnection& side, const char* directory, const char* name,
+                             char* path) {
+  const ErrorCode status = iSynchro_FolderPath(side, directory, path);
+  return status == Error_None ? Join(path, name, path) : status;
+}
+
+void iSynchro_ShowFolder(const SynchroConnection& side, const char* directory, char (&text)[kFileNameSize]) {
+  URLData shown = side.url;
+  shown.password = nullptr;
+  char url[kFileNameSize];
+  URL_FromData(&shown, url);
+  // A text that is too long is shown up to its end's place.
+  if (Join(url, directory, text) != Error_None) snprintf(text, sizeof text, "%s", url);
+}
+
+ErrorCode iSynchro_ListFolder(SynchroConnection* side, const char* directory, bool mayCreate, bool isShown,
+                              const char* listFile, bool* isEmpty) {
+  *isEmpty = false;
+  switch (ProtocolOf(*side)) {
+    case URLProtocol_HTTP:
+      return Error_NotInited;
+    case URLProtocol_FTP:
+      return ListFTP(side, directory, mayCreate, isShown, listFile, isEmpty);
+    case URLProtocol_File: {
+      char path[kFileNameSize];
+      const ErrorCode status = iSynchro_FolderPath(*side, directory, path);
+      return status == Error_None ? ListLocal(path, mayCreate, isShown, listFile, isEmpty) : status;
+    }
+    default:
+      return Error_Invalid;
+  }
+}
+
+ErrorCode iSynchro_DeleteFile(SynchroConnection* side, const char* path) {
+  if (!side->isOpen) return Error_NotInited;
+  Reply reply;
+  switch (ProtocolOf(*side)) {
+    case URLProtocol_FTP:
+      return FTPc_DeleteFile(side->ftp, path, &reply);
+    case URLProtocol_File:
+      return DeleteLocal(path);
+    default:
+      return Error_Fail;
+  }
+}

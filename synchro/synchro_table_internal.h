@@ -1,0 +1,93 @@
+// What a synchroniser remembers, in the cache directory:
+//
+//   NAME.sync             the index:   directory:table             "/" for the root
+//   syncentryNUMBER       a table:     name:state:present:directory:size:time:present:directory:size:time
+//   syncentryNUMBER.done  its journal: lines of the same form, one for each action since the table was saved
+#pragma once
+
+#include "os/file/file_internal.h"
+#include "qz/config.h"
+#include "synchro/synchro_entries_internal.h"
+
+// ---- syntaxes ----------------------------------------------------------------------------------
+
+struct SynchroSyntaxes {
+  ConfigSpec* listing;
+  ConfigSpec* table;
+  ConfigSpec* index;
+};
+
+// The syntaxes are made for the first synchroniser and deleted with the last one: each holds them from its
+// making on. Error_None or Error_Memory.
+ErrorCode iSynchro_HoldSyntaxes();
+void iSynchro_ReleaseSyntaxes();
+// While they are held.
+const SynchroSyntaxes& iSynchro_Syntaxes();
+
+// A document of one of them. The synchronisers' threads share the syntaxes, and so the count of references.
+class SynchroDocument {
+ public:
+  SynchroDocument() = default;
+  ~SynchroDocument() { Close(); }
+  SynchroDocument(const SynchroDocument&) = delete;
+  SynchroDocument& operator=(const SynchroDocument&) = delete;
+
+  // Error_None or Error_Memory.
+  ErrorCode Open(ConfigSpec* syntax);
+  void Close();
+  Config* get() const { return document_; }
+
+ private:
+  Config* document_ = nullptr;
+};
+
+// ---- the index ---------------------------------------------------------------------------------
+
+struct SynchroIndex {
+  SynchroDocument document;
+  char path[kFileNameSize];
+};
+
+// Reads the index of a synchroniser; a missing file is an empty index.
+ErrorCode iSynchro_OpenIndex(const char* name, SynchroIndex* index);
+
+// The file of a directory's table (path: kFileNameSize bytes; empty after a failure). directory: relative to
+// the roots, empty for them. Error_None; Error_NotFound; Error_Invalid when the index names what can be no
+// table.
+ErrorCode iSynchro_FindTable(const SynchroIndex& index, const char* directory, char* path);
+
+// The same for a directory that has none: chooses a file and writes the index.
+ErrorCode iSynchro_AddTable(SynchroIndex* index, const char* directory, char* path);
+
+// ---- tables ------------------------------------------------------------------------------------
+
+// The ten fields of a line to an entry, whose name stays within the fields. Error_None or Error_Invalid.
+ErrorCode iSynchro_ParseEntry(char* const* fields, SynchroEntry* entry);
+
+// The line of an entry, without a line end; the length. buffer: kSynchroEntryLine bytes.
+inline constexpr size_t kSynchroEntryLine = kFileNameSize + 160;
+int32_t iSynchro_FormatEntry(const SynchroEntry& entry, char* buffer);
+
+// Adds the entries of a table. A missing file is an empty table. *isBad: a line is none of a table's; the
+// entries up to it were added.
+ErrorCode iSynchro_ReadTable(const char* path, SynchroEntries* entries, bool* isBad);
+
+// Writes the entries, those left out that are not to be remembered.
+ErrorCode iSynchro_WriteTable(const char* path, const SynchroEntries& entries);
+
+// Whether an entry is remembered: one that this run has made of an unclear line is not.
+inline bool iSynchro_IsRemembered(const SynchroEntry& entry) {
+  return !entry.Has(SynchroEntryFlag_New) || !entry.Has(SynchroEntryFlag_Unclear);
+}
+
+// ---- journals ----------------------------------------------------------------------------------
+
+// Opens the journal of a table to add to it.
+ErrorCode iSynchro_OpenJournal(const char* tablePath, File** journal);
+// Adds a line, which outlives the program from then on.
+ErrorCode iSynchro_AppendJournal(File* journal, const SynchroEntry& entry);
+// Gives the entries what the journal has of them; *isFound when there is one: the table is then to be saved.
+// A line that was not written to its end is passed over.
+ErrorCode iSynchro_ReplayJournal(const char* tablePath, SynchroEntries* entries, bool* isFound);
+// Removes it: the table has been saved.
+void iSynchro_DropJournal(const char* tablePath);
