@@ -76,6 +76,11 @@ ErrorCode Join(const char* directory, const char* name, char* path) {
   return length >= 0 ? Error_None : length;
 }
 
+// A local path without text would be the current folder.
+bool HasPath(const SynchroConnection& side) {
+  return side.url.path != nullptr && side.url.path[0] != '\0';
+}
+
 const char* RootOf(const SynchroConnection& side) {
   if (side.url.path != nullptr) return side.url.path;
   if (ProtocolOf(side) == URLProtocol_HTTP) return "/";
@@ -188,7 +193,7 @@ void iSynchro_CloseSide(SynchroConnection* side) {
 
 ErrorCode iSynchro_FolderPath(const SynchroConnection& side, const char* directory, char* path) {
   path[0] = '\0';
-  if (side.url.path == nullptr && ProtocolOf(side) == URLProtocol_File) return Error_Invalid;
+  if (!HasPath(side) && ProtocolOf(side) == URLProtocol_File) return Error_Invalid;
   if (strcmp(directory, kSameFolder) == 0) return iFile_CopyName(RootOf(side), path);
   return Join(RootOf(side), directory, path);
 }
