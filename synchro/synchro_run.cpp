@@ -243,6 +243,7 @@ ErrorCode Walk(Synchro* synchro) {
     const ErrorCode status = OpenSides(synchro);
     if (status != Error_None) return status;
     SynchroFrame* const frame = TopOf(synchro);
+    // Kept: a directory that cannot be prepared is left out, and the run goes on and counts as finished.
     if (PrepareFrame(synchro, frame) == Error_None) {
       ActOnEntries(synchro, frame);
     } else {

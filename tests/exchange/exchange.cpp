@@ -18,6 +18,7 @@
 #include "qz/file.h"
 #include "qz/memory.h"
 #include "qz/traverse.h"
+#include "synchro/synchro_table_internal.h"
 #include "transfer/serverlist_internal.h"
 
 namespace {
@@ -477,6 +478,43 @@ void ReadSettings(const char* name, Order) {
   Config_Delete(config);
 }
 
+// ---- tables of a synchroniser ------------------------------------------------------------------------
+
+constexpr SynchroEntry kTableEntries[] = {
+    {nullptr, 2, 0, {{1, 0, 4294967295u, {852454980, 0}}, {0, 0, 7, {4294967295u, 999}}}},
+    {nullptr, 0, 0, {{1, 1, 3, {0, 0}}, {1, 1, 2, {852454980, 0}}}},
+};
+constexpr const char* kTableNames[] = {"d\xC3\xA9j\xC3\xA0.txt", "sub"};
+
+void WriteSynchroTable(const char* name, Order) {
+  SynchroEntries entries;
+  CheckStatus(iSynchro_HoldSyntaxes(), "syntaxes");
+  for (size_t i = 0; i < std::size(kTableEntries); ++i) {
+    SynchroEntry* const entry = entries.Add(kTableNames[i]);
+    Check(entry != nullptr, "entry");
+    if (entry == nullptr) return;
+    entry->state = kTableEntries[i].state;
+    memcpy(entry->sides, kTableEntries[i].sides, sizeof entry->sides);
+  }
+  CheckStatus(iSynchro_WriteTable(name, entries), name);
+  iSynchro_ReleaseSyntaxes();
+}
+
+void ReadSynchroTable(const char* name, Order) {
+  SynchroEntries entries;
+  bool isBad = true;
+  CheckStatus(iSynchro_HoldSyntaxes(), "syntaxes");
+  CheckStatus(iSynchro_ReadTable(name, &entries, &isBad), name);
+  Check(!isBad && entries.Count() == std::size(kTableEntries), "number of entries");
+  for (size_t i = 0; i < std::size(kTableEntries) && i < entries.Count(); ++i) {
+    CheckText(entries.At(static_cast<uint32_t>(i)).name, kTableNames[i], "name");
+    const SynchroEntry& entry = entries.At(static_cast<uint32_t>(i));
+    Check(entry.state == kTableEntries[i].state, "state");
+    Check(memcmp(entry.sides, kTableEntries[i].sides, sizeof entry.sides) == 0, "values of the sides");
+  }
+  iSynchro_ReleaseSyntaxes();
+}
+
 // ---- all of them -----------------------------------------------------------------------------------
 
 struct Format {
@@ -498,6 +536,7 @@ constexpr Format kFormats[] = {
     {"transfer-servers-little", Order::Little, WriteTransferServers, ReadTransferServers},
     {"transfer-servers-network", Order::Network, WriteTransferServers, ReadTransferServers},
     {"settings.conf", Order::Little, WriteSettings, ReadSettings},
+    {"synchro.conf", Order::Little, WriteSynchroTable, ReadSynchroTable},
 };
 
 }  // namespace
