@@ -75,23 +75,27 @@ int32_t RunThread(void* argument) {
   synchro->runThread = Thread_GetCurrentID();
   const ErrorCode status = iSynchro_Run(synchro);
   synchro->runThread = 0;
-  synchro->isRunning = false;
+  synchro->phase = SynchroPhase::None;
   return status;
 }
 
 ErrorCode StartThread(Synchro* synchro) {
   Thread_Delete(synchro->thread);
-  synchro->isRunning = true;
+  synchro->phase = SynchroPhase::Running;
   synchro->thread = Thread_New(RunThread, synchro);
   if (synchro->thread != nullptr) return Error_None;
-  synchro->isRunning = false;
+  synchro->phase = SynchroPhase::None;
   iSynchro_Report(synchro, "Go failed.");
   iSynchro_SetState(synchro, SynchroState_Failed, Error_Memory);
   return Error_Memory;
 }
 
+void AwaitEnd(const Synchro* synchro) {
+  while (synchro->phase != SynchroPhase::None) OS_Delay(kPollSeconds);
+}
+
 bool IsRunsOwnThread(const Synchro* synchro) {
-  return synchro->isRunning && synchro->runThread == Thread_GetCurrentID();
+  return synchro->phase != SynchroPhase::None && synchro->runThread == Thread_GetCurrentID();
 }
 
 }  // namespace
@@ -152,10 +156,11 @@ Synchro* Synchro_SetStatusMethod(Synchro* synchro, Word value, SynchroStatusMeth
 ErrorCode Synchro_Go(Synchro* synchro) {
   if (synchro == nullptr) return Error_Invalid;
   if (iSynchro_IsStopped(synchro)) return Error_Cancel;
-  if (synchro->isRunning) {
+  if (synchro->phase == SynchroPhase::Running || IsRunsOwnThread(synchro)) {
     iSynchro_Report(synchro, "Go: Already running!");
     return Error_None;
   }
+  AwaitEnd(synchro);
   for (std::atomic<uint32_t>& counter : synchro->counters) counter = 0;
   if (!iSynchro_SetState(synchro, SynchroState_Running, Error_None)) return Error_Cancel;
   iSynchro_Report(synchro, "Go!");
@@ -177,7 +182,7 @@ void Synchro_Delete(Synchro* synchro) {
     return;
   }
   Synchro_Stop(synchro);
-  while (synchro->isRunning) OS_Delay(kPollSeconds);
+  AwaitEnd(synchro);
   Thread_Delete(synchro->thread);
   DeleteRecord(synchro);
   iSynchro_ReleaseSyntaxes();

@@ -36,6 +36,13 @@ struct SynchroFrame {
   SynchroEntries entries;
 };
 
+// Where a run is, for those who want to start another one or to free the record.
+enum class SynchroPhase {
+  None,  // the record is nobody's
+  Running,
+  Ending,  // its state is the last one; the record is still used
+};
+
 struct Synchro {
   const char* name;
   SynchroIndex index;
@@ -52,8 +59,8 @@ struct Synchro {
   ErrorCode failure;  // a table that could not be saved: the run ends with it
   std::atomic<int32_t> state{SynchroState_Created};
   std::atomic<uint32_t> counters[SynchroCounter_Count]{};
-  SockInterrupt interrupt;             // set with the request to stop
-  std::atomic<bool> isRunning{false};  // from Synchro_Go to the last use of the record by the run
+  SockInterrupt interrupt;  // set with the request to stop
+  std::atomic<SynchroPhase> phase{SynchroPhase::None};
   std::atomic<uint32_t> runThread{0};  // the run's thread; 0: none
 };
 

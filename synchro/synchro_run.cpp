@@ -148,7 +148,10 @@ ErrorCode UpdateTable(Synchro* synchro, SynchroFrame* frame, const char* const (
 ErrorCode PrepareFrame(Synchro* synchro, SynchroFrame* frame) {
   if (frame->isProcessed) return Error_None;
   ErrorCode status = iSynchro_OpenFrame(synchro, frame);
-  if (status != Error_None) return status;
+  if (status != Error_None) {
+    Error("Synchro: the table of \"%s\" cannot be read: %s", frame->directory, Error_ToString(status));
+    return status;
+  }
   iSynchro_Report(synchro, "Synchronizing...");
   ListFile files[kSynchroEnds];
   const char* lists[kSynchroEnds] = {};
@@ -269,6 +272,7 @@ ErrorCode iSynchro_Run(Synchro* synchro) {
   CleanUp(synchro);
   if (status == Error_None) status = synchro->failure;
   if (status == Error_None) status = static_cast<ErrorCode>(synchro->counters[SynchroCounter_Error].load());
+  synchro->phase = SynchroPhase::Ending;
   iSynchro_SetState(synchro, status == Error_None ? SynchroState_Finished : SynchroState_Failed, status);
   return status;
 }

@@ -3,6 +3,7 @@
 #include <string>
 
 #include "synchro/synchro_table_internal.h"
+#include "tests/support/error_capture.h"
 #include "tests/synchro/synchro_fixture.h"
 #include "tests/synchro/synchro_ftp_fixture.h"
 
@@ -196,8 +197,10 @@ TEST_F(SynchroTableTest, FollowsNoIndexOutOfTheCacheDirectory) {
   for (const std::string& name : names) {
     const std::string index = "/:" + name + "\n";
     synchro::WriteAll(CachePath("t.sync"), index);
+    const ErrorCapture capture;
     const Outcome outcome = RunLocal(9);
     EXPECT_EQ(outcome.lines, (Lines{"Go!", "Pushed \"\""})) << name;
+    EXPECT_EQ(capture.Lines(), Lines{"#### Error: Synchro: the table of \"\" cannot be read: Invalid\n"});
     EXPECT_EQ(outcome.state, SynchroState_Finished);
     EXPECT_EQ(synchro::ReadAll(CachePath("t.sync")), index);
     EXPECT_EQ(CacheNames(), Lines{"t.sync"});
