@@ -133,12 +133,18 @@ class Test : public testing::Test {
     return outcome;
   }
 
+  Lines AllLines() {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return lines_;
+  }
+
   // A whole life. Deleting waits until the run is over and its tables are saved.
   Outcome Run(uint32_t flags, const std::string& source, const std::string& destination) {
     Synchro* const synchro = New(flags, source, destination);
     if (synchro == nullptr) return {};
-    const Outcome outcome = Go(synchro);
+    Outcome outcome = Go(synchro);
     Synchro_Delete(synchro);
+    outcome.lines = AllLines();
     return outcome;
   }
   Outcome RunLocal(uint32_t flags) { return Run(flags, FileURL("src"), FileURL("dst")); }

@@ -253,7 +253,7 @@ TEST_F(SynchroLifeTest, StopsBetweenFiles_AndRemembersWhatWasDone) {
   onLine_ = nullptr;
   EXPECT_EQ(outcome.state, SynchroState_StopRequested);
   EXPECT_EQ(root_.List("dst/sub").size(), 1u);
-  for (const std::string& line : outcome.lines) EXPECT_FALSE(line.starts_with("Exiting")) << line;
+  for (const std::string& line : AllLines()) EXPECT_FALSE(line.starts_with("Exiting")) << line;
   const Outcome rest = RunLocal(SynchroFlag_Recurse | 1);
   EXPECT_EQ(rest.counters, "0 0 0 1 0");
   EXPECT_EQ(Tree("dst"), "sub/ sub/a=a sub/b=b");
