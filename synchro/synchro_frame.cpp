@@ -96,9 +96,10 @@ ErrorCode TakeUnclear(Update* update, const SynchroListed& listed) {
 
 bool IsLeftover(const Update& update, const char* name) {
   const SynchroTemporary& temporary = update.synchro->temporary;
-  if (temporary.leftovers == nullptr) return false;
-  char path[kFileNameSize];
   const SynchroConnection& side = update.synchro->sides[update.end];
+  const bool isLocal = URL_GetProtocolType(side.url.protocol) == URLProtocol_File;
+  if (!isLocal || temporary.leftovers == nullptr) return false;
+  char path[kFileNameSize];
   return iSynchro_EntryPath(side, update.frame->directory, name, path) == Error_None &&
          iSynchro_IsLeftover(temporary, path);
 }
