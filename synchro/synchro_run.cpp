@@ -65,7 +65,7 @@ void PopFrame(Synchro* synchro) {
 // False when the directory is left out: its path is too long or too deep, as where links lead in a circle.
 bool EnterDirectory(Synchro* synchro, const SynchroFrame& parent, const SynchroEntry& entry) {
   char directory[kFileNameSize];
-  if (synchro->depth >= kDeepest || File_CatDir(parent.directory, entry.name, directory) < 0) {
+  if (synchro->depth >= kDeepest || iFile_Join(parent.directory, entry.name, directory) != Error_None) {
     Error("Synchro: \"%s\" of \"%s\" is too deep", entry.name, parent.directory);
     return false;
   }

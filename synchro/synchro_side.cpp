@@ -72,8 +72,10 @@ ErrorCode Open(SynchroConnection* side) {
 // ---- paths -------------------------------------------------------------------------------------
 
 ErrorCode Join(const char* directory, const char* name, char* path) {
-  const int32_t length = File_CatDir(directory, name, path);
-  return length >= 0 ? Error_None : length;
+  char joined[kFileNameSize];
+  const ErrorCode status = iFile_Join(directory, name, joined);
+  iFile_CopyName(joined, path);
+  return status;
 }
 
 // A local path without text would be the current folder.

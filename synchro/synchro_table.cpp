@@ -100,11 +100,11 @@ bool IsTableName(std::string_view name) {
 }
 
 ErrorCode CachePath(const char* name, char* path) {
-  char directory[kFileNameSize];
+  char joined[kFileNameSize];
   path[0] = '\0';
-  const ErrorCode status = File_GetSysDir(SysDir_Cache, directory);
-  if (status != Error_None) return status;
-  return File_CatDir(directory, name, path) >= 0 ? Error_None : Error_Exceed;
+  ErrorCode status = File_GetSysDir(SysDir_Cache, joined);
+  if (status == Error_None) status = iFile_Join(joined, name, joined);
+  return status == Error_None ? iFile_CopyName(joined, path) : status;
 }
 
 // A file of a name that nobody else takes meanwhile.

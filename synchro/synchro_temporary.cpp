@@ -91,7 +91,7 @@ void iSynchro_BeginTemporaries(const char* synchroName, SynchroTemporary* tempor
   snprintf(name, sizeof name, "%s%s", synchroName, kEnding);
   temporary->recordPath[0] = '\0';
   if (File_GetSysDir(SysDir_Cache, directory) != Error_None) return;
-  if (File_CatDir(directory, name, temporary->recordPath) < 0) return;
+  if (iFile_Join(directory, name, temporary->recordPath) != Error_None) return;
   Memory_Delete(temporary->leftovers);
   temporary->leftovers = nullptr;
   if (File_Exists(temporary->recordPath, nullptr) == 0) return;

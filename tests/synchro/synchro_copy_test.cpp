@@ -133,6 +133,7 @@ TEST_F(SynchroCopyTest, GetsAFileOverHTTP) {
   EXPECT_EQ(Tree("dst"), "a=no length");
   EXPECT_EQ(Copy(from, to), Error_None);
   EXPECT_EQ(Tree("dst"), "a=mor");
+  iSynchro_CloseSide(from.Get());
   server.Finish();
 }
 
@@ -149,6 +150,7 @@ TEST_F(SynchroCopyTest, KeepsTheOldFile_WhenHTTPFails) {
   EXPECT_EQ(Copy(from, to), Error_NotFound);
   EXPECT_EQ(Copy(from, to), Error_Ended);
   EXPECT_EQ(Tree("dst"), "a=old");
+  iSynchro_CloseSide(from.Get());
   server.Finish();
 }
 
@@ -158,8 +160,13 @@ TEST_F(SynchroCopyTest, StoresWhatItGetsOverHTTP) {
                          GetFile("/pub/a", "HTTP/1.0 404 Not Found\r\n\r\n"),
                          GetFile("/pub/a", "HTTP/1.0 200 OK\r\nContent-Length: 10\r\n\r\nshort")});
   const Script store = synchro::Store("/pub/a", "5", "19970105090300");
-  ScriptedServer target(
-      {Join({Login(), store, store, ftp::Passive(), ftp::Started("STOR /pub/a"), ftp::TakesFile(), Quit()})});
+  ScriptedServer target({Join({Login(),
+                               store,
+                               store,
+                               ftp::Passive(),
+                               ftp::Started("STOR /pub/a"),
+                               {DataClose(), SendLine("426 cut")},
+                               Quit()})});
   Side from(HTTPURL(server));
   Side to(FTPURL(target));
   ASSERT_EQ(from.Open(), Error_None);
@@ -170,10 +177,11 @@ TEST_F(SynchroCopyTest, StoresWhatItGetsOverHTTP) {
   EXPECT_EQ(Copy(from, to), Error_None);
   EXPECT_EQ(Copy(from, to), Error_NotFound);
   EXPECT_EQ(Copy(from, to), Error_Ended);
+  iSynchro_CloseSide(from.Get());
   iSynchro_CloseSide(to.Get());
   server.Finish();
   target.Finish();
-  EXPECT_EQ(target.DataReceived(0), "helloworld!short");
+  EXPECT_EQ(target.DataReceived(0), "helloworld!");
 }
 
 // ---- from FTP ----------------------------------------------------------------------------------

@@ -20,16 +20,21 @@ using synchro::Outcome;
 class SynchroLifeTest : public synchro::Test {
  protected:
   // A server whose listing does not come to an end.
-  static Script Stalls() {
-    return Join(
-        {Login(), ftp::Exchange("CWD /pub/", "250 ok"), ftp::Passive(), ftp::Started("LIST"), {DataStall()}});
+  Script Stalls() {
+    return Join({Login(),
+                 ftp::Exchange("CWD /pub/", "250 ok"),
+                 ftp::Passive(),
+                 ftp::Started("LIST"),
+                 {Do([this](ScriptSession&) { isStalled_ = true; }), DataStall()}});
   }
-  static void WaitForLine(const std::atomic<bool>& isThere) {
+  static void WaitFor(const std::atomic<bool>& isThere) {
     const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
     while (!isThere && std::chrono::steady_clock::now() < end)
       std::this_thread::sleep_for(std::chrono::milliseconds(1));
     EXPECT_TRUE(isThere);
   }
+
+  std::atomic<bool> isStalled_{false};
 };
 
 // ---- making ------------------------------------------------------------------------------------
@@ -140,11 +145,9 @@ TEST_F(SynchroLifeTest, RunsWithoutAStatusMethod) {
 TEST_F(SynchroLifeTest, StartsNoSecondRunBesideTheFirst) {
   ScriptedServer server({Stalls()});
   server.AllowUnfinished();
-  std::atomic<bool> isListing{false};
-  onLine_ = [&](const std::string& line) { isListing = isListing || line.starts_with("Retrieving source"); };
   Synchro* const synchro = New(1, FTPURL(server), FileURL("dst"));
   EXPECT_EQ(Synchro_Go(synchro), Error_None);
-  WaitForLine(isListing);
+  WaitFor(isStalled_);
   EXPECT_EQ(Synchro_Status(synchro, nullptr), SynchroState_Running);
   bool isTold = false;
   onLine_ = [&](const std::string& line) { isTold = isTold || line == "Go: Already running!"; };
@@ -202,11 +205,9 @@ TEST_F(SynchroLifeTest, CannotListAnHTTPServer) {
 TEST_F(SynchroLifeTest, StopsInsideAWait) {
   ScriptedServer server({Stalls()});
   server.AllowUnfinished();
-  std::atomic<bool> isListing{false};
-  onLine_ = [&](const std::string& line) { isListing = isListing || line.starts_with("Retrieving source"); };
   Synchro* const synchro = New(1, FTPURL(server), FileURL("dst"));
   EXPECT_EQ(Synchro_Go(synchro), Error_None);
-  WaitForLine(isListing);
+  WaitFor(isStalled_);
   const auto start = std::chrono::steady_clock::now();
   EXPECT_EQ(Synchro_Stop(synchro), Error_None);
   EXPECT_EQ(Synchro_Status(synchro, nullptr), SynchroState_StopRequested);
@@ -230,7 +231,7 @@ TEST_F(SynchroLifeTest, StopsInsideAFile_AndRemovesWhatWasWritten) {
   server.AllowUnfinished();
   Synchro* const synchro = New(1, FTPURL(server), FileURL("dst"));
   EXPECT_EQ(Synchro_Go(synchro), Error_None);
-  WaitForLine(isSending);
+  WaitFor(isSending);
   const auto start = std::chrono::steady_clock::now();
   Synchro_Stop(synchro);
   Synchro_Delete(synchro);

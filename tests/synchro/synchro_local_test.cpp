@@ -2,8 +2,6 @@
 #include <filesystem>
 #include <string>
 
-#include "tests/support/error_capture.h"
-#include "tests/support/file_system.h"
 #include "tests/synchro/synchro_fixture.h"
 
 namespace {
@@ -257,23 +255,6 @@ TEST_F(SynchroLocalTest, FailsWithoutAPath) {
   const Outcome outcome = Run(1, "file://", FileURL("dst"));
   EXPECT_EQ(outcome.lines[4], "* Retrieval failed: Invalid");
   EXPECT_EQ(outcome.state, SynchroState_Finished) << "a directory that fails is left out";
-}
-
-TEST_F(SynchroLocalTest, LeavesOutDirectoriesThatAreTooDeep) {
-  std::string deep = "src";
-  for (int i = 0; i < 130; ++i) deep += "/d";
-  Put(deep + "/a", "a");
-  Put("src/b", "b");
-  const ErrorCapture capture;
-  const Outcome outcome = RunLocal(kRecurse | 1);
-  EXPECT_EQ(outcome.state, SynchroState_Finished);
-  EXPECT_EQ(outcome.counters, "0 0 0 1 0");
-  EXPECT_EQ(std::count_if(outcome.lines.begin(), outcome.lines.end(),
-                          [](const std::string& line) { return line.starts_with("Pushed"); }),
-            128);
-  std::string parent = "d";
-  for (int i = 1; i < 127; ++i) parent += "/d";
-  EXPECT_EQ(capture.Lines(), Lines{"#### Error: Synchro: \"d\" of \"" + parent + "\" is too deep\n"});
 }
 
 // ---- files under way ---------------------------------------------------------------------------

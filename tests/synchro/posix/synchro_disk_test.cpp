@@ -1,4 +1,5 @@
 // Runs on disks that are full, and folders that may not be read or written.
+#include "tests/support/error_capture.h"
 #include "tests/support/file_system.h"
 #include "tests/synchro/synchro_fixture.h"
 
@@ -65,6 +66,36 @@ TEST_F(SynchroDiskTest, TellsThatATargetMayNotBeWritten) {
   EXPECT_EQ(outcome.counters, "0 0 0 0 0");
   EXPECT_EQ(Tree("dst"), "a=old");
   EXPECT_EQ(RunLocal(1).counters, "0 0 0 1 0");
+}
+
+TEST_F(SynchroDiskTest, LeavesOutDirectoriesThatAreTooDeep) {
+  std::string deep = "src";
+  for (int i = 0; i < 130; ++i) deep += "/d";
+  Put(deep + "/a", "a");
+  Put("src/b", "b");
+  const ErrorCapture capture;
+  const Outcome outcome = RunLocal(SynchroFlag_Recurse | 1);
+  EXPECT_EQ(outcome.state, SynchroState_Finished);
+  EXPECT_EQ(outcome.counters, "0 0 0 1 0");
+  EXPECT_EQ(std::count_if(outcome.lines.begin(), outcome.lines.end(),
+                          [](const std::string& line) { return line.starts_with("Pushed"); }),
+            128);
+  std::string parent = "d";
+  for (int i = 1; i < 127; ++i) parent += "/d";
+  EXPECT_EQ(capture.Lines(), Lines{"#### Error: Synchro: \"d\" of \"" + parent + "\" is too deep\n"});
+}
+
+TEST_F(SynchroDiskTest, LeavesOutPathsThatAreTooLong) {
+  const std::string part(200, 'p');
+  const std::string five = part + "/" + part + "/" + part + "/" + part + "/" + part;
+  Put("src/" + five.substr(0, 4 * 201) + "short", "s");
+  Put("src/" + five + "/a", "a");
+  const ErrorCapture capture;
+  const Outcome outcome = RunLocal(SynchroFlag_Recurse | 1);
+  EXPECT_EQ(outcome.state, SynchroState_Finished);
+  EXPECT_EQ(outcome.counters, "0 0 0 1 0");
+  EXPECT_TRUE(root_.Exists("dst/" + five.substr(0, 4 * 201) + "short"));
+  EXPECT_FALSE(root_.Exists("dst/" + five));
 }
 
 TEST_F(SynchroDiskTest, KeepsALinkToADirectoryAndItsFiles) {
