@@ -91,7 +91,7 @@ TEST_F(SynchroHostileTest, DeletesNothing_WhenTheListingIsCut) {
 }
 
 TEST_F(SynchroHostileTest, DoesAsListed_WhenAListingIsEmpty) {
-  // What the stated rules demand of a listing that came whole.
+  // What the flags demand of a listing that came whole.
   WriteTable("a:0:True:False:5:852454980.0:True:False:1:1000000000.0\n");
   EXPECT_EQ(FileLines(Download(9, Join({Login(), List("/pub/", ""), Quit()}))),
             Lines{"ftp > file:  a DELETE -> None"});
