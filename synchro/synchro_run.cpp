@@ -169,21 +169,29 @@ ErrorCode PrepareFrame(Synchro* synchro, SynchroFrame* frame) {
 
 // ---- acting on entries -------------------------------------------------------------------------
 
+// Where an entry is on a side.
+ErrorCode FindPath(const Synchro& synchro, const SynchroFrame& frame, SynchroEnd end,
+                   const SynchroEntry& entry, char* path) {
+  const ErrorCode status = iSynchro_EntryPath(synchro.sides[end], frame.directory, entry.name, path);
+  if (status == Error_Exceed) Error("Synchro: the path of \"%s\" is too long", entry.name);
+  return status;
+}
+
 ErrorCode CopyEntry(Synchro* synchro, const SynchroFrame& frame, SynchroEnd from, const SynchroEntry& entry,
                     SynchroSide* made) {
   SynchroConnection* const source = &synchro->sides[from];
   SynchroConnection* const target = &synchro->sides[iSynchro_Other(from)];
   char sourcePath[kFileNameSize];
   char targetPath[kFileNameSize];
-  ErrorCode status = iSynchro_EntryPath(*source, frame.directory, entry.name, sourcePath);
-  if (status == Error_None) status = iSynchro_EntryPath(*target, frame.directory, entry.name, targetPath);
+  ErrorCode status = FindPath(*synchro, frame, from, entry, sourcePath);
+  if (status == Error_None) status = FindPath(*synchro, frame, iSynchro_Other(from), entry, targetPath);
   if (status != Error_None) return status;
   return iSynchro_CopyFile({source, target, sourcePath, targetPath, &synchro->temporary}, made);
 }
 
 ErrorCode DeleteEntry(Synchro* synchro, const SynchroFrame& frame, SynchroEnd at, const SynchroEntry& entry) {
   char path[kFileNameSize];
-  const ErrorCode status = iSynchro_EntryPath(synchro->sides[at], frame.directory, entry.name, path);
+  const ErrorCode status = FindPath(*synchro, frame, at, entry, path);
   return status == Error_None ? iSynchro_DeleteFile(&synchro->sides[at], path) : status;
 }
 
@@ -194,7 +202,6 @@ ErrorCode Perform(Synchro* synchro, SynchroFrame* frame, const SynchroAction& ac
   SynchroSide made = {};
   const ErrorCode status = copies ? CopyEntry(synchro, *frame, action.from, *entry, &made)
                                   : DeleteEntry(synchro, *frame, at, *entry);
-  if (status == Error_Exceed) Error("Synchro: \"%s\" of \"%s\" does not fit", entry->name, frame->directory);
   if (status != Error_None) return status;
   iSynchro_TakeDone(copies ? &made : nullptr, at, entry);
   iSynchro_NoteDone(frame, *entry);

@@ -1,4 +1,5 @@
 // Runs on disks that are full, and folders that may not be read or written.
+#include "synchro/synchro_side_internal.h"
 #include "tests/support/error_capture.h"
 #include "tests/support/file_system.h"
 #include "tests/synchro/synchro_fixture.h"
@@ -8,12 +9,7 @@ namespace {
 using synchro::Lines;
 using synchro::Outcome;
 
-class SynchroDiskTest : public synchro::Test {
- protected:
-  static bool Has(const Outcome& outcome, const std::string& line) {
-    return std::find(outcome.lines.begin(), outcome.lines.end(), line) != outcome.lines.end();
-  }
-};
+class SynchroDiskTest : public synchro::Test {};
 
 TEST_F(SynchroDiskTest, KeepsTheOldFile_WhenTheDiskIsFull) {
   Put("src/a", std::string(200000, 'x'));
@@ -29,43 +25,34 @@ TEST_F(SynchroDiskTest, KeepsTheOldFile_WhenTheDiskIsFull) {
   EXPECT_EQ(RunLocal(1).counters, "0 0 0 1 0") << "the state stays until it is done";
 }
 
-TEST_F(SynchroDiskTest, FailsAFolderThatItsParentShows_WhenItMayNotBeRead) {
+TEST_F(SynchroDiskTest, FailsAFolderThatIsShown_WhenItMayNotBeRead) {
   Put("src/sub/a", "a");
-  EXPECT_EQ(RunLocal(SynchroFlag_Recurse | 9).counters, "0 0 0 1 0");
-  Outcome outcome;
-  {
-    const Unlistable closed(root_.SystemName("src/sub"));
-    outcome = RunLocal(SynchroFlag_Recurse | 9);
-  }
-  EXPECT_TRUE(Has(outcome, "* Retrieval failed: No Access"));
-  EXPECT_EQ(outcome.counters, "0 0 0 0 0");
-  EXPECT_EQ(Tree("dst"), "sub/ sub/a=a");
+  std::string url = FileURL("src");
+  SynchroConnection side = {};
+  ASSERT_EQ(URL_ToData(url.data(), &side.url), Error_None);
+  ASSERT_EQ(iSynchro_OpenSide(&side), Error_None);
+  const std::string list = root_.Name("list");
+  const Unlistable closed(root_.SystemName("src/sub"));
+  bool isEmpty = false;
+  EXPECT_EQ(iSynchro_ListFolder(&side, "sub", false, true, list.c_str(), &isEmpty), Error_NoAccess);
+  EXPECT_EQ(iSynchro_ListFolder(&side, "sub", true, true, list.c_str(), &isEmpty), Error_NoAccess);
+  EXPECT_EQ(iSynchro_ListFolder(&side, "sub", false, false, list.c_str(), &isEmpty), Error_None);
+  EXPECT_TRUE(isEmpty);
+  EXPECT_EQ(iSynchro_ListFolder(&side, "missing", false, true, list.c_str(), &isEmpty), Error_None);
+  EXPECT_TRUE(isEmpty);
 }
 
-TEST_F(SynchroDiskTest, FailsARootThatMayNotBeRead_WhenTheTableKnowsFilesThere) {
-  Put("src/a", "a");
-  RunLocal(9);
-  Outcome outcome;
-  {
-    const Unlistable closed(root_.SystemName("src"));
-    outcome = RunLocal(9);
-  }
-  EXPECT_EQ(outcome.lines.back(), "* Retrieval failed: No Access");
-  EXPECT_EQ(Tree("dst"), "a=a");
-}
-
-TEST_F(SynchroDiskTest, TellsThatATargetMayNotBeWritten) {
-  Put("src/a", "new");
-  Put("dst/a", "old");
-  WriteTable("a:0:True:False:3:1.0:True:False:3:1000000000.0\n");
-  Outcome outcome;
-  {
-    const WriteProtection closed(root_.SystemName("dst"));
-    outcome = RunLocal(1);
-  }
-  EXPECT_EQ(outcome.counters, "0 0 0 0 0");
-  EXPECT_EQ(Tree("dst"), "a=old");
-  EXPECT_EQ(RunLocal(1).counters, "0 0 0 1 0");
+TEST_F(SynchroDiskTest, LeavesOutAFileWhosePathIsTooLong) {
+  const std::string part(200, 'p');
+  const std::string folder = part + "/" + part + "/" + part + "/" + part;
+  const std::string name(1000 - folder.size() - root_.Name("src").size(), 'n');
+  Put("src/" + folder + "/" + name, "a");
+  Put("src/" + folder + "/short", "s");
+  const std::string longer = std::string(30, 'd');
+  const ErrorCapture capture;
+  const Outcome outcome = Run(SynchroFlag_Recurse | 1, FileURL("src"), FileURL(longer));
+  EXPECT_EQ(outcome.counters, "0 0 0 1 0");
+  EXPECT_EQ(capture.Lines(), Lines{"#### Error: Synchro: the path of \"" + name + "\" is too long\n"});
 }
 
 TEST_F(SynchroDiskTest, LeavesOutDirectoriesThatAreTooDeep) {
