@@ -11,7 +11,7 @@ using synchro::Outcome;
 using Files = std::map<std::string, std::string>;
 
 constexpr uint32_t kRecurse = SynchroFlag_Recurse;
-constexpr int kSequences = 12;
+constexpr int kSequences = 6;
 constexpr int kEdits = 30;
 
 class SynchroRandomTest : public synchro::Test {
