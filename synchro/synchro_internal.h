@@ -7,8 +7,10 @@
 //   synchro_table.cpp      index and tables, synchro_journal.cpp what was done since a table was saved
 //   synchro_frame.cpp      one directory of a walk: its table opened, updated by listings, saved
 //   synchro_side.cpp       a side: opened, listed, closed
-//   synchro_copy.cpp       one file from a side to a side, synchro_temporary.cpp the names it is written
-//   under synchro_run.cpp        the walk synchro.cpp            the object: made, started, asked, deleted
+//   synchro_copy.cpp       one file from a side to a side
+//   synchro_temporary.cpp  the names that local files are written under
+//   synchro_run.cpp        the walk
+//   synchro.cpp            the object: made, started, asked, deleted
 #pragma once
 
 #include <atomic>

@@ -53,7 +53,8 @@ ErrorCode OpenFTP(SynchroConnection* side) {
 
 ErrorCode OpenHTTP(SynchroConnection* side) {
   side->isHTTPUsed = false;
-  return iHTTPc_Open(side->url.host, static_cast<uint32_t>(side->url.port), side->interrupt, &side->http);
+  return iHTTPc_Open(nullptr, side->url.host, static_cast<uint32_t>(side->url.port), side->interrupt,
+                     &side->http);
 }
 
 ErrorCode Open(SynchroConnection* side) {

@@ -16,7 +16,8 @@ constexpr char kEnding[] = ".xfer";
 constexpr uint32_t kLargestRecord = 64 * 1024;
 
 std::string_view LastPart(std::string_view path) {
-  return path.substr(path.rfind('/') + 1);
+  path.remove_prefix(path.rfind('/') + 1);
+  return path;
 }
 
 // The record comes from a file: nothing is removed but what this writes under such names.

@@ -13,7 +13,7 @@ LINUX = [os.path.join(ROOT, "build", "linux-asan", "exchange")]
 WINDOWS = [os.path.join(ROOT, "scripts", "wine-run"), os.path.join(ROOT, "build", "windows", "exchange.exe")]
 BUILDS = {"linux": LINUX, "windows": WINDOWS}
 FILES = ["numbers-little", "numbers-network", "readable-servers-little", "readable-servers-network",
-         "servers-little", "servers-network", "settings.conf", "texts-little", "texts-network",
+         "servers-little", "servers-network", "settings.conf", "synchro.conf", "texts-little", "texts-network",
          "transfer-servers-little", "transfer-servers-network"]
 
 
