@@ -19,8 +19,8 @@
 
 // Bytes are read ahead into one of two buffers, so that many small reads cost few calls to the system:
 // requests below kSockSmallRequestBytes go through the buffer in the record, into which the whole of a small
-// response fits. While bytes come as fast as they are read, larger requests go through a large buffer, when
-// there is one to be had.
+// response fits. While bytes come as fast as they are read, requests go through a large buffer, when there is
+// one to be had.
 inline constexpr uint32_t kSockSmallRequestBytes = 1024;
 inline constexpr uint32_t kSockReadAheadBytes = 4096;
 

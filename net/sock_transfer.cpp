@@ -199,13 +199,13 @@ uint32_t TakeAhead(Sock* sock, uint32_t count, uint8_t* buffer) {
 }
 
 // The buffer that a request goes through; empty when it goes straight to the caller's. A peer that fills
-// large requests sends fast: then fewer and larger calls pay.
+// requests sends fast: then fewer and larger calls pay, for the short remainder of a step as well.
 std::span<uint8_t> AheadBuffer(Sock* sock, uint32_t count) {
-  if (count < kSockSmallRequestBytes) return sock->smallBuffer;
   if (count >= kLargeBuffer_Bytes) return {};
   if (sock->largeBuffer == nullptr && sock->expectsData) sock->largeBuffer = iLargeBuffer_Take();
-  if (sock->largeBuffer == nullptr) return {};
-  return {sock->largeBuffer, kLargeBuffer_Bytes};
+  if (sock->largeBuffer != nullptr) return {sock->largeBuffer, kLargeBuffer_Bytes};
+  if (count < kSockSmallRequestBytes) return sock->smallBuffer;
+  return {};
 }
 
 // Receives up to `count` bytes, and more into a buffer where that asks the system less often. As

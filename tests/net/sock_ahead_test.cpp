@@ -60,6 +60,21 @@ TEST_F(SockAhead, FetchesWhatIsThereInOneCall) {
   EXPECT_EQ(Sock_SelectRead(sock, 0, 0), Error_Timeout);
 }
 
+// What comes before the data was read in small pieces, so that every step ends with a short remainder. Each
+// of them costs no call of its own.
+TEST_F(SockAhead, FetchesWhatIsThereInOneCall_BehindASmallRead) {
+  constexpr uint32_t kSmallStep = kSockReadAheadBytes;
+  Open();
+  sent_ = Pattern(300 + 2 * kSmallStep + kAhead);
+  ASSERT_TRUE(peer.Send(sent_));
+  ASSERT_TRUE(WaitForPending(static_cast<uint32_t>(sent_.size())));
+  EXPECT_EQ(Read(300), sent_.substr(0, 300));
+  EXPECT_TRUE(Read(kSmallStep) == sent_.substr(300, kSmallStep));
+  EXPECT_EQ(PendingInSystem(), 0u);
+  EXPECT_EQ(iSock_CountAhead(sock), kSmallStep + kAhead);
+  EXPECT_TRUE(Read(kSmallStep) == sent_.substr(300 + kSmallStep, kSmallStep));
+}
+
 TEST_F(SockAhead, JoinsWhatIsAheadWithWhatComesLater) {
   ReadTwoSteps();
   ASSERT_TRUE(peer.Send("later"));
