@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-inline constexpr uint32_t kLargeBuffer_Bytes = 256 * 1024;
+inline constexpr uint32_t kLargeBuffer_Bytes = 128 * 1024;
 inline constexpr uint32_t kLargeBuffer_Most = 16;
 
 // Returns a buffer of kLargeBuffer_Bytes, owned (free with iLargeBuffer_GiveBack); null when all are in use

@@ -102,9 +102,18 @@ void RememberLoss(File* file) {
 // Writes what was held back. What does not reach the file is lost, and closing it tells so too.
 bool WriteGathered(File* file) {
   const uint32_t count = std::exchange(file->gatheredBytes, 0);
+  file->gatherLimit -= count;
+  if (file->gatherLimit == 0) file->gatherLimit = kLargeBuffer_Bytes;
   if (count == 0 || WriteBytes(file, count, file->gathered) == count) return true;
   RememberLoss(file);
   return false;
+}
+
+// Blocks that begin at multiples of their size cost the system least.
+void BeginGathering(File* file) {
+  const int64_t position = platform::SeekDescriptor(file->descriptor, 0, FileSeek_Current);
+  const auto behind = static_cast<uint32_t>(std::max<int64_t>(position, 0) % kLargeBuffer_Bytes);
+  file->gatherLimit = kLargeBuffer_Bytes - behind;
 }
 
 // Whether a write of so many bytes is held back. Takes the buffer when it is time.
@@ -118,11 +127,11 @@ bool Gathers(File* file, uint32_t count) {
 uint32_t Gather(File* file, uint32_t count, const uint8_t* bytes) {
   uint32_t done = 0;
   while (done < count) {
-    const uint32_t part = std::min(count - done, kLargeBuffer_Bytes - file->gatheredBytes);
+    const uint32_t part = std::min(count - done, file->gatherLimit - file->gatheredBytes);
     memcpy(file->gathered + file->gatheredBytes, bytes + done, part);
     file->gatheredBytes += part;
     done += part;
-    if (file->gatheredBytes == kLargeBuffer_Bytes && !WriteGathered(file)) return 0;
+    if (file->gatheredBytes == file->gatherLimit && !WriteGathered(file)) return 0;
   }
   return done;
 }
@@ -163,6 +172,7 @@ bool PrepareFor(File* file, FileUse use) {
   if (file->lastUse == FileUse::Gathering && !WriteGathered(file)) return false;
   const bool mayHoldOutput = file->lastUse == FileUse::Printing || file->lastUse == FileUse::Unknown;
   if (mayHoldOutput && !WritePending(file)) return false;
+  if (use == FileUse::Gathering) BeginGathering(file);
   file->lastUse = use;
   return true;
 }

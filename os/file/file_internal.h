@@ -37,7 +37,8 @@ struct File {
   bool mayGather;        // see iFile_SetGathering
   uint32_t directBytes;  // of the writes that were not gathered; stops at kFileDirectBytes
   uint32_t gatheredBytes;
-  uint8_t* gathered;  // owned; null: none
+  uint32_t gatherLimit;  // of gatheredBytes: up to the next multiple of kLargeBuffer_Bytes in the file
+  uint8_t* gathered;     // owned; null: none
   ReadAhead ahead;
 };
 

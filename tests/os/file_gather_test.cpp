@@ -18,7 +18,7 @@ namespace {
 using OwnedFile = Owned<File, File_Close>;
 
 constexpr uint32_t kDirect = 65536;
-constexpr uint32_t kBuffer = 262144;
+constexpr uint32_t kBuffer = 131072;
 
 std::string Bytes(size_t size, char first = 'a') {
   std::string bytes(size, '\0');
@@ -63,21 +63,37 @@ TEST_F(FileGathering, WritesTheFirstBytesAtOnce) {
   ExpectAllOnDisk();
 }
 
-TEST_F(FileGathering, WritesABufferWhenItIsFull) {
+// Blocks begin at multiples of their size: the first one is shorter.
+TEST_F(FileGathering, WritesABlockWhenItIsFull) {
   OpenGathering();
-  for (int i = 0; i < 21; ++i) Write(Bytes(12288));  // 258,048
+  for (int i = 0; i < 5; ++i) Write(Bytes(12288));  // 61,440
   EXPECT_EQ(OnDisk(), kDirect);
   Write(Bytes(4095));
   EXPECT_EQ(OnDisk(), kDirect);
   Write("x");
-  EXPECT_EQ(OnDisk(), kDirect + kBuffer);
+  EXPECT_EQ(OnDisk(), kBuffer);
   ExpectAllOnDisk();
-  // A write may fill one buffer and begin the next.
+  // A write may fill one block and begin the next.
   Write(Bytes(kBuffer - 1));
+  EXPECT_EQ(OnDisk(), kBuffer);
   Write(Bytes(10));
-  EXPECT_EQ(OnDisk(), kDirect + 2 * kBuffer);
+  EXPECT_EQ(OnDisk(), 2 * kBuffer);
   EXPECT_EQ(File_Close(file_.release()), Error_None);
   ExpectAllOnDisk();
+}
+
+TEST_F(FileGathering, EndsABlockAtAMultipleOfItsSize_WhereverItBegins) {
+  OpenGathering();
+  Write(Bytes(1000));
+  EXPECT_EQ(File_Flush(file_.get()), 0);
+  Write(Bytes(kBuffer - kDirect - 1000));
+  EXPECT_EQ(OnDisk(), kBuffer);
+  ExpectAllOnDisk();
+  EXPECT_EQ(File_Seek64(file_.get(), FileSeek_Start, 2 * kBuffer - 10), 0);
+  EXPECT_EQ(File_Write(file_.get(), 25, Bytes(25).data()), 25u);
+  EXPECT_EQ(OnDisk(), 2 * kBuffer);
+  EXPECT_EQ(File_Close(file_.release()), Error_None);
+  EXPECT_EQ(OnDisk(), 2 * kBuffer + 15);
 }
 
 // As large as the buffer, it gains nothing by it; what is held back goes first.

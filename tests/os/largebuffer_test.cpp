@@ -17,14 +17,14 @@ TEST(LargeBuffer, IsGivenSixteenTimes) {
   for (int i = 0; i < 16; ++i) {
     taken.push_back(iLargeBuffer_Take());
     ASSERT_NE(taken.back(), nullptr) << i;
-    memset(taken.back(), i, 262144);
+    memset(taken.back(), i, 131072);
   }
   EXPECT_EQ(iLargeBuffer_Take(), nullptr);
   EXPECT_EQ(iMemory_CountLive(), before + 16);
   iLargeBuffer_GiveBack(nullptr);
   EXPECT_EQ(iLargeBuffer_Take(), nullptr);
   for (int i = 0; i < 16; ++i) {
-    EXPECT_EQ(taken[static_cast<size_t>(i)][262143], i);
+    EXPECT_EQ(taken[static_cast<size_t>(i)][131071], i);
     iLargeBuffer_GiveBack(taken[static_cast<size_t>(i)]);
   }
   EXPECT_EQ(iMemory_CountLive(), before);

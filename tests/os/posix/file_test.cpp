@@ -480,7 +480,7 @@ class FullDiskWhileGathering : public FileOnPosixTest {
 
 TEST_F(FullDiskWhileGathering, FailsTheWriteThatFillsTheBuffer) {
   const DiskLimit limit(70000);
-  Fill(262000);
+  Fill(65000);
   const std::string last(12288, 'l');
   EXPECT_EQ(File_Write(file_.get(), 12288, last.data()), 0u);
   EXPECT_EQ(Status(), Error_Exceed);
