@@ -28,6 +28,8 @@ constexpr FTPCommand kMirrors = {"MIRR", kFTPClass_Completed, Error_Invalid};
 constexpr FTPCommand kSize = {"SIZE", kFTPClass_Completed, Error_Invalid};
 constexpr FTPCommand kModTime = {"MDTM", kFTPClass_Completed, Error_Invalid};
 constexpr FTPCommand kDeleteFile = {"DELE", kFTPClass_Completed, Error_Invalid};
+constexpr FTPCommand kRenameFrom = {"RNFR", kFTPClass_Intermediate, Error_Invalid};
+constexpr FTPCommand kRenameTo = {"RNTO", kFTPClass_Completed, Error_Invalid};
 constexpr FTPCommand kType = {"TYPE", kFTPClass_Completed, Error_NoAccess};
 constexpr FTPCommand kChangeDirectory = {"CWD", kFTPClass_Completed, Error_NoAccess};
 constexpr FTPCommand kMakeDirectory = {"MKD", kFTPClass_Completed, Error_NoAccess};
@@ -219,6 +221,11 @@ bool iFTPc_IsArgument(const char* text) {
   return text != nullptr && strpbrk(text, "\r\n") == nullptr;
 }
 
+ErrorCode iFTPc_CheckArgument(const char* name, const char* argument) {
+  if (!iFTPc_IsArgument(argument)) return Error_Invalid;
+  return strlen(name) + 1 + strlen(argument) <= kTelnet_LongestSentText ? Error_None : Error_Exceed;
+}
+
 ErrorCode iFTPc_Begin(const FTPc* connection, Reply* reply) {
   if (reply == nullptr) return Error_Invalid;
   *reply = Reply{};
@@ -369,6 +376,15 @@ ErrorCode FTPc_ModTime(FTPc* connection, const char* path, Time* time, Reply* re
 
 ErrorCode FTPc_DeleteFile(FTPc* connection, const char* path, Reply* reply) {
   return CommandWithArgument(connection, kDeleteFile, path, reply);
+}
+
+// Both names are checked first: a name that was announced would be the next rename's.
+ErrorCode FTPc_RenameFile(FTPc* connection, const char* path, const char* newPath, Reply* reply) {
+  ErrorCode status = iFTPc_Begin(connection, reply);
+  if (status == Error_None) status = iFTPc_CheckArgument(kRenameFrom.name, path);
+  if (status == Error_None) status = iFTPc_CheckArgument(kRenameTo.name, newPath);
+  if (status == Error_None) status = iFTPc_Command(connection, kRenameFrom, path, reply);
+  return status == Error_None ? iFTPc_Command(connection, kRenameTo, newPath, reply) : status;
 }
 
 // Kept: the form N asks for no form, but with the type L for bytes of 8 bits.

@@ -169,6 +169,10 @@ ErrorCode iFTPc_ControlError(FTPc* connection);
 // command.
 bool iFTPc_IsArgument(const char* text);
 
+// For commands of which the first must not be sent when a later one cannot be: Error_Invalid for what is no
+// argument, Error_Exceed when the line would be too long.
+ErrorCode iFTPc_CheckArgument(const char* name, const char* argument);
+
 // Empties the reply; Error_Invalid when connection or reply is null.
 ErrorCode iFTPc_Begin(const FTPc* connection, Reply* reply);
 

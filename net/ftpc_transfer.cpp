@@ -27,9 +27,8 @@ ErrorCode Prepare(const FTPc* connection, const char* name, const char* path, St
   if (stream != nullptr) *stream = nullptr;
   const ErrorCode status = iFTPc_Begin(connection, reply);
   if (status != Error_None) return status;
-  if (stream == nullptr || !iFTPc_IsArgument(path)) return Error_Invalid;
   // Seen only after REST, a command that is too long would leave the offset to the next transfer.
-  return strlen(name) + 1 + strlen(path) <= kTelnet_LongestSentText ? Error_None : Error_Exceed;
+  return stream == nullptr ? Error_Invalid : iFTPc_CheckArgument(name, path);
 }
 
 ErrorCode Start(FTPc* connection, const char* name, const char* path, Stream** stream, Reply* reply) {

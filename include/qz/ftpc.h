@@ -225,10 +225,18 @@ QZ_API ErrorCode FTPc_StartMoveServerFile(FTPc* source, FTPc* destination, const
  * either side. */
 QZ_API ErrorCode FTPc_EndMoveServerFile(FTPc* source, FTPc* destination, Reply* reply);
 
-/* ---- Additions ----------------------------------------------------------------------------------------
+/* ---- Additions ---------------------------------------------------------------------------------------- */
+
+/* "RNFR" and "RNTO": gives a file another name. What most servers do when newPath exists is to replace it.
+ * path, newPath: borrowed. Nothing is sent when either cannot be.
+ * Statuses: Error_Invalid when RNFR is not answered with class '3' (RNTO is not sent then) or RNTO with
+ * class '2'. */
+QZ_API ErrorCode FTPc_RenameFile(FTPc* connection, const char* path, const char* newPath, Reply* reply);
+
+/* ---- files of 4 GiB and more ----
  *
- * Files of 4 GiB and more: each is the function without "64", with sizes, offsets, limits and counts of 64
- * bits. The parameters and statuses are the same. */
+ * Each is the function without "64", with sizes, offsets, limits and counts of 64 bits. The parameters and
+ * statuses are the same. */
 
 /* "SIZE". size: receives bytes; all ones for a number over 64 bits; 0 after a failure. */
 QZ_API ErrorCode FTPc_FileSize64(FTPc* connection, const char* path, uint64_t* size, Reply* reply);

@@ -55,6 +55,70 @@ TEST_F(FTPcTest, SendsEachCommandAndJudgesItsReply) {
   }
 }
 
+// ---- renaming --------------------------------------------------------------------------------------------
+
+TEST_F(FTPcTest, RenamesAFile) {
+  const struct {
+    const char* from;
+    const char* to;  // null: RNTO is not sent
+    ErrorCode status;
+  } rows[] = {
+      {"350 go on", "250 renamed", Error_None}, {"350 go on", "299 renamed", Error_None},
+      {"350 go on", "553 no", Error_Invalid},   {"350 go on", "350 again", Error_Invalid},
+      {"550 no such", nullptr, Error_Invalid},  {"250 already", nullptr, Error_Invalid},
+      {"421 busy", nullptr, Error_Invalid},
+  };
+  Script script;
+  for (const auto& row : rows) {
+    script = ftp::Join({script, ftp::Exchange("RNFR /a b", row.from)});
+    if (row.to != nullptr) script = ftp::Join({script, ftp::Exchange("RNTO /c%n", row.to)});
+  }
+  ScriptedServer server({AfterLogin(script)});
+  ftp::Client client(server.port());
+  for (const auto& row : rows) {
+    EXPECT_EQ(FTPc_RenameFile(client, "/a b", "/c%n", &client.reply), row.status) << row.from;
+    EXPECT_STREQ(client.reply.text, (row.to != nullptr ? row.to : row.from) + 4);
+  }
+  FTPc_Delete(client.Release());
+  server.Finish();
+}
+
+// A name that was announced alone would be that of the next rename.
+TEST_F(FTPcTest, SendsNeitherName_WhenOneOfThemCannotBeSent) {
+  const std::string longest(4093 - strlen("RNFR "), 'x');
+  const std::string tooLong = longest + "x";
+  ScriptedServer server({AfterLogin(ftp::Join(
+      {ftp::Exchange("RNFR " + longest, "350 go on"), ftp::Exchange("RNTO " + longest, "250 ok")}))});
+  ftp::Client client(server.port());
+  Reply* const reply = &client.reply;
+  for (const char* bad : {"a\r\nDELE b", "a\n", "\r"}) {
+    EXPECT_EQ(FTPc_RenameFile(client, bad, "b", reply), Error_Invalid);
+    EXPECT_EQ(FTPc_RenameFile(client, "a", bad, reply), Error_Invalid);
+    ExpectEmpty(client.reply);
+  }
+  EXPECT_EQ(FTPc_RenameFile(client, nullptr, "b", reply), Error_Invalid);
+  EXPECT_EQ(FTPc_RenameFile(client, "a", nullptr, reply), Error_Invalid);
+  EXPECT_EQ(FTPc_RenameFile(client, "a", "b", nullptr), Error_Invalid);
+  EXPECT_EQ(FTPc_RenameFile(nullptr, "a", "b", reply), Error_Invalid);
+  EXPECT_EQ(FTPc_RenameFile(client, tooLong.c_str(), "b", reply), Error_Exceed);
+  EXPECT_EQ(FTPc_RenameFile(client, "a", tooLong.c_str(), reply), Error_Exceed);
+  EXPECT_EQ(FTPc_RenameFile(client, longest.c_str(), longest.c_str(), reply), Error_None);
+  FTPc_Delete(client.Release());
+  server.Finish();
+}
+
+TEST_F(FTPcTest, EndsARename_WhenTheConnectionEnds) {
+  ScriptedServer server({ftp::Join(
+      {ftp::Login(), {ExpectLine("RNFR /a"), SendLine("350 go on"), ExpectLine("RNTO /b"), Close()}})});
+  ftp::Client client(server.port());
+  EXPECT_EQ(FTPc_RenameFile(client, "/a", "/b", &client.reply), Error_Ended);
+  ExpectEmpty(client.reply);
+  FTPc_Delete(client.Release());
+  server.Finish();
+}
+
+// ---- values ----------------------------------------------------------------------------------------------
+
 TEST_F(FTPcTest, GivesTheSizeOfAFile) {
   ScriptedServer server(
       {AfterLogin(ftp::Join({ftp::Exchange("SIZE /a", "213 1234"), ftp::Exchange("SIZE /a", "213 4294967296"),
