@@ -146,6 +146,19 @@ ErrorCode Synchro_New(const char* name, uint32_t flags, const char* source, cons
   return Error_None;
 }
 
+Synchro* Synchro_SetEntryMethod(Synchro* synchro, Word value, SynchroEntryMethod method) {
+  if (synchro == nullptr) return nullptr;
+  synchro->entryValue = value;
+  synchro->entryMethod = method;
+  return synchro;
+}
+
+Synchro* Synchro_SetPlanOnly(Synchro* synchro, int32_t isPlanOnly) {
+  if (synchro == nullptr) return nullptr;
+  synchro->isPlanOnly = isPlanOnly != 0;
+  return synchro;
+}
+
 Synchro* Synchro_SetStatusMethod(Synchro* synchro, Word value, SynchroStatusMethod method) {
   if (synchro == nullptr) return nullptr;
   synchro->statusValue = value;

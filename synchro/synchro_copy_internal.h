@@ -12,8 +12,8 @@ struct SynchroTemporary {
   char* leftovers;  // owned: names that could not be removed, each with a line end; may be null
 };
 
-// Removes what the last run left.
-void iSynchro_BeginTemporaries(const char* synchroName, SynchroTemporary* temporary);
+// Removes what the last run left. mayRemove false: everything is left as it is, and counts as a leftover.
+void iSynchro_BeginTemporaries(const char* synchroName, bool mayRemove, SynchroTemporary* temporary);
 // Forgets the names whose files are gone.
 void iSynchro_EndTemporaries(SynchroTemporary* temporary);
 // Whether a local path is that of a leftover.

@@ -92,6 +92,40 @@ SynchroAction iSynchro_Decide(uint32_t flags, const SynchroEntry& entry) {
   return {mark, entry.IsAt(from) ? SynchroStep::Copy : SynchroStep::Delete, from};
 }
 
+int32_t iSynchro_DecisionOf(const SynchroAction& action) {
+  const bool isFromSource = action.from == SynchroEnd_Source;
+  switch (action.step) {
+    case SynchroStep::Enter:
+      return SynchroDecision_Enter;
+    case SynchroStep::Copy:
+      return isFromSource ? SynchroDecision_CopyToDestination : SynchroDecision_CopyToSource;
+    case SynchroStep::Delete:
+      return isFromSource ? SynchroDecision_DeleteAtDestination : SynchroDecision_DeleteAtSource;
+    default:
+      return SynchroDecision_Leave;
+  }
+}
+
+int32_t iSynchro_ReasonOf(const SynchroAction& action, const SynchroEntry& entry) {
+  if (action.step == SynchroStep::Enter || action.step == SynchroStep::Pass) return SynchroReason_Directory;
+  if (entry.Has(SynchroEntryFlag_Unclear)) return SynchroReason_Unclear;
+  if (action.step == SynchroStep::Delete) return SynchroReason_Gone;
+  if (action.step == SynchroStep::Leave)
+    return action.mark == '!' ? SynchroReason_Conflict : SynchroReason_Unchanged;
+  return entry.IsAt(iSynchro_Other(action.from)) ? SynchroReason_Changed : SynchroReason_Missing;
+}
+
+SynchroAction iSynchro_LeaveInstead(const SynchroAction& action) {
+  const bool isDirectory = action.step == SynchroStep::Enter || action.step == SynchroStep::Pass;
+  return {'=', isDirectory ? SynchroStep::Pass : SynchroStep::Leave, action.from};
+}
+
+ErrorCode iSynchro_Foresee(const SynchroAction& action, const SynchroEntry& entry) {
+  const SynchroSide& target = entry.sides[iSynchro_Other(action.from)];
+  if (target.present == 0 || target.directory == 0) return Error_None;
+  return action.step == SynchroStep::Copy ? Error_Exists : Error_Invalid;
+}
+
 void iSynchro_TakeDone(const SynchroSide* made, SynchroEnd at, SynchroEntry* entry) {
   entry->state = 0;
   if (made != nullptr) {

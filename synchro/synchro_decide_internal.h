@@ -4,6 +4,7 @@
 
 #include <cstdint>
 
+#include "qz/error.h"
 #include "synchro/synchro_entry_internal.h"
 #include "synchro/synchro_listing_internal.h"
 
@@ -55,6 +56,17 @@ struct SynchroAction {
 };
 
 SynchroAction iSynchro_Decide(uint32_t flags, const SynchroEntry& entry);
+
+// What is told of an entry: the decision (SynchroDecision) and why (SynchroReason).
+int32_t iSynchro_DecisionOf(const SynchroAction& action);
+int32_t iSynchro_ReasonOf(const SynchroAction& action, const SynchroEntry& entry);
+
+// The action in place of one that is not wanted.
+SynchroAction iSynchro_LeaveInstead(const SynchroAction& action);
+
+// What an action that is only planned would certainly give: Error_None; Error_Exists for a copy onto a
+// directory, Error_Invalid for the deletion of one.
+ErrorCode iSynchro_Foresee(const SynchroAction& action, const SynchroEntry& entry);
 
 // Enters what a copy has put on a side, or a deletion taken from it. made: null for a deletion.
 void iSynchro_TakeDone(const SynchroSide* made, SynchroEnd at, SynchroEntry* entry);

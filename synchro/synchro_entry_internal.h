@@ -34,6 +34,7 @@ struct SynchroEntry {
   uint32_t state;  // the low two bits: 2, the source changed; 1, the destination changed
   uint32_t flags;  // SynchroEntryFlag
   SynchroSide sides[kSynchroEnds];
+  SynchroSide before[kSynchroEnds] = {};  // as the table had them; all 0 for a new entry
 
   bool Has(SynchroEntryFlag flag) const { return (flags & flag) != 0; }
   bool IsAt(SynchroEnd end) const { return sides[end].present != 0; }

@@ -188,16 +188,30 @@ ErrorCode Save(Synchro* synchro, SynchroFrame* frame) {
   return Error_None;
 }
 
-}  // namespace
+// Keeps what the table had of each entry beside what the listings will say.
+void KeepValues(SynchroEntries* entries) {
+  for (uint32_t i = 0; i < entries->Count(); ++i) {
+    SynchroEntry& entry = entries->At(i);
+    for (uint32_t end = 0; end < kSynchroEnds; ++end) entry.before[end] = entry.sides[end];
+  }
+}
 
-ErrorCode iSynchro_OpenFrame(Synchro* synchro, SynchroFrame* frame) {
-  if (frame->isOpened) return Error_None;
-  frame->isOpened = true;
+ErrorCode ReadFrame(Synchro* synchro, SynchroFrame* frame) {
   ErrorCode status = iSynchro_FindTable(synchro->index, frame->directory, frame->tablePath);
   if (status == Error_NotFound) return Error_None;
   if (status == Error_None) status = iSynchro_ReadTable(frame->tablePath, &frame->entries, &frame->isBad);
   if (status != Error_None || frame->isBad) return status;
   return iSynchro_ReplayJournal(frame->tablePath, &frame->entries, &frame->isChanged);
+}
+
+}  // namespace
+
+ErrorCode iSynchro_OpenFrame(Synchro* synchro, SynchroFrame* frame) {
+  if (frame->isOpened) return Error_None;
+  frame->isOpened = true;
+  const ErrorCode status = ReadFrame(synchro, frame);
+  KeepValues(&frame->entries);
+  return status;
 }
 
 ErrorCode iSynchro_UpdateFrame(Synchro* synchro, SynchroFrame* frame,
@@ -217,7 +231,7 @@ ErrorCode iSynchro_UpdateFrame(Synchro* synchro, SynchroFrame* frame,
 }
 
 void iSynchro_SaveFrame(Synchro* synchro, SynchroFrame* frame) {
-  if (!frame->isChanged) return;
+  if (!frame->isChanged || synchro->isPlanOnly) return;
   const ErrorCode status = Save(synchro, frame);
   if (status == Error_None) return;
   frame->isChanged = false;  // told once

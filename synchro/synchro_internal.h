@@ -58,6 +58,9 @@ struct Synchro {
   SynchroTemporary temporary;
   Word statusValue;
   SynchroStatusMethod statusMethod;
+  Word entryValue;
+  SynchroEntryMethod entryMethod;
+  bool isPlanOnly;
   ErrorCode failure;  // a table that could not be saved: the run ends with it
   std::atomic<int32_t> state{SynchroState_Created};
   std::atomic<uint32_t> counters[SynchroCounter_Count]{};

@@ -78,7 +78,7 @@ bool EnterDirectory(Synchro* synchro, const SynchroFrame& parent, const SynchroE
 
 // ---- listing both sides ------------------------------------------------------------------------
 
-// A file of the cache directory for a listing, removed at the end.
+// A file for a listing, removed at the end.
 class ListFile {
  public:
   ListFile() = default;
@@ -88,10 +88,10 @@ class ListFile {
   ListFile(const ListFile&) = delete;
   ListFile& operator=(const ListFile&) = delete;
 
-  ErrorCode Choose() {
+  ErrorCode Choose(int32_t systemDirectory) {
     Owned<File, File_Close> file;
     const ErrorCode status =
-        iFile_OpenTemporary(SysDir_Cache, "synclist", "", FileMode_Write, true, path_, file.out());
+        iFile_OpenTemporary(systemDirectory, "synclist", "", FileMode_Write, true, path_, file.out());
     if (status == Error_None) File_SetTemporary(file.get(), 0);
     if (status != Error_None) path_[0] = '\0';
     return status;
@@ -115,12 +115,12 @@ bool IsShown(const SynchroFrame& frame, SynchroEnd end) {
 ErrorCode ListSide(Synchro* synchro, const SynchroFrame& frame, SynchroEnd end, ListFile* file,
                    const char** list) {
   SynchroConnection* const side = &synchro->sides[end];
-  const bool mayCreate = (synchro->flags & kCreationFlags[end]) != 0;
+  const bool mayCreate = !synchro->isPlanOnly && (synchro->flags & kCreationFlags[end]) != 0;
   char shown[kFileNameSize];
   bool isEmpty = false;
   iSynchro_ShowFolder(*side, frame.directory, shown);
   iSynchro_Report(synchro, "Retrieving %s listing %s...", kListingNames[end], shown);
-  ErrorCode status = file->Choose();
+  ErrorCode status = file->Choose(synchro->isPlanOnly ? SysDir_Temp : SysDir_Cache);
   if (status == Error_None)
     status =
         iSynchro_ListFolder(side, frame.directory, mayCreate, IsShown(frame, end), file->Path(), &isEmpty);
@@ -209,9 +209,41 @@ ErrorCode Perform(Synchro* synchro, SynchroFrame* frame, const SynchroAction& ac
   return Error_None;
 }
 
+// A plan counts what it would do.
+ErrorCode Plan(Synchro* synchro, const SynchroAction& action, const SynchroEntry& entry) {
+  const ErrorCode status = iSynchro_Foresee(action, entry);
+  const SynchroEnd at = iSynchro_Other(action.from);
+  if (status == Error_None)
+    ++synchro->counters[action.step == SynchroStep::Copy ? kCopied[at] : kDeleted[at]];
+  return status;
+}
+
 ErrorCode ActOnFile(Synchro* synchro, SynchroFrame* frame, const SynchroAction& action, SynchroEntry* entry) {
   if (entry->Has(SynchroEntryFlag_Unclear)) return Error_Invalid;
-  return action.step == SynchroStep::Leave ? Error_None : Perform(synchro, frame, action, entry);
+  if (action.step == SynchroStep::Leave) return Error_None;
+  return synchro->isPlanOnly ? Plan(synchro, action, *entry) : Perform(synchro, frame, action, entry);
+}
+
+SynchroValues Show(const SynchroSide& side) {
+  return {static_cast<int32_t>(side.present), static_cast<int32_t>(side.directory), side.size, side.time};
+}
+
+// The action, or that nothing is done when the caller wants it so.
+SynchroAction Ask(Synchro* synchro, const SynchroFrame& frame, const SynchroEntry& entry,
+                  const SynchroAction& action) {
+  if (synchro->entryMethod == nullptr) return action;
+  SynchroEntryInfo info = {};
+  info.directory = frame.directory;
+  info.name = entry.name;
+  info.decision = iSynchro_DecisionOf(action);
+  info.reason = iSynchro_ReasonOf(action, entry);
+  info.isKnown = entry.Has(SynchroEntryFlag_New) ? 0 : 1;
+  for (uint32_t end = 0; end < kSynchroEnds; ++end) {
+    info.now[end] = Show(entry.sides[end]);
+    info.before[end] = Show(entry.before[end]);
+  }
+  const int32_t answer = synchro->entryMethod(synchro->entryValue, &info);
+  return answer == SynchroAnswer_Proceed ? action : iSynchro_LeaveInstead(action);
 }
 
 void ReportFile(Synchro* synchro, const SynchroFrame& frame, const SynchroAction& action,
@@ -230,7 +262,8 @@ void ActOnEntries(Synchro* synchro, SynchroFrame* frame) {
       return;
     }
     SynchroEntry* const entry = &frame->entries.At(frame->cursor++);
-    const SynchroAction action = iSynchro_Decide(synchro->flags, *entry);
+    const SynchroAction action = Ask(synchro, *frame, *entry, iSynchro_Decide(synchro->flags, *entry));
+    if (iSynchro_IsStopped(synchro)) return;
     if (action.step == SynchroStep::Pass) continue;
     if (action.step == SynchroStep::Enter) {
       if (EnterDirectory(synchro, *frame, *entry)) return;
@@ -266,7 +299,7 @@ ErrorCode Walk(Synchro* synchro) {
 void CleanUp(Synchro* synchro) {
   while (synchro->frames->top != nullptr) PopFrame(synchro);
   for (SynchroConnection& side : synchro->sides) iSynchro_CloseSide(&side);
-  iSynchro_EndTemporaries(&synchro->temporary);
+  if (!synchro->isPlanOnly) iSynchro_EndTemporaries(&synchro->temporary);
 }
 
 }  // namespace
@@ -274,7 +307,7 @@ void CleanUp(Synchro* synchro) {
 ErrorCode iSynchro_Run(Synchro* synchro) {
   synchro->failure = Error_None;
   for (std::atomic<uint32_t>& counter : synchro->counters) counter = 0;
-  iSynchro_BeginTemporaries(synchro->name, &synchro->temporary);
+  iSynchro_BeginTemporaries(synchro->name, !synchro->isPlanOnly, &synchro->temporary);
   ErrorCode status = Walk(synchro);
   CleanUp(synchro);
   if (status == Error_None) status = synchro->failure;

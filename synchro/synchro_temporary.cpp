@@ -47,10 +47,11 @@ bool AddLeftover(const char* path, SynchroTemporary* temporary) {
   return true;
 }
 
-void RemoveRecorded(File* record, SynchroTemporary* temporary) {
+void TakeRecorded(File* record, bool mayRemove, SynchroTemporary* temporary) {
   char path[kFileNameSize];
   while (File_ScanLine(record, sizeof path, path) >= 0) {
-    if (IsTemporaryName(path) && !Remove(path)) AddLeftover(path, temporary);
+    if (!IsTemporaryName(path)) continue;
+    if (!mayRemove || !Remove(path)) AddLeftover(path, temporary);
   }
 }
 
@@ -85,7 +86,7 @@ ErrorCode Choose(const char* folder, SynchroTemporary* temporary) {
 
 }  // namespace
 
-void iSynchro_BeginTemporaries(const char* synchroName, SynchroTemporary* temporary) {
+void iSynchro_BeginTemporaries(const char* synchroName, bool mayRemove, SynchroTemporary* temporary) {
   char directory[kFileNameSize];
   char name[kFileNameSize];
   Forget(temporary);
@@ -98,9 +99,9 @@ void iSynchro_BeginTemporaries(const char* synchroName, SynchroTemporary* tempor
   if (File_Exists(temporary->recordPath, nullptr) == 0) return;
   Owned<File, File_Close> record;
   if (File_Open(temporary->recordPath, FileMode_Read, record.out()) != Error_None) return;
-  RemoveRecorded(record.get(), temporary);
+  TakeRecorded(record.get(), mayRemove, temporary);
   record.reset();
-  iSynchro_EndTemporaries(temporary);
+  if (mayRemove) iSynchro_EndTemporaries(temporary);
 }
 
 void iSynchro_EndTemporaries(SynchroTemporary* temporary) {

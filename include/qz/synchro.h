@@ -49,6 +49,7 @@
 #ifndef QZ_SYNCHRO_H
 #define QZ_SYNCHRO_H
 
+#include "qz/time.h"
 #include "qz/types.h"
 
 QZ_BEGIN_C
@@ -123,6 +124,71 @@ QZ_API void Synchro_Delete(Synchro* synchro);
  * removed on a local side. What was done is remembered. Returns at once. From any thread. Error_None;
  * Error_Invalid for null. */
 QZ_API ErrorCode Synchro_Stop(Synchro* synchro);
+
+/* Makes the runs from now on plans, or runs again. A plan lists and decides both trees, sends the lines and
+ * calls the entry method as a run does, and counts what a run would copy and delete. It makes no folder,
+ * copies and deletes nothing, and leaves the cache directory as it is: tables, journals, and what a killed
+ * run left. Its listings are files of the temporary directory meanwhile. Where a run would make a folder, a
+ * plan takes it for empty; a folder that refuses to be entered and is shown to be there fails
+ * ("No Access"). isPlanOnly: 1 or 0 (the default). Not during a run. Returns the synchroniser. */
+QZ_API Synchro* Synchro_SetPlanOnly(Synchro* synchro, int32_t isPlanOnly);
+
+/* What a run is about to do with an entry. */
+enum SynchroDecision {
+  SynchroDecision_Leave = 0,
+  SynchroDecision_CopyToSource = 1,
+  SynchroDecision_CopyToDestination = 2,
+  SynchroDecision_DeleteAtSource = 3,
+  SynchroDecision_DeleteAtDestination = 4,
+  SynchroDecision_Enter = 5 /* a directory */
+};
+
+/* Why. */
+enum SynchroReason {
+  SynchroReason_Unchanged = 0, /* nothing to do */
+  SynchroReason_Missing = 1,   /* copied: the other side does not have it */
+  SynchroReason_Changed = 2,   /* copied: it has changed */
+  SynchroReason_Gone = 3,      /* deleted: the other side does not have it */
+  SynchroReason_Conflict = 4,  /* left: both sides changed */
+  SynchroReason_Unclear = 5,   /* left: its size or date cannot be read */
+  SynchroReason_Directory = 6  /* entered, or not, as the flags say */
+};
+
+/* What one side has. All 0 for nothing. */
+typedef struct SynchroValues {
+  int32_t isPresent;
+  int32_t isDirectory;
+  uint32_t size; /* bytes; of a directory, its number of links */
+  Time time;     /* of the last modification, as listed */
+} SynchroValues;
+
+/* An entry. Everything is the synchroniser's and valid during the call only. */
+typedef struct SynchroEntryInfo {
+  const char* directory; /* relative to the roots; empty for them */
+  const char* name;
+  int32_t decision;        /* SynchroDecision */
+  int32_t reason;          /* SynchroReason */
+  int32_t isKnown;         /* 1 when the table had it before this run */
+  SynchroValues now[2];    /* of the source, of the destination. What a side that has lost it had stays, but
+                              for isPresent; of an unclear entry only isPresent is sure */
+  SynchroValues before[2]; /* as the table had them; all 0 for a new entry */
+} SynchroEntryInfo;
+
+/* What an entry method answers; any other number is taken for SynchroAnswer_Leave. */
+enum SynchroAnswer {
+  SynchroAnswer_Proceed = 0,
+  SynchroAnswer_Leave = 1 /* nothing is done to the file, and the directory is not entered */
+};
+
+/* Is told of each file and folder before anything is done with it, in the order of the run, on its thread. It
+ * may call Synchro_Status and Synchro_Stop (nothing is done to the entry then), and must not call
+ * Synchro_Delete. value: as given to Synchro_SetEntryMethod. */
+typedef int32_t (*SynchroEntryMethod)(Word value, const SynchroEntryInfo* entry);
+
+/* Sets what is asked about each entry. A file that is left has the mark "=" in its status line; what was to
+ * be done is decided again by the next run. value: passed to it. method: null for none. Not during a run.
+ * Returns the synchroniser. */
+QZ_API Synchro* Synchro_SetEntryMethod(Synchro* synchro, Word value, SynchroEntryMethod method);
 
 QZ_END_C
 

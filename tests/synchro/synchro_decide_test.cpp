@@ -169,6 +169,133 @@ TEST(SynchroDecide, LeavesAnUnclearEntry) {
   EXPECT_EQ(iSynchro_Decide(1, entry).step, SynchroStep::Leave);
 }
 
+// ---- what is told of an action -----------------------------------------------------------------
+
+TEST(SynchroDecision, IsToldWithItsReason) {
+  const SynchroSide file = FileOf(100);
+  const SynchroSide folder = {1, 1, 2, {100, 0}};
+  const SynchroSide none = {};
+  const struct {
+    SynchroAction action;
+    uint32_t flags;
+    SynchroSide source;
+    SynchroSide destination;
+    int32_t decision;
+    int32_t reason;
+  } rows[] = {
+      {{'=', SynchroStep::Leave, SynchroEnd_Source},
+       0,
+       file,
+       file,
+       SynchroDecision_Leave,
+       SynchroReason_Unchanged},
+      {{'!', SynchroStep::Leave, SynchroEnd_Source},
+       0,
+       file,
+       file,
+       SynchroDecision_Leave,
+       SynchroReason_Conflict},
+      {{'=', SynchroStep::Leave, SynchroEnd_Source},
+       SynchroEntryFlag_Unclear,
+       file,
+       file,
+       SynchroDecision_Leave,
+       SynchroReason_Unclear},
+      {{'=', SynchroStep::Pass, SynchroEnd_Source},
+       0,
+       folder,
+       none,
+       SynchroDecision_Leave,
+       SynchroReason_Directory},
+      {{'=', SynchroStep::Pass, SynchroEnd_Source},
+       SynchroEntryFlag_Unclear,
+       folder,
+       none,
+       SynchroDecision_Leave,
+       SynchroReason_Directory},
+      {{'<', SynchroStep::Enter, SynchroEnd_Destination},
+       0,
+       none,
+       folder,
+       SynchroDecision_Enter,
+       SynchroReason_Directory},
+      {{'>', SynchroStep::Copy, SynchroEnd_Source},
+       0,
+       file,
+       none,
+       SynchroDecision_CopyToDestination,
+       SynchroReason_Missing},
+      {{'>', SynchroStep::Copy, SynchroEnd_Source},
+       0,
+       file,
+       file,
+       SynchroDecision_CopyToDestination,
+       SynchroReason_Changed},
+      {{'<', SynchroStep::Copy, SynchroEnd_Destination},
+       0,
+       none,
+       file,
+       SynchroDecision_CopyToSource,
+       SynchroReason_Missing},
+      {{'<', SynchroStep::Copy, SynchroEnd_Destination},
+       0,
+       file,
+       file,
+       SynchroDecision_CopyToSource,
+       SynchroReason_Changed},
+      {{'>', SynchroStep::Delete, SynchroEnd_Source},
+       0,
+       none,
+       file,
+       SynchroDecision_DeleteAtDestination,
+       SynchroReason_Gone},
+      {{'<', SynchroStep::Delete, SynchroEnd_Destination},
+       0,
+       file,
+       none,
+       SynchroDecision_DeleteAtSource,
+       SynchroReason_Gone},
+  };
+  for (size_t i = 0; i < std::size(rows); ++i) {
+    SCOPED_TRACE(i);
+    const SynchroEntry entry = {nullptr, 0, rows[i].flags, {rows[i].source, rows[i].destination}};
+    EXPECT_EQ(iSynchro_DecisionOf(rows[i].action), rows[i].decision);
+    EXPECT_EQ(iSynchro_ReasonOf(rows[i].action, entry), rows[i].reason);
+  }
+}
+
+TEST(SynchroDecision, IsLeftInstead) {
+  const struct {
+    SynchroAction action;
+    SynchroStep step;
+  } rows[] = {
+      {{'>', SynchroStep::Copy, SynchroEnd_Source}, SynchroStep::Leave},
+      {{'<', SynchroStep::Delete, SynchroEnd_Destination}, SynchroStep::Leave},
+      {{'!', SynchroStep::Leave, SynchroEnd_Source}, SynchroStep::Leave},
+      {{'>', SynchroStep::Enter, SynchroEnd_Source}, SynchroStep::Pass},
+      {{'<', SynchroStep::Pass, SynchroEnd_Destination}, SynchroStep::Pass},
+  };
+  for (const auto& row : rows) {
+    const SynchroAction left = iSynchro_LeaveInstead(row.action);
+    EXPECT_EQ(left.mark, '=');
+    EXPECT_EQ(left.step, row.step);
+    EXPECT_EQ(left.from, row.action.from);
+  }
+}
+
+TEST(SynchroDecision, IsForeseenToFailOnAFolder) {
+  const SynchroSide file = FileOf(100);
+  const SynchroSide folder = {1, 1, 2, {100, 0}};
+  const SynchroSide lost = {0, 1, 2, {100, 0}};
+  const SynchroAction copy = {'>', SynchroStep::Copy, SynchroEnd_Source};
+  const SynchroAction remove = {'<', SynchroStep::Delete, SynchroEnd_Destination};
+  EXPECT_EQ(iSynchro_Foresee(copy, {nullptr, 0, 0, {file, file}}), Error_None);
+  EXPECT_EQ(iSynchro_Foresee(copy, {nullptr, 0, 0, {file, folder}}), Error_Exists);
+  EXPECT_EQ(iSynchro_Foresee(copy, {nullptr, 0, 0, {file, lost}}), Error_None);
+  EXPECT_EQ(iSynchro_Foresee(remove, {nullptr, 0, 0, {file, lost}}), Error_None);
+  EXPECT_EQ(iSynchro_Foresee(remove, {nullptr, 0, 0, {folder, lost}}), Error_Invalid);
+}
+
 TEST(SynchroTakeDone, TakesTheCopysValues) {
   SynchroEntry entry = {nullptr, 2, 0, {FileOf(100), FileOf(50)}};
   const SynchroSide made = {1, 0, 9, {300, 0}};
