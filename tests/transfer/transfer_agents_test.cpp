@@ -462,6 +462,9 @@ TEST_F(UploadFilter, TakesTheCopy) {
   EXPECT_EQ(Seen().back(), "Agent0 startcache OUT/source.txt ''");
   EXPECT_EQ(ReadFile(SystemPath(upload->DataPath())), "filtered!");
   EXPECT_EQ(VRXClient_GetSize(*upload), 9u);
+  char serverFileName[kPathSize] = "";
+  iVRXClient_ServerFileName(*upload, serverFileName);
+  EXPECT_STREQ(serverFileName, "packed.gz");
 }
 
 TEST_F(UploadFilter, CancelsTheUpload) {

@@ -73,6 +73,25 @@ TEST_F(TransferSpeed, SamplesTheSpeedAfterMoreThanASecond) {
   server.Finish();
 }
 
+TEST_F(TransferSpeed, SamplesNoBytesOfAnEarlierAttempt) {
+  ScriptedServer server(
+      {{Expect(talk::Request("/f", 1600)),
+        Send("HTTP/1.0 206 P\r\nContent-Range: bytes 1600-4799/4800\r\n\r\n" + std::string(1600, 'a')),
+        Wait(200), Send(std::string(1600, 'b')), Finish(), ReadToEnd()}});
+  Conversation transfer(this);
+  transfer.wantsProgress = true;
+  transfer.Download(URL("http", server, "/f"));
+  transfer.Hold(std::string(1600, 'x'), 4800);
+  transfer.WorkUntil(TransferState::Data);
+  EXPECT_EQ(transfer.Step(), VRXClientResult_None);
+  transfer.Reports();
+  NowMilliseconds() += 2000;
+  EXPECT_EQ(transfer.Step(), VRXClientResult_None);
+  EXPECT_EQ(transfer.Reports().front(), "speed 800.000000");
+  EXPECT_EQ(transfer.Work(), VRXClientResult_Completed);
+  server.Finish();
+}
+
 TEST_F(TransferSpeed, TakesNoSampleWithinASecond) {
   ScriptedServer server({InTwoParts(1600)});
   Conversation transfer(this);
