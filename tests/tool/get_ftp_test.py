@@ -226,6 +226,13 @@ class FTPGet(ProgramTest):
         self.expect(PROTOCOL, "get", server.url("data"))
         self.assertEqual(self.names(), ["data.part"])
 
+    def test_part_is_continued_where_the_size_is_unknown(self):
+        self.write("data.part", DATA[:1000])
+        server = self.server(size="502 no SIZE")
+        self.expect(DONE, "get", server.url("data"))
+        self.assertEqual(server.starts, [(0, "RETR", "data", 1000)])
+        self.assert_file("data", DATA)
+
     def test_passive_replies_that_lie(self):
         port = ports.unused()
         for pasv, code in (("227 (1,2,3)", PROTOCOL), ("227 (127,0,0,256,4,5)", PROTOCOL), ("227 nowhere", PROTOCOL),

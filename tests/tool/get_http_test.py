@@ -97,6 +97,12 @@ class HTTPGet(ProgramTest):
         self.expect(DONE, "get", server.url("/x"))
         self.assertEqual(self.read("x"), b"a copy")
 
+    def test_page_is_a_file_as_any_other(self):
+        page = b"<html>a page</html>"
+        server = self.server(lambda n, request: [http("200 OK", page, Content_Type="text/html")])
+        self.expect(DONE, "get", server.url("/page.html"))
+        self.assertEqual(self.read("page.html"), page)
+
     def test_says_clearly_what_the_server_answered(self):
         for status, said in (("404 Not Found", '"404 Not Found"; file not found on the server'),
                              ("500 Internal Server Error", '"500 Internal Server Error"'),

@@ -157,6 +157,13 @@ class Mirrors(ProgramTest):
         self.assertEqual(mirror.count, 3)
         self.assert_file("data", DATA)
 
+    def test_server_that_was_busy_is_asked_again_when_its_mirror_refuses(self):
+        first = self.ftp(greeting=lambda n: "421 busy" if n == 0 else "220 ready")
+        mirror = self.ftp(None)
+        self.get(DONE, first, mirror, options=NOW)
+        self.assertEqual((first.count, mirror.count), (2, 1))
+        self.assert_file("data", DATA)
+
     def test_mirror_that_is_no_file_is_refused_before_anything_is_asked(self):
         first = self.ftp()
         for mirror in ("ftp://127.0.0.1/folder/", "gopher://127.0.0.1/data", "data"):

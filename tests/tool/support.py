@@ -402,7 +402,7 @@ class Session:
             self.server.commands.append((self.number, line))
             verb, _, argument = line.partition(" ")
             if verb == "QUIT":
-                if self.server.silent_at_the_end:
+                if self.value("silent_at_the_end"):
                     self.server.stall()
                 else:
                     self.say("221 bye")

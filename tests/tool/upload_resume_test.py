@@ -121,6 +121,23 @@ class UploadResume(ProgramTest):
         self.assertEqual(self.offsets(), [0, 0])
         self.assert_stored(OTHER)
 
+    def test_copy_that_is_made_again_is_sent_from_its_beginning(self):
+        self.kill_in_the_middle()
+        files = os.path.join(self.transfers, "files")
+        for name in os.listdir(files):
+            if name.startswith("vrxData"):
+                os.remove(os.path.join(files, name))
+        result = self.expect(DONE, *self.command)
+        self.assertIn('"local.bin" has changed: sending all of it', result.errors)
+        self.assertEqual(self.offsets(), [0, 0])
+        self.assert_stored(DATA)
+
+    def test_copy_counts_for_nothing_before_a_byte_is_sent(self):
+        # The first connection asks whether there is a file of that name.
+        self.server.login = lambda number: "230 welcome" if number == 0 else "421 later"
+        self.expect(NETWORK, *self.command, "--retries", "0")
+        self.assertRegex(self.expect(DONE, "list").output, r" 1  waiting +unknown +0 bytes +local\.bin\n")
+
     def test_nothing_is_mixed_where_the_old_bytes_may_not_be_removed(self):
         self.kill_in_the_middle()
         self.write("local.bin", OTHER)
@@ -178,6 +195,20 @@ class UploadResume(ProgramTest):
         os.remove(self.path("local.bin"))
         self.expect(DONE, "run")
         self.assertEqual(self.offsets(), [0, HELD])
+        self.assert_stored(DATA)
+
+    @only_posix
+    def test_nothing_is_sent_again_after_ctrl_c_while_the_server_is_left(self):
+        self.server.stalls = {}
+        # The first connection asks whether there is a file of that name.
+        self.server.silent_at_the_end = lambda number: number == 1
+        process = self.start_qz(*self.command)
+        self.wait_for(lambda: self.server.verbs(1)[-1:] == ["QUIT"])
+        process.send_signal(signal.SIGINT)
+        _, errors = process.communicate(timeout=10)
+        self.assertEqual(process.returncode, INTERRUPTED, errors)
+        self.expect(DONE, *self.command)
+        self.assertEqual(self.offsets(), [0])
         self.assert_stored(DATA)
 
     def test_bytes_that_the_server_has_lost_are_sent_again(self):

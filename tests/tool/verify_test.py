@@ -69,6 +69,31 @@ class Checksums(OwnProgram):
             self.assertEqual(self.names(), ["x"])
             os.remove(self.path("x"))
 
+    def test_file_that_was_set_aside_waits_while_its_url_is_transferred(self):
+        is_asked, is_done = threading.Event(), threading.Event()
+        def answer(number, request):
+            path = request.split(" ")[1]
+            if path == "/later":
+                is_asked.wait(SOCKET_SECONDS)
+            elif number > 0:
+                is_asked.set()
+                is_done.wait(SOCKET_SECONDS)
+            return [honest(DATA, request)]
+        server = self.serve(HTTPServer(answer))
+        self.assert_refused("get", server.url("/x"), "--sha256", WRONG)
+        os.remove(self.path("x.bad"))
+        self.expect(DONE, "add", server.url("/x"), "-o", "y")
+        self.expect(DONE, "add", server.url("/later"))
+        run = self.start_qz("retry", "2", "3", "1", "--jobs", "2")
+        line = next((line for line in run.stderr if b"already" in line), b"")
+        is_done.set()
+        self.assertIn('"%s" is being transferred already' % server.url("/x"), line.decode())
+        run.communicate(timeout=RUN_SECONDS)
+        self.assertEqual(run.returncode, OTHER)
+        self.assertEqual(self.names(), ["later", "y"])
+        self.assert_refused("retry", "1")
+        self.assertEqual(self.names(), ["later", "x.bad", "y"])
+
     @only_posix
     def test_program_killed_when_the_file_has_its_name_verifies_it_then(self):
         for digests, code in ((WRONG, REFUSED), (DIGEST, DONE)):
