@@ -186,6 +186,12 @@ bool IsTemporaryReply(std::int32_t code) {
   return code == 421 || code == 425 || code == 426 || code == 450 || code == 451;
 }
 
+unsigned PauseSeconds(unsigned firstSeconds, unsigned failedRetries) {
+  constexpr unsigned kLongestPauseSeconds = 60;
+  const unsigned shift = std::min(failedRetries, 6u);
+  return std::min(firstSeconds << shift, kLongestPauseSeconds);
+}
+
 Failure ExplainFTPReply(const std::string& what, std::int32_t code, const std::string& text) {
   const std::string said = what + ": the server answered \"" + std::to_string(code) + " " + text + "\"";
   switch (code) {

@@ -73,6 +73,10 @@ std::string DataConnectionHint(bool isActive);
 // Whether an FTP reply tells that the same command may succeed later.
 bool IsTemporaryReply(std::int32_t code);
 
+// The pause before the next attempt, after so many that failed in a row: each is twice the one before, up to
+// a minute. firstSeconds: up to an hour.
+unsigned PauseSeconds(unsigned firstSeconds, unsigned failedRetries);
+
 }  // namespace tool
 
 #endif

@@ -28,7 +28,6 @@ using std::chrono::milliseconds;
 using std::chrono::seconds;
 using std::chrono::steady_clock;
 
-constexpr unsigned kLongestPauseSeconds = 60;
 constexpr auto kInterruptSlice = milliseconds(50);
 
 // "ftp://host:port" without the scheme.
@@ -331,8 +330,7 @@ void Transfer::RetryLater(const Failure& failure) {
 }
 
 void Transfer::PauseBeforeRetry(const Failure& failure) {
-  const unsigned shift = std::min(failedRetries_, 6u);
-  const unsigned wait = std::min(options_.retryWaitSeconds << shift, kLongestPauseSeconds);
+  const unsigned wait = PauseSeconds(options_.retryWaitSeconds, failedRetries_);
   failedRetries_++;
   reporter_->Say(failure.text + "; next try in " + std::to_string(wait) + " s (retry " +
                  std::to_string(failedRetries_) + " of " + std::to_string(options_.retries) + ")");

@@ -170,6 +170,11 @@ class Privacy(ProgramTest):
                      "* File size is 1 bytes.", "* Downloading..."):
             self.assertIn(line + "\n", result.errors.replace("\r", ""))
 
+    def test_verbose_hides_the_password_where_a_message_repeats_it(self):
+        server = self.serve(FTPServer({"data": b"x"}))
+        result = self.expect(DONE, "get", "-v", server.url("data", "%s:%s@" % (self.SECRET, self.SECRET)))
+        self.assertIn('* Logging in as "********"...\n', result.errors.replace("\r", ""))
+
     def test_verbose_shows_the_exchange_of_a_listing_without_the_password(self):
         server = self.serve(FTPServer())
         server.listing = b"one\r\n"

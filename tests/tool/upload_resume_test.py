@@ -138,10 +138,20 @@ class UploadResume(ProgramTest):
         self.expect(NETWORK, *self.command, "--retries", "0")
         self.assertRegex(self.expect(DONE, "list").output, r" 1  waiting +unknown +0 bytes +local\.bin\n")
 
+    def change_source(self, data, seconds):
+        self.write("local.bin", data)
+        os.utime(self.path("local.bin"), (seconds, seconds))
+
     def test_nothing_is_mixed_where_the_old_bytes_may_not_be_removed(self):
+        self.assert_nothing_is_mixed(OTHER, 2000000000)
+
+    def test_nothing_is_mixed_when_only_the_size_tells_of_the_change(self):
+        self.assert_nothing_is_mixed(OTHER + b"more", 1900000000)
+
+    def assert_nothing_is_mixed(self, changed, seconds):
+        self.change_source(DATA, 1900000000)
         self.kill_in_the_middle()
-        self.write("local.bin", OTHER)
-        os.utime(self.path("local.bin"), (2000000000, 2000000000))
+        self.change_source(changed, seconds)
         self.server.dele = "550 not allowed"
         for _ in range(2):
             result = self.expect(LOGIN, *self.command)
@@ -150,7 +160,7 @@ class UploadResume(ProgramTest):
         self.server.dele = None
         self.expect(DONE, *self.command)
         self.assertEqual(self.offsets(), [0, 0])
-        self.assert_stored(OTHER)
+        self.assert_stored(changed)
 
     def test_unchanged_source_needs_no_right_to_remove(self):
         self.server.dele = "550 not allowed"

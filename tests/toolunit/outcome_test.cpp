@@ -170,5 +170,15 @@ TEST(Outcome, HintsAtTheOtherModeOfDataConnections) {
          "cannot get \"file\": the server answered \"425 no\" (data connection); try without --active");
 }
 
+TEST(Outcome, MakesPausesLonger_UpToAMinute) {
+  const struct {
+    unsigned first, failedRetries, seconds;
+  } kRows[] = {{2, 0, 2},   {2, 1, 4}, {2, 4, 32},  {2, 5, 60},  {1, 5, 32},    {1, 6, 60},
+               {1, 40, 60}, {0, 3, 0}, {60, 0, 60}, {61, 0, 60}, {3600, 0, 60}, {3600, 1000, 60}};
+  for (const auto& row : kRows)
+    EXPECT_EQ(PauseSeconds(row.first, row.failedRetries), row.seconds)
+        << row.first << " " << row.failedRetries;
+}
+
 }  // namespace
 }  // namespace tool
