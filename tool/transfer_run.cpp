@@ -94,8 +94,11 @@ void Transfer::Run(HTTPcPool* connections) {
 
 void Transfer::Drive() {
   saved_.status = TransferStatus::Waiting;
-  // The data was complete when the last run ended.
-  if (!saved_.isUpload && VRXClient_GetState(client_.get()) == TransferState_Finish) ChooseFinalPath();
+  // The data was complete when the last run ended. The path is saved before the file gets it.
+  if (!saved_.isUpload && VRXClient_GetState(client_.get()) == TransferState_Finish) {
+    ChooseFinalPath();
+    Record();
+  }
   while (!isStoredAlready_ && VRXClient_GetState(client_.get()) != TransferState_Completed) {
     if (IsReady()) Step();
   }

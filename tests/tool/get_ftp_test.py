@@ -331,6 +331,21 @@ class FTPGet(ProgramTest):
         self.assertEqual(self.names(), ["data"])
         self.assert_file("data", DATA)
 
+    @only_posix
+    def test_name_that_is_taken_after_ctrl_c_at_the_end_is_left_to_its_file(self):
+        mine = some_bytes(len(DATA), 9)
+        server = self.server(silent_at_the_end=True)
+        process = self.start_qz("get", server.url("data"))
+        self.wait_for(lambda: "QUIT" in server.verbs())
+        process.send_signal(signal.SIGINT)
+        process.communicate(timeout=10)
+        self.write("data", mine)
+        killed = self.run_qz("get", server.url("data"), environment=preloaded(self, QZ_KILL_AT="/data(0)"))
+        self.assertEqual(killed.code, -signal.SIGKILL, killed)
+        self.assertIn('saved "data(0)"', self.expect(DONE, "get", server.url("data")).errors)
+        self.assert_file("data", mine)
+        self.assert_file("data(0)", DATA)
+
     # ---- ls and size
 
     def test_ls_prints_what_the_server_lists(self):
