@@ -138,6 +138,12 @@ class Showing(SavedTransferTest):
         self.assertIn("\nmessages:\n", result.output)
         self.assertIn('\n  Logging in as "me"...\n', result.output)
 
+    def test_bytes_of_a_part_that_was_there_are_done(self):
+        self.write("data.part", bytes(1000))
+        self.expect(NETWORK, "get", "ftp://127.0.0.1:%d/data" % ports.unused(), "--retries", "0")
+        os.remove(self.path("data.part"))
+        self.assertRegex(self.expect(DONE, "list").output, r" 1  waiting +unknown +1000 bytes +data\n")
+
     def test_texts_of_servers_cannot_control_the_terminal(self):
         self.interrupted(greeting="220 \x1b[31mred \x9b1m", login="230 \x1b]0;title\x07")
         output = self.expect(DONE, "show", "1").output

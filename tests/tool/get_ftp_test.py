@@ -182,6 +182,12 @@ class FTPGet(ProgramTest):
         self.expect(DONE, "get", server.url("data"), *SOON)
         self.assert_file("data", DATA)
 
+    def test_refusal_behind_data_that_came_is_tried_again(self):
+        server = self.server(final=lambda number: "550 oops" if number == 0 else "226 done")
+        self.expect(DONE, "get", server.url("data"), *SOON)
+        self.assertEqual([offset for _, _, _, offset in server.starts], [0, 300000])
+        self.assert_file("data", DATA)
+
     def test_not_complete_when_size_promises_more(self):
         server = self.server(size="213 300500")
         result = self.expect(NETWORK, "get", server.url("data"), "--retries", "2", *SOON)

@@ -158,6 +158,17 @@ class Killed(SavedRun, OwnProgram):
         self.assertEqual(self.names(), ["other", "other(0)", "plain"])
 
     @only_posix
+    def test_file_of_another_size_that_took_the_name_after_the_kill_stays(self):
+        server = self.files(1, 200000)
+        killed = self.run_qz("get", server.url("/0"), environment=preloaded(self, QZ_KILL_AT="/0"))
+        self.assertEqual(killed.code, -signal.SIGKILL, killed)
+        self.write("0", b"mine")
+        self.expect(DONE, "get", server.url("/0"))
+        self.assertEqual(self.read("0"), b"mine")
+        self.assert_file("0(0)", self.content["/0"])
+        self.assertEqual(self.names(), ["0", "0(0)"])
+
+    @only_posix
     def test_program_killed_before_the_old_file_is_replaced_replaces_it_then(self):
         server = self.files(1, 200000)
         for end in ("/file(0)", "/file"):

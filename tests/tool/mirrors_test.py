@@ -164,6 +164,13 @@ class Mirrors(ProgramTest):
         self.assertEqual((first.count, mirror.count), (2, 1))
         self.assert_file("data", DATA)
 
+    def test_run_ends_when_all_servers_refuse_in_one_round(self):
+        first = self.ftp(None, greeting=lambda n: "421 busy" if n == 0 else "220 ready")
+        mirror = self.ftp(None)
+        result = self.get(NOT_FOUND, first, mirror, options=NOW)
+        self.assertEqual((first.count, mirror.count), (2, 2))
+        self.assertEqual(result.errors.count("; next try"), 1)
+
     def test_mirror_that_is_no_file_is_refused_before_anything_is_asked(self):
         first = self.ftp()
         for mirror in ("ftp://127.0.0.1/folder/", "gopher://127.0.0.1/data", "data"):
