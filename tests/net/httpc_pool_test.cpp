@@ -165,6 +165,17 @@ TEST_F(HTTPcPoolTest, KeepsNoConnectionWhoseBodyWasNotReadToItsEnd) {
   End(&server, 3);
 }
 
+TEST_F(HTTPcPoolTest, KeepsNoConnectionThatTheServerCloses) {
+  ScriptedServer server(
+      {{script::ReadUntil(kEmptyLine),
+        script::Send("HTTP/1.1 200 OK\r\nConnection: close\r\nContent-Length: 3\r\n\r\nabc"),
+        script::ExpectEnd()}});
+  server.RepeatLast();
+  EXPECT_EQ(Fetch(server, 3), "abc");
+  EXPECT_EQ(Fetch(server, 3), "abc");
+  End(&server, 2);
+}
+
 // The bytes behind a body are a response that nobody asked for.
 TEST_F(HTTPcPoolTest, KeepsNoConnectionWithBytesBehindTheBody) {
   ScriptedServer server(

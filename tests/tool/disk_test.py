@@ -114,6 +114,13 @@ class Disk(ProgramTest):
         self.assertEqual(result.errors, 'qz: cannot enter the folder of "none/data" [Directory_SetCurrent "none": '
                                         "No such file or directory (2)]\n")
 
+    def test_no_other_url_is_begun_when_a_transfer_cannot_be_saved(self):
+        server = self.serve(HTTPServer(lambda n, request: [http("200 OK", b"x")]))
+        os.makedirs(os.path.join(self.transfers, "next"))
+        result = self.expect(DISK, "get", server.url("/a"), server.url("/b"))
+        self.assertIn("the remaining URLs were skipped", result.errors)
+        self.assertEqual((server.count, self.names()), (0, []))
+
     def test_folder_in_the_way_is_refused_and_untouched(self):
         os.mkdir(self.path("data.part"))
         self.write("data.part/inside", b"mine")
@@ -257,6 +264,16 @@ class Interrupting(ProgramTest):
             self.expect(DONE, "get", server.url("/data"))
             self.assert_file("data", DATA)
             os.remove(self.path("data"))
+
+    @only_posix
+    def test_interrupt_behind_a_download_that_is_done(self):
+        server = self.serve(HTTPServer(lambda n, request: [http("200 OK", b"x")] if n == 0 else ["stall"]))
+        process = self.start_qz("get", server.url("/first"), server.url("/second"))
+        self.wait_for(lambda: len(server.requests) == 2)
+        process.send_signal(signal.SIGINT)
+        _, errors = process.communicate(timeout=10)
+        self.assertEqual(process.returncode, INTERRUPTED, errors)
+        self.assertEqual(self.names(), ["first"])
 
     @only_posix
     def test_interrupt_is_noticed_while_the_server_says_nothing(self):

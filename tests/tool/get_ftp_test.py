@@ -93,6 +93,11 @@ class FTPGet(ProgramTest):
         self.assertEqual(self.names(), ["data"])
         self.assertIn("qz: resuming at 4.2 KiB\n", result.errors)
 
+    def test_speed_is_that_of_the_bytes_that_came(self):
+        self.write("data.part", DATA)
+        result = self.expect(DONE, "get", self.server().url("data"))
+        self.assertIn('qz: saved "data" (293.0 KiB)\n', result.errors.replace("\r", ""))
+
     def test_starts_again_when_the_server_refuses_rest(self):
         self.write("data.part", b"y" * 4321)
         server = self.server(rest=False)

@@ -74,9 +74,10 @@ class HTTPGet(ProgramTest):
 
     def test_gets_several_urls_and_gives_the_first_failure(self):
         def answer(number, request):
-            return [http("404 Not Found", b"no")] if "/gone" in request else [http("200 OK", b"x")]
+            refused = {"/gone": "404 Not Found", "/locked": "403 Forbidden"}.get(target_of(request))
+            return [http(refused, b"no")] if refused else [http("200 OK", b"x")]
         server = self.server(answer)
-        self.expect(NOT_FOUND, "get", server.url("/gone"), server.url("/here"))
+        self.expect(NOT_FOUND, "get", server.url("/gone"), server.url("/locked"), server.url("/here"))
         self.assertEqual(self.names(), ["here"])
 
     def test_leaves_no_part_file_when_there_is_no_such_file(self):

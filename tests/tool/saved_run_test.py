@@ -165,6 +165,13 @@ class AddAndRun(SavedRun):
         self.assertIn("there is no transfer 9", result.errors)
         self.assertEqual((server.count, self.stored()), (0, ["1.conf", "1.vrx"]))
 
+    def test_others_run_when_one_cannot_be_written(self):
+        server = self.files(2)
+        self.expect(DONE, "add", server.url("/0"), server.url("/1"))
+        os.mkdir(self.path("0.part"))
+        self.expect(DISK, "run", "--jobs", "1")
+        self.assert_file("1", self.content["/1"])
+
     def test_connection_that_fails_waits_for_the_next_run(self):
         server = self.files(1)
         self.expect(DONE, "add", server.url("/0"))
@@ -235,6 +242,13 @@ class AddAndRun(SavedRun):
         self.assertEqual(self.read("0"), b"old")
         self.assert_file("0(0)", self.content["/0"])
 
+    def test_active_mode_that_was_saved_is_kept_by_a_command_without_it(self):
+        server = self.serve(FTPServer({"data": DATA}))
+        self.expect(DONE, "add", "--active", server.url("data"))
+        self.expect(DONE, "get", server.url("data"))
+        self.assertIn("PORT", server.verbs())
+        self.assertNotIn("PASV", server.verbs())
+
     @only_posix
     def test_sync_flushes_the_data_before_the_file_gets_its_name(self):
         server = self.files(2)
@@ -271,6 +285,12 @@ class AddAndRun(SavedRun):
         self.assertEqual((server.count, self.stored()), (0, ["1.conf", "1.vrx"]))
         self.expect(DONE, "run", "--password-file", "secret", start_new_session=True)
         self.assert_file("data", DATA)
+
+    def test_user_of_a_later_command_takes_the_place_of_the_saved_one(self):
+        server = self.serve(FTPServer({"data": DATA}))
+        self.with_password(server)
+        self.expect(DONE, "get", server.url("data"), "--user", "you", "--password-file", "secret")
+        self.assertEqual([line for _, line in server.commands][:2], ["USER you", "PASS s3cr3t-w0rd"])
 
     def test_password_is_in_no_file_unless_it_is_to_be_saved(self):
         server = self.serve(FTPServer({"data": DATA}))

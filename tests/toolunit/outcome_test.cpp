@@ -39,6 +39,9 @@ TEST(Outcome, TellsWhatIsWrongOnThisSide) {
        "\"local\": the data file cannot be created, read or written"},
       {VRXClientReason_NoSource, ExitCode::NotFound, "\"local\": the file to upload is missing"},
       {VRXClientReason_Agent, ExitCode::Refused, "\"local\": an extension refused the file"},
+      {VRXClientReason_EmptySource, ExitCode::Disk, "\"local\": the file to upload is empty"},
+      {VRXClientReason_DiskFull, ExitCode::Disk,
+       "\"local\": disk full, or not writable; free some space, then rerun the command to resume"},
       {VRXClientReason_NoDestination, ExitCode::Disk, "\"local\": the destination's folder does not exist"},
   };
   for (const auto& row : kRows) {
@@ -143,6 +146,50 @@ TEST(Outcome, BlamesTheLoginForARefusedOne) {
   end.user = "me";
   Expect(end, ExitCode::Login, Retry::No,
          "a.example refused the login of \"me\": \"530 no\"; check the user name and the password");
+}
+
+TEST(Outcome, BlamesNoLoginForAServerThatIsBusy) {
+  AttemptEnd end = EndOf("ftp");
+  end.state = TransferState_Login;
+  end.status = Error_NoAccess;
+  end.replyCode = 421;
+  end.replyText = "later";
+  Expect(end, ExitCode::Network, Retry::Yes, "cannot log in to a.example: the server answered \"421 later\"");
+}
+
+TEST(Outcome, CountsTheBytesOfAFileThatIsNotWhole) {
+  AttemptEnd end = EndOf("ftp");
+  end.status = Error_Ended;
+  end.position = 1234;
+  end.size = 5678;
+  Expect(end, ExitCode::Network, Retry::Yes, "connection closed after 1,234 of 5,678 bytes");
+  end.position = 5678;
+  Expect(end, ExitCode::Network, Retry::Yes, "connection closed before the end of the file");
+  end.size = std::nullopt;
+  Expect(end, ExitCode::Network, Retry::Yes, "connection closed before the end of the file");
+}
+
+TEST(Outcome, TellsOfASurplus_OnceAllBytesHaveCome) {
+  AttemptEnd end = EndOf("ftp");
+  end.status = Error_Invalid;
+  end.position = 1234;
+  end.size = 5678;
+  Expect(end, ExitCode::Protocol, Retry::No, "cannot get \"file\": invalid response");
+  end.position = 5678;
+  Expect(end, ExitCode::Protocol, Retry::No,
+         "the server sent more than the reported 5,678 bytes; the data cannot be trusted");
+}
+
+TEST(Outcome, HintsAtNoDataConnectionWhileThereIsNone) {
+  AttemptEnd end = EndOf("ftp");
+  end.status = Error_NoAccess;
+  end.state = TransferState_Connect;
+  Expect(end, ExitCode::Network, Retry::Yes, "cannot connect to a.example: connection refused");
+  end.state = TransferState_Start;
+  Expect(end, ExitCode::Network, Retry::Yes,
+         "cannot get \"file\": connection refused (data connection); try --active");
+  end.isHTTP = true;
+  Expect(end, ExitCode::Network, Retry::Yes, "cannot get \"file\": connection refused");
 }
 
 TEST(Outcome, TellsWhereRedirectsEnd) {

@@ -213,6 +213,36 @@ TEST_F(SavedTransferFile, WithAFlippedBitIsReadOrRefused) {
   EXPECT_GT(refused, 500);
 }
 
+TEST_F(SavedTransferFile, IsRefusedInAnotherFormat) {
+  std::string text = kShortest;
+  ASSERT_TRUE(Read(text));
+  text.replace(text.find("format = 1"), 10, "format = 2");
+  EXPECT_FALSE(Read(text));
+}
+
+TEST_F(SavedTransferFile, TellsTheSizeOfAFileAlone) {
+  folder_.Write("file", "12345");
+  folder_.MakeDirectory("folder");
+  EXPECT_EQ(tool::SizeOfFile(folder_.Name("file")), 5u);
+  EXPECT_FALSE(tool::SizeOfFile(folder_.Name("folder")));
+  EXPECT_FALSE(tool::SizeOfFile(folder_.Name("nothing")));
+}
+
+TEST_F(SavedTransferFile, HasDoneWhatThePartHolds_InADownloadAlone) {
+  folder_.Write("disk.iso.part", "12345");
+  SavedTransfer transfer = Whole();
+  transfer.localPath = folder_.Name("disk.iso");
+  transfer.doneBytes = 3;
+  LookAtPartFile(&transfer);
+  EXPECT_EQ(transfer.doneBytes, 3u);
+  transfer.isUpload = false;
+  LookAtPartFile(&transfer);
+  EXPECT_EQ(transfer.doneBytes, 5u);
+  transfer.localPath = folder_.Name("other.iso");
+  LookAtPartFile(&transfer);
+  EXPECT_EQ(transfer.doneBytes, 5u);
+}
+
 TEST_F(SavedTransferFile, MissingIsNothing) {
   EXPECT_FALSE(tool::ReadSavedTransfer(folder_.SystemName("1.conf").string(), 1));
   EXPECT_FALSE(tool::ReadSavedTransfer(folder_.SystemName().string(), 1));
