@@ -287,9 +287,9 @@ void Transfer::NoteSource() {
 // and would mix two files otherwise.
 void Transfer::PrepareUpload() {
   const bool hasBegun = HasUploadBegun();
-  const bool isChanged = hasBegun && (isCopyNew_ || IsSourceChanged());
+  const bool isChanged = hasBegun && IsSourceChanged();
   if (hasBegun && !isChanged && !restartsUpload_) return;
-  if (isChanged) reporter_->Say("\"" + ShownPath(saved_.localPath) + "\" has changed: sending all of it");
+  if (isChanged) TellChange();
   if (saved_.continuesUpload && !hasBegun && !restartsUpload_) {
     NoteSource();
     isStoredAlready_ = IsStoredAlready();
@@ -300,6 +300,21 @@ void Transfer::PrepareUpload() {
   NoteSource();
   if (!hasBegun) return;
   VRXClient_SetEditFlags(client_.get(), VRXClient_GetEditFlags(client_.get()) & ~kUploadHasBegun);
+  Record();
+}
+
+void Transfer::TellChange() const {
+  reporter_->Say("\"" + ShownPath(saved_.localPath) + "\" has changed: sending all of it");
+}
+
+// The library has made another copy than the one that the bytes on the server are of. They are not continued,
+// by a later run either.
+void Transfer::BeginUploadAnew() {
+  TellChange();
+  isPrepared_ = false;
+  saved_.continuesUpload = false;
+  VRXClient_SetEditFlags(client_.get(), VRXClient_GetEditFlags(client_.get()) & ~kUploadHasBegun);
+  VRXClient_Stop(client_.get());
   Record();
 }
 

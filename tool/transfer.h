@@ -80,6 +80,8 @@ class Transfer : public Job {
   void SetPartFile();
   void SetLogin(Purpose purpose);
   void PrepareUpload();
+  void TellChange() const;
+  void BeginUploadAnew();
   Login LoginOfTransfer() const;
   void LogIn(FTPSession* session) const;
   void ReplaceOnServer();

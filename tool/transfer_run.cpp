@@ -144,10 +144,7 @@ void Transfer::OnStepEnded(std::uint32_t before, std::int32_t result) {
     throw Failure{ExitCode::Refused, "an extension cancelled the transfer: " + lastMessage_};
   }
   if (saved_.isUpload && before == TransferState_PrepareDataFile && HasUploadBegun() && isCopyNew_) {
-    // The bytes on the server are of another copy.
-    isPrepared_ = false;
-    VRXClient_Stop(client_.get());
-    return;
+    return BeginUploadAnew();
   }
   if (after == TransferState_Connect) NoteServer();
   if (after == TransferState_Data && before != after) OnDataBegins();

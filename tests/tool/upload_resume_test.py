@@ -121,12 +121,15 @@ class UploadResume(ProgramTest):
         self.assertEqual(self.offsets(), [0, 0])
         self.assert_stored(OTHER)
 
-    def test_copy_that_is_made_again_is_sent_from_its_beginning(self):
-        self.kill_in_the_middle()
+    def remove_copies(self):
         files = os.path.join(self.transfers, "files")
         for name in os.listdir(files):
             if name.startswith("vrxData"):
                 os.remove(os.path.join(files, name))
+
+    def test_copy_that_is_made_again_is_sent_from_its_beginning(self):
+        self.kill_in_the_middle()
+        self.remove_copies()
         result = self.expect(DONE, *self.command)
         self.assertIn('"local.bin" has changed: sending all of it', result.errors)
         self.assertEqual(self.offsets(), [0, 0])
@@ -147,6 +150,21 @@ class UploadResume(ProgramTest):
 
     def test_nothing_is_mixed_when_only_the_size_tells_of_the_change(self):
         self.assert_nothing_is_mixed(OTHER + b"more", 1900000000)
+
+    def test_nothing_is_mixed_when_the_change_is_less_than_a_second_old(self):
+        self.assert_nothing_is_mixed(OTHER, 1900000000.5)
+
+    def test_copy_that_is_made_again_continues_nothing(self):
+        self.server.files["in/remote.bin"] = DATA[:70000]
+        self.kill_in_the_middle("--continue", held=70000 + HELD)
+        self.remove_copies()
+        self.server.dele = "550 not allowed"
+        for _ in range(2):
+            self.expect(LOGIN, *self.command)
+        self.server.dele = None
+        self.expect(DONE, *self.command)
+        self.assertEqual(self.offsets(), [70000, 0])
+        self.assert_stored(DATA)
 
     def assert_nothing_is_mixed(self, changed, seconds):
         self.change_source(DATA, 1900000000)
