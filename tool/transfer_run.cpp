@@ -354,7 +354,9 @@ void Transfer::RecordWhenDue() {
   const bool mayWait = isNew_ && !isInStore_ && !saved_.isUpload && (isSmall || !hasData) &&
                        partBytes_ == 0 && Clock::now() - began_ < kAtOnce;
   if (!mayWait) return Record();
-  if (VRXClient_GetState(client_.get()) == TransferState_Agents && recordForAgents_.empty())
+  // Without an agent nothing can refuse the file any more.
+  const bool isAtAgents = VRXClient_GetState(client_.get()) == TransferState_Agents;
+  if (isAtAgents && recordForAgents_.empty() && VRXClient_GetAgentCount(client_.get()) > 0)
     recordForAgents_ = WriteRecord(client_.get());
 }
 

@@ -222,6 +222,11 @@ ErrorCode iAgentList_RemoveFirst(AgentList* list, const char* className) {
   return Error_None;
 }
 
+uint32_t iAgentList_Count(const AgentList* list) {
+  const HeldLists held;
+  return held.Status() == Error_None ? list->count : UINT32_MAX;
+}
+
 void iAgentList_Start(VRXClient* client, AgentList* list, const char* file, const char* url) {
   const HeldLists held;
   if (held.Status() != Error_None) {

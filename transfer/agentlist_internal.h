@@ -30,6 +30,7 @@ void iAgentList_EndSystem();
 ErrorCode iAgentList_Add(AgentList* list, Agent* agent);
 Agent* iAgentList_GetFirst(AgentList* list, const char* className);
 ErrorCode iAgentList_RemoveFirst(AgentList* list, const char* className);
+uint32_t iAgentList_Count(const AgentList* list);
 
 // Asks the direct children of "VRXx", newest first, that have no agent in the transfer yet whether they want
 // to take part, and appends an agent of each that does; the transfer is then marked as changed. A failure

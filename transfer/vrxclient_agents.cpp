@@ -15,6 +15,10 @@ Agent* VRXClient_GetAgent(VRXClient* client, const char* className) {
   return client != nullptr ? iAgentList_GetFirst(&client->data.agents, className) : nullptr;
 }
 
+uint32_t VRXClient_GetAgentCount(VRXClient* client) {
+  return client != nullptr ? iAgentList_Count(&client->data.agents) : UINT32_MAX;
+}
+
 ErrorCode VRXClient_RemoveAgent(VRXClient* client, const char* className) {
   if (client == nullptr || className == nullptr) return Error_Invalid;
   const TransferCall call(client);

@@ -389,6 +389,9 @@ QZ_API ErrorCode VRXClient_SetPool(VRXClient* client, HTTPcPool* pool);
  */
 QZ_API ErrorCode VRXClient_DelayLog(VRXClient* client, int32_t flag);
 
+/* Returns how many agents the list has; all ones for null, and when the lists are in use for 5 seconds. */
+QZ_API uint32_t VRXClient_GetAgentCount(VRXClient* client);
+
 /* Whether FTP servers connect to this side for the data, instead of being connected to. flag: not 0 for yes.
  * Holds from the next connection on. A new transfer, and one that was read, uses passive mode. Error_None. */
 QZ_API ErrorCode VRXClient_SetActiveMode(VRXClient* client, int32_t flag);

@@ -50,6 +50,21 @@ class AddAndRun(SavedRun):
         self.assertEqual(self.stored(), [])
         self.assertEqual(self.expect(DONE, "run").errors, "qz: nothing to run\n")
 
+    def test_a_file_that_comes_at_once_has_no_log_file_meanwhile(self):
+        server = self.files(2)
+        self.expect(DONE, "get", server.url("/0"))
+        folder = os.path.join(self.transfers, "files")
+        before = os.stat(folder).st_mtime_ns
+        self.expect(DONE, "get", server.url("/1"))
+        self.assert_files()
+        # Each name that came or went would have changed it.
+        self.assertEqual((os.stat(folder).st_mtime_ns, os.listdir(folder)), (before, []))
+
+    def test_a_transfer_that_fails_keeps_its_log(self):
+        server = self.serve(HTTPServer(lambda number, request: [http("200 OK", b"abc", length=9)]))
+        self.expect(NETWORK, "get", server.url("/f"), *ONCE)
+        self.assertIn("  Downloading...\n  Server connection terminated.\n", self.expect(DONE, "show", "1").output)
+
     def test_numbers_are_never_used_again(self):
         server = self.files(2)
         self.expect(DONE, "add", server.url("/0"))

@@ -224,6 +224,16 @@ TEST_F(AgentListCalls, FindTheFirstAgentOnly) {
   EXPECT_EQ(VRXClient_GetAgent(&client_, ""), nullptr);
 }
 
+TEST_F(AgentListCalls, CountTheAgents) {
+  EXPECT_EQ(VRXClient_GetAgentCount(&client_), 0u);
+  Append("A");
+  Append("B");
+  EXPECT_EQ(VRXClient_GetAgentCount(&client_), 2u);
+  EXPECT_EQ(VRXClient_RemoveAgent(&client_, "A"), Error_None);
+  EXPECT_EQ(VRXClient_GetAgentCount(&client_), 1u);
+  EXPECT_EQ(VRXClient_GetAgentCount(nullptr), 0xFFFFFFFFu);
+}
+
 TEST_F(AgentListCalls, RemoveTheFirstAgentOnly_ForEver) {
   EXPECT_EQ(VRXClient_RemoveAgent(&client_, "A"), Error_NotFound);
   Append("A");
