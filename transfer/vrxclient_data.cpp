@@ -28,9 +28,9 @@ StepEvent FailToOpen(VRXClient* client, uint32_t reason) {
 ErrorCode CreateDataFile(VRXClient* client) {
   const char* path = client->data.dataPath;
   if (client->isDataFileNew) return iVRXClient_MakeDataFile(client, &client->dataFile);
+  const ErrorCode status = iFile_OpenNew(path, FileMode_Write, false, &client->dataFile);
   // The file of an application, or an empty one of this transfer.
-  if (File_Exists(path, nullptr) != 0) return File_Open(path, FileMode_Write, &client->dataFile);
-  return iFile_OpenNew(path, FileMode_Write, false, &client->dataFile);
+  return status == Error_Exists ? File_Open(path, FileMode_Write, &client->dataFile) : status;
 }
 
 // There is nothing to cut.

@@ -119,7 +119,8 @@ void iVRXClient_SetDataPath(VRXClient* client, const char* path) {
 }
 
 bool iVRXClient_HasOwnDataPath(const VRXClient* client) {
-  return iVRXClient_IsOwnName(client->data.dataPath, kDataPrefix) || IsPartBesideTarget(client);
+  return client->data.dataPath[0] != '\0' &&
+         (IsPartBesideTarget(client) || iVRXClient_IsOwnName(client->data.dataPath, kDataPrefix));
 }
 
 bool iVRXClient_OwnsDataFile(const VRXClient* client) {

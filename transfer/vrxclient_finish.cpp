@@ -168,16 +168,53 @@ ErrorCode StartCopy(VRXClient* client) {
   return status;
 }
 
+StepEvent TellOfMove(VRXClient* client) {
+  iVRXClient_Message(client, TransferMessage_Moving, client->data.localPath);
+  return EndMove(client);
+}
+
+struct RenameResult {
+  ErrorCode status;
+  bool isOtherVolume;
+};
+
+RenameResult Rename(const VRXClient* client) {
+  RenameResult result = {Error_None, !HaveOneDrive(client->data.dataPath, client->data.localPath)};
+  if (!result.isOtherVolume)
+    result.status = iFile_Rename(client->data.dataPath, client->data.localPath, &result.isOtherVolume);
+  return result;
+}
+
 StepEvent Move(VRXClient* client) {
   const char* destination = client->data.localPath;
-  bool isOtherVolume = !HaveOneDrive(client->data.dataPath, destination);
-  ErrorCode status = Error_None;
-  if (!isOtherVolume) status = iFile_Rename(client->data.dataPath, destination, &isOtherVolume);
-  const bool isCopied = isOtherVolume;
-  if (isCopied) status = StartCopy(client);
+  const RenameResult renamed = Rename(client);
+  const ErrorCode status = renamed.isOtherVolume ? StartCopy(client) : renamed.status;
   if (status != Error_None) return RefuseMove(client, destination);
+  if (!renamed.isOtherVolume) return TellOfMove(client);
   iVRXClient_Message(client, TransferMessage_Moving, destination);
-  return isCopied ? Stay() : EndMove(client);
+  return Stay();
+}
+
+// Looks at the destination first: it may be a directory, or be taken.
+StepEvent LookAndMove(VRXClient* client) {
+  StepEvent event = ResolveDestination(client);
+  if (event.kind == StepEvent::Kind::Advance) event = NumberDestination(client);
+  return event.kind == StepEvent::Kind::Advance ? Move(client) : event;
+}
+
+// Mostly nothing stands under the name, and one call to the system tells so and moves the file. When it fails
+// the destination is looked at; a name that turns out to be free is not tried again.
+StepEvent MoveBeside(VRXClient* client) {
+  char tried[kPathSize];
+  String_CopyMax(client->data.localPath, sizeof tried, tried);
+  const RenameResult renamed = Rename(client);
+  if (renamed.status == Error_None && !renamed.isOtherVolume) {
+    client->replacedPath[0] = '\0';
+    return TellOfMove(client);
+  }
+  if (renamed.isOtherVolume || File_Exists(tried, nullptr) != 0) return LookAndMove(client);
+  const StepEvent event = ResolveDestination(client);
+  return event.kind == StepEvent::Kind::Advance ? RefuseMove(client, tried) : event;
 }
 
 StepEvent StartMove(VRXClient* client) {
@@ -187,12 +224,14 @@ StepEvent StartMove(VRXClient* client) {
   if (client->replacedPath[0] != '\0') SetLocalPath(client, client->replacedPath);
   if (iVRXClient_ApplyDefaultLocalPath(client) != Error_None)
     return RefuseMove(client, client->data.localPath);
-  const bool isSpaceNeeded = client->data.size != kSizeUnknown && !IsBesideDestination(client);
+  const bool isBeside = IsBesideDestination(client);
+  const bool isSpaceNeeded = client->data.size != kSizeUnknown && !isBeside;
   if (isSpaceNeeded && !iVRXClient_HasSpace(client, client->data.localPath, client->data.size))
     return FailedWithoutStatus();
-  StepEvent event = ResolveDestination(client);
-  if (event.kind == StepEvent::Kind::Advance) event = NumberDestination(client);
-  return event.kind == StepEvent::Kind::Advance ? Move(client) : event;
+  // What is to be replaced stands there, most likely.
+  const bool mayBeFree =
+      !client->replacesTarget && !iVRXClient_IsSamePath(client->data.dataPath, client->data.localPath);
+  return isBeside && mayBeFree ? MoveBeside(client) : LookAndMove(client);
 }
 
 // Another program may have taken the name since it was found free.

@@ -17,6 +17,12 @@ class Finish : public ConversationTest {
     transfer->Hold(bytes, bytes.size());
     transfer->get()->data.state = TransferState::Finish;
   }
+  // The same with the data file in the directory of the target.
+  void CompleteBeside(Conversation* transfer, const std::string& name = "target") {
+    Complete(transfer, "hello", name);
+    Files().Write("data.part", "hello");
+    iVRXClient_SetDataPath(transfer->get(), Files().Name("data.part").c_str());
+  }
 };
 
 TEST_F(Finish, MovesTheDataFile) {
@@ -137,6 +143,70 @@ TEST_F(Finish, AsksForNoSpace_WhenTheDataLieBesideTheDestination) {
   });
   EXPECT_EQ(transfer.Work(), VRXClientResult_Completed);
   EXPECT_EQ(Files().List(), Lines({"target"}));
+}
+
+TEST_F(Finish, NumbersTheName_WhenAFileStandsBesideTheData) {
+  Conversation transfer(this);
+  CompleteBeside(&transfer, "target.txt");
+  Files().Write("target.txt", "old");
+  EXPECT_EQ(transfer.Work(), VRXClientResult_Completed);
+  EXPECT_EQ(transfer.Messages(), Lines({"Moving file to \"{files}/target(0).txt\"..."}));
+  EXPECT_EQ(transfer.LocalPath(), "{files}/target(0).txt");
+  EXPECT_EQ(Files().Read("target.txt"), "old");
+  EXPECT_EQ(Files().Read("target(0).txt"), "hello");
+  EXPECT_EQ(Files().List(), Lines({"target(0).txt", "target.txt"}));
+}
+
+TEST_F(Finish, PutsTheFileIntoADirectory_ThatStandsBesideTheData) {
+  Conversation transfer(this);
+  CompleteBeside(&transfer, "folder");
+  Files().MakeDirectory("folder");
+  EXPECT_EQ(transfer.Work(), VRXClientResult_Completed);
+  EXPECT_EQ(transfer.Messages(), Lines({"Moving file to \"{files}/folder/f\"..."}));
+  EXPECT_EQ(transfer.LocalPath(), "{files}/folder/f");
+  EXPECT_EQ(Files().Read("folder/f"), "hello");
+}
+
+TEST_F(Finish, ReplacesAFileBesideTheData_WhenTheApplicationSaysSo) {
+  Conversation transfer(this);
+  CompleteBeside(&transfer);
+  Files().Write("target", "old");
+  VRXClient_SetOverwrite(transfer.get(), 1);
+  EXPECT_EQ(transfer.Work(), VRXClientResult_Completed);
+  EXPECT_EQ(transfer.LocalPath(), "{files}/target");
+  EXPECT_EQ(Files().Read("target"), "hello");
+  EXPECT_EQ(Files().List(), Lines({"target"}));
+}
+
+// An earlier attempt was to replace a file, which is gone.
+TEST_F(Finish, ReplacesNothingBesideTheData_WhenItIsToldNotToReplaceAgain) {
+  Conversation transfer(this);
+  CompleteBeside(&transfer);
+  snprintf(transfer.get()->replacedPath, kPathSize, "%s", Files().Name("target").c_str());
+  EXPECT_EQ(transfer.Step(), VRXClientResult_Changed);
+  EXPECT_STREQ(transfer.get()->replacedPath, "");
+  EXPECT_EQ(Files().Read("target"), "hello");
+}
+
+// A data file may bear the name that the file is to get.
+TEST_F(Finish, NumbersTheName_WhenTheDataFileHasIt) {
+  Conversation transfer(this);
+  Complete(&transfer, "hello");
+  Files().Write("target", "hello");
+  iVRXClient_SetDataPath(transfer.get(), Files().Name("target").c_str());
+  EXPECT_EQ(transfer.Work(), VRXClientResult_Completed);
+  EXPECT_EQ(transfer.LocalPath(), "{files}/target(0)");
+  EXPECT_EQ(Files().List(), Lines({"target(0)"}));
+}
+
+TEST_F(Finish, FailsBesideTheData_WhenTheNameIsTooLong) {
+  Conversation transfer(this);
+  const std::string name(300, 'n');
+  CompleteBeside(&transfer, name);
+  EXPECT_EQ(transfer.Work(), VRXClientResult_Failed);
+  EXPECT_EQ(transfer.Messages(), Lines({"Can't move file to \"{files}/" + name + "\"..."}));
+  EXPECT_EQ(transfer.State(), TransferState::Finish);
+  EXPECT_EQ(Files().List(), Lines({"data.part"}));
 }
 
 TEST_F(Finish, CopiesToAnotherVolume) {
