@@ -117,8 +117,10 @@ class ResponseLines {
   ErrorCode Read(char (&line)[kHTTPcMaximumLine], uint32_t* length) {
     for (*length = 0; *length < sizeof line;) {
       if (MayWait() && IsTimeOver()) return Error_Timeout;
-      if (Stream_Read(stream_, 1, line + *length) != 1) return iStream_ErrorOrEnded(stream_);
-      if (line[(*length)++] == '\n') return Error_None;
+      const uint32_t count = Stream_Read(stream_, CountAtOnce(sizeof line - *length), line + *length);
+      if (count == 0) return iStream_ErrorOrEnded(stream_);
+      *length += count;
+      if (line[*length - 1] == '\n') return Error_None;
     }
     return Error_Exceed;
   }
@@ -127,6 +129,17 @@ class ResponseLines {
   // Bytes that the socket has read ahead take no time.
   bool MayWait() const { return sock_ == nullptr || iSock_CountAhead(sock_) == 0; }
   bool IsTimeOver() const { return platform::MonotonicMilliseconds() > deadlineMilliseconds_; }
+
+  // The bytes of the line that the socket has read ahead; one byte when it has none, or when the stream is
+  // not the socket itself.
+  uint32_t CountAtOnce(size_t room) const {
+    if (sock_ == nullptr || stream_ != &sock_->stream) return 1;
+    const size_t count = std::min<size_t>(iSock_CountAhead(sock_), room);
+    if (count == 0) return 1;
+    const void* end = memchr(sock_->ahead, '\n', count);
+    return static_cast<uint32_t>(end != nullptr ? static_cast<const uint8_t*>(end) - sock_->ahead + 1
+                                                : count);
+  }
 
   Stream* stream_;
   const Sock* sock_;  // null: none

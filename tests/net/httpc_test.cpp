@@ -454,6 +454,22 @@ TEST_F(HTTPcConnection, TakesAResponseThatNeedsLongerThanOneWait) {
   connection.reset();
 }
 
+// Lines that begin in what one read gave and end in the next one, at every distance from its end.
+TEST_F(HTTPcConnection, TakesAHeaderThatIsLongerThanARead) {
+  for (size_t shift = 0; shift < 24; ++shift) {
+    string header = "HTTP/1.0 200 OK\r\nX: " + string(shift, 'x') + "\r\n";
+    while (header.size() < 9000) header += "X-Long: 0123456789\r\n";
+    ScriptedServer server({Answer(header + "Server: last\r\n\r\nServer: body\r\n")});
+    ASSERT_EQ(OpenAndGet(server), Error_None) << shift;
+    char text[32];
+    EXPECT_EQ(HTTPc_GetAttribute(connection.get(), HTTPcResponse_Server, sizeof text, nullptr, text),
+              Error_None);
+    EXPECT_STREQ(text, "last");
+    EXPECT_EQ(ReadBody(), "Server: body\r\n");
+    connection.reset();
+  }
+}
+
 // ---- hostile servers ------------------------------------------------------------------------------
 
 TEST_F(HTTPcConnection, GivesUpOnAHeaderFlood) {
