@@ -63,6 +63,14 @@ ErrorCode ExistingDirectoryOf(const char* path, char (&systemName)[kFileNameSize
   return status == Error_None ? iFile_ToSystemName(directory, systemName) : status;
 }
 
+// Where there are no drives a file tells of its volume as well as its directory.
+bool AskFile(const char* path, uint64_t* freeBytes) {
+  char systemName[kFileNameSize];
+  return !platform::UsesDriveLetters() && path != nullptr &&
+         iFile_ToSystemName(path, systemName) == Error_None &&
+         platform::GetAvailableBytes(systemName, freeBytes);
+}
+
 }  // namespace
 
 ErrorCode Volume_GetInformation(const char* path, uint32_t* freeBytes, uint32_t* totalBytes) {
@@ -78,6 +86,7 @@ ErrorCode Volume_GetInformation(const char* path, uint32_t* freeBytes, uint32_t*
 ErrorCode iVolume_FreeBytes64(const char* path, uint64_t* freeBytes) {
   if (freeBytes == nullptr) return Error_Invalid;
   *freeBytes = UINT64_MAX;
+  if (AskFile(path, freeBytes)) return Error_None;
   char systemName[kFileNameSize];
   if (path != nullptr) {
     const ErrorCode status = ExistingDirectoryOf(path, systemName);

@@ -36,6 +36,11 @@ TEST(Volume, GivesTheSpaceOfTheTemporaryDirectory) {
   EXPECT_EQ(iVolume_FreeBytes64(directory.Name("missing/f").c_str(), &free64), Error_None);
   EXPECT_GT(free64, 0u);
   EXPECT_NE(free64, UINT64_MAX);
+  directory.Write("file", "bytes");
+  free64 = 0;
+  EXPECT_EQ(iVolume_FreeBytes64(directory.Name("file").c_str(), &free64), Error_None);
+  EXPECT_GT(free64, 0u);
+  EXPECT_NE(free64, UINT64_MAX);
 }
 
 TEST(Volume, SetsAllOnesAfterAFailure) {
