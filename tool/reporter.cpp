@@ -122,6 +122,7 @@ void Reporter::Hide(TransferProgress* transfer, bool leavesLastState) {
 }
 
 void Reporter::Draw(const std::string& messages, Clock::time_point now) {
+  if (messages.empty() && kind_ == ProgressKind::None) return;
   const ScreenUpdate update = block_.Replace(messages, BlockLines(now), console::Columns());
   if (update != ScreenUpdate()) console::Draw(update);
 }

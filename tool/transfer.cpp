@@ -70,10 +70,10 @@ std::optional<Source> LookAtSource(const std::string& path) {
   return Source{size, static_cast<std::int64_t>(state.modificationTime.seconds)};
 }
 
-// Data files are never written through a link, nor into a pipe or a folder.
-void RefuseSpecialFile(const std::string& systemPath) {
+// Data files are never written through a link, nor into a pipe or a folder. Whether there is a file.
+bool RefuseSpecialFile(const std::string& systemPath) {
   const DiskFile::Kind kind = DiskFile::KindOf(systemPath);
-  if (kind == DiskFile::Kind::Nothing || kind == DiskFile::Kind::File) return;
+  if (kind == DiskFile::Kind::Nothing || kind == DiskFile::Kind::File) return kind == DiskFile::Kind::File;
   const char* what = kind == DiskFile::Kind::Link     ? "a link"
                      : kind == DiskFile::Kind::Folder ? "a folder"
                                                       : "not a regular file";
@@ -234,9 +234,9 @@ void Transfer::ApplySettings() {
 void Transfer::SetPartFile() {
   if (VRXClient_GetState(client_.get()) >= TransferState_Finish) return;
   const std::string part = PartPath(saved_.localPath);
-  RefuseSpecialFile(console::ToSystemName(part));
+  const bool isThere = RefuseSpecialFile(console::ToSystemName(part));
   Check(VRXClient_SetDataFilePath(client_.get(), part.c_str()), "the data file");
-  partBytes_ = SizeOfFile(part).value_or(partBytes_);
+  if (isThere) partBytes_ = SizeOfFile(part).value_or(partBytes_);
   if (options_.restart) Check(VRXClient_DiscardData(client_.get()), "the beginning");
 }
 

@@ -118,6 +118,7 @@ class Transfer : public Job {
   void ChooseFinalPath();
   std::string PlaceOfFile() const;
   void Finish();
+  void TellWhatIsDone(const std::string& path);
   void Forget();
   bool LeavePartAlone();
   void EndLine();

@@ -115,13 +115,18 @@ std::string Transfer::PlaceOfFile() const {
 void Transfer::Finish() {
   EndLine();
   const std::string path = PlaceOfFile();
-  const std::uint64_t size = saved_.isUpload ? position_ : SizeOfFile(path).value_or(position_);
-  const double seconds = dataBegan_ ? std::chrono::duration<double>(Clock::now() - *dataBegan_).count() : 0;
   if (isStoredAlready_) {
     Forget();
     return reporter_->Say("the server has all " + SizeText(saved_.sourceBytes) + " of \"" + ServerPath() +
                           "\" already; send them again with --restart");
   }
+  if (!options_.quiet) TellWhatIsDone(path);
+  Forget();
+}
+
+void Transfer::TellWhatIsDone(const std::string& path) {
+  const std::uint64_t size = saved_.isUpload ? position_ : SizeOfFile(path).value_or(position_);
+  const double seconds = dataBegan_ ? std::chrono::duration<double>(Clock::now() - *dataBegan_).count() : 0;
   const std::uint64_t moved = size > firstPosition_ ? size - firstPosition_ : 0;
   if (saved_.isUpload) {
     reporter_->Say("stored \"" + ServerPath() + "\" (" + SizeText(size) + RateText(moved, seconds) + ")");
@@ -129,7 +134,6 @@ void Transfer::Finish() {
     reporter_->Say("saved \"" + ShownPath(path) + "\" (" + SizeText(size) + RateText(moved, seconds) +
                    (saved_.verifies ? ", verified)" : ")"));
   }
-  Forget();
 }
 
 // The transfer with its log, and its record.
