@@ -111,6 +111,7 @@ class HTTPGet(ProgramTest):
             server = self.server(lambda n, request, status=status: [http(status)])
             result = self.run_qz("get", server.url("/x"))
             self.assertIn(said, result.errors)
+            self.assertEqual(result.errors.count("\n"), 1, result)
 
     def test_part_of_one_url_is_not_taken_for_another_of_the_same_name(self):
         other = some_bytes(300000, 9)
