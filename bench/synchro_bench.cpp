@@ -77,7 +77,7 @@ void BM_WriteTable(benchmark::State& state) {
   SynchroFrame frame;
   Update(&run, &frame, ListFile(state.range(0)));
   const std::string table = Folder() + "/table";
-  for (auto _ : state) iSynchro_WriteTable(table.c_str(), frame.entries);
+  for (auto _ : state) iSynchro_WriteTable(table.c_str(), frame.entries, iSynchro_IsRemembered);
   state.SetItemsProcessed(state.iterations() * state.range(0));
 }
 
@@ -86,7 +86,7 @@ void BM_ReadTable(benchmark::State& state) {
   SynchroFrame frame;
   Update(&run, &frame, ListFile(state.range(0)));
   const std::string table = Folder() + "/table";
-  iSynchro_WriteTable(table.c_str(), frame.entries);
+  iSynchro_WriteTable(table.c_str(), frame.entries, iSynchro_IsRemembered);
   for (auto _ : state) {
     SynchroEntries entries;
     bool isBad = false;

@@ -153,6 +153,15 @@ Synchro* Synchro_SetEntryMethod(Synchro* synchro, Word value, SynchroEntryMethod
   return synchro;
 }
 
+ErrorCode Synchro_SetGuarded(Synchro* synchro, int32_t isGuarded) {
+  if (synchro == nullptr) return Error_Invalid;
+  for (const SynchroConnection& side : synchro->sides) {
+    if (URL_GetProtocolType(side.url.protocol) != URLProtocol_File) return Error_Fail;
+  }
+  synchro->isGuarded = isGuarded != 0;
+  return Error_None;
+}
+
 Synchro* Synchro_SetPlanOnly(Synchro* synchro, int32_t isPlanOnly) {
   if (synchro == nullptr) return nullptr;
   synchro->isPlanOnly = isPlanOnly != 0;

@@ -27,6 +27,7 @@ enum SynchroEntryFlag : uint32_t {
   SynchroEntryFlag_New = 2,       // this run's listings made it
   SynchroEntryFlag_AtSource = 4,  // ... the source's one
   SynchroEntryFlag_Unclear = 8,   // a line showed its name and no usable values: nothing is done to it
+  SynchroEntryFlag_Settled = 16,  // guarded: what the sides have is what its line is to say
 };
 
 struct SynchroEntry {

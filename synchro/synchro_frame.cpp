@@ -180,7 +180,8 @@ ErrorCode Save(Synchro* synchro, SynchroFrame* frame) {
   ErrorCode status = Error_None;
   if (frame->tablePath[0] == '\0')
     status = iSynchro_AddTable(&synchro->index, frame->directory, frame->tablePath);
-  if (status == Error_None) status = iSynchro_WriteTable(frame->tablePath, frame->entries);
+  const SynchroLineMethod takeLine = synchro->isGuarded ? iSynchro_TakeLine : iSynchro_IsRemembered;
+  if (status == Error_None) status = iSynchro_WriteTable(frame->tablePath, frame->entries, takeLine);
   if (status != Error_None) return status;
   frame->isChanged = false;
   CloseJournal(frame);

@@ -9,6 +9,7 @@
 //   synchro_side.cpp       a side: opened, listed, closed
 //   synchro_copy.cpp       one file from a side to a side
 //   synchro_temporary.cpp  the names that local files are written under
+//   synchro_guard.cpp      what a guarded run does with an entry (pure), synchro_guarded.cpp how
 //   synchro_run.cpp        the walk
 //   synchro.cpp            the object: made, started, asked, deleted
 #pragma once
@@ -21,6 +22,7 @@
 #include "qz/thread.h"
 #include "synchro/synchro_copy_internal.h"
 #include "synchro/synchro_decide_internal.h"
+#include "synchro/synchro_guard_internal.h"
 #include "synchro/synchro_side_internal.h"
 #include "synchro/synchro_table_internal.h"
 
@@ -28,6 +30,7 @@
 struct SynchroFrame {
   bool isOpened = false;            // its table was read
   bool isBad = false;               // ... and is damaged
+  bool isWhole = true;              // guarded: what the listings do not show is not there
   bool isProcessed = false;         // both sides were listed, and the table is up to date
   bool isChanged = false;           // the table differs from its file
   bool isShown[kSynchroEnds] = {};  // the parent's listing has the directory
@@ -61,6 +64,7 @@ struct Synchro {
   Word entryValue;
   SynchroEntryMethod entryMethod;
   bool isPlanOnly;
+  bool isGuarded;
   ErrorCode failure;  // a table that could not be saved: the run ends with it
   std::atomic<int32_t> state{SynchroState_Created};
   std::atomic<uint32_t> counters[SynchroCounter_Count]{};
@@ -98,6 +102,18 @@ void iSynchro_NoteDone(SynchroFrame* frame, const SynchroEntry& entry);
 
 // Saves and frees what the frame holds.
 void iSynchro_CloseFrame(Synchro* synchro, SynchroFrame* frame);
+
+// ---- synchro_guarded.cpp -----------------------------------------------------------------------
+
+// Reads both folders, and tells the lines of a listing. A root that cannot be trusted fails the run.
+ErrorCode iSynchro_PrepareGuarded(Synchro* synchro, SynchroFrame* frame);
+
+// Whether the files of both sides have the same bytes.
+bool iSynchro_AreAlike(const Synchro& synchro, const SynchroFrame& frame, const SynchroEntry& entry);
+
+// Asks both sides again. Error_None when they are as they were listed; Error_Exists for a file in a free
+// place; Error_Retry for another change; else what the file system gives.
+ErrorCode iSynchro_Confirm(const Synchro& synchro, const SynchroFrame& frame, const SynchroEntry& entry);
 
 // ---- synchro_run.cpp ---------------------------------------------------------------------------
 

@@ -153,6 +153,7 @@ ErrorCode PrepareFrame(Synchro* synchro, SynchroFrame* frame) {
     return status;
   }
   iSynchro_Report(synchro, "Synchronizing...");
+  if (synchro->isGuarded) return iSynchro_PrepareGuarded(synchro, frame);
   ListFile files[kSynchroEnds];
   const char* lists[kSynchroEnds] = {};
   for (const SynchroEnd end : {SynchroEnd_Source, SynchroEnd_Destination}) {
@@ -200,10 +201,13 @@ ErrorCode Perform(Synchro* synchro, SynchroFrame* frame, const SynchroAction& ac
   const SynchroEnd at = iSynchro_Other(action.from);
   const bool copies = action.step == SynchroStep::Copy;
   SynchroSide made = {};
-  const ErrorCode status = copies ? CopyEntry(synchro, *frame, action.from, *entry, &made)
-                                  : DeleteEntry(synchro, *frame, at, *entry);
+  ErrorCode status = synchro->isGuarded ? iSynchro_Confirm(*synchro, *frame, *entry) : Error_None;
+  if (status != Error_None) return status;
+  status = copies ? CopyEntry(synchro, *frame, action.from, *entry, &made)
+                  : DeleteEntry(synchro, *frame, at, *entry);
   if (status != Error_None) return status;
   iSynchro_TakeDone(copies ? &made : nullptr, at, entry);
+  entry->flags |= SynchroEntryFlag_Settled;
   iSynchro_NoteDone(frame, *entry);
   ++synchro->counters[copies ? kCopied[at] : kDeleted[at]];
   return Error_None;
@@ -228,22 +232,40 @@ SynchroValues Show(const SynchroSide& side) {
   return {static_cast<int32_t>(side.present), static_cast<int32_t>(side.directory), side.size, side.time};
 }
 
-// The action, or that nothing is done when the caller wants it so.
-SynchroAction Ask(Synchro* synchro, const SynchroFrame& frame, const SynchroEntry& entry,
-                  const SynchroAction& action) {
-  if (synchro->entryMethod == nullptr) return action;
+// What is to be done, or that nothing is when the caller wants it so.
+SynchroVerdict Ask(Synchro* synchro, const SynchroFrame& frame, const SynchroEntry& entry,
+                   const SynchroVerdict& verdict) {
+  if (synchro->entryMethod == nullptr) return verdict;
   SynchroEntryInfo info = {};
   info.directory = frame.directory;
   info.name = entry.name;
-  info.decision = iSynchro_DecisionOf(action);
-  info.reason = iSynchro_ReasonOf(action, entry);
+  info.decision = iSynchro_DecisionOf(verdict.action);
+  info.reason = verdict.reason;
   info.isKnown = entry.Has(SynchroEntryFlag_New) ? 0 : 1;
   for (uint32_t end = 0; end < kSynchroEnds; ++end) {
     info.now[end] = Show(entry.sides[end]);
     info.before[end] = Show(entry.before[end]);
   }
   const int32_t answer = synchro->entryMethod(synchro->entryValue, &info);
-  return answer == SynchroAnswer_Proceed ? action : iSynchro_LeaveInstead(action);
+  if (answer == SynchroAnswer_Proceed) return verdict;
+  return {iSynchro_LeaveInstead(verdict.action), SynchroReason_Kept};
+}
+
+SynchroVerdict Decide(const Synchro& synchro, const SynchroFrame& frame, const SynchroEntry& entry) {
+  if (synchro.isGuarded) {
+    const bool areAlike = iSynchro_MustCompare(entry) && iSynchro_AreAlike(synchro, frame, entry);
+    return iSynchro_DecideGuarded(synchro.flags, entry, frame.isWhole, areAlike);
+  }
+  const SynchroAction action = iSynchro_Decide(synchro.flags, entry);
+  return {action, iSynchro_ReasonOf(action, entry)};
+}
+
+// A guarded run remembers what is in step, as it is now.
+void Settle(SynchroFrame* frame, const SynchroVerdict& verdict, SynchroEntry* entry) {
+  if (!iSynchro_IsSettledBy(verdict)) return;
+  if (iSynchro_DiffersFromLine(*entry)) frame->isChanged = true;
+  entry->flags |= SynchroEntryFlag_Settled;
+  entry->state = 0;
 }
 
 void ReportFile(Synchro* synchro, const SynchroFrame& frame, const SynchroAction& action,
@@ -262,8 +284,10 @@ void ActOnEntries(Synchro* synchro, SynchroFrame* frame) {
       return;
     }
     SynchroEntry* const entry = &frame->entries.At(frame->cursor++);
-    const SynchroAction action = Ask(synchro, *frame, *entry, iSynchro_Decide(synchro->flags, *entry));
+    const SynchroVerdict verdict = Ask(synchro, *frame, *entry, Decide(*synchro, *frame, *entry));
     if (iSynchro_IsStopped(synchro)) return;
+    if (synchro->isGuarded) Settle(frame, verdict, entry);
+    const SynchroAction& action = verdict.action;
     if (action.step == SynchroStep::Pass) continue;
     if (action.step == SynchroStep::Enter) {
       if (EnterDirectory(synchro, *frame, *entry)) return;

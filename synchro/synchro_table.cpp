@@ -280,13 +280,14 @@ ErrorCode iSynchro_ReadTable(const char* path, SynchroEntries* entries, bool* is
   return status == Error_NotFound ? Error_None : status;
 }
 
-ErrorCode iSynchro_WriteTable(const char* path, const SynchroEntries& entries) {
+ErrorCode iSynchro_WriteTable(const char* path, const SynchroEntries& entries, SynchroLineMethod takeLine) {
   SynchroDocument document;
   ErrorCode status = document.Open(iSynchro_Syntaxes().table);
   for (uint32_t i = 0; i < entries.Count() && status == Error_None; ++i) {
     char line[kSynchroEntryLine];
-    if (!iSynchro_IsRemembered(entries.At(i))) continue;
-    iSynchro_FormatEntry(entries.At(i), line);
+    SynchroEntry entry = entries.At(i);
+    if (!takeLine(&entry)) continue;
+    iSynchro_FormatEntry(entry, line);
     status = Config_Print(document.get(), nullptr, line, nullptr);
   }
   return status == Error_None ? Config_Write(document.get(), path) : status;

@@ -72,12 +72,14 @@ int32_t iSynchro_FormatEntry(const SynchroEntry& entry, char* buffer);
 // entries up to it were added.
 ErrorCode iSynchro_ReadTable(const char* path, SynchroEntries* entries, bool* isBad);
 
-// Writes the entries, those left out that are not to be remembered.
-ErrorCode iSynchro_WriteTable(const char* path, const SynchroEntries& entries);
+// Writes the lines of the entries.
+// takeLine: gives a copy of an entry the values that its line is to have; false for an entry without a line.
+using SynchroLineMethod = bool (*)(SynchroEntry* entry);
+ErrorCode iSynchro_WriteTable(const char* path, const SynchroEntries& entries, SynchroLineMethod takeLine);
 
 // Whether an entry is remembered: one that this run has made of an unclear line is not.
-inline bool iSynchro_IsRemembered(const SynchroEntry& entry) {
-  return !entry.Has(SynchroEntryFlag_New) || !entry.Has(SynchroEntryFlag_Unclear);
+inline bool iSynchro_IsRemembered(SynchroEntry* entry) {
+  return !entry->Has(SynchroEntryFlag_New) || !entry->Has(SynchroEntryFlag_Unclear);
 }
 
 // ---- journals ----------------------------------------------------------------------------------

@@ -151,7 +151,11 @@ enum SynchroReason {
   SynchroReason_Gone = 3,      /* deleted: the other side does not have it */
   SynchroReason_Conflict = 4,  /* left: both sides changed */
   SynchroReason_Unclear = 5,   /* left: its size or date cannot be read */
-  SynchroReason_Directory = 6  /* entered, or not, as the flags say */
+  SynchroReason_Directory = 6, /* entered, or not, as the flags say */
+  /* guarded runs: */
+  SynchroReason_Alike = 7,   /* left: both sides have the same bytes; in step from now on */
+  SynchroReason_Kept = 8,    /* left: no flag follows it, or it was never in step */
+  SynchroReason_NotWhole = 9 /* left: the other side's listing shows nothing where files were known */
 };
 
 /* What one side has. All 0 for nothing. */
@@ -189,6 +193,26 @@ typedef int32_t (*SynchroEntryMethod)(Word value, const SynchroEntryInfo* entry)
  * be done is decided again by the next run. value: passed to it. method: null for none. Not during a run.
  * Returns the synchroniser. */
 QZ_API Synchro* Synchro_SetEntryMethod(Synchro* synchro, Word value, SynchroEntryMethod method);
+
+/* Makes the runs from now on guarded, or not. Between two local folders only so far. A guarded run decides by
+ * these rules in place of those above; a file is in step when the table shows it on both sides with nothing
+ * left to do, and only such files have a line in the tables that a guarded run writes:
+ *
+ *   It acts in the directions of the flags only.
+ *   It deletes a file only when it was in step, has not changed since on the side that still has it, and both
+ *   sides' listings can be trusted: one that shows nothing where files were known cannot. Nothing is
+ *   copied into such a folder either where the flags delete on the other side.
+ *   It overwrites a file only when that was in step and is as the table has it. When both sides changed, or
+ *   both have a file that was never in step, the bytes are compared: the same are in step from now on, others
+ *   are a conflict ("!"), shown and left.
+ *   Before it copies or deletes it asks both sides again: a file that is not as it was listed is left. Its
+ *   status line then ends with "Exists" (in a free place) or "Retry".
+ *   A root that shows nothing, or is missing, where files were known ends the run with Error_NotFound.
+ *   Links, and names that a table cannot hold, are left.
+ *
+ * isGuarded: 1 or 0 (the default). Not during a run. Error_None; Error_Invalid for null; Error_Fail when a
+ * side is no local folder: nothing is changed. */
+QZ_API ErrorCode Synchro_SetGuarded(Synchro* synchro, int32_t isGuarded);
 
 QZ_END_C
 

@@ -496,7 +496,7 @@ void WriteSynchroTable(const char* name, Order) {
     entry->state = kTableEntries[i].state;
     memcpy(entry->sides, kTableEntries[i].sides, sizeof entry->sides);
   }
-  CheckStatus(iSynchro_WriteTable(name, entries), name);
+  CheckStatus(iSynchro_WriteTable(name, entries, iSynchro_IsRemembered), name);
   iSynchro_ReleaseSyntaxes();
 }
 

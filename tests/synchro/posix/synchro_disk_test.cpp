@@ -93,4 +93,32 @@ TEST_F(SynchroDiskTest, KeepsALinkToADirectoryAndItsFiles) {
   EXPECT_EQ(Tree("elsewhere"), "kept=k");
 }
 
+TEST_F(SynchroDiskTest, LeavesLinksAndNamesThatATableCannotHold_Guarded) {
+  Put("elsewhere/kept", "k");
+  Put("src/x -> y", "1");
+  std::filesystem::create_directory_symlink(root_.SystemName("elsewhere"), root_.SystemName("src/folder"));
+  std::filesystem::create_symlink(root_.SystemName("elsewhere/kept"), root_.SystemName("src/file"));
+  std::filesystem::create_symlink("nowhere", root_.SystemName("src/dangling"));
+  Put("dst/file", "other");
+  for (const char* const name : {"a:b", " a", "a ", "a\tb", "a\nb", "a\\b"})
+    synchro::WriteAll(root_.SystemName("src") / name, "odd");
+  for (int run = 0; run < 2; ++run) {
+    Synchro* const synchro = New(SynchroFlag_Recurse | 15, FileURL("src"), FileURL("dst"));
+    ASSERT_NE(synchro, nullptr);
+    EXPECT_EQ(Synchro_SetGuarded(synchro, 1), Error_None);
+    const Outcome outcome = Go(synchro);
+    Synchro_Delete(synchro);
+    Lines expected = {"file = file:  dangling  -> Invalid", "file = file:  file  -> Invalid",
+                      "file = file:  folder  -> Invalid",
+                      run == 0 ? "file > file:  x -> y  -> None" : "file = file:  x -> y  -> None"};
+    std::sort(expected.begin(), expected.end());
+    EXPECT_EQ(FileLines(outcome), expected);
+    EXPECT_EQ(std::count_if(outcome.lines.begin(), outcome.lines.end(),
+                            [](const std::string& line) { return line.starts_with("* Left: "); }),
+              6);
+    EXPECT_EQ(Tree("dst"), "file=other x -> y=1");
+    EXPECT_EQ(Tree("elsewhere"), "kept=k");
+  }
+}
+
 }  // namespace
