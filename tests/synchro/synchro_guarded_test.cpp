@@ -192,6 +192,17 @@ TEST_F(SynchroGuardedTest, PutsNothingIntoAFolderThatIsNotTrusted) {
   EXPECT_EQ(Guarded(kTwoWay).counters, "0 0 0 2 0") << "without deletions it is filled again";
 }
 
+// As when what is mounted there goes while a run is under way.
+TEST_F(SynchroGuardedTest, DeletesNothingBesideAFolderThatGoesBehindItsParentsListing) {
+  Put("src/sub/a", "1");
+  Guarded(kDelete);
+  onLine_ = [this](const std::string& line) {
+    if (line == "Pushed \"sub\"") Remove("src/sub");
+  };
+  EXPECT_EQ(Guarded(kDelete).counters, "0 0 0 0 0");
+  EXPECT_EQ(Tree("dst"), "sub/ sub/a=1");
+}
+
 TEST_F(SynchroGuardedTest, FollowsAFolderThatHasGone) {
   Put("src/sub/a", "1");
   Put("src/z", "1");
@@ -284,6 +295,30 @@ TEST_F(SynchroGuardedTest, WritesNothing_WhenItOnlyPlans) {
   EXPECT_EQ(CacheNames(), Lines{});
   EXPECT_EQ(Tree("dst"), "b=same");
   Synchro_Delete(synchro);
+}
+
+TEST_F(SynchroGuardedTest, MakesNoFolderAndTakesNoLeftover_WhenItOnlyPlans) {
+  Put("src/sub/a", "1");
+  Put("dst/xfer7", "half");
+  synchro::WriteAll(CachePath("t.xfer"), root_.Name("dst/xfer7") + "\n");
+  Synchro* const synchro = New(kTwoWay, FileURL("src"), FileURL("dst"));
+  ASSERT_NE(synchro, nullptr);
+  Synchro_SetGuarded(synchro, 1);
+  Synchro_SetPlanOnly(synchro, 1);
+  EXPECT_EQ(Go(synchro).counters, "0 0 0 1 0");
+  Synchro_Delete(synchro);
+  EXPECT_EQ(Tree("dst"), "xfer7=half");
+}
+
+TEST_F(SynchroGuardedTest, NotesEachActionBesideTheTable_InAFirstRunToo) {
+  Put("src/a", "1");
+  Lines names;
+  onLine_ = [&](const std::string& line) {
+    if (line.find(" -> ") != std::string::npos) names = CacheNames();
+  };
+  Guarded(kMirror);
+  ASSERT_EQ(names.size(), 4u);
+  EXPECT_EQ(names[1], names[0] + ".done");
 }
 
 TEST_F(SynchroGuardedTest, LosesNothing_WhicheverAllocationFailed) {
