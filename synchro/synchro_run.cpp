@@ -65,8 +65,12 @@ void PopFrame(Synchro* synchro) {
 // False when the directory is left out: its path is too long or too deep, as where links lead in a circle.
 bool EnterDirectory(Synchro* synchro, const SynchroFrame& parent, const SynchroEntry& entry) {
   char directory[kFileNameSize];
-  if (synchro->depth >= kDeepest || iFile_Join(parent.directory, entry.name, directory) != Error_None) {
+  if (synchro->depth >= kDeepest) {
     Error("Synchro: \"%s\" of \"%s\" is too deep", entry.name, parent.directory);
+    return false;
+  }
+  if (iFile_Join(parent.directory, entry.name, directory) != Error_None) {
+    Error("Synchro: the path is too long: \"%s\" in \"%s\"", entry.name, parent.directory);
     return false;
   }
   SynchroFrame* const frame = PushFrame(synchro, directory);

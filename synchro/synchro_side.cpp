@@ -4,6 +4,7 @@
 
 #include "net/ftpc_internal.h"
 #include "net/httpc_internal.h"
+#include "os/core/error_internal.h"
 #include "os/platform/error.h"
 #include "os/platform/filesystem.h"
 #include "qz/directory.h"
@@ -14,6 +15,7 @@ namespace {
 
 constexpr char kAnonymousUser[] = "ftp";
 constexpr char kSameFolder[] = ".";
+constexpr int32_t kCodeUnavailable = 550;
 
 int32_t ProtocolOf(const SynchroConnection& side) {
   return URL_GetProtocolType(side.url.protocol);
@@ -109,6 +111,11 @@ bool IsLoginFolder(const SynchroConnection& side, const char* directory) {
   return side.url.path == nullptr && directory[0] == '\0';
 }
 
+// A server that is busy or closing tells nothing about the folder.
+bool IsRefusedForNow(const Reply& reply) {
+  return reply.replyClass == '4';
+}
+
 ErrorCode EnterFolder(SynchroConnection* side, const char* directory, bool mayCreate, bool* isMade,
                       bool* isRefused) {
   *isMade = *isRefused = false;
@@ -117,7 +124,7 @@ ErrorCode EnterFolder(SynchroConnection* side, const char* directory, bool mayCr
   Reply reply;
   ErrorCode status = iSynchro_FolderPath(*side, directory, path);
   if (status == Error_None) status = FTPc_ChangeDirectory(side->ftp, path, &reply);
-  if (status != Error_NoAccess) return status;
+  if (status != Error_NoAccess || IsRefusedForNow(reply)) return status;
   *isMade = mayCreate;
   *isRefused = !mayCreate;
   return mayCreate ? MakeAndEnter(side->ftp, path, &reply) : Error_None;
@@ -132,8 +139,8 @@ ErrorCode ListFTP(SynchroConnection* side, const char* directory, bool mayCreate
   if (isRefused) return TakeUnlisted(isShown, isEmpty);
   Reply reply;
   status = FTPc_GetDirectoryList(side->ftp, nullptr, FTPcList_Long, listFile, &reply);
-  // Code 550, which some servers also give for an empty folder: a new one is.
-  const bool isUnlisted = status == Error_NoAccess || status == Error_NotFound;
+  // Some servers also say so of an empty folder: a new one is. A refused data connection has the same status.
+  const bool isUnlisted = status != Error_None && reply.code == kCodeUnavailable;
   return isUnlisted ? TakeUnlisted(isShown && !isMade, isEmpty) : status;
 }
 
@@ -141,17 +148,31 @@ bool IsMissing(uint32_t systemError) {
   return systemError == platform::SystemError_None || iFile_IsNotFound(systemError);
 }
 
-enum class Searched { Possible, Missing, Refused };
+// Failed: descriptors or memory ran out, or the disk cannot be read.
+enum class Searched { Possible, Missing, Refused, Failed };
+
+Searched JudgeSearch(uint32_t systemError) {
+  if (IsMissing(systemError)) return Searched::Missing;
+  const bool isRefused =
+      systemError == platform::SystemError_AccessDenied || systemError == platform::SystemError_NotADirectory;
+  return isRefused ? Searched::Refused : Searched::Failed;
+}
 
 // Directory_GetList does not tell an empty folder from one that may not be read.
 Searched CanBeSearched(const char* path) {
   char systemName[kFileNameSize];
   if (iFile_ToSystemName(path, systemName) != Error_None) return Searched::Refused;
   platform::DirectorySearch* const search = platform::BeginSearch(systemName);
-  if (search == nullptr)
-    return IsMissing(platform::LastSystemError()) ? Searched::Missing : Searched::Refused;
+  if (search == nullptr) return JudgeSearch(platform::LastSystemError());
   platform::EndSearch(search);
   return Searched::Possible;
+}
+
+ErrorCode SearchFailure(const char* path, uint32_t systemError) {
+  const bool isShortage = systemError == platform::SystemError_OutOfMemory ||
+                          systemError == platform::SystemError_TooManyOpenFiles;
+  if (isShortage) return iError_Record(Error_Memory, "Synchro_Go", path, systemError);
+  return Error_FromSystem("Synchro_Go", path, systemError);
 }
 
 ErrorCode ListLocal(const char* path, bool mayCreate, bool isShown, const char* listFile, bool* isEmpty) {
@@ -164,6 +185,8 @@ ErrorCode ListLocal(const char* path, bool mayCreate, bool isShown, const char* 
     case Searched::Missing:
       *isEmpty = true;
       return Error_None;
+    case Searched::Failed:
+      return SearchFailure(path, platform::LastSystemError());
     default:
       return TakeUnlisted(isShown, isEmpty);
   }

@@ -1,6 +1,7 @@
 // Whole runs with an FTP server on one side or both, the conversations byte for byte.
 #include <string>
 
+#include "tests/support/error_capture.h"
 #include "tests/support/fail_allocation.h"
 #include "tests/synchro/synchro_fixture.h"
 #include "tests/synchro/synchro_ftp_fixture.h"
@@ -202,8 +203,10 @@ TEST_F(SynchroFTPTest, TakesANewFolderThatCannotBeListedForAnEmptyOne) {
 
 TEST_F(SynchroFTPTest, TakesARefusedRootForEmpty_WhenNothingIsKnownThere) {
   Put("dst/a", "a");
-  const Outcome outcome = Download(1, Join({Login(), Exchange("CWD /pub/", "550 no"), Quit()}));
-  EXPECT_EQ(FileLines(outcome), Lines{"ftp = file:  a  -> None"});
+  for (const char* const reply : {"550 no", "530 not you", "500 what?"}) {
+    const Outcome outcome = Download(1, Join({Login(), Exchange("CWD /pub/", reply), Quit()}));
+    EXPECT_EQ(FileLines(outcome), Lines{"ftp = file:  a  -> None"}) << reply;
+  }
 }
 
 TEST_F(SynchroFTPTest, FailsARefusedRoot_WhenTheTableKnowsFilesThere) {
@@ -215,6 +218,50 @@ TEST_F(SynchroFTPTest, FailsARefusedRoot_WhenTheTableKnowsFilesThere) {
   EXPECT_EQ(outcome.state, SynchroState_Finished);
   EXPECT_EQ(Tree("dst"), "a=a") << "nothing is deleted";
   EXPECT_EQ(Table("/"), table);
+}
+
+TEST_F(SynchroFTPTest, TellsThatThePathOfAFolderIsTooLong) {
+  const std::string outer(30, 'o');
+  const std::string inner(1000, 'i');
+  const ErrorCapture capture;
+  Download(kRecurse | 1, Join({Login(), List("/pub/", FolderLine(outer)),
+                               List("/pub/" + outer, FolderLine(inner) + FileLine("a")),
+                               Retrieve("/pub/" + outer + "/a", "hello"), Quit()}));
+  // The line is cut, like every one that is as long.
+  ASSERT_EQ(capture.Lines().size(), 1u);
+  EXPECT_TRUE(capture.Lines()[0].starts_with("#### Error: Synchro: the path is too long: \"iiii"))
+      << capture.Lines()[0];
+  EXPECT_EQ(Tree("dst"), outer + "/ " + outer + "/a=hello");
+}
+
+TEST_F(SynchroFTPTest, FailsAFolder_WhoseListingCannotBeConnected) {
+  Put("dst/a", "a");
+  const Outcome outcome =
+      Download(9, Join({Login(), Exchange("CWD /pub/", "250 ok"), Exchange("PASV", "227 (127,0,0,1,1,1)"),
+                        Exchange("LIST", "425 no connection"), Quit()}));
+  EXPECT_EQ(outcome.lines.back(), "* Retrieval failed: No Access");
+  EXPECT_EQ(Tree("dst"), "a=a") << "nothing is deleted";
+}
+
+// A server that closes the port before it says why.
+TEST_F(SynchroFTPTest, TakesARefusedListingForEmpty_WhenThePortIsClosedToo) {
+  Put("dst/a", "a");
+  const Outcome outcome =
+      Download(1, Join({Login(), Exchange("CWD /pub/", "250 ok"), Exchange("PASV", "227 (127,0,0,1,1,1)"),
+                        Exchange("LIST", "550 no files"), Quit()}));
+  EXPECT_EQ(FileLines(outcome), Lines{"ftp = file:  a  -> None"});
+}
+
+TEST_F(SynchroFTPTest, FailsAFolderThatIsRefusedForNow) {
+  Put("dst/a", "a");
+  // Also where the source's folder may be made: no MKD is sent.
+  for (const uint32_t flags : {9u, 11u}) {
+    for (const char* const reply : {"421 closing", "450 busy"}) {
+      const Outcome outcome = Download(flags, Join({Login(), Exchange("CWD /pub/", reply), Quit()}));
+      EXPECT_EQ(outcome.lines.back(), "* Retrieval failed: No Access") << flags << reply;
+      EXPECT_EQ(Tree("dst"), "a=a") << flags << reply;
+    }
+  }
 }
 
 TEST_F(SynchroFTPTest, FailsAFolderThatItsParentShows_WhenItCannotBeListed) {

@@ -1,4 +1,8 @@
 // Runs on disks that are full, and folders that may not be read or written.
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
 #include "synchro/synchro_side_internal.h"
 #include "tests/support/error_capture.h"
 #include "tests/support/file_system.h"
@@ -42,6 +46,42 @@ TEST_F(SynchroDiskTest, FailsAFolderThatIsShown_WhenItMayNotBeRead) {
   EXPECT_TRUE(isEmpty);
 }
 
+// Lets no descriptor be opened while it lives.
+class NoDescriptorsLeft {
+ public:
+  NoDescriptorsLeft() {
+    getrlimit(RLIMIT_NOFILE, &usual_);
+    const int next = open("/dev/null", O_RDONLY | O_CLOEXEC);
+    close(next);
+    rlimit least = usual_;
+    least.rlim_cur = static_cast<rlim_t>(next);
+    setrlimit(RLIMIT_NOFILE, &least);
+  }
+  ~NoDescriptorsLeft() { setrlimit(RLIMIT_NOFILE, &usual_); }
+  NoDescriptorsLeft(const NoDescriptorsLeft&) = delete;
+  NoDescriptorsLeft& operator=(const NoDescriptorsLeft&) = delete;
+
+ private:
+  rlimit usual_ = {};
+};
+
+TEST_F(SynchroDiskTest, FailsAFolder_WhenDescriptorsRunOut) {
+  Put("src/sub/a", "a");
+  std::string url = FileURL("src");
+  SynchroConnection side = {};
+  ASSERT_EQ(URL_ToData(url.data(), &side.url), Error_None);
+  ASSERT_EQ(iSynchro_OpenSide(&side), Error_None);
+  const std::string list = root_.Name("list");
+  bool isEmpty = false;
+  ErrorCode status = Error_None;
+  {
+    const NoDescriptorsLeft none;
+    status = iSynchro_ListFolder(&side, "sub", false, false, list.c_str(), &isEmpty);
+  }
+  EXPECT_EQ(status, Error_Memory);
+  EXPECT_FALSE(isEmpty);
+}
+
 TEST_F(SynchroDiskTest, LeavesOutAFileWhosePathIsTooLong) {
   const std::string part(200, 'p');
   const std::string folder = part + "/" + part + "/" + part + "/" + part;
@@ -81,8 +121,10 @@ TEST_F(SynchroDiskTest, LeavesOutPathsThatAreTooLong) {
   const Outcome outcome = RunLocal(SynchroFlag_Recurse | 1);
   EXPECT_EQ(outcome.state, SynchroState_Finished);
   EXPECT_EQ(outcome.counters, "0 0 0 1 0");
+  EXPECT_EQ(std::count(outcome.lines.begin(), outcome.lines.end(), "* Retrieval failed: Exceed"), 1);
   EXPECT_TRUE(root_.Exists("dst/" + five.substr(0, 4 * 201) + "short"));
   EXPECT_FALSE(root_.Exists("dst/" + five));
+  EXPECT_EQ(capture.Lines(), Lines{});
 }
 
 TEST_F(SynchroDiskTest, KeepsALinkToADirectoryAndItsFiles) {
