@@ -14,6 +14,7 @@
 #include "qz/error.h"
 #include "qz/os.h"
 #include "synchro/synchro_copy_internal.h"
+#include "synchro/synchro_copy_testing.h"
 
 namespace {
 
@@ -36,14 +37,13 @@ ErrorCode ReadServerValues(const SynchroCopy& copy, SynchroSide* made) {
   return sized == Error_None ? dated : sized;
 }
 
-// A listing has no milliseconds: with them the next run would take the copy for a changed file.
-ErrorCode ReadLocalValues(const char* path, SynchroSide* made) {
-  FileState state;
-  const ErrorCode status = File_GetState(path, &state);
-  if (status != Error_None) return status;
-  if (state.exists == 0) return Error_NotFound;
-  *made = {1, 0, state.size, {state.modificationTime.seconds, 0}};
-  return Error_None;
+// A listing has no milliseconds, and May reads as March in it: with another time the next run would take the
+// copy for a changed file.
+Time AsListed(const Time& time) {
+  char date[64];
+  Time listed;
+  Time_ToString(&time, date);
+  return Time_FromString(date, &listed) == Error_None ? listed : Time{time.seconds, 0};
 }
 
 // ---- into a local file -------------------------------------------------------------------------
@@ -63,9 +63,16 @@ ErrorCode ReplaceLocal(const SynchroCopy& copy, WriteMethod write, SynchroSide* 
   if (status != Error_None) return status;
   status = write(copy);
   if (status == Error_None) status = File_Replace(copy.temporary->path, copy.toPath);
-  if (status == Error_None) return ReadLocalValues(copy.toPath, made);
+  if (status == Error_None) return iSynchro_ReadLocalValues(copy.toPath, made);
   iSynchro_RemoveTemporary(copy.temporary);
   return status;
+}
+
+// Behind the rename a power cut would leave a file without its bytes.
+ErrorCode FlushToDisk(File* file) {
+  if (File_FlushToDisk(file) == 0) return Error_None;
+  const ErrorCode status = Stream_Error(File_GetStream(file));
+  return status != Error_None ? status : Error_Fail;
 }
 
 // Runs `transfer` on the temporary file, opened, and completes it.
@@ -74,6 +81,7 @@ ErrorCode WriteTemporary(const SynchroCopy& copy, Transfer transfer) {
   Owned<File, File_Close> file;
   ErrorCode status = iFile_OpenNew(copy.temporary->path, FileMode_Write, false, file.out());
   if (status == Error_None) status = transfer(File_GetStream(file.get()));
+  if (status == Error_None) status = FlushToDisk(file.get());
   if (status != Error_None) return status;
   return iFile_CloseComplete(file.release());
 }
@@ -195,6 +203,12 @@ ErrorCode CopyFileToFTP(const SynchroCopy& copy, SynchroSide* made) {
   return status == Error_None ? ReadServerValues(copy, made) : status;
 }
 
+ErrorCode FlushClosed(const char* path) {
+  Owned<File, File_Close> file;
+  const ErrorCode status = File_Open(path, FileMode_Update, file.out());
+  return status == Error_None ? FlushToDisk(file.get()) : status;
+}
+
 ErrorCode WriteCopied(const SynchroCopy& copy) {
   Owned<FileCopy, [](FileCopy* handle) { File_CopyAbort(&handle); }> steps;
   const char* const temporary = copy.temporary->path;
@@ -205,7 +219,7 @@ ErrorCode WriteCopied(const SynchroCopy& copy) {
     steps.reset(step);
     if (copy.from->interrupt != nullptr && copy.from->interrupt->IsSet()) return Error_Cancel;
   }
-  return status;
+  return status == Error_None ? FlushClosed(temporary) : status;
 }
 
 ErrorCode CopyFileToFile(const SynchroCopy& copy, SynchroSide* made) {
@@ -239,6 +253,17 @@ uint32_t PlaceOf(const SynchroConnection& side) {
 }
 
 }  // namespace
+
+ErrorCode iSynchro_ReadLocalValues(const char* path, SynchroSide* made) {
+  FileState state;
+  uint64_t sizeBytes = 0;
+  const ErrorCode status = File_GetState64(path, &state, &sizeBytes);
+  if (status != Error_None) return status;
+  if (state.exists == 0) return Error_NotFound;
+  const uint64_t size = sizeBytes < UINT32_MAX ? sizeBytes : UINT32_MAX;
+  *made = {1, 0, static_cast<uint32_t>(size), AsListed(state.modificationTime)};
+  return Error_None;
+}
 
 ErrorCode iSynchro_CopyFile(const SynchroCopy& copy, SynchroSide* made) {
   if (!copy.from->isOpen || !copy.to->isOpen) return Error_Invalid;

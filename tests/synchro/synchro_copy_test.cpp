@@ -3,6 +3,8 @@
 #include <string>
 
 #include "synchro/synchro_copy_internal.h"
+#include "synchro/synchro_copy_testing.h"
+#include "tests/support/file_system.h"
 #include "tests/support/scripted_http.h"
 #include "tests/synchro/synchro_fixture.h"
 #include "tests/synchro/synchro_ftp_fixture.h"
@@ -282,6 +284,27 @@ TEST_F(SynchroCopyTest, CopiesALocalFile) {
   EXPECT_EQ(Tree("dst"), "a=" + std::string(70000, 'x')) << "the old file stays";
   root_.MakeDirectory("src/a");
   EXPECT_EQ(Copy(from, to), Error_Invalid);
+}
+
+// A listing of May 5, 1997 is read as one of March 5, and the next run compares with it.
+TEST_F(SynchroCopyTest, RecordsTheTimeThatAListingShows) {
+  Put("dst/may", "x", 862826400);
+  SynchroSide made = {};
+  EXPECT_EQ(iSynchro_ReadLocalValues(root_.Name("dst/may").c_str(), &made), Error_None);
+  EXPECT_EQ(made.time.seconds, 857556000u);
+  EXPECT_EQ(made.time.milliseconds, 0u);
+  EXPECT_EQ(made.size, 1u);
+  EXPECT_EQ(iSynchro_ReadLocalValues(root_.Name("dst/missing").c_str(), &made), Error_NotFound);
+}
+
+TEST_F(SynchroCopyTest, RecordsTheLargestSizeForALargerOne) {
+  MakeSparseFile(root_.SystemName("dst/big"), 0x140000005);  // 5 GiB + 5
+  SynchroSide made = {};
+  EXPECT_EQ(iSynchro_ReadLocalValues(root_.Name("dst/big").c_str(), &made), Error_None);
+  EXPECT_EQ(made.size, 4294967295u);
+  MakeSparseFile(root_.SystemName("dst/big"), 4294967294u);
+  EXPECT_EQ(iSynchro_ReadLocalValues(root_.Name("dst/big").c_str(), &made), Error_None);
+  EXPECT_EQ(made.size, 4294967294u);
 }
 
 TEST_F(SynchroCopyTest, PutsNoFileInThePlaceOfAFolder) {
