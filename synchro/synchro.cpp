@@ -79,14 +79,20 @@ int32_t RunThread(void* argument) {
   return status;
 }
 
+// The line is a part of the run: the status method may neither start another one nor free the record.
+void ReportStart(Synchro* synchro, const char* line) {
+  synchro->runThread = Thread_GetCurrentID();
+  iSynchro_Report(synchro, "%s", line);
+  synchro->runThread = 0;
+}
+
 ErrorCode StartThread(Synchro* synchro) {
   Thread_Delete(synchro->thread);
-  synchro->phase = SynchroPhase::Running;
   synchro->thread = Thread_New(RunThread, synchro);
   if (synchro->thread != nullptr) return Error_None;
-  synchro->phase = SynchroPhase::None;
-  iSynchro_Report(synchro, "Go failed.");
+  ReportStart(synchro, "Go failed.");
   iSynchro_SetState(synchro, SynchroState_Failed, Error_Memory);
+  synchro->phase = SynchroPhase::None;
   return Error_Memory;
 }
 
@@ -185,7 +191,8 @@ ErrorCode Synchro_Go(Synchro* synchro) {
   AwaitEnd(synchro);
   for (std::atomic<uint32_t>& counter : synchro->counters) counter = 0;
   if (!iSynchro_SetState(synchro, SynchroState_Running, Error_None)) return Error_Cancel;
-  iSynchro_Report(synchro, "Go!");
+  synchro->phase = SynchroPhase::Running;
+  ReportStart(synchro, "Go!");
   return StartThread(synchro);
 }
 

@@ -59,7 +59,8 @@ SynchroTaken iSynchro_TakeListed(const SynchroMasks& masks, SynchroEnd end, cons
   const uint32_t bits = iSynchro_ChangeBits(masks, end, entry->IsAt(iSynchro_Other(end)));
   const SynchroSide before = entry->sides[end];
   entry->sides[end] = listed;
-  // Kept: a change that no flag follows is recorded without a trace; the next run does not see it any more.
+  // Kept: a change that no flag follows is entered without a trace. The next run does not see it any more
+  // when another change of the directory has stored it.
   if (bits == 0 || !HasOtherTime(before, listed.time)) return SynchroTaken::Values;
   entry->state |= bits;
   return Time_Compare(&before.time, &listed.time) > 0 ? SynchroTaken::BackInTime : SynchroTaken::Change;

@@ -50,11 +50,11 @@ ErrorCode AddEntry(Update* update, const SynchroListed& listed, uint32_t flags) 
   return Error_None;
 }
 
-// Whether the line only completes what this run has found out: nothing was known of the entry before.
-bool IsFirstSight(const Update& update, const SynchroEntry& entry) {
+// Whether the line only completes what this run has found out: nothing was known of the entry before. The
+// source may have two lines of one name, for the last word of "my file.txt" is that of "file.txt".
+bool IsFirstSight(const SynchroEntry& entry) {
   if (!entry.Has(SynchroEntryFlag_New)) return false;
-  return entry.Has(SynchroEntryFlag_Unclear) ||
-         (update.end == SynchroEnd_Destination && entry.Has(SynchroEntryFlag_AtSource));
+  return entry.Has(SynchroEntryFlag_Unclear) || entry.Has(SynchroEntryFlag_AtSource);
 }
 
 void TakeKnown(Update* update, const SynchroListed& listed, SynchroEntry* entry) {
@@ -71,7 +71,7 @@ ErrorCode TakeListed(Update* update, const SynchroListed& listed) {
     return AddEntry(update, listed, SynchroEntryFlag_Listed);
   }
   entry->flags |= SynchroEntryFlag_Listed;
-  if (IsFirstSight(*update, *entry)) {
+  if (IsFirstSight(*entry)) {
     entry->sides[update->end] = listed.side;
   } else if (entry->Has(SynchroEntryFlag_Unclear)) {
     entry->sides[update->end].present = 1;  // what changed is seen when the other side is clear again

@@ -11,9 +11,20 @@ bool SynchroLines::Next() {
       continue;
     }
     if (isAtEnd_) return TakeRest();
-    if (end_ - start_ > kSynchroLongestLine) DropBlock();
+    if (HeldLength() > kSynchroLongestLine || IsFull()) DropBlock();
     if (!Fill()) return false;
   }
+}
+
+// Of the line that has no LF yet. CR may turn out to be its end.
+uint32_t SynchroLines::HeldLength() const {
+  uint32_t end = end_;
+  while (end > start_ && block_[end - 1] == '\r') --end;
+  return end - start_;
+}
+
+bool SynchroLines::IsFull() const {
+  return end_ - start_ == sizeof block_ - 1;
 }
 
 // False when the line is left out.

@@ -26,6 +26,8 @@ class SynchroLines {
  private:
   bool TakeLine(char* lineFeed);
   bool TakeRest();
+  uint32_t HeldLength() const;
+  bool IsFull() const;
   void DropBlock();
   bool Fill();
 

@@ -84,8 +84,8 @@ enum SynchroCounter {
 };
 
 /* Receives one line of text (borrowed, without a line end, at most 4095 bytes) on the thread of the run;
- * Synchro_Go's own lines come on the caller's. value: as given to Synchro_SetStatusMethod. It may call
- * Synchro_Status and Synchro_Stop, and must not call Synchro_Delete. */
+ * Synchro_Go's own lines come on the caller's, and are a part of the run. value: as given to
+ * Synchro_SetStatusMethod. It may call Synchro_Status and Synchro_Stop, and must not call Synchro_Delete. */
 typedef void (*SynchroStatusMethod)(Word value, const char* text);
 
 /* Makes a synchroniser and reads its index.

@@ -126,6 +126,24 @@ TEST_F(SynchroHostileTest, FindsTheLinesOfAFile) {
   File_Close(file);
 }
 
+// Blocks end anywhere in the longest line and its end.
+TEST_F(SynchroHostileTest, FindsTheLongestLine_WhereverABlockEnds) {
+  const std::string longest(4096, 'l');
+  for (const char* const end : {"\r\n", "\r\r\n"}) {
+    for (size_t before = 4090; before <= 4100; ++before) {
+      root_.Write("lines", std::string(before - 1, 'b') + "\n" + longest + end + "after\n");
+      File* file = nullptr;
+      ASSERT_EQ(File_Open(root_.Name("lines").c_str(), FileMode_Read, &file), Error_None);
+      Lines found;
+      SynchroLines lines(file);
+      while (lines.Next()) found.emplace_back(lines.Text());
+      EXPECT_EQ(std::count(found.begin(), found.end(), longest), 1) << before << " " << end;
+      EXPECT_EQ(found.back(), "after");
+      File_Close(file);
+    }
+  }
+}
+
 TEST_F(SynchroHostileTest, KeepsManyEntriesInOrder) {
   Remove("dst/a");
   std::string listing;

@@ -128,6 +128,21 @@ TEST_F(SynchroLifeTest, CopiesTenFiles_WhicheverAllocationFailed) {
   EXPECT_EQ(RunLocal(SynchroFlag_Recurse | 1).counters, "0 0 0 0 0");
 }
 
+TEST_F(SynchroLifeTest, DeletesNothing_WhicheverAllocationFailed) {
+  Put("src/sub/a", "a");
+  Put("dst/sub/a", "mine");
+  FailEveryAllocation([&] {
+    for (const std::string& name : CacheNames()) std::filesystem::remove(CachePath(name));
+    Synchro* synchro = nullptr;
+    Synchro_New("t", SynchroFlag_Recurse | 9, FileURL("src").c_str(), FileURL("dst").c_str(), &synchro);
+    if (synchro == nullptr) return;
+    Synchro_Go(synchro);
+    Wait(synchro);
+    Synchro_Delete(synchro);
+    EXPECT_EQ(Tree("dst"), "sub/ sub/a=mine");
+  });
+}
+
 // ---- running -----------------------------------------------------------------------------------
 
 TEST_F(SynchroLifeTest, RunsWithoutAStatusMethod) {
@@ -277,6 +292,24 @@ TEST_F(SynchroLifeTest, MayBeDeletedRightAfterItsStart) {
     EXPECT_EQ(Synchro_Go(synchro), Error_None);
     Synchro_Delete(synchro);
   }
+}
+
+TEST_F(SynchroLifeTest, IsRunningAlready_WhenItsFirstLineIsSent) {
+  const ErrorCapture capture;
+  Synchro* const synchro = New(1, FileURL("src"), FileURL("dst"));
+  int32_t hasStarted = -1;
+  onLine_ = [&](const std::string& line) {
+    if (line != "Go!" || hasStarted != -1) return;
+    hasStarted = Synchro_Go(synchro);
+    Synchro_Delete(synchro);
+  };
+  const Outcome outcome = Go(synchro);
+  EXPECT_EQ(hasStarted, Error_None);
+  EXPECT_EQ(outcome.state, SynchroState_Finished);
+  EXPECT_EQ(Lines(outcome.lines.begin(), outcome.lines.begin() + 3),
+            (Lines{"Go!", "Go: Already running!", "Pushed \"\""}));
+  EXPECT_EQ(capture.Lines(), Lines{"#### Error: Synchro_Delete: called from the status method\n"});
+  Synchro_Delete(synchro);
 }
 
 TEST_F(SynchroLifeTest, RefusesToBeDeletedFromItsOwnRun) {

@@ -129,6 +129,19 @@ TEST_F(SynchroLocalTest, LeavesWhatBothSidesHaveChanged) {
   EXPECT_EQ(FileLines(RunLocal(3)), Lines{"file ! file:  a  -> None"}) << "the state stays";
 }
 
+TEST_F(SynchroLocalTest, StoresAChangeThatNoFlagFollows_OnlyWithAnother) {
+  for (const bool hasNeighbour : {false, true}) {
+    for (const std::string& name : CacheNames()) std::filesystem::remove(CachePath(name));
+    for (const char* const name : {"src/a", "dst/a", "src/b", "dst/b"}) Put(name, "old", 1000000000);
+    EXPECT_EQ(RunLocal(1).counters, "0 0 0 0 0");
+    Put("dst/a", "new", 1100000000);
+    if (hasNeighbour) Put("src/b", "new", 1100000000);
+    EXPECT_EQ(RunLocal(1).counters, hasNeighbour ? "0 0 0 1 0" : "0 0 0 0 0");
+    EXPECT_EQ(RunLocal(3).counters, hasNeighbour ? "0 0 0 0 0" : "0 1 0 0 0");
+    EXPECT_EQ(root_.Read("src/a"), hasNeighbour ? "old" : "new");
+  }
+}
+
 TEST_F(SynchroLocalTest, DeletesWhatHasGoneFromTheOtherSide) {
   Put("src/a", "a");
   Put("src/keep", "k");
@@ -227,6 +240,25 @@ TEST_F(SynchroLocalTest, SeesOnlyTheLastWordOfAName) {
   Put("src/file.txt", "y");
   const Outcome outcome = RunLocal(1);
   EXPECT_EQ(FileLines(outcome), Lines{"file > file:  file.txt  -> None"});
+  EXPECT_EQ(Tree("dst"), "file.txt=y");
+}
+
+TEST_F(SynchroLocalTest, OverwritesNothingInTheFirstRun_WhenTwoNamesHaveOneLastWord) {
+  for (const uint32_t flags : {1u, 3u, 5u, 7u, 9u, 15u}) {
+    for (const std::string& name : CacheNames()) std::filesystem::remove(CachePath(name));
+    Put("src/my file.txt", "x", 1000000000);
+    Put("src/file.txt", "y", 1100000000);
+    Put("dst/file.txt", "z", 1200000000);
+    EXPECT_EQ(FileLines(RunLocal(flags)), Lines{"file = file:  file.txt  -> None"}) << flags;
+    EXPECT_EQ(Tree("src"), "file.txt=y my file.txt=x") << flags;
+    EXPECT_EQ(Tree("dst"), "file.txt=z") << flags;
+  }
+}
+
+TEST_F(SynchroLocalTest, CopiesInEveryRun_WhatTwoNamesWithOneLastWordShow) {
+  Put("src/my file.txt", "x", 1000000000);
+  Put("src/file.txt", "y", 1100000000);
+  for (int run = 1; run <= 3; ++run) EXPECT_EQ(RunLocal(1).counters, "0 0 0 1 0") << run;
   EXPECT_EQ(Tree("dst"), "file.txt=y");
 }
 
