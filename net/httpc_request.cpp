@@ -137,8 +137,8 @@ class ResponseLines {
     const size_t count = std::min<size_t>(iSock_CountAhead(sock_), room);
     if (count == 0) return 1;
     const void* end = memchr(sock_->ahead, '\n', count);
-    return static_cast<uint32_t>(end != nullptr ? static_cast<const uint8_t*>(end) - sock_->ahead + 1
-                                                : count);
+    if (end == nullptr) return static_cast<uint32_t>(count);
+    return static_cast<uint32_t>(static_cast<const uint8_t*>(end) - sock_->ahead + 1);
   }
 
   Stream* stream_;
