@@ -121,7 +121,7 @@ ErrorCode EnterFolder(SynchroConnection* side, const char* directory, bool mayCr
   *isMade = *isRefused = false;
   if (IsLoginFolder(*side, directory)) return Error_None;
   char path[kFileNameSize];
-  Reply reply;
+  Reply reply = {};
   ErrorCode status = iSynchro_FolderPath(*side, directory, path);
   if (status == Error_None) status = FTPc_ChangeDirectory(side->ftp, path, &reply);
   if (status != Error_NoAccess || IsRefusedForNow(reply)) return status;
@@ -137,7 +137,7 @@ ErrorCode ListFTP(SynchroConnection* side, const char* directory, bool mayCreate
   ErrorCode status = EnterFolder(side, directory, mayCreate, &isMade, &isRefused);
   if (status != Error_None) return status;
   if (isRefused) return TakeUnlisted(isShown, isEmpty);
-  Reply reply;
+  Reply reply = {};
   status = FTPc_GetDirectoryList(side->ftp, nullptr, FTPcList_Long, listFile, &reply);
   // Some servers also say so of an empty folder: a new one is. A refused data connection has the same status.
   const bool isUnlisted = status != Error_None && reply.code == kCodeUnavailable;

@@ -151,6 +151,7 @@ class DriverTest(unittest.TestCase):
         self.assertIn("ended", outcome.values, outcome)
 
     def assert_short_steps(self, outcome, least):
-        """Processor time has a clock on Linux; on Windows the time that others take counts too."""
+        """Processor time has a clock on Linux; on Windows the time that others take counts too. A virtual machine that
+        stands still counts everywhere, so one step may be longer."""
         self.assertGreaterEqual(outcome.number("agentsteps"), least, outcome)
-        self.assertLessEqual(outcome.number("longest"), 250 if ON_WINDOWS else 50, outcome)
+        self.assertLessEqual(outcome.number("nextlongest"), 250 if ON_WINDOWS else 50, outcome)

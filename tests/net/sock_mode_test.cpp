@@ -118,7 +118,7 @@ TEST_F(SockMode, EndsAWriteInTime_OnASocketThatWasAccepted) {
 TEST_F(SockMode, LeavesNobodyInside_WhenManyThreadsAccept) {
   constexpr int kAcceptors = 8;
   const uint16_t port = Listen();
-  iSock_SetWaitMilliseconds(300);
+  iSock_SetWaitMilliseconds(1000);
   for (int round = 0; round < 8; ++round) {
     std::vector<std::future<ErrorCode>> acceptors;
     for (int i = 0; i < kAcceptors; ++i)

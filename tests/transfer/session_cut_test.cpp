@@ -154,7 +154,7 @@ class SessionCut : public TransferTest {
 #endif
   static constexpr uint64_t kEveryTenthByte = 10;
   // The limit of waits in the sweeps of silence.
-  const uint32_t kLimitMilliseconds = kIsWindows ? 200 : 60;
+  const uint32_t kLimitMilliseconds = kIsWindows ? 500 : 60;
 
   TempDir source_;
 };

@@ -176,8 +176,11 @@ TEST_F(Upload, StoresAnEmptyFile_WhenEmptyFilesAreAccepted) {
 }
 
 TEST_F(Upload, SendsAnEmptyFileAgain_WhenTheConnectionIsLost) {
-  const Script lost = ftp::Join(
-      {Before("f", "550 none"), talk::AskResume(), ftp::Passive(), {ExpectLine("STOR f"), Close()}});
+  // A data connection that nobody has accepted would be reset, and tell another end than this one.
+  const Script lost = ftp::Join({Before("f", "550 none"),
+                                 talk::AskResume(),
+                                 ftp::Passive(),
+                                 {ExpectLine("STOR f"), DataAccept(), Close()}});
   ScriptedServer server(
       {lost, ftp::Join({Before("f", "213 0"), talk::AskResume(), talk::Store("f"), ftp::Quit()})});
   Files().Write("f", "");
