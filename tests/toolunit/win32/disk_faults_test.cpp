@@ -3,11 +3,47 @@
 
 #include <windows.h>
 
+#include <atomic>
 #include <set>
 
 namespace {
 
-std::set<HANDLE> watched;
+// The handles of watched files. Any thread opens and closes files, those of the C++ runtime's locks too: so
+// this one is made of nothing that would.
+class WatchedHandles {
+ public:
+  void Insert(HANDLE handle) {
+    const Guard guard(&isInUse_);
+    handles_.insert(handle);
+  }
+  void Erase(HANDLE handle) {
+    const Guard guard(&isInUse_);
+    handles_.erase(handle);
+  }
+  bool Contains(HANDLE handle) {
+    const Guard guard(&isInUse_);
+    return handles_.contains(handle);
+  }
+
+ private:
+  class Guard {
+   public:
+    explicit Guard(std::atomic_flag* flag) : flag_(flag) {
+      while (flag_->test_and_set()) Sleep(0);
+    }
+    ~Guard() { flag_->clear(); }
+    Guard(const Guard&) = delete;
+    Guard& operator=(const Guard&) = delete;
+
+   private:
+    std::atomic_flag* flag_;
+  };
+
+  std::atomic_flag isInUse_;
+  std::set<HANDLE> handles_;
+};
+
+WatchedHandles watched;
 
 bool FailsWith(DWORD error) {
   if (!DiskFault::Fails()) return false;
@@ -15,7 +51,7 @@ bool FailsWith(DWORD error) {
   return true;
 }
 bool FailsFor(HANDLE handle) {
-  return watched.contains(handle) && FailsWith(ERROR_DISK_FULL);
+  return watched.Contains(handle) && FailsWith(ERROR_DISK_FULL);
 }
 bool FailsFor(const char* path) {
   return DiskFault::IsWatched(path) && FailsWith(ERROR_IO_DEVICE);
@@ -42,7 +78,7 @@ static HANDLE WINAPI FaultyCreateFile(const char* path, DWORD access, DWORD shar
   const bool isChanged = (access & GENERIC_WRITE) != 0 && DiskFault::IsWatched(path);
   if (isChanged && FailsWith(ERROR_DISK_FULL)) return INVALID_HANDLE_VALUE;
   const HANDLE handle = realCreateFile(path, access, sharing, security, disposition, flags, like);
-  if (isChanged && handle != INVALID_HANDLE_VALUE) watched.insert(handle);
+  if (isChanged && handle != INVALID_HANDLE_VALUE) watched.Insert(handle);
   return handle;
 }
 
@@ -57,7 +93,8 @@ static BOOL WINAPI FaultyWriteFile(HANDLE handle, const void* bytes, DWORD count
 
 static BOOL WINAPI FaultyCloseHandle(HANDLE handle) {
   const bool fails = FailsFor(handle);
-  watched.erase(handle);
+  // Before it is closed: another thread may get the same one next.
+  watched.Erase(handle);
   const BOOL result = realCloseHandle(handle);
   if (fails) SetLastError(ERROR_IO_DEVICE);
   return fails ? FALSE : result;
