@@ -63,7 +63,9 @@ ErrorCode ReplaceLocal(const SynchroCopy& copy, WriteMethod write, SynchroSide* 
   if (status != Error_None) return status;
   status = write(copy);
   if (status == Error_None) status = File_Replace(copy.temporary->path, copy.toPath);
-  if (status == Error_None) return iSynchro_ReadLocalValues(copy.toPath, made);
+  if (status == Error_None)
+    return copy.isTimeExact ? iSynchro_ReadLocal(copy.toPath, made)
+                            : iSynchro_ReadLocalValues(copy.toPath, made);
   iSynchro_RemoveTemporary(copy.temporary);
   return status;
 }
@@ -255,13 +257,10 @@ uint32_t PlaceOf(const SynchroConnection& side) {
 }  // namespace
 
 ErrorCode iSynchro_ReadLocalValues(const char* path, SynchroSide* made) {
-  FileState state;
-  uint64_t sizeBytes = 0;
-  const ErrorCode status = File_GetState64(path, &state, &sizeBytes);
+  const ErrorCode status = iSynchro_ReadLocal(path, made);
   if (status != Error_None) return status;
-  if (state.exists == 0) return Error_NotFound;
-  const uint64_t size = sizeBytes < UINT32_MAX ? sizeBytes : UINT32_MAX;
-  *made = {1, 0, static_cast<uint32_t>(size), AsListed(state.modificationTime)};
+  if (made->present == 0) return Error_NotFound;
+  made->time = AsListed(made->time);
   return Error_None;
 }
 

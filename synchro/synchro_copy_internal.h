@@ -29,6 +29,7 @@ struct SynchroCopy {
   const char* fromPath;
   const char* toPath;
   SynchroTemporary* temporary;
+  bool isTimeExact = false;  // the new file's time is recorded as it is, not as a listing shows it
 };
 
 // Copies a file; *made receives the values of the new one. Error_None; Error_Invalid when a side is not open,

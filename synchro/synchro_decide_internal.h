@@ -5,8 +5,12 @@
 #include <cstdint>
 
 #include "qz/error.h"
+#include "qz/synchro.h"
 #include "synchro/synchro_entry_internal.h"
 #include "synchro/synchro_listing_internal.h"
+
+// The flag that lets a side's files be written and its folders be made.
+inline constexpr uint32_t kSynchroCopyTo[kSynchroEnds] = {SynchroFlag_ToSource, SynchroFlag_ToDestination};
 
 // The bits of a state, and of the masks below.
 inline constexpr uint32_t kSynchroState_DestinationChanged = 1;

@@ -94,32 +94,18 @@ ErrorCode TakeUnclear(Update* update, const SynchroListed& listed) {
   return Error_None;
 }
 
-bool IsLeftover(const Update& update, const char* name) {
-  const SynchroTemporary& temporary = update.synchro->temporary;
-  const SynchroConnection& side = update.synchro->sides[update.end];
-  const bool isLocal = URL_GetProtocolType(side.url.protocol) == URLProtocol_File;
-  if (!isLocal || temporary.leftovers == nullptr) return false;
-  char path[kFileNameSize];
-  return iSynchro_EntryPath(side, update.frame->directory, name, path) == Error_None &&
-         iSynchro_IsLeftover(temporary, path);
-}
-
 ErrorCode TakeLine(Update* update) {
   SynchroListed listed;
   iConfig_Parse(*iSynchro_Syntaxes().listing, update->lines.Text(), update->lines.Length(), &update->parsed);
   if (update->parsed.kind != ConfigLineKind::Line) return Error_None;
   const SynchroListing kind =
       iSynchro_ParseListing(update->parsed.content.fields, platform::UsesDriveLetters(), &listed);
-  if (kind == SynchroListing::Skipped || IsLeftover(*update, listed.name)) return Error_None;
+  if (kind == SynchroListing::Skipped) return Error_None;
+  if (iSynchro_IsLeftoverEntry(*update->synchro, *update->frame, update->end, listed.name)) return Error_None;
   return kind == SynchroListing::Taken ? TakeListed(update, listed) : TakeUnclear(update, listed);
 }
 
 // ---- a listing ---------------------------------------------------------------------------------
-
-// Only the presence: what was known of a file that has gone is kept with it.
-void ClearPresence(SynchroFrame* frame, SynchroEnd end) {
-  for (uint32_t i = 0; i < frame->entries.Count(); ++i) frame->entries.At(i).sides[end].present = 0;
-}
 
 ErrorCode TakeLines(Update* update) {
   ErrorCode status = Error_None;
@@ -128,7 +114,7 @@ ErrorCode TakeLines(Update* update) {
 }
 
 ErrorCode TakeListing(Synchro* synchro, SynchroFrame* frame, SynchroEnd end, const char* listFile) {
-  ClearPresence(frame, end);
+  iSynchro_ClearPresence(frame, end);
   if (listFile == nullptr) return Error_None;
   Owned<File, File_Close> file;
   const ErrorCode status = File_Open(listFile, FileMode_Read, file.out());
@@ -213,6 +199,27 @@ ErrorCode iSynchro_OpenFrame(Synchro* synchro, SynchroFrame* frame) {
   const ErrorCode status = ReadFrame(synchro, frame);
   KeepValues(&frame->entries);
   return status;
+}
+
+void iSynchro_ReportListing(Synchro* synchro, const SynchroFrame& frame, SynchroEnd end) {
+  constexpr const char* kNames[kSynchroEnds] = {"source", "destination"};
+  char shown[kFileNameSize];
+  iSynchro_ShowFolder(synchro->sides[end], frame.directory, shown);
+  iSynchro_Report(synchro, "Retrieving %s listing %s...", kNames[end], shown);
+}
+
+void iSynchro_ClearPresence(SynchroFrame* frame, SynchroEnd end) {
+  for (uint32_t i = 0; i < frame->entries.Count(); ++i) frame->entries.At(i).sides[end].present = 0;
+}
+
+bool iSynchro_IsLeftoverEntry(const Synchro& synchro, const SynchroFrame& frame, SynchroEnd end,
+                              const char* name) {
+  const SynchroConnection& side = synchro.sides[end];
+  const bool isLocal = URL_GetProtocolType(side.url.protocol) == URLProtocol_File;
+  if (!isLocal || synchro.temporary.leftovers == nullptr) return false;
+  char path[kFileNameSize];
+  return iSynchro_EntryPath(side, frame.directory, name, path) == Error_None &&
+         iSynchro_IsLeftover(synchro.temporary, path);
 }
 
 ErrorCode iSynchro_UpdateFrame(Synchro* synchro, SynchroFrame* frame,

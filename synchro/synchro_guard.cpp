@@ -16,8 +16,7 @@
 
 namespace {
 
-// The flags that let a side's files be written, and deleted.
-constexpr uint32_t kCopyTo[kSynchroEnds] = {SynchroFlag_ToSource, SynchroFlag_ToDestination};
+// The flag that lets a side's files be deleted.
 constexpr uint32_t kDeleteAt[kSynchroEnds] = {SynchroFlag_DeleteAtSource, SynchroFlag_DeleteAtDestination};
 
 SynchroVerdict Leave(int32_t reason) {
@@ -45,7 +44,7 @@ SynchroVerdict DecideDirectory(uint32_t flags, const SynchroEntry& entry) {
 }
 
 SynchroVerdict CopyIfAsked(uint32_t flags, SynchroEnd from, int32_t reason) {
-  const bool isAsked = (flags & kCopyTo[iSynchro_Other(from)]) != 0;
+  const bool isAsked = (flags & kSynchroCopyTo[iSynchro_Other(from)]) != 0;
   return isAsked ? Act(SynchroStep::Copy, from, reason) : Leave(SynchroReason_Kept);
 }
 

@@ -12,8 +12,6 @@
 
 namespace {
 
-constexpr const char* kListingNames[kSynchroEnds] = {"source", "destination"};
-constexpr uint32_t kCreationFlags[kSynchroEnds] = {SynchroFlag_ToSource, SynchroFlag_ToDestination};
 constexpr uint32_t kCompareBytes = 16 * 1024;
 
 bool IsRoot(const SynchroFrame& frame) {
@@ -35,22 +33,16 @@ bool IsStorable(const char* name) {
   return strpbrk(name, "\t\r\n") == nullptr && name[0] != ' ' && name[length - 1] != ' ';
 }
 
-bool IsLeftover(const Reading& reading, const char* name) {
-  char path[kFileNameSize];
-  return iSynchro_EntryPath(reading.synchro->sides[reading.end], reading.frame->directory, name, path) ==
-             Error_None &&
-         iSynchro_IsLeftover(reading.synchro->temporary, path);
-}
-
 SynchroSide ValuesOf(const platform::FileInformation& information) {
   Time time;
   iFile_TimeFromUnits(information.modified, &time);
-  return {
-      1, information.isDirectory ? 1u : 0u, static_cast<uint32_t>(information.sizeBytes), {time.seconds, 0}};
+  return iSynchro_LocalValues(information.isDirectory, information.sizeBytes, time);
 }
 
 ErrorCode TakeEntry(Reading* reading, const platform::DirectoryEntry& found) {
-  if (IsLeftover(*reading, found.name)) return Error_None;
+  const bool isLeftover =
+      iSynchro_IsLeftoverEntry(*reading->synchro, *reading->frame, reading->end, found.name);
+  if (isLeftover) return Error_None;
   ++reading->count;
   if (!iSynchro_IsUsableName(found.name, platform::UsesDriveLetters()) || !IsStorable(found.name)) {
     iSynchro_Report(reading->synchro, "* Left: %s %s", reading->frame->directory, found.name);
@@ -98,7 +90,7 @@ bool IsKnownThere(const SynchroFrame& frame, SynchroEnd end) {
 // A root that has gone is not made again: what it held must not be taken for deleted, nor be copied back.
 bool MayCreate(const Synchro& synchro, const SynchroFrame& frame, SynchroEnd end, bool isKnown) {
   if (synchro.isPlanOnly || (IsRoot(frame) && isKnown)) return false;
-  return (synchro.flags & kCreationFlags[end]) != 0;
+  return (synchro.flags & kSynchroCopyTo[end]) != 0;
 }
 
 ErrorCode ListFolder(Synchro* synchro, SynchroFrame* frame, SynchroEnd end) {
@@ -119,10 +111,8 @@ ErrorCode ListFolder(Synchro* synchro, SynchroFrame* frame, SynchroEnd end) {
 }
 
 ErrorCode ListSide(Synchro* synchro, SynchroFrame* frame, SynchroEnd end) {
-  char shown[kFileNameSize];
-  iSynchro_ShowFolder(synchro->sides[end], frame->directory, shown);
-  iSynchro_Report(synchro, "Retrieving %s listing %s...", kListingNames[end], shown);
-  for (uint32_t i = 0; i < frame->entries.Count(); ++i) frame->entries.At(i).sides[end].present = 0;
+  iSynchro_ReportListing(synchro, *frame, end);
+  iSynchro_ClearPresence(frame, end);
   const ErrorCode status = ListFolder(synchro, frame, end);
   if (status == Error_None) return Error_None;
   iSynchro_Report(synchro, "* Retrieval failed: %s", Error_ToString(status));
@@ -153,12 +143,12 @@ ErrorCode PathsOf(const Synchro& synchro, const SynchroFrame& frame, const Synch
 
 // Whether a side still is as it was listed.
 ErrorCode Confirm(const char* path, const SynchroSide& listed) {
-  FileState state;
-  const ErrorCode status = File_GetState(path, &state);
+  SynchroSide now;
+  const ErrorCode status = iSynchro_ReadLocal(path, &now);
   if (status != Error_None) return status;
-  if (listed.present == 0) return state.exists == 0 ? Error_None : Error_Exists;
-  const bool isSame = state.exists != 0 && state.isDirectory == 0 && state.size == listed.size &&
-                      state.modificationTime.seconds == listed.time.seconds;
+  if (listed.present == 0) return now.present == 0 ? Error_None : Error_Exists;
+  const bool isSame = now.present != 0 && now.directory == 0 && now.size == listed.size &&
+                      Time_Compare(&now.time, &listed.time) == 0;
   return isSame ? Error_None : Error_Retry;
 }
 

@@ -90,6 +90,17 @@ inline bool iSynchro_IsStopped(const Synchro* synchro) {
 // Reads the table of the directory, and what was done since it was saved. A damaged one is told by isBad.
 ErrorCode iSynchro_OpenFrame(Synchro* synchro, SynchroFrame* frame);
 
+// Tells that a side is listed now.
+void iSynchro_ReportListing(Synchro* synchro, const SynchroFrame& frame, SynchroEnd end);
+
+// Nothing is present on the side any more, until its listing shows it again. Only the presence: what was
+// known of a file that has gone is kept with it.
+void iSynchro_ClearPresence(SynchroFrame* frame, SynchroEnd end);
+
+// Whether an entry of a local side is what an earlier run could not remove.
+bool iSynchro_IsLeftoverEntry(const Synchro& synchro, const SynchroFrame& frame, SynchroEnd end,
+                              const char* name);
+
 // Brings the table up to date. lists: the files of both listings, null for an empty one.
 ErrorCode iSynchro_UpdateFrame(Synchro* synchro, SynchroFrame* frame,
                                const char* const (&lists)[kSynchroEnds]);

@@ -18,9 +18,6 @@ namespace {
 constexpr uint32_t kDeepest = 128;
 constexpr float kMemoryRetrySeconds = 0.05f;
 
-constexpr const char* kListingNames[kSynchroEnds] = {"source", "destination"};
-// The flag that lets a side's folders be made.
-constexpr uint32_t kCreationFlags[kSynchroEnds] = {SynchroFlag_ToSource, SynchroFlag_ToDestination};
 constexpr SynchroCounter kCopied[kSynchroEnds] = {SynchroCounter_CopiedToSource,
                                                   SynchroCounter_CopiedToDestination};
 constexpr SynchroCounter kDeleted[kSynchroEnds] = {SynchroCounter_DeletedAtSource,
@@ -119,11 +116,9 @@ bool IsShown(const SynchroFrame& frame, SynchroEnd end) {
 ErrorCode ListSide(Synchro* synchro, const SynchroFrame& frame, SynchroEnd end, ListFile* file,
                    const char** list) {
   SynchroConnection* const side = &synchro->sides[end];
-  const bool mayCreate = !synchro->isPlanOnly && (synchro->flags & kCreationFlags[end]) != 0;
-  char shown[kFileNameSize];
+  const bool mayCreate = !synchro->isPlanOnly && (synchro->flags & kSynchroCopyTo[end]) != 0;
   bool isEmpty = false;
-  iSynchro_ShowFolder(*side, frame.directory, shown);
-  iSynchro_Report(synchro, "Retrieving %s listing %s...", kListingNames[end], shown);
+  iSynchro_ReportListing(synchro, frame, end);
   ErrorCode status = file->Choose(synchro->isPlanOnly ? SysDir_Temp : SysDir_Cache);
   if (status == Error_None)
     status =
@@ -191,7 +186,8 @@ ErrorCode CopyEntry(Synchro* synchro, const SynchroFrame& frame, SynchroEnd from
   ErrorCode status = FindPath(*synchro, frame, from, entry, sourcePath);
   if (status == Error_None) status = FindPath(*synchro, frame, iSynchro_Other(from), entry, targetPath);
   if (status != Error_None) return status;
-  return iSynchro_CopyFile({source, target, sourcePath, targetPath, &synchro->temporary}, made);
+  return iSynchro_CopyFile({source, target, sourcePath, targetPath, &synchro->temporary, synchro->isGuarded},
+                           made);
 }
 
 ErrorCode DeleteEntry(Synchro* synchro, const SynchroFrame& frame, SynchroEnd at, const SynchroEntry& entry) {

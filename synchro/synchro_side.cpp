@@ -1,4 +1,5 @@
 // Opening, listing and closing a side.
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 
@@ -255,6 +256,21 @@ ErrorCode iSynchro_ListFolder(SynchroConnection* side, const char* directory, bo
     default:
       return Error_Invalid;
   }
+}
+
+SynchroSide iSynchro_LocalValues(bool isDirectory, uint64_t sizeBytes, const Time& modified) {
+  const uint64_t size = std::min<uint64_t>(sizeBytes, UINT32_MAX);
+  return {1, isDirectory ? 1u : 0u, static_cast<uint32_t>(size), {modified.seconds, 0}};
+}
+
+ErrorCode iSynchro_ReadLocal(const char* path, SynchroSide* side) {
+  FileState state;
+  uint64_t sizeBytes = 0;
+  *side = {};
+  const ErrorCode status = File_GetState64(path, &state, &sizeBytes);
+  if (status != Error_None || state.exists == 0) return status;
+  *side = iSynchro_LocalValues(state.isDirectory != 0, sizeBytes, state.modificationTime);
+  return Error_None;
 }
 
 ErrorCode iSynchro_DeleteFile(SynchroConnection* side, const char* path) {

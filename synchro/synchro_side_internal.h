@@ -43,6 +43,11 @@ void iSynchro_ShowFolder(const SynchroConnection& side, const char* directory, c
 ErrorCode iSynchro_ListFolder(SynchroConnection* side, const char* directory, bool mayCreate, bool isShown,
                               const char* listFile, bool* isEmpty);
 
+// What a local file or directory has: its size, all ones above 32 bits, and its time in whole seconds.
+SynchroSide iSynchro_LocalValues(bool isDirectory, uint64_t sizeBytes, const Time& modified);
+// The same of what stands at a path; not present for nothing.
+ErrorCode iSynchro_ReadLocal(const char* path, SynchroSide* side);
+
 // Deletes a file. Error_NotInited when the side is not open; Error_Fail for HTTP; Error_Invalid for a
 // directory.
 ErrorCode iSynchro_DeleteFile(SynchroConnection* side, const char* path);

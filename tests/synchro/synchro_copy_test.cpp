@@ -297,6 +297,23 @@ TEST_F(SynchroCopyTest, RecordsTheTimeThatAListingShows) {
   EXPECT_EQ(iSynchro_ReadLocalValues(root_.Name("dst/missing").c_str(), &made), Error_NotFound);
 }
 
+// What a guarded run compares with: folders that are read directly show every month.
+TEST_F(SynchroCopyTest, ReadsALocalFileAsItIs) {
+  Put("dst/may", "x", 862826400);
+  SynchroSide side = {};
+  EXPECT_EQ(iSynchro_ReadLocal(root_.Name("dst/may").c_str(), &side), Error_None);
+  EXPECT_EQ(side.present, 1u);
+  EXPECT_EQ(side.directory, 0u);
+  EXPECT_EQ(side.size, 1u);
+  EXPECT_EQ(side.time.seconds, 862826400u);
+  EXPECT_EQ(side.time.milliseconds, 0u);
+  EXPECT_EQ(iSynchro_ReadLocal(root_.Name("dst").c_str(), &side), Error_None);
+  EXPECT_EQ(side.directory, 1u);
+  EXPECT_EQ(iSynchro_ReadLocal(root_.Name("dst/missing").c_str(), &side), Error_None);
+  EXPECT_EQ(side.present, 0u);
+  EXPECT_EQ(iSynchro_LocalValues(false, 0x140000005, {862826400, 7}).size, 4294967295u);
+}
+
 TEST_F(SynchroCopyTest, RecordsTheLargestSizeForALargerOne) {
   MakeSparseFile(root_.SystemName("dst/big"), 0x140000005);  // 5 GiB + 5
   SynchroSide made = {};
