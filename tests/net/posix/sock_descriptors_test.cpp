@@ -1,32 +1,13 @@
 // Sockets when the process may open no more descriptors, where that can be arranged.
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 #include <unistd.h>
 
 #include "tests/net/sock_fixture.h"
+#include "tests/support/no_descriptors.h"
 #include "tests/support/socket_probe.h"
 
 namespace {
-
-// Lets no descriptor be opened while it lives.
-class NoDescriptorsLeft {
- public:
-  NoDescriptorsLeft() {
-    getrlimit(RLIMIT_NOFILE, &usual_);
-    const int next = open("/dev/null", O_RDONLY | O_CLOEXEC);
-    close(next);
-    rlimit least = usual_;
-    least.rlim_cur = static_cast<rlim_t>(next);
-    setrlimit(RLIMIT_NOFILE, &least);
-  }
-  ~NoDescriptorsLeft() { setrlimit(RLIMIT_NOFILE, &usual_); }
-  NoDescriptorsLeft(const NoDescriptorsLeft&) = delete;
-  NoDescriptorsLeft& operator=(const NoDescriptorsLeft&) = delete;
-
- private:
-  rlimit usual_{};
-};
 
 // Closes the standard streams while it lives.
 class StandardStreamsClosed {

@@ -1,11 +1,8 @@
 // Runs on disks that are full, and folders that may not be read or written.
-#include <fcntl.h>
-#include <sys/resource.h>
-#include <unistd.h>
-
 #include "synchro/synchro_side_internal.h"
 #include "tests/support/error_capture.h"
 #include "tests/support/file_system.h"
+#include "tests/support/no_descriptors.h"
 #include "tests/synchro/synchro_fixture.h"
 
 namespace {
@@ -45,25 +42,6 @@ TEST_F(SynchroDiskTest, FailsAFolderThatIsShown_WhenItMayNotBeRead) {
   EXPECT_EQ(iSynchro_ListFolder(&side, "missing", false, true, list.c_str(), &isEmpty), Error_None);
   EXPECT_TRUE(isEmpty);
 }
-
-// Lets no descriptor be opened while it lives.
-class NoDescriptorsLeft {
- public:
-  NoDescriptorsLeft() {
-    getrlimit(RLIMIT_NOFILE, &usual_);
-    const int next = open("/dev/null", O_RDONLY | O_CLOEXEC);
-    close(next);
-    rlimit least = usual_;
-    least.rlim_cur = static_cast<rlim_t>(next);
-    setrlimit(RLIMIT_NOFILE, &least);
-  }
-  ~NoDescriptorsLeft() { setrlimit(RLIMIT_NOFILE, &usual_); }
-  NoDescriptorsLeft(const NoDescriptorsLeft&) = delete;
-  NoDescriptorsLeft& operator=(const NoDescriptorsLeft&) = delete;
-
- private:
-  rlimit usual_ = {};
-};
 
 TEST_F(SynchroDiskTest, FailsAFolder_WhenDescriptorsRunOut) {
   Put("src/sub/a", "a");
