@@ -30,14 +30,16 @@ char* CopyBehind(const char* text, char** next) {
   return copy;
 }
 
-// The record, and behind it the name and both URL texts.
-Synchro* NewRecord(const char* name, const char* source, const char* destination,
+// The record, and behind it the directory, the name and both URL texts.
+Synchro* NewRecord(const char* directory, const char* name, const char* source, const char* destination,
                    char* (&urls)[kSynchroEnds]) {
-  const size_t textSize = strlen(name) + strlen(source) + strlen(destination) + 3;
+  const size_t directorySize = directory != nullptr ? strlen(directory) + 1 : 0;
+  const size_t textSize = directorySize + strlen(name) + strlen(source) + strlen(destination) + 3;
   void* const block = Memory_New(sizeof(Synchro) + textSize);
   if (block == nullptr) return nullptr;
   auto* const synchro = new (block) Synchro{};
   char* next = reinterpret_cast<char*>(synchro + 1);
+  if (directory != nullptr) synchro->directory = CopyBehind(directory, &next);
   synchro->name = CopyBehind(name, &next);
   urls[SynchroEnd_Source] = CopyBehind(source, &next);
   urls[SynchroEnd_Destination] = CopyBehind(destination, &next);
@@ -132,18 +134,23 @@ bool iSynchro_SetState(Synchro* synchro, int32_t state, ErrorCode error) {
 
 ErrorCode Synchro_New(const char* name, uint32_t flags, const char* source, const char* destination,
                       Synchro** synchro) {
+  return Synchro_NewIn(nullptr, name, flags, source, destination, synchro);
+}
+
+ErrorCode Synchro_NewIn(const char* directory, const char* name, uint32_t flags, const char* source,
+                        const char* destination, Synchro** synchro) {
   if (synchro == nullptr) return Error_Invalid;
   *synchro = nullptr;
   if ((flags & kDirections) == 0) return Error_NotFound;
   if (name == nullptr || source == nullptr || destination == nullptr) return Error_Invalid;
   char* urls[kSynchroEnds];
-  OwnedRecord record(NewRecord(name, source, destination, urls));
+  OwnedRecord record(NewRecord(directory, name, source, destination, urls));
   if (!record) return Error_Memory;
   ErrorCode status = FillRecord(record.get(), flags, urls);
   if (status == Error_None) status = iSynchro_HoldSyntaxes();
   if (status != Error_None) return status;
   // Kept: without its index there is no synchroniser, and the status is success; callers look at the pointer.
-  if (iSynchro_OpenIndex(name, &record->index) != Error_None) {
+  if (iSynchro_OpenIndex(directory, name, &record->index) != Error_None) {
     record.reset();
     iSynchro_ReleaseSyntaxes();
     return Error_None;
@@ -156,6 +163,19 @@ Synchro* Synchro_SetEntryMethod(Synchro* synchro, Word value, SynchroEntryMethod
   if (synchro == nullptr) return nullptr;
   synchro->entryValue = value;
   synchro->entryMethod = method;
+  return synchro;
+}
+
+Synchro* Synchro_SetResultMethod(Synchro* synchro, Word value, SynchroResultMethod method) {
+  if (synchro == nullptr) return nullptr;
+  synchro->resultValue = value;
+  synchro->resultMethod = method;
+  return synchro;
+}
+
+Synchro* Synchro_SetActive(Synchro* synchro, int32_t isActive) {
+  if (synchro == nullptr) return nullptr;
+  for (SynchroConnection& side : synchro->sides) side.isActive = isActive != 0;
   return synchro;
 }
 

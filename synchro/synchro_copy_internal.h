@@ -3,8 +3,8 @@
 
 #include "synchro/synchro_side_internal.h"
 
-// The name under which a local file is written before it takes its place. It is kept in a file of the cache
-// directory as long as something may stand under it: what a killed run leaves, the next one removes.
+// The name under which a local file is written before it takes its place. It is kept in a file beside the
+// tables as long as something may stand under it: what a killed run leaves, the next one removes.
 struct SynchroTemporary {
   char recordPath[kFileNameSize];  // NAME.xfer
   char folder[kFileNameSize];      // where `path` is; empty for none
@@ -13,7 +13,9 @@ struct SynchroTemporary {
 };
 
 // Removes what the last run left. mayRemove false: everything is left as it is, and counts as a leftover.
-void iSynchro_BeginTemporaries(const char* synchroName, bool mayRemove, SynchroTemporary* temporary);
+// directory: as iSynchro_FindBeside.
+void iSynchro_BeginTemporaries(const char* directory, const char* synchroName, bool mayRemove,
+                               SynchroTemporary* temporary);
 // Forgets the names whose files are gone.
 void iSynchro_EndTemporaries(SynchroTemporary* temporary);
 // Whether a local path is that of a leftover.

@@ -98,6 +98,18 @@ SynchroVerdict iSynchro_DecideGuarded(uint32_t flags, const SynchroEntry& entry,
   return DecideOnOne(flags, entry, isAtSource ? SynchroEnd_Source : SynchroEnd_Destination, isWhole);
 }
 
+SynchroVerdict iSynchro_SettleConflict(uint32_t flags, int32_t answer, const SynchroEntry& entry,
+                                       const SynchroVerdict& verdict) {
+  const SynchroVerdict left = {iSynchro_LeaveInstead(verdict.action), SynchroReason_Kept};
+  if (verdict.reason != SynchroReason_Conflict) return left;
+  for (const SynchroSide& side : entry.sides) {
+    if (side.present == 0 || side.directory != 0) return left;
+  }
+  if (answer != SynchroAnswer_CopyToSource && answer != SynchroAnswer_CopyToDestination) return left;
+  const bool isToSource = answer == SynchroAnswer_CopyToSource;
+  return CopyIfAsked(flags, isToSource ? SynchroEnd_Destination : SynchroEnd_Source, SynchroReason_Changed);
+}
+
 bool iSynchro_IsSettledBy(const SynchroVerdict& verdict) {
   return verdict.reason == SynchroReason_Unchanged || verdict.reason == SynchroReason_Alike ||
          verdict.reason == SynchroReason_Directory;

@@ -9,6 +9,11 @@ struct SynchroVerdict {
   int32_t reason;
 };
 
+// The copy in place of a conflict that the caller has settled: answer, one of SynchroAnswer_CopyToSource and
+// SynchroAnswer_CopyToDestination. Anything else leaves the entry.
+SynchroVerdict iSynchro_SettleConflict(uint32_t flags, int32_t answer, const SynchroEntry& entry,
+                                       const SynchroVerdict& verdict);
+
 // Whether the line of an earlier run shows the file on both sides, with nothing left to do.
 bool iSynchro_WasInStep(const SynchroEntry& entry);
 

@@ -46,6 +46,7 @@ ErrorCode TakeEntry(Reading* reading, const platform::DirectoryEntry& found) {
   ++reading->count;
   if (!iSynchro_IsUsableName(found.name, platform::UsesDriveLetters()) || !IsStorable(found.name)) {
     iSynchro_Report(reading->synchro, "* Left: %s %s", reading->frame->directory, found.name);
+    iSynchro_TellUnusable(*reading->synchro, *reading->frame, reading->end, found.name);
     return Error_None;
   }
   SynchroEntry* entry = reading->frame->entries.Find(found.name);
@@ -121,10 +122,17 @@ ErrorCode ListSide(Synchro* synchro, SynchroFrame* frame, SynchroEnd end) {
   return status;
 }
 
+struct Forgetting {
+  Synchro* synchro;
+  SynchroFrame* frame;
+};
+
 // True for an entry that goes: neither side has it, and both can be trusted in that.
 bool IsForgotten(void* context, SynchroEntry* entry) {
-  auto* const frame = static_cast<SynchroFrame*>(context);
+  const auto& [synchro, frame] = *static_cast<Forgetting*>(context);
   if (entry->IsAt(SynchroEnd_Source) || entry->IsAt(SynchroEnd_Destination) || !frame->isWhole) return false;
+  const SynchroVerdict verdict = {{'=', SynchroStep::Leave, SynchroEnd_Source}, SynchroReason_Forgotten};
+  iSynchro_Ask(*synchro, *frame, *entry, verdict);
   frame->isChanged = true;
   return true;
 }
@@ -181,7 +189,8 @@ ErrorCode iSynchro_PrepareGuarded(Synchro* synchro, SynchroFrame* frame) {
   }
   if (iSynchro_IsStopped(synchro)) return Error_None;
   iSynchro_Report(synchro, "Updating tables...");
-  frame->entries.RemoveIf(IsForgotten, frame);
+  Forgetting forgetting = {synchro, frame};
+  frame->entries.RemoveIf(IsForgotten, &forgetting);
   // What is done from here on is noted beside the table.
   if (frame->tablePath[0] == '\0' && frame->entries.Count() != 0) frame->isChanged = true;
   iSynchro_SaveFrame(synchro, frame);

@@ -49,6 +49,7 @@ enum class SynchroPhase {
 };
 
 struct Synchro {
+  const char* directory;  // of the tables; null: the cache directory
   const char* name;
   SynchroIndex index;
   uint32_t flags;
@@ -63,6 +64,8 @@ struct Synchro {
   SynchroStatusMethod statusMethod;
   Word entryValue;
   SynchroEntryMethod entryMethod;
+  Word resultValue;
+  SynchroResultMethod resultMethod;
   bool isPlanOnly;
   bool isGuarded;
   ErrorCode failure;  // a table that could not be saved: the run ends with it
@@ -127,6 +130,14 @@ bool iSynchro_AreAlike(const Synchro& synchro, const SynchroFrame& frame, const 
 ErrorCode iSynchro_Confirm(const Synchro& synchro, const SynchroFrame& frame, const SynchroEntry& entry);
 
 // ---- synchro_run.cpp ---------------------------------------------------------------------------
+
+// Asks the caller about an entry; SynchroAnswer_Proceed without an entry method.
+int32_t iSynchro_Ask(const Synchro& synchro, const SynchroFrame& frame, const SynchroEntry& entry,
+                     const SynchroVerdict& verdict);
+
+// Tells the caller that a name is left that cannot be synchronised.
+void iSynchro_TellUnusable(const Synchro& synchro, const SynchroFrame& frame, SynchroEnd end,
+                           const char* name);
 
 // The whole run; sets the state at its end.
 ErrorCode iSynchro_Run(Synchro* synchro);

@@ -232,10 +232,7 @@ SynchroValues Show(const SynchroSide& side) {
   return {static_cast<int32_t>(side.present), static_cast<int32_t>(side.directory), side.size, side.time};
 }
 
-// What is to be done, or that nothing is when the caller wants it so.
-SynchroVerdict Ask(Synchro* synchro, const SynchroFrame& frame, const SynchroEntry& entry,
-                   const SynchroVerdict& verdict) {
-  if (synchro->entryMethod == nullptr) return verdict;
+SynchroEntryInfo InfoOf(const SynchroFrame& frame, const SynchroEntry& entry, const SynchroVerdict& verdict) {
   SynchroEntryInfo info = {};
   info.directory = frame.directory;
   info.name = entry.name;
@@ -246,9 +243,30 @@ SynchroVerdict Ask(Synchro* synchro, const SynchroFrame& frame, const SynchroEnt
     info.now[end] = Show(entry.sides[end]);
     info.before[end] = Show(entry.before[end]);
   }
-  const int32_t answer = synchro->entryMethod(synchro->entryValue, &info);
+  return info;
+}
+
+// What is to be done, or what the caller wants instead.
+SynchroVerdict Ask(const Synchro& synchro, const SynchroFrame& frame, const SynchroEntry& entry,
+                   const SynchroVerdict& verdict) {
+  const int32_t answer = iSynchro_Ask(synchro, frame, entry, verdict);
   if (answer == SynchroAnswer_Proceed) return verdict;
+  if (synchro.isGuarded) return iSynchro_SettleConflict(synchro.flags, answer, entry, verdict);
   return {iSynchro_LeaveInstead(verdict.action), SynchroReason_Kept};
+}
+
+void TellResult(const Synchro& synchro, const SynchroEntryInfo& info, ErrorCode status) {
+  if (synchro.resultMethod != nullptr) synchro.resultMethod(synchro.resultValue, &info, status);
+}
+
+// A directory that could not be listed.
+void TellLeftOut(const Synchro& synchro, const SynchroFrame& frame, ErrorCode status) {
+  SynchroEntryInfo info = {};
+  info.directory = frame.directory;
+  info.name = "";
+  info.decision = SynchroDecision_Enter;
+  info.reason = SynchroReason_Directory;
+  TellResult(synchro, info, status);
 }
 
 SynchroVerdict Decide(const Synchro& synchro, const SynchroFrame& frame, const SynchroEntry& entry) {
@@ -284,7 +302,7 @@ void ActOnEntries(Synchro* synchro, SynchroFrame* frame) {
       return;
     }
     SynchroEntry* const entry = &frame->entries.At(frame->cursor++);
-    const SynchroVerdict verdict = Ask(synchro, *frame, *entry, Decide(*synchro, *frame, *entry));
+    const SynchroVerdict verdict = Ask(*synchro, *frame, *entry, Decide(*synchro, *frame, *entry));
     if (iSynchro_IsStopped(synchro)) return;
     if (synchro->isGuarded) Settle(frame, verdict, entry);
     const SynchroAction& action = verdict.action;
@@ -293,7 +311,10 @@ void ActOnEntries(Synchro* synchro, SynchroFrame* frame) {
       if (EnterDirectory(synchro, *frame, *entry)) return;
       continue;
     }
-    ReportFile(synchro, *frame, action, *entry, ActOnFile(synchro, frame, action, entry));
+    const SynchroEntryInfo info = InfoOf(*frame, *entry, verdict);
+    const ErrorCode status = ActOnFile(synchro, frame, action, entry);
+    ReportFile(synchro, *frame, action, *entry, status);
+    TellResult(*synchro, info, status);
   }
 }
 
@@ -311,9 +332,11 @@ ErrorCode Walk(Synchro* synchro) {
     if (status != Error_None) return status;
     SynchroFrame* const frame = TopOf(synchro);
     // Kept: a directory that cannot be prepared is left out, and the run goes on and counts as finished.
-    if (PrepareFrame(synchro, frame) == Error_None) {
+    const ErrorCode prepared = PrepareFrame(synchro, frame);
+    if (prepared == Error_None) {
       ActOnEntries(synchro, frame);
     } else {
+      TellLeftOut(*synchro, *frame, prepared);
       PopFrame(synchro);
     }
   }
@@ -328,10 +351,27 @@ void CleanUp(Synchro* synchro) {
 
 }  // namespace
 
+int32_t iSynchro_Ask(const Synchro& synchro, const SynchroFrame& frame, const SynchroEntry& entry,
+                     const SynchroVerdict& verdict) {
+  if (synchro.entryMethod == nullptr) return SynchroAnswer_Proceed;
+  const SynchroEntryInfo info = InfoOf(frame, entry, verdict);
+  return synchro.entryMethod(synchro.entryValue, &info);
+}
+
+void iSynchro_TellUnusable(const Synchro& synchro, const SynchroFrame& frame, SynchroEnd end,
+                           const char* name) {
+  SynchroEntryInfo info = {};
+  info.directory = frame.directory;
+  info.name = name;
+  info.reason = SynchroReason_Unclear;
+  info.now[end].isPresent = 1;
+  TellResult(synchro, info, Error_Invalid);
+}
+
 ErrorCode iSynchro_Run(Synchro* synchro) {
   synchro->failure = Error_None;
   for (std::atomic<uint32_t>& counter : synchro->counters) counter = 0;
-  iSynchro_BeginTemporaries(synchro->name, !synchro->isPlanOnly, &synchro->temporary);
+  iSynchro_BeginTemporaries(synchro->directory, synchro->name, !synchro->isPlanOnly, &synchro->temporary);
   ErrorCode status = Walk(synchro);
   CleanUp(synchro);
   if (status == Error_None) status = synchro->failure;

@@ -44,8 +44,9 @@ ErrorCode LogIn(SynchroConnection* side) {
 
 ErrorCode OpenFTP(SynchroConnection* side) {
   Reply reply;
-  ErrorCode status = iFTPc_Open(side->url.host, static_cast<uint32_t>(side->url.port), FTPcFlag_Passive,
-                                side->interrupt, &side->ftp, &reply);
+  const uint32_t mode = side->isActive ? 0u : uint32_t{FTPcFlag_Passive};
+  ErrorCode status = iFTPc_Open(side->url.host, static_cast<uint32_t>(side->url.port), mode, side->interrupt,
+                                &side->ftp, &reply);
   if (status != Error_None) return status;
   status = LogIn(side);
   if (status == Error_None) return Error_None;

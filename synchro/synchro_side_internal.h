@@ -15,6 +15,7 @@ struct SynchroConnection {
   URLData url;                     // its texts are the synchroniser's
   const SockInterrupt* interrupt;  // ends every wait; borrowed
   bool isOpen;
+  bool isActive;                    // FTP: the server opens the data connections
   HTTPc* http;                      // owned; null for another protocol
   FTPc* ftp;                        // owned; null for another protocol
   bool isHTTPUsed;                  // the connection has had its one request

@@ -99,19 +99,18 @@ bool IsTableName(std::string_view name) {
   return iSynchro_IsUsableName(name, true) && name.find("..") == std::string_view::npos;
 }
 
-ErrorCode CachePath(const char* name, char* path) {
-  char joined[kFileNameSize];
-  path[0] = '\0';
-  ErrorCode status = File_GetSysDir(SysDir_Cache, joined);
-  if (status == Error_None) status = iFile_Join(joined, name, joined);
-  return status == Error_None ? iFile_CopyName(joined, path) : status;
+// The directory of the index is that of its tables.
+ErrorCode FolderOf(const SynchroIndex& index, char (&directory)[kFileNameSize]) {
+  return File_SplitDir(index.path, directory, nullptr);
 }
 
 // A file of a name that nobody else takes meanwhile.
-ErrorCode ReserveTable(char (&path)[kFileNameSize]) {
+ErrorCode ReserveTable(const SynchroIndex& index, char (&path)[kFileNameSize]) {
   Owned<File, File_Close> file;
-  const ErrorCode status =
-      iFile_OpenTemporary(SysDir_Cache, kTablePrefix, "", FileMode_Write, false, path, file.out());
+  char directory[kFileNameSize];
+  ErrorCode status = FolderOf(index, directory);
+  if (status == Error_None)
+    status = iFile_OpenTemporaryIn(directory, kTablePrefix, "", FileMode_Write, false, path, file.out());
   if (status == Error_None) File_SetTemporary(file.get(), 0);
   return status;
 }
@@ -217,11 +216,20 @@ void SynchroDocument::Close() {
 
 // ---- the index ---------------------------------------------------------------------------------
 
-ErrorCode iSynchro_OpenIndex(const char* name, SynchroIndex* index) {
+ErrorCode iSynchro_FindBeside(const char* directory, const char* name, char* path) {
+  char joined[kFileNameSize];
+  path[0] = '\0';
+  ErrorCode status =
+      directory != nullptr ? iFile_CopyName(directory, joined) : File_GetSysDir(SysDir_Cache, joined);
+  if (status == Error_None) status = iFile_Join(joined, name, joined);
+  return status == Error_None ? iFile_CopyName(joined, path) : status;
+}
+
+ErrorCode iSynchro_OpenIndex(const char* directory, const char* name, SynchroIndex* index) {
   char file[kFileNameSize];
   const int length = snprintf(file, sizeof file, "%s%s", name, kIndexEnding);
   if (length < 0 || static_cast<size_t>(length) >= sizeof file) return Error_Exceed;
-  ErrorCode status = CachePath(file, index->path);
+  ErrorCode status = iSynchro_FindBeside(directory, file, index->path);
   if (status == Error_None) status = index->document.Open(iSynchro_Syntaxes().index);
   if (status == Error_None) status = Config_Read(index->document.get(), index->path);
   return status == Error_NotFound ? Error_None : status;
@@ -233,13 +241,16 @@ ErrorCode iSynchro_FindTable(const SynchroIndex& index, const char* directory, c
   const ConfigLine* const line = Config_FindLine(document, nullptr, KeyOf(directory));
   if (line == nullptr) return Error_NotFound;
   const char* const name = Config_GetFields(document, line)[1];
-  return IsTableName(name) ? CachePath(name, path) : Error_Invalid;
+  if (!IsTableName(name)) return Error_Invalid;
+  char folder[kFileNameSize];
+  const ErrorCode status = FolderOf(index, folder);
+  return status == Error_None ? iSynchro_FindBeside(folder, name, path) : status;
 }
 
 ErrorCode iSynchro_AddTable(SynchroIndex* index, const char* directory, char* path) {
   char reserved[kFileNameSize];
   path[0] = '\0';
-  ErrorCode status = ReserveTable(reserved);
+  ErrorCode status = ReserveTable(*index, reserved);
   if (status != Error_None) return status;
   status = EnterTable(index, directory, reserved);
   if (status != Error_None) {

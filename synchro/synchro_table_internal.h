@@ -1,4 +1,4 @@
-// What a synchroniser remembers, in the cache directory:
+// What a synchroniser remembers, in the cache directory or in one that its maker names:
 //
 //   NAME.sync             the index:   directory:table             "/" for the root
 //   syncentryNUMBER       a table:     name:state:present:directory:size:time:present:directory:size:time
@@ -48,8 +48,12 @@ struct SynchroIndex {
   char path[kFileNameSize];
 };
 
-// Reads the index of a synchroniser; a missing file is an empty index.
-ErrorCode iSynchro_OpenIndex(const char* name, SynchroIndex* index);
+// The path of a file beside the tables (path: kFileNameSize bytes; empty after a failure). directory: where
+// these are; null: the cache directory.
+ErrorCode iSynchro_FindBeside(const char* directory, const char* name, char* path);
+
+// Reads the index of a synchroniser; a missing file is an empty index. directory: as above.
+ErrorCode iSynchro_OpenIndex(const char* directory, const char* name, SynchroIndex* index);
 
 // The file of a directory's table (path: kFileNameSize bytes; empty after a failure). directory: relative to
 // the roots, empty for them. Error_None; Error_NotFound; Error_Invalid when the index names what can be no

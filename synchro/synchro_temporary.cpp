@@ -8,6 +8,7 @@
 #include "qz/memory.h"
 #include "qz/os.h"
 #include "synchro/synchro_copy_internal.h"
+#include "synchro/synchro_table_internal.h"
 
 namespace {
 
@@ -86,14 +87,12 @@ ErrorCode Choose(const char* folder, SynchroTemporary* temporary) {
 
 }  // namespace
 
-void iSynchro_BeginTemporaries(const char* synchroName, bool mayRemove, SynchroTemporary* temporary) {
-  char directory[kFileNameSize];
+void iSynchro_BeginTemporaries(const char* directory, const char* synchroName, bool mayRemove,
+                               SynchroTemporary* temporary) {
   char name[kFileNameSize];
   Forget(temporary);
   snprintf(name, sizeof name, "%s%s", synchroName, kEnding);
-  temporary->recordPath[0] = '\0';
-  if (File_GetSysDir(SysDir_Cache, directory) != Error_None) return;
-  if (iFile_Join(directory, name, temporary->recordPath) != Error_None) return;
+  if (iSynchro_FindBeside(directory, name, temporary->recordPath) != Error_None) return;
   Memory_Delete(temporary->leftovers);
   temporary->leftovers = nullptr;
   if (File_Exists(temporary->recordPath, nullptr) == 0) return;

@@ -119,6 +119,15 @@ QZ_API void Synchro_Delete(Synchro* synchro);
 
 /* ---- additions ---- */
 
+/* Synchro_New for a synchroniser that keeps its index, its tables and NAME.xfer in a directory of the
+ * caller's. directory: exists, copied; null: SysDir_Cache. */
+QZ_API ErrorCode Synchro_NewIn(const char* directory, const char* name, uint32_t flags, const char* source,
+                               const char* destination, Synchro** synchro);
+
+/* Sets the data connections of FTP sides. isActive: 1, the server opens them; 0 (the default), passive mode.
+ * Not during a run. Returns the synchroniser. */
+QZ_API Synchro* Synchro_SetActive(Synchro* synchro, int32_t isActive);
+
 /* Asks the run to end, for good: the state becomes SynchroState_StopRequested and stays, and Synchro_Go gives
  * Error_Cancel from now on. A run ends within a second, inside a file too: what was written of the file is
  * removed on a local side. What was done is remembered. Returns at once. From any thread. Error_None;
@@ -153,9 +162,10 @@ enum SynchroReason {
   SynchroReason_Unclear = 5,   /* left: its size or date cannot be read */
   SynchroReason_Directory = 6, /* entered, or not, as the flags say */
   /* guarded runs: */
-  SynchroReason_Alike = 7,   /* left: both sides have the same bytes; in step from now on */
-  SynchroReason_Kept = 8,    /* left: no flag follows it, or it was never in step */
-  SynchroReason_NotWhole = 9 /* left: the other side's listing shows nothing where files were known */
+  SynchroReason_Alike = 7,     /* left: both sides have the same bytes; in step from now on */
+  SynchroReason_Kept = 8,      /* left: no flag follows it, or it was never in step */
+  SynchroReason_NotWhole = 9,  /* left: the other side's listing shows nothing where files were known */
+  SynchroReason_Forgotten = 10 /* neither side has it any more: the table loses it, whatever is answered */
 };
 
 /* What one side has. All 0 for nothing. */
@@ -181,7 +191,11 @@ typedef struct SynchroEntryInfo {
 /* What an entry method answers; any other number is taken for SynchroAnswer_Leave. */
 enum SynchroAnswer {
   SynchroAnswer_Proceed = 0,
-  SynchroAnswer_Leave = 1 /* nothing is done to the file, and the directory is not entered */
+  SynchroAnswer_Leave = 1, /* nothing is done to the file, and the directory is not entered */
+  /* Settles a conflict of two files in a guarded run, when the flags have this direction; anywhere else the
+   * entry is left. The decision becomes this copy. */
+  SynchroAnswer_CopyToSource = 2,
+  SynchroAnswer_CopyToDestination = 3
 };
 
 /* Is told of each file and folder before anything is done with it, in the order of the run, on its thread. It
@@ -193,6 +207,17 @@ typedef int32_t (*SynchroEntryMethod)(Word value, const SynchroEntryInfo* entry)
  * be done is decided again by the next run. value: passed to it. method: null for none. Not during a run.
  * Returns the synchroniser. */
 QZ_API Synchro* Synchro_SetEntryMethod(Synchro* synchro, Word value, SynchroEntryMethod method);
+
+/* Is told what came of a file, after its status line: entry as it was decided, with the answer of the entry
+ * method; of a plan, what a copy or a deletion certainly gives. Also of a directory that could not be listed
+ * (its own path, an empty name), and in a guarded run of a name that cannot be synchronised
+ * (SynchroDecision_Leave, SynchroReason_Unclear, Error_Invalid). On the thread of the run; the rules of entry
+ * methods hold. */
+typedef void (*SynchroResultMethod)(Word value, const SynchroEntryInfo* entry, ErrorCode status);
+
+/* Sets what is told of results. value: passed to it. method: null for none. Not during a run. Returns the
+ * synchroniser. */
+QZ_API Synchro* Synchro_SetResultMethod(Synchro* synchro, Word value, SynchroResultMethod method);
 
 /* Makes the runs from now on guarded, or not. Between two local folders only so far. A guarded run decides by
  * these rules in place of those above; a file is in step when the table shows it on both sides with nothing

@@ -55,6 +55,9 @@ ErrorCode iFile_NumberLastPart(const char* name, char* result);
 // mode and isPrivate: as above.
 ErrorCode iFile_OpenTemporary(int32_t systemDirectory, const char* prefix, const char* ending, uint32_t mode,
                               bool isPrivate, char* name, File** file);
+// The same in any directory.
+ErrorCode iFile_OpenTemporaryIn(const char* directory, const char* prefix, const char* ending, uint32_t mode,
+                                bool isPrivate, char* name, File** file);
 
 // Lets File_Write hold bytes back until a large buffer is full, for a file that nobody else reads meanwhile
 // (mayGather false: no more). Every other call on the file writes them first, File_Flush and File_Close among

@@ -109,11 +109,16 @@ ErrorCode OpenUnique(const char* directory, const char* prefix, const char* endi
 ErrorCode iFile_OpenTemporary(int32_t systemDirectory, const char* prefix, const char* ending, uint32_t mode,
                               bool isPrivate, char* name, File** file) {
   char directory[kFileNameSize];
-  ErrorCode status = File_GetSysDir(systemDirectory, directory);
+  const ErrorCode status = File_GetSysDir(systemDirectory, directory);
   if (status != Error_None) return status;
+  return iFile_OpenTemporaryIn(directory, prefix, ending, mode, isPrivate, name, file);
+}
+
+ErrorCode iFile_OpenTemporaryIn(const char* directory, const char* prefix, const char* ending, uint32_t mode,
+                                bool isPrivate, char* name, File** file) {
   // Another thread may take a name that was free a moment ago: it may even draw the same random numbers. When
   // its file is gone again by the time that it is looked for, the status is Error_Fail.
-  status = Error_Exists;
+  ErrorCode status = Error_Exists;
   for (int i = 0; i < kTemporaryTries && (status == Error_Exists || status == Error_Fail); ++i) {
     status = OpenUnique(directory, prefix, ending, mode, isPrivate, name, file);
   }

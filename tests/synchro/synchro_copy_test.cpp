@@ -42,7 +42,7 @@ class SynchroCopyTest : public synchro::Test {
  protected:
   void SetUp() override {
     synchro::Test::SetUp();
-    iSynchro_BeginTemporaries("t", true, &temporary_);
+    iSynchro_BeginTemporaries(nullptr, "t", true, &temporary_);
   }
   void TearDown() override {
     iSynchro_EndTemporaries(&temporary_);

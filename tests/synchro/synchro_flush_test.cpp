@@ -27,7 +27,7 @@ class SynchroFlushTest : public synchro::Test {
  protected:
   void SetUp() override {
     synchro::Test::SetUp();
-    iSynchro_BeginTemporaries("t", true, &temporary_);
+    iSynchro_BeginTemporaries(nullptr, "t", true, &temporary_);
     Put("dst/a", "old");
   }
   void TearDown() override {
