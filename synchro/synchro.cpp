@@ -15,7 +15,7 @@
 namespace {
 
 constexpr uint32_t kForEver = 0xFFFFFFFFu;
-constexpr float kPollSeconds = 0.01f;
+constexpr float kPollSeconds = 0.001f;
 constexpr size_t kStatusLine = 4096;
 constexpr uint32_t kDirections = SynchroFlag_ToDestination | SynchroFlag_ToSource;
 
@@ -98,8 +98,10 @@ ErrorCode StartThread(Synchro* synchro) {
   return Error_Memory;
 }
 
+// The thread ends a moment after the run has left the record.
 void AwaitEnd(const Synchro* synchro) {
-  while (synchro->phase != SynchroPhase::None) OS_Delay(kPollSeconds);
+  while (synchro->phase != SynchroPhase::None || Thread_IsRunning(synchro->thread) != 0)
+    OS_Delay(kPollSeconds);
 }
 
 bool IsRunsOwnThread(const Synchro* synchro) {

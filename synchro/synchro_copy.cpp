@@ -56,16 +56,26 @@ ErrorCode CheckLocalTarget(const char* path) {
 // Writes the file's bytes under the temporary name.
 using WriteMethod = ErrorCode (*)(const SynchroCopy& copy);
 
+ErrorCode Tell(const SynchroCopy& copy, const SynchroSide& expected, bool isInPlace) {
+  return copy.note != nullptr ? copy.note->method(copy.note->context, expected, isInPlace) : Error_None;
+}
+
+// What the file under the temporary name will be under its own.
+ErrorCode ReadTemporary(const SynchroCopy& copy, SynchroSide* made) {
+  const char* const path = copy.temporary->path;
+  return copy.isTimeExact ? iSynchro_ReadLocal(path, made) : iSynchro_ReadLocalValues(path, made);
+}
+
 // The old file stays until the new one is complete.
 ErrorCode ReplaceLocal(const SynchroCopy& copy, WriteMethod write, SynchroSide* made) {
   ErrorCode status = CheckLocalTarget(copy.toPath);
   if (status == Error_None) status = iSynchro_ChooseTemporary(copy.toPath, copy.temporary);
   if (status != Error_None) return status;
   status = write(copy);
+  if (status == Error_None) status = ReadTemporary(copy, made);
+  if (status == Error_None) status = Tell(copy, *made, false);
   if (status == Error_None) status = File_Replace(copy.temporary->path, copy.toPath);
-  if (status == Error_None)
-    return copy.isTimeExact ? iSynchro_ReadLocal(copy.toPath, made)
-                            : iSynchro_ReadLocalValues(copy.toPath, made);
+  if (status == Error_None) return Error_None;
   iSynchro_RemoveTemporary(copy.temporary);
   return status;
 }

@@ -25,6 +25,14 @@ ErrorCode iSynchro_ChooseTemporary(const char* target, SynchroTemporary* tempora
 // Removes the file under the name, if there is one.
 void iSynchro_RemoveTemporary(SynchroTemporary* temporary);
 
+// What is told before the target is touched: a file of these values is about to be there (a time of
+// kSynchroUnknownTime is not known yet). isInPlace: the target is written as the bytes come; else it is
+// replaced at one stroke. After a failure it must stay as it is.
+struct SynchroCopyNote {
+  ErrorCode (*method)(void* context, const SynchroSide& expected, bool isInPlace);
+  void* context;
+};
+
 struct SynchroCopy {
   SynchroConnection* from;
   SynchroConnection* to;
@@ -32,6 +40,7 @@ struct SynchroCopy {
   const char* toPath;
   SynchroTemporary* temporary;
   bool isTimeExact = false;  // the new file's time is recorded as it is, not as a listing shows it
+  const SynchroCopyNote* note = nullptr;  // may be null
 };
 
 // Copies a file; *made receives the values of the new one. Error_None; Error_Invalid when a side is not open,

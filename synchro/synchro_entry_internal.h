@@ -3,6 +3,7 @@
 
 #include <cstdint>
 
+#include "qz/error.h"
 #include "qz/time.h"
 
 // The two sides. The order is that of every table with a column for each.
@@ -27,7 +28,9 @@ enum SynchroEntryFlag : uint32_t {
   SynchroEntryFlag_New = 2,       // this run's listings made it
   SynchroEntryFlag_AtSource = 4,  // ... the source's one
   SynchroEntryFlag_Unclear = 8,   // a line showed its name and no usable values: nothing is done to it
-  SynchroEntryFlag_Settled = 16,  // guarded: what the sides have is what its line is to say
+  SynchroEntryFlag_Settled =
+      16,  // guarded: what the sides have is what its line is to say; of an intent: closed
+  SynchroEntryFlag_InPlace = 32,  // of an intent: see SynchroIntent
 };
 
 struct SynchroEntry {

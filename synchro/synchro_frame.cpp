@@ -94,6 +94,13 @@ ErrorCode TakeUnclear(Update* update, const SynchroListed& listed) {
   return Error_None;
 }
 
+// What a run before this one has begun to put there.
+void Judge(Update* update, const SynchroListed& listed) {
+  SynchroFrame* const frame = update->frame;
+  SynchroEntry* const entry = frame->entries.Find(listed.name);
+  if (entry != nullptr) iSynchro_JudgeListed(update->end, listed.side, &frame->intents, entry);
+}
+
 ErrorCode TakeLine(Update* update) {
   SynchroListed listed;
   iConfig_Parse(*iSynchro_Syntaxes().listing, update->lines.Text(), update->lines.Length(), &update->parsed);
@@ -102,6 +109,7 @@ ErrorCode TakeLine(Update* update) {
       iSynchro_ParseListing(update->parsed.content.fields, platform::UsesDriveLetters(), &listed);
   if (kind == SynchroListing::Skipped) return Error_None;
   if (iSynchro_IsLeftoverEntry(*update->synchro, *update->frame, update->end, listed.name)) return Error_None;
+  if (kind == SynchroListing::Taken) Judge(update, listed);
   return kind == SynchroListing::Taken ? TakeListed(update, listed) : TakeUnclear(update, listed);
 }
 
@@ -157,11 +165,6 @@ bool Settle(void* context, SynchroEntry* entry) {
 
 // ---- saving ------------------------------------------------------------------------------------
 
-void CloseJournal(SynchroFrame* frame) {
-  if (frame->journal != nullptr) File_Close(frame->journal);
-  frame->journal = nullptr;
-}
-
 ErrorCode Save(Synchro* synchro, SynchroFrame* frame) {
   ErrorCode status = Error_None;
   if (frame->tablePath[0] == '\0')
@@ -170,9 +173,9 @@ ErrorCode Save(Synchro* synchro, SynchroFrame* frame) {
   if (status == Error_None) status = iSynchro_WriteTable(frame->tablePath, frame->entries, takeLine);
   if (status != Error_None) return status;
   frame->isChanged = false;
-  CloseJournal(frame);
-  iSynchro_DropJournal(frame->tablePath);
-  return Error_None;
+  frame->hasJournal = false;
+  iSynchro_CloseJournal(&frame->journal);
+  return iSynchro_RenewJournal(frame->tablePath, &frame->intents);
 }
 
 // Keeps what the table had of each entry beside what the listings will say.
@@ -188,7 +191,15 @@ ErrorCode ReadFrame(Synchro* synchro, SynchroFrame* frame) {
   if (status == Error_NotFound) return Error_None;
   if (status == Error_None) status = iSynchro_ReadTable(frame->tablePath, &frame->entries, &frame->isBad);
   if (status != Error_None || frame->isBad) return status;
-  return iSynchro_ReplayJournal(frame->tablePath, &frame->entries, &frame->isChanged);
+  return iSynchro_ReplayJournal(frame->tablePath, &frame->entries, &frame->intents, &frame->hasJournal);
+}
+
+// The entry as it is to be.
+SynchroEntry AfterIntent(const SynchroEntry& entry, const SynchroIntent& intent) {
+  SynchroEntry after = entry;
+  after.state = 0;
+  after.sides[intent.at] = intent.expected;
+  return after;
 }
 
 }  // namespace
@@ -233,8 +244,10 @@ ErrorCode iSynchro_UpdateFrame(Synchro* synchro, SynchroFrame* frame,
     frame->isChanged = false;  // half of a listing must not be remembered
     return status;
   }
+  iSynchro_JudgeUnlisted(&frame->intents, &frame->entries);
   Settling settling = {&synchro->masks, frame};
   frame->entries.RemoveIf(Settle, &settling);
+  if (frame->hasJournal) frame->isChanged = true;
   return Error_None;
 }
 
@@ -247,15 +260,29 @@ void iSynchro_SaveFrame(Synchro* synchro, SynchroFrame* frame) {
   synchro->failure = status;
 }
 
-void iSynchro_NoteDone(SynchroFrame* frame, const SynchroEntry& entry) {
+ErrorCode iSynchro_NoteIntent(SynchroFrame* frame, const SynchroEntry& entry, const SynchroIntent& intent) {
+  const SynchroEntry after = AfterIntent(entry, intent);
+  const ErrorCode status = iSynchro_OpenJournal(frame->tablePath, &frame->journal);
+  return status == Error_None ? iSynchro_AppendJournal(&frame->journal, after, &intent) : status;
+}
+
+void iSynchro_KeepIntent(Synchro* synchro, SynchroFrame* frame, const SynchroEntry& entry,
+                         const SynchroIntent& intent) {
+  const SynchroEntry after = AfterIntent(entry, intent);
+  const ErrorCode status = frame->intents.Keep(after, &entry, intent);
+  if (status != Error_None) iSynchro_Report(synchro, "* Update failed: %s", Error_ToString(status));
+}
+
+void iSynchro_NoteDone(Synchro* synchro, SynchroFrame* frame, const SynchroEntry& entry) {
   frame->isChanged = true;
-  if (frame->journal == nullptr && iSynchro_OpenJournal(frame->tablePath, &frame->journal) != Error_None)
-    return;
-  iSynchro_AppendJournal(frame->journal, entry);
+  frame->intents.Close(entry.name);
+  ErrorCode status = iSynchro_OpenJournal(frame->tablePath, &frame->journal);
+  if (status == Error_None) status = iSynchro_AppendJournal(&frame->journal, entry, nullptr);
+  if (status != Error_None) iSynchro_Report(synchro, "* Update failed: %s", Error_ToString(status));
 }
 
 void iSynchro_CloseFrame(Synchro* synchro, SynchroFrame* frame) {
   iSynchro_SaveFrame(synchro, frame);
-  CloseJournal(frame);
+  iSynchro_CloseJournal(&frame->journal);
   frame->~SynchroFrame();
 }

@@ -189,6 +189,8 @@ ErrorCode iSynchro_PrepareGuarded(Synchro* synchro, SynchroFrame* frame) {
   }
   if (iSynchro_IsStopped(synchro)) return Error_None;
   iSynchro_Report(synchro, "Updating tables...");
+  iSynchro_JudgeGuarded(frame->isWhole, &frame->intents, &frame->entries);
+  if (frame->hasJournal) frame->isChanged = true;
   Forgetting forgetting = {synchro, frame};
   frame->entries.RemoveIf(IsForgotten, &forgetting);
   // What is done from here on is noted beside the table.

@@ -5,6 +5,7 @@
 //   synchro_entries.cpp    the entries of a directory in memory
 //   synchro_lines.cpp      lines out of a file
 //   synchro_table.cpp      index and tables, synchro_journal.cpp what was done since a table was saved
+//   synchro_intent.cpp     what was begun and not noted as done (pure)
 //   synchro_frame.cpp      one directory of a walk: its table opened, updated by listings, saved
 //   synchro_side.cpp       a side: opened, listed, closed
 //   synchro_copy.cpp       one file from a side to a side
@@ -37,8 +38,10 @@ struct SynchroFrame {
   uint32_t cursor = 0;              // of the next entry to act on
   char directory[kFileNameSize];    // relative to the roots; empty for them
   char tablePath[kFileNameSize];    // empty: it has none yet
-  File* journal = nullptr;          // owned; null: nothing was done yet
+  bool hasJournal = false;          // an earlier run ended before it could save the table
+  SynchroJournal journal;
   SynchroEntries entries;
+  SynchroIntents intents;
 };
 
 // Where a run is, for those who want to start another one or to free the record.
@@ -111,8 +114,13 @@ ErrorCode iSynchro_UpdateFrame(Synchro* synchro, SynchroFrame* frame,
 // Writes the table when it has changed. A failure is told, and ends the run.
 void iSynchro_SaveFrame(Synchro* synchro, SynchroFrame* frame);
 
-// Notes that an action on an entry was done.
-void iSynchro_NoteDone(SynchroFrame* frame, const SynchroEntry& entry);
+// Notes what is about to be done to an entry. After a failure it must not be done.
+ErrorCode iSynchro_NoteIntent(SynchroFrame* frame, const SynchroEntry& entry, const SynchroIntent& intent);
+// What was noted has failed; the next run looks how far it came.
+void iSynchro_KeepIntent(Synchro* synchro, SynchroFrame* frame, const SynchroEntry& entry,
+                         const SynchroIntent& intent);
+// Notes that an action on an entry was done. A failure is told.
+void iSynchro_NoteDone(Synchro* synchro, SynchroFrame* frame, const SynchroEntry& entry);
 
 // Saves and frees what the frame holds.
 void iSynchro_CloseFrame(Synchro* synchro, SynchroFrame* frame);

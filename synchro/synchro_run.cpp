@@ -177,8 +177,25 @@ ErrorCode FindPath(const Synchro& synchro, const SynchroFrame& frame, SynchroEnd
   return status;
 }
 
-ErrorCode CopyEntry(Synchro* synchro, const SynchroFrame& frame, SynchroEnd from, const SynchroEntry& entry,
-                    SynchroSide* made) {
+// What is noted of a copy before it touches its target.
+struct Noting {
+  SynchroFrame* frame;
+  const SynchroEntry* entry;
+  SynchroIntent intent;
+  bool isNoted;
+};
+
+ErrorCode NoteIntent(void* context, const SynchroSide& expected, bool isInPlace) {
+  auto* const noting = static_cast<Noting*>(context);
+  noting->intent.expected = expected;
+  noting->intent.isInPlace = isInPlace;
+  const ErrorCode status = iSynchro_NoteIntent(noting->frame, *noting->entry, noting->intent);
+  noting->isNoted = status == Error_None;
+  return status;
+}
+
+ErrorCode CopyPaths(Synchro* synchro, const SynchroFrame& frame, SynchroEnd from, const SynchroEntry& entry,
+                    const SynchroCopyNote& note, SynchroSide* made) {
   SynchroConnection* const source = &synchro->sides[from];
   SynchroConnection* const target = &synchro->sides[iSynchro_Other(from)];
   char sourcePath[kFileNameSize];
@@ -186,8 +203,16 @@ ErrorCode CopyEntry(Synchro* synchro, const SynchroFrame& frame, SynchroEnd from
   ErrorCode status = FindPath(*synchro, frame, from, entry, sourcePath);
   if (status == Error_None) status = FindPath(*synchro, frame, iSynchro_Other(from), entry, targetPath);
   if (status != Error_None) return status;
-  return iSynchro_CopyFile({source, target, sourcePath, targetPath, &synchro->temporary, synchro->isGuarded},
-                           made);
+  return iSynchro_CopyFile(
+      {source, target, sourcePath, targetPath, &synchro->temporary, synchro->isGuarded, &note}, made);
+}
+
+ErrorCode CopyEntry(Synchro* synchro, SynchroFrame* frame, SynchroEnd from, const SynchroEntry& entry,
+                    SynchroSide* made) {
+  Noting noting = {frame, &entry, {iSynchro_Other(from), {}, false}, false};
+  const ErrorCode status = CopyPaths(synchro, *frame, from, entry, {NoteIntent, &noting}, made);
+  if (status != Error_None && noting.isNoted) iSynchro_KeepIntent(synchro, frame, entry, noting.intent);
+  return status;
 }
 
 ErrorCode DeleteEntry(Synchro* synchro, const SynchroFrame& frame, SynchroEnd at, const SynchroEntry& entry) {
@@ -203,12 +228,12 @@ ErrorCode Perform(Synchro* synchro, SynchroFrame* frame, const SynchroAction& ac
   SynchroSide made = {};
   ErrorCode status = synchro->isGuarded ? iSynchro_Confirm(*synchro, *frame, *entry) : Error_None;
   if (status != Error_None) return status;
-  status = copies ? CopyEntry(synchro, *frame, action.from, *entry, &made)
+  status = copies ? CopyEntry(synchro, frame, action.from, *entry, &made)
                   : DeleteEntry(synchro, *frame, at, *entry);
   if (status != Error_None) return status;
   iSynchro_TakeDone(copies ? &made : nullptr, at, entry);
   entry->flags |= SynchroEntryFlag_Settled;
-  iSynchro_NoteDone(frame, *entry);
+  iSynchro_NoteDone(synchro, frame, *entry);
   ++synchro->counters[copies ? kCopied[at] : kDeleted[at]];
   return Error_None;
 }

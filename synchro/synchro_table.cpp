@@ -20,6 +20,7 @@ constexpr char kRootKey[] = "/";
 constexpr char kWhiteSpace[] = " \t\r\n";
 constexpr char kDelimiter = ':';
 constexpr uint32_t kTableFields = 10;
+constexpr uint32_t kIntentFields = 12;
 constexpr uint32_t kIndexFields = 2;
 constexpr uint32_t kFieldsOfSide = 4;
 
@@ -63,6 +64,14 @@ ConfigSpec* MakeTableSyntax(const ConfigSpec* listing) {
   return syntax;
 }
 
+ConfigSpec* MakeJournalSyntax(const ConfigSpec* table) {
+  ConfigSpec* const syntax = ConfigSpec_StartFrom(table);
+  if (syntax == nullptr) return nullptr;
+  ConfigSpec_SetMaxFields(syntax, kIntentFields);
+  ConfigSpec_End(syntax);
+  return syntax;
+}
+
 ConfigSpec* MakeIndexSyntax(const ConfigSpec* listing) {
   ConfigSpec* const syntax = ConfigSpec_StartFrom(listing);
   if (syntax == nullptr) return nullptr;
@@ -74,6 +83,7 @@ ConfigSpec* MakeIndexSyntax(const ConfigSpec* listing) {
 
 void DeleteSyntaxes() {
   ConfigSpec_Delete(syntaxes.index);
+  ConfigSpec_Delete(syntaxes.journal);
   ConfigSpec_Delete(syntaxes.table);
   ConfigSpec_Delete(syntaxes.listing);
   syntaxes = {};
@@ -82,8 +92,11 @@ void DeleteSyntaxes() {
 bool MakeSyntaxes() {
   syntaxes.listing = MakeListingSyntax();
   syntaxes.table = MakeTableSyntax(syntaxes.listing);
+  syntaxes.journal = MakeJournalSyntax(syntaxes.table);
   syntaxes.index = MakeIndexSyntax(syntaxes.listing);
-  if (syntaxes.listing != nullptr && syntaxes.table != nullptr && syntaxes.index != nullptr) return true;
+  if (syntaxes.listing != nullptr && syntaxes.table != nullptr && syntaxes.journal != nullptr &&
+      syntaxes.index != nullptr)
+    return true;
   DeleteSyntaxes();
   return false;
 }
@@ -265,7 +278,7 @@ ErrorCode iSynchro_AddTable(SynchroIndex* index, const char* directory, char* pa
 ErrorCode iSynchro_ParseEntry(char* const* fields, SynchroEntry* entry) {
   *entry = {};
   entry->name = fields[0];
-  const bool isRead = ReadNumber(fields[1], &entry->state) &&
+  const bool isRead = strlen(entry->name) < kFileNameSize && ReadNumber(fields[1], &entry->state) &&
                       ReadSide(fields + 2, &entry->sides[SynchroEnd_Source]) &&
                       ReadSide(fields + 2 + kFieldsOfSide, &entry->sides[SynchroEnd_Destination]);
   return isRead ? Error_None : Error_Invalid;

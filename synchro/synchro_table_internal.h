@@ -2,18 +2,21 @@
 //
 //   NAME.sync             the index:   directory:table             "/" for the root
 //   syncentryNUMBER       a table:     name:state:present:directory:size:time:present:directory:size:time
-//   syncentryNUMBER.done  its journal: lines of the same form, one for each action since the table was saved
+//   syncentryNUMBER.done  its journal: lines of the same form, one for each action since the table was saved;
+//                         with ":side:in place" behind it, what an action is about to do
 #pragma once
 
 #include "os/file/file_internal.h"
 #include "qz/config.h"
 #include "synchro/synchro_entries_internal.h"
+#include "synchro/synchro_intent_internal.h"
 
 // ---- syntaxes ----------------------------------------------------------------------------------
 
 struct SynchroSyntaxes {
   ConfigSpec* listing;
   ConfigSpec* table;
+  ConfigSpec* journal;
   ConfigSpec* index;
 };
 
@@ -70,6 +73,8 @@ ErrorCode iSynchro_ParseEntry(char* const* fields, SynchroEntry* entry);
 
 // The line of an entry, without a line end; the length. buffer: kSynchroEntryLine bytes.
 inline constexpr size_t kSynchroEntryLine = kFileNameSize + 160;
+// Room for the rest of an intent, line ends and terminator.
+inline constexpr size_t kSynchroJournalLine = kSynchroEntryLine + 40;
 int32_t iSynchro_FormatEntry(const SynchroEntry& entry, char* buffer);
 
 // Adds the entries of a table. A missing file is an empty table. *isBad: a line is none of a table's; the
@@ -88,12 +93,22 @@ inline bool iSynchro_IsRemembered(SynchroEntry* entry) {
 
 // ---- journals ----------------------------------------------------------------------------------
 
-// Opens the journal of a table to add to it.
-ErrorCode iSynchro_OpenJournal(const char* tablePath, File** journal);
-// Adds a line, which outlives the program from then on.
-ErrorCode iSynchro_AppendJournal(File* journal, const SynchroEntry& entry);
-// Gives the entries what the journal has of them; *isFound when there is one: the table is then to be saved.
-// A line that was not written to its end is passed over.
-ErrorCode iSynchro_ReplayJournal(const char* tablePath, SynchroEntries* entries, bool* isFound);
-// Removes it: the table has been saved.
-void iSynchro_DropJournal(const char* tablePath);
+struct SynchroJournal {
+  File* file = nullptr;  // owned; null: nothing was noted yet
+  bool isCut = false;    // what stands in it may end within a line
+};
+
+// Opens the journal of a table to add to it. Nothing when it is open.
+ErrorCode iSynchro_OpenJournal(const char* tablePath, SynchroJournal* journal);
+void iSynchro_CloseJournal(SynchroJournal* journal);
+// Adds the line of an entry as it is now, which outlives the program from then on. intent: what is about to
+// be done, and the entry is that after it; null: it was done.
+ErrorCode iSynchro_AppendJournal(SynchroJournal* journal, const SynchroEntry& entry,
+                                 const SynchroIntent* intent);
+// Gives the entries what the journal has of them, as if all that was begun were done; an entry that only the
+// journal knows is added. intents: receives those that are open. *isFound when there is a journal: the table
+// is then to be saved. A line that was not written to its end is passed over.
+ErrorCode iSynchro_ReplayJournal(const char* tablePath, SynchroEntries* entries, SynchroIntents* intents,
+                                 bool* isFound);
+// The table has been saved: only the open intents stay, and without any the journal is removed.
+ErrorCode iSynchro_RenewJournal(const char* tablePath, SynchroIntents* intents);

@@ -217,6 +217,7 @@ class Test : public testing::Test {
     WriteAll(CachePath(name), text);
   }
 
+  std::string cache_;
   TempDir root_;
   // Called for each status line, on the run's thread, behind its being kept.
   std::function<void(const std::string&)> onLine_;
@@ -234,7 +235,6 @@ class Test : public testing::Test {
   }
 
   OSPlaces places_{"qzsync" + std::to_string(ProgramNumber())};
-  std::string cache_;
   std::vector<std::pair<std::string, std::string>> names_;
   std::mutex mutex_;
   Lines lines_;
