@@ -66,7 +66,8 @@ function(qz_tool_options target)
 endfunction()
 
 function(qz_test_options target)
-  target_compile_options(${target} PRIVATE -Wall -Wextra -Wshadow -Werror)
+  # Where files of tests are compiled as one, what one of them has for all of its own shadows nothing.
+  target_compile_options(${target} PRIVATE -Wall -Wextra $<IF:$<CXX_COMPILER_ID:GNU>,-Wshadow=local,-Wshadow> -Werror)
   if(MINGW)
     target_link_options(${target} PRIVATE -static -static-libgcc -static-libstdc++)
   endif()

@@ -7,10 +7,10 @@
 #include <vector>
 
 #include "os/file/file_internal.h"
-#include "os/file/file_testing.h"
 #include "qz/directory.h"
 #include "tests/config/config_fixture.h"
 #include "tests/support/fail_allocation.h"
+#include "tests/support/failing_close.h"
 
 namespace {
 
@@ -126,20 +126,6 @@ TEST(ConfigWriteFailure, WritesToADeviceDirectly) {
   document.Print("a 1");
   EXPECT_EQ(Config_Write(document.get(), kIsWindows ? "/Z|/dev/null" : "/dev/null"), Error_None);
 }
-
-// Closes the file and says that it could not.
-int CloseBadly(FILE* stream) {
-  fclose(stream);
-  return EOF;
-}
-
-class FailingClose {
- public:
-  FailingClose() { iFile_SetCloseMethod(CloseBadly); }
-  ~FailingClose() { iFile_SetCloseMethod(nullptr); }
-  FailingClose(const FailingClose&) = delete;
-  FailingClose& operator=(const FailingClose&) = delete;
-};
 
 TEST(ConfigWriteFailure, KeepsTheOldFile_WhenTheNewOneCannotBeClosed) {
   Document document(Pairs());

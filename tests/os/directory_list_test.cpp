@@ -11,13 +11,13 @@
 
 #include "os/core/os_testing.h"
 #include "os/file/directory_testing.h"
-#include "os/file/file_testing.h"
 #include "qz/directory.h"
 #include "qz/error.h"
 #include "qz/file.h"
 #include "qz/os.h"
 #include "tests/support/error_capture.h"
 #include "tests/support/fail_allocation.h"
+#include "tests/support/failing_close.h"
 #include "tests/support/file_system.h"
 #include "tests/support/os_session.h"
 #include "tests/support/system_folders.h"
@@ -166,17 +166,12 @@ TEST_F(DirectoryListTest, TakesNoNameForTheCurrentDirectory) {
   EXPECT_EQ(Listed(), (Lines{"b c" + end_, "file" + end_, "sub/" + end_}));
 }
 
-// Closes a file for good and tells a failure all the same: what was written last may be lost.
-int CloseBadly(FILE* stream) {
-  fclose(stream);
-  SetReadError();
-  return EOF;
-}
-
 TEST_F(DirectoryListTest, LeavesNoListingThatCannotBeClosedWell) {
-  iFile_SetCloseMethod(CloseBadly);
-  const ErrorCode status = Directory_GetList(Name("d").c_str(), 0, Name("list").c_str());
-  iFile_SetCloseMethod(nullptr);
+  ErrorCode status;
+  {
+    const FailingClose failing;
+    status = Directory_GetList(Name("d").c_str(), 0, Name("list").c_str());
+  }
   EXPECT_EQ(status, Error_Ended);
   EXPECT_FALSE(directory_.Exists("list"));
 }

@@ -14,6 +14,7 @@
 #include "qz/stream.h"
 #include "tests/support/copying_test.h"
 #include "tests/support/fail_allocation.h"
+#include "tests/support/failing_close.h"
 #include "tests/support/file_system.h"
 
 namespace {
@@ -261,22 +262,17 @@ TEST_F(FileCopyTest, KeepsTheSourceOfAMoveThatIsAborted) {
   EXPECT_FALSE(directory_.Exists("g"));
 }
 
-// Closes a file for good and tells a failure all the same: what was written last may be lost.
-int CloseBadly(FILE* stream) {
-  fclose(stream);
-  SetReadError();
-  return EOF;
-}
-
 TEST_F(FileCopyTest, KeepsTheSourceOfAMoveWhoseTargetCannotBeClosedWell) {
   directory_.Write("f", Pattern(5000));
   ASSERT_EQ(File_CopyStart(directory_.Name("f").c_str(), UnderAnotherRoot(directory_.Name("g")).c_str(), 1,
                            nullptr, nullptr, &copy_),
             Error_None);
   EXPECT_EQ(File_CopyEnd(&copy_), Error_None);
-  iFile_SetCloseMethod(CloseBadly);
-  const ErrorCode status = File_CopyEnd(&copy_);
-  iFile_SetCloseMethod(nullptr);
+  ErrorCode status;
+  {
+    const FailingClose failing;
+    status = File_CopyEnd(&copy_);
+  }
   EXPECT_EQ(status, Error_Fail);
   EXPECT_EQ(copy_, nullptr);
   EXPECT_EQ(directory_.Read("f"), Pattern(5000));
@@ -286,9 +282,11 @@ TEST_F(FileCopyTest, KeepsTheSourceOfAMoveWhoseTargetCannotBeClosedWell) {
 TEST_F(FileCopyTest, LeavesNoCopyThatCannotBeClosedWell) {
   directory_.Write("f", "abc");
   ASSERT_EQ(Start("f", "g"), Error_None);
-  iFile_SetCloseMethod(CloseBadly);
-  const ErrorCode status = File_CopyEnd(&copy_);
-  iFile_SetCloseMethod(nullptr);
+  ErrorCode status;
+  {
+    const FailingClose failing;
+    status = File_CopyEnd(&copy_);
+  }
   EXPECT_EQ(status, Error_Fail);
   EXPECT_EQ(directory_.Read("f"), "abc");
   EXPECT_FALSE(directory_.Exists("g"));

@@ -4,8 +4,8 @@
 #include <chrono>
 #include <thread>
 
-#include "os/file/file_testing.h"
 #include "tests/support/error_capture.h"
+#include "tests/support/failing_close.h"
 #include "tests/transfer/ftp_trace.h"
 #include "transfer/vrxclientsystem_internal.h"
 
@@ -417,19 +417,16 @@ TEST_F(FTPSpace, IsNotCompared_WhenItIsNotKnown) {
   EXPECT_EQ(Bytes(), "0123456789");
 }
 
-int CloseBadly(FILE* file) {
-  fclose(file);
-  return EOF;
-}
-
 TEST_F(FTPFailure, Fails_WhenTheDataFileCannotBeClosed) {
   ScriptedServer server({ftp::Join({wire::StartsDownload(), wire::SendsAndQuits()})});
   auto download = Get(server);
   download->RunToState(11);
   download->Take();
-  iFile_SetCloseMethod(CloseBadly);
-  const int32_t result = download->Run();
-  iFile_SetCloseMethod(nullptr);
+  int32_t result;
+  {
+    const FailingClose failing;
+    result = download->Run();
+  }
   EXPECT_EQ(result, 4);
   EXPECT_EQ(WithoutDataSteps(download->Take()),
             (Lines{"Can't write to file. The disk may be full.", "Idle: 4, state 0"}));

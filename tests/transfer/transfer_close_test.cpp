@@ -2,7 +2,7 @@
 // ever taken for complete. FlushToDisk of the seam is wrapped (tests/CMakeLists.txt).
 #include <cerrno>
 
-#include "os/file/file_testing.h"
+#include "tests/support/failing_close.h"
 #include "tests/transfer/ftp_trace.h"
 
 namespace {
@@ -24,12 +24,6 @@ extern "C" bool __wrap__ZN8platform11FlushToDiskEi(int descriptor) {
 namespace transfer {
 namespace {
 
-int CloseBadly(FILE* stream) {
-  fclose(stream);
-  errno = EIO;
-  return EOF;
-}
-
 class TransferClose : public FTPTransferTest {
  protected:
   void SetUp() override {
@@ -38,7 +32,6 @@ class TransferClose : public FTPTransferTest {
     flushes = 0;
   }
   void TearDown() override {
-    iFile_SetCloseMethod(nullptr);
     flushesWell = true;
     FTPTransferTest::TearDown();
   }
@@ -69,9 +62,10 @@ TEST_F(TransferClose, FailsOverFTP_WhenTheDataFileCannotBeClosed) {
   auto download = Get(server);
   download->RunToState(11);
   download->Take();
-  iFile_SetCloseMethod(CloseBadly);
-  ExpectFailure(download.get());
-  iFile_SetCloseMethod(nullptr);
+  {
+    const FailingClose failing;
+    ExpectFailure(download.get());
+  }
   download->RunToCompletion();
   EXPECT_EQ(Bytes(), "0123456789");
 }
@@ -83,9 +77,10 @@ TEST_F(TransferClose, FailsOverHTTP_WhenTheDataFileCannotBeClosed) {
   auto download = GetOverHTTP(server);
   download->RunToState(11);
   download->Take();
-  iFile_SetCloseMethod(CloseBadly);
-  ExpectFailure(download.get());
-  iFile_SetCloseMethod(nullptr);
+  {
+    const FailingClose failing;
+    ExpectFailure(download.get());
+  }
   download->RunToCompletion();
   EXPECT_EQ(Bytes(), "0123456789");
 }
@@ -97,9 +92,10 @@ TEST_F(TransferClose, ResumesBehindTheBytesThatAreThere_WhenClosingLostSome) {
   auto download = Get(server);
   download->RunToState(11);
   download->Take();
-  iFile_SetCloseMethod(CloseBadly);
-  ExpectFailure(download.get());
-  iFile_SetCloseMethod(nullptr);
+  {
+    const FailingClose failing;
+    ExpectFailure(download.get());
+  }
   std::filesystem::resize_file(SystemPath(download->DataPath()), 6);
   download->RunToCompletion();
   EXPECT_EQ(Bytes(), "0123456789");
@@ -112,7 +108,7 @@ TEST_F(TransferClose, FailsWhenTheDataFileCannotBeClosed_ThoughItIsOnTheDisk) {
   download->RunToState(11);
   download->Take();
   flushes = 0;
-  iFile_SetCloseMethod(CloseBadly);
+  const FailingClose failing;
   ExpectFailure(download.get());
   EXPECT_EQ(flushes, 1);
 }

@@ -1,7 +1,7 @@
 // The end of a download: the final move, its destination, and what keeps it from its place.
-#include "os/file/file_testing.h"
 #include "qz/error.h"
 #include "qz/string.h"
+#include "tests/support/failing_close.h"
 #include "tests/transfer/transfer_trace.h"
 
 namespace transfer {
@@ -415,20 +415,17 @@ TEST_F(TransferFinish, MovesTheFile_WhenItIsOnlyProbed) {
 
 // ---- the data file is closed badly -------------------------------------------------------------
 
-int CloseBadly(FILE* stream) {
-  fclose(stream);
-  return EOF;
-}
-
 TEST_F(TransferFinish, IsNotComplete_WhenTheDataFileCannotBeClosed) {
   ScriptedServer server({Answers("0", kFile)});
   auto download = NewDownload(server);
   download->RunToState(11);
   EXPECT_EQ(download->Idle(), 0);
   download->Take();
-  iFile_SetCloseMethod(CloseBadly);
-  const int32_t result = download->Idle();
-  iFile_SetCloseMethod(nullptr);
+  int32_t result;
+  {
+    const FailingClose failing;
+    result = download->Idle();
+  }
   EXPECT_EQ(result, 4);
   EXPECT_EQ(download->Take(), (Lines{"Can't write to file. The disk may be full.", "Idle: 4, state 0"}));
   EXPECT_EQ(download->Reason(), 20u);
