@@ -416,7 +416,7 @@ TEST(URL, LeavesNothingAllocatedWhenParsingFails) {
   EXPECT_EQ(iMemory_CountLive(), before);
 }
 
-int Order(const char* a, const char* b) {
+int Comparison(const char* a, const char* b) {
   Parsed left(a);
   Parsed right(b);
   EXPECT_EQ(left.status, Error_None);
@@ -426,34 +426,34 @@ int Order(const char* a, const char* b) {
 }
 
 TEST(URLCompare, ComparesFieldAfterField) {
-  EXPECT_EQ(Order("ftp://u:p@h:7/x", "ftp://u:p@h:7/x"), 0);
-  EXPECT_EQ(Order("ftp://z", "http://a"), -1);
-  EXPECT_EQ(Order("ftp://b:a@a:1/a", "ftp://a:z@z:9/z"), 1);
-  EXPECT_EQ(Order("ftp://u:b@a:1/a", "ftp://u:a@z:9/z"), 1);
-  EXPECT_EQ(Order("ftp://u:p@b:1/a", "ftp://u:p@a:9/z"), 1);
-  EXPECT_EQ(Order("ftp://h:10/a", "ftp://h:9/z"), 1);
-  EXPECT_EQ(Order("ftp://h:9/a", "ftp://h:10/a"), -1);
-  EXPECT_EQ(Order("ftp://h/a", "ftp://h/b"), -1);
-  EXPECT_EQ(Order("ftp://h:21/a", "ftp://h/a"), 0);
-  EXPECT_EQ(Order("ftp://h:2147483647/a", "ftp://h:0/a"), 1);
+  EXPECT_EQ(Comparison("ftp://u:p@h:7/x", "ftp://u:p@h:7/x"), 0);
+  EXPECT_EQ(Comparison("ftp://z", "http://a"), -1);
+  EXPECT_EQ(Comparison("ftp://b:a@a:1/a", "ftp://a:z@z:9/z"), 1);
+  EXPECT_EQ(Comparison("ftp://u:b@a:1/a", "ftp://u:a@z:9/z"), 1);
+  EXPECT_EQ(Comparison("ftp://u:p@b:1/a", "ftp://u:p@a:9/z"), 1);
+  EXPECT_EQ(Comparison("ftp://h:10/a", "ftp://h:9/z"), 1);
+  EXPECT_EQ(Comparison("ftp://h:9/a", "ftp://h:10/a"), -1);
+  EXPECT_EQ(Comparison("ftp://h/a", "ftp://h/b"), -1);
+  EXPECT_EQ(Comparison("ftp://h:21/a", "ftp://h/a"), 0);
+  EXPECT_EQ(Comparison("ftp://h:2147483647/a", "ftp://h:0/a"), 1);
 }
 
 TEST(URLCompare, TakesBytesAsSigned) {
-  EXPECT_EQ(Order("ftp://h/\xff", "ftp://h/a"), -1);
+  EXPECT_EQ(Comparison("ftp://h/\xff", "ftp://h/a"), -1);
 }
 
 TEST(URLCompare, DoesNotFoldCase) {
-  EXPECT_EQ(Order("FTP://h", "ftp://h"), -1);
-  EXPECT_EQ(Order("ftp://H", "ftp://h"), -1);
+  EXPECT_EQ(Comparison("FTP://h", "ftp://h"), -1);
+  EXPECT_EQ(Comparison("ftp://H", "ftp://h"), -1);
 }
 
 TEST(URLCompare, SortsAMissingTextAfterAPresentOne) {
-  EXPECT_EQ(Order("ftp://h", "ftp://u@h"), 1);
-  EXPECT_EQ(Order("ftp://u@h", "ftp://h"), -1);
-  EXPECT_EQ(Order("ftp://u@h", "ftp://u:p@h"), 1);
-  EXPECT_EQ(Order("ftp://h/x", "ftp://h"), -1);
-  EXPECT_EQ(Order("file:///x", "file://"), -1);
-  EXPECT_EQ(Order("file://", "file://"), 0);
+  EXPECT_EQ(Comparison("ftp://h", "ftp://u@h"), 1);
+  EXPECT_EQ(Comparison("ftp://u@h", "ftp://h"), -1);
+  EXPECT_EQ(Comparison("ftp://u@h", "ftp://u:p@h"), 1);
+  EXPECT_EQ(Comparison("ftp://h/x", "ftp://h"), -1);
+  EXPECT_EQ(Comparison("file:///x", "file://"), -1);
+  EXPECT_EQ(Comparison("file://", "file://"), 0);
 }
 
 }  // namespace

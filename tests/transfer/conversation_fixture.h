@@ -43,6 +43,10 @@
 #include "tests/support/temp_dir.h"
 #include "tests/transfer/transfer_common.h"
 
+// What a transfer of /.../target to {files} ends with.
+constexpr const char* kDone = "Download completed on Sun Sep  9 01:46:40 2001.";
+constexpr const char* kMoved = "Moving file to \"{files}/target\"...";
+
 // ---- what servers say ----------------------------------------------------------------------------------
 
 // Parts of an FTP conversation, to be put together with ftp::Join, and whole ones.

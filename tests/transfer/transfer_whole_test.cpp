@@ -176,15 +176,15 @@ TEST_F(TransferWhole, GoesOverFTP) {
 
 constexpr uint64_t kHeld = 4294968296u;  // 4 GiB and 1000
 constexpr uint64_t kCut = 4294970000u;
-constexpr uint64_t kSize = 4294972296u;  // 4 GiB and 5000
+constexpr uint64_t kWholeBytes = 4294972296u;  // 4 GiB and 5000
 
 TEST_F(TransferWhole, TailBehind4GiBComesOverHTTP) {
-  ScriptedServer server({Answers206(kHeld, kCut, kSize), Answers206(kCut, kSize, kSize)});
+  ScriptedServer server({Answers206(kHeld, kCut, kWholeBytes), Answers206(kCut, kWholeBytes, kWholeBytes)});
   MakeSparseFile(OutPath("file.bin.part"), kHeld);
   auto download = NewDownload(server);
   ASSERT_EQ(VRXClient_SetDataFilePath(*download, Out("file.bin.part").c_str()), Error_None);
   ASSERT_TRUE(RunWhateverComes(*download));
-  ExpectFile(OutPath("file.bin"), kHeld, kSize);
+  ExpectFile(OutPath("file.bin"), kHeld, kWholeBytes);
   server.Finish();
   EXPECT_FALSE(isWrong_);
 }
@@ -198,13 +198,13 @@ TEST_F(TransferWhole, TailBehind4GiBComesOverFTP) {
                          ftp::Join({wire::Begins(),
                                     wire::TellsSize("4294972296"),
                                     wire::RestartsAt("4294970000"),
-                                    {SendsFile(kCut, kSize)},
+                                    {SendsFile(kCut, kWholeBytes)},
                                     EndsData()})});
   auto download = Get(server);
   MakeSparseFile(OutPath("f.bin.part"), kHeld);
   ASSERT_EQ(VRXClient_SetDataFilePath(*download, Out("f.bin.part").c_str()), Error_None);
   ASSERT_TRUE(RunWhateverComes(*download));
-  ExpectFile(OutPath("f.bin"), kHeld, kSize);
+  ExpectFile(OutPath("f.bin"), kHeld, kWholeBytes);
 }
 
 // The copy in the cache is made once; its place is taken by one with holes, as the source's.
@@ -220,9 +220,9 @@ TEST_F(TransferWhole, TailBehind4GiBGoesOverFTP) {
   upload->RunToState(2);
   const std::string record = Out("record");
   ASSERT_EQ(upload->Write(record), Error_None);
-  MakeSparseFile(SystemPath(upload->DataPath()), kSize);
+  MakeSparseFile(SystemPath(upload->DataPath()), kWholeBytes);
   upload->Close();
-  MakeSparseFile(source_.SystemName("f.bin"), kSize);
+  MakeSparseFile(source_.SystemName("f.bin"), kWholeBytes);
   source_.SetModified("f.bin", 900000000);
   ASSERT_EQ(upload->Read(record), Error_None);
   ASSERT_TRUE(RunWhateverComes(*upload));

@@ -20,9 +20,6 @@ Lines Begin(Lines rest) {
   return lines;
 }
 
-constexpr const char* kDone = "Download completed on Sun Sep  9 01:46:40 2001.";
-constexpr const char* kMoved = "Moving file to \"{files}/target\"...";
-
 TEST_F(TransferFTP, ResumesBehindTheDataFile) {
   ScriptedServer server(
       {ftp::Join({talk::Before("f", 10), talk::RetrieveFrom("f", 4, "567890"), ftp::Quit()})});

@@ -11,9 +11,6 @@ namespace {
 
 using TransferHTTP = ConversationTest;
 
-constexpr const char* kDone = "Download completed on Sun Sep  9 01:46:40 2001.";
-constexpr const char* kMoved = "Moving file to \"{files}/target\"...";
-
 Script Answer(const std::string& path, size_t offset, const std::string& response) {
   return scripted_http::Exchange(talk::Request(path, offset), response);
 }

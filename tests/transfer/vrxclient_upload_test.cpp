@@ -12,8 +12,6 @@ namespace {
 
 using Upload = ConversationTest;
 
-constexpr const char* kDone = "Download completed on Sun Sep  9 01:46:40 2001.";
-
 // Up to the data of an upload of NAME into /in; the URL's own name is not asked for.
 Script Before(const std::string& name, const std::string& sizeReply) {
   return ftp::Join(
