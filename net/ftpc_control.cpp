@@ -122,6 +122,12 @@ ErrorCode ReceiveLine(FTPc* connection, Line* line) {
   return status;
 }
 
+// The line end counts for one byte; a line that was longer on the wire is cut.
+void PassOn(const FTPc* connection, const Line& line) {
+  if (connection->lineMethod == nullptr || line.sizeBytes > line.length + 1) return;
+  connection->lineMethod(connection->lineContext, line.view());
+}
+
 ErrorCode ReceiveReply(FTPc* connection, uint64_t giveUpAtMilliseconds, Reply* reply) {
   iTelnet_GiveUpAt(connection->telnet, giveUpAtMilliseconds);
   FTPReplyReader reader;
@@ -131,7 +137,10 @@ ErrorCode ReceiveReply(FTPc* connection, uint64_t giveUpAtMilliseconds, Reply* r
     const ErrorCode status = ReceiveLine(connection, &line);
     if (status != Error_None) return status;
     taken = reader.Take(line.view(), line.sizeBytes);
-    if (taken == Error_None || taken == Error_Block) Capture(connection, line.view());
+    if (taken == Error_None || taken == Error_Block) {
+      Capture(connection, line.view());
+      PassOn(connection, line);
+    }
   }
   if (taken == Error_None) reader.Get(reply);
   return taken;
@@ -268,6 +277,41 @@ ErrorCode iFTPc_Exchange(FTPc* connection, const char* name, const char* argumen
   *reply = Reply{};
   const ErrorCode status = iFTPc_Send(connection, name, argument);
   return status != Error_None ? status : iFTPc_ReadReply(connection, reply);
+}
+
+ErrorCode iFTPc_ExchangeLines(FTPc* connection, const char* name, const char* argument, FTPLineMethod method,
+                              void* context, Reply* reply) {
+  connection->lineMethod = method;
+  connection->lineContext = context;
+  const ErrorCode status = iFTPc_Exchange(connection, name, argument, reply);
+  connection->lineMethod = nullptr;
+  return status;
+}
+
+ErrorCode iFTPc_ExchangeSoon(FTPc* connection, const char* name, const char* argument, uint32_t milliseconds,
+                             Reply* reply) {
+  const uint64_t deadline = platform::MonotonicMilliseconds() + milliseconds;
+  *reply = Reply{};
+  const ErrorCode status = iFTPc_Send(connection, name, argument);
+  if (status != Error_None) return status;
+  if (iFTPc_AwaitReply(connection, milliseconds)) return iFTPc_ReadReplyUntil(connection, deadline, reply);
+  connection->isOutOfStep = true;
+  return Error_Timeout;
+}
+
+void iFTPc_DropReplies(FTPc* connection, uint32_t milliseconds) {
+  const uint64_t deadline = platform::MonotonicMilliseconds() + milliseconds;
+  Reply reply;
+  for (uint64_t now = deadline - milliseconds; now < deadline; now = platform::MonotonicMilliseconds()) {
+    if (!iFTPc_AwaitReply(connection, static_cast<uint32_t>(deadline - now))) return;
+    if (iFTPc_ReadReplyUntil(connection, deadline, &reply) != Error_None) return;
+    if (reply.replyClass != kFTPClass_Preliminary) return;
+  }
+}
+
+void iFTPc_SetInterrupt(FTPc* connection, const SockInterrupt* interrupt) {
+  connection->interrupt = interrupt;
+  connection->socket->interrupt = interrupt;
 }
 
 ErrorCode iFTPc_Command(FTPc* connection, const FTPCommand& command, const char* argument, Reply* reply) {

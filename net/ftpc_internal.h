@@ -7,6 +7,7 @@
 //   ftpc_data.cpp     data connections: active ports, setting up, opening
 //   ftpc_transfer.cpp transfers: retrieve, store, end
 //   ftpc_list.cpp     directory lists into local files
+//   ftpc_facts.cpp    what RFC 3659 adds: features, and the facts of one entry
 //   ftpc_move.cpp     moving a file from server to server
 #pragma once
 
@@ -71,6 +72,7 @@ inline constexpr int32_t kFTPClass_Preliminary = '1';
 inline constexpr int32_t kFTPClass_Completed = '2';
 inline constexpr int32_t kFTPClass_Intermediate = '3';
 inline constexpr int32_t kFTPClass_Transient = '4';
+inline constexpr int32_t kFTPClass_Refused = '5';
 
 // All bytes of one reply, its long lines included. A longer one is refused.
 inline constexpr uint32_t kFTPReply_MaximumBytes = 4u * 1024 * 1024;
@@ -111,6 +113,9 @@ ErrorCode iFTPc_ParsePassive(const char* text, uint8_t address[4], int32_t* port
 // "213 19970105090307": fourteen digits of local time.
 ErrorCode iFTPc_ParseModTime(const char* text, Time* time);
 
+// "19970105090307", fourteen digits of UTC, and nothing but a fraction behind them. Error_Invalid.
+ErrorCode iFTPc_ParseTimeStamp(std::string_view text, Time* time);
+
 // "213 1234". A number over 64 bits gives 18446744073709551615; a negative one is refused.
 ErrorCode iFTPc_ParseSize(const char* text, uint64_t* size);
 
@@ -128,6 +133,9 @@ inline constexpr uint32_t kFTPBuffer_Size = 1024;
 inline constexpr uint32_t kFTPPort_Default = 21;
 inline constexpr uint32_t kFTPPort_Maximum = 65535;
 
+// Receives the lines of a reply, borrowed, those that are cut left out.
+using FTPLineMethod = void (*)(void* context, std::string_view line);
+
 // The host name follows in the same block.
 struct FTPc {
   uint32_t flags;
@@ -138,10 +146,12 @@ struct FTPc {
   bool isOutOfStep;                // a reply may come that belongs to no later command: none is sent any more
   bool isFinalReplyAwaited;        // FTPc_EndTransfer found no reply since the last one was read, at first at
   uint64_t awaitedSinceMilliseconds;  // this moment of platform::MonotonicMilliseconds()
-  Sock* listener;           // owned; active mode, from PORT until the transfer command has its answer
-  uint8_t localAddress[4];  // ours, network order, for PORT; after PASV the server's data address
-  int32_t dataPort;         // active: ours, last chosen; passive: the server's; -1 at first
-  File* welcome;            // owned, may be null
+  Sock* listener;            // owned; active mode, from PORT until the transfer command has its answer
+  uint8_t localAddress[4];   // ours, network order, for PORT; after PASV the server's data address
+  int32_t dataPort;          // active: ours, last chosen; passive: the server's; -1 at first
+  File* welcome;             // owned, may be null
+  FTPLineMethod lineMethod;  // null: nobody wants the lines
+  void* lineContext;
   char welcomeName[kFTPBuffer_Size];
   ErrorCode
       moveFailure;  // of the server-to-server move that this is the source of, until both sides have ended
@@ -195,6 +205,21 @@ ErrorCode iFTPc_Exchange(FTPc* connection, const char* name, const char* argumen
 // The same, and the reply must be of the command's class.
 ErrorCode iFTPc_Command(FTPc* connection, const FTPCommand& command, const char* argument, Reply* reply);
 
+// iFTPc_Exchange, and each line of the reply to a method.
+ErrorCode iFTPc_ExchangeLines(FTPc* connection, const char* name, const char* argument, FTPLineMethod method,
+                              void* context, Reply* reply);
+
+// iFTPc_Exchange that waits no longer than this for the reply. Error_Timeout; the connection is out of step
+// then.
+ErrorCode iFTPc_ExchangeSoon(FTPc* connection, const char* name, const char* argument, uint32_t milliseconds,
+                             Reply* reply);
+
+// Reads what still comes of the replies to a command whose call was interrupted, for this long at most.
+void iFTPc_DropReplies(FTPc* connection, uint32_t milliseconds);
+
+// Replaces the interrupt, so that the last commands of an interrupted connection can still be sent.
+void iFTPc_SetInterrupt(FTPc* connection, const SockInterrupt* interrupt);
+
 // Makes a directory: "MKD". Error_NoAccess when the server refuses.
 ErrorCode iFTPc_MakeDirectory(FTPc* connection, const char* path, Reply* reply);
 
@@ -237,3 +262,21 @@ ErrorCode iFTPc_EndTransferUntil(FTPc* connection, uint64_t giveUpAtMilliseconds
 
 // Copies a data connection to its end into a stream, deletes it, and ends the transfer.
 ErrorCode iFTPc_Receive(FTPc* connection, Stream* data, Stream* destination, uint64_t* count, Reply* reply);
+
+// ---- ftpc_list.cpp ---------------------------------------------------------------------------------------
+
+// What a list command with an argument (null: none) gives, byte for byte into a local file, which is created
+// or overwritten, and removed after a failure.
+ErrorCode iFTPc_ListInto(FTPc* connection, const char* command, const char* argument, const char* localFile,
+                         Reply* reply);
+
+// ---- ftpc_facts.cpp --------------------------------------------------------------------------------------
+
+// "FEAT": whether the server lists facts ("MLST" and "MLSD"). A server that does not know the command has no
+// features, which is no failure.
+ErrorCode iFTPc_HasFacts(FTPc* connection, bool* hasFacts, Reply* reply);
+
+// "MLST": the line of facts of one entry, "type=file;size=5; /pub/a". facts: kFTPBuffer_Size bytes; empty
+// after a failure. Error_NotFound for code 550; Error_Invalid for any other refusal, and for a reply without
+// such a line.
+ErrorCode iFTPc_AskFacts(FTPc* connection, const char* path, char* facts, Reply* reply);

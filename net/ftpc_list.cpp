@@ -22,23 +22,35 @@ const char* CommandOf(int32_t kind) {
   }
 }
 
-ErrorCode List(FTPc* connection, const char* command, Stream* destination, Reply* reply) {
+ErrorCode List(FTPc* connection, const char* command, const char* argument, Stream* destination,
+               Reply* reply) {
   Stream* data = nullptr;
   ErrorCode status = iFTPc_SetUpData(connection, reply);
-  if (status == Error_None) status = iFTPc_StartData(connection, command, nullptr, &data, reply);
+  if (status == Error_None) status = iFTPc_StartData(connection, command, argument, &data, reply);
   return status != Error_None ? status : iFTPc_Receive(connection, data, destination, nullptr, reply);
 }
 
 // Lists into the file and closes it. A list that does not come whole is removed.
-ErrorCode ListIntoFile(FTPc* connection, const char* command, File* file, Reply* reply) {
+ErrorCode ListIntoFile(FTPc* connection, const char* command, const char* argument, File* file,
+                       Reply* reply) {
   const Owned<File, File_Close> owner(file);
   File_SetTemporary(file, 1);
-  const ErrorCode status = List(connection, command, File_GetStream(file), reply);
+  const ErrorCode status = List(connection, command, argument, File_GetStream(file), reply);
   if (status == Error_None) File_SetTemporary(file, 0);
   return status;
 }
 
 }  // namespace
+
+ErrorCode iFTPc_ListInto(FTPc* connection, const char* command, const char* argument, const char* localFile,
+                         Reply* reply) {
+  ErrorCode status = iFTPc_Begin(connection, reply);
+  // Set up for nothing, a data connection would wait for the next command.
+  if (status == Error_None && argument != nullptr) status = iFTPc_CheckArgument(command, argument);
+  File* file = nullptr;
+  if (status == Error_None) status = File_Open(localFile, FileMode_Write, &file);
+  return status != Error_None ? status : ListIntoFile(connection, command, argument, file, reply);
+}
 
 ErrorCode FTPc_GetDirectoryList(FTPc* connection, const char* directory, int32_t kind, const char* localFile,
                                 Reply* reply) {
@@ -50,7 +62,7 @@ ErrorCode FTPc_GetDirectoryList(FTPc* connection, const char* directory, int32_t
   if (directory != nullptr) status = FTPc_ChangeDirectory(connection, directory, reply);
   File* file = nullptr;
   if (status == Error_None) status = File_Open(localFile, kTextFileMode, &file);
-  return status != Error_None ? status : ListIntoFile(connection, command, file, reply);
+  return status != Error_None ? status : ListIntoFile(connection, command, nullptr, file, reply);
 }
 
 ErrorCode FTPc_StartDirectoryList(FTPc* connection, const char* directory, int32_t kind, DirectoryList** list,
@@ -68,7 +80,7 @@ ErrorCode FTPc_StartDirectoryList(FTPc* connection, const char* directory, int32
   if (status == Error_None) {
     status = iFile_OpenTemporary(SysDir_Temp, "ftpcList", "", kTextFileMode, true, name, &file);
   }
-  if (status == Error_None) status = ListIntoFile(connection, command, file, reply);
+  if (status == Error_None) status = ListIntoFile(connection, command, nullptr, file, reply);
   if (status != Error_None) return status;
   status = Directory_StartFileList(directory != nullptr ? directory : "", name, 1, kind, list);
   if (status != Error_None) File_Unlink(name);

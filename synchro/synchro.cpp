@@ -11,6 +11,7 @@
 #include "qz/memory.h"
 #include "qz/os.h"
 #include "synchro/synchro_internal.h"
+#include "synchro/synchro_kind_internal.h"
 
 namespace {
 
@@ -184,7 +185,7 @@ Synchro* Synchro_SetActive(Synchro* synchro, int32_t isActive) {
 ErrorCode Synchro_SetGuarded(Synchro* synchro, int32_t isGuarded) {
   if (synchro == nullptr) return Error_Invalid;
   for (const SynchroConnection& side : synchro->sides) {
-    if (URL_GetProtocolType(side.url.protocol) != URLProtocol_File) return Error_Fail;
+    if (iSynchro_KindOf(side) == nullptr) return Error_Fail;
   }
   synchro->isGuarded = isGuarded != 0;
   return Error_None;

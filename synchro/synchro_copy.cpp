@@ -6,7 +6,8 @@
 //                         SIZE and MDTM
 //   file        refused   STOR, then SIZE and MDTM           a copy under a temporary name
 //
-// A temporary file replaces the local one when it is complete.
+// A temporary file replaces the local one when it is complete. In a guarded run a file on a server is
+// replaced so too (synchro_upload.cpp), from a server through a local file.
 #include "net/copy_internal.h"
 #include "net/ftpc_internal.h"
 #include "net/httpc_internal.h"
@@ -15,6 +16,7 @@
 #include "qz/os.h"
 #include "synchro/synchro_copy_internal.h"
 #include "synchro/synchro_copy_testing.h"
+#include "synchro/synchro_upload_internal.h"
 
 namespace {
 
@@ -63,7 +65,7 @@ ErrorCode Tell(const SynchroCopy& copy, const SynchroSide& expected, bool isInPl
 // What the file under the temporary name will be under its own.
 ErrorCode ReadTemporary(const SynchroCopy& copy, SynchroSide* made) {
   const char* const path = copy.temporary->path;
-  return copy.isTimeExact ? iSynchro_ReadLocal(path, made) : iSynchro_ReadLocalValues(path, made);
+  return copy.isGuarded ? iSynchro_ReadLocal(path, made) : iSynchro_ReadLocalValues(path, made);
 }
 
 // The old file stays until the new one is complete.
@@ -156,13 +158,20 @@ ErrorCode CopyHTTPToFile(const SynchroCopy& copy, SynchroSide* made) {
 
 // ---- from FTP ----------------------------------------------------------------------------------
 
+// All ones when the server does not tell it.
+ErrorCode AskLength(const SynchroCopy& copy, uint64_t* length) {
+  Reply reply;
+  const ErrorCode status = FTPc_FileSize64(copy.from->ftp, copy.fromPath, length, &reply);
+  if (status == Error_Invalid) *length = kUnknownLength;
+  return status == Error_Invalid ? Error_None : status;
+}
+
 // Error_Ended for a file that is not as long as the server has just said.
 ErrorCode WriteRetrieved(const SynchroCopy& copy) {
   Reply reply;
-  uint64_t length = kUnknownLength;
-  const ErrorCode sized = FTPc_FileSize64(copy.from->ftp, copy.fromPath, &length, &reply);
-  if (sized != Error_None && sized != Error_Invalid) return sized;
-  if (sized == Error_Invalid) length = kUnknownLength;
+  uint64_t length = copy.length;
+  const ErrorCode sized = length == kUnknownLength ? AskLength(copy, &length) : Error_None;
+  if (sized != Error_None) return sized;
   return WriteTemporary(copy, [&](Stream* file) {
     uint64_t received = 0;
     const ErrorCode status = FTPc_Retrieve64(copy.from->ftp, copy.fromPath, file, &received, &reply);
@@ -244,12 +253,44 @@ ErrorCode Refuse(const SynchroCopy&, SynchroSide*) {
   return Error_Fail;
 }
 
+// ---- guarded, onto a server --------------------------------------------------------------------
+
+ErrorCode UploadFile(const SynchroCopy& copy, SynchroSide* made) {
+  Owned<File, File_Close> file;
+  uint64_t sizeBytes = 0;
+  const ErrorCode status = OpenLocal(copy.fromPath, file.out(), &sizeBytes);
+  return status == Error_None ? iSynchro_Upload(copy, file.get(), sizeBytes, made) : status;
+}
+
+// Through a file of the temporary directory: the servers never talk to each other.
+ErrorCode UploadRetrieved(const SynchroCopy& copy, SynchroSide* made) {
+  char path[kFileNameSize];
+  Owned<File, File_Close> file;
+  Reply reply;
+  uint64_t length = copy.length;
+  uint64_t received = 0;
+  ErrorCode status =
+      iFile_OpenTemporary(SysDir_Temp, "syncfile", "", FileMode_ReadWriteNew, true, path, file.out());
+  if (status == Error_None && length == kUnknownLength) status = AskLength(copy, &length);
+  if (status == Error_None)
+    status = FTPc_Retrieve64(copy.from->ftp, copy.fromPath, File_GetStream(file.get()), &received, &reply);
+  if (status == Error_None && length != kUnknownLength && received != length) status = Error_Ended;
+  if (status == Error_None && File_Seek64(file.get(), FileSeek_Start, 0) != 0) status = Error_Fail;
+  return status == Error_None ? iSynchro_Upload(copy, file.get(), received, made) : status;
+}
+
 using CopyMethod = ErrorCode (*)(const SynchroCopy& copy, SynchroSide* made);
 
 constexpr CopyMethod kMethods[3][3] = {
     {Refuse, CopyHTTPToFTP, CopyHTTPToFile},
     {Refuse, CopyFTPToFTP, CopyFTPToFile},
     {Refuse, CopyFileToFTP, CopyFileToFile},
+};
+
+constexpr CopyMethod kGuardedMethods[3][3] = {
+    {Refuse, Refuse, Refuse},
+    {Refuse, UploadRetrieved, CopyFTPToFile},
+    {Refuse, UploadFile, CopyFileToFile},
 };
 
 // The row or column of an open side.
@@ -276,5 +317,6 @@ ErrorCode iSynchro_ReadLocalValues(const char* path, SynchroSide* made) {
 
 ErrorCode iSynchro_CopyFile(const SynchroCopy& copy, SynchroSide* made) {
   if (!copy.from->isOpen || !copy.to->isOpen) return Error_Invalid;
-  return kMethods[PlaceOf(*copy.from)][PlaceOf(*copy.to)](copy, made);
+  const auto& methods = copy.isGuarded ? kGuardedMethods : kMethods;
+  return methods[PlaceOf(*copy.from)][PlaceOf(*copy.to)](copy, made);
 }

@@ -5,12 +5,17 @@
 
 // The name under which a local file is written before it takes its place. It is kept in a file beside the
 // tables as long as something may stand under it: what a killed run leaves, the next one removes.
+inline constexpr char kSynchro_TemporaryPrefix[] = "xfer";
+
 struct SynchroTemporary {
   char recordPath[kFileNameSize];  // NAME.xfer
   char folder[kFileNameSize];      // where `path` is; empty for none
   char path[kFileNameSize];
   char* leftovers;  // owned: names that could not be removed, each with a line end; may be null
 };
+
+// The name of a file on a server is noted as "ftp://user@host:port/folder/xfer1"; of an old file that was
+// moved aside, with a tab and its own name behind it.
 
 // Removes what the last run left. mayRemove false: everything is left as it is, and counts as a leftover.
 // directory: as iSynchro_FindBeside.
@@ -24,6 +29,12 @@ bool iSynchro_IsLeftover(const SynchroTemporary& temporary, const char* path);
 ErrorCode iSynchro_ChooseTemporary(const char* target, SynchroTemporary* temporary);
 // Removes the file under the name, if there is one.
 void iSynchro_RemoveTemporary(SynchroTemporary* temporary);
+
+// For names on a server. Writes what is to be remembered.
+ErrorCode iSynchro_WriteRecord(const SynchroTemporary& temporary);
+// False when it cannot be remembered.
+bool iSynchro_AddLeftover(const char* line, SynchroTemporary* temporary);
+void iSynchro_DropLeftover(const char* line, SynchroTemporary* temporary);
 
 // What is told before the target is touched: a file of these values is about to be there (a time of
 // kSynchroUnknownTime is not known yet). isInPlace: the target is written as the bytes come; else it is
@@ -39,8 +50,11 @@ struct SynchroCopy {
   const char* fromPath;
   const char* toPath;
   SynchroTemporary* temporary;
-  bool isTimeExact = false;  // the new file's time is recorded as it is, not as a listing shows it
+  bool isGuarded = false;  // a new local file's time is recorded as it is, not as a listing shows it; a file
+                           // on a server is stored under a temporary name
   const SynchroCopyNote* note = nullptr;  // may be null
+  bool replaces = false;                  // guarded: the target has the file
+  uint64_t length = UINT64_MAX;           // guarded: of the file, in bytes; all ones: not known
 };
 
 // Copies a file; *made receives the values of the new one. Error_None; Error_Invalid when a side is not open,

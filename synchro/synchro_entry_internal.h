@@ -31,6 +31,11 @@ enum SynchroEntryFlag : uint32_t {
   SynchroEntryFlag_Settled =
       16,  // guarded: what the sides have is what its line is to say; of an intent: closed
   SynchroEntryFlag_InPlace = 32,  // of an intent: see SynchroIntent
+  // Guarded:
+  SynchroEntryFlag_Ambiguous = 256,        // a listing may mean another name: nothing is done to it
+  SynchroEntryFlag_UndatedAtSource = 512,  // the time came from a time stamp of its own
+  SynchroEntryFlag_UndatedAtDestination = 1024,
+  SynchroEntryFlag_Uploaded = 2048,  // what it is there is not known before the folder is listed again
 };
 
 struct SynchroEntry {

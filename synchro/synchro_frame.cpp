@@ -13,6 +13,7 @@
 #include "qz/memory.h"
 #include "synchro/synchro_internal.h"
 #include "synchro/synchro_lines_internal.h"
+#include "synchro/synchro_upload_internal.h"
 
 namespace {
 
@@ -226,11 +227,14 @@ void iSynchro_ClearPresence(SynchroFrame* frame, SynchroEnd end) {
 bool iSynchro_IsLeftoverEntry(const Synchro& synchro, const SynchroFrame& frame, SynchroEnd end,
                               const char* name) {
   const SynchroConnection& side = synchro.sides[end];
-  const bool isLocal = URL_GetProtocolType(side.url.protocol) == URLProtocol_File;
-  if (!isLocal || synchro.temporary.leftovers == nullptr) return false;
+  if (synchro.temporary.leftovers == nullptr) return false;
   char path[kFileNameSize];
-  return iSynchro_EntryPath(side, frame.directory, name, path) == Error_None &&
-         iSynchro_IsLeftover(synchro.temporary, path);
+  char serverName[kFileNameSize];
+  if (iSynchro_EntryPath(side, frame.directory, name, path) != Error_None) return false;
+  if (URL_GetProtocolType(side.url.protocol) == URLProtocol_File)
+    return iSynchro_IsLeftover(synchro.temporary, path);
+  return iSynchro_ServerName(side, path, serverName) == Error_None &&
+         iSynchro_IsLeftover(synchro.temporary, serverName);
 }
 
 ErrorCode iSynchro_UpdateFrame(Synchro* synchro, SynchroFrame* frame,

@@ -11,6 +11,13 @@
 //   on one side, never in step              copied when the flags say so, never deleted
 //
 // A line is in step when its state is 0 and both sides had the file.
+#include <algorithm>
+#include <cstring>
+
+#include "os/core/owned.h"
+#include "os/text/characterclass_internal.h"
+#include "qz/error.h"
+#include "qz/memory.h"
 #include "qz/synchro.h"
 #include "synchro/synchro_guard_internal.h"
 
@@ -80,7 +87,7 @@ bool iSynchro_MustCompare(const SynchroEntry& entry) {
   for (const SynchroSide& side : entry.sides) {
     if (side.present == 0 || side.directory != 0) return false;
   }
-  if (entry.Has(SynchroEntryFlag_Unclear)) return false;
+  if (entry.Has(SynchroEntryFlag_Unclear) || entry.Has(SynchroEntryFlag_Ambiguous)) return false;
   if (!iSynchro_WasInStep(entry)) return true;
   return HasChanged(entry, SynchroEnd_Source) && HasChanged(entry, SynchroEnd_Destination);
 }
@@ -89,6 +96,7 @@ SynchroVerdict iSynchro_DecideGuarded(uint32_t flags, const SynchroEntry& entry,
                                       bool areAlike) {
   const bool isAtSource = entry.IsAt(SynchroEnd_Source);
   const bool isAtDestination = entry.IsAt(SynchroEnd_Destination);
+  if (entry.Has(SynchroEntryFlag_Ambiguous)) return Leave(SynchroReason_Ambiguous);
   if (entry.Has(SynchroEntryFlag_Unclear)) return Leave(SynchroReason_Unclear);
   if (!isAtSource && !isAtDestination) return Leave(SynchroReason_NotWhole);
   for (const SynchroSide& side : entry.sides) {
@@ -136,4 +144,27 @@ bool iSynchro_TakeLine(SynchroEntry* entry) {
 bool iSynchro_IsTrusted(uint32_t listedEntries, bool isKnownThere, bool isGone, bool isRoot) {
   if (listedEntries != 0 || !isKnownThere) return true;
   return isGone && !isRoot;
+}
+
+ErrorCode iSynchro_MarkNamesOfOtherCase(SynchroEntries* entries) {
+  const uint32_t count = entries->Count();
+  if (count == 0) return Error_None;
+  const Owned<uint32_t, Memory_Delete> owned(static_cast<uint32_t*>(Memory_New(sizeof(uint32_t) * count)));
+  if (!owned) return Error_Memory;
+  uint32_t* const order = owned.get();
+  for (uint32_t i = 0; i < count; ++i) order[i] = i;
+  const auto isBefore = [&](uint32_t one, uint32_t other) {
+    const std::string_view a = entries->At(one).name;
+    const std::string_view b = entries->At(other).name;
+    return std::lexicographical_compare(a.begin(), a.end(), b.begin(), b.end(), [](char left, char right) {
+      return iCharacter_ToLower(static_cast<uint8_t>(left)) < iCharacter_ToLower(static_cast<uint8_t>(right));
+    });
+  };
+  std::sort(order, order + count, isBefore);
+  for (uint32_t i = 1; i < count; ++i) {
+    if (isBefore(order[i - 1], order[i])) continue;
+    entries->At(order[i - 1]).flags |= SynchroEntryFlag_Ambiguous;
+    entries->At(order[i]).flags |= SynchroEntryFlag_Ambiguous;
+  }
+  return Error_None;
 }

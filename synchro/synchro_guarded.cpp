@@ -1,14 +1,15 @@
-// A guarded run between two local folders: the folders are read directly, files are compared, and both sides
-// are asked again before anything is done.
+// A guarded run: the folders are read exactly, files are compared, and both sides are asked again before
+// anything is done. How, depends on the kind of the side.
 #include <cstring>
 
 #include "os/core/owned.h"
 #include "os/file/file_internal.h"
 #include "os/platform/error.h"
 #include "os/platform/filesystem.h"
-#include "qz/directory.h"
 #include "qz/error.h"
+#include "qz/os.h"
 #include "synchro/synchro_internal.h"
+#include "synchro/synchro_kind_internal.h"
 
 namespace {
 
@@ -24,7 +25,7 @@ struct Reading {
   Synchro* synchro;
   SynchroFrame* frame;
   SynchroEnd end;
-  uint32_t count;
+  uint32_t count;  // what was shown, but for what an earlier run has left
 };
 
 // Whether a table can hold the name: its lines drop white space at the ends of a field.
@@ -33,50 +34,43 @@ bool IsStorable(const char* name) {
   return strpbrk(name, "\t\r\n") == nullptr && name[0] != ' ' && name[length - 1] != ' ';
 }
 
-SynchroSide ValuesOf(const platform::FileInformation& information) {
-  Time time;
-  iFile_TimeFromUnits(information.modified, &time);
-  return iSynchro_LocalValues(information.isDirectory, information.sizeBytes, time);
+constexpr uint32_t kUndatedAt[kSynchroEnds] = {SynchroEntryFlag_UndatedAtSource,
+                                               SynchroEntryFlag_UndatedAtDestination};
+
+// Two lines of one name cannot both be it.
+void EnterValues(const SynchroRead& found, SynchroEnd end, SynchroEntry* entry) {
+  if (entry->IsAt(end)) entry->flags |= SynchroEntryFlag_Ambiguous;
+  if (found.isAmbiguous) entry->flags |= SynchroEntryFlag_Ambiguous;
+  if (found.isUndated) {
+    entry->flags |= kUndatedAt[end];
+  } else if (found.isUnclear) {
+    entry->flags |= SynchroEntryFlag_Unclear;
+  }
+  entry->sides[end] = found.side;
 }
 
-ErrorCode TakeEntry(Reading* reading, const platform::DirectoryEntry& found) {
-  const bool isLeftover =
-      iSynchro_IsLeftoverEntry(*reading->synchro, *reading->frame, reading->end, found.name);
-  if (isLeftover) return Error_None;
+ErrorCode TakeEntry(void* context, const SynchroRead& found) {
+  auto* const reading = static_cast<Reading*>(context);
+  SynchroFrame* const frame = reading->frame;
+  if (iSynchro_IsLeftoverEntry(*reading->synchro, *frame, reading->end, found.name)) return Error_None;
   ++reading->count;
   if (!iSynchro_IsUsableName(found.name, platform::UsesDriveLetters()) || !IsStorable(found.name)) {
-    iSynchro_Report(reading->synchro, "* Left: %s %s", reading->frame->directory, found.name);
-    iSynchro_TellUnusable(*reading->synchro, *reading->frame, reading->end, found.name);
+    iSynchro_Report(reading->synchro, "* Left: %s %s", frame->directory, found.name);
+    iSynchro_TellUnusable(*reading->synchro, *frame, reading->end, found.name);
     return Error_None;
   }
-  SynchroEntry* entry = reading->frame->entries.Find(found.name);
+  SynchroEntry* entry = frame->entries.Find(found.name);
   if (entry == nullptr) {
-    entry = reading->frame->entries.Add(found.name);
+    entry = frame->entries.Add(found.name);
     if (entry == nullptr) return Error_Memory;
     entry->flags = SynchroEntryFlag_New;
   }
-  entry->sides[reading->end] = ValuesOf(found.information);
-  // Where a link leads may be outside of both trees.
-  if (found.information.isLink) entry->flags |= SynchroEntryFlag_Unclear;
+  EnterValues(found, reading->end, entry);
   return Error_None;
 }
 
-ErrorCode SystemStatus(const char* path) {
-  return Error_FromSystem("Synchro", path, platform::LastSystemError());
-}
-
-ErrorCode ReadFolder(Reading* reading, const char* path) {
-  char systemName[kFileNameSize];
-  const ErrorCode named = iFile_ToSystemName(path, systemName);
-  if (named != Error_None) return named;
-  const Owned<platform::DirectorySearch, platform::EndSearch> search(platform::BeginSearch(systemName));
-  if (!search) return SystemStatus(path);
-  platform::DirectoryEntry found;
-  while (iDirectory_NextEntry(search.get(), &found)) {
-    const ErrorCode status = TakeEntry(reading, found);
-    if (status != Error_None) return status;
-  }
-  return platform::LastSystemError() == platform::SystemError_None ? Error_None : SystemStatus(path);
+int32_t ListPlace(const Synchro& synchro) {
+  return synchro.isPlanOnly ? SysDir_Temp : SysDir_Cache;
 }
 
 // ---- both sides --------------------------------------------------------------------------------
@@ -94,20 +88,62 @@ bool MayCreate(const Synchro& synchro, const SynchroFrame& frame, SynchroEnd end
   return (synchro.flags & kSynchroCopyTo[end]) != 0;
 }
 
-ErrorCode ListFolder(Synchro* synchro, SynchroFrame* frame, SynchroEnd end) {
+ErrorCode ReadFolder(Synchro* synchro, SynchroFrame* frame, SynchroEnd end, bool isKnown,
+                     SynchroFolder* folder, uint32_t* count) {
+  SynchroConnection* const side = &synchro->sides[end];
   char path[kFileNameSize];
   Reading reading = {synchro, frame, end, 0};
+  ErrorCode status = iSynchro_FolderPath(*side, frame->directory, path);
+  if (status == Error_None)
+    status = iSynchro_KindOf(*side)->read(
+        side,
+        {path, iSynchro_IsLoginFolder(*side, frame->directory), MayCreate(*synchro, *frame, end, isKnown),
+         ListPlace(*synchro), TakeEntry, &reading},
+        folder);
+  *count = reading.count;
+  return status;
+}
+
+// A file that has lost its time of day as it aged keeps the time that the table has.
+void TakeTimeStamp(const Time& stamped, const SynchroSide& before, SynchroSide* side) {
+  const bool isSame =
+      before.present != 0 && before.size == side->size && iSynchro_IsSameMoment(before.time, stamped);
+  side->time = isSame ? before.time : stamped;
+}
+
+ErrorCode DateEntries(Synchro* synchro, SynchroFrame* frame, SynchroEnd end) {
+  SynchroConnection* const side = &synchro->sides[end];
+  for (uint32_t i = 0; i < frame->entries.Count() && !iSynchro_IsStopped(synchro); ++i) {
+    SynchroEntry& entry = frame->entries.At(i);
+    if (!entry.Has(static_cast<SynchroEntryFlag>(kUndatedAt[end])) || !entry.IsAt(end)) continue;
+    char path[kFileNameSize];
+    Time time;
+    ErrorCode status = iSynchro_EntryPath(*side, frame->directory, entry.name, path);
+    if (status == Error_None) status = iSynchro_KindOf(*side)->askTime(side, path, &time);
+    if (!side->isOpen) return status;
+    if (status == Error_None) {
+      TakeTimeStamp(time, entry.before[end], &entry.sides[end]);
+    } else {
+      entry.flags |= SynchroEntryFlag_Unclear;
+    }
+  }
+  return Error_None;
+}
+
+// What a listing does not show is gone only where every line was understood.
+ErrorCode ListFolder(Synchro* synchro, SynchroFrame* frame, SynchroEnd end) {
+  SynchroFolder folder;
+  uint32_t count = 0;
   const bool isKnown = IsKnownThere(*frame, end);
-  ErrorCode status = iSynchro_FolderPath(synchro->sides[end], frame->directory, path);
+  ErrorCode status = ReadFolder(synchro, frame, end, isKnown, &folder, &count);
+  if (status == Error_None) status = DateEntries(synchro, frame, end);
   if (status != Error_None) return status;
-  status = Directory_Find(path, MayCreate(*synchro, *frame, end, isKnown) ? 1 : 0, nullptr, nullptr);
-  const bool isMissing = status == Error_NotFound;
-  if (status == Error_None) status = ReadFolder(&reading, path);
-  if (status != Error_None && !isMissing) return status;
   const bool isTrusted =
-      iSynchro_IsTrusted(reading.count, isKnown, isMissing && !frame->isShown[end], IsRoot(*frame));
+      folder.isWhole &&
+      iSynchro_IsTrusted(count, isKnown, folder.isMissing && !frame->isShown[end], IsRoot(*frame));
   if (!isTrusted && IsRoot(*frame)) return Error_NotFound;
   frame->isWhole = frame->isWhole && isTrusted;
+  frame->hasLongLines = frame->hasLongLines || folder.hasLongLines;
   return Error_None;
 }
 
@@ -137,6 +173,42 @@ bool IsForgotten(void* context, SynchroEntry* entry) {
   return true;
 }
 
+// ---- ambiguous names ---------------------------------------------------------------------------
+
+// With a name of blanks on one side, nobody knows whether the other side's long lines show it.
+void MarkLongNames(SynchroFrame* frame) {
+  if (!frame->hasLongLines) return;
+  for (uint32_t i = 0; i < frame->entries.Count(); ++i) {
+    SynchroEntry& entry = frame->entries.At(i);
+    if (iSynchro_IsAmbiguousInLongLine(entry.name)) entry.flags |= SynchroEntryFlag_Ambiguous;
+  }
+}
+
+// Where a local end takes names that differ only in case for one.
+ErrorCode MarkNamesOfOtherCase(const Synchro& synchro, SynchroFrame* frame) {
+  bool ignoresCase = false;
+  for (const SynchroConnection& side : synchro.sides) {
+    if (URL_GetProtocolType(side.url.protocol) == URLProtocol_File)
+      ignoresCase = platform::UsesDriveLetters();
+  }
+  return ignoresCase ? iSynchro_MarkNamesOfOtherCase(&frame->entries) : Error_None;
+}
+
+void ReportAmbiguousNames(Synchro* synchro, const SynchroFrame& frame) {
+  for (uint32_t i = 0; i < frame.entries.Count(); ++i) {
+    const SynchroEntry& entry = frame.entries.At(i);
+    if (entry.Has(SynchroEntryFlag_Ambiguous))
+      iSynchro_Report(synchro, "* Ambiguous: %s %s", frame.directory, entry.name);
+  }
+}
+
+ErrorCode MarkAmbiguousNames(Synchro* synchro, SynchroFrame* frame) {
+  MarkLongNames(frame);
+  const ErrorCode status = MarkNamesOfOtherCase(*synchro, frame);
+  if (status == Error_None) ReportAmbiguousNames(synchro, *frame);
+  return status;
+}
+
 // ---- files -------------------------------------------------------------------------------------
 
 ErrorCode PathsOf(const Synchro& synchro, const SynchroFrame& frame, const SynchroEntry& entry,
@@ -149,15 +221,34 @@ ErrorCode PathsOf(const Synchro& synchro, const SynchroFrame& frame, const Synch
   return status;
 }
 
+bool IsUndated(const SynchroEntry& entry, SynchroEnd end) {
+  return (entry.flags & kUndatedAt[end]) != 0;
+}
+
 // Whether a side still is as it was listed.
-ErrorCode Confirm(const char* path, const SynchroSide& listed) {
-  SynchroSide now;
-  const ErrorCode status = iSynchro_ReadLocal(path, &now);
-  if (status != Error_None) return status;
+ErrorCode Compare(const SynchroSide& listed, const SynchroSide& now, bool isUndated) {
   if (listed.present == 0) return now.present == 0 ? Error_None : Error_Exists;
-  const bool isSame = now.present != 0 && now.directory == 0 && now.size == listed.size &&
-                      Time_Compare(&now.time, &listed.time) == 0;
+  const bool isSameTime = Time_Compare(&now.time, &listed.time) == 0 ||
+                          (isUndated && iSynchro_IsSameMoment(listed.time, now.time));
+  const bool isSame = now.present != 0 && now.directory == 0 && now.size == listed.size && isSameTime;
   return isSame ? Error_None : Error_Retry;
+}
+
+ErrorCode Confirm(Synchro* synchro, const SynchroFrame& frame, const SynchroEntry& entry, SynchroEnd end,
+                  bool isTarget) {
+  SynchroConnection* const side = &synchro->sides[end];
+  char folder[kFileNameSize];
+  char path[kFileNameSize];
+  SynchroSide now;
+  ErrorCode status = iSynchro_FolderPath(*side, frame.directory, folder);
+  if (status == Error_None) status = iSynchro_EntryPath(*side, frame.directory, entry.name, path);
+  if (status != Error_None) return status;
+  const bool isLoginFolder = iSynchro_IsLoginFolder(*side, frame.directory);
+  status = iSynchro_KindOf(*side)->ask(side,
+                                       {folder, path, entry.name, entry.sides[end], IsUndated(entry, end),
+                                        isTarget, isLoginFolder, ListPlace(*synchro)},
+                                       &now);
+  return status == Error_None ? Compare(entry.sides[end], now, IsUndated(entry, end)) : status;
 }
 
 bool HaveSameBytes(const Synchro& synchro, File* one, File* other) {
@@ -173,6 +264,64 @@ bool HaveSameBytes(const Synchro& synchro, File* one, File* other) {
              Stream_Error(File_GetStream(other)) == Error_Ended;
   }
   return false;
+}
+
+bool AreLocal(const Synchro& synchro) {
+  for (const SynchroConnection& side : synchro.sides) {
+    if (URL_GetProtocolType(side.url.protocol) != URLProtocol_File) return false;
+  }
+  return true;
+}
+
+bool HaveSameBytesAt(const Synchro& synchro, const char (&paths)[kSynchroEnds][kFileNameSize]) {
+  Owned<File, File_Close> files[kSynchroEnds];
+  ErrorCode status = Error_None;
+  for (uint32_t end = 0; end < kSynchroEnds; ++end) {
+    if (status == Error_None) status = File_Open(paths[end], FileMode_Read, files[end].out());
+  }
+  return status == Error_None && HaveSameBytes(synchro, files[0].get(), files[1].get());
+}
+
+// Of sizes that are too large for a table.
+bool HaveSameSize(Synchro* synchro, const char (&paths)[kSynchroEnds][kFileNameSize]) {
+  uint64_t sizes[kSynchroEnds] = {};
+  for (uint32_t end = 0; end < kSynchroEnds; ++end) {
+    SynchroConnection* const side = &synchro->sides[end];
+    if (!side->isOpen) return false;
+    if (iSynchro_KindOf(*side)->askSize(side, paths[end], &sizes[end]) != Error_None) return false;
+  }
+  return sizes[0] == sizes[1];
+}
+
+// ---- uploads -----------------------------------------------------------------------------------
+
+// A file that arrived as it was sent. Another line of its name tells nothing.
+ErrorCode TakeUploaded(void* context, const SynchroRead& found) {
+  const auto* const reading = static_cast<Reading*>(context);
+  SynchroEntry* const entry = reading->frame->entries.Find(found.name);
+  if (entry == nullptr || !entry->Has(SynchroEntryFlag_Uploaded)) return Error_None;
+  SynchroSide* const side = &entry->sides[reading->end];
+  const bool isClear = !found.isUnclear && !found.isUndated && !found.isAmbiguous;
+  const bool isAsSent = isClear && found.side.directory == 0 && found.side.size == side->size;
+  if (!isAsSent || Time_Compare(&side->time, &kSynchroUnknownTime) != 0) return Error_None;
+  *side = found.side;
+  entry->flags |= SynchroEntryFlag_Settled;
+  reading->frame->isChanged = true;
+  return Error_None;
+}
+
+ErrorCode ListAgain(Synchro* synchro, SynchroFrame* frame, SynchroEnd end) {
+  SynchroConnection* const side = &synchro->sides[end];
+  char path[kFileNameSize];
+  Reading reading = {synchro, frame, end, 0};
+  SynchroFolder folder;
+  const ErrorCode status = iSynchro_FolderPath(*side, frame->directory, path);
+  if (status != Error_None) return status;
+  if (!side->isOpen) return Error_Ended;
+  return iSynchro_KindOf(*side)->read(side,
+                                      {path, iSynchro_IsLoginFolder(*side, frame->directory), false,
+                                       ListPlace(*synchro), TakeUploaded, &reading},
+                                      &folder);
 }
 
 }  // namespace
@@ -193,6 +342,8 @@ ErrorCode iSynchro_PrepareGuarded(Synchro* synchro, SynchroFrame* frame) {
   if (frame->hasJournal) frame->isChanged = true;
   Forgetting forgetting = {synchro, frame};
   frame->entries.RemoveIf(IsForgotten, &forgetting);
+  const ErrorCode marked = MarkAmbiguousNames(synchro, frame);
+  if (marked != Error_None) return marked;
   // What is done from here on is noted beside the table.
   if (frame->tablePath[0] == '\0' && frame->entries.Count() != 0) frame->isChanged = true;
   iSynchro_SaveFrame(synchro, frame);
@@ -200,22 +351,35 @@ ErrorCode iSynchro_PrepareGuarded(Synchro* synchro, SynchroFrame* frame) {
   return synchro->failure;
 }
 
-bool iSynchro_AreAlike(const Synchro& synchro, const SynchroFrame& frame, const SynchroEntry& entry) {
+bool iSynchro_AreAlike(Synchro* synchro, const SynchroFrame& frame, const SynchroEntry& entry) {
+  const SynchroSide& source = entry.sides[SynchroEnd_Source];
+  if (source.size != entry.sides[SynchroEnd_Destination].size) return false;
   char paths[kSynchroEnds][kFileNameSize];
-  Owned<File, File_Close> files[kSynchroEnds];
-  if (entry.sides[SynchroEnd_Source].size != entry.sides[SynchroEnd_Destination].size) return false;
-  ErrorCode status = PathsOf(synchro, frame, entry, paths);
-  for (uint32_t end = 0; end < kSynchroEnds; ++end) {
-    if (status == Error_None) status = File_Open(paths[end], FileMode_Read, files[end].out());
-  }
-  return status == Error_None && HaveSameBytes(synchro, files[0].get(), files[1].get());
+  if (PathsOf(*synchro, frame, entry, paths) != Error_None) return false;
+  if (AreLocal(*synchro)) return HaveSameBytesAt(*synchro, paths);
+  return source.size != UINT32_MAX || HaveSameSize(synchro, paths);
 }
 
-ErrorCode iSynchro_Confirm(const Synchro& synchro, const SynchroFrame& frame, const SynchroEntry& entry) {
-  char paths[kSynchroEnds][kFileNameSize];
-  ErrorCode status = PathsOf(synchro, frame, entry, paths);
-  for (uint32_t end = 0; end < kSynchroEnds; ++end) {
-    if (status == Error_None) status = Confirm(paths[end], entry.sides[end]);
+ErrorCode iSynchro_Confirm(Synchro* synchro, const SynchroFrame& frame, const SynchroEntry& entry,
+                           SynchroEnd target) {
+  // The target last: nothing comes between.
+  const ErrorCode status = Confirm(synchro, frame, entry, iSynchro_Other(target), false);
+  return status == Error_None ? Confirm(synchro, frame, entry, target, true) : status;
+}
+
+void iSynchro_TakeCopied(SynchroFrame* frame, SynchroEnd at, const SynchroSide& made, SynchroEntry* entry) {
+  iSynchro_TakeDone(&made, at, entry);
+  const bool isUpload = Time_Compare(&made.time, &kSynchroUnknownTime) == 0;
+  entry->flags |= isUpload ? SynchroEntryFlag_Uploaded : SynchroEntryFlag_Settled;
+  if (isUpload) frame->hasUploads[at] = true;
+}
+
+void iSynchro_SettleUploads(Synchro* synchro, SynchroFrame* frame) {
+  for (const SynchroEnd end : {SynchroEnd_Source, SynchroEnd_Destination}) {
+    if (!frame->hasUploads[end] || iSynchro_IsStopped(synchro)) continue;
+    iSynchro_ReportListing(synchro, *frame, end);
+    const ErrorCode status = ListAgain(synchro, frame, end);
+    // What stays unsettled is compared by the next run.
+    if (status != Error_None) iSynchro_Report(synchro, "* Retrieval failed: %s", Error_ToString(status));
   }
-  return status;
 }

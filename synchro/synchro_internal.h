@@ -11,6 +11,8 @@
 //   synchro_copy.cpp       one file from a side to a side
 //   synchro_temporary.cpp  the names that local files are written under
 //   synchro_guard.cpp      what a guarded run does with an entry (pure), synchro_guarded.cpp how
+//   synchro_kind*.cpp      what it asks of a side, for each kind; synchro_reading.cpp a server's lines (pure)
+//   synchro_upload.cpp     a file to a server, under a temporary name first
 //   synchro_run.cpp        the walk
 //   synchro.cpp            the object: made, started, asked, deleted
 #pragma once
@@ -35,10 +37,12 @@ struct SynchroFrame {
   bool isProcessed = false;         // both sides were listed, and the table is up to date
   bool isChanged = false;           // the table differs from its file
   bool isShown[kSynchroEnds] = {};  // the parent's listing has the directory
-  uint32_t cursor = 0;              // of the next entry to act on
-  char directory[kFileNameSize];    // relative to the roots; empty for them
-  char tablePath[kFileNameSize];    // empty: it has none yet
-  bool hasJournal = false;          // an earlier run ended before it could save the table
+  bool hasLongLines = false;        // guarded: a side has listed names that may be ambiguous
+  bool hasUploads[kSynchroEnds] = {};
+  uint32_t cursor = 0;            // of the next entry to act on
+  char directory[kFileNameSize];  // relative to the roots; empty for them
+  char tablePath[kFileNameSize];  // empty: it has none yet
+  bool hasJournal = false;        // an earlier run ended before it could save the table
   SynchroJournal journal;
   SynchroEntries entries;
   SynchroIntents intents;
@@ -130,12 +134,20 @@ void iSynchro_CloseFrame(Synchro* synchro, SynchroFrame* frame);
 // Reads both folders, and tells the lines of a listing. A root that cannot be trusted fails the run.
 ErrorCode iSynchro_PrepareGuarded(Synchro* synchro, SynchroFrame* frame);
 
-// Whether the files of both sides have the same bytes.
-bool iSynchro_AreAlike(const Synchro& synchro, const SynchroFrame& frame, const SynchroEntry& entry);
+// Whether the files of both sides have the same bytes; where one is on a server, the same size.
+bool iSynchro_AreAlike(Synchro* synchro, const SynchroFrame& frame, const SynchroEntry& entry);
 
-// Asks both sides again. Error_None when they are as they were listed; Error_Exists for a file in a free
-// place; Error_Retry for another change; else what the file system gives.
-ErrorCode iSynchro_Confirm(const Synchro& synchro, const SynchroFrame& frame, const SynchroEntry& entry);
+// Asks both sides again, target: the one that is written or deleted from. Error_None when they are as they
+// were listed; Error_Exists for a file in a free place; Error_Retry for another change; else what the side
+// gives.
+ErrorCode iSynchro_Confirm(Synchro* synchro, const SynchroFrame& frame, const SynchroEntry& entry,
+                           SynchroEnd target);
+
+// Enters what a copy has put on a side. A file on a server is settled when its folder is listed again.
+void iSynchro_TakeCopied(SynchroFrame* frame, SynchroEnd at, const SynchroSide& made, SynchroEntry* entry);
+
+// Lists the sides with uploads again: each file that has arrived as it was sent is in step.
+void iSynchro_SettleUploads(Synchro* synchro, SynchroFrame* frame);
 
 // ---- synchro_run.cpp ---------------------------------------------------------------------------
 

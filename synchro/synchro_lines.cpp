@@ -8,6 +8,7 @@ bool SynchroLines::Next() {
     auto* const lineFeed = static_cast<char*>(memchr(block_ + start_, '\n', end_ - start_));
     if (lineFeed != nullptr) {
       if (TakeLine(lineFeed)) return true;
+      hasLeftOut_ = true;
       continue;
     }
     if (isAtEnd_) return TakeRest();
@@ -46,6 +47,7 @@ bool SynchroLines::TakeLine(char* lineFeed) {
 bool SynchroLines::TakeRest() {
   if (start_ == end_) return false;
   const bool isTaken = TakeLine(block_ + end_);
+  if (!isTaken) hasLeftOut_ = true;
   start_ = end_;
   isEnded_ = false;
   return isTaken;

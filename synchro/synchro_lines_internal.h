@@ -17,10 +17,12 @@ class SynchroLines {
   bool Next();
 
   // The line at hand, without its end: LF with all CR before it, or the end of the file.
-  const char* Text() const { return text_; }
+  char* Text() const { return text_; }
   uint32_t Length() const { return length_; }
   // False for a last line without LF.
   bool IsEnded() const { return isEnded_; }
+  // Whether a line was left out so far.
+  bool HasLeftOut() const { return hasLeftOut_ || isTooLong_; }
   ErrorCode Status() const { return status_; }
 
  private:
@@ -36,9 +38,10 @@ class SynchroLines {
   bool isAtEnd_ = false;
   bool isTooLong_ = false;  // what is read belongs to a line that is left out
   bool isEnded_ = false;
+  bool hasLeftOut_ = false;
   uint32_t start_ = 0;
   uint32_t end_ = 0;
-  const char* text_ = nullptr;
+  char* text_ = nullptr;
   uint32_t length_ = 0;
   char block_[2 * kSynchroLongestLine + 1];
 };

@@ -12,6 +12,8 @@
 #include "qz/error.h"
 #include "qz/os.h"
 #include "synchro/synchro_internal.h"
+#include "synchro/synchro_kind_internal.h"
+#include "synchro/synchro_upload_internal.h"
 
 namespace {
 
@@ -79,30 +81,6 @@ bool EnterDirectory(Synchro* synchro, const SynchroFrame& parent, const SynchroE
 
 // ---- listing both sides ------------------------------------------------------------------------
 
-// A file for a listing, removed at the end.
-class ListFile {
- public:
-  ListFile() = default;
-  ~ListFile() {
-    if (path_[0] != '\0' && File_Exists(path_, nullptr) != 0) File_Unlink(path_);
-  }
-  ListFile(const ListFile&) = delete;
-  ListFile& operator=(const ListFile&) = delete;
-
-  ErrorCode Choose(int32_t systemDirectory) {
-    Owned<File, File_Close> file;
-    const ErrorCode status =
-        iFile_OpenTemporary(systemDirectory, "synclist", "", FileMode_Write, true, path_, file.out());
-    if (status == Error_None) File_SetTemporary(file.get(), 0);
-    if (status != Error_None) path_[0] = '\0';
-    return status;
-  }
-  const char* Path() const { return path_; }
-
- private:
-  char path_[kFileNameSize] = "";
-};
-
 // The root is there when the table knows anything there.
 bool IsShown(const SynchroFrame& frame, SynchroEnd end) {
   if (frame.directory[0] != '\0') return frame.isShown[end];
@@ -113,7 +91,7 @@ bool IsShown(const SynchroFrame& frame, SynchroEnd end) {
 }
 
 // *list: the listing, or null when there is nothing to list.
-ErrorCode ListSide(Synchro* synchro, const SynchroFrame& frame, SynchroEnd end, ListFile* file,
+ErrorCode ListSide(Synchro* synchro, const SynchroFrame& frame, SynchroEnd end, SynchroListFile* file,
                    const char** list) {
   SynchroConnection* const side = &synchro->sides[end];
   const bool mayCreate = !synchro->isPlanOnly && (synchro->flags & kSynchroCopyTo[end]) != 0;
@@ -153,7 +131,7 @@ ErrorCode PrepareFrame(Synchro* synchro, SynchroFrame* frame) {
   }
   iSynchro_Report(synchro, "Synchronizing...");
   if (synchro->isGuarded) return iSynchro_PrepareGuarded(synchro, frame);
-  ListFile files[kSynchroEnds];
+  SynchroListFile files[kSynchroEnds];
   const char* lists[kSynchroEnds] = {};
   for (const SynchroEnd end : {SynchroEnd_Source, SynchroEnd_Destination}) {
     if (iSynchro_IsStopped(synchro)) return Error_None;
@@ -203,8 +181,14 @@ ErrorCode CopyPaths(Synchro* synchro, const SynchroFrame& frame, SynchroEnd from
   ErrorCode status = FindPath(*synchro, frame, from, entry, sourcePath);
   if (status == Error_None) status = FindPath(*synchro, frame, iSynchro_Other(from), entry, targetPath);
   if (status != Error_None) return status;
-  return iSynchro_CopyFile(
-      {source, target, sourcePath, targetPath, &synchro->temporary, synchro->isGuarded, &note}, made);
+  SynchroCopy copy = {source, target, sourcePath, targetPath, &synchro->temporary, synchro->isGuarded, &note};
+  if (!synchro->isGuarded) return iSynchro_CopyFile(copy, made);
+  copy.replaces = entry.IsAt(iSynchro_Other(from));
+  // A size of all ones may be a larger one.
+  if (entry.sides[from].size != UINT32_MAX) copy.length = entry.sides[from].size;
+  status = iSynchro_CopyFile(copy, made);
+  iSynchro_CloseLost(source, status);
+  return iSynchro_CloseLost(target, status);
 }
 
 ErrorCode CopyEntry(Synchro* synchro, SynchroFrame* frame, SynchroEnd from, const SynchroEntry& entry,
@@ -221,20 +205,46 @@ ErrorCode DeleteEntry(Synchro* synchro, const SynchroFrame& frame, SynchroEnd at
   return status == Error_None ? iSynchro_DeleteFile(&synchro->sides[at], path) : status;
 }
 
+// Opens both sides, those that are not. What is done once the server is there is to remove what an earlier
+// run could not.
+ErrorCode OpenSides(Synchro* synchro) {
+  ErrorCode status = Error_None;
+  for (SynchroConnection& side : synchro->sides) {
+    if (status == Error_None) status = iSynchro_OpenSide(&side);
+    if (status == Error_None && synchro->isGuarded && !synchro->isPlanOnly)
+      iSynchro_CleanServer(&side, &synchro->temporary);
+  }
+  return status;
+}
+
+// A connection that has gone meanwhile is made again. Without it the run is over.
+ErrorCode Reach(Synchro* synchro) {
+  const ErrorCode status = OpenSides(synchro);
+  if (status != Error_None && !iSynchro_IsStopped(synchro)) synchro->failure = status;
+  return status;
+}
+
 // Copies or deletes, and remembers it.
 ErrorCode Perform(Synchro* synchro, SynchroFrame* frame, const SynchroAction& action, SynchroEntry* entry) {
   const SynchroEnd at = iSynchro_Other(action.from);
   const bool copies = action.step == SynchroStep::Copy;
   SynchroSide made = {};
-  ErrorCode status = synchro->isGuarded ? iSynchro_Confirm(*synchro, *frame, *entry) : Error_None;
+  ErrorCode status = iSynchro_Foresee(action, *entry);
+  if (status == Error_None && synchro->isGuarded) status = Reach(synchro);
+  if (status == Error_None && synchro->isGuarded) status = iSynchro_Confirm(synchro, *frame, *entry, at);
   if (status != Error_None) return status;
   status = copies ? CopyEntry(synchro, frame, action.from, *entry, &made)
                   : DeleteEntry(synchro, *frame, at, *entry);
   if (status != Error_None) return status;
-  iSynchro_TakeDone(copies ? &made : nullptr, at, entry);
-  entry->flags |= SynchroEntryFlag_Settled;
-  iSynchro_NoteDone(synchro, frame, *entry);
   ++synchro->counters[copies ? kCopied[at] : kDeleted[at]];
+  if (copies) {
+    iSynchro_TakeCopied(frame, at, made, entry);
+  } else {
+    iSynchro_TakeDone(nullptr, at, entry);
+    entry->flags |= SynchroEntryFlag_Settled;
+  }
+  // What is not known yet is noted by the table, when its folder was listed again.
+  if (!entry->Has(SynchroEntryFlag_Uploaded)) iSynchro_NoteDone(synchro, frame, *entry);
   return Error_None;
 }
 
@@ -248,7 +258,7 @@ ErrorCode Plan(Synchro* synchro, const SynchroAction& action, const SynchroEntry
 }
 
 ErrorCode ActOnFile(Synchro* synchro, SynchroFrame* frame, const SynchroAction& action, SynchroEntry* entry) {
-  if (entry->Has(SynchroEntryFlag_Unclear)) return Error_Invalid;
+  if (entry->Has(SynchroEntryFlag_Unclear) || entry->Has(SynchroEntryFlag_Ambiguous)) return Error_Invalid;
   if (action.step == SynchroStep::Leave) return Error_None;
   return synchro->isPlanOnly ? Plan(synchro, action, *entry) : Perform(synchro, frame, action, entry);
 }
@@ -294,12 +304,12 @@ void TellLeftOut(const Synchro& synchro, const SynchroFrame& frame, ErrorCode st
   TellResult(synchro, info, status);
 }
 
-SynchroVerdict Decide(const Synchro& synchro, const SynchroFrame& frame, const SynchroEntry& entry) {
-  if (synchro.isGuarded) {
+SynchroVerdict Decide(Synchro* synchro, const SynchroFrame& frame, const SynchroEntry& entry) {
+  if (synchro->isGuarded) {
     const bool areAlike = iSynchro_MustCompare(entry) && iSynchro_AreAlike(synchro, frame, entry);
-    return iSynchro_DecideGuarded(synchro.flags, entry, frame.isWhole, areAlike);
+    return iSynchro_DecideGuarded(synchro->flags, entry, frame.isWhole, areAlike);
   }
-  const SynchroAction action = iSynchro_Decide(synchro.flags, entry);
+  const SynchroAction action = iSynchro_Decide(synchro->flags, entry);
   return {action, iSynchro_ReasonOf(action, entry)};
 }
 
@@ -320,14 +330,15 @@ void ReportFile(Synchro* synchro, const SynchroFrame& frame, const SynchroAction
 
 // Up to the next directory, or to the end.
 void ActOnEntries(Synchro* synchro, SynchroFrame* frame) {
-  while (!iSynchro_IsStopped(synchro)) {
+  while (!iSynchro_IsStopped(synchro) && synchro->failure == Error_None) {
     if (frame->cursor == frame->entries.Count()) {
+      iSynchro_SettleUploads(synchro, frame);
       iSynchro_Report(synchro, "Exiting \"%s\"", frame->directory);
       PopFrame(synchro);
       return;
     }
     SynchroEntry* const entry = &frame->entries.At(frame->cursor++);
-    const SynchroVerdict verdict = Ask(*synchro, *frame, *entry, Decide(*synchro, *frame, *entry));
+    const SynchroVerdict verdict = Ask(*synchro, *frame, *entry, Decide(synchro, *frame, *entry));
     if (iSynchro_IsStopped(synchro)) return;
     if (synchro->isGuarded) Settle(frame, verdict, entry);
     const SynchroAction& action = verdict.action;
@@ -344,11 +355,6 @@ void ActOnEntries(Synchro* synchro, SynchroFrame* frame) {
 }
 
 // ---- the walk ----------------------------------------------------------------------------------
-
-ErrorCode OpenSides(Synchro* synchro) {
-  const ErrorCode status = iSynchro_OpenSide(&synchro->sides[SynchroEnd_Source]);
-  return status == Error_None ? iSynchro_OpenSide(&synchro->sides[SynchroEnd_Destination]) : status;
-}
 
 ErrorCode Walk(Synchro* synchro) {
   PushFrame(synchro, "");

@@ -108,11 +108,6 @@ ErrorCode MakeAndEnter(FTPc* ftp, const char* path, Reply* reply) {
   return status == Error_None ? FTPc_ChangeDirectory(ftp, path, reply) : status;
 }
 
-// The root of a URL without a path is the current folder after the login.
-bool IsLoginFolder(const SynchroConnection& side, const char* directory) {
-  return side.url.path == nullptr && directory[0] == '\0';
-}
-
 // A server that is busy or closing tells nothing about the folder.
 bool IsRefusedForNow(const Reply& reply) {
   return reply.replyClass == '4';
@@ -121,7 +116,7 @@ bool IsRefusedForNow(const Reply& reply) {
 ErrorCode EnterFolder(SynchroConnection* side, const char* directory, bool mayCreate, bool* isMade,
                       bool* isRefused) {
   *isMade = *isRefused = false;
-  if (IsLoginFolder(*side, directory)) return Error_None;
+  if (iSynchro_IsLoginFolder(*side, directory)) return Error_None;
   char path[kFileNameSize];
   Reply reply = {};
   ErrorCode status = iSynchro_FolderPath(*side, directory, path);
@@ -206,6 +201,8 @@ ErrorCode DeleteLocal(const char* path) {
 
 ErrorCode iSynchro_OpenSide(SynchroConnection* side) {
   if (side->isOpen) return Error_None;
+  side->features = SynchroFeatures::Unknown;
+  side->isTimeUnknown = side->isCleaned = false;
   const ErrorCode status = Open(side);
   side->isOpen = status == Error_None;
   return status;

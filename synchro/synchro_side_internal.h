@@ -11,6 +11,12 @@
 // What is sent as the password of an anonymous login.
 inline constexpr char kSynchro_AnonymousPassword[] = "anonymous@";
 
+enum class SynchroFeatures {
+  Unknown,  // not asked yet
+  None,
+  Facts,  // MLSD and MLST
+};
+
 struct SynchroConnection {
   URLData url;                     // its texts are the synchroniser's
   const SockInterrupt* interrupt;  // ends every wait; borrowed
@@ -19,6 +25,9 @@ struct SynchroConnection {
   HTTPc* http;                      // owned; null for another protocol
   FTPc* ftp;                        // owned; null for another protocol
   bool isHTTPUsed;                  // the connection has had its one request
+  SynchroFeatures features;         // FTP, guarded
+  bool isTimeUnknown;               // ... the server does not know MDTM
+  bool isCleaned;                   // ... what a killed run left was removed
   char loginFolder[kFileNameSize];  // FTP without a path in the URL: what its paths are relative to
 };
 
@@ -33,6 +42,11 @@ ErrorCode iSynchro_FolderPath(const SynchroConnection& side, const char* directo
 // The path of one of its entries.
 ErrorCode iSynchro_EntryPath(const SynchroConnection& side, const char* directory, const char* name,
                              char* path);
+
+// Whether a directory is the root of a URL without a path: the current folder after the login.
+inline bool iSynchro_IsLoginFolder(const SynchroConnection& side, const char* directory) {
+  return side.url.path == nullptr && directory[0] == '\0';
+}
 
 // The side's URL without its password, and the directory, for people.
 void iSynchro_ShowFolder(const SynchroConnection& side, const char* directory, char (&text)[kFileNameSize]);

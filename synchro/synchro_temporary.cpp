@@ -12,7 +12,6 @@
 
 namespace {
 
-constexpr char kPrefix[] = "xfer";
 constexpr char kEnding[] = ".xfer";
 constexpr uint32_t kLargestRecord = 64 * 1024;
 
@@ -21,11 +20,22 @@ std::string_view LastPart(std::string_view path) {
   return path;
 }
 
+constexpr std::string_view kServer = "ftp://";
+
+// Removed when the server is connected to: synchro_upload.cpp.
+bool IsOnServer(std::string_view line) {
+  return line.starts_with(kServer);
+}
+
+std::string_view WithoutOwnName(std::string_view line) {
+  return line.substr(0, line.find('\t'));
+}
+
 // The record comes from a file: nothing is removed but what this writes under such names.
 bool IsTemporaryName(std::string_view path) {
-  std::string_view name = LastPart(path);
-  if (!name.starts_with(kPrefix)) return false;
-  name.remove_prefix(strlen(kPrefix));
+  std::string_view name = LastPart(WithoutOwnName(path));
+  if (!name.starts_with(kSynchro_TemporaryPrefix)) return false;
+  name.remove_prefix(strlen(kSynchro_TemporaryPrefix));
   if (name.starts_with('-')) name.remove_prefix(1);
   return !name.empty() && name.find_first_not_of("0123456789") == std::string_view::npos;
 }
@@ -37,7 +47,9 @@ bool Remove(const char* path) {
   return File_Unlink(path) == Error_None;
 }
 
-bool AddLeftover(const char* path, SynchroTemporary* temporary) {
+}  // namespace
+
+bool iSynchro_AddLeftover(const char* path, SynchroTemporary* temporary) {
   const size_t used = temporary->leftovers != nullptr ? strlen(temporary->leftovers) : 0;
   const size_t size = used + strlen(path) + 2;
   if (size > kLargestRecord) return false;
@@ -48,11 +60,29 @@ bool AddLeftover(const char* path, SynchroTemporary* temporary) {
   return true;
 }
 
+void iSynchro_DropLeftover(const char* line, SynchroTemporary* temporary) {
+  char* at = temporary->leftovers;
+  const size_t length = strlen(line);
+  while (at != nullptr && *at != '\0') {
+    char* const end = strchr(at, '\n');
+    if (static_cast<size_t>(end - at) == length && memcmp(at, line, length) == 0) {
+      memmove(at, end + 1, strlen(end + 1) + 1);
+      break;
+    }
+    at = end + 1;
+  }
+  if (temporary->leftovers == nullptr || temporary->leftovers[0] != '\0') return;
+  Memory_Delete(temporary->leftovers);
+  temporary->leftovers = nullptr;
+}
+
+namespace {
+
 void TakeRecorded(File* record, bool mayRemove, SynchroTemporary* temporary) {
   char path[kFileNameSize];
   while (File_ScanLine(record, sizeof path, path) >= 0) {
     if (!IsTemporaryName(path)) continue;
-    if (!mayRemove || !Remove(path)) AddLeftover(path, temporary);
+    if (!mayRemove || IsOnServer(path) || !Remove(path)) iSynchro_AddLeftover(path, temporary);
   }
 }
 
@@ -61,7 +91,9 @@ bool WriteText(File* file, const char* text) {
   return File_Write(file, count, text) == count;
 }
 
-ErrorCode WriteRecord(const SynchroTemporary& temporary) {
+}  // namespace
+
+ErrorCode iSynchro_WriteRecord(const SynchroTemporary& temporary) {
   Owned<File, File_Close> file;
   const ErrorCode status = File_Open(temporary.recordPath, FileMode_Write, file.out());
   if (status != Error_None) return status;
@@ -72,15 +104,17 @@ ErrorCode WriteRecord(const SynchroTemporary& temporary) {
   return isWritten ? closed : Error_Exceed;
 }
 
+namespace {
+
 void Forget(SynchroTemporary* temporary) {
   temporary->folder[0] = '\0';
   temporary->path[0] = '\0';
 }
 
 ErrorCode Choose(const char* folder, SynchroTemporary* temporary) {
-  ErrorCode status = File_UniquifyName(folder, kPrefix, temporary->path);
+  ErrorCode status = File_UniquifyName(folder, kSynchro_TemporaryPrefix, temporary->path);
   if (status == Error_None) status = iFile_CopyName(folder, temporary->folder);
-  if (status == Error_None) status = WriteRecord(*temporary);
+  if (status == Error_None) status = iSynchro_WriteRecord(*temporary);
   if (status != Error_None) Forget(temporary);
   return status;
 }
@@ -107,7 +141,7 @@ void iSynchro_EndTemporaries(SynchroTemporary* temporary) {
   Forget(temporary);
   if (temporary->recordPath[0] == '\0') return;
   if (temporary->leftovers != nullptr) {
-    WriteRecord(*temporary);
+    iSynchro_WriteRecord(*temporary);
   } else if (File_Exists(temporary->recordPath, nullptr) != 0) {
     File_Unlink(temporary->recordPath);
   }
@@ -118,7 +152,7 @@ bool iSynchro_IsLeftover(const SynchroTemporary& temporary, const char* path) {
   std::string_view lines = temporary.leftovers;
   while (!lines.empty()) {
     const size_t end = lines.find('\n');
-    if (lines.substr(0, end) == path) return true;
+    if (WithoutOwnName(lines.substr(0, end)) == path) return true;
     lines.remove_prefix(end + 1);
   }
   return false;
@@ -135,6 +169,6 @@ ErrorCode iSynchro_ChooseTemporary(const char* target, SynchroTemporary* tempora
 
 void iSynchro_RemoveTemporary(SynchroTemporary* temporary) {
   if (Remove(temporary->path)) return;
-  AddLeftover(temporary->path, temporary);
+  iSynchro_AddLeftover(temporary->path, temporary);
   Forget(temporary);
 }

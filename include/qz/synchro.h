@@ -162,10 +162,11 @@ enum SynchroReason {
   SynchroReason_Unclear = 5,   /* left: its size or date cannot be read */
   SynchroReason_Directory = 6, /* entered, or not, as the flags say */
   /* guarded runs: */
-  SynchroReason_Alike = 7,     /* left: both sides have the same bytes; in step from now on */
-  SynchroReason_Kept = 8,      /* left: no flag follows it, or it was never in step */
-  SynchroReason_NotWhole = 9,  /* left: the other side's listing shows nothing where files were known */
-  SynchroReason_Forgotten = 10 /* neither side has it any more: the table loses it, whatever is answered */
+  SynchroReason_Alike = 7,      /* left: both sides have the same bytes; in step from now on */
+  SynchroReason_Kept = 8,       /* left: no flag follows it, or it was never in step */
+  SynchroReason_NotWhole = 9,   /* left: a listing of the folder cannot be trusted in what it does not show */
+  SynchroReason_Forgotten = 10, /* neither side has it any more: the table loses it, whatever is answered */
+  SynchroReason_Ambiguous = 11  /* left: a listing may mean another name */
 };
 
 /* What one side has. All 0 for nothing. */
@@ -219,24 +220,35 @@ typedef void (*SynchroResultMethod)(Word value, const SynchroEntryInfo* entry, E
  * synchroniser. */
 QZ_API Synchro* Synchro_SetResultMethod(Synchro* synchro, Word value, SynchroResultMethod method);
 
-/* Makes the runs from now on guarded, or not. Between two local folders only so far. A guarded run decides by
- * these rules in place of those above; a file is in step when the table shows it on both sides with nothing
- * left to do, and only such files have a line in the tables that a guarded run writes:
+/* Makes the runs from now on guarded, or not. A guarded run decides by these rules in place of those above; a
+ * file is in step when the table shows it on both sides with nothing left to do, and only such files have a
+ * line in the tables that a guarded run writes:
  *
  *   It acts in the directions of the flags only.
  *   It deletes a file only when it was in step, has not changed since on the side that still has it, and both
- *   sides' listings can be trusted: one that shows nothing where files were known cannot. Nothing is
- *   copied into such a folder either where the flags delete on the other side.
+ *   sides' listings can be trusted: one that shows nothing where files were known cannot, nor one with a line
+ *   that was not understood or not complete. Nothing is copied into such a folder either where the flags
+ *   delete on the other side.
  *   It overwrites a file only when that was in step and is as the table has it. When both sides changed, or
- *   both have a file that was never in step, the bytes are compared: the same are in step from now on, others
- *   are a conflict ("!"), shown and left.
+ *   both have a file that was never in step, the bytes are compared, or the sizes alone where one side is a
+ *   server: the same are in step from now on, others are a conflict ("!"), shown and left.
  *   Before it copies or deletes it asks both sides again: a file that is not as it was listed is left. Its
- *   status line then ends with "Exists" (in a free place) or "Retry".
- *   A root that shows nothing, or is missing, where files were known ends the run with Error_NotFound.
- *   Links, and names that a table cannot hold, are left.
+ *   status line then ends with "Exists" (in a free place) or "Retry". What a server does not call missing by
+ *   code 550 may be there.
+ *   A root that cannot be trusted, or is missing where files were known, ends the run with Error_NotFound.
+ *   Links, and names that a table cannot hold, are left. So are ambiguous names ("* Ambiguous: ", and
+ *   "Invalid" in the status line): with blanks or "->" beside a server without MLSD, and on Windows names
+ * that differ only in case.
+ *
+ * Servers are listed exactly (MLSD, else LIST, and MDTM for files without a time of day). A file is stored on
+ * a server under another name ("xfer" and a number) and renamed; where the server does not rename over a
+ * file, the old one is moved aside meanwhile. What a killed run leaves of both, the next one removes or moves
+ * back. After uploads their folder is listed once more. From one server to another files go through a file of
+ * the temporary directory. A connection that was lost is made again for the next file; without it the run
+ * fails.
  *
  * isGuarded: 1 or 0 (the default). Not during a run. Error_None; Error_Invalid for null; Error_Fail when a
- * side is no local folder: nothing is changed. */
+ * side is an HTTP server: nothing is changed. */
 QZ_API ErrorCode Synchro_SetGuarded(Synchro* synchro, int32_t isGuarded);
 
 QZ_END_C
