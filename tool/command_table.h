@@ -9,23 +9,30 @@
 namespace tool {
 
 constexpr unsigned kGet = 1, kPut = 2, kAdd = 4, kRun = 8, kRetry = 16, kLs = 32, kSize = 64, kUpgrade = 128;
-constexpr unsigned kList = 256, kShow = 512, kRemove = 1024, kPrefs = 2048;
+constexpr unsigned kList = 256, kShow = 512, kRemove = 1024, kPrefs = 2048, kFolders = 4096;
 constexpr unsigned kDownloads = kGet | kAdd;
 constexpr unsigned kNewTransfers = kDownloads | kPut;
 constexpr unsigned kSavedTransfers = kRun | kRetry;
 constexpr unsigned kTransfers = kGet | kPut | kSavedTransfers;
-constexpr unsigned kLogins = kNewTransfers | kLs | kSize;
-constexpr unsigned kConnections = kTransfers | kLs | kSize | kUpgrade;
+constexpr unsigned kLogins = kNewTransfers | kLs | kSize | kFolders;
+constexpr unsigned kConnections = kTransfers | kLs | kSize | kUpgrade | kFolders;
 constexpr unsigned kAll = kConnections | kAdd | kList | kShow | kRemove | kPrefs;
 
 // Values of the options that have no letter.
 enum Long {
   kActive = 256,
   kContinue,
+  kDelete,
+  kDryRun,
+  kExclude,
+  kForce,
   kInstalled,
   kLocation,
+  kMaxDelete,
   kMirror,
+  kName,
   kNames,
+  kNoRecursion,
   kOverwrite,
   kPasswordFile,
   kProgress,
@@ -33,10 +40,12 @@ enum Long {
   kRestart,
   kRetries,
   kRetryWait,
+  kReverse,
   kSavePassword,
   kSHA256,
   kSync,
   kTimeout,
+  kTwoWay,
   kUnpack,
   kUser,
   kVerify,
@@ -63,15 +72,26 @@ constexpr auto kOptions = std::to_array<OptionRow>({
     {"continue", nullptr, kContinue, kPut, "keep what the server has of FILE, send the rest"},
     {"restart", nullptr, kRestart, kPut, "send the whole file, whatever the server has"},
     {"names", nullptr, kNames, kLs, "names only, one per line"},
+    {"delete", nullptr, kDelete, kFolders, "delete what was deleted on the side that is copied from"},
+    {"reverse", nullptr, kReverse, kFolders, "copy from DESTINATION to SOURCE"},
+    {"two-way", nullptr, kTwoWay, kFolders, "copy in both directions; nothing is deleted"},
+    {"dry-run", nullptr, kDryRun, kFolders, "show what would be done, file by file; change nothing"},
+    {"exclude", "PATTERN", kExclude, kFolders,
+     "leave these files and folders alone, such as *.tmp (repeatable)"},
+    {"max-delete", "N|N%", kMaxDelete, kFolders, "do nothing when there is more to delete (default 50)"},
+    {"force", "NAME", kForce, kFolders, "settle a conflict: copy NAME all the same (repeatable)"},
+    {"no-recursion", nullptr, kNoRecursion, kFolders, "leave subfolders alone"},
+    {"name", "NAME", kName, kFolders, "remember what was done under this name"},
     {"location", "URL", kLocation, kUpgrade, "folder of an FTP server to look in, not the preference's"},
     {"installed", "N", kInstalled, kUpgrade, "number of the installed version (25 at least)"},
     {"jobs", "N", 'j', kGet, "transfers at once, 1 to 64 (default 1)"},
     {"jobs", "N", 'j', kSavedTransfers, "transfers at once, 1 to 64 (default 4)"},
-    {"progress", "KIND", kProgress, kTransfers, "auto (a bar on a terminal, else lines), bar, lines or none"},
+    {"progress", "KIND", kProgress, kTransfers | kFolders,
+     "auto (a bar on a terminal, else lines), bar, lines or none"},
     {"retries", "N", kRetries, kTransfers, "automatic retries without progress (default 5)"},
     {"retry-wait", "S", kRetryWait, kTransfers,
      "seconds before the first retry, doubled each time (default 2)"},
-    {"timeout", "S", kTimeout, kTransfers,
+    {"timeout", "S", kTimeout, kTransfers | kFolders,
      "seconds without data before the connection counts as lost (default 61)"},
     {"user", "NAME", kUser, kLogins, "FTP user name; the password is asked for, or read from the file"},
     {"password-file", "F", kPasswordFile, kLogins | kSavedTransfers,
@@ -81,6 +101,7 @@ constexpr auto kOptions = std::to_array<OptionRow>({
     {"proxy", "HOST:PORT", kProxy, kConnections, "connect through an HTTP or FTP proxy"},
     {"quiet", nullptr, 'q', kAll, "show errors only"},
     {"verbose", nullptr, 'v', kTransfers | kLs | kSize, "show the protocol exchange; passwords are hidden"},
+    {"verbose", nullptr, 'v', kFolders, "show a line for each file"},
     {"help", nullptr, 'h', kAll, "show this text"},
 });
 
@@ -115,6 +136,19 @@ changed meanwhile, it is sent from the beginning.
      R"(  qz put report.pdf ftp://me@ftp.example.org/inbox/
   qz put report.pdf ftp://ftp.example.org/incoming/report-2.pdf --restart
   qz put backup.tar ftp://me@ftp.example.org/backup.tar --continue
+)"},
+    {"sync", Command::Sync, kFolders, "SOURCE DESTINATION", "keep two folders in step",
+     R"(Copies new and changed files from SOURCE to DESTINATION: local folders, or URLs of folders of FTP servers.
+With --reverse the other way, with --two-way both ways. With --delete a file that was deleted is deleted on the
+other side as well. What both sides had is remembered. A file that changed on both sides is a conflict: it is
+shown and left. A file that this command never saw on both sides is never deleted and never overwritten.
+First all is planned. With more deletions than --max-delete, or when a folder shows nothing where files were,
+nothing is done.
+)",
+     R"(  qz sync --dry-run photos /mnt/backup/photos
+  qz sync photos /mnt/backup/photos --delete
+  qz sync photos ftp://me@ftp.example.org/photos --exclude "*.tmp" --exclude cache/
+  qz sync notes /mnt/stick/notes --two-way --force source:plans/june.txt
 )"},
     {"add", Command::Add, kAdd, "URL...", "save downloads without running them",
      R"(Saves a download of each file into the current folder; qz run runs it. "-" reads URLs from standard input,

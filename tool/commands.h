@@ -20,6 +20,7 @@ void RunPrefs(const Options& options, Reporter* reporter);
 void RunUpgrade(const Options& options, Reporter* reporter);
 void RunLs(const Options& options, Reporter* reporter);
 void RunSize(const Options& options, Reporter* reporter);
+void RunSync(const Options& options, Reporter* reporter);
 
 }  // namespace tool
 

@@ -75,6 +75,10 @@ void RemoveOnInterrupt(const std::string& path);
 std::string ToLibraryName(const std::string& systemName);
 std::string ToSystemName(const std::string& libraryName);
 
+// Whether the system's file names begin with drives; then "\" separates their parts too, and no two names
+// differ in case only.
+bool HasDrives();
+
 }  // namespace tool::console
 
 #endif

@@ -17,6 +17,9 @@ enum class ExitCode {
   Protocol = 6,
   Disk = 7,
   Refused = 8,
+  Unsafe = 9,
+  Conflict = 10,
+  Incomplete = 11,
   Interrupted = 130,
 };
 

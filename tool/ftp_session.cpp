@@ -199,6 +199,18 @@ bool FTPSession::CanRestart() {
   return false;
 }
 
+std::string FTPSession::CurrentFolder() {
+  constexpr std::size_t kPathBytes = 1024;
+  reporter_->Sent("PWD");
+  Reply reply{};
+  char folder[kPathBytes] = "";
+  const LibraryCall call;
+  const ErrorCode status = FTPc_CurrentDirectory(connection_, folder, &reply);
+  reporter_->Received(reply.code, reply.text);
+  if (status != Error_None) Fail("cannot find the folder of the login", status, reply);
+  return folder;
+}
+
 void FTPSession::List(const std::string& folder, bool namesOnly, const std::string& localFile) {
   if (!folder.empty()) reporter_->Sent("CWD " + folder);
   reporter_->Sent(namesOnly ? "NLST" : "LIST");

@@ -27,6 +27,8 @@ class FTPSession {
   std::optional<std::uint64_t> SizeOf(const std::string& path);
   std::optional<Time> TimeOf(const std::string& path);
   bool CanRestart();
+  // The folder in which the session is, as the server names it.
+  std::string CurrentFolder();
 
   // Removes a file. Throws Failure when the server refuses.
   void Remove(const std::string& path);

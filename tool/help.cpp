@@ -18,6 +18,7 @@ Examples:
   qz get http://127.0.0.1:8080/disk.iso
   qz get ftp://ftp.example.org/pub/disk.iso -o copy.iso
   qz put report.pdf ftp://me@ftp.example.org/inbox/
+  qz sync photos /mnt/backup/photos --delete
 
 URLs begin with ftp:// or http://. https:// is not supported.
 )";
@@ -34,6 +35,9 @@ Exit codes:
   6    invalid or unexpected response from the server
   7    local disk failure: disk full, not writable, or a file in the way
   8    an extension refused the file (checksum differs)
+  9    sync: nothing was done, for safety: too many deletions, or a folder that shows nothing where files were
+  10   sync: conflicts are left
+  11   sync: some files could not be copied or deleted
   130  interrupted by Ctrl-C; rerun the command to resume
 )";
 

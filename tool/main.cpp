@@ -114,6 +114,8 @@ void RunCommand(const Options& options) {
       return RunTellingInterruption(RunLs, options, &reporter);
     case Command::Size:
       return RunTellingInterruption(RunSize, options, &reporter);
+    case Command::Sync:
+      return RunSync(options, &reporter);
     case Command::Help:
     case Command::Version:
       return;

@@ -4,6 +4,7 @@
 #include <iostream>
 
 #include "tool/failure.h"
+#include "tool/sync_pair.h"
 #include "tool/usage.h"
 
 namespace tool {
@@ -42,6 +43,32 @@ void CheckDownloads(const Options& options) {
     UsageError(options.commandName, "--verify and --sha256 exclude each other");
   if (options.command == Command::Add && options.passwordFile && !options.savePassword)
     UsageError("add", "--password-file needs --save-password; else give it to qz run");
+}
+
+// Which file is kept must be clear.
+void CheckForced(const Options& options) {
+  const SyncMode mode = SyncModeOf(options.deleteGone, options.reverse, options.twoWay);
+  for (const std::string& text : options.forced) {
+    const ForcedName forced = ParseForced(text);
+    if (forced.path.empty()) UsageError("sync", "--force takes the name of a file");
+    if (WinnerOf(forced, mode)) continue;
+    if (!forced.side)
+      UsageError("sync", "with --two-way, write --force source:NAME or --force destination:NAME");
+    UsageError("sync", std::string("this mode does not copy from the ") +
+                           (*forced.side == SyncSideName::Source ? "source" : "destination") +
+                           ", so that its file cannot be forced");
+  }
+}
+
+void CheckSync(const Options& options) {
+  if (options.twoWay && (options.deleteGone || options.reverse))
+    UsageError("sync", "--two-way works without --delete and --reverse");
+  if (options.syncName && !IsSyncName(*options.syncName))
+    UsageError("sync", "--name takes up to 100 letters, digits, \"-\", \"_\" and \".\"");
+  for (const std::string& pattern : options.excludes) {
+    if (pattern.empty() || pattern == "/") UsageError("sync", "--exclude takes a pattern such as \"*.tmp\"");
+  }
+  CheckForced(options);
 }
 
 void TakeNumbers(Options* options) {
@@ -94,6 +121,9 @@ void CheckOperands(Options* options) {
     case Command::Size:
       if (given != 1) UsageError(options->commandName, "expected one URL");
       return;
+    case Command::Sync:
+      if (given != 2) UsageError("sync", "expected SOURCE and DESTINATION");
+      return CheckSync(*options);
     case Command::Prefs:
       if (given > 2) UsageError("prefs", "expected a name and a value");
       return;

@@ -49,6 +49,11 @@ std::string Digest(const Options& options, const std::string& text) {
   UsageError(options.commandName, "--sha256 takes 64 hexadecimal digits");
 }
 
+DeletionLimit Limit(const Options& options, const std::string& text) {
+  if (const auto limit = ParseDeletionLimit(text)) return *limit;
+  UsageError(options.commandName, "--max-delete takes a number, or a share of the files such as 20%");
+}
+
 void TakeOption(Options* options, int value, const char* argument) {
   constexpr unsigned kMostRetries = 1000, kLongestWait = 3600;
   switch (value) {
@@ -69,6 +74,33 @@ void TakeOption(Options* options, int value, const char* argument) {
       break;
     case kActive:
       options->active = true;
+      break;
+    case kDelete:
+      options->deleteGone = true;
+      break;
+    case kDryRun:
+      options->dryRun = true;
+      break;
+    case kExclude:
+      options->excludes.emplace_back(argument);
+      break;
+    case kForce:
+      options->forced.emplace_back(argument);
+      break;
+    case kMaxDelete:
+      options->maxDelete = Limit(*options, argument);
+      break;
+    case kName:
+      options->syncName = argument;
+      break;
+    case kNoRecursion:
+      options->noRecursion = true;
+      break;
+    case kReverse:
+      options->reverse = true;
+      break;
+    case kTwoWay:
+      options->twoWay = true;
       break;
     case kContinue:
       options->continueUpload = true;

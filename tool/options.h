@@ -6,9 +6,27 @@
 #include <string>
 #include <vector>
 
+#include "tool/sync_limit.h"
+
 namespace tool {
 
-enum class Command { Get, Put, Add, Run, List, Show, Remove, Retry, Prefs, Upgrade, Ls, Size, Help, Version };
+enum class Command {
+  Get,
+  Put,
+  Add,
+  Run,
+  List,
+  Show,
+  Remove,
+  Retry,
+  Prefs,
+  Upgrade,
+  Ls,
+  Size,
+  Sync,
+  Help,
+  Version
+};
 enum class ProgressKind { Automatic, Bar, Lines, None };
 
 struct Options {
@@ -44,6 +62,16 @@ struct Options {
   unsigned retries = 5;
   unsigned retryWaitSeconds = 2;
   unsigned timeoutSeconds = 61;
+
+  bool deleteGone = false;
+  bool dryRun = false;
+  bool noRecursion = false;
+  bool reverse = false;
+  bool twoWay = false;
+  DeletionLimit maxDelete;
+  std::vector<std::string> excludes;
+  std::vector<std::string> forced;
+  std::optional<std::string> syncName;
 };
 
 struct ProxyServer {

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <charconv>
-#include <cstdlib>
 #include <stdexcept>
 
 #include "qz/error.h"
@@ -13,6 +12,7 @@
 #include "qz/vrxclientsystem.h"
 #include "tool/cache_sweep.h"
 #include "tool/console.h"
+#include "tool/data_folder.h"
 #include "tool/failure.h"
 #include "tool/private_file.h"
 #include "tool/transfer_files.h"
@@ -29,37 +29,6 @@ constexpr std::uint32_t kFirstTransferByte = 16;
 
 std::uint32_t ByteOf(unsigned number) {
   return kFirstTransferByte + number;
-}
-
-// The folder where the library keeps its own files.
-std::string CacheFolder() {
-  char folder[1024];
-  if (File_GetSysDir(SysDir_Cache, folder) == Error_None) return console::ToSystemName(folder);
-  throw Failure{ExitCode::Disk, "there is no folder for saved transfers"};
-}
-
-std::string MadeInCacheFolder() {
-  std::string folder = PathInFolder(CacheFolder(), "transfers");
-  MakePrivateFolder(folder);
-  return folder;
-}
-
-std::string MadeStoreFolder() {
-  const char* chosen = std::getenv("QZ_TRANSFERS");
-  if (chosen != nullptr && *chosen != '\0') {
-    std::string folder = AbsolutePath(chosen);
-    MakePrivateFolder(folder);
-    return folder;
-  }
-  const std::string data = UserDataFolder();
-  if (data.empty()) return MadeInCacheFolder();
-  std::string folder = PathInFolder(PathInFolder(data, "qz"), "transfers");
-  try {
-    MakePrivateFolder(folder);
-    return folder;
-  } catch (const Failure&) {
-    return MadeInCacheFolder();
-  }
 }
 
 // Data and log files of other folders of saved transfers lie elsewhere, so no sweep but the own one meets
@@ -377,7 +346,8 @@ Claim::~Claim() {
   store_->Release(number_);
 }
 
-Store::Store() : folder_(MadeStoreFolder()), state_(std::make_unique<State>(folder_)) {
+Store::Store()
+    : folder_(MadeDataFolder("QZ_TRANSFERS", "transfers")), state_(std::make_unique<State>(folder_)) {
   UseFilesFolder(state_->files.FilesFolder());
 }
 

@@ -219,6 +219,10 @@ std::string ToSystemName(const std::string& libraryName) {
   return libraryName;
 }
 
+bool HasDrives() {
+  return false;
+}
+
 void ExitInterrupted() {
   ExitNow();
   std::abort();

@@ -205,6 +205,10 @@ std::string ToSystemName(const std::string& libraryName) {
   return Converted(libraryName, WinOSFile_FileNameToDOSName);
 }
 
+bool HasDrives() {
+  return true;
+}
+
 void ExitInterrupted() {
   ExitNow();
   std::abort();
