@@ -38,6 +38,8 @@ SyncKind LeftKind(const SynchroEntryInfo& entry) {
       return KeptKind(entry);
     case SynchroReason_NotWhole:
       return SyncKind::NotWhole;
+    case SynchroReason_Ambiguous:
+      return SyncKind::Ambiguous;
     case SynchroReason_Unclear:
       return SyncKind::Unclear;
     case SynchroReason_Directory:

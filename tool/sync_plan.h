@@ -26,8 +26,9 @@ enum class SyncKind : std::uint8_t {
   KeptAtDestination,
   ChangedAtSource,
   ChangedAtDestination,
-  NotWhole,  // the other side's folder shows nothing
-  Unclear,   // a link, a name or a date that cannot be used
+  NotWhole,   // a listing of the folder cannot be trusted
+  Ambiguous,  // a listing may mean another name
+  Unclear,    // a link, a name or a date that cannot be used
 };
 
 bool IsCopy(SyncKind kind);

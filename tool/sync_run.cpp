@@ -310,7 +310,8 @@ void SyncRun::FailRun(ErrorCode status) const {
       std::string(listedSide_ == 0 ? "source" : "destination") + " \"" + task_.shown[listedSide_] + "\"";
   const std::string rest = isPlan_ ? "; nothing was done" : "; the rest was not done";
   if (status == Error_NotFound && task_.areTablesKnown) {
-    throw Failure{ExitCode::Unsafe, "the " + side + " shows nothing where files were" + rest +
+    throw Failure{ExitCode::Unsafe, "the " + side +
+                                        " shows nothing where files were, or is not listed whole" + rest +
                                         ". If all of it was deleted on purpose, remove \"" + task_.indexPath +
                                         "\": qz then begins anew, and deletes nothing"};
   }

@@ -25,7 +25,8 @@ constexpr KindRow kKinds[] = {
     {SyncKind::KeptAtDestination, "kept at destination", "kept, only at the destination"},
     {SyncKind::ChangedAtSource, "kept at source", "kept, changed only at the source"},
     {SyncKind::ChangedAtDestination, "kept at destination", "kept, changed only at the destination"},
-    {SyncKind::NotWhole, "kept", "kept, the other side's folder shows nothing where files were"},
+    {SyncKind::NotWhole, "kept", "kept, the folder's listing is empty or damaged"},
+    {SyncKind::Ambiguous, "kept", "kept, the listing may mean another name"},
     {SyncKind::Unclear, "kept", "kept, a link, or a name or date that cannot be used"},
 };
 

@@ -54,6 +54,7 @@ TEST(SyncKind, OfWhatIsLeftFollowsTheReason) {
   EXPECT_EQ(tool::KindOf(Left(SynchroReason_Kept, kFile, kNone)), SyncKind::KeptAtSource);
   EXPECT_EQ(tool::KindOf(Left(SynchroReason_Kept, kNone, kFile)), SyncKind::KeptAtDestination);
   EXPECT_EQ(tool::KindOf(Left(SynchroReason_NotWhole, kFile, kNone)), SyncKind::NotWhole);
+  EXPECT_EQ(tool::KindOf(Left(SynchroReason_Ambiguous, kFile, kFile)), SyncKind::Ambiguous);
   EXPECT_EQ(tool::KindOf(Left(SynchroReason_Unclear, kFile, kNone)), SyncKind::Unclear);
   EXPECT_EQ(tool::KindOf(Left(SynchroReason_Directory, kFolder, kNone)), SyncKind::Folder);
 }

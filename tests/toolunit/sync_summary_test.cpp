@@ -17,10 +17,10 @@ TEST(SyncCounts, CountEachKindOnce) {
        {SyncKind::Folder, SyncKind::Equal, SyncKind::CopyToSource, SyncKind::CopyToDestination,
         SyncKind::DeleteAtSource, SyncKind::DeleteAtDestination, SyncKind::Conflict, SyncKind::FolderConflict,
         SyncKind::KeptAtSource, SyncKind::KeptAtDestination, SyncKind::ChangedAtSource,
-        SyncKind::ChangedAtDestination, SyncKind::NotWhole, SyncKind::Unclear})
+        SyncKind::ChangedAtDestination, SyncKind::NotWhole, SyncKind::Ambiguous, SyncKind::Unclear})
     counts.Count(kind);
-  EXPECT_EQ(tool::SummaryText(counts), "2 copied, 2 deleted, 1 equal, 2 conflicts, 6 kept, 0 failed");
-  EXPECT_EQ(counts.Files(), 13u);
+  EXPECT_EQ(tool::SummaryText(counts), "2 copied, 2 deleted, 1 equal, 2 conflicts, 7 kept, 0 failed");
+  EXPECT_EQ(counts.Files(), 14u);
 }
 
 TEST(SyncCounts, AreToldWithTheirWords) {
