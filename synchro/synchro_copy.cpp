@@ -8,10 +8,13 @@
 //
 // A temporary file replaces the local one when it is complete. In a guarded run a file on a server is
 // replaced so too (synchro_upload.cpp), from a server through a local file.
+#include <algorithm>
+
 #include "net/copy_internal.h"
 #include "net/ftpc_internal.h"
 #include "net/httpc_internal.h"
 #include "os/core/owned.h"
+#include "os/platform/filesystem.h"
 #include "qz/error.h"
 #include "qz/os.h"
 #include "synchro/synchro_copy_internal.h"
@@ -23,6 +26,7 @@ namespace {
 constexpr uint64_t kUnknownLength = UINT64_MAX;
 constexpr uint32_t kUnknownValue = UINT32_MAX;
 constexpr float kPollSeconds = 0.02f;
+constexpr uint32_t kCopyBytes = 32 * 1024;
 
 // ---- values of the new file --------------------------------------------------------------------
 
@@ -68,12 +72,24 @@ ErrorCode ReadTemporary(const SynchroCopy& copy, SynchroSide* made) {
   return copy.isGuarded ? iSynchro_ReadLocal(path, made) : iSynchro_ReadLocalValues(path, made);
 }
 
+// The old file must be one that could be written; the new one gets its permissions.
+ErrorCode KeepPermissions(const SynchroCopy& copy) {
+  if (File_Exists(copy.toPath, nullptr) == 0) return Error_None;
+  Owned<File, File_Close> old;
+  Owned<File, File_Close> made;
+  ErrorCode status = File_Open(copy.toPath, FileMode_Append, old.out());
+  if (status == Error_None) status = File_Open(copy.temporary->path, FileMode_Append, made.out());
+  if (status != Error_None) return status;
+  return platform::KeepPermissions(old.get()->descriptor, made.get()->descriptor) ? Error_None : Error_Fail;
+}
+
 // The old file stays until the new one is complete.
 ErrorCode ReplaceLocal(const SynchroCopy& copy, WriteMethod write, SynchroSide* made) {
   ErrorCode status = CheckLocalTarget(copy.toPath);
   if (status == Error_None) status = iSynchro_ChooseTemporary(copy.toPath, copy.temporary);
   if (status != Error_None) return status;
   status = write(copy);
+  if (status == Error_None) status = KeepPermissions(copy);
   if (status == Error_None) status = ReadTemporary(copy, made);
   if (status == Error_None) status = Tell(copy, *made, false);
   if (status == Error_None) status = File_Replace(copy.temporary->path, copy.toPath);
@@ -89,11 +105,13 @@ ErrorCode FlushToDisk(File* file) {
   return status != Error_None ? status : Error_Fail;
 }
 
-// Runs `transfer` on the temporary file, opened, and completes it.
+// Runs `transfer` on the temporary file, opened, and completes it. What replaces another file may be for few
+// eyes.
 template <typename Transfer>
 ErrorCode WriteTemporary(const SynchroCopy& copy, Transfer transfer) {
   Owned<File, File_Close> file;
-  ErrorCode status = iFile_OpenNew(copy.temporary->path, FileMode_Write, false, file.out());
+  const bool isPrivate = File_Exists(copy.toPath, nullptr) != 0;
+  ErrorCode status = iFile_OpenNew(copy.temporary->path, FileMode_Write, isPrivate, file.out());
   if (status == Error_None) status = transfer(File_GetStream(file.get()));
   if (status == Error_None) status = FlushToDisk(file.get());
   if (status != Error_None) return status;
@@ -224,23 +242,28 @@ ErrorCode CopyFileToFTP(const SynchroCopy& copy, SynchroSide* made) {
   return status == Error_None ? ReadServerValues(copy, made) : status;
 }
 
-ErrorCode FlushClosed(const char* path) {
-  Owned<File, File_Close> file;
-  const ErrorCode status = File_Open(path, FileMode_Update, file.out());
-  return status == Error_None ? FlushToDisk(file.get()) : status;
+// Error_Ended for a file that has become shorter meanwhile.
+ErrorCode CopyBytes(const SynchroCopy& copy, Stream* from, uint64_t length, Stream* to) {
+  char block[kCopyBytes];
+  while (length != 0) {
+    if (copy.from->interrupt != nullptr && copy.from->interrupt->IsSet()) return Error_Cancel;
+    const auto wanted = static_cast<uint32_t>(std::min<uint64_t>(length, kCopyBytes));
+    const uint32_t count = Stream_Read(from, wanted, block);
+    if (count == 0) return Stream_Error(from) != Error_None ? Stream_Error(from) : Error_Ended;
+    if (Stream_Write(to, count, block) != count) return Error_Exceed;
+    length -= count;
+  }
+  return Error_None;
 }
 
 ErrorCode WriteCopied(const SynchroCopy& copy) {
-  Owned<FileCopy, [](FileCopy* handle) { File_CopyAbort(&handle); }> steps;
-  const char* const temporary = copy.temporary->path;
-  ErrorCode status = File_CopyStart(copy.fromPath, temporary, 0, nullptr, nullptr, steps.out());
-  while (status == Error_None && steps) {
-    FileCopy* step = steps.release();
-    status = File_CopyEnd(&step);
-    steps.reset(step);
-    if (copy.from->interrupt != nullptr && copy.from->interrupt->IsSet()) return Error_Cancel;
-  }
-  return status == Error_None ? FlushClosed(temporary) : status;
+  Owned<File, File_Close> file;
+  uint64_t sizeBytes = 0;
+  const ErrorCode status = OpenLocal(copy.fromPath, file.out(), &sizeBytes);
+  if (status == Error_NotFound && File_Exists(copy.fromPath, nullptr) != 0) return Error_Invalid;
+  if (status != Error_None) return status;
+  Stream* const from = File_GetStream(file.get());
+  return WriteTemporary(copy, [&](Stream* to) { return CopyBytes(copy, from, sizeBytes, to); });
 }
 
 ErrorCode CopyFileToFile(const SynchroCopy& copy, SynchroSide* made) {

@@ -19,8 +19,9 @@ struct SynchroTemporary {
 
 // Removes what the last run left. mayRemove false: everything is left as it is, and counts as a leftover.
 // directory: as iSynchro_FindBeside.
-void iSynchro_BeginTemporaries(const char* directory, const char* synchroName, bool mayRemove,
-                               SynchroTemporary* temporary);
+// Fails, and leaves the record as it is, when that cannot be read: its files would be forgotten.
+ErrorCode iSynchro_BeginTemporaries(const char* directory, const char* synchroName, bool mayRemove,
+                                    SynchroTemporary* temporary);
 // Forgets the names whose files are gone.
 void iSynchro_EndTemporaries(SynchroTemporary* temporary);
 // Whether a local path is that of a leftover.

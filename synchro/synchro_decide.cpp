@@ -83,6 +83,7 @@ char iSynchro_Mark(uint32_t flags, uint32_t state) {
 }
 
 SynchroAction iSynchro_Decide(uint32_t flags, const SynchroEntry& entry) {
+  if (entry.Has(SynchroEntryFlag_LookAlike)) return {'=', SynchroStep::Leave, SynchroEnd_Source};
   const char mark = entry.Has(SynchroEntryFlag_Unclear) ? '=' : iSynchro_Mark(flags, entry.state);
   const SynchroEnd from = mark == '<' ? SynchroEnd_Destination : SynchroEnd_Source;
   if (entry.sides[from].directory != 0) {

@@ -2,6 +2,8 @@
 #include <cstring>
 
 #include "os/core/memory_internal.h"
+#include "os/file/file_internal.h"
+#include "os/text/characterclass_internal.h"
 #include "os/text/texthash_internal.h"
 #include "qz/memory.h"
 #include "synchro/synchro_entries_internal.h"
@@ -11,6 +13,15 @@ namespace {
 constexpr uint32_t kFirstRoom = 16;
 constexpr uint32_t kFirstSlots = 32;
 constexpr uint32_t kMostEntries = 1u << 28;
+constexpr uint32_t kLookAlike = SynchroEntryFlag_Unclear | SynchroEntryFlag_LookAlike;
+
+bool FoldCase(const char* name, char (&folded)[kFileNameSize]) {
+  size_t length = 0;
+  for (; name[length] != '\0' && length < sizeof folded - 1; ++length)
+    folded[length] = static_cast<char>(iCharacter_ToLower(static_cast<uint8_t>(name[length])));
+  folded[length] = '\0';
+  return name[length] == '\0';
+}
 
 }  // namespace
 
@@ -102,4 +113,23 @@ void SynchroEntries::Enter(uint32_t position) {
   uint32_t slot = HashOf(entries_[position].name) & mask;
   while (slots_[slot] != 0) slot = (slot + 1) & mask;
   slots_[slot] = position + 1;
+}
+
+ErrorCode iSynchro_MarkLookAlikes(SynchroEntries* entries) {
+  SynchroEntries seen;  // by folded names; the state is the position of the first entry
+  for (uint32_t i = 0; i < entries->Count(); ++i) {
+    SynchroEntry& entry = entries->At(i);
+    char folded[kFileNameSize];
+    const bool isListed = entry.IsAt(SynchroEnd_Source) || entry.IsAt(SynchroEnd_Destination);
+    if (!isListed || !FoldCase(entry.name, folded)) continue;
+    if (const SynchroEntry* const first = seen.Find(folded); first != nullptr) {
+      entries->At(first->state).flags |= kLookAlike;
+      entry.flags |= kLookAlike;
+      continue;
+    }
+    SynchroEntry* const added = seen.Add(folded);
+    if (added == nullptr) return Error_Memory;
+    added->state = i;
+  }
+  return Error_None;
 }

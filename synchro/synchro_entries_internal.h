@@ -4,6 +4,7 @@
 
 #include <cstdint>
 
+#include "qz/error.h"
 #include "synchro/synchro_entry_internal.h"
 
 class SynchroEntries {
@@ -42,3 +43,7 @@ class SynchroEntries {
   uint32_t* slots_ = nullptr;
   uint32_t slotCount_ = 0;
 };
+
+// Marks the entries that a side has and whose names differ only in case, of ASCII letters: all of them, for
+// where case is ignored they are one file. Error_None or Error_Memory.
+ErrorCode iSynchro_MarkLookAlikes(SynchroEntries* entries);

@@ -30,6 +30,8 @@ enum SynchroEntryFlag : uint32_t {
   SynchroEntryFlag_Unclear = 8,   // a line showed its name and no usable values: nothing is done to it
   SynchroEntryFlag_Settled =
       16,  // guarded: what the sides have is what its line is to say; of an intent: closed
+  SynchroEntryFlag_LookAlike =
+      64,  // unclear: another name differs from it only in case, and a side knows no case
   SynchroEntryFlag_InPlace = 32,  // of an intent: see SynchroIntent
   // Guarded:
   SynchroEntryFlag_Ambiguous = 256,        // a listing may mean another name: nothing is done to it

@@ -118,7 +118,9 @@ ErrorCode TakeLine(Update* update) {
 
 ErrorCode TakeLines(Update* update) {
   ErrorCode status = Error_None;
-  while (status == Error_None && update->lines.Next()) status = TakeLine(update);
+  while (status == Error_None && update->lines.Next()) {
+    status = iSynchro_IsStopped(update->synchro) ? ErrorCode{Error_Cancel} : TakeLine(update);
+  }
   return status == Error_None ? update->lines.Status() : status;
 }
 
@@ -135,6 +137,15 @@ ErrorCode TakeListing(Synchro* synchro, SynchroFrame* frame, SynchroEnd end, con
 }
 
 // ---- both sides --------------------------------------------------------------------------------
+
+// Where there are drives a local side takes two names that differ only in case for one.
+bool IgnoresCase(const Synchro& synchro) {
+  if (!platform::UsesDriveLetters()) return false;
+  for (const SynchroConnection& side : synchro.sides) {
+    if (URL_GetProtocolType(side.url.protocol) == URLProtocol_File) return true;
+  }
+  return false;
+}
 
 struct Settling {
   const SynchroMasks* masks;
@@ -249,6 +260,8 @@ ErrorCode iSynchro_UpdateFrame(Synchro* synchro, SynchroFrame* frame,
     return status;
   }
   iSynchro_JudgeUnlisted(&frame->intents, &frame->entries);
+  if (IgnoresCase(*synchro)) status = iSynchro_MarkLookAlikes(&frame->entries);
+  if (status != Error_None) return status;
   Settling settling = {&synchro->masks, frame};
   frame->entries.RemoveIf(Settle, &settling);
   if (frame->hasJournal) frame->isChanged = true;

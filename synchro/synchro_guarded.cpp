@@ -52,6 +52,7 @@ void EnterValues(const SynchroRead& found, SynchroEnd end, SynchroEntry* entry) 
 ErrorCode TakeEntry(void* context, const SynchroRead& found) {
   auto* const reading = static_cast<Reading*>(context);
   SynchroFrame* const frame = reading->frame;
+  if (iSynchro_IsStopped(reading->synchro)) return Error_Cancel;
   if (iSynchro_IsLeftoverEntry(*reading->synchro, *frame, reading->end, found.name)) return Error_None;
   ++reading->count;
   if (!iSynchro_IsUsableName(found.name, platform::UsesDriveLetters()) || !IsStorable(found.name)) {

@@ -39,6 +39,8 @@ struct SynchroFrame {
   bool isShown[kSynchroEnds] = {};  // the parent's listing has the directory
   bool hasLongLines = false;        // guarded: a side has listed names that may be ambiguous
   bool hasUploads[kSynchroEnds] = {};
+  const SynchroFrame* parent = nullptr;  // null for the roots
+  SynchroIdentity identities[kSynchroEnds] = {};
   uint32_t cursor = 0;            // of the next entry to act on
   char directory[kFileNameSize];  // relative to the roots; empty for them
   char tablePath[kFileNameSize];  // empty: it has none yet
@@ -61,10 +63,11 @@ struct Synchro {
   SynchroIndex index;
   uint32_t flags;
   SynchroMasks masks;
-  Semaphore* lock;  // guards changes of the state
-  Thread* thread;   // null: none was started
-  Stack* frames;    // of SynchroFrame
-  uint32_t depth;   // their number
+  Semaphore* lock;   // guards changes of the state
+  Thread* thread;    // null: none was started
+  Stack* frames;     // of SynchroFrame
+  uint32_t depth;    // their number
+  uint32_t entered;  // all directories of the run so far
   SynchroConnection sides[kSynchroEnds];
   SynchroTemporary temporary;
   Word statusValue;

@@ -13,12 +13,17 @@
 #include "qz/os.h"
 #include "synchro/synchro_internal.h"
 #include "synchro/synchro_kind_internal.h"
+#include "synchro/synchro_testing.h"
 #include "synchro/synchro_upload_internal.h"
 
 namespace {
 
 constexpr uint32_t kDeepest = 128;
+// Where every folder shows two more, there are more of them than a run comes through.
+constexpr uint32_t kMostDirectories = 1000000;
 constexpr float kMemoryRetrySeconds = 0.05f;
+
+std::atomic<uint32_t> mostDirectories{kMostDirectories};
 
 constexpr SynchroCounter kCopied[kSynchroEnds] = {SynchroCounter_CopiedToSource,
                                                   SynchroCounter_CopiedToDestination};
@@ -51,6 +56,7 @@ SynchroFrame* PushFrame(Synchro* synchro, const char* directory) {
   iFile_CopyName(directory, frame->directory);
   frame->tablePath[0] = '\0';
   ++synchro->depth;
+  ++synchro->entered;
   iSynchro_Report(synchro, "Pushed \"%s\"", directory);
   return frame;
 }
@@ -61,21 +67,46 @@ void PopFrame(Synchro* synchro) {
   --synchro->depth;
 }
 
-// False when the directory is left out: its path is too long or too deep, as where links lead in a circle.
+// Whether a side's directory is one of those that it is in.
+bool LeadsBack(const SynchroFrame& parent, const SynchroIdentity& identity, SynchroEnd end) {
+  for (const SynchroFrame* frame = &parent; frame != nullptr; frame = frame->parent) {
+    if (identity.IsSame(frame->identities[end])) return true;
+  }
+  return false;
+}
+
+// Why a directory is left out; null when it is not.
+const char* Refusal(const Synchro& synchro, const SynchroFrame& parent, const char* directory,
+                    SynchroIdentity (&identities)[kSynchroEnds]) {
+  if (synchro.depth >= kDeepest) return "is too deep";
+  if (synchro.entered >= mostDirectories.load()) return "is one too many";
+  for (const SynchroEnd end : {SynchroEnd_Source, SynchroEnd_Destination}) {
+    identities[end] = iSynchro_Identify(synchro.sides[end], directory);
+    if (LeadsBack(parent, identities[end], end)) return "leads back into itself";
+  }
+  return nullptr;
+}
+
+// False when the directory is left out.
 bool EnterDirectory(Synchro* synchro, const SynchroFrame& parent, const SynchroEntry& entry) {
   char directory[kFileNameSize];
-  if (synchro->depth >= kDeepest) {
-    Error("Synchro: \"%s\" of \"%s\" is too deep", entry.name, parent.directory);
-    return false;
-  }
+  SynchroIdentity identities[kSynchroEnds];
   if (iFile_Join(parent.directory, entry.name, directory) != Error_None) {
     Error("Synchro: the path is too long: \"%s\" in \"%s\"", entry.name, parent.directory);
     return false;
   }
+  const char* const refusal = Refusal(*synchro, parent, directory, identities);
+  if (refusal != nullptr) {
+    Error("Synchro: \"%s\" of \"%s\" %s", entry.name, parent.directory, refusal);
+    return false;
+  }
   SynchroFrame* const frame = PushFrame(synchro, directory);
   if (frame == nullptr) return true;
-  for (const SynchroEnd end : {SynchroEnd_Source, SynchroEnd_Destination})
+  frame->parent = &parent;
+  for (const SynchroEnd end : {SynchroEnd_Source, SynchroEnd_Destination}) {
     frame->isShown[end] = entry.IsAt(end);
+    frame->identities[end] = identities[end];
+  }
   return true;
 }
 
@@ -357,7 +388,9 @@ void ActOnEntries(Synchro* synchro, SynchroFrame* frame) {
 // ---- the walk ----------------------------------------------------------------------------------
 
 ErrorCode Walk(Synchro* synchro) {
-  PushFrame(synchro, "");
+  SynchroFrame* const root = PushFrame(synchro, "");
+  for (const SynchroEnd end : {SynchroEnd_Source, SynchroEnd_Destination})
+    if (root != nullptr) root->identities[end] = iSynchro_Identify(synchro->sides[end], "");
   while (!iSynchro_IsStopped(synchro) && synchro->frames->top != nullptr && synchro->failure == Error_None) {
     const ErrorCode status = OpenSides(synchro);
     if (status != Error_None) return status;
@@ -399,11 +432,17 @@ void iSynchro_TellUnusable(const Synchro& synchro, const SynchroFrame& frame, Sy
   TellResult(synchro, info, Error_Invalid);
 }
 
+void iSynchro_SetMostDirectories(uint32_t count) {
+  mostDirectories = count != 0 ? count : kMostDirectories;
+}
+
 ErrorCode iSynchro_Run(Synchro* synchro) {
   synchro->failure = Error_None;
+  synchro->entered = 0;
   for (std::atomic<uint32_t>& counter : synchro->counters) counter = 0;
-  iSynchro_BeginTemporaries(synchro->directory, synchro->name, !synchro->isPlanOnly, &synchro->temporary);
-  ErrorCode status = Walk(synchro);
+  ErrorCode status =
+      iSynchro_BeginTemporaries(synchro->directory, synchro->name, !synchro->isPlanOnly, &synchro->temporary);
+  if (status == Error_None) status = Walk(synchro);
   CleanUp(synchro);
   if (status == Error_None) status = synchro->failure;
   if (status == Error_None) status = static_cast<ErrorCode>(synchro->counters[SynchroCounter_Error].load());

@@ -141,8 +141,11 @@ ErrorCode ListFTP(SynchroConnection* side, const char* directory, bool mayCreate
   return isUnlisted ? TakeUnlisted(isShown && !isMade, isEmpty) : status;
 }
 
+// A network that is gone, or a name that the system does not take, says nothing about the folder.
 bool IsMissing(uint32_t systemError) {
-  return systemError == platform::SystemError_None || iFile_IsNotFound(systemError);
+  return systemError == platform::SystemError_None || systemError == platform::SystemError_FileNotFound ||
+         systemError == platform::SystemError_PathNotFound ||
+         systemError == platform::SystemError_NoMoreFiles;
 }
 
 // Failed: descriptors or memory ran out, or the disk cannot be read.
@@ -172,16 +175,17 @@ ErrorCode SearchFailure(const char* path, uint32_t systemError) {
   return Error_FromSystem("Synchro_Go", path, systemError);
 }
 
-ErrorCode ListLocal(const char* path, bool mayCreate, bool isShown, const char* listFile, bool* isEmpty) {
-  const ErrorCode status = Directory_Find(path, mayCreate ? 1 : 0, nullptr, nullptr);
-  *isEmpty = status == Error_NotFound;
-  if (status != Error_None) return *isEmpty ? Error_None : status;
+// mayGo: the folder may be missing, whatever is known of it.
+ErrorCode ListLocal(const char* path, bool mayCreate, bool isShown, bool mayGo, const char* listFile,
+                    bool* isEmpty) {
+  const bool creates = mayCreate && (mayGo || !isShown);
+  const ErrorCode status = Directory_Find(path, creates ? 1 : 0, nullptr, nullptr);
+  if (status != Error_None && status != Error_NotFound) return status;
   switch (CanBeSearched(path)) {
     case Searched::Possible:
       return Directory_GetList(path, DirectoryListKind_LongLines, listFile);
     case Searched::Missing:
-      *isEmpty = true;
-      return Error_None;
+      return TakeUnlisted(isShown && !mayGo, isEmpty);
     case Searched::Failed:
       return SearchFailure(path, platform::LastSystemError());
     default:
@@ -229,6 +233,17 @@ ErrorCode iSynchro_EntryPath(const SynchroConnection& side, const char* director
   return status == Error_None ? Join(path, name, path) : status;
 }
 
+SynchroIdentity iSynchro_Identify(const SynchroConnection& side, const char* directory) {
+  char path[kFileNameSize];
+  char systemName[kFileNameSize];
+  platform::DirectoryIdentity identity;
+  if (ProtocolOf(side) != URLProtocol_File) return {};
+  if (iSynchro_FolderPath(side, directory, path) != Error_None) return {};
+  if (iFile_ToSystemName(path, systemName) != Error_None) return {};
+  if (!platform::IdentifyDirectory(systemName, &identity)) return {};
+  return {true, identity.volume, identity.number};
+}
+
 void iSynchro_ShowFolder(const SynchroConnection& side, const char* directory, char (&text)[kFileNameSize]) {
   URLData shown = side.url;
   shown.password = nullptr;
@@ -249,7 +264,8 @@ ErrorCode iSynchro_ListFolder(SynchroConnection* side, const char* directory, bo
     case URLProtocol_File: {
       char path[kFileNameSize];
       const ErrorCode status = iSynchro_FolderPath(*side, directory, path);
-      return status == Error_None ? ListLocal(path, mayCreate, isShown, listFile, isEmpty) : status;
+      const bool isRoot = directory[0] == '\0';
+      return status == Error_None ? ListLocal(path, mayCreate, isShown, isRoot, listFile, isEmpty) : status;
     }
     default:
       return Error_Invalid;

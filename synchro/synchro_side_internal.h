@@ -48,6 +48,18 @@ inline bool iSynchro_IsLoginFolder(const SynchroConnection& side, const char* di
   return side.url.path == nullptr && directory[0] == '\0';
 }
 
+// A local directory, told from every other. Nothing is known of one on a server.
+struct SynchroIdentity {
+  bool isKnown = false;
+  uint64_t volume = 0;
+  uint64_t number = 0;
+
+  bool IsSame(const SynchroIdentity& other) const {
+    return isKnown && other.isKnown && volume == other.volume && number == other.number;
+  }
+};
+SynchroIdentity iSynchro_Identify(const SynchroConnection& side, const char* directory);
+
 // The side's URL without its password, and the directory, for people.
 void iSynchro_ShowFolder(const SynchroConnection& side, const char* directory, char (&text)[kFileNameSize]);
 

@@ -13,6 +13,7 @@
 namespace {
 
 constexpr char kEnding[] = ".xfer";
+constexpr char kNextEnding[] = ".next";
 constexpr uint32_t kLargestRecord = 64 * 1024;
 
 std::string_view LastPart(std::string_view path) {
@@ -78,12 +79,16 @@ void iSynchro_DropLeftover(const char* line, SynchroTemporary* temporary) {
 
 namespace {
 
-void TakeRecorded(File* record, bool mayRemove, SynchroTemporary* temporary) {
+// What cannot be remembered fails, for a file that is forgotten would pass for one to be copied.
+ErrorCode TakeRecorded(File* record, bool mayRemove, SynchroTemporary* temporary) {
   char path[kFileNameSize];
   while (File_ScanLine(record, sizeof path, path) >= 0) {
     if (!IsTemporaryName(path)) continue;
-    if (!mayRemove || IsOnServer(path) || !Remove(path)) iSynchro_AddLeftover(path, temporary);
+    const bool isGone = mayRemove && !IsOnServer(path) && Remove(path);
+    if (!isGone && !iSynchro_AddLeftover(path, temporary)) return Error_Memory;
   }
+  const ErrorCode status = Stream_Error(File_GetStream(record));
+  return status == Error_Ended ? Error_None : status;
 }
 
 bool WriteText(File* file, const char* text) {
@@ -93,15 +98,20 @@ bool WriteText(File* file, const char* text) {
 
 }  // namespace
 
+// Beside the old one, which a kill must not cost.
 ErrorCode iSynchro_WriteRecord(const SynchroTemporary& temporary) {
+  char next[kFileNameSize];
   Owned<File, File_Close> file;
-  const ErrorCode status = File_Open(temporary.recordPath, FileMode_Write, file.out());
+  const int length = snprintf(next, sizeof next, "%s%s", temporary.recordPath, kNextEnding);
+  if (length < 0 || static_cast<size_t>(length) >= sizeof next) return Error_Exceed;
+  const ErrorCode status = File_Open(next, FileMode_Write, file.out());
   if (status != Error_None) return status;
   const bool isWritten = (temporary.leftovers == nullptr || WriteText(file.get(), temporary.leftovers)) &&
                          WriteText(file.get(), temporary.path) &&
                          (temporary.path[0] == '\0' || WriteText(file.get(), "\n"));
   const ErrorCode closed = File_Close(file.release());
-  return isWritten ? closed : Error_Exceed;
+  if (!isWritten || closed != Error_None) return isWritten ? closed : Error_Exceed;
+  return File_Replace(next, temporary.recordPath);
 }
 
 namespace {
@@ -121,20 +131,25 @@ ErrorCode Choose(const char* folder, SynchroTemporary* temporary) {
 
 }  // namespace
 
-void iSynchro_BeginTemporaries(const char* directory, const char* synchroName, bool mayRemove,
-                               SynchroTemporary* temporary) {
+ErrorCode iSynchro_BeginTemporaries(const char* directory, const char* synchroName, bool mayRemove,
+                                    SynchroTemporary* temporary) {
   char name[kFileNameSize];
   Forget(temporary);
   snprintf(name, sizeof name, "%s%s", synchroName, kEnding);
-  if (iSynchro_FindBeside(directory, name, temporary->recordPath) != Error_None) return;
+  ErrorCode status = iSynchro_FindBeside(directory, name, temporary->recordPath);
   Memory_Delete(temporary->leftovers);
   temporary->leftovers = nullptr;
-  if (File_Exists(temporary->recordPath, nullptr) == 0) return;
+  if (status != Error_None || File_Exists(temporary->recordPath, nullptr) == 0) return status;
   Owned<File, File_Close> record;
-  if (File_Open(temporary->recordPath, FileMode_Read, record.out()) != Error_None) return;
-  TakeRecorded(record.get(), mayRemove, temporary);
+  status = File_Open(temporary->recordPath, FileMode_Read, record.out());
+  if (status == Error_None) status = TakeRecorded(record.get(), mayRemove, temporary);
   record.reset();
+  if (status != Error_None) {
+    temporary->recordPath[0] = '\0';  // it stays as it is
+    return status;
+  }
   if (mayRemove) iSynchro_EndTemporaries(temporary);
+  return Error_None;
 }
 
 void iSynchro_EndTemporaries(SynchroTemporary* temporary) {

@@ -45,6 +45,13 @@ struct FileInformation {
 // pattern, the first match of a name with * or ? is meant.
 bool GetInformation(const char* name, FileInformation* information);
 
+// What tells one directory from every other while both exist. False where it cannot be told.
+struct DirectoryIdentity {
+  uint64_t volume;
+  uint64_t number;
+};
+bool IdentifyDirectory(const char* name, DirectoryIdentity* identity);
+
 bool MakeDirectory(const char* name);
 bool RemoveEmptyDirectory(const char* name);
 // Removes a file, or a link to a file. Refuses directories.

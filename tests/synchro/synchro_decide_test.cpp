@@ -5,6 +5,7 @@
 
 #include "qz/synchro.h"
 #include "synchro/synchro_decide_internal.h"
+#include "synchro/synchro_entries_internal.h"
 
 namespace {
 
@@ -313,6 +314,27 @@ TEST(SynchroTakeDone, TakesOnlyThePresenceOfADeletedFile) {
   EXPECT_EQ(entry.sides[1].present, 0u);
   EXPECT_EQ(entry.sides[1].size, 5u);
   EXPECT_EQ(entry.sides[1].time.seconds, 50u);
+}
+
+TEST(SynchroEntries, MarksAllNamesThatDifferOnlyInCase) {
+  SynchroEntries entries;
+  for (const char* const name : {"a", "B", "A", "c", "sub", "SUB", "b", "d", "D"}) {
+    SynchroEntry* const entry = entries.Add(name);
+    ASSERT_NE(entry, nullptr);
+    entry->sides[SynchroEnd_Source].present = 1;
+  }
+  entries.Find("D")->sides[SynchroEnd_Source].present = 0;
+  entries.Find("SUB")->sides[SynchroEnd_Destination] = {1, 1, 0, {}};
+  EXPECT_EQ(iSynchro_MarkLookAlikes(&entries), Error_None);
+  std::string marked;
+  for (uint32_t i = 0; i < entries.Count(); ++i) {
+    const SynchroEntry& entry = entries.At(i);
+    if (!entry.Has(SynchroEntryFlag_LookAlike)) continue;
+    EXPECT_TRUE(entry.Has(SynchroEntryFlag_Unclear));
+    EXPECT_EQ(iSynchro_Decide(SynchroFlag_Recurse | 15, entry).step, SynchroStep::Leave);
+    marked += std::string(entry.name) + " ";
+  }
+  EXPECT_EQ(marked, "a B A sub SUB b ");
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 // Whole runs with an FTP server on one side or both, the conversations byte for byte.
 #include <string>
 
+#include "os/platform/filesystem.h"
 #include "tests/support/error_capture.h"
 #include "tests/support/fail_allocation.h"
 #include "tests/synchro/synchro_fixture.h"
@@ -401,6 +402,26 @@ TEST_F(SynchroFTPTest, AsksTheServersToMoveAFile_AndBelievesTheDestination) {
   destination.Finish();
   EXPECT_EQ(FileLines(outcome), Lines{"ftp > ftp:  a  -> None"});
   EXPECT_EQ(outcome.counters, "0 0 0 1 0");
+}
+
+// ---- names that a side takes for one -----------------------------------------------------------
+
+TEST_F(SynchroFTPTest, LeavesNamesThatDifferOnlyInCase_WhereTheyAreOneFile) {
+  const bool areOne = platform::UsesDriveLetters();
+  Put("dst/README", "mine");
+  Script rest = areOne ? Script{} : synchro::Retrieve("/pub/Readme", "theirs");
+  ScriptedServer server({Join({Login(), List("/pub/", FileLine("Readme", "6")), rest, Quit()})});
+  const Outcome outcome = Run(9, FTPURL(server), FileURL("dst"));
+  server.Finish();
+  if (areOne) {
+    EXPECT_EQ(FileLines(outcome),
+              (Lines{"ftp = file:  README  -> Invalid", "ftp = file:  Readme  -> Invalid"}));
+    EXPECT_EQ(Tree("dst"), "README=mine");
+  } else {
+    EXPECT_EQ(FileLines(outcome),
+              (Lines{"ftp > file:  README DELETE -> None", "ftp > file:  Readme  -> None"}));
+    EXPECT_EQ(Tree("dst"), "Readme=theirs");
+  }
 }
 
 // ---- memory ------------------------------------------------------------------------------------

@@ -203,6 +203,13 @@ bool RenameWithoutReplacing(const char* from, const char* to) {
   return RenameInTwoSteps(from, to);
 }
 
+bool IdentifyDirectory(const char* name, DirectoryIdentity* identity) {
+  struct stat status;
+  if (stat(name, &status) != 0) return false;
+  *identity = {status.st_dev, status.st_ino};
+  return true;
+}
+
 bool RenameReplacing(const char* from, const char* to) {
   return rename(from, to) == 0;
 }

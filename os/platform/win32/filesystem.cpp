@@ -167,6 +167,20 @@ bool RenameWithoutReplacing(const char* from, const char* to) {
   return MoveFileA(from, to) != 0;
 }
 
+bool IdentifyDirectory(const char* name, DirectoryIdentity* identity) {
+  constexpr DWORD kEverybody = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+  const HANDLE handle =
+      CreateFileA(name, 0, kEverybody, nullptr, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
+  if (handle == INVALID_HANDLE_VALUE) return false;
+  BY_HANDLE_FILE_INFORMATION information;
+  const bool isTold = GetFileInformationByHandle(handle, &information) != 0;
+  CloseHandle(handle);
+  if (!isTold) return false;
+  *identity = {information.dwVolumeSerialNumber,
+               (uint64_t{information.nFileIndexHigh} << 32) | information.nFileIndexLow};
+  return true;
+}
+
 bool RenameReplacing(const char* from, const char* to) {
   return MoveFileExA(from, to, MOVEFILE_REPLACE_EXISTING) != 0;
 }

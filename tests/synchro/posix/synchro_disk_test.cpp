@@ -1,5 +1,7 @@
 // Runs on disks that are full, and folders that may not be read or written.
+#include "synchro/synchro_copy_internal.h"
 #include "synchro/synchro_side_internal.h"
+#include "synchro/synchro_testing.h"
 #include "tests/support/error_capture.h"
 #include "tests/support/file_system.h"
 #include "tests/support/no_descriptors.h"
@@ -9,6 +11,8 @@ namespace {
 
 using synchro::Lines;
 using synchro::Outcome;
+
+constexpr uint32_t kTwoWay = 3;
 
 class SynchroDiskTest : public synchro::Test {};
 
@@ -39,8 +43,11 @@ TEST_F(SynchroDiskTest, FailsAFolderThatIsShown_WhenItMayNotBeRead) {
   EXPECT_EQ(iSynchro_ListFolder(&side, "sub", true, true, list.c_str(), &isEmpty), Error_NoAccess);
   EXPECT_EQ(iSynchro_ListFolder(&side, "sub", false, false, list.c_str(), &isEmpty), Error_None);
   EXPECT_TRUE(isEmpty);
-  EXPECT_EQ(iSynchro_ListFolder(&side, "missing", false, true, list.c_str(), &isEmpty), Error_None);
-  EXPECT_TRUE(isEmpty);
+  for (const bool mayCreate : {false, true}) {
+    EXPECT_EQ(iSynchro_ListFolder(&side, "missing", mayCreate, true, list.c_str(), &isEmpty), Error_NoAccess);
+    EXPECT_FALSE(isEmpty);
+    EXPECT_FALSE(root_.Exists("src/missing")) << "its parent's listing has shown it";
+  }
 }
 
 TEST_F(SynchroDiskTest, FailsAFolder_WhenDescriptorsRunOut) {
@@ -139,6 +146,103 @@ TEST_F(SynchroDiskTest, LeavesLinksAndNamesThatATableCannotHold_Guarded) {
     EXPECT_EQ(Tree("dst"), "file=other x -> y=1");
     EXPECT_EQ(Tree("elsewhere"), "kept=k");
   }
+}
+
+// ---- folders that contain themselves -----------------------------------------------------------
+
+TEST_F(SynchroDiskTest, LeavesOutAFolderThatLeadsBackIntoItself) {
+  Put("src/sub/a", "a");
+  std::filesystem::create_directory_symlink(root_.SystemName("src/sub"), root_.SystemName("src/sub/again"));
+  std::filesystem::create_directory_symlink(root_.SystemName("src"), root_.SystemName("src/sub/root"));
+  std::filesystem::create_directory_symlink(root_.SystemName("src/sub"), root_.SystemName("src/twice"));
+  const ErrorCapture capture;
+  const Outcome outcome = RunLocal(SynchroFlag_Recurse | 1);
+  EXPECT_EQ(outcome.state, SynchroState_Finished);
+  EXPECT_EQ(Tree("dst"), "sub/ sub/a=a twice/ twice/a=a") << "a folder in two places is entered twice";
+  Lines reports = capture.Lines();
+  std::sort(reports.begin(), reports.end());
+  EXPECT_EQ(reports, (Lines{"#### Error: Synchro: \"again\" of \"sub\" leads back into itself\n",
+                            "#### Error: Synchro: \"again\" of \"twice\" leads back into itself\n",
+                            "#### Error: Synchro: \"root\" of \"sub\" leads back into itself\n",
+                            "#### Error: Synchro: \"root\" of \"twice\" leads back into itself\n"}));
+}
+
+TEST_F(SynchroDiskTest, EntersSoManyDirectoriesOnly) {
+  for (const char* const name : {"src/a/x", "src/b/x", "src/c/x"}) Put(name, "x");
+  iSynchro_SetMostDirectories(3);
+  const ErrorCapture capture;
+  const Outcome outcome = RunLocal(SynchroFlag_Recurse | 1);
+  iSynchro_SetMostDirectories(0);
+  EXPECT_EQ(outcome.counters, "0 0 0 2 0");
+  ASSERT_EQ(capture.Lines().size(), 1u);
+  EXPECT_TRUE(capture.Lines()[0].ends_with(" of \"\" is one too many\n")) << capture.Lines()[0];
+  EXPECT_EQ(RunLocal(SynchroFlag_Recurse | 1).counters, "0 0 0 1 0") << "each run counts anew";
+}
+
+// ---- permissions -------------------------------------------------------------------------------
+
+TEST_F(SynchroDiskTest, KeepsThePermissionsOfAFileThatItReplaces) {
+  using std::filesystem::perms;
+  Put("src/a", "new");
+  Put("src/b", "new");
+  Put("dst/a", "old");
+  WriteTable("a:0:True:False:3:1.0:True:False:3:1000000000.0\n");
+  std::filesystem::permissions(root_.SystemName("dst/a"), perms::owner_read | perms::owner_write);
+  EXPECT_EQ(RunLocal(1).counters, "0 0 0 2 0");
+  EXPECT_EQ(Tree("dst"), "a=new b=new");
+  EXPECT_EQ(std::filesystem::status(root_.SystemName("dst/a")).permissions(),
+            perms::owner_read | perms::owner_write);
+  EXPECT_NE(std::filesystem::status(root_.SystemName("dst/b")).permissions() & perms::group_read,
+            perms::none);
+}
+
+// ---- names that the system does not take -------------------------------------------------------
+
+TEST_F(SynchroDiskTest, FailsAFolderWhoseNameTheSystemRefuses) {
+  Put("dst/a", "a");
+  for (const bool isRoot : {true, false}) {
+    const std::string longName(300, 'n');
+    std::string url = isRoot ? FileURL("src/" + longName) : FileURL("src");
+    SynchroConnection side = {};
+    ASSERT_EQ(URL_ToData(url.data(), &side.url), Error_None);
+    ASSERT_EQ(iSynchro_OpenSide(&side), Error_None);
+    bool isEmpty = false;
+    EXPECT_EQ(iSynchro_ListFolder(&side, isRoot ? "" : longName.c_str(), false, false,
+                                  root_.Name("list").c_str(), &isEmpty),
+              Error_Invalid);
+    EXPECT_FALSE(isEmpty);
+  }
+}
+
+// ---- what a killed run has left ----------------------------------------------------------------
+
+TEST_F(SynchroDiskTest, FailsTheRun_WhenItCannotKnowWhatAKilledOneHasLeft) {
+  Put("dst/xfer7", "half");
+  std::filesystem::create_directory(CachePath("t.xfer"));
+  const Outcome outcome = RunLocal(kTwoWay);
+  EXPECT_EQ(outcome.state, SynchroState_Failed);
+  EXPECT_EQ(Tree("src"), "") << "the leftover is no file to be copied";
+  EXPECT_TRUE(std::filesystem::is_directory(CachePath("t.xfer")));
+}
+
+TEST_F(SynchroDiskTest, RemembersWhatItCannotRemove) {
+  Put("dst/sub/xfer7", "half");
+  const std::string path = root_.Name("dst/sub/xfer7");
+  synchro::WriteAll(CachePath("t.xfer"), path + "\n");
+  SynchroTemporary temporary = {};
+  {
+    const WriteProtection folder(root_.SystemName("dst/sub"));
+    EXPECT_EQ(iSynchro_BeginTemporaries(nullptr, "t", true, &temporary), Error_None);
+  }
+  EXPECT_TRUE(iSynchro_IsLeftover(temporary, path.c_str()));
+  EXPECT_FALSE(iSynchro_IsLeftover(temporary, (path + "7").c_str()));
+  EXPECT_EQ(iSynchro_ChooseTemporary(root_.Name("dst/a").c_str(), &temporary), Error_None);
+  EXPECT_EQ(synchro::ReadAll(CachePath("t.xfer")), path + "\n" + temporary.path + "\n");
+  iSynchro_EndTemporaries(&temporary);
+  EXPECT_EQ(synchro::ReadAll(CachePath("t.xfer")), path + "\n");
+  EXPECT_EQ(iSynchro_BeginTemporaries(nullptr, "t", true, &temporary), Error_None);
+  EXPECT_EQ(Tree("dst"), "sub/");
+  EXPECT_FALSE(std::filesystem::exists(CachePath("t.xfer")));
 }
 
 }  // namespace
