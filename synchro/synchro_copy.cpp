@@ -19,6 +19,7 @@
 #include "qz/os.h"
 #include "synchro/synchro_copy_internal.h"
 #include "synchro/synchro_copy_testing.h"
+#include "synchro/synchro_intent_internal.h"
 #include "synchro/synchro_upload_internal.h"
 
 namespace {
@@ -64,6 +65,20 @@ using WriteMethod = ErrorCode (*)(const SynchroCopy& copy);
 
 ErrorCode Tell(const SynchroCopy& copy, const SynchroSide& expected, bool isInPlace) {
   return copy.note != nullptr ? copy.note->method(copy.note->context, expected, isInPlace) : Error_None;
+}
+
+// The file on the server is written as the bytes come: what a failure leaves of it is no change of that side.
+ErrorCode TellInPlace(const SynchroCopy& copy, uint64_t sizeBytes) {
+  SynchroSide expected = iSynchro_LocalValues(false, sizeBytes, {});
+  expected.time = kSynchroUnknownTime;
+  return Tell(copy, expected, true);
+}
+
+// A server that refuses the command has not touched the file.
+void TakeBackIfRefused(const SynchroCopy& copy, ErrorCode status, uint64_t sent, const Reply& reply) {
+  const bool isRefused = status != Error_None && sent == 0 && reply.replyClass == kFTPClass_Refused;
+  if (isRefused && copy.note != nullptr && copy.note->takeBack != nullptr)
+    copy.note->takeBack(copy.note->context);
 }
 
 // What the file under the temporary name will be under its own.
@@ -163,8 +178,10 @@ ErrorCode CopyHTTPToFTP(const SynchroCopy& copy, SynchroSide* made) {
   uint64_t sent = 0;
   Reply reply;
   ErrorCode status = GetHTTP(copy, &body, &length);
+  if (status == Error_None) status = TellInPlace(copy, length);
   if (status == Error_None) {
     status = FTPc_Store64(copy.to->ftp, copy.toPath, body, length, &sent, &reply);
+    TakeBackIfRefused(copy, status, sent, reply);
     if (status == Error_None && length != kUnknownLength && sent != length) status = Error_Ended;
   }
   return status == Error_None ? ReadServerValues(copy, made) : status;
@@ -235,10 +252,13 @@ ErrorCode OpenLocal(const char* path, File** file, uint64_t* sizeBytes) {
 ErrorCode CopyFileToFTP(const SynchroCopy& copy, SynchroSide* made) {
   Owned<File, File_Close> file;
   uint64_t sizeBytes = 0;
+  uint64_t sent = 0;
   Reply reply;
   ErrorCode status = OpenLocal(copy.fromPath, file.out(), &sizeBytes);
-  if (status == Error_None)
-    status = FTPc_Store64(copy.to->ftp, copy.toPath, File_GetStream(file.get()), sizeBytes, nullptr, &reply);
+  if (status == Error_None) status = TellInPlace(copy, sizeBytes);
+  if (status != Error_None) return status;
+  status = FTPc_Store64(copy.to->ftp, copy.toPath, File_GetStream(file.get()), sizeBytes, &sent, &reply);
+  TakeBackIfRefused(copy, status, sent, reply);
   return status == Error_None ? ReadServerValues(copy, made) : status;
 }
 

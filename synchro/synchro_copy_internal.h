@@ -43,6 +43,7 @@ void iSynchro_DropLeftover(const char* line, SynchroTemporary* temporary);
 struct SynchroCopyNote {
   ErrorCode (*method)(void* context, const SynchroSide& expected, bool isInPlace);
   void* context;
+  void (*takeBack)(void* context) = nullptr;  // the target was not touched after all
 };
 
 struct SynchroCopy {

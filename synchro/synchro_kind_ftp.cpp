@@ -189,8 +189,8 @@ ErrorCode AskLongLine(SynchroConnection* side, const SynchroQuestion& question, 
   return Error_None;
 }
 
-// Kept from the listing where nothing is written over it: a file that has changed its text only is as well
-// copied.
+// Kept: the time is that from the listing where nothing is written over it; a file that has changed its text
+// only is as well copied.
 ErrorCode AskSizeAndTime(SynchroConnection* side, const SynchroQuestion& question, SynchroSide* now) {
   Reply reply;
   uint64_t sizeBytes = 0;

@@ -203,6 +203,13 @@ ErrorCode NoteIntent(void* context, const SynchroSide& expected, bool isInPlace)
   return status;
 }
 
+// What was noted goes when the table is saved.
+void TakeIntentBack(void* context) {
+  auto* const noting = static_cast<Noting*>(context);
+  noting->isNoted = false;
+  noting->frame->isChanged = true;
+}
+
 ErrorCode CopyPaths(Synchro* synchro, const SynchroFrame& frame, SynchroEnd from, const SynchroEntry& entry,
                     const SynchroCopyNote& note, SynchroSide* made) {
   SynchroConnection* const source = &synchro->sides[from];
@@ -225,7 +232,8 @@ ErrorCode CopyPaths(Synchro* synchro, const SynchroFrame& frame, SynchroEnd from
 ErrorCode CopyEntry(Synchro* synchro, SynchroFrame* frame, SynchroEnd from, const SynchroEntry& entry,
                     SynchroSide* made) {
   Noting noting = {frame, &entry, {iSynchro_Other(from), {}, false}, false};
-  const ErrorCode status = CopyPaths(synchro, *frame, from, entry, {NoteIntent, &noting}, made);
+  const ErrorCode status =
+      CopyPaths(synchro, *frame, from, entry, {NoteIntent, &noting, TakeIntentBack}, made);
   if (status != Error_None && noting.isNoted) iSynchro_KeepIntent(synchro, frame, entry, noting.intent);
   return status;
 }

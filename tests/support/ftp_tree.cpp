@@ -149,6 +149,8 @@ bool FTPTree::Answer(Session* session, const std::string& command, const std::st
     commands_.push_back(command + (argument.empty() ? "" : " " + argument));
   }
   if (onCommand) onCommand(command + (argument.empty() ? "" : " " + argument));
+  const auto reply = settings.replies.find(command + (argument.empty() ? "" : " " + argument));
+  if (reply != settings.replies.end()) return !reply->second.empty() && session->Say(reply->second);
   const std::filesystem::path path = At(*session, argument);
   std::error_code failure;
   const bool isFile = std::filesystem::is_regular_file(path, failure);
@@ -318,7 +320,6 @@ bool FTPTree::SendList(Session* session, Connection* data, const std::string& te
 bool FTPTree::Rename(Session* session, const std::string& argument) {
   const std::filesystem::path path = At(*session, argument);
   std::error_code failure;
-  if (settings.refusesRenameTo) return session->Say("553 no");
   if (!settings.replacesByRename && std::filesystem::exists(path, failure))
     return session->Say("553 it exists");
   std::filesystem::rename(session->renamed, path, failure);

@@ -13,6 +13,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <functional>
+#include <map>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -42,7 +43,8 @@ class FTPTree {
     Listing listing = Listing::Whole;
     std::string strangeFolder;           // only this folder suffers; empty: every one
     uint64_t storesAtMost = UINT64_MAX;  // then the upload is cut, and told so
-    bool refusesRenameTo = false;        // any RNTO
+    // Commands that are answered so and not carried out; an empty reply ends the connection.
+    std::map<std::string, std::string> replies;
   };
 
   explicit FTPTree(std::filesystem::path folder);

@@ -180,6 +180,53 @@ TEST_F(SynchroFTPTest, CountsAStoreAsNotDone_WhenTheServerDoesNotTellItsSizeOrTi
   }
 }
 
+// What a cut upload leaves at the server is newer than the file that it should have become.
+TEST_F(SynchroFTPTest, TakesItsOwnHalfFileForNoChange) {
+  for (const uint32_t flags : {1u, 3u, 7u, 11u, 15u}) {
+    SCOPED_TRACE(flags);
+    for (const std::string& name : CacheNames()) std::filesystem::remove(CachePath(name));
+    WriteTable("a:0:True:False:5:1000000000.0:True:False:5:852454980.0\n");
+    Put("src/a", "hello world", 1100000000);
+    const Outcome cut = Upload(flags, Join({Login(),
+                                            List("/pub/", FileLine("a")),
+                                            ftp::Passive(),
+                                            ftp::Started("STOR /pub/a"),
+                                            {DataReadToEnd(), DataClose(), SendLine("426 cut")},
+                                            Quit()}));
+    EXPECT_EQ(FileLines(cut), Lines{"file > ftp:  a  -> Invalid"});
+    const Outcome outcome = Upload(flags, Join({Login(), List("/pub/", FileLine("a", "4", "10:30")),
+                                                Store("/pub/a", "11", "19970105110000"), Quit()}));
+    EXPECT_EQ(FileLines(outcome), Lines{"file > ftp:  a  -> None"});
+    EXPECT_EQ(Tree("src"), "a=hello world");
+  }
+}
+
+TEST_F(SynchroFTPTest, TakesAnEditForAChange_BehindAnUploadThatWasRefused) {
+  WriteTable("a:0:True:False:5:1000000000.0:True:False:5:852454980.0\n");
+  Put("src/a", "hello world", 1100000000);
+  const Outcome refused = Upload(3, Join({Login(), List("/pub/", FileLine("a")), ftp::Passive(),
+                                          Exchange("STOR /pub/a", "553 no"), Quit()}));
+  EXPECT_EQ(FileLines(refused), Lines{"file > ftp:  a  -> Invalid"});
+  const Outcome outcome = Upload(3, Join({Login(), List("/pub/", FileLine("a", "4", "10:30")), Quit()}));
+  EXPECT_EQ(FileLines(outcome), Lines{"file ! ftp:  a  -> None"});
+}
+
+TEST_F(SynchroFTPTest, SendsNothingForAFileInThePlaceOfAFolder) {
+  const std::string link = "lrwxrwxrwx   1 owner group 5 Jan  5 1997 09:03 a -> b\r\n";
+  for (const std::string& line : {FolderLine("a"), link}) {
+    for (const std::string& name : CacheNames()) std::filesystem::remove(CachePath(name));
+    WriteTable("a:2:True:False:5:1000000000.0:False:False:0:0.0\n");
+    Put("src/a", "hello");
+    const Outcome copy = Upload(1, Join({Login(), List("/pub/", line), Quit()}));
+    EXPECT_EQ(FileLines(copy), Lines{"file > ftp:  a  -> Exists"}) << line;
+    Remove("src/a");
+    WriteTable("a:2:False:False:5:1000000000.0:True:False:5:852454980.0\n");
+    const Outcome deletion = Upload(9, Join({Login(), List("/pub/", line), Quit()}));
+    EXPECT_EQ(FileLines(deletion), Lines{"file > ftp:  a DELETE -> Invalid"}) << line;
+    EXPECT_EQ(deletion.counters, "0 0 0 0 0");
+  }
+}
+
 TEST_F(SynchroFTPTest, MakesAMissingFolder) {
   Put("src/sub/a", "hello");
   const Outcome outcome =

@@ -39,6 +39,39 @@ class SynchroGuardedFTPTest : public synchro::Test {
   Outcome Upload(uint32_t flags, FTPTree* server) { return Guarded(flags, nullptr, server); }
   Outcome Download(uint32_t flags, FTPTree* server) { return Guarded(flags, server, nullptr); }
 
+  // What an action is preceded by: a change that comes between the listing and the action.
+  void WhenListed(const std::function<void()>& change) {
+    onLine_ = [change](const std::string& line) {
+      if (line == "Updating tables...") change();
+    };
+  }
+  void ForgetTables() {
+    for (const std::string& name : CacheNames()) std::filesystem::remove(CachePath(name));
+  }
+  // Both trees empty, and nothing known.
+  void Clear() {
+    onLine_ = nullptr;
+    for (const char* const side : {"src", "dst"}) {
+      Remove(side);
+      root_.MakeDirectory(side);
+    }
+    ForgetTables();
+  }
+  // Runs with a server at the source, at the destination, and at both.
+  void WithEachSide(const std::function<void(FTPTree*, FTPTree*)>& test) {
+    for (const bool hasFacts : {true, false}) {
+      for (const int servers : {1, 2, 3}) {
+        SCOPED_TRACE(testing::Message() << "MLSD " << hasFacts << ", servers " << servers);
+        Clear();
+        FTPTree source(Folder("src"));
+        FTPTree destination(Folder("dst"));
+        source.settings.hasFacts = destination.settings.hasFacts = hasFacts;
+        test((servers & 1) != 0 ? &source : nullptr, (servers & 2) != 0 ? &destination : nullptr);
+        if (HasFailure()) return;
+      }
+    }
+  }
+
   std::filesystem::path Folder(const std::string& name) { return root_.SystemName(name); }
 };
 
@@ -126,6 +159,22 @@ TEST_F(SynchroGuardedFTPTest, AsksForTheTimesOfOldFilesOnly_WithoutMLSD) {
   EXPECT_EQ(Tree("dst"), "old=3 recent=2");
 }
 
+// A line of LIST in the server's local time, and the time stamp of the same file half a year later.
+TEST_F(SynchroGuardedFTPTest, KeepsTheTimeOfAFileThatAges) {
+  FTPTree server(Folder("dst"));
+  server.settings.hasFacts = false;
+  Put("src/a", "1");
+  Put("src/b", "1");
+  ASSERT_EQ(Upload(kMirror, &server).counters, "0 0 0 2 0");
+  server.settings.showsDaysOnly = true;
+  server.settings.clockAheadSeconds = 2 * 3600;
+  const Outcome aged = Upload(kMirror, &server);
+  EXPECT_EQ(FileLines(aged), (Lines{"file = ftp:  a  -> None", "file = ftp:  b  -> None"}));
+  Put("src/a", "22", 1100000000);
+  EXPECT_EQ(Upload(kMirror, &server).counters, "0 0 0 1 0") << "the old one is as it was";
+  EXPECT_EQ(Tree("dst"), "a=22 b=1");
+}
+
 TEST_F(SynchroGuardedFTPTest, CopiesBetweenServersThroughALocalFile) {
   FTPTree source(Folder("src"));
   FTPTree destination(Folder("dst"));
@@ -202,6 +251,387 @@ TEST_F(SynchroGuardedFTPTest, DeletesLocally_WhenTheServerSaysThatItIsGone) {
     Remove("dst/z");
     for (const std::string& name : CacheNames()) std::filesystem::remove(CachePath(name));
   }
+}
+
+// ---- listings that cannot be trusted -----------------------------------------------------------
+
+struct Mishap {
+  FTPTree::Listing listing;
+  const char* counters;  // of a run with such a root
+};
+constexpr Mishap kMishaps[] = {
+    {FTPTree::Listing::Empty, "-3 0 0 0 0"},      {FTPTree::Listing::Cut, "-3 0 0 0 0"},
+    {FTPTree::Listing::CutAndTold, "-4 0 0 0 0"}, {FTPTree::Listing::Refused, "-3 0 0 0 0"},
+    {FTPTree::Listing::Ended, "4 0 0 0 0"},       {FTPTree::Listing::Strange, "-3 0 0 0 0"}};
+
+TEST_F(SynchroGuardedFTPTest, EndsTheRun_WhenARootIsNotListedWhole) {
+  WithEachSide([&](FTPTree* source, FTPTree* destination) {
+    Put("src/a", "1");
+    Put("src/b", "1");
+    Put("src/sub/c", "1");
+    ASSERT_EQ(Guarded(kDelete, source, destination).counters, "0 0 0 3 0");
+    Remove("src/a");
+    Put("src/new", "1");
+    const std::string trees = Tree("src") + "|" + Tree("dst");
+    for (FTPTree* const server : {source, destination}) {
+      if (server == nullptr) continue;
+      for (const Mishap& mishap : kMishaps) {
+        SCOPED_TRACE(static_cast<int>(mishap.listing));
+        server->settings.listing = mishap.listing;
+        const Outcome outcome = Guarded(kDelete, source, destination);
+        EXPECT_EQ(outcome.state, SynchroState_Failed);
+        EXPECT_EQ(outcome.counters, mishap.counters);
+        EXPECT_EQ(Tree("src") + "|" + Tree("dst"), trees);
+      }
+      server->settings.listing = FTPTree::Listing::Whole;
+    }
+    EXPECT_EQ(Guarded(kDelete, source, destination).counters, "0 0 0 1 1") << "the tables are as they were";
+    EXPECT_EQ(Tree("dst"), "b=1 new=1 sub/ sub/c=1");
+  });
+}
+
+TEST_F(SynchroGuardedFTPTest, DeletesNothingInAFolderThatIsNotListedWhole) {
+  WithEachSide([&](FTPTree* source, FTPTree* destination) {
+    Put("src/sub/a", "1");
+    Put("src/sub/b", "1");
+    Put("src/z", "1");
+    ASSERT_EQ(Guarded(kDelete, source, destination).counters, "0 0 0 3 0");
+    Remove("src/sub/a");
+    Remove("src/z");
+    Put("src/y", "1");
+    const std::string folders = Tree("src/sub") + "|" + Tree("dst/sub");
+    for (FTPTree* const server : {source, destination}) {
+      if (server == nullptr) continue;
+      server->settings.strangeFolder = "sub";
+      for (const Mishap& mishap : kMishaps) {
+        SCOPED_TRACE(static_cast<int>(mishap.listing));
+        server->settings.listing = mishap.listing;
+        const Outcome outcome = Guarded(kDelete, source, destination);
+        EXPECT_EQ(outcome.state, SynchroState_Finished);
+        EXPECT_EQ(Tree("src/sub") + "|" + Tree("dst/sub"), folders);
+        EXPECT_EQ(Tree("dst"), "sub/ sub/a=1 sub/b=1 y=1") << "and the rest is done";
+      }
+      server->settings.listing = FTPTree::Listing::Whole;
+    }
+    EXPECT_EQ(Guarded(kDelete, source, destination).counters, "0 0 0 0 1");
+    EXPECT_EQ(Tree("dst"), "sub/ sub/b=1 y=1");
+  });
+}
+
+TEST_F(SynchroGuardedFTPTest, MakesNoRootThatHasGone) {
+  WithEachSide([&](FTPTree* source, FTPTree* destination) {
+    Put("src/a", "1");
+    ASSERT_EQ(Guarded(kTwoWay, source, destination).counters, "0 0 0 1 0");
+    const std::string gone = source != nullptr ? "src" : "dst";
+    Remove(gone);
+    EXPECT_EQ(Guarded(kTwoWay, source, destination).counters, "-3 0 0 0 0");
+    EXPECT_EQ(Tree(gone), "missing");
+    EXPECT_EQ(Tree(gone == "src" ? "dst" : "src"), "a=1");
+  });
+}
+
+TEST_F(SynchroGuardedFTPTest, FollowsAFolderThatHasGone) {
+  WithEachSide([&](FTPTree* source, FTPTree* destination) {
+    Put("src/sub/a", "1");
+    Put("src/z", "1");
+    ASSERT_EQ(Guarded(kDelete, source, destination).counters, "0 0 0 2 0");
+    Remove("src/sub");
+    EXPECT_EQ(Guarded(kDelete, source, destination).counters, "0 0 0 0 1");
+    EXPECT_EQ(Tree("src"), "z=1");
+    EXPECT_EQ(Tree("dst"), "sub/ z=1");
+  });
+}
+
+// ---- first runs --------------------------------------------------------------------------------
+
+TEST_F(SynchroGuardedFTPTest, TakesFilesOfOneSizeForTheSame_InTheFirstRun) {
+  WithEachSide([&](FTPTree* source, FTPTree* destination) {
+    Put("src/a", "one");
+    Put("dst/a", "two", 1100000000);
+    Put("src/b", "1");
+    Put("dst/b", "22");
+    const Outcome first = Guarded(kTwoWay, source, destination);
+    EXPECT_EQ(first.counters, "0 0 0 0 0");
+    const std::string sides = std::string(source != nullptr ? "ftp" : "file") + " ";
+    const std::string to = destination != nullptr ? " ftp: " : " file: ";
+    EXPECT_EQ(FileLines(first), (Lines{sides + "!" + to + " b  -> None", sides + "=" + to + " a  -> None"}));
+    Put("dst/a", "three", 1200000000);
+    EXPECT_EQ(Guarded(kTwoWay, source, destination).counters, "0 1 0 0 0") << "it was in step";
+    EXPECT_EQ(Tree("src") + "|" + Tree("dst"), "a=three b=1|a=three b=22");
+  });
+}
+
+TEST_F(SynchroGuardedFTPTest, OverwritesAndDeletesNothing_WhenTheTablesAreLost) {
+  WithEachSide([&](FTPTree* source, FTPTree* destination) {
+    Put("src/a", "1");
+    Put("src/b", "1");
+    Guarded(kDelete, source, destination);
+    ForgetTables();
+    Remove("src/a");
+    Put("src/b", "22", 1100000000);
+    EXPECT_EQ(Guarded(kDelete, source, destination).counters, "0 0 0 0 0");
+    EXPECT_EQ(Tree("dst"), "a=1 b=1");
+  });
+}
+
+TEST_F(SynchroGuardedFTPTest, AsksForTheSizesOfLargeFiles) {
+  FTPTree server(Folder("dst"));
+  for (const char* const name : {"src/same", "dst/same", "src/other", "dst/other"}) Put(name, "");
+  constexpr uint64_t kLarge = (uint64_t{5} << 30) + 1;
+  std::filesystem::resize_file(Folder("src/same"), kLarge);
+  std::filesystem::resize_file(Folder("dst/same"), kLarge);
+  std::filesystem::resize_file(Folder("src/other"), kLarge);
+  std::filesystem::resize_file(Folder("dst/other"), kLarge + 1);
+  EXPECT_EQ(FileLines(Upload(kMirror, &server)),
+            (Lines{"file ! ftp:  other  -> None", "file = ftp:  same  -> None"}));
+}
+
+// ---- what happens meanwhile --------------------------------------------------------------------
+
+TEST_F(SynchroGuardedFTPTest, AsksAgainBeforeItCopiesToAFreePlace) {
+  WithEachSide([&](FTPTree* source, FTPTree* destination) {
+    Put("src/a", "1");
+    WhenListed([this] { Put("dst/a", "new"); });
+    const Outcome outcome = Guarded(kMirror, source, destination);
+    ASSERT_EQ(FileLines(outcome).size(), 1u);
+    EXPECT_TRUE(FileLines(outcome)[0].ends_with(" a  -> Exists")) << FileLines(outcome)[0];
+    EXPECT_EQ(Tree("dst"), "a=new");
+  });
+}
+
+TEST_F(SynchroGuardedFTPTest, AsksAgainBeforeItOverwrites) {
+  WithEachSide([&](FTPTree* source, FTPTree* destination) {
+    Put("src/a", "1");
+    Guarded(kMirror, source, destination);
+    Put("src/a", "22", 1100000000);
+    // As long as the old one: the time alone tells.
+    WhenListed([this] { Put("dst/a", "x", 1200000000); });
+    const Outcome outcome = Guarded(kMirror, source, destination);
+    ASSERT_EQ(FileLines(outcome).size(), 1u);
+    EXPECT_TRUE(FileLines(outcome)[0].ends_with(" a  -> Retry")) << FileLines(outcome)[0];
+    EXPECT_EQ(Tree("dst"), "a=x");
+  });
+}
+
+TEST_F(SynchroGuardedFTPTest, AsksAgainBeforeItDeletes) {
+  WithEachSide([&](FTPTree* source, FTPTree* destination) {
+    Put("src/a", "1");
+    Put("src/z", "1");
+    Guarded(kDelete, source, destination);
+    Remove("src/a");
+    WhenListed([this] { Put("src/a", "back"); });
+    EXPECT_EQ(Guarded(kDelete, source, destination).counters, "0 0 0 0 0");
+    EXPECT_EQ(Tree("dst"), "a=1 z=1");
+    Remove("src/a");
+    WhenListed([this] { Put("dst/a", "x", 1200000000); });
+    EXPECT_EQ(Guarded(kDelete, source, destination).counters, "0 0 0 0 0");
+    EXPECT_EQ(Tree("dst"), "a=x z=1");
+  });
+}
+
+TEST_F(SynchroGuardedFTPTest, LeavesAFileThatIsNotCalledMissing) {
+  for (const bool hasFacts : {true, false}) {
+    for (const char* const reply : {"450 busy", "500 what?", "530 no", "553 no"}) {
+      SCOPED_TRACE(reply);
+      Clear();
+      FTPTree server(Folder("dst"));
+      server.settings.hasFacts = hasFacts;
+      Put("src/a", "1");
+      server.settings.replies[hasFacts ? "MLST /pub/a" : "SIZE /pub/a"] = reply;
+      EXPECT_EQ(FileLines(Upload(kMirror, &server)), (Lines{"file > ftp:  a  -> Invalid"}));
+      EXPECT_EQ(Tree("dst"), "");
+    }
+  }
+}
+
+TEST_F(SynchroGuardedFTPTest, FindsAFileWhoseNameIsAPattern_InTheListOfItsFolder) {
+  FTPTree server(Folder("dst"));
+  server.settings.hasFacts = false;
+  Put("src/a[1]", "1");
+  ASSERT_EQ(Upload(kMirror, &server).counters, "0 0 0 1 0");
+  server.TakeCommands();
+  Put("src/a[1]", "22", 1100000000);
+  EXPECT_EQ(Upload(kMirror, &server).counters, "0 0 0 1 0");
+  const Lines commands = server.TakeCommands();
+  ASSERT_GE(commands.size(), 6u);
+  EXPECT_EQ(Lines(commands.begin(), commands.begin() + 6),
+            (Lines{"FEAT", "CWD /pub/", "LIST", "SIZE /pub/a[1]", "CWD /pub/", "LIST"}));
+  EXPECT_EQ(Tree("dst"), "a[1]=22");
+}
+
+// ---- uploads that go wrong ---------------------------------------------------------------------
+
+class SynchroUploadTest : public SynchroGuardedFTPTest {
+ protected:
+  // A file that is in step and has changed at the source.
+  void Change(FTPTree* server) {
+    Put("src/a", "old");
+    ASSERT_EQ(Upload(kMirror, server).counters, "0 0 0 1 0");
+    server->TakeCommands();
+    Put("src/a", "new text", 1100000000);
+    iSynchro_SetNextTemporaryNumber(1);
+  }
+  std::string Remembered() { return synchro::WithoutReturns(synchro::ReadAll(CachePath("t.xfer"))); }
+};
+
+TEST_F(SynchroUploadTest, KeepsTheOldFile_WhenTheNewOneIsCut) {
+  FTPTree server(Folder("dst"));
+  Change(&server);
+  server.settings.storesAtMost = 3;
+  EXPECT_EQ(FileLines(Upload(kMirror, &server)), (Lines{"file > ftp:  a  -> Invalid"}));
+  EXPECT_EQ(Tree("dst"), "a=old") << "and nothing beside it";
+  server.settings.storesAtMost = UINT64_MAX;
+  EXPECT_EQ(Upload(kMirror, &server).counters, "0 0 0 1 0");
+  EXPECT_EQ(Tree("dst"), "a=new text");
+}
+
+TEST_F(SynchroUploadTest, KeepsTheOldFile_WhenTheServerHasLessThanItSays) {
+  FTPTree server(Folder("dst"));
+  Change(&server);
+  server.settings.replies["SIZE /pub/xfer1"] = "213 3";
+  EXPECT_EQ(FileLines(Upload(kMirror, &server)), (Lines{"file > ftp:  a  -> Ended"}));
+  EXPECT_EQ(Tree("dst"), "a=old");
+}
+
+TEST_F(SynchroUploadTest, MovesTheOldFileAside_WhereARenameReplacesNothing) {
+  FTPTree server(Folder("dst"));
+  server.settings.replacesByRename = false;
+  Change(&server);
+  EXPECT_EQ(Upload(kMirror, &server).counters, "0 0 0 1 0");
+  EXPECT_EQ(Tree("dst"), "a=new text");
+  EXPECT_EQ(server.TakeCommands(),
+            (Lines{"FEAT", "MLSD /pub/", "MLST /pub/a", "MLST /pub/xfer1", "STOR /pub/xfer1",
+                   "SIZE /pub/xfer1", "RNFR /pub/xfer1", "RNTO /pub/a", "MLST /pub/xfer2", "RNFR /pub/a",
+                   "RNTO /pub/xfer2", "RNFR /pub/xfer1", "RNTO /pub/a", "DELE /pub/xfer2", "MLSD /pub/"}));
+  EXPECT_EQ(Upload(kMirror, &server).counters, "0 0 0 0 0");
+  EXPECT_EQ(CacheNames().size(), 2u) << "nothing is left to be remembered";
+}
+
+TEST_F(SynchroUploadTest, PutsTheOldFileBack_WhenTheNewOneIsRefused) {
+  FTPTree server(Folder("dst"));
+  Change(&server);
+  int refusals = 2;
+  server.settings.replies["RNTO /pub/a"] = "553 no";
+  server.onCommand = [&](const std::string& command) {
+    if (command == "RNTO /pub/a" && --refusals < 0) server.settings.replies.clear();
+  };
+  EXPECT_EQ(FileLines(Upload(kMirror, &server)), (Lines{"file > ftp:  a  -> Invalid"}));
+  EXPECT_EQ(Tree("dst"), "a=old");
+  EXPECT_EQ(CacheNames().size(), 2u);
+}
+
+TEST_F(SynchroUploadTest, PutsTheOldFileBackInTheNextRun_WhenItCannotBeDoneNow) {
+  FTPTree server(Folder("dst"));
+  Change(&server);
+  server.settings.replies["RNTO /pub/a"] = "553 no";
+  EXPECT_EQ(FileLines(Upload(kMirror, &server)), (Lines{"file > ftp:  a  -> Invalid"}));
+  EXPECT_EQ(Tree("dst"), "xfer2=old");
+  EXPECT_EQ(Remembered(), "ftp://u@127.0.0.1:" + std::to_string(server.port()) + "/pub/xfer2\ta\n");
+  server.settings.replies.clear();
+  server.TakeCommands();
+  EXPECT_EQ(Upload(kMirror, &server).counters, "0 0 0 1 0");
+  EXPECT_EQ(Tree("dst"), "a=new text");
+  const Lines commands = server.TakeCommands();
+  ASSERT_GE(commands.size(), 5u);
+  EXPECT_EQ(Lines(commands.begin(), commands.begin() + 5),
+            (Lines{"FEAT", "MLST /pub/a", "RNFR /pub/xfer2", "RNTO /pub/a", "MLSD /pub/"}));
+}
+
+TEST_F(SynchroUploadTest, RemovesWhatAKilledRunHasLeft) {
+  FTPTree server(Folder("dst"));
+  const std::string place = "ftp://u@127.0.0.1:" + std::to_string(server.port()) + "/pub/";
+  Put("src/a", "1");
+  Put("dst/a", "1");
+  Put("dst/xfer7", "half");
+  Put("dst/xfer8", "old");
+  Put("dst/xfer9", "of another synchroniser");
+  synchro::WriteAll(CachePath("t.xfer"), place + "xfer7\n" + place + "xfer8\ta\n" + place + "xfer5\n");
+  Synchro* const plan = New(kTwoWay, FileURL("src"), server.URL());
+  Synchro_SetGuarded(plan, 1);
+  Synchro_SetPlanOnly(plan, 1);
+  EXPECT_EQ(Go(plan).counters, "0 1 0 0 0") << "what is remembered is no file";
+  Synchro_Delete(plan);
+  server.AwaitEnd();
+  EXPECT_EQ(Tree("dst"), "a=1 xfer7=half xfer8=old xfer9=of another synchroniser");
+  EXPECT_EQ(Upload(kTwoWay, &server).counters, "0 1 0 0 0");
+  EXPECT_EQ(Tree("dst"), "a=1 xfer9=of another synchroniser");
+  EXPECT_EQ(Tree("src"), "a=1 xfer9=of another synchroniser");
+}
+
+TEST_F(SynchroUploadTest, RemovesNothingThatARecordNamesButWhatItWrites) {
+  FTPTree server(Folder("dst"));
+  const std::string place = "ftp://u@127.0.0.1:" + std::to_string(server.port()) + "/pub/";
+  for (const char* const name : {"a", "xfer", "xfer1x", "b"}) Put(std::string("dst/") + name, "1");
+  synchro::WriteAll(CachePath("t.xfer"), place + "a\n" + place + "xfer\n" + place + "xfer1x\n" + place +
+                                             "b\txfer1\n" + place + "xfer7\t../b\n");
+  Upload(kMirror, &server);
+  EXPECT_EQ(Tree("dst"), "a=1 b=1 xfer=1 xfer1x=1");
+}
+
+TEST_F(SynchroUploadTest, ConnectsAgain_AndRemovesWhatItHasStored) {
+  FTPTree server(Folder("dst"));
+  Put("src/a", "1");
+  server.settings.replies["RNFR /pub/xfer1"] = "";
+  Put("src/b", "1");
+  const Outcome outcome = Upload(kMirror, &server);
+  EXPECT_EQ(outcome.state, SynchroState_Finished);
+  EXPECT_EQ(outcome.counters, "0 0 0 1 0") << "the other file is copied";
+  EXPECT_EQ(Upload(kMirror, &server).counters, "0 0 0 1 0");
+  EXPECT_EQ(Tree("dst"), "a=1 b=1");
+}
+
+TEST_F(SynchroUploadTest, StopsInsideAnUpload_AndRemovesWhatItHasStored) {
+  FTPTree server(Folder("dst"));
+  Change(&server);
+  Put("src/a", std::string(20000000, 'x'), 1200000000);
+  server.hangs = true;
+  Synchro* const synchro = New(kMirror, FileURL("src"), server.URL());
+  Synchro_SetGuarded(synchro, 1);
+  ASSERT_EQ(Synchro_Go(synchro), Error_None);
+  while (!server.isHanging) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  const auto start = std::chrono::steady_clock::now();
+  Synchro_Stop(synchro);
+  server.hangs = false;
+  Synchro_Delete(synchro);
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(1));
+  server.AwaitEnd();
+  EXPECT_EQ(Tree("dst"), "a=old");
+  EXPECT_EQ(FileLines({0, 0, "", AllLines()}), (Lines{"file > ftp:  a  -> Cancel"}));
+}
+
+// ---- names -------------------------------------------------------------------------------------
+
+TEST_F(SynchroGuardedFTPTest, LeavesNamesThatALongLineLeavesAmbiguous) {
+  FTPTree server(Folder("dst"));
+  Put("src/my file", "1");
+  Put("src/plain", "1");
+  ASSERT_EQ(Upload(kDelete, &server).counters, "0 0 0 2 0");
+  server.settings.hasFacts = false;
+  Remove("src/my file");
+  Put("src/your file", "2");
+  Put("dst/their file", "3");
+  const Outcome outcome = Upload(kDelete, &server);
+  EXPECT_EQ(outcome.counters, "0 0 0 0 0");
+  EXPECT_EQ(Tree("dst"), "my file=1 plain=1 their file=3");
+  Lines told;
+  for (const std::string& line : outcome.lines) {
+    if (line.starts_with("* Ambiguous: ")) told.push_back(line);
+  }
+  std::sort(told.begin(), told.end());
+  EXPECT_EQ(told, (Lines{"* Ambiguous:  my file", "* Ambiguous:  their file", "* Ambiguous:  your file"}));
+  EXPECT_EQ(FileLines(outcome),
+            (Lines{"file = ftp:  my file  -> Invalid", "file = ftp:  plain  -> None",
+                   "file = ftp:  their file  -> Invalid", "file = ftp:  your file  -> Invalid"}));
+}
+
+TEST_F(SynchroGuardedFTPTest, PutsNoFileInThePlaceOfAFolder) {
+  WithEachSide([&](FTPTree* source, FTPTree* destination) {
+    Put("src/a", "1");
+    root_.MakeDirectory("dst/a");
+    Put("dst/a/inner", "1");
+    EXPECT_EQ(Guarded(kMirror, source, destination).counters, "0 0 0 0 0");
+    EXPECT_EQ(Tree("dst"), "a/ a/inner=1");
+  });
 }
 
 }  // namespace
