@@ -6,6 +6,7 @@
 #include "tests/support/error_capture.h"
 #include "tests/synchro/synchro_fixture.h"
 #include "tests/synchro/synchro_ftp_fixture.h"
+#include "tests/synchro/synchro_moment.h"
 
 namespace {
 
@@ -15,6 +16,7 @@ using synchro::FileLine;
 using synchro::Lines;
 using synchro::List;
 using synchro::Login;
+using synchro::Moment;
 using synchro::Outcome;
 
 constexpr uint32_t kRecurse = SynchroFlag_Recurse;
@@ -274,41 +276,6 @@ TEST_F(SynchroTableTest, NotesEachActionBeforeItIsTold) {
 }
 
 // ---- kills -------------------------------------------------------------------------------------
-
-// Folder by folder what a run has left behind at one moment.
-class Moment {
- public:
-  Moment(const std::filesystem::path& work, std::vector<std::filesystem::path> folders)
-      : work_(work), folders_(std::move(folders)) {
-    for (size_t i = 0; i < folders_.size(); ++i) Copy(folders_[i], Kept(i));
-  }
-  void Restore() const {
-    for (size_t i = 0; i < folders_.size(); ++i) {
-      for (const auto& entry : std::filesystem::directory_iterator(folders_[i]))
-        std::filesystem::remove_all(entry.path());
-      Copy(Kept(i), folders_[i]);
-    }
-  }
-
- private:
-  std::filesystem::path Kept(size_t i) const { return work_ / std::to_string(i); }
-  // With the times, which decide what the next run does.
-  static void Copy(const std::filesystem::path& from, const std::filesystem::path& to) {
-    std::filesystem::create_directories(to);
-    for (const auto& entry : std::filesystem::recursive_directory_iterator(from)) {
-      const auto target = to / std::filesystem::relative(entry.path(), from);
-      if (entry.is_directory()) {
-        std::filesystem::create_directories(target);
-      } else {
-        synchro::WriteAll(target, synchro::ReadAll(entry.path()));
-        std::filesystem::last_write_time(target, entry.last_write_time());
-      }
-    }
-  }
-
-  std::filesystem::path work_;
-  std::vector<std::filesystem::path> folders_;
-};
 
 TEST_F(SynchroTableTest, ComesToTheSameEnd_WhereverTheRunWasKilled) {
   Put("src/new", "new");
