@@ -128,7 +128,7 @@ ErrorCode WriteTemporary(const SynchroCopy& copy, Transfer transfer) {
   const bool isPrivate = File_Exists(copy.toPath, nullptr) != 0;
   ErrorCode status = iFile_OpenNew(copy.temporary->path, FileMode_Write, isPrivate, file.out());
   if (status == Error_None) status = transfer(File_GetStream(file.get()));
-  if (status == Error_None) status = FlushToDisk(file.get());
+  if (status == Error_None && !copy.mayFlushLater) status = FlushToDisk(file.get());
   if (status != Error_None) return status;
   return iFile_CloseComplete(file.release());
 }

@@ -57,6 +57,7 @@ struct SynchroCopy {
   const SynchroCopyNote* note = nullptr;  // may be null
   bool replaces = false;                  // guarded: the target has the file
   uint64_t length = UINT64_MAX;           // guarded: of the file, in bytes; all ones: not known
+  bool mayFlushLater = false;             // a local file need not be on the disk at once
 };
 
 // Copies a file; *made receives the values of the new one. Error_None; Error_Invalid when a side is not open,

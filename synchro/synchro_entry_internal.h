@@ -37,6 +37,8 @@ enum SynchroEntryFlag : uint32_t {
   SynchroEntryFlag_Ambiguous = 256,        // a listing may mean another name: nothing is done to it
   SynchroEntryFlag_UndatedAtSource = 512,  // the time came from a time stamp of its own
   SynchroEntryFlag_UndatedAtDestination = 1024,
+  SynchroEntryFlag_UnflushedAtSource = 4096,  // copied to there, and not yet on the disk
+  SynchroEntryFlag_UnflushedAtDestination = 8192,
   SynchroEntryFlag_Uploaded = 2048,  // what it is there is not known before the folder is listed again
 };
 

@@ -299,6 +299,7 @@ void iSynchro_NoteDone(Synchro* synchro, SynchroFrame* frame, const SynchroEntry
 }
 
 void iSynchro_CloseFrame(Synchro* synchro, SynchroFrame* frame) {
+  iSynchro_FlushCopies(synchro, frame);
   iSynchro_SaveFrame(synchro, frame);
   iSynchro_CloseJournal(&frame->journal);
   frame->~SynchroFrame();

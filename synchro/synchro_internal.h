@@ -10,6 +10,7 @@
 //   synchro_side.cpp       a side: opened, listed, closed
 //   synchro_copy.cpp       one file from a side to a side
 //   synchro_temporary.cpp  the names that local files are written under
+//   synchro_flush.cpp      new files brought to the disk
 //   synchro_guard.cpp      what a guarded run does with an entry (pure), synchro_guarded.cpp how
 //   synchro_kind*.cpp      what it asks of a side, for each kind; synchro_reading.cpp a server's lines (pure)
 //   synchro_upload.cpp     a file to a server, under a temporary name first
@@ -41,10 +42,12 @@ struct SynchroFrame {
   bool hasUploads[kSynchroEnds] = {};
   const SynchroFrame* parent = nullptr;  // null for the roots
   SynchroIdentity identities[kSynchroEnds] = {};
-  uint32_t cursor = 0;            // of the next entry to act on
-  char directory[kFileNameSize];  // relative to the roots; empty for them
-  char tablePath[kFileNameSize];  // empty: it has none yet
-  bool hasJournal = false;        // an earlier run ended before it could save the table
+  uint32_t unflushed[kSynchroEnds] = {};  // guarded: new files that are not yet on the disk
+  uint32_t flushedEntries = 0;            // those before this position are
+  uint32_t cursor = 0;                    // of the next entry to act on
+  char directory[kFileNameSize];          // relative to the roots; empty for them
+  char tablePath[kFileNameSize];          // empty: it has none yet
+  bool hasJournal = false;                // an earlier run ended before it could save the table
   SynchroJournal journal;
   SynchroEntries entries;
   SynchroIntents intents;
@@ -131,6 +134,17 @@ void iSynchro_NoteDone(Synchro* synchro, SynchroFrame* frame, const SynchroEntry
 
 // Saves and frees what the frame holds.
 void iSynchro_CloseFrame(Synchro* synchro, SynchroFrame* frame);
+
+// ---- synchro_flush.cpp -------------------------------------------------------------------------
+
+// Whether the copy of an entry may come to the disk later.
+bool iSynchro_MayFlushLater(const Synchro& synchro, const SynchroEntry& entry, SynchroEnd at);
+// It was copied; what the journal has of it stays.
+void iSynchro_FlushLater(SynchroFrame* frame, SynchroEnd at, SynchroEntry* entry);
+// Flushes what was copied so far. What cannot be flushed, or is not once the run is to stop, is not
+// remembered as done. A failure is told.
+void iSynchro_FlushCopies(Synchro* synchro, SynchroFrame* frame);
+inline constexpr uint32_t kSynchroMostUnflushed = 256;
 
 // ---- synchro_guarded.cpp -----------------------------------------------------------------------
 

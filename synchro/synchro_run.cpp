@@ -224,6 +224,7 @@ ErrorCode CopyPaths(Synchro* synchro, const SynchroFrame& frame, SynchroEnd from
   copy.replaces = entry.IsAt(iSynchro_Other(from));
   // A size of all ones may be a larger one.
   if (entry.sides[from].size != UINT32_MAX) copy.length = entry.sides[from].size;
+  copy.mayFlushLater = iSynchro_MayFlushLater(*synchro, entry, iSynchro_Other(from));
   status = iSynchro_CopyFile(copy, made);
   iSynchro_CloseLost(source, status);
   return iSynchro_CloseLost(target, status);
@@ -263,10 +264,22 @@ ErrorCode Reach(Synchro* synchro) {
   return status;
 }
 
+// What is not known yet is noted by the table, when its folder was listed again; what is not on the disk
+// yet, when it is.
+void Note(Synchro* synchro, SynchroFrame* frame, SynchroEnd at, bool isFlushedLater, SynchroEntry* entry) {
+  if (isFlushedLater) {
+    iSynchro_FlushLater(frame, at, entry);
+    if (frame->unflushed[at] >= kSynchroMostUnflushed) iSynchro_FlushCopies(synchro, frame);
+  } else if (!entry->Has(SynchroEntryFlag_Uploaded)) {
+    iSynchro_NoteDone(synchro, frame, *entry);
+  }
+}
+
 // Copies or deletes, and remembers it.
 ErrorCode Perform(Synchro* synchro, SynchroFrame* frame, const SynchroAction& action, SynchroEntry* entry) {
   const SynchroEnd at = iSynchro_Other(action.from);
   const bool copies = action.step == SynchroStep::Copy;
+  const bool isFlushedLater = copies && iSynchro_MayFlushLater(*synchro, *entry, at);
   SynchroSide made = {};
   ErrorCode status = iSynchro_Foresee(action, *entry);
   if (status == Error_None && synchro->isGuarded) status = Reach(synchro);
@@ -282,8 +295,7 @@ ErrorCode Perform(Synchro* synchro, SynchroFrame* frame, const SynchroAction& ac
     iSynchro_TakeDone(nullptr, at, entry);
     entry->flags |= SynchroEntryFlag_Settled;
   }
-  // What is not known yet is noted by the table, when its folder was listed again.
-  if (!entry->Has(SynchroEntryFlag_Uploaded)) iSynchro_NoteDone(synchro, frame, *entry);
+  Note(synchro, frame, at, isFlushedLater, entry);
   return Error_None;
 }
 

@@ -110,6 +110,8 @@ bool IsOrdinaryFile(int descriptor);
 bool KeepPermissions(int from, int to);
 // Waits until what was written is on the disk, as far as the system can tell.
 bool FlushToDisk(int descriptor);
+// The same for all that was written to the file system of a directory. False where it cannot be told.
+bool FlushFileSystem(const char* directory);
 // Whether the name still leads to the open file. True where an open file cannot lose its name.
 bool NameLeadsToDescriptor(const char* name, int descriptor);
 

@@ -147,6 +147,14 @@ bool FlushToDisk(int descriptor) {
   return errno == EINVAL || errno == ENOTSUP || errno == ENOSYS;  // this file system cannot tell
 }
 
+bool FlushFileSystem(const char* directory) {
+  const int descriptor = open(directory, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (descriptor < 0) return false;
+  const bool isFlushed = syncfs(descriptor) == 0;
+  close(descriptor);
+  return isFlushed;
+}
+
 bool NameLeadsToDescriptor(const char* name, int descriptor) {
   struct stat named;
   struct stat opened;
