@@ -95,6 +95,7 @@ SyncTask MakeTask(const Pair& pair, const SyncTables& tables, const std::string&
   task.urls[1] = LibraryURL(pair.destination, options, reporter);
   task.shown[0] = pair.source.shown;
   task.shown[1] = pair.destination.shown;
+  task.hasServer = pair.source.server || pair.destination.server;
   for (const std::string& pattern : options.excludes) task.excludes.push_back(WithSlashes(pattern));
   ExcludeTables(pair, tables.Folder(), &task.excludes);
   for (const std::string& text : options.forced) {

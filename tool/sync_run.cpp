@@ -184,7 +184,7 @@ int32_t SyncRun::TakeRun(const SynchroEntryInfo& entry, SyncKind kind, int32_t a
   const bool isAction = IsCopy(kind) || IsDeletion(kind);
   const bool isEntered = entry.decision == SynchroDecision_Enter;
   if ((isAction || isEntered) && !plan_.Has(entry, kind)) {
-    if (isAction) CountFailure(FailureText(kind, path, Error_Retry));
+    if (isAction) CountFailure(FailureText(kind, path, Error_Retry, false));
     return SynchroAnswer_Leave;
   }
   if (isAction) return answer;
@@ -204,11 +204,13 @@ void SyncRun::TakeResult(const SynchroEntryInfo& entry, ErrorCode status) {
   }
   if (kind == SyncKind::Folder && *entry.name == '\0') {
     // The root is told as the failure of the run.
-    if (!path.empty()) CountFailure(FailureText(kind, path, status) + RecordedDetails(status));
+    if (!path.empty())
+      CountFailure(FailureText(kind, path, status, task_.hasServer) + RecordedDetails(status));
     return;
   }
   if (isPlan_ || !(IsCopy(kind) || IsDeletion(kind)) || status == Error_Cancel) return;
-  if (status != Error_None) return CountFailure(FailureText(kind, path, status) + RecordedDetails(status));
+  if (status != Error_None)
+    return CountFailure(FailureText(kind, path, status, task_.hasServer) + RecordedDetails(status));
   counts_.Count(kind);
   done_++;
   if (options_.verbose) reporter_->Say(DoneText(kind, path));
@@ -318,7 +320,7 @@ void SyncRun::FailRun(ErrorCode status) const {
   if (status == Error_NoAccess && task_.areTablesKnown)
     throw Failure{ExitCode::Unsafe, "the " + side + " cannot be read" + rest};
   throw Failure{CodeOfRun(status),
-                "the " + side + " cannot be synchronised: " + Error_ToLongString(status) + rest};
+                "the " + side + " cannot be synchronised: " + SyncStatusText(status, task_.hasServer) + rest};
 }
 
 }  // namespace tool

@@ -29,6 +29,7 @@ struct SyncTask {
   bool areTablesKnown = false;
   std::string urls[2];   // for the library
   std::string shown[2];  // for messages
+  bool hasServer = false;
   std::vector<std::string> excludes;
   std::map<std::string, SyncSideName> forced;  // path: whose file is kept
 };

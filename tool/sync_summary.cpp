@@ -47,28 +47,6 @@ std::string Rest(const SyncCounts& counts) {
          Amount(counts.kept, "kept, ") + Amount(counts.failed, "failed");
 }
 
-// Statuses that mean something else for a synchronised file than in general.
-std::string Meaning(ErrorCode status) {
-  switch (status) {
-    case Error_Exists:
-      return "something else has taken the place";
-    case Error_Retry:
-      return "it has changed meanwhile; run the command again";
-    case Error_NotFound:
-      return "it is not there any more";
-    case Error_NoAccess:
-      return "access denied";
-    case Error_Ended:
-      return "it came incomplete";
-    case Error_Timeout:
-      return "timed out";
-    case Error_Memory:
-      return "out of memory";
-    default:
-      return Error_ToLongString(status);
-  }
-}
-
 }  // namespace
 
 void SyncCounts::Count(SyncKind kind) {
@@ -114,12 +92,38 @@ std::string LeftText(SyncKind kind, const std::string& path) {
   return DoneText(kind, path);
 }
 
-std::string FailureText(SyncKind kind, const std::string& path, ErrorCode status) {
+std::string SyncStatusText(ErrorCode status, bool hasServer) {
+  switch (status) {
+    case Error_Exists:
+      return "something else has taken the place";
+    case Error_Retry:
+      return hasServer ? "it has changed meanwhile, or the connection was lost; run the command again"
+                       : "it has changed meanwhile; run the command again";
+    case Error_NotFound:
+      return "it is not there any more";
+    case Error_NoAccess:
+      return "access denied";
+    case Error_Ended:
+      return hasServer ? "it came incomplete, or the connection was lost" : "it came incomplete";
+    case Error_Timeout:
+      return "timed out";
+    case Error_Memory:
+      return "out of memory";
+    case Error_Invalid:
+      if (hasServer) return "the server refused it";
+      [[fallthrough]];
+    default:
+      return Error_ToLongString(status);
+  }
+}
+
+std::string FailureText(SyncKind kind, const std::string& path, ErrorCode status, bool hasServer) {
   const char* verb = IsDeletion(kind) ? "cannot delete \"" : "cannot copy \"";
   const bool isAtSource = kind == SyncKind::DeleteAtSource || kind == SyncKind::CopyToSource;
-  if (kind == SyncKind::Folder) return "cannot read the folder \"" + path + "\": " + Meaning(status);
+  if (kind == SyncKind::Folder)
+    return "cannot read the folder \"" + path + "\": " + SyncStatusText(status, hasServer);
   return verb + path + "\"" + (IsDeletion(kind) ? " at the " : " to the ") +
-         (isAtSource ? "source: " : "destination: ") + Meaning(status);
+         (isAtSource ? "source: " : "destination: ") + SyncStatusText(status, hasServer);
 }
 
 }  // namespace tool

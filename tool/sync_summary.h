@@ -38,7 +38,11 @@ std::string DoneText(SyncKind kind, const std::string& path);
 // What is left as it is, and why: "kept, only at the destination: photos/a.jpg".
 std::string LeftText(SyncKind kind, const std::string& path);
 // What could not be done: "cannot copy "photos/a.jpg" to the destination: it has changed meanwhile".
-std::string FailureText(SyncKind kind, const std::string& path, ErrorCode status);
+// hasServer: whether a side is a server, which has more ways to fail.
+std::string FailureText(SyncKind kind, const std::string& path, ErrorCode status, bool hasServer);
+
+// What a status means to somebody who synchronises: "access denied".
+std::string SyncStatusText(ErrorCode status, bool hasServer);
 
 }  // namespace tool
 

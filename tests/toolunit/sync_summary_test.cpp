@@ -60,16 +60,25 @@ TEST(SyncText, OfWhatWasDone) {
 }
 
 TEST(SyncText, OfFailures) {
-  EXPECT_EQ(tool::FailureText(SyncKind::CopyToDestination, "x", Error_Retry),
+  EXPECT_EQ(tool::FailureText(SyncKind::CopyToDestination, "x", Error_Retry, false),
             "cannot copy \"x\" to the destination: it has changed meanwhile; run the command again");
-  EXPECT_EQ(tool::FailureText(SyncKind::CopyToSource, "x", Error_Exists),
+  EXPECT_EQ(tool::FailureText(SyncKind::CopyToSource, "x", Error_Exists, false),
             "cannot copy \"x\" to the source: something else has taken the place");
-  EXPECT_EQ(tool::FailureText(SyncKind::DeleteAtSource, "x", Error_NoAccess),
+  EXPECT_EQ(tool::FailureText(SyncKind::DeleteAtSource, "x", Error_NoAccess, false),
             "cannot delete \"x\" at the source: access denied");
-  EXPECT_EQ(tool::FailureText(SyncKind::DeleteAtDestination, "x", Error_NotFound),
+  EXPECT_EQ(tool::FailureText(SyncKind::DeleteAtDestination, "x", Error_NotFound, false),
             "cannot delete \"x\" at the destination: it is not there any more");
-  EXPECT_EQ(tool::FailureText(SyncKind::Folder, "s", Error_NoAccess),
+  EXPECT_EQ(tool::FailureText(SyncKind::Folder, "s", Error_NoAccess, false),
             "cannot read the folder \"s\": access denied");
+}
+
+TEST(SyncText, OfServersTellsMoreWaysToFail) {
+  EXPECT_EQ(tool::SyncStatusText(Error_Retry, true),
+            "it has changed meanwhile, or the connection was lost; run the command again");
+  EXPECT_EQ(tool::SyncStatusText(Error_Ended, true), "it came incomplete, or the connection was lost");
+  EXPECT_EQ(tool::SyncStatusText(Error_Invalid, true), "the server refused it");
+  EXPECT_EQ(tool::SyncStatusText(Error_Ended, false), "it came incomplete");
+  EXPECT_EQ(tool::SyncStatusText(Error_Invalid, false), "Invalid: Invalid data/address/format");
 }
 
 }  // namespace

@@ -1,0 +1,106 @@
+"""qz sync with real FTP servers: vsftpd, proftpd, pure-ftpd. tests/support/servers starts them."""
+
+import unittest
+
+from sync_fixture import *
+
+NEEDED = ("QZ_TEST_FTP_PORT", "QZ_TEST_FTP_PROFTPD_PORT", "QZ_TEST_FTP_PUREFTPD_PORT", "QZ_TEST_FTP_ROOT")
+
+
+class Servers(SyncTest):
+    def setUp(self):
+        super().setUp()
+        missing = [name for name in NEEDED if name not in os.environ]
+        if missing:
+            self.fail("start tests/support/servers and set " + " ".join(missing))
+        self.remote = "incoming/sync-%d" % os.getpid()
+        self.far = os.path.join(os.environ["QZ_TEST_FTP_ROOT"], self.remote)
+        self.addCleanup(shutil.rmtree, self.far, True)
+        self.servers = ["127.0.0.1:" + os.environ[name] for name in NEEDED[:2]]
+        self.servers.append("qz:secret@127.0.0.1:" + os.environ[NEEDED[2]])
+
+    def go(self, source, destination, *options, code=DONE):
+        result = self.expect(code, "sync", source, destination, *options)
+        return self.summary(result)
+
+    def far_tree(self, below=""):
+        return self.tree(os.path.join(self.far, below))
+
+    def put_far(self, name, text, seconds=EARLY):
+        self.put(os.path.join(self.far, name), text, seconds)
+
+    def test_local_to_server_and_back(self):
+        for server in self.servers[2:] if on_windows() else self.servers:
+            url = "ftp://%s/%s" % (server, self.remote)
+            self.put_all("a/x=1 a/s/y=22")
+            self.assertEqual(self.go("a", url, "--delete"), "2 0 0 0 0 0")
+            self.assertEqual(self.far_tree(), "s/y=22 x=1")
+            self.assertEqual(self.go("a", url, "--delete"), "0 0 2 0 0 0")
+            self.remove("a/x")
+            self.put("a/s/y", "333", EARLY + 7200)
+            self.assertEqual(self.go("a", url, "--delete"), "1 1 0 0 0 0")
+            self.assertEqual(self.far_tree(), "s/y=333")
+            self.put_far("s/z", "4")
+            self.assertEqual(self.go(url, "b"), "2 0 0 0 0 0")
+            self.assertEqual(self.tree("b"), "s/y=333 s/z=4")
+            shutil.rmtree(self.far)
+            self.assertEqual(self.go("a", url, "--delete", code=TOO_MUCH), "")
+            shutil.rmtree(self.path("b"))
+            shutil.rmtree(self.tables)
+
+    @one_system
+    def test_two_way_with_conflicts(self):
+        url = "ftp://%s/%s" % (self.servers[1], self.remote)
+        self.put_all("a/x=1 a/c=1")
+        self.put_far("my file.txt", "2")
+        self.put_far("c", "22")
+        os.chmod(self.far, 0o777)
+        self.assertEqual(self.go("a", url, "--two-way", code=CONFLICT), "2 0 0 1 0 0")
+        self.assertEqual((self.tree("a"), self.far_tree()), ("c=1 my file.txt=2 x=1", "c=22 my file.txt=2 x=1"))
+        self.assertEqual(self.go("a", url, "--two-way", "--force", "destination:c"), "1 0 2 0 0 0")
+        self.assertEqual(self.tree("a"), "c=22 my file.txt=2 x=1")
+
+    @one_system
+    def test_server_to_server(self):
+        self.put_far("one/x", "1")
+        self.put_far("one/s/y", "2")
+        pair = ["ftp://%s/%s/%s" % (server, self.remote, name)
+                for server, name in ((self.servers[0], "one"), (self.servers[2], "two"))]
+        os.chmod(self.far, 0o777)
+        self.assertEqual(self.go(*pair), "2 0 0 0 0 0")
+        self.assertEqual(self.far_tree("two"), "s/y=2 x=1")
+        self.assertEqual(self.go(*pair), "0 0 2 0 0 0")
+
+    @one_system
+    def test_password_stands_nowhere(self):
+        self.put_all("a/x=1")
+        self.write("pw", b"secret\n")
+        address = self.servers[2].rpartition("@")[2]
+        for url, options in (("ftp://qz:secret@" + address, ()),
+                             ("ftp://" + address, ("--user", "qz", "--password-file", "pw"))):
+            result = self.expect(DONE, "sync", "a", url + "/" + self.remote, "--verbose", *options)
+            self.assertNotIn("secret", result.output + result.errors)
+        self.assertEqual(self.summary(result), "0 0 1 0 0 0", "the same tables")
+        for name, value in contents(self.tables).items():
+            self.assertNotIn(b"secret", value[0] + name.encode())
+        self.write("pw", b"wrong\n")
+        result = self.expect(LOGIN, "sync", "a", "ftp://qz@%s/%s" % (address, self.remote), "--password-file", "pw")
+        self.assertNotIn("wrong", result.errors)
+
+    @one_system
+    def test_dry_run_changes_nothing_on_the_server(self):
+        self.put_all("a/x=1 a/s/y=2")
+        url = "ftp://%s/%s" % (self.servers[0], self.remote)
+        self.assertEqual(self.go("a", url, "--dry-run"), "2 0 0 0 0 0")
+        self.assertFalse(os.path.exists(self.far))
+
+    @one_system
+    def test_server_that_is_not_there_gives_4(self):
+        self.put_all("a/x=1")
+        with socket.create_server(("127.0.0.1", 0)) as gone:
+            port = gone.getsockname()[1]
+        self.assertIn("cannot connect", self.expect(NETWORK, "sync", "a", "ftp://127.0.0.1:%d/x" % port).errors)
+
+
+if __name__ == "__main__":
+    unittest.main()
