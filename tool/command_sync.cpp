@@ -59,14 +59,19 @@ Pair TakePair(const Options& options) {
   return pair;
 }
 
-// A name that was mistyped must not make a folder. What is missing later may have been lost: the library sees
-// to that.
-void CheckFolderExists(const Pair& pair, bool areTablesKnown) {
+// A name that was mistyped must not make folders: the side that is copied from has to be there, and of the
+// other one all but the last part. What is missing later may have been lost: the library sees to that.
+void CheckFoldersExist(const Pair& pair) {
   const bool isReverse = !CopiesFromSource(pair.mode);
-  const SyncSide& side = isReverse ? pair.destination : pair.source;
-  if (side.server || areTablesKnown || IsLocalFolder(side)) return;
-  throw Failure{ExitCode::NotFound, std::string("the ") + (isReverse ? "destination" : "source") + " \"" +
-                                        side.shown + "\" is no folder"};
+  const SyncSide& from = isReverse ? pair.destination : pair.source;
+  const SyncSide& to = isReverse ? pair.source : pair.destination;
+  const auto refuse = [](const std::string& path, const char* why) {
+    throw Failure{ExitCode::NotFound, "\"" + path + "\" " + why};
+  };
+  if (PlaceOf(from) == SyncPlace::NoFolder) refuse(from.shown, "is no folder");
+  if (PlaceOf(from) != SyncPlace::Folder && !from.server) refuse(from.shown, "does not exist");
+  if (PlaceOf(to) == SyncPlace::NoFolder) refuse(to.shown, "is no folder");
+  if (PlaceOf(to) == SyncPlace::Nowhere) refuse(to.shown, "cannot be made: the folder above does not exist");
 }
 
 // The tables change while they are read: in a tree that is synchronised they are left alone.
@@ -164,7 +169,7 @@ void RunSync(const Options& options, Reporter* reporter) {
   const std::string name =
       options.syncName ? *options.syncName : DefaultSyncName(source, destination, pair.mode);
   const SyncTables tables(name, PairText(source, destination, pair.mode), !options.dryRun);
-  CheckFolderExists(pair, tables.AreKnown());
+  if (!tables.AreKnown()) CheckFoldersExist(pair);
   const SyncTask task = MakeTask(pair, tables, name, options, reporter);
   SyncRun run(task, options, reporter);
   run.Plan();

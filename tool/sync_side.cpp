@@ -77,6 +77,11 @@ std::string EscapedPath(const std::string& path) {
   return escaped;
 }
 
+bool IsFolder(const std::string& path) {
+  int32_t isDirectory = 0;
+  return File_Exists(path.c_str(), &isDirectory) != 0 && isDirectory != 0;
+}
+
 std::string FolderOf(const SyncSide& side, const Options& options, Reporter* reporter) {
   FTPSession session(*side.server, options, reporter);
   session.LogIn(side.login);
@@ -113,9 +118,11 @@ std::string LibraryURL(const SyncSide& side, const Options& options, Reporter* r
          EscapedPath(folder);
 }
 
-bool IsLocalFolder(const SyncSide& side) {
-  int32_t isDirectory = 0;
-  return File_Exists(side.root.c_str(), &isDirectory) != 0 && isDirectory != 0;
+SyncPlace PlaceOf(const SyncSide& side) {
+  if (side.server || IsFolder(side.root)) return SyncPlace::Folder;
+  if (File_Exists(side.root.c_str(), nullptr) != 0) return SyncPlace::NoFolder;
+  const std::string above = side.root.substr(0, side.root.rfind('/'));
+  return above.empty() || IsFolder(above) ? SyncPlace::Free : SyncPlace::Nowhere;
 }
 
 std::string EscapedLocalPath(const std::string& path) {

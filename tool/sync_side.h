@@ -30,8 +30,14 @@ void FindLogin(const Options& options, Passwords* passwords, SyncSide* side);
 // Failure, Interruption.
 std::string LibraryURL(const SyncSide& side, const Options& options, Reporter* reporter);
 
-// Whether a local folder stands there.
-bool IsLocalFolder(const SyncSide& side);
+// What stands where a local side is to be. Of a server: Folder.
+enum class SyncPlace {
+  Folder,
+  NoFolder,  // something else
+  Free,      // nothing, in a folder
+  Nowhere,   // nothing, and no folder above
+};
+SyncPlace PlaceOf(const SyncSide& side);
 
 // Pure: a path as a part of a "file" URL; the parts of a server's folder put together.
 std::string EscapedLocalPath(const std::string& path);

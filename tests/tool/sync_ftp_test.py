@@ -35,6 +35,8 @@ class Servers(SyncTest):
             self.put_all("a/x=1 a/s/y=22")
             self.assertEqual(self.go("a", url, "--delete"), "2 0 0 0 0 0")
             self.assertEqual(self.far_tree(), "s/y=22 x=1")
+            if on_windows():
+                return
             self.assertEqual(self.go("a", url, "--delete"), "0 0 2 0 0 0")
             self.remove("a/x")
             self.put("a/s/y", "333", EARLY + 7200)
@@ -100,6 +102,26 @@ class Servers(SyncTest):
         with socket.create_server(("127.0.0.1", 0)) as gone:
             port = gone.getsockname()[1]
         self.assertIn("cannot connect", self.expect(NETWORK, "sync", "a", "ftp://127.0.0.1:%d/x" % port).errors)
+
+
+class Documented(Servers):
+    """The commands of docs/program.md."""
+
+    @one_system
+    def test_they_run(self):
+        with open(os.path.join(CHECKOUT, "docs", "program.md"), encoding="utf-8") as page:
+            section = page.read().split("## Synchronising\n")[1]
+        commands = [shlex.split(line) for line in section.split("```")[1].strip().split("\n")]
+        self.assertEqual([command[:2] for command in commands], [["qz", "sync"]] * 4)
+        os.mkdir(self.path("backup"))
+        self.put_all("photos/2026/june.jpg=1 photos/x.tmp=2 photos/cache/y=3 notes/n=4 stick/notes/m=5")
+        server = "ftp://%s/%s" % (self.servers[2], self.remote)
+        for command in commands:
+            words = [word.replace("/mnt/", "").replace("ftp://127.0.0.1:2121", server) for word in command[1:]]
+            self.expect(DONE, *words)
+        self.assertEqual(self.tree("backup"), "photos/2026/june.jpg=1")
+        self.assertEqual(self.far_tree(), "photos/2026/june.jpg=1 photos/cache/y=3 photos/x.tmp=2")
+        self.assertEqual((self.tree("notes"), self.tree("stick")), ("m=5 n=4", "notes/m=5 notes/n=4"))
 
 
 if __name__ == "__main__":

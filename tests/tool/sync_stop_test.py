@@ -107,7 +107,7 @@ class Killed(SyncTest):
 
     def test_runs_that_are_killed_come_to_the_same_end(self):
         self.random = random.Random(71)
-        kills = int(os.environ.get("QZ_SYNC_KILLS", 4 if on_windows() else 10))
+        kills = int(os.environ.get("QZ_SYNC_KILLS", 3 if on_windows() else 10))
         options = ("--delete", "--max-delete", "100%")
         begin = time.monotonic()
         self.set_source(self.state(0))

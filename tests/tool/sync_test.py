@@ -76,6 +76,7 @@ class Modes(SyncTest):
         expected = {"100% #1.txt"} if on_windows() else {"my photos/zw\u00f6lf 12 -> 13.txt", "100% #1.txt"}
         self.assertLessEqual(expected, contents(self.path("b")).keys())
 
+    @one_system
     def test_file_urls_name_local_folders(self):
         self.put_all("a/x=1")
         root = system_path(self.folder).replace("\\", "/")
@@ -209,6 +210,7 @@ class Guards(SyncTest):
 
 
 class Excludes(SyncTest):
+    @one_system
     def test_excluded_files_are_neither_copied_nor_deleted(self):
         self.put_all("a/x.tmp=1 a/x=1 a/cache/y=1 a/s/cache=1 a/s/z.tmp=1 b/b.tmp=1")
         options = ("--delete", "--exclude", "*.tmp", "--exclude", "cache/")
@@ -275,8 +277,12 @@ class DryRuns(SyncTest):
 class Refusals(SyncTest):
     @one_system
     def test_folders_that_make_no_pair(self):
+        self.write("file", b"1")
         for source, destination, code, text in (
-                ("missing", "b", NOT_FOUND, "is no folder"),
+                ("missing", "b", NOT_FOUND, '"%s" does not exist' % system_path(self.path("missing"))),
+                ("a", "new/b", NOT_FOUND, "cannot be made: the folder above does not exist"),
+                ("a", "file", NOT_FOUND, "is no folder"),
+                ("file", "b", NOT_FOUND, "is no folder"),
                 ("a", "a/../a", USAGE, "the same folder"),
                 ("a", "a/sub", USAGE, "one of the two folders is in the other"),
                 ("http://127.0.0.1/x", "b", USAGE, "HTTP servers cannot be listed"),
@@ -284,7 +290,7 @@ class Refusals(SyncTest):
                 ("file://host", "b", USAGE, "names no local folder")):
             result = self.expect(code, "sync", source, destination)
             self.assertIn(text, result.errors)
-        self.assertEqual(self.names(), ["a", "b"])
+        self.assertEqual(self.names(), ["a", "b", "file"])
 
     @one_system
     def test_options_that_do_not_go_together(self):
