@@ -319,6 +319,9 @@ void SyncRun::FailRun(ErrorCode status) const {
   }
   if (status == Error_NoAccess && task_.areTablesKnown)
     throw Failure{ExitCode::Unsafe, "the " + side + " cannot be read" + rest};
+  if (status == Error_NoAccess)
+    throw Failure{ExitCode::Login, "the " + side + " can be neither entered nor made: access denied, or " +
+                                       "the folder above does not exist" + rest};
   throw Failure{CodeOfRun(status),
                 "the " + side + " cannot be synchronised: " + SyncStatusText(status, task_.hasServer) + rest};
 }

@@ -7,7 +7,7 @@ from sync_fixture import *
 NEEDED = ("QZ_TEST_FTP_PORT", "QZ_TEST_FTP_PROFTPD_PORT", "QZ_TEST_FTP_PUREFTPD_PORT", "QZ_TEST_FTP_ROOT")
 
 
-class Servers(SyncTest):
+class ServerTest(SyncTest):
     def setUp(self):
         super().setUp()
         missing = [name for name in NEEDED if name not in os.environ]
@@ -29,6 +29,8 @@ class Servers(SyncTest):
     def put_far(self, name, text, seconds=EARLY):
         self.put(os.path.join(self.far, name), text, seconds)
 
+
+class Servers(ServerTest):
     def test_local_to_server_and_back(self):
         for server in self.servers[2:] if on_windows() else self.servers:
             url = "ftp://%s/%s" % (server, self.remote)
@@ -97,6 +99,12 @@ class Servers(SyncTest):
         self.assertFalse(os.path.exists(self.far))
 
     @one_system
+    def test_folder_that_cannot_be_made_gives_5(self):
+        self.put_all("a/x=1")
+        result = self.expect(LOGIN, "sync", "a", "ftp://%s/%s/x/y" % (self.servers[0], self.remote))
+        self.assertIn("can be neither entered nor made", result.errors)
+
+    @one_system
     def test_server_that_is_not_there_gives_4(self):
         self.put_all("a/x=1")
         with socket.create_server(("127.0.0.1", 0)) as gone:
@@ -104,7 +112,7 @@ class Servers(SyncTest):
         self.assertIn("cannot connect", self.expect(NETWORK, "sync", "a", "ftp://127.0.0.1:%d/x" % port).errors)
 
 
-class Documented(Servers):
+class Documented(ServerTest):
     """The commands of docs/program.md."""
 
     @one_system
@@ -116,6 +124,8 @@ class Documented(Servers):
         os.mkdir(self.path("backup"))
         self.put_all("photos/2026/june.jpg=1 photos/x.tmp=2 photos/cache/y=3 notes/n=4 stick/notes/m=5")
         server = "ftp://%s/%s" % (self.servers[2], self.remote)
+        os.mkdir(self.far)
+        os.chmod(self.far, 0o777)
         for command in commands:
             words = [word.replace("/mnt/", "").replace("ftp://127.0.0.1:2121", server) for word in command[1:]]
             self.expect(DONE, *words)
