@@ -138,15 +138,6 @@ ErrorCode TakeListing(Synchro* synchro, SynchroFrame* frame, SynchroEnd end, con
 
 // ---- both sides --------------------------------------------------------------------------------
 
-// Where there are drives a local side takes two names that differ only in case for one.
-bool IgnoresCase(const Synchro& synchro) {
-  if (!platform::UsesDriveLetters()) return false;
-  for (const SynchroConnection& side : synchro.sides) {
-    if (URL_GetProtocolType(side.url.protocol) == URLProtocol_File) return true;
-  }
-  return false;
-}
-
 struct Settling {
   const SynchroMasks* masks;
   SynchroFrame* frame;
@@ -224,6 +215,15 @@ ErrorCode iSynchro_OpenFrame(Synchro* synchro, SynchroFrame* frame) {
   return status;
 }
 
+// Where there are drives a local side takes two names that differ only in case for one.
+bool iSynchro_IgnoresCase(const Synchro& synchro) {
+  if (!platform::UsesDriveLetters()) return false;
+  for (const SynchroConnection& side : synchro.sides) {
+    if (URL_GetProtocolType(side.url.protocol) == URLProtocol_File) return true;
+  }
+  return false;
+}
+
 void iSynchro_ReportListing(Synchro* synchro, const SynchroFrame& frame, SynchroEnd end) {
   constexpr const char* kNames[kSynchroEnds] = {"source", "destination"};
   char shown[kFileNameSize];
@@ -260,7 +260,7 @@ ErrorCode iSynchro_UpdateFrame(Synchro* synchro, SynchroFrame* frame,
     return status;
   }
   iSynchro_JudgeUnlisted(&frame->intents, &frame->entries);
-  if (IgnoresCase(*synchro)) status = iSynchro_MarkLookAlikes(&frame->entries);
+  if (iSynchro_IgnoresCase(*synchro)) status = iSynchro_MarkLookAlikes(&frame->entries);
   if (status != Error_None) return status;
   Settling settling = {&synchro->masks, frame};
   frame->entries.RemoveIf(Settle, &settling);

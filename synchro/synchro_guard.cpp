@@ -11,13 +11,6 @@
 //   on one side, never in step              copied when the flags say so, never deleted
 //
 // A line is in step when its state is 0 and both sides had the file.
-#include <algorithm>
-#include <cstring>
-
-#include "os/core/owned.h"
-#include "os/text/characterclass_internal.h"
-#include "qz/error.h"
-#include "qz/memory.h"
 #include "qz/synchro.h"
 #include "synchro/synchro_guard_internal.h"
 
@@ -96,7 +89,8 @@ SynchroVerdict iSynchro_DecideGuarded(uint32_t flags, const SynchroEntry& entry,
                                       bool areAlike) {
   const bool isAtSource = entry.IsAt(SynchroEnd_Source);
   const bool isAtDestination = entry.IsAt(SynchroEnd_Destination);
-  if (entry.Has(SynchroEntryFlag_Ambiguous)) return Leave(SynchroReason_Ambiguous);
+  if (entry.Has(SynchroEntryFlag_Ambiguous) || entry.Has(SynchroEntryFlag_LookAlike))
+    return Leave(SynchroReason_Ambiguous);
   if (entry.Has(SynchroEntryFlag_Unclear)) return Leave(SynchroReason_Unclear);
   if (!isAtSource && !isAtDestination) return Leave(SynchroReason_NotWhole);
   for (const SynchroSide& side : entry.sides) {
@@ -137,6 +131,8 @@ bool iSynchro_DiffersFromLine(const SynchroEntry& entry) {
 bool iSynchro_TakeLine(SynchroEntry* entry) {
   if (entry->Has(SynchroEntryFlag_Settled))
     return entry->IsAt(SynchroEnd_Source) || entry->IsAt(SynchroEnd_Destination);
+  // Its old line is wrong, and the new one not known: the next run compares both sides.
+  if (entry->Has(SynchroEntryFlag_Uploaded)) return false;
   for (uint32_t end = 0; end < kSynchroEnds; ++end) entry->sides[end] = entry->before[end];
   return !entry->Has(SynchroEntryFlag_New);
 }
@@ -144,27 +140,4 @@ bool iSynchro_TakeLine(SynchroEntry* entry) {
 bool iSynchro_IsTrusted(uint32_t listedEntries, bool isKnownThere, bool isGone, bool isRoot) {
   if (listedEntries != 0 || !isKnownThere) return true;
   return isGone && !isRoot;
-}
-
-ErrorCode iSynchro_MarkNamesOfOtherCase(SynchroEntries* entries) {
-  const uint32_t count = entries->Count();
-  if (count == 0) return Error_None;
-  const Owned<uint32_t, Memory_Delete> owned(static_cast<uint32_t*>(Memory_New(sizeof(uint32_t) * count)));
-  if (!owned) return Error_Memory;
-  uint32_t* const order = owned.get();
-  for (uint32_t i = 0; i < count; ++i) order[i] = i;
-  const auto isBefore = [&](uint32_t one, uint32_t other) {
-    const std::string_view a = entries->At(one).name;
-    const std::string_view b = entries->At(other).name;
-    return std::lexicographical_compare(a.begin(), a.end(), b.begin(), b.end(), [](char left, char right) {
-      return iCharacter_ToLower(static_cast<uint8_t>(left)) < iCharacter_ToLower(static_cast<uint8_t>(right));
-    });
-  };
-  std::sort(order, order + count, isBefore);
-  for (uint32_t i = 1; i < count; ++i) {
-    if (isBefore(order[i - 1], order[i])) continue;
-    entries->At(order[i - 1]).flags |= SynchroEntryFlag_Ambiguous;
-    entries->At(order[i]).flags |= SynchroEntryFlag_Ambiguous;
-  }
-  return Error_None;
 }

@@ -2,7 +2,6 @@
 #pragma once
 
 #include "synchro/synchro_decide_internal.h"
-#include "synchro/synchro_entries_internal.h"
 
 // What is done, and the SynchroReason for it.
 struct SynchroVerdict {
@@ -38,7 +37,3 @@ bool iSynchro_TakeLine(SynchroEntry* entry);
 // Whether a listing that shows nothing can be trusted: where files were known on that side, only when the
 // directory has gone and the listing of its parent says so too.
 bool iSynchro_IsTrusted(uint32_t listedEntries, bool isKnownThere, bool isGone, bool isRoot);
-
-// Marks the entries whose names differ from another one's in the case of their letters only (of the letters
-// A to Z). Error_None or Error_Memory.
-ErrorCode iSynchro_MarkNamesOfOtherCase(SynchroEntries* entries);

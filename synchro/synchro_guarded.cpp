@@ -185,27 +185,18 @@ void MarkLongNames(SynchroFrame* frame) {
   }
 }
 
-// Where a local end takes names that differ only in case for one.
-ErrorCode MarkNamesOfOtherCase(const Synchro& synchro, SynchroFrame* frame) {
-  bool ignoresCase = false;
-  for (const SynchroConnection& side : synchro.sides) {
-    if (URL_GetProtocolType(side.url.protocol) == URLProtocol_File)
-      ignoresCase = platform::UsesDriveLetters();
-  }
-  return ignoresCase ? iSynchro_MarkNamesOfOtherCase(&frame->entries) : Error_None;
-}
-
 void ReportAmbiguousNames(Synchro* synchro, const SynchroFrame& frame) {
   for (uint32_t i = 0; i < frame.entries.Count(); ++i) {
     const SynchroEntry& entry = frame.entries.At(i);
-    if (entry.Has(SynchroEntryFlag_Ambiguous))
+    if (entry.Has(SynchroEntryFlag_Ambiguous) || entry.Has(SynchroEntryFlag_LookAlike))
       iSynchro_Report(synchro, "* Ambiguous: %s %s", frame.directory, entry.name);
   }
 }
 
 ErrorCode MarkAmbiguousNames(Synchro* synchro, SynchroFrame* frame) {
   MarkLongNames(frame);
-  const ErrorCode status = MarkNamesOfOtherCase(*synchro, frame);
+  const ErrorCode status =
+      iSynchro_IgnoresCase(*synchro) ? iSynchro_MarkLookAlikes(&frame->entries) : Error_None;
   if (status == Error_None) ReportAmbiguousNames(synchro, *frame);
   return status;
 }
@@ -296,18 +287,33 @@ bool HaveSameSize(Synchro* synchro, const char (&paths)[kSynchroEnds][kFileNameS
 
 // ---- uploads -----------------------------------------------------------------------------------
 
+bool IsAsSent(const SynchroRead& found, const SynchroSide& sent) {
+  const bool isClear = (!found.isUnclear || found.isUndated) && !found.isAmbiguous;
+  return isClear && found.side.directory == 0 && found.side.size == sent.size;
+}
+
+// The time of an uploaded file: the listed one, or its time stamp.
+ErrorCode FindTime(const Reading& reading, const SynchroRead& found, Time* time) {
+  *time = found.side.time;
+  if (!found.isUndated) return Error_None;
+  SynchroConnection* const side = &reading.synchro->sides[reading.end];
+  char path[kFileNameSize];
+  const ErrorCode status = iSynchro_EntryPath(*side, reading.frame->directory, found.name, path);
+  return status == Error_None ? iSynchro_KindOf(*side)->askTime(side, path, time) : status;
+}
+
 // A file that arrived as it was sent. Another line of its name tells nothing.
 ErrorCode TakeUploaded(void* context, const SynchroRead& found) {
   const auto* const reading = static_cast<Reading*>(context);
   SynchroEntry* const entry = reading->frame->entries.Find(found.name);
   if (entry == nullptr || !entry->Has(SynchroEntryFlag_Uploaded)) return Error_None;
   SynchroSide* const side = &entry->sides[reading->end];
-  const bool isClear = !found.isUnclear && !found.isUndated && !found.isAmbiguous;
-  const bool isAsSent = isClear && found.side.directory == 0 && found.side.size == side->size;
-  if (!isAsSent || Time_Compare(&side->time, &kSynchroUnknownTime) != 0) return Error_None;
-  *side = found.side;
+  Time time;
+  const bool isAwaited = Time_Compare(&side->time, &kSynchroUnknownTime) == 0;
+  if (!isAwaited || !IsAsSent(found, *side)) return Error_None;
+  if (FindTime(*reading, found, &time) != Error_None) return Error_None;
+  side->time = time;
   entry->flags |= SynchroEntryFlag_Settled;
-  reading->frame->isChanged = true;
   return Error_None;
 }
 
@@ -372,7 +378,9 @@ void iSynchro_TakeCopied(SynchroFrame* frame, SynchroEnd at, const SynchroSide& 
   iSynchro_TakeDone(&made, at, entry);
   const bool isUpload = Time_Compare(&made.time, &kSynchroUnknownTime) == 0;
   entry->flags |= isUpload ? SynchroEntryFlag_Uploaded : SynchroEntryFlag_Settled;
-  if (isUpload) frame->hasUploads[at] = true;
+  if (!isUpload) return;
+  frame->hasUploads[at] = true;
+  frame->isChanged = true;
 }
 
 void iSynchro_SettleUploads(Synchro* synchro, SynchroFrame* frame) {

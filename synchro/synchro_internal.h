@@ -106,6 +106,9 @@ inline bool iSynchro_IsStopped(const Synchro* synchro) {
 // Reads the table of the directory, and what was done since it was saved. A damaged one is told by isBad.
 ErrorCode iSynchro_OpenFrame(Synchro* synchro, SynchroFrame* frame);
 
+// Whether a side takes names that differ only in case for one.
+bool iSynchro_IgnoresCase(const Synchro& synchro);
+
 // Tells that a side is listed now.
 void iSynchro_ReportListing(Synchro* synchro, const SynchroFrame& frame, SynchroEnd end);
 

@@ -175,6 +175,40 @@ TEST_F(SynchroGuardedFTPTest, KeepsTheTimeOfAFileThatAges) {
   EXPECT_EQ(Tree("dst"), "a=22 b=1");
 }
 
+// Servers whose clock is far ahead show no time of day for new files either.
+TEST_F(SynchroGuardedFTPTest, AsksForTheTimeOfAnUploadThatIsListedWithoutOne) {
+  FTPTree server(Folder("dst"));
+  server.settings.hasFacts = false;
+  server.settings.showsDaysOnly = true;
+  Put("src/a", "1");
+  ASSERT_EQ(Upload(kTwoWay, &server).counters, "0 0 0 1 0");
+  const Lines commands = server.TakeCommands();
+  ASSERT_GE(commands.size(), 3u);
+  EXPECT_EQ(Lines(commands.end() - 3, commands.end()), (Lines{"CWD /pub/", "LIST", "MDTM /pub/a"}));
+  EXPECT_EQ(Upload(kTwoWay, &server).counters, "0 0 0 0 0");
+  Put("src/a", "2", 1100000000);
+  EXPECT_EQ(Upload(kTwoWay, &server).counters, "0 0 0 1 0") << "it was in step";
+}
+
+// Nothing is copied back when the folder could not be listed again.
+TEST_F(SynchroGuardedFTPTest, ComparesAnUploadInTheNextRun_WhenItWasNotListedAgain) {
+  FTPTree server(Folder("dst"));
+  Put("src/a", "1");
+  ASSERT_EQ(Upload(kTwoWay, &server).counters, "0 0 0 1 0");
+  Remove("dst/a");
+  root_.Write("dst/mine", "1");
+  ASSERT_EQ(Upload(kTwoWay, &server).counters, "0 1 0 1 0");
+  Remove("dst/a");
+  server.onCommand = [&](const std::string& command) {
+    if (command.starts_with("RNTO")) server.settings.listing = FTPTree::Listing::Refused;
+  };
+  ASSERT_EQ(Upload(kTwoWay, &server).counters, "0 0 0 1 0");
+  server.settings.listing = FTPTree::Listing::Whole;
+  const Outcome outcome = Upload(kTwoWay, &server);
+  EXPECT_EQ(outcome.counters, "0 0 0 0 0");
+  EXPECT_EQ(FileLines(outcome), (Lines{"file = ftp:  a  -> None", "file = ftp:  mine  -> None"}));
+}
+
 TEST_F(SynchroGuardedFTPTest, CopiesBetweenServersThroughALocalFile) {
   FTPTree source(Folder("src"));
   FTPTree destination(Folder("dst"));

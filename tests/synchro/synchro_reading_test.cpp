@@ -3,7 +3,6 @@
 
 #include <string>
 
-#include "synchro/synchro_guard_internal.h"
 #include "synchro/synchro_reading_internal.h"
 #include "tests/support/error_capture.h"
 #include "tests/support/time_zone.h"
@@ -126,18 +125,6 @@ TEST(SynchroReading, KnowsAMomentInAnotherTimeZone) {
        })
     EXPECT_EQ(iSynchro_IsSameMoment({row.listed, 0}, {row.stamped, 0}), row.isSame)
         << row.stamped - row.listed;
-}
-
-TEST(SynchroReading, MarksNamesThatDifferInCaseOnly) {
-  SynchroEntries entries;
-  for (const char* const name : {"b", "README", "a", "Readme", "B", "c", "readme", "readme2"})
-    entries.Add(name);
-  ASSERT_EQ(iSynchro_MarkNamesOfOtherCase(&entries), Error_None);
-  std::string marked;
-  for (uint32_t i = 0; i < entries.Count(); ++i) {
-    if (entries.At(i).Has(SynchroEntryFlag_Ambiguous)) marked += std::string(entries.At(i).name) + " ";
-  }
-  EXPECT_EQ(marked, "b README Readme B readme ");
 }
 
 }  // namespace
