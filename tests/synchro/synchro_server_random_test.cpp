@@ -84,6 +84,7 @@ class SynchroServerRandomTest : public synchro::Test {
     for (int side = 0; side < 2; ++side) {
       const Files after = FilesOf(kSides[side]);
       for (const auto& [name, text] : before[side]) {
+        if (IsTemporary(name)) continue;
         const bool isInStep = inStep_.contains(name) && inStep_.at(name) == text;
         const bool isAside = mayMove && IsAmong(after, text);
         if (!isInStep) {
@@ -91,7 +92,7 @@ class SynchroServerRandomTest : public synchro::Test {
               << kSides[side] << " " << name;
         }
         if ((flags & kDeleteAt[side]) == 0) {
-          EXPECT_TRUE(after.contains(name) || isAside || IsTemporary(name)) << kSides[side] << " " << name;
+          EXPECT_TRUE(after.contains(name) || isAside) << kSides[side] << " " << name;
         }
       }
       for (const auto& [name, text] : after) {
@@ -170,6 +171,7 @@ class SynchroServerRandomTest : public synchro::Test {
     for (int side = 0; side < 2; ++side) {
       const Files after = FilesOf(kSides[side]);
       for (const auto& [name, text] : before[side]) {
+        if (IsTemporary(name)) continue;
         const bool isInStep = inStep_.contains(name) && inStep_.at(name) == text;
         if (!isInStep) {
           EXPECT_TRUE(IsAmong(after, text)) << kSides[side] << " " << name;
@@ -235,17 +237,21 @@ class SynchroServerRandomTest : public synchro::Test {
   std::string told_;  // by the last checked run
 };
 
+// The servers take turns in offering MLSD. QZ_TEST_SEQUENCES: how many are played of each kind, 1 by default.
 TEST_F(SynchroServerRandomTest, LosesNoFileThatTheGuardsProtect) {
-  uint32_t sequence = 0;
-  for (const uint32_t flags : {1u, 9u, 2u, 6u, 3u, 15u}) {
-    for (const int servers : {1, 2, 3}) {
-      for (const bool hasFacts : {true, false}) {
-        Play(flags, servers, hasFacts, ++sequence);
+  const char* const asked = getenv("QZ_TEST_SEQUENCES");
+  const int sequences = asked != nullptr ? atoi(asked) : 1;
+  uint32_t number = 0;
+  for (int sequence = 0; sequence < sequences; ++sequence) {
+    for (const uint32_t flags : {1u, 9u, 2u, 6u, 3u, 15u}) {
+      for (const int servers : {1, 2, 3}) {
+        ++number;
+        Play(flags, servers, (number + static_cast<uint32_t>(sequence)) % 2 == 0, number);
         if (HasFailure()) return;
       }
     }
   }
-  EXPECT_GT(runs_, 150);
+  EXPECT_GT(runs_, 60 * sequences);
 }
 
 }  // namespace
