@@ -10,6 +10,7 @@
 
 #include "tests/synchro/synchro_fixture.h"
 #include "tests/synchro/synchro_moment.h"
+#include "tests/synchro/synchro_sequences.h"
 
 namespace {
 
@@ -102,6 +103,30 @@ TEST_F(SynchroKillTest, ComesToTheSameEnd_WhereverItWasKilled) {
       ASSERT_FALSE(EndsWith(name, ".done") || EndsWith(name, ".xfer")) << name;
   }
   EXPECT_GT(killed, NumberOfKills() / 4);
+}
+
+// ---- random sequences --------------------------------------------------------------------------
+
+class SynchroKillRandomTest : public synchro::Sequences {
+ protected:
+  void RunKilled() override {
+    const auto after = static_cast<useconds_t>(random_() % 12000);
+    Check([&] {
+      const pid_t child = fork();
+      ASSERT_GE(child, 0);
+      if (child == 0) {
+        Guarded();
+        _exit(0);
+      }
+      usleep(after);
+      kill(child, SIGKILL);
+      ASSERT_EQ(waitpid(child, nullptr, 0), child);
+    });
+  }
+};
+
+TEST_F(SynchroKillRandomTest, LosesNoFileThatTheGuardsProtect) {
+  Play(NumberOfSequences(24));
 }
 
 }  // namespace
