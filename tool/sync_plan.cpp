@@ -87,8 +87,7 @@ SyncKind KindOf(const SynchroEntryInfo& entry) {
 bool IsAdopted(const SynchroEntryInfo& entry) {
   if (entry.reason == SynchroReason_Alike || entry.reason == SynchroReason_Forgotten) return true;
   if (entry.reason != SynchroReason_Directory) return false;
-  return entry.isKnown == 0 || IsChanged(entry.before[0], entry.now[0]) ||
-         IsChanged(entry.before[1], entry.now[1]);
+  return IsChanged(entry.before[0], entry.now[0]) || IsChanged(entry.before[1], entry.now[1]);
 }
 
 std::string PathOf(const SynchroEntryInfo& entry) {

@@ -33,6 +33,7 @@ constexpr Row kRows[] = {
     {"?.txt", "\xC3\xB6.txt", false, true},
     {"*?", "\xC3\xB6", false, true},
     {"*??", "\xC3\xB6", false, false},
+    {"*??", "\xE2\x82\xAC", false, false},
     {"?", "\xFF", false, true},
     {"[a-c]x", "bx", false, true},
     {"[a-c]x", "dx", false, false},

@@ -85,6 +85,7 @@ TEST(SyncPath, KnowsWhatIsInAFolder) {
   EXPECT_EQ(tool::PathBelow("/", "/a"), "a");
   EXPECT_FALSE(tool::PathBelow("/a", "/ab"));
   EXPECT_FALSE(tool::PathBelow("/a", "/a"));
+  EXPECT_FALSE(tool::PathBelow("/", "/"));
   EXPECT_TRUE(tool::Overlap("/a", "/a"));
   EXPECT_TRUE(tool::Overlap("/a", "/a/b"));
   EXPECT_TRUE(tool::Overlap("/a/b", "/a"));

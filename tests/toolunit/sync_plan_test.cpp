@@ -96,6 +96,7 @@ TEST(SyncPlan, HasWhatWasPlannedWithTheSameValues) {
   EXPECT_FALSE(plan.Has(Copy("s", "x"), SyncKind::CopyToSource));
   EXPECT_FALSE(plan.Has(Copy("s", "x"), SyncKind::DeleteAtSource));
   EXPECT_FALSE(plan.Has(Copy("s", "y"), SyncKind::CopyToDestination));
+  EXPECT_FALSE(plan.Has(Copy("s", "w"), SyncKind::CopyToDestination));
   EXPECT_FALSE(plan.Has(Copy("", "x"), SyncKind::CopyToDestination));
   EXPECT_FALSE(plan.Has(Copy("s/t", "x"), SyncKind::CopyToDestination));
 }
