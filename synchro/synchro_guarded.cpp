@@ -102,6 +102,8 @@ ErrorCode ReadFolder(Synchro* synchro, SynchroFrame* frame, SynchroEnd end, bool
          ListPlace(*synchro), TakeEntry, &reading},
         folder);
   *count = reading.count;
+  const bool mayBeMade = MayCreate(*synchro, *frame, end, isKnown) && !frame->isShown[end];
+  frame->isMade[end] = mayBeMade && status == Error_None && !folder->isMissing;
   return status;
 }
 

@@ -61,10 +61,22 @@ SynchroFrame* PushFrame(Synchro* synchro, const char* directory) {
   return frame;
 }
 
+// A directory that was made is known from now on: a root with nothing but directories can be lost as well.
+void TakeMade(const bool (&isMade)[kSynchroEnds], SynchroFrame* parent) {
+  SynchroEntry* const entry = &parent->entries.At(parent->cursor - 1);
+  for (uint32_t end = 0; end < kSynchroEnds; ++end) {
+    if (!isMade[end]) continue;
+    entry->sides[end].present = entry->sides[end].directory = 1;
+    parent->isChanged = true;
+  }
+}
+
 void PopFrame(Synchro* synchro) {
+  const bool isMade[] = {TopOf(synchro)->isMade[0], TopOf(synchro)->isMade[1]};
   iSynchro_CloseFrame(synchro, TopOf(synchro));
   Stack_Pop(synchro->frames);
   --synchro->depth;
+  if (synchro->frames->top != nullptr) TakeMade(isMade, TopOf(synchro));
 }
 
 // Whether a side's directory is one of those that it is in.

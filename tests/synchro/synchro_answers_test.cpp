@@ -100,6 +100,16 @@ TEST_F(SynchroAnswersTest, ForgottenFilesAreTold) {
   EXPECT_EQ(reasons_, (Lines{"b 0"})) << "once";
 }
 
+// Else a destination with nothing but folders, when it is lost, would be filled again somewhere else.
+TEST_F(SynchroAnswersTest, FoldersThatWereMadeAreKnown) {
+  Put("src/sub/a", "1");
+  EXPECT_EQ(Guarded(kMirror).counters, "0 0 0 1 0");
+  std::filesystem::remove_all(synchro::SystemPath(root_.Name("dst/sub")));
+  const Outcome outcome = Guarded(kMirror);
+  EXPECT_EQ(outcome.state, SynchroState_Failed);
+  EXPECT_EQ(Tree("dst"), "");
+}
+
 TEST_F(SynchroAnswersTest, ResultsTellFailuresOfFilesAndFolders) {
   Put("src/a", "1");
   Put("src/sub/b", "1");

@@ -203,7 +203,6 @@ class Guards(SyncTest):
     def test_8_a_plan_without_work_ends_there(self):
         self.put_all("a/x=1 a/s/y=1")
         self.sync()
-        self.sync()
         before = contents(self.tables)
         self.assertEqual(self.summary(self.sync()), "0 0 2 0 0 0")
         self.assertEqual(contents(self.tables), before)
