@@ -24,14 +24,15 @@ void TakeFeature(void* context, std::string_view line) {
     *static_cast<bool*>(context) = true;
 }
 
-// The first and the last line begin with the code. The blank before the facts counts for nothing: some
-// servers leave it out.
+// The first and the last line begin with the code, facts with a letter. The blank before them counts for
+// nothing: some servers leave it out.
 void TakeFacts(void* context, std::string_view line) {
   auto* const facts = static_cast<char*>(context);
   const std::string_view text = WithoutBlanks(line);
   const size_t end = text.find("; ");
   const size_t equals = text.find('=');
   if (facts[0] != '\0' || end == std::string_view::npos || equals > end) return;
+  if ((iCharacter_Class(static_cast<uint8_t>(text.front())) & CharacterClass_Digit) != 0) return;
   facts[text.copy(facts, kFTPBuffer_Size - 1)] = '\0';
 }
 
