@@ -133,6 +133,14 @@ ErrorCode DateEntries(Synchro* synchro, SynchroFrame* frame, SynchroEnd end) {
   return Error_None;
 }
 
+// A folder is gone when its parent's listing says so too, and can be trusted in that.
+bool IsTrusted(const SynchroFrame& frame, SynchroEnd end, const SynchroFolder& folder, uint32_t count,
+               bool isKnown) {
+  const bool isUnshown = folder.isMissing && !frame.isShown[end];
+  const bool isUnsure = isUnshown && frame.parent != nullptr && !frame.parent->isTrusted[end];
+  return folder.isWhole && !isUnsure && iSynchro_IsTrusted(count, isKnown, isUnshown, IsRoot(frame));
+}
+
 // What a listing does not show is gone only where every line was understood.
 ErrorCode ListFolder(Synchro* synchro, SynchroFrame* frame, SynchroEnd end) {
   SynchroFolder folder;
@@ -141,11 +149,9 @@ ErrorCode ListFolder(Synchro* synchro, SynchroFrame* frame, SynchroEnd end) {
   ErrorCode status = ReadFolder(synchro, frame, end, isKnown, &folder, &count);
   if (status == Error_None) status = DateEntries(synchro, frame, end);
   if (status != Error_None) return status;
-  const bool isTrusted =
-      folder.isWhole &&
-      iSynchro_IsTrusted(count, isKnown, folder.isMissing && !frame->isShown[end], IsRoot(*frame));
-  if (!isTrusted && IsRoot(*frame)) return Error_NotFound;
-  frame->isWhole = frame->isWhole && isTrusted;
+  frame->isTrusted[end] = IsTrusted(*frame, end, folder, count, isKnown);
+  if (!frame->isTrusted[end] && IsRoot(*frame)) return Error_NotFound;
+  frame->isWhole = frame->isWhole && frame->isTrusted[end];
   frame->hasLongLines = frame->hasLongLines || folder.hasLongLines;
   return Error_None;
 }

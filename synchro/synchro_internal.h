@@ -32,14 +32,15 @@
 
 // A directory that is being walked. An element of the stack of frames.
 struct SynchroFrame {
-  bool isOpened = false;            // its table was read
-  bool isBad = false;               // ... and is damaged
-  bool isWhole = true;              // guarded: what the listings do not show is not there
-  bool isProcessed = false;         // both sides were listed, and the table is up to date
-  bool isChanged = false;           // the table differs from its file
-  bool isShown[kSynchroEnds] = {};  // the parent's listing has the directory
-  bool isMade[kSynchroEnds] = {};   // guarded: this run has made the directory
-  bool hasLongLines = false;        // guarded: a side has listed names that may be ambiguous
+  bool isOpened = false;                        // its table was read
+  bool isBad = false;                           // ... and is damaged
+  bool isWhole = true;                          // guarded: what the listings do not show is not there
+  bool isProcessed = false;                     // both sides were listed, and the table is up to date
+  bool isChanged = false;                       // the table differs from its file
+  bool isShown[kSynchroEnds] = {};              // the parent's listing has the directory
+  bool isMade[kSynchroEnds] = {};               // guarded: this run has made the directory
+  bool isTrusted[kSynchroEnds] = {true, true};  // guarded: what the side's listing does not show is not there
+  bool hasLongLines = false;                    // guarded: a side has listed names that may be ambiguous
   bool hasUploads[kSynchroEnds] = {};
   const SynchroFrame* parent = nullptr;  // null for the roots
   SynchroIdentity identities[kSynchroEnds] = {};

@@ -352,6 +352,28 @@ TEST_F(SynchroGuardedFTPTest, DeletesNothingInAFolderThatIsNotListedWhole) {
   });
 }
 
+// The rights of "sub" were taken away: what is below it is said not to be there.
+TEST_F(SynchroGuardedFTPTest, DeletesNothingBelowAFolderThatIsNotListedWhole) {
+  for (const bool hasFacts : {true, false}) {
+    for (const FTPTree::Listing listing : {FTPTree::Listing::Empty, FTPTree::Listing::Refused}) {
+      SCOPED_TRACE(testing::Message() << "MLSD " << hasFacts << ", listing " << static_cast<int>(listing));
+      Clear();
+      FTPTree server(Folder("src"));
+      server.settings.hasFacts = hasFacts;
+      Put("src/sub/deep/c", "1");
+      Put("src/z", "1");
+      ASSERT_EQ(Download(kDelete, &server).counters, "0 0 0 2 0");
+      server.settings.strangeFolder = "sub";
+      server.settings.listing = listing;
+      for (const char* const command : {"CWD /pub/sub/deep", "MLSD /pub/sub/deep", "MLST /pub/sub/deep/c",
+                                        "SIZE /pub/sub/deep/c", "MDTM /pub/sub/deep/c"})
+        server.settings.replies[command] = "550 no";
+      Download(kDelete, &server);
+      EXPECT_EQ(Tree("dst"), "sub/ sub/deep/ sub/deep/c=1 z=1");
+    }
+  }
+}
+
 TEST_F(SynchroGuardedFTPTest, MakesNoRootThatHasGone) {
   WithEachSide([&](FTPTree* source, FTPTree* destination) {
     Put("src/a", "1");

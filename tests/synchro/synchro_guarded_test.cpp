@@ -179,6 +179,22 @@ TEST_F(SynchroGuardedTest, DeletesNothingBesideAnEmptyFolder) {
   }
 }
 
+// As when nothing is mounted on "sub".
+TEST_F(SynchroGuardedTest, DeletesNothingBelowAnEmptyFolder) {
+  Put("src/sub/a", "1");
+  Put("src/sub/deep/deeper/b", "1");
+  Put("src/z", "1");
+  Guarded(kDelete);
+  Remove("src/sub/a");
+  Remove("src/sub/deep");
+  for (int run = 0; run < 2; ++run) {
+    EXPECT_EQ(Guarded(kDelete).counters, "0 0 0 0 0");
+    EXPECT_EQ(Tree("dst"), "sub/ sub/a=1 sub/deep/ sub/deep/deeper/ sub/deep/deeper/b=1 z=1");
+  }
+  Put("src/sub/new", "1");
+  EXPECT_EQ(Guarded(kDelete).counters, "0 0 0 1 2") << "with a file in it, it counts again";
+}
+
 TEST_F(SynchroGuardedTest, PutsNothingIntoAFolderThatIsNotTrusted) {
   Put("src/sub/a", "1");
   Guarded(kTwoWay);
