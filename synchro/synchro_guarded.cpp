@@ -133,12 +133,11 @@ ErrorCode DateEntries(Synchro* synchro, SynchroFrame* frame, SynchroEnd end) {
   return Error_None;
 }
 
-// A folder is gone when its parent's listing says so too, and can be trusted in that.
-bool IsTrusted(const SynchroFrame& frame, SynchroEnd end, const SynchroFolder& folder, uint32_t count,
-               bool isKnown) {
-  const bool isUnshown = folder.isMissing && !frame.isShown[end];
-  const bool isUnsure = isUnshown && frame.parent != nullptr && !frame.parent->isTrusted[end];
-  return folder.isWhole && !isUnsure && iSynchro_IsTrusted(count, isKnown, isUnshown, IsRoot(frame));
+// A folder is gone when its parent's listing says so too, and can be trusted in that; and when the parent's
+// table had it: a run that was killed has remembered what is in it, and not the folder itself.
+bool IsGone(const SynchroFrame& frame, SynchroEnd end, const SynchroFolder& folder) {
+  if (frame.parent == nullptr || !folder.isMissing || frame.isShown[end]) return false;
+  return frame.wasKnown[end] && frame.parent->isTrusted[end];
 }
 
 // What a listing does not show is gone only where every line was understood.
@@ -149,7 +148,8 @@ ErrorCode ListFolder(Synchro* synchro, SynchroFrame* frame, SynchroEnd end) {
   ErrorCode status = ReadFolder(synchro, frame, end, isKnown, &folder, &count);
   if (status == Error_None) status = DateEntries(synchro, frame, end);
   if (status != Error_None) return status;
-  frame->isTrusted[end] = IsTrusted(*frame, end, folder, count, isKnown);
+  frame->isTrusted[end] =
+      folder.isWhole && iSynchro_IsTrusted(count, isKnown, IsGone(*frame, end, folder), IsRoot(*frame));
   if (!frame->isTrusted[end] && IsRoot(*frame)) return Error_NotFound;
   frame->isWhole = frame->isWhole && frame->isTrusted[end];
   frame->hasLongLines = frame->hasLongLines || folder.hasLongLines;
@@ -343,6 +343,7 @@ ErrorCode ListAgain(Synchro* synchro, SynchroFrame* frame, SynchroEnd end) {
 
 ErrorCode iSynchro_PrepareGuarded(Synchro* synchro, SynchroFrame* frame) {
   if (frame->isBad) {
+    Error("Synchro: \"%s\" has a line that is none", frame->tablePath);
     iSynchro_Report(synchro, "* Update failed: %s", Error_ToString(Error_Invalid));
     return Error_Invalid;
   }

@@ -38,6 +38,7 @@ struct SynchroFrame {
   bool isProcessed = false;                     // both sides were listed, and the table is up to date
   bool isChanged = false;                       // the table differs from its file
   bool isShown[kSynchroEnds] = {};              // the parent's listing has the directory
+  bool wasKnown[kSynchroEnds] = {};             // the parent's table had the directory
   bool isMade[kSynchroEnds] = {};               // guarded: this run has made the directory
   bool isTrusted[kSynchroEnds] = {true, true};  // guarded: what the side's listing does not show is not there
   bool hasLongLines = false;                    // guarded: a side has listed names that may be ambiguous

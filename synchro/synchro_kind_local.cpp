@@ -26,9 +26,10 @@ ErrorCode TakeEntries(const SynchroReadRequest& request) {
   if (!search) return SystemStatus(request.path);
   platform::DirectoryEntry found;
   while (iDirectory_NextEntry(search.get(), &found)) {
-    // Where a link leads may be outside of both trees.
-    const ErrorCode status = request.take(
-        request.context, {found.name, ValuesOf(found.information), found.information.isLink, false, false});
+    // Where a link leads may be outside of both trees; a pipe gives other bytes each time.
+    const bool isUnclear = found.information.isLink || found.information.isSpecial;
+    const ErrorCode status =
+        request.take(request.context, {found.name, ValuesOf(found.information), isUnclear, false, false});
     if (status != Error_None) return status;
   }
   return platform::LastSystemError() == platform::SystemError_None ? Error_None : SystemStatus(request.path);

@@ -117,6 +117,7 @@ bool EnterDirectory(Synchro* synchro, const SynchroFrame& parent, const SynchroE
   frame->parent = &parent;
   for (const SynchroEnd end : {SynchroEnd_Source, SynchroEnd_Destination}) {
     frame->isShown[end] = entry.IsAt(end);
+    frame->wasKnown[end] = entry.before[end].present != 0;
     frame->identities[end] = identities[end];
   }
   return true;
@@ -379,6 +380,8 @@ SynchroVerdict Decide(Synchro* synchro, const SynchroFrame& frame, const Synchro
 // A guarded run remembers what is in step, as it is now.
 void Settle(SynchroFrame* frame, const SynchroVerdict& verdict, SynchroEntry* entry) {
   if (!iSynchro_IsSettledBy(verdict)) return;
+  // A directory that is not shown has not gone for that.
+  if (verdict.reason == SynchroReason_Directory && !frame->isWhole) return;
   if (iSynchro_DiffersFromLine(*entry)) frame->isChanged = true;
   entry->flags |= SynchroEntryFlag_Settled;
   entry->state = 0;
@@ -433,6 +436,9 @@ ErrorCode Walk(Synchro* synchro) {
       ActOnEntries(synchro, frame);
     } else {
       TellLeftOut(*synchro, *frame, prepared);
+      // Guarded, a run that does nothing must not pass for one that had nothing to do.
+      if (synchro->isGuarded && frame->parent == nullptr && synchro->failure == Error_None)
+        synchro->failure = prepared;
       PopFrame(synchro);
     }
   }

@@ -35,10 +35,11 @@ bool AbsoluteName(const char* name, char (&absolute)[kNameSize]);
 // ---- what stands under a name ------------------------------------------------------------------
 
 struct FileInformation {
-  bool isDirectory;    // also a link that leads to one
-  bool isLink;         // a symbolic link, a junction, or another entry that may lead elsewhere
-  uint64_t sizeBytes;  // 0 for a directory
-  uint64_t modified;   // 100-nanosecond units since 1601, UTC
+  bool isDirectory;        // also a link that leads to one
+  bool isLink;             // a symbolic link, a junction, or another entry that may lead elsewhere
+  uint64_t sizeBytes;      // 0 for a directory
+  uint64_t modified;       // 100-nanosecond units since 1601, UTC
+  bool isSpecial = false;  // neither a file nor a directory: a pipe, a socket, a device
 };
 
 // Tells what a name leads to. A link that leads nowhere is a file. Where the system searches directories by

@@ -195,6 +195,18 @@ TEST_F(SynchroGuardedTest, DeletesNothingBelowAnEmptyFolder) {
   EXPECT_EQ(Guarded(kDelete).counters, "0 0 0 1 2") << "with a file in it, it counts again";
 }
 
+// A run that is killed has noted what it copied to "sub", and not yet "sub" itself.
+TEST_F(SynchroGuardedTest, DeletesNothing_WhenTheRootIsEmptyBehindAKilledFirstRun) {
+  Put("src/sub/a", "1");
+  Guarded(kDelete);
+  synchro::WriteAll(CachePath(TableName("/")), "");
+  Remove("src/sub");
+  for (int run = 0; run < 2; ++run) {
+    EXPECT_EQ(Guarded(kDelete).counters, "0 0 0 0 0");
+    EXPECT_EQ(Tree("dst"), "sub/ sub/a=1");
+  }
+}
+
 TEST_F(SynchroGuardedTest, PutsNothingIntoAFolderThatIsNotTrusted) {
   Put("src/sub/a", "1");
   Guarded(kTwoWay);
@@ -294,9 +306,23 @@ TEST_F(SynchroGuardedTest, FailsTheDirectory_WhenALineOfItsTableIsNone) {
   Put("dst/a", "1", 5);
   Put("src/b", "1");
   const Outcome outcome = Guarded(kDelete);
-  EXPECT_EQ(outcome.counters, "0 0 0 0 0");
+  EXPECT_EQ(outcome.state, SynchroState_Failed);
+  EXPECT_EQ(outcome.counters, "-4 0 0 0 0");
   EXPECT_EQ(outcome.lines.back(), "* Update failed: Invalid");
   EXPECT_EQ(Tree("dst"), "a=1");
+}
+
+TEST_F(SynchroGuardedTest, FailsOnlyTheSubdirectoryWhoseTableIsDamaged) {
+  Put("src/sub/a", "1");
+  Put("src/z", "1");
+  Guarded(kMirror);
+  synchro::WriteAll(CachePath(TableName("sub")), "a:maybe\n");
+  Put("src/sub/a", "22", 1100000000);
+  Put("src/z", "22", 1100000000);
+  const Outcome outcome = Guarded(kMirror);
+  EXPECT_EQ(outcome.state, SynchroState_Finished);
+  EXPECT_EQ(outcome.counters, "0 0 0 1 0");
+  EXPECT_EQ(Tree("dst"), "sub/ sub/a=1 z=22");
 }
 
 TEST_F(SynchroGuardedTest, WritesNothing_WhenItOnlyPlans) {

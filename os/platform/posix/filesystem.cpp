@@ -117,6 +117,7 @@ FileInformation InformationFrom(const struct stat& status) {
   const bool isDirectory = S_ISDIR(status.st_mode);
   FileInformation information{};
   information.isDirectory = isDirectory;
+  information.isSpecial = !isDirectory && !S_ISREG(status.st_mode) && !S_ISLNK(status.st_mode);
   information.sizeBytes = isDirectory || status.st_size < 0 ? 0 : static_cast<uint64_t>(status.st_size);
   if (seconds >= 0 && seconds < INT64_MAX / kFileTimeUnitsPerSecond) {
     information.modified =

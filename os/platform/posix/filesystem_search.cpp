@@ -44,6 +44,7 @@ Description Describe(DIR* directory, const struct dirent& found, FileInformation
   *information = {};
   information->isDirectory = found.d_type == DT_DIR;
   information->isLink = found.d_type == DT_LNK;
+  information->isSpecial = found.d_type != DT_REG && !information->isDirectory && !information->isLink;
   return found.d_type != DT_UNKNOWN ? Description::Complete : Description::Unknown;
 }
 
