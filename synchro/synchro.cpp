@@ -7,6 +7,7 @@
 #include <new>
 
 #include "os/core/owned.h"
+#include "os/platform/filesystem.h"
 #include "qz/error.h"
 #include "qz/memory.h"
 #include "qz/os.h"
@@ -146,6 +147,7 @@ ErrorCode Synchro_NewIn(const char* directory, const char* name, uint32_t flags,
   *synchro = nullptr;
   if ((flags & kDirections) == 0) return Error_NotFound;
   if (name == nullptr || source == nullptr || destination == nullptr) return Error_Invalid;
+  if (!iSynchro_IsUsableName(name, platform::UsesDriveLetters())) return Error_Invalid;
   char* urls[kSynchroEnds];
   OwnedRecord record(NewRecord(directory, name, source, destination, urls));
   if (!record) return Error_Memory;

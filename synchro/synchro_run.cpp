@@ -424,6 +424,7 @@ void ActOnEntries(Synchro* synchro, SynchroFrame* frame) {
 
 ErrorCode Walk(Synchro* synchro) {
   SynchroFrame* const root = PushFrame(synchro, "");
+  for (std::atomic<uint32_t>& counter : synchro->counters) counter = 0;
   for (const SynchroEnd end : {SynchroEnd_Source, SynchroEnd_Destination})
     if (root != nullptr) root->identities[end] = iSynchro_Identify(synchro->sides[end], "");
   while (!iSynchro_IsStopped(synchro) && synchro->frames->top != nullptr && synchro->failure == Error_None) {
@@ -477,7 +478,6 @@ void iSynchro_SetMostDirectories(uint32_t count) {
 ErrorCode iSynchro_Run(Synchro* synchro) {
   synchro->failure = Error_None;
   synchro->entered = 0;
-  for (std::atomic<uint32_t>& counter : synchro->counters) counter = 0;
   ErrorCode status =
       iSynchro_BeginTemporaries(synchro->directory, synchro->name, !synchro->isPlanOnly, &synchro->temporary);
   if (status == Error_None) status = Walk(synchro);

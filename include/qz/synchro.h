@@ -96,7 +96,8 @@ typedef void (*SynchroStatusMethod)(Word value, const char* text);
  * synchro: receives it, owned (free with Synchro_Delete); null after a failure, and also with Error_None when
  * the index could not be read: look at it, not only at the status.
  * Error_None; Error_NotFound when neither SynchroFlag_ToDestination nor SynchroFlag_ToSource is set;
- * Error_Invalid for a null argument and for what is no URL; Error_Memory. */
+ * Error_Invalid for a null argument, for a name that is no part of a path, and for what is no URL;
+ * Error_Memory. */
 QZ_API ErrorCode Synchro_New(const char* name, uint32_t flags, const char* source, const char* destination,
                              Synchro** synchro);
 
@@ -129,8 +130,9 @@ QZ_API ErrorCode Synchro_NewIn(const char* directory, const char* name, uint32_t
 QZ_API Synchro* Synchro_SetActive(Synchro* synchro, int32_t isActive);
 
 /* Asks the run to end, for good: the state becomes SynchroState_StopRequested and stays, and Synchro_Go gives
- * Error_Cancel from now on. A run ends within a second, inside a file too: what was written of the file is
- * removed on a local side. What was done is remembered. Returns at once. From any thread. Error_None;
+ * Error_Cancel from now on. A run ends within a second, inside a file too,
+ * but for the time that a host name is looked up and that a flush to the disk takes: what was written of the
+ * file is removed on a local side. What was done is remembered. Returns at once. From any thread. Error_None;
  * Error_Invalid for null. */
 QZ_API ErrorCode Synchro_Stop(Synchro* synchro);
 

@@ -183,12 +183,13 @@ class Sequences : public Test {
   template <typename Run>
   void Check(Run run) {
     const std::map<std::string, Files> before = {{"src", FilesOf("src")}, {"dst", FilesOf("dst")}};
+    const Files inStep = inStep_;
     edited_.clear();
     run();
     const std::map<std::string, Files> after = {{"src", FilesOf("src")}, {"dst", FilesOf("dst")}};
     for (const char* const side : {"src", "dst"}) {
       for (const auto& [name, text] : before.at(side)) {
-        if (edited_.contains(name) || (inStep_.contains(name) && inStep_.at(name) == text)) continue;
+        if (edited_.contains(name) || (inStep.contains(name) && inStep.at(name) == text)) continue;
         EXPECT_TRUE(after.at(side).contains(name) && after.at(side).at(name) == text) << side << " " << name;
       }
     }

@@ -245,4 +245,16 @@ TEST_F(SynchroDiskTest, RemembersWhatItCannotRemove) {
   EXPECT_FALSE(std::filesystem::exists(CachePath("t.xfer")));
 }
 
+// ---- case --------------------------------------------------------------------------------------
+
+TEST_F(SynchroDiskTest, TellsNamesApartByCase) {
+  for (const char* const name : {"a", "A", "sub/x", "Sub/x"}) Put("src/" + std::string(name), name);
+  EXPECT_EQ(RunLocal(SynchroFlag_Recurse | 9).counters, "0 0 0 4 0");
+  EXPECT_EQ(RunLocal(SynchroFlag_Recurse | 9).counters, "0 0 0 0 0");
+  EXPECT_NE(TableName("sub"), TableName("Sub"));
+  Put("src/A", "new", 1200000000);
+  EXPECT_EQ(RunLocal(SynchroFlag_Recurse | 9).counters, "0 0 0 1 0");
+  EXPECT_EQ(Tree("dst"), "A=new Sub/ Sub/x=Sub/x a=a sub/ sub/x=sub/x");
+}
+
 }  // namespace
