@@ -29,6 +29,10 @@ class Demo(OwnProgram):
         self.assertEqual(shown.count("qz: resuming at "), 2, "from the mirror, and after the kill")
         self.assertRegex(result.output, r"\n *4  waiting  1\.5 MiB +\d+%  small\.iso\n")
         self.assertRegex(result.output, r"\n *8  failed +1\.5 MiB  100%  small\.iso\n")
+        for text in ("qz: 2 copied, 0 deleted, 0 equal, 0 conflicts, 0 kept, 0 failed\n",
+                     "qz: conflict, the sides differ: list.txt\n", "qz: 1 copied, 0 deleted, 1 equal, 0 conflicts"):
+            self.assertIn(text, shown)
+        self.assertIn("\ncopy to source         list.txt\ncopy to destination    plans/june.txt\n", result.output)
         self.assertIn("size:   67108864 bytes (64.0 MiB)\n", result.output)
         self.assertRegex(result.output, r" 1572864 .* small\.iso\n")
         self.assertEqual(self.names(), [])

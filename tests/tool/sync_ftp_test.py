@@ -1,10 +1,21 @@
 """qz sync with real FTP servers: vsftpd, proftpd, pure-ftpd. tests/support/servers starts them."""
 
+import signal
 import unittest
 
 from sync_fixture import *
 
 NEEDED = ("QZ_TEST_FTP_PORT", "QZ_TEST_FTP_PROFTPD_PORT", "QZ_TEST_FTP_PUREFTPD_PORT", "QZ_TEST_FTP_ROOT")
+
+
+class ActiveOnly(Session):
+    def on_pwd(self, _):
+        self.say('257 "/%s"' % self.folder)
+
+
+class ActiveOnlyServer(FTPServer):
+    def serve(self, connection, number):
+        ActiveOnly(self, connection, number).run()
 
 
 class ServerTest(SyncTest):
@@ -97,6 +108,37 @@ class Servers(ServerTest):
         url = "ftp://%s/%s" % (self.servers[0], self.remote)
         self.assertEqual(self.go("a", url, "--dry-run"), "2 0 0 0 0 0")
         self.assertFalse(os.path.exists(self.far))
+
+    @only_posix
+    def test_ctrl_c_inside_an_upload_removes_what_was_sent(self):
+        self.put_all("a/x=1")
+        self.put("a/big", b"begin")
+        os.truncate(self.path("a/big"), 3 << 30)
+        url = "ftp://%s/%s" % (self.servers[0], self.remote)
+        process = self.start_qz("sync", "a", url)
+        self.wait_for(lambda: os.path.isdir(self.far) and any(
+            name.startswith("xfer") and os.path.getsize(os.path.join(self.far, name)) > 100_000_000
+            for name in os.listdir(self.far)))
+        begin = time.monotonic()
+        process.send_signal(signal.SIGINT)
+        _, errors = process.communicate(timeout=15)
+        self.assertLess(time.monotonic() - begin, 1)
+        self.assertEqual(process.returncode, INTERRUPTED, errors)
+        self.assertLessEqual(set(os.listdir(self.far)), {"x"})
+        os.truncate(self.path("a/big"), 5)
+        self.expect(DONE, "sync", "a", url)
+        self.assertEqual(self.far_tree(), "big=begin x=1")
+
+    @one_system
+    def test_active_mode(self):
+        server = self.serve(ActiveOnlyServer({"pub/x": b"1"}))
+        server.pasv = "502 not here"
+        server.listing = b"-rw-r--r--   1 ftp      ftp             1 Mar 04  2026 x\r\n"
+        self.assertEqual(self.go(server.url("pub"), "b", "--active"), "1 0 0 0 0 0")
+        self.assertEqual(self.tree("b"), "x=1")
+        self.assertIn("PORT", server.verbs())
+        self.run_qz("sync", server.url("pub"), "a")
+        self.assertEqual(self.tree("a"), "", "passive mode is refused")
 
     @one_system
     def test_folder_that_cannot_be_made_gives_5(self):
