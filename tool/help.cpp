@@ -7,7 +7,7 @@ namespace tool {
 namespace {
 
 constexpr const char* kProgram =
-    R"(qz gets and stores files over FTP and HTTP, and resumes interrupted transfers.
+    R"(qz gets and stores files over FTP and HTTP, resumes interrupted transfers, and keeps folders in step.
 
 Usage:
 )";
