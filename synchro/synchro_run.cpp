@@ -368,11 +368,21 @@ void TellLeftOut(const Synchro& synchro, const SynchroFrame& frame, ErrorCode st
   TellResult(synchro, info, status);
 }
 
-SynchroVerdict Decide(Synchro* synchro, const SynchroFrame& frame, const SynchroEntry& entry) {
-  if (synchro->isGuarded) {
-    const bool areAlike = iSynchro_MustCompare(entry) && iSynchro_AreAlike(synchro, frame, entry);
-    return iSynchro_DecideGuarded(synchro->flags, entry, frame.isWhole, areAlike);
+// Both files are read only when the caller wants the entry at all.
+SynchroVerdict DecideGuarded(Synchro* synchro, const SynchroFrame& frame, const SynchroEntry& entry) {
+  const bool isCompared = iSynchro_MustCompare(entry);
+  if (isCompared) {
+    SynchroVerdict left = {{'=', SynchroStep::Leave, SynchroEnd_Source}, SynchroReason_Compare};
+    const int32_t answer = iSynchro_Ask(*synchro, frame, entry, left);
+    left.reason = SynchroReason_Kept;
+    if (answer == SynchroAnswer_Leave || iSynchro_IsStopped(synchro)) return left;
   }
+  const bool areAlike = isCompared && iSynchro_AreAlike(synchro, frame, entry);
+  return iSynchro_DecideGuarded(synchro->flags, entry, frame.isWhole, areAlike);
+}
+
+SynchroVerdict Decide(Synchro* synchro, const SynchroFrame& frame, const SynchroEntry& entry) {
+  if (synchro->isGuarded) return DecideGuarded(synchro, frame, entry);
   const SynchroAction action = iSynchro_Decide(synchro->flags, entry);
   return {action, iSynchro_ReasonOf(action, entry)};
 }

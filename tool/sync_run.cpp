@@ -149,7 +149,7 @@ void SyncRun::OnStatus(Word value, const char* line) {
 
 int32_t SyncRun::TakeEntry(const SynchroEntryInfo& entry) {
   Error_ClearLast();
-  seen_++;
+  if (entry.reason != SynchroReason_Compare) seen_++;
   if (entry.reason == SynchroReason_Forgotten) {
     hasWork_ = true;
     return SynchroAnswer_Proceed;
@@ -157,6 +157,7 @@ int32_t SyncRun::TakeEntry(const SynchroEntryInfo& entry) {
   const std::string path = PathOf(entry);
   if (excludes_.Take(path, IsFolder(entry))) return SynchroAnswer_Leave;
   ShowCurrent(path);
+  if (entry.reason == SynchroReason_Compare) return SynchroAnswer_Proceed;
   SyncKind kind = KindOf(entry);
   int32_t answer = SynchroAnswer_Proceed;
   const auto forced = task_.forced.find(path);

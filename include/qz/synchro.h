@@ -168,7 +168,9 @@ enum SynchroReason {
   SynchroReason_Kept = 8,       /* left: no flag follows it, or it was never in step */
   SynchroReason_NotWhole = 9,   /* left: a listing of the folder cannot be trusted in what it does not show */
   SynchroReason_Forgotten = 10, /* neither side has it any more: the table loses it, whatever is answered */
-  SynchroReason_Ambiguous = 11  /* left: a listing may mean another name */
+  SynchroReason_Ambiguous = 11, /* left: a listing may mean another name */
+  SynchroReason_Compare = 12    /* both files are about to be read, and the entry is then told again with what
+                                   came of it; SynchroAnswer_Leave leaves it unread */
 };
 
 /* What one side has. All 0 for nothing. */

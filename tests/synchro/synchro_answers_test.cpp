@@ -87,6 +87,17 @@ TEST_F(SynchroAnswersTest, SettleNothingButConflictsOfFiles) {
   EXPECT_EQ(Tree("dst"), "same=1 sub=a file");
 }
 
+TEST_F(SynchroAnswersTest, FilesThatAreLeftAreNotRead) {
+  Put("src/a", "same");
+  Put("dst/a", "same");
+  answer_ = SynchroAnswer_Leave;
+  EXPECT_EQ(Guarded(kMirror).counters, "0 0 0 0 0");
+  EXPECT_EQ(reasons_, (Lines{"a 12", "a 8"})) << "nothing is known of their bytes";
+  answer_ = SynchroAnswer_Proceed;
+  Guarded(kMirror);
+  EXPECT_EQ(reasons_, (Lines{"a 12", "a 7"}));
+}
+
 TEST_F(SynchroAnswersTest, ForgottenFilesAreTold) {
   Put("src/a", "1");
   Put("src/b", "1");
