@@ -4,6 +4,9 @@
 //   211-Features          250-Listing
 //    MLST type*;size*;     type=file;size=5;modify=19970105090307; /pub/a
 //   211 End               250 End
+#include <algorithm>
+#include <string_view>
+
 #include "net/ftpc_internal.h"
 #include "os/text/characterclass_internal.h"
 #include "qz/error.h"
@@ -13,8 +16,8 @@ namespace {
 constexpr std::string_view kFactLists = "MLST";
 
 std::string_view WithoutBlanks(std::string_view line) {
-  const size_t first = line.find_first_not_of(' ');
-  return first == std::string_view::npos ? std::string_view() : line.substr(first);
+  line.remove_prefix(std::min(line.find_first_not_of(' '), line.size()));
+  return line;
 }
 
 void TakeFeature(void* context, std::string_view line) {

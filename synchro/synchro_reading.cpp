@@ -41,6 +41,12 @@ struct Facts {
   std::string_view modify;
 };
 
+// A substr that may begin anywhere may throw, and nothing in the library does.
+std::string_view Behind(std::string_view text, size_t count) {
+  text.remove_prefix(count);
+  return text;
+}
+
 // facts: each with its semicolon.
 Facts SplitFacts(std::string_view facts) {
   Facts found;
@@ -50,7 +56,7 @@ Facts SplitFacts(std::string_view facts) {
     const size_t equals = fact.find('=');
     if (equals == std::string_view::npos) continue;
     const std::string_view name = fact.substr(0, equals);
-    const std::string_view value = fact.substr(equals + 1);
+    const std::string_view value = Behind(fact, equals + 1);
     if (iCharacter_EqualsWithoutCase(name, "type")) found.type = value;
     if (iCharacter_EqualsWithoutCase(name, "size")) found.size = value;
     if (iCharacter_EqualsWithoutCase(name, "modify")) found.modify = value;
@@ -79,8 +85,9 @@ std::string_view TakeWord(std::string_view* text) {
   const size_t begin = text->find_first_not_of(kBlanks);
   if (begin == std::string_view::npos) return {};
   const size_t end = text->find_first_of(kBlanks, begin);
-  const std::string_view word = text->substr(begin, end - begin);
-  text->remove_prefix(begin + word.size());
+  text->remove_prefix(begin);
+  const std::string_view word = text->substr(0, end - begin);
+  text->remove_prefix(word.size());
   return word;
 }
 
@@ -155,7 +162,7 @@ bool ReadDate(char* line, std::string_view date, Time* time) {
 // What stands behind the date and one blank, as it is.
 bool CutName(char* line, std::string_view rest, char type, SynchroRead* read) {
   if (rest.size() < 2) return false;
-  std::string_view name = rest.substr(1);
+  std::string_view name = Behind(rest, 1);
   if (type == 'l') name = name.substr(0, name.find(kLinkSeparator));
   if (type == 'd' && name.size() > 1 && name.ends_with('/')) name.remove_suffix(1);
   line[name.data() + name.size() - line] = '\0';
