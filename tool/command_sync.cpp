@@ -1,10 +1,12 @@
 // qz sync: two folders kept in step. All is planned first; only what was planned is then done.
 #include <algorithm>
+#include <set>
 
 #include "qz/synchro.h"
 #include "tool/commands.h"
 #include "tool/console.h"
 #include "tool/failure.h"
+#include "tool/folder_place.h"
 #include "tool/output.h"
 #include "tool/private_file.h"
 #include "tool/proxy.h"
@@ -38,14 +40,11 @@ void CheckConnectionOptions(const Options& options, const Pair& pair) {
 }
 
 void CheckOverlap(const Pair& pair) {
-  const SyncSide& source = pair.source;
-  const SyncSide& destination = pair.destination;
-  if (source.identity == destination.identity)
+  if (AreSameFolder(pair.source, pair.destination))
     throw Failure{ExitCode::Usage, "SOURCE and DESTINATION are the same folder"};
-  const bool areLocal = !source.server && !destination.server;
-  if (areLocal && Overlap(source.identity, destination.identity))
-    throw Failure{ExitCode::Usage, "one of the two folders is in the other: \"" + source.shown + "\", \"" +
-                                       destination.shown + "\""};
+  if (AreNested(pair.source, pair.destination))
+    throw Failure{ExitCode::Usage, "one of the two folders is in the other: \"" + pair.source.shown +
+                                       "\", \"" + pair.destination.shown + "\""};
 }
 
 Pair TakePair(const Options& options) {
@@ -55,7 +54,6 @@ Pair TakePair(const Options& options) {
   Passwords passwords(options);
   FindLogin(options, &passwords, &pair.source);
   FindLogin(options, &passwords, &pair.destination);
-  CheckOverlap(pair);
   return pair;
 }
 
@@ -74,13 +72,22 @@ void CheckFoldersExist(const Pair& pair) {
   if (PlaceOf(to) == SyncPlace::Nowhere) refuse(to.shown, "cannot be made: the folder above does not exist");
 }
 
+// Of a server: what is copied from has to be there, unless something is known of it.
+void FindFolders(const Options& options, bool areTablesKnown, Pair* pair) {
+  const bool isReverse = !CopiesFromSource(pair->mode);
+  FindFolder(options, !areTablesKnown && !isReverse, &pair->source);
+  FindFolder(options, !areTablesKnown && isReverse, &pair->destination);
+}
+
 // The tables change while they are read: in a tree that is synchronised they are left alone.
-void ExcludeTables(const Pair& pair, const std::string& folder, std::vector<std::string>* excludes) {
-  const std::string tables = PlainPath(console::ToLibraryName(folder), 0);
+std::set<std::string> PlacesOfTables(const Pair& pair, const std::string& folder) {
+  std::set<std::string> places;
   for (const SyncSide* side : {&pair.source, &pair.destination}) {
     if (side->server) continue;
-    if (const auto path = PathBelow(side->root, tables)) excludes->push_back("/" + *path);
+    const auto place = PlaceInFolder(side->shown, AbsolutePath(folder));
+    if (place && !place->empty()) places.insert(console::HasDrives() ? LowerCase(*place) : *place);
   }
+  return places;
 }
 
 std::string WithSlashes(std::string path) {
@@ -88,21 +95,21 @@ std::string WithSlashes(std::string path) {
   return path;
 }
 
-SyncTask MakeTask(const Pair& pair, const SyncTables& tables, const std::string& name, const Options& options,
-                  Reporter* reporter) {
+SyncTask MakeTask(const Pair& pair, const SyncTables& tables, const std::string& name,
+                  const Options& options) {
   SyncTask task;
   task.mode = pair.mode;
   task.name = name;
   task.folder = tables.Folder();
   task.indexPath = tables.IndexPath();
   task.areTablesKnown = tables.AreKnown();
-  task.urls[0] = LibraryURL(pair.source, options, reporter);
-  task.urls[1] = LibraryURL(pair.destination, options, reporter);
+  task.urls[0] = LibraryURL(pair.source);
+  task.urls[1] = LibraryURL(pair.destination);
   task.shown[0] = pair.source.shown;
   task.shown[1] = pair.destination.shown;
   task.hasServer = pair.source.server || pair.destination.server;
   for (const std::string& pattern : options.excludes) task.excludes.push_back(WithSlashes(pattern));
-  ExcludeTables(pair, tables.Folder(), &task.excludes);
+  task.tablePlaces = PlacesOfTables(pair, tables.Folder());
   for (const std::string& text : options.forced) {
     const ForcedName forced = ParseForced(WithSlashes(text));
     task.forced[forced.path] = *WinnerOf(forced, pair.mode);
@@ -163,14 +170,16 @@ void ShowDryRun(const SyncRun& run, const Options& options, SyncMode mode, Repor
 }  // namespace
 
 void RunSync(const Options& options, Reporter* reporter) {
-  const Pair pair = TakePair(options);
+  Pair pair = TakePair(options);
   const std::string& source = pair.source.identity;
   const std::string& destination = pair.destination.identity;
   const std::string name =
       options.syncName ? *options.syncName : DefaultSyncName(source, destination, pair.mode);
   const SyncTables tables(name, PairText(source, destination, pair.mode), !options.dryRun);
   if (!tables.AreKnown()) CheckFoldersExist(pair);
-  const SyncTask task = MakeTask(pair, tables, name, options, reporter);
+  FindFolders(options, tables.AreKnown(), &pair);
+  CheckOverlap(pair);
+  const SyncTask task = MakeTask(pair, tables, name, options);
   SyncRun run(task, options, reporter);
   run.Plan();
   CheckForced(run);

@@ -21,6 +21,8 @@
 namespace tool {
 namespace {
 
+constexpr int kNoSuchFolder = 550;
+
 // Any reply but 421 means that the command is not supported; none means that the connection is lost.
 bool IsLost(const Reply& reply) {
   return reply.code == 0 || reply.code == 421;
@@ -209,6 +211,17 @@ std::string FTPSession::CurrentFolder() {
   reporter_->Received(reply.code, reply.text);
   if (status != Error_None) Fail("cannot find the folder of the login", status, reply);
   return folder;
+}
+
+bool FTPSession::HasFolder(const std::string& path) {
+  reporter_->Sent("CWD " + path);
+  Reply reply{};
+  const LibraryCall call;
+  const ErrorCode status = FTPc_ChangeDirectory(connection_, path.c_str(), &reply);
+  reporter_->Received(reply.code, reply.text);
+  if (status == Error_None) return true;
+  if (reply.code != kNoSuchFolder) Fail("cannot enter \"" + path + "\"", status, reply);
+  return false;
 }
 
 void FTPSession::List(const std::string& folder, bool namesOnly, const std::string& localFile) {

@@ -30,6 +30,9 @@ class FTPSession {
   // The folder in which the session is, as the server names it.
   std::string CurrentFolder();
 
+  // Whether the server lets a folder be entered; the session is then in it.
+  bool HasFolder(const std::string& path);
+
   // Removes a file. Throws Failure when the server refuses.
   void Remove(const std::string& path);
 

@@ -155,7 +155,7 @@ int32_t SyncRun::TakeEntry(const SynchroEntryInfo& entry) {
     return SynchroAnswer_Proceed;
   }
   const std::string path = PathOf(entry);
-  if (excludes_.Take(path, IsFolder(entry))) return SynchroAnswer_Leave;
+  if (IsLeftAlone(path, IsFolder(entry))) return SynchroAnswer_Leave;
   ShowCurrent(path);
   if (entry.reason == SynchroReason_Compare) return SynchroAnswer_Proceed;
   SyncKind kind = KindOf(entry);
@@ -200,7 +200,7 @@ void SyncRun::TakeResult(const SynchroEntryInfo& entry, ErrorCode status) {
   const std::string path = PathOf(entry);
   const SyncKind kind = KindOf(entry);
   if (kind == SyncKind::Unclear && entry.decision == SynchroDecision_Leave) {
-    if (!excludes_.Take(path, false)) TakeUnclear(path);
+    if (!IsLeftAlone(path, false)) TakeUnclear(path);
     return;
   }
   if (kind == SyncKind::Folder && *entry.name == '\0') {
@@ -215,6 +215,11 @@ void SyncRun::TakeResult(const SynchroEntryInfo& entry, ErrorCode status) {
   counts_.Count(kind);
   done_++;
   if (options_.verbose) reporter_->Say(DoneText(kind, path));
+}
+
+bool SyncRun::IsLeftAlone(const std::string& path, bool isFolder) const {
+  const std::string place = console::HasDrives() ? LowerCase(path) : path;
+  return task_.tablePlaces.count(place) != 0 || excludes_.Take(path, isFolder);
 }
 
 // A name that both sides have is told twice.

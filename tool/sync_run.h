@@ -31,6 +31,7 @@ struct SyncTask {
   std::string shown[2];  // for messages
   bool hasServer = false;
   std::vector<std::string> excludes;
+  std::set<std::string> tablePlaces;           // of the tables' folder below the sides
   std::map<std::string, SyncSideName> forced;  // path: whose file is kept
 };
 
@@ -72,6 +73,7 @@ class SyncRun {
   int32_t TakePlanned(const SynchroEntryInfo& entry, SyncKind kind, int32_t answer);
   int32_t TakeRun(const SynchroEntryInfo& entry, SyncKind kind, int32_t answer);
   void TakeResult(const SynchroEntryInfo& entry, ErrorCode status);
+  bool IsLeftAlone(const std::string& path, bool isFolder) const;
   void TakeUnclear(const std::string& path);
   void CountLeft(SyncKind kind, const std::string& path);
   void CountFailure(const std::string& text);

@@ -7,6 +7,7 @@
 #include "qz/memory.h"
 #include "qz/url.h"
 #include "tool/console.h"
+#include "tool/folder_place.h"
 #include "tool/ftp_session.h"
 #include "tool/private_file.h"
 #include "tool/sync_pair.h"
@@ -31,7 +32,9 @@ std::string IdentityOf(const std::string& root) {
 SyncSide LocalSide(const std::string& systemPath) {
   if (systemPath.empty()) throw Failure{ExitCode::Usage, "a folder has an empty name"};
   SyncSide side;
-  side.root = PlainPath(console::ToLibraryName(AbsolutePath(systemPath)), 0);
+  const std::string absolute = AbsolutePath(systemPath);
+  side.root =
+      PlainPath(console::ToLibraryName(console::HasDrives() ? absolute : PathWithoutParents(absolute)), 0);
   side.shown = console::ToSystemName(side.root);
   side.identity = IdentityOf(side.root);
   return side;
@@ -82,12 +85,10 @@ bool IsFolder(const std::string& path) {
   return File_Exists(path.c_str(), &isDirectory) != 0 && isDirectory != 0;
 }
 
-std::string FolderOf(const SyncSide& side, const Options& options, Reporter* reporter) {
-  FTPSession session(*side.server, options, reporter);
-  session.LogIn(side.login);
-  const std::string loginFolder = session.CurrentFolder();
-  session.Quit();
-  return ServerFolder(loginFolder, side.server->path);
+// The same user's folders: another one's path of the same name may be another folder.
+bool AreOfOneLogin(const SyncSide& one, const SyncSide& other) {
+  return LowerCase(one.server->host) == LowerCase(other.server->host) &&
+         one.server->port == other.server->port && one.login.user == other.login.user;
 }
 
 }  // namespace
@@ -110,12 +111,41 @@ void FindLogin(const Options& options, Passwords* passwords, SyncSide* side) {
                    address.path;
 }
 
-std::string LibraryURL(const SyncSide& side, const Options& options, Reporter* reporter) {
+void FindFolder(const Options& options, bool mustExist, SyncSide* side) {
+  if (!side->server) return;
+  Options quiet = options;  // --verbose has a line for each file
+  quiet.verbose = false;
+  Reporter reporter(quiet);
+  FTPSession session(*side->server, quiet, &reporter);
+  session.LogIn(side->login);
+  side->folder = ServerFolder(session.CurrentFolder(), side->server->path);
+  const bool isMissing = mustExist && !session.HasFolder(side->folder);
+  session.Quit();
+  if (isMissing)
+    throw Failure{ExitCode::NotFound,
+                  "\"" + side->shown + "\" does not exist, or the server does not let it be entered"};
+}
+
+bool AreSameFolder(const SyncSide& one, const SyncSide& other) {
+  if (one.server && other.server)
+    return AreOfOneLogin(one, other) && PlainPath(one.folder, 0) == PlainPath(other.folder, 0);
+  if (one.server || other.server) return false;
+  return one.identity == other.identity || PlaceInFolder(one.shown, other.shown) == "";
+}
+
+bool AreNested(const SyncSide& one, const SyncSide& other) {
+  if (one.server && other.server)
+    return AreOfOneLogin(one, other) && Overlap(PlainPath(one.folder, 0), PlainPath(other.folder, 0));
+  if (one.server || other.server) return false;
+  return Overlap(one.identity, other.identity) || PlaceInFolder(one.shown, other.shown) ||
+         PlaceInFolder(other.shown, one.shown);
+}
+
+std::string LibraryURL(const SyncSide& side) {
   if (!side.server) return "file://" + EscapedLocalPath(side.root);
-  const std::string folder = FolderOf(side, options, reporter);
   const std::string login = EscapedForURL(side.login.user) + ":" + EscapedForURL(side.login.password);
   return "ftp://" + login + "@" + side.server->host + ":" + std::to_string(side.server->port) +
-         EscapedPath(folder);
+         EscapedPath(side.folder);
 }
 
 SyncPlace PlaceOf(const SyncSide& side) {

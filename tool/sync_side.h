@@ -15,8 +15,9 @@ namespace tool {
 struct SyncSide {
   std::optional<Address> server;  // nothing: a local folder
   Login login;                    // of the server
+  std::string folder;             // on the server, from its root; FindFolder finds it
   std::string root;               // of a local side, in the library's form
-  std::string shown;              // for messages, without the password
+  std::string shown;              // for messages, without the password; of a local side, the system's path
   std::string identity;           // the same text for the same folder, without the password
 };
 
@@ -26,9 +27,17 @@ SyncSide ParseSyncSide(const std::string& text);
 // Asks for the password of a server, if need be. Throws Failure (Usage), Interruption.
 void FindLogin(const Options& options, Passwords* passwords, SyncSide* side);
 
-// The URL for the library, with the password. Of a server: logs in, to learn where its folder is. Throws
+// Logs in to a server, to learn where its folder is. mustExist: fails when it cannot be entered. Throws
 // Failure, Interruption.
-std::string LibraryURL(const SyncSide& side, const Options& options, Reporter* reporter);
+void FindFolder(const Options& options, bool mustExist, SyncSide* side);
+
+// Whether both sides are one folder, or one is in the other. Local folders are compared by what the system
+// knows of them, those of a server by their paths. Once the folders are found.
+bool AreSameFolder(const SyncSide& one, const SyncSide& other);
+bool AreNested(const SyncSide& one, const SyncSide& other);
+
+// The URL for the library, with the password. Once the folder is found.
+std::string LibraryURL(const SyncSide& side);
 
 // What stands where a local side is to be. Of a server: Folder.
 enum class SyncPlace {

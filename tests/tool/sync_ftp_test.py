@@ -147,6 +147,31 @@ class Servers(ServerTest):
         self.assertIn("can be neither entered nor made", result.errors)
 
     @one_system
+    def test_folder_that_is_copied_from_and_does_not_exist_gives_3(self):
+        for server in self.servers:
+            url = "ftp://%s/%s" % (server, self.remote)
+            for words in ((url, "b"), ("b", url, "--reverse"), (url, "b", "--two-way")):
+                result = self.expect(NOT_FOUND, "sync", *words)
+                self.assertIn(self.remote + '" does not exist', result.errors)
+        self.assertFalse(os.path.exists(self.far))
+
+    @one_system
+    def test_one_folder_in_the_other(self):
+        self.put_far("x", "1")
+        url = "ftp://%s/%s" % (self.servers[0], self.remote)
+        result = self.expect(USAGE, "sync", url, url + "/sub")
+        self.assertIn("one of the two folders is in the other", result.errors)
+        self.assertIn("the same folder", self.expect(USAGE, "sync", url, url + "/./").errors)
+        self.assertEqual(self.far_tree(), "x=1")
+
+    @one_system
+    def test_verbose_shows_files_and_no_protocol(self):
+        self.put_all("a/x=1")
+        url = "ftp://%s/%s" % (self.servers[2], self.remote)
+        result = self.expect(DONE, "sync", "a", url, "--verbose")
+        self.assertEqual(result.errors.splitlines()[0], "qz: copied to the destination: x")
+
+    @one_system
     def test_server_that_is_not_there_gives_4(self):
         self.put_all("a/x=1")
         with socket.create_server(("127.0.0.1", 0)) as gone:

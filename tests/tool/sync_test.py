@@ -234,6 +234,17 @@ class Excludes(SyncTest):
             self.assertEqual(self.summary(self.sync(environment=inside)), expected)
         self.assertEqual(contents(self.path("b")).keys(), {"x"})
 
+    @only_posix
+    def test_the_tables_are_found_through_links_and_names_like_patterns(self):
+        self.put_all("a/[x]/y=1")
+        os.symlink("a", self.path("l"))
+        for place in ("a/[x]/tables", "l/tables"):
+            inside = {"QZ_SYNC": self.path(place)}
+            for _ in range(2):
+                self.assertEqual(self.sync(environment=inside).code, DONE)
+            self.assertEqual(self.tree("b"), "[x]/y=1")
+            shutil.rmtree(self.path(place))
+
 
 class DryRuns(SyncTest):
     def everything(self):
@@ -290,6 +301,27 @@ class Refusals(SyncTest):
             result = self.expect(code, "sync", source, destination)
             self.assertIn(text, result.errors)
         self.assertEqual(self.names(), ["a", "b", "file"])
+
+    def test_one_folder_in_the_other_is_found_through_links(self):
+        self.put_all("a/x=1")
+        os.mkdir(self.path("a/sub"))
+        os.symlink("a", self.path("link"))
+        self.assertIn("one of the two folders is in the other",
+                      self.expect(USAGE, "sync", "a", "link/sub").errors)
+        if not on_windows():
+            self.assertIn("one of the two folders is in the other",
+                          self.expect(USAGE, "sync", "a", "link/new").errors)
+            self.assertIn("the same folder", self.expect(USAGE, "sync", "a", "link").errors)
+        self.assertEqual(self.tree("a"), "x=1")
+
+    @only_posix
+    def test_the_folder_above_is_that_of_the_links_target(self):
+        self.put_all("real/x/f=right real/deep/g=1 data/x/f=wrong")
+        os.symlink("../real/deep", self.path("data/current"))
+        self.expect(DONE, "sync", "data/current/../x", "b")
+        self.assertEqual(self.tree("b"), "f=right")
+        os.symlink("nowhere", self.path("data/broken"))
+        self.assertIn("leads nowhere", self.expect(NOT_FOUND, "sync", "data/broken/../x", "b").errors)
 
     @one_system
     def test_options_that_do_not_go_together(self):
