@@ -41,7 +41,8 @@
  * time. A run that is killed is continued by the next one: each copy and deletion is noted as it is done.
  *
  * A local file is written under another name in the same folder and then takes the place of the old one, so
- * that the old or the new one stands there, complete. On an FTP server the file is overwritten.
+ * that the old or the new one stands there, complete. On an FTP server the file is overwritten; a guarded run
+ * (Synchro_SetGuarded) stores it under another name too.
  *
  * Needs OS_Init. The run has a thread of its own; the status method is called on it. One thread drives a
  * synchroniser; Synchro_Stop and Synchro_Status may be called from any. Null for a synchroniser gives
@@ -130,10 +131,10 @@ QZ_API ErrorCode Synchro_NewIn(const char* directory, const char* name, uint32_t
 QZ_API Synchro* Synchro_SetActive(Synchro* synchro, int32_t isActive);
 
 /* Asks the run to end, for good: the state becomes SynchroState_StopRequested and stays, and Synchro_Go gives
- * Error_Cancel from now on. A run ends within a second, inside a file too,
- * but for the time that a host name is looked up and that a flush to the disk takes: what was written of the
- * file is removed on a local side. What was done is remembered. Returns at once. From any thread. Error_None;
- * Error_Invalid for null. */
+ * Error_Cancel from now on. A run ends within a second, inside a file too, but for the time that a host name
+ * is looked up and that a flush to the disk takes: what was written of the file is removed on a local side,
+ * and in a guarded run on a server. What was done is remembered. Returns at once. From any thread.
+ * Error_None; Error_Invalid for null. */
 QZ_API ErrorCode Synchro_Stop(Synchro* synchro);
 
 /* Makes the runs from now on plans, or runs again. A plan lists and decides both trees, sends the lines and

@@ -286,6 +286,7 @@ bool FTPTree::List(Session* session, const std::string& command, const std::stri
     text += (isFacts ? FactsOf(entry, name) : LongLineOf(entry, name)) + "\r\n";
   }
   return Transfer(session, [&](Connection* data) {
+    if (suffers && !settings.listingText.empty()) text = settings.listingText;
     if (!suffers) {
       data->Send(text);
       data->Close();

@@ -41,6 +41,7 @@ class FTPTree {
     bool showsDaysOnly = false;
     int64_t clockAheadSeconds = 0;  // of what listings and MDTM show
     Listing listing = Listing::Whole;
+    std::string listingText;             // in place of every listing of that folder; empty: none
     std::string strangeFolder;           // only this folder suffers; empty: every one
     uint64_t storesAtMost = UINT64_MAX;  // then the upload is cut, and told so
     // Commands that are answered so and not carried out; an empty reply ends the connection.

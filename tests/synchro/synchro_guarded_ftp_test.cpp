@@ -680,6 +680,45 @@ TEST_F(SynchroGuardedFTPTest, LeavesNamesThatALongLineLeavesAmbiguous) {
                    "file = ftp:  their file  -> Invalid", "file = ftp:  your file  -> Invalid"}));
 }
 
+// Names that would lead out of the folder, names twice, lines of any kind: nothing is done but for "good".
+TEST_F(SynchroGuardedFTPTest, TakesNothingFromAHostileListing) {
+  const std::string facts = "type=file;size=5;modify=20200102030405; ";
+  const std::string mode = "-rw-r--r--   1 owner group 5 Jan  2 2020 03:04 ";
+  for (const bool hasFacts : {true, false}) {
+    SCOPED_TRACE(hasFacts);
+    Clear();
+    FTPTree server(Folder("src"));
+    server.settings.hasFacts = hasFacts;
+    Put("src/good", "12345");
+    Put("dst/twice", "mine");
+    std::string text;
+    for (const char* const name :
+         {"../up", "..", "/abs", "a/b", "a\\b", "C:x", "good", "twice", "twice", "tab\tb"})
+      text += (hasFacts ? facts : mode) + name + "\r\n";
+    server.settings.listingText = text;
+    EXPECT_EQ(Download(kDelete, &server).state, SynchroState_Finished);
+    const Lines asked = hasFacts ? Lines{"FEAT", "MLSD /pub/", "MLST /pub/good"}
+                                 : Lines{"FEAT", "CWD /pub/", "LIST", "SIZE /pub/good", "RETR /pub/good"};
+    EXPECT_EQ(server.TakeCommands(), asked);
+    root_.SetModified("src/good", 1577934245);  // as it is listed
+    Download(kDelete, &server);
+    EXPECT_EQ(Tree("dst"), "good=12345 twice=mine");
+    EXPECT_EQ(root_.List(), (Lines{"dst", "src"}));
+  }
+}
+
+TEST_F(SynchroGuardedFTPTest, EndsTheRun_WhenALineIsTooLongOrHasAZeroByte) {
+  FTPTree server(Folder("src"));
+  Put("dst/a", "1");
+  const std::string facts = "type=file;size=5;modify=20200102030405; ";
+  for (const std::string& line : {facts + std::string(5000, 'n') + "\r\n", facts + std::string("a\0b\r\n", 5),
+                                  facts + std::string(1 << 20, 'n'), std::string("\r\n")}) {
+    server.settings.listingText = facts + "good\r\n" + line;
+    EXPECT_EQ(Download(kDelete, &server).counters, "-3 0 0 0 0") << line.size();
+    EXPECT_EQ(Tree("dst"), "a=1");
+  }
+}
+
 TEST_F(SynchroGuardedFTPTest, PutsNoFileInThePlaceOfAFolder) {
   WithEachSide([&](FTPTree* source, FTPTree* destination) {
     Put("src/a", "1");

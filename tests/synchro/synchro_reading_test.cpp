@@ -1,7 +1,9 @@
 // Lines of listings, exactly: what each says, or that it says nothing.
 #include <gtest/gtest.h>
 
+#include <random>
 #include <string>
+#include <vector>
 
 #include "synchro/synchro_reading_internal.h"
 #include "tests/support/error_capture.h"
@@ -104,6 +106,56 @@ TEST(SynchroReading, ReadsLongLines) {
     const ErrorCapture reported;  // a date that does not exist is
     EXPECT_EQ(Long(row.line), row.expected) << row.line;
   }
+}
+
+// Pieces of lines, cut and put together in any way.
+TEST(SynchroReading, ReadsNothingBeyondALine) {
+  const ErrorCapture reported;  // dates that do not exist are
+  const std::string pieces[] = {"type=file;",
+                                "type=dir;",
+                                "size=5;",
+                                "modify=19970105090307;",
+                                " ",
+                                "; ",
+                                "name",
+                                "->",
+                                " -> ",
+                                "-rw-r--r--",
+                                "drwxr-xr-x",
+                                "lrwxrwxrwx",
+                                " 1 ",
+                                " owner group ",
+                                "5",
+                                " Jan  5 ",
+                                "09:03",
+                                "1997",
+                                "total ",
+                                "5, 1",
+                                "=",
+                                ";",
+                                "\t",
+                                "/",
+                                "99999999999999999999"};
+  std::mt19937 random(1);
+  uint32_t entries = 0;
+  for (int i = 0; i < 100000; ++i) {
+    std::string line;
+    for (uint32_t count = random() % 12; count != 0; --count) line += pieces[random() % std::size(pieces)];
+    if (random() % 4 == 0 && !line.empty()) line.resize(random() % line.size());
+    for (const bool isLong : {false, true}) {
+      std::vector<char> held(line.begin(), line.end());
+      held.push_back('\0');
+      SynchroRead read;
+      const SynchroLine kind =
+          isLong ? iSynchro_ReadLongLine(held.data(), &read) : iSynchro_ReadFacts(held.data(), &read);
+      if (kind != SynchroLine::Entry) continue;
+      ++entries;
+      ASSERT_NE(line.find(read.name), std::string::npos) << line;
+      ASSERT_STRNE(read.name, "") << line;
+      ASSERT_EQ(read.side.present, 1u) << line;
+    }
+  }
+  EXPECT_GT(entries, 100u);
 }
 
 TEST(SynchroReading, KnowsAMomentInAnotherTimeZone) {
