@@ -386,6 +386,32 @@ TEST_F(SynchroGuardedFTPTest, MakesNoRootThatHasGone) {
   });
 }
 
+// Some servers say so of an empty folder.
+TEST_F(SynchroGuardedFTPTest, TakesARefusedListForEmpty_WhereNothingIsKnown) {
+  FTPTree server(Folder("dst"));
+  server.settings.hasFacts = false;
+  Put("src/a", "1");
+  server.settings.replies["LIST"] = "550 No files";
+  server.onCommand = [&](const std::string& command) {
+    if (command.starts_with("STOR")) server.settings.replies.clear();
+  };
+  EXPECT_EQ(Upload(kMirror, &server).counters, "0 0 0 1 0");
+  EXPECT_EQ(server.TakeCommands(),
+            (Lines{"FEAT", "CWD /pub/", "LIST", "SIZE /pub/a", "SIZE /pub/xfer1", "STOR /pub/xfer1",
+                   "RNFR /pub/xfer1", "RNTO /pub/a", "CWD /pub/", "LIST"}));
+}
+
+TEST_F(SynchroGuardedFTPTest, AsksForNoMoreTimes_WhenTheServerKnowsNone) {
+  FTPTree server(Folder("src"));
+  server.settings.hasFacts = false;
+  server.settings.hasTimes = false;
+  for (const char* const name : {"src/a", "src/b", "src/c"}) Put(name, "1");
+  EXPECT_EQ(
+      FileLines(Download(kMirror, &server)),
+      (Lines{"ftp = file:  a  -> Invalid", "ftp = file:  b  -> Invalid", "ftp = file:  c  -> Invalid"}));
+  EXPECT_EQ(server.TakeCommands(), (Lines{"FEAT", "CWD /pub/", "LIST", "MDTM /pub/a"}));
+}
+
 TEST_F(SynchroGuardedFTPTest, FollowsAFolderThatHasGone) {
   WithEachSide([&](FTPTree* source, FTPTree* destination) {
     Put("src/sub/a", "1");
@@ -545,6 +571,18 @@ TEST_F(SynchroUploadTest, KeepsTheOldFile_WhenTheServerHasLessThanItSays) {
   FTPTree server(Folder("dst"));
   Change(&server);
   server.settings.replies["SIZE /pub/xfer1"] = "213 3";
+  EXPECT_EQ(FileLines(Upload(kMirror, &server)), (Lines{"file > ftp:  a  -> Ended"}));
+  EXPECT_EQ(Tree("dst"), "a=old");
+}
+
+TEST_F(SynchroUploadTest, KeepsTheOldFile_WhenTheLocalOneShrinksMeanwhile) {
+  FTPTree server(Folder("dst"));
+  Change(&server);
+  // A server that does not tell sizes would not notice.
+  server.settings.replies["SIZE /pub/xfer1"] = "500 what?";
+  server.onCommand = [this](const std::string& command) {
+    if (command.starts_with("STOR")) root_.Write("src/a", "new");
+  };
   EXPECT_EQ(FileLines(Upload(kMirror, &server)), (Lines{"file > ftp:  a  -> Ended"}));
   EXPECT_EQ(Tree("dst"), "a=old");
 }
