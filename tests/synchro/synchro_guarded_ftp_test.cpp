@@ -655,11 +655,11 @@ TEST_F(SynchroUploadTest, RemovesWhatAKilledRunHasLeft) {
 TEST_F(SynchroUploadTest, RemovesNothingThatARecordNamesButWhatItWrites) {
   FTPTree server(Folder("dst"));
   const std::string place = "ftp://u@127.0.0.1:" + std::to_string(server.port()) + "/pub/";
-  for (const char* const name : {"a", "xfer", "xfer1x", "b"}) Put(std::string("dst/") + name, "1");
-  synchro::WriteAll(CachePath("t.xfer"), place + "a\n" + place + "xfer\n" + place + "xfer1x\n" + place +
-                                             "b\txfer1\n" + place + "xfer7\t../b\n");
+  for (const char* const name : {"a", "xfer", "xfer1x", "b", "12345"}) Put(std::string("dst/") + name, "1");
+  synchro::WriteAll(CachePath("t.xfer"), place + "a\n" + place + "12345\n" + place + "xfer\n" + place +
+                                             "xfer1x\n" + place + "b\txfer1\n" + place + "xfer7\t../b\n");
   Upload(kMirror, &server);
-  EXPECT_EQ(Tree("dst"), "a=1 b=1 xfer=1 xfer1x=1");
+  EXPECT_EQ(Tree("dst"), "12345=1 a=1 b=1 xfer=1 xfer1x=1");
 }
 
 TEST_F(SynchroUploadTest, ConnectsAgain_AndRemovesWhatItHasStored) {

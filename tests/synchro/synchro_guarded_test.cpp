@@ -342,7 +342,8 @@ TEST_F(SynchroGuardedTest, WritesNothing_WhenItOnlyPlans) {
 TEST_F(SynchroGuardedTest, MakesNoFolderAndTakesNoLeftover_WhenItOnlyPlans) {
   Put("src/sub/a", "1");
   Put("dst/xfer7", "half");
-  synchro::WriteAll(CachePath("t.xfer"), root_.Name("dst/xfer7") + "\n");
+  const std::string record = root_.Name("dst/xfer7") + "\n" + root_.Name("dst/mine") + "\n";
+  synchro::WriteAll(CachePath("t.xfer"), record);
   Synchro* const synchro = New(kTwoWay, FileURL("src"), FileURL("dst"));
   ASSERT_NE(synchro, nullptr);
   Synchro_SetGuarded(synchro, 1);
@@ -350,6 +351,7 @@ TEST_F(SynchroGuardedTest, MakesNoFolderAndTakesNoLeftover_WhenItOnlyPlans) {
   EXPECT_EQ(Go(synchro).counters, "0 0 0 1 0");
   Synchro_Delete(synchro);
   EXPECT_EQ(Tree("dst"), "xfer7=half");
+  EXPECT_EQ(synchro::ReadAll(CachePath("t.xfer")), record) << "not even written anew";
 }
 
 TEST_F(SynchroGuardedTest, NotesEachActionBesideTheTable_InAFirstRunToo) {

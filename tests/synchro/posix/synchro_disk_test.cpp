@@ -187,11 +187,12 @@ TEST_F(SynchroDiskTest, KeepsThePermissionsOfAFileThatItReplaces) {
   Put("src/b", "new");
   Put("dst/a", "old");
   WriteTable("a:0:True:False:3:1.0:True:False:3:1000000000.0\n");
-  std::filesystem::permissions(root_.SystemName("dst/a"), perms::owner_read | perms::owner_write);
+  // Neither what a new file has nor what a temporary one has.
+  const perms permissions = perms::owner_read | perms::owner_write | perms::group_write;
+  std::filesystem::permissions(root_.SystemName("dst/a"), permissions);
   EXPECT_EQ(RunLocal(1).counters, "0 0 0 2 0");
   EXPECT_EQ(Tree("dst"), "a=new b=new");
-  EXPECT_EQ(std::filesystem::status(root_.SystemName("dst/a")).permissions(),
-            perms::owner_read | perms::owner_write);
+  EXPECT_EQ(std::filesystem::status(root_.SystemName("dst/a")).permissions(), permissions);
   EXPECT_NE(std::filesystem::status(root_.SystemName("dst/b")).permissions() & perms::group_read,
             perms::none);
 }
