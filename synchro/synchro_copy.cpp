@@ -98,6 +98,14 @@ ErrorCode KeepPermissions(const SynchroCopy& copy) {
   return platform::KeepPermissions(old.get()->descriptor, made.get()->descriptor) ? Error_None : Error_Fail;
 }
 
+// Guarded, a free place that has been taken meanwhile is left.
+ErrorCode TakePlace(const SynchroCopy& copy) {
+  if (!copy.isGuarded || copy.replaces) return File_Replace(copy.temporary->path, copy.toPath);
+  const ErrorCode status = File_Move(copy.temporary->path, copy.toPath);
+  const bool isTaken = status != Error_None && File_Exists(copy.toPath, nullptr) != 0;
+  return isTaken ? ErrorCode{Error_Exists} : status;
+}
+
 // The old file stays until the new one is complete.
 ErrorCode ReplaceLocal(const SynchroCopy& copy, WriteMethod write, SynchroSide* made) {
   ErrorCode status = CheckLocalTarget(copy.toPath);
@@ -107,7 +115,7 @@ ErrorCode ReplaceLocal(const SynchroCopy& copy, WriteMethod write, SynchroSide* 
   if (status == Error_None) status = KeepPermissions(copy);
   if (status == Error_None) status = ReadTemporary(copy, made);
   if (status == Error_None) status = Tell(copy, *made, false);
-  if (status == Error_None) status = File_Replace(copy.temporary->path, copy.toPath);
+  if (status == Error_None) status = TakePlace(copy);
   if (status == Error_None) return Error_None;
   iSynchro_RemoveTemporary(copy.temporary);
   return status;

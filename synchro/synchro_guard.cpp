@@ -4,7 +4,7 @@
 //   on both sides, as the line has it       left
 //   on both sides, no line in step          taken as in step when both are alike, else a conflict
 //   ... changed on one side                 copied when the flags follow that side
-//   ... changed on both                     as without a line
+//   ... changed on both                     as without a line; with a server always a conflict
 //   on one side, was in step, unchanged     deleted when the flags say so and both listings are whole,
 //                                           else copied back when the flags say so
 //   ... changed since                       copied when the flags say so, never deleted
@@ -131,8 +131,6 @@ bool iSynchro_DiffersFromLine(const SynchroEntry& entry) {
 bool iSynchro_TakeLine(SynchroEntry* entry) {
   if (entry->Has(SynchroEntryFlag_Settled))
     return entry->IsAt(SynchroEnd_Source) || entry->IsAt(SynchroEnd_Destination);
-  // Its old line is wrong, and the new one not known: the next run compares both sides.
-  if (entry->Has(SynchroEntryFlag_Uploaded)) return false;
   for (uint32_t end = 0; end < kSynchroEnds; ++end) entry->sides[end] = entry->before[end];
   return !entry->Has(SynchroEntryFlag_New);
 }

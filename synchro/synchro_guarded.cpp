@@ -322,6 +322,7 @@ ErrorCode TakeUploaded(void* context, const SynchroRead& found) {
   if (FindTime(*reading, found, &time) != Error_None) return Error_None;
   side->time = time;
   entry->flags |= SynchroEntryFlag_Settled;
+  reading->frame->intents.Close(found.name);
   return Error_None;
 }
 
@@ -370,6 +371,8 @@ ErrorCode iSynchro_PrepareGuarded(Synchro* synchro, SynchroFrame* frame) {
 bool iSynchro_AreAlike(Synchro* synchro, const SynchroFrame& frame, const SynchroEntry& entry) {
   const SynchroSide& source = entry.sides[SynchroEnd_Source];
   if (source.size != entry.sides[SynchroEnd_Destination].size) return false;
+  // Of two files that have changed both, their sizes tell nothing.
+  if (!AreLocal(*synchro) && iSynchro_WasInStep(entry)) return false;
   char paths[kSynchroEnds][kFileNameSize];
   if (PathsOf(*synchro, frame, entry, paths) != Error_None) return false;
   if (AreLocal(*synchro)) return HaveSameBytesAt(*synchro, paths);
@@ -378,9 +381,13 @@ bool iSynchro_AreAlike(Synchro* synchro, const SynchroFrame& frame, const Synchr
 
 ErrorCode iSynchro_Confirm(Synchro* synchro, const SynchroFrame& frame, const SynchroEntry& entry,
                            SynchroEnd target) {
-  // The target last: nothing comes between.
   const ErrorCode status = Confirm(synchro, frame, entry, iSynchro_Other(target), false);
-  return status == Error_None ? Confirm(synchro, frame, entry, target, true) : status;
+  return status == Error_None ? iSynchro_ConfirmTarget(synchro, frame, entry, target) : status;
+}
+
+ErrorCode iSynchro_ConfirmTarget(Synchro* synchro, const SynchroFrame& frame, const SynchroEntry& entry,
+                                 SynchroEnd target) {
+  return Confirm(synchro, frame, entry, target, true);
 }
 
 void iSynchro_TakeCopied(SynchroFrame* frame, SynchroEnd at, const SynchroSide& made, SynchroEntry* entry) {
@@ -397,7 +404,7 @@ void iSynchro_SettleUploads(Synchro* synchro, SynchroFrame* frame) {
     if (!frame->hasUploads[end] || iSynchro_IsStopped(synchro)) continue;
     iSynchro_ReportListing(synchro, *frame, end);
     const ErrorCode status = ListAgain(synchro, frame, end);
-    // What stays unsettled is compared by the next run.
+    // What stays unsettled is begun, for the next run.
     if (status != Error_None) iSynchro_Report(synchro, "* Retrieval failed: %s", Error_ToString(status));
   }
 }

@@ -1,5 +1,6 @@
 // What a run was about to do. Pure, but for the memory of the list.
 #include "synchro/synchro_intent_internal.h"
+#include "synchro/synchro_reading_internal.h"
 
 namespace {
 
@@ -8,6 +9,22 @@ void TakeKnown(const SynchroEntry* known, SynchroEntry* kept) {
   kept->flags = known != nullptr ? 0u : static_cast<uint32_t>(SynchroEntryFlag_New);
   for (uint32_t end = 0; end < kSynchroEnds; ++end)
     kept->before[end] = known != nullptr ? known->sides[end] : SynchroSide{};
+}
+
+constexpr SynchroEntryFlag kUndatedAt[kSynchroEnds] = {SynchroEntryFlag_UndatedAtSource,
+                                                       SynchroEntryFlag_UndatedAtDestination};
+
+// Of a file on a server the size alone is known beforehand. One that stands there as the table has it was not
+// replaced; at worst it is copied once more.
+bool IsUntouched(const SynchroEntry& kept, const SynchroIntent& intent, SynchroEntry* entry) {
+  const SynchroSide& before = kept.before[intent.at];
+  SynchroSide* const shown = &entry->sides[intent.at];
+  if (Time_Compare(&intent.expected.time, &kSynchroUnknownTime) != 0) return false;
+  if (before.present == 0 || before.size != shown->size) return false;
+  // It has lost its time of day as it aged.
+  if (entry->Has(kUndatedAt[intent.at]) && iSynchro_IsSameMoment(before.time, shown->time))
+    shown->time = before.time;
+  return Time_Compare(&before.time, &shown->time) == 0;
 }
 
 // It was not done: a guarded run decides by what the table has.
@@ -98,7 +115,8 @@ void iSynchro_JudgeGuarded(bool isWhole, SynchroIntents* intents, SynchroEntries
     const SynchroIntent intent = SynchroIntents::IntentOf(kept);
     SynchroEntry* const entry = entries->Find(kept.name);
     const bool isSure = isWhole && !entry->Has(SynchroEntryFlag_Unclear);
-    if (isSure && iSynchro_IsAsIntended(intent, entry->sides[intent.at])) {
+    if (isSure && iSynchro_IsAsIntended(intent, entry->sides[intent.at]) &&
+        !IsUntouched(kept, intent, entry)) {
       entry->before[intent.at] = entry->sides[intent.at];
     } else {
       TakeBack(kept, intent, entry);

@@ -4,6 +4,7 @@
 //   the journal says   the side shows                     the entry is taken
 //   begun              what was intended                  as done
 //   begun              something else                     as it was before
+//   begun on a server  what the table has                 as it was before (guarded): only the size was known
 //   begun in place     something else                     as it was before, with what is shown as known: half
 //                                                         a file that the run itself has written
 #pragma once

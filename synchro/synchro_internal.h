@@ -157,7 +157,8 @@ inline constexpr uint32_t kSynchroMostUnflushed = 256;
 // Reads both folders, and tells the lines of a listing. A root that cannot be trusted fails the run.
 ErrorCode iSynchro_PrepareGuarded(Synchro* synchro, SynchroFrame* frame);
 
-// Whether the files of both sides have the same bytes; where one is on a server, the same size.
+// Whether the files of both sides have the same bytes; where one is on a server, the same size, and no line
+// in step: both have changed then.
 bool iSynchro_AreAlike(Synchro* synchro, const SynchroFrame& frame, const SynchroEntry& entry);
 
 // Asks both sides again, target: the one that is written or deleted from. Error_None when they are as they
@@ -165,6 +166,9 @@ bool iSynchro_AreAlike(Synchro* synchro, const SynchroFrame& frame, const Synchr
 // gives.
 ErrorCode iSynchro_Confirm(Synchro* synchro, const SynchroFrame& frame, const SynchroEntry& entry,
                            SynchroEnd target);
+// The target alone, once its new file is complete: a copy may take hours.
+ErrorCode iSynchro_ConfirmTarget(Synchro* synchro, const SynchroFrame& frame, const SynchroEntry& entry,
+                                 SynchroEnd target);
 
 // Enters what a copy has put on a side. A file on a server is settled when its folder is listed again.
 void iSynchro_TakeCopied(SynchroFrame* frame, SynchroEnd at, const SynchroSide& made, SynchroEntry* entry);

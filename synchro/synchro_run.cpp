@@ -201,16 +201,34 @@ ErrorCode FindPath(const Synchro& synchro, const SynchroFrame& frame, SynchroEnd
 
 // What is noted of a copy before it touches its target.
 struct Noting {
+  Synchro* synchro;
   SynchroFrame* frame;
   const SynchroEntry* entry;
   SynchroIntent intent;
   bool isNoted;
 };
 
+// Of an upload only the size is known beforehand. Where another file has that size nothing is noted: behind
+// a kill it would pass for the upload.
+bool IsTelling(const SynchroEntry& entry, const SynchroIntent& intent) {
+  const SynchroSide& now = entry.sides[intent.at];
+  const SynchroSide& before = entry.before[intent.at];
+  const bool isSameSize = now.present != 0 && now.size == intent.expected.size;
+  if (!isSameSize || Time_Compare(&intent.expected.time, &kSynchroUnknownTime) != 0) return true;
+  return before.present != 0 && before.size == now.size && Time_Compare(&before.time, &now.time) == 0;
+}
+
+// The new file is complete: what has come to its place while it was copied stays.
 ErrorCode NoteIntent(void* context, const SynchroSide& expected, bool isInPlace) {
   auto* const noting = static_cast<Noting*>(context);
+  if (noting->synchro->isGuarded) {
+    const ErrorCode confirmed =
+        iSynchro_ConfirmTarget(noting->synchro, *noting->frame, *noting->entry, noting->intent.at);
+    if (confirmed != Error_None) return confirmed;
+  }
   noting->intent.expected = expected;
   noting->intent.isInPlace = isInPlace;
+  if (noting->synchro->isGuarded && !IsTelling(*noting->entry, noting->intent)) return Error_None;
   const ErrorCode status = iSynchro_NoteIntent(noting->frame, *noting->entry, noting->intent);
   noting->isNoted = status == Error_None;
   return status;
@@ -245,7 +263,7 @@ ErrorCode CopyPaths(Synchro* synchro, const SynchroFrame& frame, SynchroEnd from
 
 ErrorCode CopyEntry(Synchro* synchro, SynchroFrame* frame, SynchroEnd from, const SynchroEntry& entry,
                     SynchroSide* made) {
-  Noting noting = {frame, &entry, {iSynchro_Other(from), {}, false}, false};
+  Noting noting = {synchro, frame, &entry, {iSynchro_Other(from), {}, false}, false};
   const ErrorCode status =
       CopyPaths(synchro, *frame, from, entry, {NoteIntent, &noting, TakeIntentBack}, made);
   if (status != Error_None && noting.isNoted) iSynchro_KeepIntent(synchro, frame, entry, noting.intent);
@@ -277,13 +295,15 @@ ErrorCode Reach(Synchro* synchro) {
   return status;
 }
 
-// What is not known yet is noted by the table, when its folder was listed again; what is not on the disk
-// yet, when it is.
+// What is not known yet stays begun until its folder was listed again; what is not on the disk yet, until it
+// is.
 void Note(Synchro* synchro, SynchroFrame* frame, SynchroEnd at, bool isFlushedLater, SynchroEntry* entry) {
   if (isFlushedLater) {
     iSynchro_FlushLater(frame, at, entry);
     if (frame->unflushed[at] >= kSynchroMostUnflushed) iSynchro_FlushCopies(synchro, frame);
-  } else if (!entry->Has(SynchroEntryFlag_Uploaded)) {
+  } else if (entry->Has(SynchroEntryFlag_Uploaded)) {
+    iSynchro_KeepIntent(synchro, frame, *entry, {at, entry->sides[at], false});
+  } else {
     iSynchro_NoteDone(synchro, frame, *entry);
   }
 }

@@ -1,7 +1,8 @@
 // Uploads of guarded runs:
 //
 //   STOR xfer1                  beside the target
-//   SIZE xfer1                  where a file is replaced: it must be as long as what was sent
+//   SIZE xfer1                  it must be as long as what was sent
+//   MLST target                 or SIZE: what has come to its place meanwhile stays
 //   RNFR xfer1, RNTO target     at one stroke, where the server replaces files so
 //
 // A server that refuses the last step while the old file stands there gets the old one moved aside first:
@@ -139,12 +140,22 @@ void RemoveStored(const SynchroCopy& copy, const char* path) {
 
 // ---- storing -----------------------------------------------------------------------------------
 
-// A server that does not tell sizes is believed.
+// By MLST, where the server does not know SIZE; else it is believed.
+ErrorCode CheckStoredByFacts(const SynchroCopy& copy, const char* path, uint64_t length) {
+  if (copy.to->features != SynchroFeatures::Facts) return Error_None;
+  const SynchroQuestion question = {"", path, LastPart(path), {}, false, false, false, SysDir_Temp};
+  SynchroSide stored;
+  const ErrorCode status = iSynchro_KindOf(*copy.to)->ask(copy.to, question, &stored);
+  if (status != Error_None) return status == Error_Invalid ? ErrorCode{Error_None} : status;
+  const bool isWhole = stored.present != 0 && stored.size == iSynchro_LocalValues(false, length, {}).size;
+  return isWhole ? Error_None : Error_Ended;
+}
+
 ErrorCode CheckStored(const SynchroCopy& copy, const char* path, uint64_t length) {
   Reply reply;
   uint64_t stored = 0;
   const ErrorCode status = FTPc_FileSize64(copy.to->ftp, path, &stored, &reply);
-  if (status == Error_Invalid) return Error_None;
+  if (status == Error_Invalid) return CheckStoredByFacts(copy, path, length);
   if (status != Error_None) return status;
   return stored == length ? Error_None : Error_Ended;
 }
@@ -155,10 +166,20 @@ ErrorCode Store(const SynchroCopy& copy, const char* path, File* file, uint64_t 
   const ErrorCode status = FTPc_Store64(copy.to->ftp, path, File_GetStream(file), length, &sent, &reply);
   if (status != Error_None) return status;
   if (sent != length) return Error_Ended;
-  return copy.replaces ? CheckStored(copy, path, length) : Error_None;
+  return CheckStored(copy, path, length);
 }
 
 // ---- taking the place --------------------------------------------------------------------------
+
+// Tells what is about to be there, and whether it still may be.
+ErrorCode Tell(const SynchroCopy& copy, const SynchroSide& expected) {
+  return copy.note != nullptr ? copy.note->method(copy.note->context, expected, false) : Error_None;
+}
+
+// The old file is there, under its own name.
+void TakeBack(const SynchroCopy& copy) {
+  if (copy.note != nullptr && copy.note->takeBack != nullptr) copy.note->takeBack(copy.note->context);
+}
 
 // An old file that stands under another name. The line says which is its own.
 struct Aside {
@@ -205,7 +226,9 @@ void Restore(const SynchroCopy& copy, const Aside& aside) {
   } else {
     isRestored = FTPc_RenameFile(copy.to->ftp, aside.path, copy.toPath, &reply) == Error_None;
   }
-  if (isRestored) DropAside(copy, aside);
+  if (!isRestored) return;
+  DropAside(copy, aside);
+  TakeBack(copy);
 }
 
 ErrorCode ReplaceByWayOfAside(const SynchroCopy& copy, const char* path) {
@@ -232,7 +255,9 @@ ErrorCode PutInPlace(const SynchroCopy& copy, const char* path) {
   Reply reply;
   const ErrorCode status = FTPc_RenameFile(copy.to->ftp, path, copy.toPath, &reply);
   const bool isRefused = status != Error_None && reply.replyClass == kFTPClass_Refused;
-  return isRefused && copy.replaces ? ReplaceByWayOfAside(copy, path) : status;
+  if (isRefused && copy.replaces) return ReplaceByWayOfAside(copy, path);
+  if (isRefused) TakeBack(copy);
+  return status;
 }
 
 // ---- what earlier runs have left ---------------------------------------------------------------
@@ -289,15 +314,13 @@ ErrorCode iSynchro_Upload(const SynchroCopy& copy, File* file, uint64_t length, 
   char path[kFileNameSize];
   ErrorCode status = ChooseName(copy, path);
   if (status != Error_None) return status;
-  status = Store(copy, path, file, length);
-  if (status == Error_None) status = PutInPlace(copy, path);
-  if (status != Error_None) {
-    RemoveStored(copy, path);
-    return status;
-  }
   *made = iSynchro_LocalValues(false, length, {});
   made->time = kSynchroUnknownTime;
-  return Error_None;
+  status = Store(copy, path, file, length);
+  if (status == Error_None) status = Tell(copy, *made);
+  if (status == Error_None) status = PutInPlace(copy, path);
+  if (status != Error_None) RemoveStored(copy, path);
+  return status;
 }
 
 void iSynchro_CleanServer(SynchroConnection* side, SynchroTemporary* temporary) {

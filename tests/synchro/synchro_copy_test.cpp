@@ -335,6 +335,24 @@ TEST_F(SynchroCopyTest, PutsNoFileInThePlaceOfAFolder) {
   EXPECT_EQ(Tree("dst"), "a/ a/inside=kept");
 }
 
+TEST_F(SynchroCopyTest, LeavesWhatHasTakenAFreePlace_Guarded) {
+  Put("src/a", "new");
+  Put("dst/a", "precious");
+  Side from(LocalURL("src"));
+  Side to(LocalURL("dst"));
+  ASSERT_EQ(from.Open(), Error_None);
+  ASSERT_EQ(to.Open(), Error_None);
+  const std::string fromPath = root_.Name("src/a");
+  const std::string toPath = root_.Name("dst/a");
+  SynchroSide made = {};
+  SynchroCopy copy = {from.Get(), to.Get(), fromPath.c_str(), toPath.c_str(), &temporary_, true};
+  EXPECT_EQ(iSynchro_CopyFile(copy, &made), Error_Exists);
+  EXPECT_EQ(Tree("dst"), "a=precious");
+  copy.replaces = true;
+  EXPECT_EQ(iSynchro_CopyFile(copy, &made), Error_None);
+  EXPECT_EQ(Tree("dst"), "a=new");
+}
+
 TEST_F(SynchroCopyTest, EndsACopyThatIsInterrupted) {
   Put("src/a", std::string(70000, 'x'));
   Put("dst/a", "old");

@@ -1,9 +1,11 @@
 // Guarded runs with FTP servers on one side or both.
+#include <memory>
 #include <string>
 
 #include "synchro/synchro_upload_testing.h"
 #include "tests/support/ftp_tree.h"
 #include "tests/synchro/synchro_fixture.h"
+#include "tests/synchro/synchro_moment.h"
 
 namespace {
 
@@ -28,6 +30,7 @@ class SynchroGuardedFTPTest : public synchro::Test {
     Synchro* const synchro = New(flags, URLOf(source, "src"), URLOf(destination, "dst"));
     if (synchro == nullptr) return {};
     EXPECT_EQ(Synchro_SetGuarded(synchro, 1), Error_None);
+    if (settles_) Synchro_SetEntryMethod(synchro, 0, SettleConflict);
     Outcome outcome = Go(synchro);
     Synchro_Delete(synchro);
     outcome.lines = AllLines();
@@ -35,6 +38,9 @@ class SynchroGuardedFTPTest : public synchro::Test {
       if (server != nullptr) server->AwaitEnd();
     }
     return outcome;
+  }
+  static int32_t SettleConflict(Word, const SynchroEntryInfo* info) {
+    return info->reason == SynchroReason_Conflict ? SynchroAnswer_CopyToDestination : SynchroAnswer_Proceed;
   }
   Outcome Upload(uint32_t flags, FTPTree* server) { return Guarded(flags, nullptr, server); }
   Outcome Download(uint32_t flags, FTPTree* server) { return Guarded(flags, server, nullptr); }
@@ -72,6 +78,8 @@ class SynchroGuardedFTPTest : public synchro::Test {
     }
   }
 
+  bool settles_ = false;  // conflicts, by the source's files
+
   std::filesystem::path Folder(const std::string& name) { return root_.SystemName(name); }
 };
 
@@ -86,7 +94,7 @@ TEST_F(SynchroGuardedFTPTest, StoresUnderAnotherName_AndListsOnceMore) {
   EXPECT_EQ(Tree("dst"), "a=1");
   EXPECT_EQ(server.TakeCommands(),
             (Lines{"FEAT", "MLSD /pub/", "MLST /pub/a", "MLST /pub/xfer1", "STOR /pub/xfer1",
-                   "RNFR /pub/xfer1", "RNTO /pub/a", "MLSD /pub/"}));
+                   "SIZE /pub/xfer1", "MLST /pub/a", "RNFR /pub/xfer1", "RNTO /pub/a", "MLSD /pub/"}));
   const Outcome second = Upload(kMirror, &server);
   EXPECT_EQ(second.counters, "0 0 0 0 0");
   EXPECT_EQ(FileLines(second), (Lines{"file = ftp:  a  -> None"}));
@@ -94,16 +102,17 @@ TEST_F(SynchroGuardedFTPTest, StoresUnderAnotherName_AndListsOnceMore) {
   Put("src/sub/my file.txt", "22");
   EXPECT_EQ(Upload(kMirror, &server).counters, "0 0 0 1 0");
   EXPECT_EQ(Tree("dst"), "a=1 sub/ sub/my file.txt=22");
-  EXPECT_EQ(server.TakeCommands(),
-            (Lines{"FEAT", "MLSD /pub/", "MLSD /pub/sub", "MKD /pub/sub", "MLST /pub/sub/my file.txt",
-                   "MLST /pub/sub/xfer2", "STOR /pub/sub/xfer2", "RNFR /pub/sub/xfer2",
-                   "RNTO /pub/sub/my file.txt", "MLSD /pub/sub"}));
+  EXPECT_EQ(
+      server.TakeCommands(),
+      (Lines{"FEAT", "MLSD /pub/", "MLSD /pub/sub", "MKD /pub/sub", "MLST /pub/sub/my file.txt",
+             "MLST /pub/sub/xfer2", "STOR /pub/sub/xfer2", "SIZE /pub/sub/xfer2", "MLST /pub/sub/my file.txt",
+             "RNFR /pub/sub/xfer2", "RNTO /pub/sub/my file.txt", "MLSD /pub/sub"}));
   Put("src/a", "333", 1100000000);
   EXPECT_EQ(Upload(kMirror, &server).counters, "0 0 0 1 0");
   EXPECT_EQ(Tree("dst"), "a=333 sub/ sub/my file.txt=22");
-  EXPECT_EQ(server.TakeCommands(),
-            (Lines{"FEAT", "MLSD /pub/", "MLST /pub/a", "MLST /pub/xfer3", "STOR /pub/xfer3",
-                   "SIZE /pub/xfer3", "RNFR /pub/xfer3", "RNTO /pub/a", "MLSD /pub/sub", "MLSD /pub/"}));
+  EXPECT_EQ(server.TakeCommands(), (Lines{"FEAT", "MLSD /pub/", "MLST /pub/a", "MLST /pub/xfer3",
+                                          "STOR /pub/xfer3", "SIZE /pub/xfer3", "MLST /pub/a",
+                                          "RNFR /pub/xfer3", "RNTO /pub/a", "MLSD /pub/sub", "MLSD /pub/"}));
   EXPECT_EQ(Upload(kMirror, &server).counters, "0 0 0 0 0");
 }
 
@@ -114,21 +123,22 @@ TEST_F(SynchroGuardedFTPTest, DoesWithoutMLSD) {
   EXPECT_EQ(Upload(kMirror, &server).counters, "0 0 0 1 0");
   EXPECT_EQ(server.TakeCommands(),
             (Lines{"FEAT", "CWD /pub/", "LIST", "SIZE /pub/a", "SIZE /pub/xfer1", "STOR /pub/xfer1",
-                   "RNFR /pub/xfer1", "RNTO /pub/a", "CWD /pub/", "LIST"}));
+                   "SIZE /pub/xfer1", "SIZE /pub/a", "RNFR /pub/xfer1", "RNTO /pub/a", "CWD /pub/", "LIST"}));
   Put("src/sub/b", "22");
   EXPECT_EQ(Upload(kMirror, &server).counters, "0 0 0 1 0");
   EXPECT_EQ(Tree("dst"), "a=1 sub/ sub/b=22");
-  EXPECT_EQ(server.TakeCommands(), (Lines{"FEAT", "CWD /pub/", "LIST", "CWD /pub/sub", "MKD /pub/sub",
-                                          "SIZE /pub/sub/b", "SIZE /pub/sub/xfer2", "STOR /pub/sub/xfer2",
-                                          "RNFR /pub/sub/xfer2", "RNTO /pub/sub/b", "CWD /pub/sub", "LIST"}));
+  EXPECT_EQ(server.TakeCommands(),
+            (Lines{"FEAT", "CWD /pub/", "LIST", "CWD /pub/sub", "MKD /pub/sub", "SIZE /pub/sub/b",
+                   "SIZE /pub/sub/xfer2", "STOR /pub/sub/xfer2", "SIZE /pub/sub/xfer2", "SIZE /pub/sub/b",
+                   "RNFR /pub/sub/xfer2", "RNTO /pub/sub/b", "CWD /pub/sub", "LIST"}));
   EXPECT_EQ(Upload(kMirror, &server).counters, "0 0 0 0 0");
   EXPECT_EQ(server.TakeCommands(), (Lines{"FEAT", "CWD /pub/", "LIST", "CWD /pub/sub", "LIST"}));
   Put("src/a", "333", 1100000000);
   EXPECT_EQ(Upload(kMirror, &server).counters, "0 0 0 1 0");
   EXPECT_EQ(server.TakeCommands(),
             (Lines{"FEAT", "CWD /pub/", "LIST", "SIZE /pub/a", "LIST /pub/a", "SIZE /pub/xfer3",
-                   "STOR /pub/xfer3", "SIZE /pub/xfer3", "RNFR /pub/xfer3", "RNTO /pub/a", "CWD /pub/sub",
-                   "LIST", "CWD /pub/", "LIST"}));
+                   "STOR /pub/xfer3", "SIZE /pub/xfer3", "SIZE /pub/a", "LIST /pub/a", "RNFR /pub/xfer3",
+                   "RNTO /pub/a", "CWD /pub/sub", "LIST", "CWD /pub/", "LIST"}));
   EXPECT_EQ(Upload(kMirror, &server).counters, "0 0 0 0 0");
 }
 
@@ -218,7 +228,7 @@ TEST_F(SynchroGuardedFTPTest, CopiesBetweenServersThroughALocalFile) {
   EXPECT_EQ(source.TakeCommands(), (Lines{"FEAT", "MLSD /pub/", "MLST /pub/a", "RETR /pub/a"}));
   EXPECT_EQ(destination.TakeCommands(),
             (Lines{"FEAT", "MLSD /pub/", "MLST /pub/a", "MLST /pub/xfer1", "STOR /pub/xfer1",
-                   "RNFR /pub/xfer1", "RNTO /pub/a", "MLSD /pub/"}));
+                   "SIZE /pub/xfer1", "MLST /pub/a", "RNFR /pub/xfer1", "RNTO /pub/a", "MLSD /pub/"}));
   EXPECT_EQ(Guarded(kMirror, &source, &destination).counters, "0 0 0 0 0");
 }
 
@@ -511,6 +521,50 @@ TEST_F(SynchroGuardedFTPTest, AsksAgainBeforeItDeletes) {
   });
 }
 
+// What an upload or a download takes may be hours.
+TEST_F(SynchroGuardedFTPTest, LeavesWhatComesToThePlaceWhileItCopies) {
+  WithEachSide([&](FTPTree* source, FTPTree* destination) {
+    const auto whenCopied = [&](const std::string& text) {
+      for (FTPTree* const server : {source, destination}) {
+        if (server == nullptr) continue;
+        server->onCommand = [this, text](const std::string& command) {
+          if (command.starts_with("RETR") || command.starts_with("STOR")) Put("dst/a", text, 1150000000);
+        };
+      }
+    };
+    Put("src/a", "1");
+    whenCopied("precious");
+    const Outcome free = Guarded(kMirror, source, destination);
+    EXPECT_EQ(free.counters, "0 0 0 0 0");
+    ASSERT_EQ(FileLines(free).size(), 1u);
+    EXPECT_TRUE(FileLines(free)[0].ends_with(" a  -> Exists")) << FileLines(free)[0];
+    EXPECT_EQ(Tree("dst"), "a=precious");
+    whenCopied("x");
+    Put("src/a", "precious");
+    Guarded(kMirror, source, destination);
+    Put("src/a", "22", 1100000000);
+    const Outcome taken = Guarded(kMirror, source, destination);
+    ASSERT_EQ(FileLines(taken).size(), 1u);
+    EXPECT_TRUE(FileLines(taken)[0].ends_with(" a  -> Retry")) << FileLines(taken)[0];
+    EXPECT_EQ(Tree("dst"), "a=x") << "and nothing beside it";
+  });
+}
+
+TEST_F(SynchroGuardedFTPTest, LeavesTwoChangesOfOneSize) {
+  WithEachSide([&](FTPTree* source, FTPTree* destination) {
+    Put("src/f", "text");
+    ASSERT_EQ(Guarded(kTwoWay, source, destination).counters, "0 0 0 1 0");
+    Put("src/f", "locl", 1100000000);
+    Put("dst/f", "srvX", 1200000000);
+    const Outcome outcome = Guarded(kTwoWay, source, destination);
+    ASSERT_EQ(FileLines(outcome).size(), 1u);
+    EXPECT_NE(FileLines(outcome)[0].find(" ! "), std::string::npos) << FileLines(outcome)[0];
+    Put("src/f", "local more", 1300000000);
+    EXPECT_EQ(Guarded(kTwoWay, source, destination).counters, "0 0 0 0 0");
+    EXPECT_EQ(Tree("src") + "|" + Tree("dst"), "f=local more|f=srvX");
+  });
+}
+
 TEST_F(SynchroGuardedFTPTest, LeavesAFileThatIsNotCalledMissing) {
   for (const bool hasFacts : {true, false}) {
     for (const char* const reply : {"450 busy", "500 what?", "530 no", "553 no"}) {
@@ -587,16 +641,149 @@ TEST_F(SynchroUploadTest, KeepsTheOldFile_WhenTheLocalOneShrinksMeanwhile) {
   EXPECT_EQ(Tree("dst"), "a=old");
 }
 
+// The server says that it has all of it.
+TEST_F(SynchroUploadTest, PutsNoCutFileInAFreePlace) {
+  for (const bool knowsSize : {true, false}) {
+    SCOPED_TRACE(knowsSize);
+    Clear();
+    iSynchro_SetNextTemporaryNumber(1);
+    FTPTree server(Folder("dst"));
+    if (!knowsSize) server.settings.replies["SIZE /pub/xfer1"] = "502 no";
+    bool isStored = false;
+    server.onCommand = [&](const std::string& command) {
+      if (isStored && root_.Exists("dst/xfer1")) Put("dst/xfer1", "h");
+      isStored = isStored || command.starts_with("STOR");
+    };
+    Put("src/a", "whole");
+    EXPECT_EQ(FileLines(Upload(kTwoWay, &server)), (Lines{"file > ftp:  a  -> Ended"}));
+    EXPECT_EQ(Tree("src") + "|" + Tree("dst"), "a=whole|");
+    server.onCommand = nullptr;
+    EXPECT_EQ(Upload(kTwoWay, &server).counters, "0 0 0 1 0");
+    EXPECT_EQ(Tree("src") + "|" + Tree("dst"), "a=whole|a=whole");
+  }
+}
+
+// ---- uploads that are not listed again ---------------------------------------------------------
+
+// A run that is stopped at the first command behind the upload of "a".
+class SynchroStoppedUploadTest : public SynchroUploadTest {
+ protected:
+  void UploadAndStop(FTPTree* server) {
+    Synchro* const synchro = New(kTwoWay, FileURL("src"), server->URL());
+    Synchro_SetGuarded(synchro, 1);
+    bool isRenamed = false;
+    server->onCommand = [&](const std::string& command) {
+      if (isRenamed) Synchro_Stop(synchro);
+      isRenamed = isRenamed || command == "RNTO /pub/a";
+    };
+    Go(synchro);
+    Synchro_Delete(synchro);
+    server->AwaitEnd();
+    server->onCommand = nullptr;
+    AllLines();
+  }
+  // What a kill at a command leaves.
+  void UploadAndKill(FTPTree* server, const std::string& command) {
+    std::unique_ptr<synchro::Moment> moment;
+    server->onCommand = [&](const std::string& sent) {
+      if (moment == nullptr && sent == command)
+        moment = std::make_unique<synchro::Moment>(
+            Folder("moment"), std::vector<std::filesystem::path>{CachePath(), Folder("dst")});
+    };
+    Upload(kTwoWay, server);
+    server->onCommand = nullptr;
+    ASSERT_NE(moment, nullptr);
+    moment->Restore();
+    Remove("moment");
+  }
+};
+
+TEST_F(SynchroStoppedUploadTest, SeesAnEditBehindItsUpload) {
+  for (const bool hasFacts : {true, false}) {
+    for (const bool isNew : {true, false}) {
+      SCOPED_TRACE(testing::Message() << "MLSD " << hasFacts << ", new " << isNew);
+      Clear();
+      FTPTree server(Folder("dst"));
+      server.settings.hasFacts = hasFacts;
+      if (!isNew) Change(&server);
+      Put("src/a", "edited", 1200000000);
+      UploadAndStop(&server);
+      ASSERT_EQ(Tree("dst"), "a=edited");
+      Put("src/a", "edited again", 1300000000);
+      EXPECT_EQ(Upload(kTwoWay, &server).counters, "0 0 0 1 0");
+      EXPECT_EQ(Tree("src") + "|" + Tree("dst"), "a=edited again|a=edited again");
+      EXPECT_EQ(Upload(kTwoWay, &server).counters, "0 0 0 0 0");
+    }
+  }
+}
+
+TEST_F(SynchroStoppedUploadTest, LeavesAnEditOfTheServer_BehindItsUpload) {
+  FTPTree server(Folder("dst"));
+  Change(&server);
+  UploadAndStop(&server);
+  Put("src/a", "edited again", 1300000000);
+  Put("dst/a", "edited there", 1300000000);
+  EXPECT_EQ(FileLines(Upload(kTwoWay, &server)), (Lines{"file ! ftp:  a  -> None"}));
+  EXPECT_EQ(Tree("dst"), "a=edited there");
+}
+
+TEST_F(SynchroStoppedUploadTest, SeesAnEditBehindItsUpload_WhenItWasKilled) {
+  FTPTree server(Folder("dst"));
+  Change(&server);
+  UploadAndKill(&server, "RNTO /pub/a");
+  ASSERT_EQ(Tree("dst"), "a=old xfer1=new text");
+  std::filesystem::rename(Folder("dst/xfer1"), Folder("dst/a"));
+  Put("src/a", "edited again", 1200000000);
+  EXPECT_EQ(Upload(kTwoWay, &server).counters, "0 0 0 1 0");
+  EXPECT_EQ(Tree("src") + "|" + Tree("dst"), "a=edited again|a=edited again");
+}
+
+// Of the upload only the size is known.
+TEST_F(SynchroStoppedUploadTest, UploadsAgain_WhenTheOldFileHasTheSameSize_AndItWasKilled) {
+  for (const bool hasFacts : {true, false}) {
+    for (const bool showsDaysOnly : {false, true}) {
+      SCOPED_TRACE(testing::Message() << "MLSD " << hasFacts << ", days only " << showsDaysOnly);
+      Clear();
+      FTPTree server(Folder("dst"));
+      server.settings.hasFacts = hasFacts;
+      Change(&server);
+      server.settings.showsDaysOnly = showsDaysOnly;
+      Put("src/a", "new", 1200000000);
+      UploadAndKill(&server, "RNFR /pub/xfer1");
+      ASSERT_EQ(Tree("dst"), "a=old xfer1=new");
+      EXPECT_EQ(Upload(kTwoWay, &server).counters, "0 0 0 1 0");
+      EXPECT_EQ(Tree("src") + "|" + Tree("dst"), "a=new|a=new");
+    }
+  }
+}
+
+// Asked for by the user, onto a change of one size.
+TEST_F(SynchroStoppedUploadTest, KeepsAConflictOfOneSize_WhenItWasKilled) {
+  FTPTree server(Folder("dst"));
+  Change(&server);
+  Put("src/a", "locl", 1200000000);
+  Put("dst/a", "srvX", 1200000000);
+  settles_ = true;
+  UploadAndKill(&server, "RNFR /pub/xfer1");
+  ASSERT_EQ(Tree("dst"), "a=srvX xfer1=locl");
+  settles_ = false;
+  EXPECT_EQ(FileLines(Upload(kTwoWay, &server)), (Lines{"file ! ftp:  a  -> None"}));
+  EXPECT_EQ(Tree("dst"), "a=srvX");
+}
+
+// ---- uploads that cannot take their place ------------------------------------------------------
+
 TEST_F(SynchroUploadTest, MovesTheOldFileAside_WhereARenameReplacesNothing) {
   FTPTree server(Folder("dst"));
   server.settings.replacesByRename = false;
   Change(&server);
   EXPECT_EQ(Upload(kMirror, &server).counters, "0 0 0 1 0");
   EXPECT_EQ(Tree("dst"), "a=new text");
-  EXPECT_EQ(server.TakeCommands(),
-            (Lines{"FEAT", "MLSD /pub/", "MLST /pub/a", "MLST /pub/xfer1", "STOR /pub/xfer1",
-                   "SIZE /pub/xfer1", "RNFR /pub/xfer1", "RNTO /pub/a", "MLST /pub/xfer2", "RNFR /pub/a",
-                   "RNTO /pub/xfer2", "RNFR /pub/xfer1", "RNTO /pub/a", "DELE /pub/xfer2", "MLSD /pub/"}));
+  EXPECT_EQ(
+      server.TakeCommands(),
+      (Lines{"FEAT", "MLSD /pub/", "MLST /pub/a", "MLST /pub/xfer1", "STOR /pub/xfer1", "SIZE /pub/xfer1",
+             "MLST /pub/a", "RNFR /pub/xfer1", "RNTO /pub/a", "MLST /pub/xfer2", "RNFR /pub/a",
+             "RNTO /pub/xfer2", "RNFR /pub/xfer1", "RNTO /pub/a", "DELE /pub/xfer2", "MLSD /pub/"}));
   EXPECT_EQ(Upload(kMirror, &server).counters, "0 0 0 0 0");
   EXPECT_EQ(CacheNames().size(), 2u) << "nothing is left to be remembered";
 }
