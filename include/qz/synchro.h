@@ -235,11 +235,12 @@ QZ_API Synchro* Synchro_SetResultMethod(Synchro* synchro, Word value, SynchroRes
  *   that was not understood or not complete. Nothing is copied into such a folder either where the flags
  *   delete on the other side.
  *   It overwrites a file only when that was in step and is as the table has it. When both sides changed, or
- *   both have a file that was never in step, the bytes are compared, or the sizes alone where one side is a
- *   server: the same are in step from now on, others are a conflict ("!"), shown and left.
- *   Before it copies or deletes it asks both sides again: a file that is not as it was listed is left. Its
- *   status line then ends with "Exists" (in a free place) or "Retry". What a server does not call missing by
- *   code 550 may be there.
+ *   both have a file that was never in step, the bytes are compared: the same are in step from now on, others
+ *   are a conflict ("!"), shown and left. Where one side is a server nothing is compared: two changes are a
+ *   conflict, and of files that were never in step the sizes alone decide.
+ *   Before it copies or deletes it asks both sides again, and the target once more when the new file is
+ *   complete: a file that is not as it was listed is left. Its status line then ends with "Exists" (in a free
+ *   place) or "Retry". What a server does not call missing by code 550 may be there.
  *   A root that cannot be trusted, or is missing where files were known, ends the run with Error_NotFound.
  *   Links, and names that a table cannot hold, are left. So are ambiguous names ("* Ambiguous: ", and
  *   "Invalid" in the status line): with blanks or "->" beside a server without MLSD, and on Windows names
@@ -248,8 +249,10 @@ QZ_API Synchro* Synchro_SetResultMethod(Synchro* synchro, Word value, SynchroRes
  * Servers are listed exactly (MLSD, else LIST, and MDTM for files without a time of day). A file is stored on
  * a server under another name ("xfer" and a number) and renamed; where the server does not rename over a
  * file, the old one is moved aside meanwhile. What a killed run leaves of both, the next one removes or moves
- * back. After uploads their folder is listed once more. From one server to another files go through a file of
- * the temporary directory. A connection that was lost is made again for the next file; without it the run
+ * back. A file that came incomplete gets no place ("Ended"), and is sent again by the next run. After uploads
+ * their folder is listed once more; behind a run that was stopped or killed before that, what the server
+ * shows of the size that was sent is the run's own work. From one server to another files go through a file
+ * of the temporary directory. A connection that was lost is made again for the next file; without it the run
  * fails.
  *
  * isGuarded: 1 or 0 (the default). Not during a run. Error_None; Error_Invalid for null; Error_Fail when a

@@ -408,7 +408,7 @@ TEST_F(SynchroGuardedFTPTest, TakesARefusedListForEmpty_WhereNothingIsKnown) {
   EXPECT_EQ(Upload(kMirror, &server).counters, "0 0 0 1 0");
   EXPECT_EQ(server.TakeCommands(),
             (Lines{"FEAT", "CWD /pub/", "LIST", "SIZE /pub/a", "SIZE /pub/xfer1", "STOR /pub/xfer1",
-                   "RNFR /pub/xfer1", "RNTO /pub/a", "CWD /pub/", "LIST"}));
+                   "SIZE /pub/xfer1", "SIZE /pub/a", "RNFR /pub/xfer1", "RNTO /pub/a", "CWD /pub/", "LIST"}));
 }
 
 TEST_F(SynchroGuardedFTPTest, AsksForNoMoreTimes_WhenTheServerKnowsNone) {
