@@ -24,8 +24,8 @@ ErrorCode iSynchro_BeginTemporaries(const char* directory, const char* synchroNa
                                     SynchroTemporary* temporary);
 // Forgets the names whose files are gone.
 void iSynchro_EndTemporaries(SynchroTemporary* temporary);
-// Whether a local path is that of a leftover.
-bool iSynchro_IsLeftover(const SynchroTemporary& temporary, const char* path);
+// Whether a path, or a name on a server, is that of a leftover. ownName: as iSynchro_IsLeftoverEntry.
+bool iSynchro_IsLeftover(const SynchroTemporary& temporary, const char* path, char* ownName);
 // A free name beside `target`, noted. `path` holds it.
 ErrorCode iSynchro_ChooseTemporary(const char* target, SynchroTemporary* temporary);
 // Removes the file under the name, if there is one.

@@ -39,6 +39,8 @@ enum SynchroEntryFlag : uint32_t {
   SynchroEntryFlag_UndatedAtDestination = 1024,
   SynchroEntryFlag_UnflushedAtSource = 4096,  // copied to there, and not yet on the disk
   SynchroEntryFlag_UnflushedAtDestination = 8192,
+  SynchroEntryFlag_AsideAtSource = 16384,  // a plan: shown under another name, that a run gives back first
+  SynchroEntryFlag_AsideAtDestination = 32768,
   SynchroEntryFlag_Uploaded = 2048,  // what it is there is not known before the folder is listed again
 };
 

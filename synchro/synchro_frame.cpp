@@ -109,7 +109,9 @@ ErrorCode TakeLine(Update* update) {
   const SynchroListing kind =
       iSynchro_ParseListing(update->parsed.content.fields, platform::UsesDriveLetters(), &listed);
   if (kind == SynchroListing::Skipped) return Error_None;
-  if (iSynchro_IsLeftoverEntry(*update->synchro, *update->frame, update->end, listed.name)) return Error_None;
+  char ownName[kFileNameSize];
+  if (iSynchro_IsLeftoverEntry(*update->synchro, *update->frame, update->end, listed.name, ownName))
+    return Error_None;
   if (kind == SynchroListing::Taken) Judge(update, listed);
   return kind == SynchroListing::Taken ? TakeListed(update, listed) : TakeUnclear(update, listed);
 }
@@ -236,16 +238,17 @@ void iSynchro_ClearPresence(SynchroFrame* frame, SynchroEnd end) {
 }
 
 bool iSynchro_IsLeftoverEntry(const Synchro& synchro, const SynchroFrame& frame, SynchroEnd end,
-                              const char* name) {
+                              const char* name, char* ownName) {
   const SynchroConnection& side = synchro.sides[end];
+  ownName[0] = '\0';
   if (synchro.temporary.leftovers == nullptr) return false;
   char path[kFileNameSize];
   char serverName[kFileNameSize];
   if (iSynchro_EntryPath(side, frame.directory, name, path) != Error_None) return false;
   if (URL_GetProtocolType(side.url.protocol) == URLProtocol_File)
-    return iSynchro_IsLeftover(synchro.temporary, path);
+    return iSynchro_IsLeftover(synchro.temporary, path, ownName);
   return iSynchro_ServerName(side, path, serverName) == Error_None &&
-         iSynchro_IsLeftover(synchro.temporary, serverName);
+         iSynchro_IsLeftover(synchro.temporary, serverName, ownName);
 }
 
 ErrorCode iSynchro_UpdateFrame(Synchro* synchro, SynchroFrame* frame,

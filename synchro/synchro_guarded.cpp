@@ -37,9 +37,15 @@ bool IsStorable(const char* name) {
 constexpr uint32_t kUndatedAt[kSynchroEnds] = {SynchroEntryFlag_UndatedAtSource,
                                                SynchroEntryFlag_UndatedAtDestination};
 
-// Two lines of one name cannot both be it.
+constexpr uint32_t kAsideAt[kSynchroEnds] = {SynchroEntryFlag_AsideAtSource,
+                                             SynchroEntryFlag_AsideAtDestination};
+
+// Two lines of one name cannot both be it. A file that was moved aside gives way to one of its own
+// name.
 void EnterValues(const SynchroRead& found, SynchroEnd end, SynchroEntry* entry) {
-  if (entry->IsAt(end)) entry->flags |= SynchroEntryFlag_Ambiguous;
+  const bool hasAside = (entry->flags & kAsideAt[end]) != 0;
+  if (entry->IsAt(end) && !hasAside) entry->flags |= SynchroEntryFlag_Ambiguous;
+  if (hasAside) entry->flags &= ~(kAsideAt[end] | kUndatedAt[end]);
   if (found.isAmbiguous) entry->flags |= SynchroEntryFlag_Ambiguous;
   if (found.isUndated) {
     entry->flags |= kUndatedAt[end];
@@ -49,23 +55,47 @@ void EnterValues(const SynchroRead& found, SynchroEnd end, SynchroEntry* entry) 
   entry->sides[end] = found.side;
 }
 
+// Null without memory.
+SynchroEntry* FindOrAdd(SynchroFrame* frame, const char* name) {
+  SynchroEntry* entry = frame->entries.Find(name);
+  if (entry != nullptr) return entry;
+  entry = frame->entries.Add(name);
+  if (entry != nullptr) entry->flags = SynchroEntryFlag_New;
+  return entry;
+}
+
+bool CanBeKept(const char* name) {
+  return iSynchro_IsUsableName(name, platform::UsesDriveLetters()) && IsStorable(name);
+}
+
+// An old file that was moved aside. A run has given it its name back, where
+// that was possible; a plan takes it as if.
+ErrorCode TakeAside(Reading* reading, const SynchroRead& found, const char* ownName) {
+  ++reading->count;
+  if (!reading->synchro->isPlanOnly || !CanBeKept(ownName)) return Error_None;
+  SynchroEntry* const entry = FindOrAdd(reading->frame, ownName);
+  if (entry == nullptr) return Error_Memory;
+  if (entry->IsAt(reading->end)) return Error_None;
+  EnterValues(found, reading->end, entry);
+  entry->flags |= kAsideAt[reading->end];
+  return Error_None;
+}
+
 ErrorCode TakeEntry(void* context, const SynchroRead& found) {
   auto* const reading = static_cast<Reading*>(context);
   SynchroFrame* const frame = reading->frame;
+  char ownName[kFileNameSize];
   if (iSynchro_IsStopped(reading->synchro)) return Error_Cancel;
-  if (iSynchro_IsLeftoverEntry(*reading->synchro, *frame, reading->end, found.name)) return Error_None;
+  if (iSynchro_IsLeftoverEntry(*reading->synchro, *frame, reading->end, found.name, ownName))
+    return ownName[0] == '\0' ? Error_None : TakeAside(reading, found, ownName);
   ++reading->count;
-  if (!iSynchro_IsUsableName(found.name, platform::UsesDriveLetters()) || !IsStorable(found.name)) {
+  if (!CanBeKept(found.name)) {
     iSynchro_Report(reading->synchro, "* Left: %s %s", frame->directory, found.name);
     iSynchro_TellUnusable(*reading->synchro, *frame, reading->end, found.name);
     return Error_None;
   }
-  SynchroEntry* entry = frame->entries.Find(found.name);
-  if (entry == nullptr) {
-    entry = frame->entries.Add(found.name);
-    if (entry == nullptr) return Error_Memory;
-    entry->flags = SynchroEntryFlag_New;
-  }
+  SynchroEntry* const entry = FindOrAdd(frame, found.name);
+  if (entry == nullptr) return Error_Memory;
   EnterValues(found, reading->end, entry);
   return Error_None;
 }
@@ -99,7 +129,7 @@ ErrorCode ReadFolder(Synchro* synchro, SynchroFrame* frame, SynchroEnd end, bool
     status = iSynchro_KindOf(*side)->read(
         side,
         {path, iSynchro_IsLoginFolder(*side, frame->directory), MayCreate(*synchro, *frame, end, isKnown),
-         ListPlace(*synchro), TakeEntry, &reading},
+         frame->isShown[end], ListPlace(*synchro), TakeEntry, &reading},
         folder);
   *count = reading.count;
   const bool mayBeMade = MayCreate(*synchro, *frame, end, isKnown) && !frame->isShown[end];
@@ -133,6 +163,59 @@ ErrorCode DateEntries(Synchro* synchro, SynchroFrame* frame, SynchroEnd end) {
   return Error_None;
 }
 
+// ---- files that a long listing hides -----------------------------------------------------------
+
+// Many servers show no name with a dot at its front.
+bool MayBeHidden(const SynchroEntry& entry, SynchroEnd end) {
+  const SynchroSide& other = entry.sides[iSynchro_Other(end)];
+  if (entry.name[0] != '.' || entry.IsAt(end)) return false;
+  return (other.present == 0 || other.directory == 0) && entry.before[end].directory == 0;
+}
+
+// The values of a file, by its size and its time stamp. Not present when the
+// server says so.
+ErrorCode AskHidden(Synchro* synchro, const SynchroFrame& frame, SynchroEnd end, const char* name,
+                    SynchroSide* now) {
+  SynchroConnection* const side = &synchro->sides[end];
+  char folder[kFileNameSize];
+  char path[kFileNameSize];
+  *now = {};
+  ErrorCode status = iSynchro_FolderPath(*side, frame.directory, folder);
+  if (status == Error_None) status = iSynchro_EntryPath(*side, frame.directory, name, path);
+  if (status != Error_None) return status;
+  const bool isLoginFolder = iSynchro_IsLoginFolder(*side, frame.directory);
+  const SynchroQuestion question = {folder, path, name, {}, false, false, isLoginFolder, ListPlace(*synchro)};
+  status = iSynchro_KindOf(*side)->ask(side, question, now);
+  if (status != Error_None || now->present == 0) return status;
+  return iSynchro_KindOf(*side)->askTime(side, path, &now->time);
+}
+
+// What is known, or stands on the other side, and is not shown: asked for in
+// each run. onlyNew: entries that the table has were asked for before. *count
+// grows by what is there.
+ErrorCode FindHidden(Synchro* synchro, SynchroFrame* frame, SynchroEnd end, bool onlyNew, uint32_t* count) {
+  for (uint32_t i = 0; i < frame->entries.Count() && !iSynchro_IsStopped(synchro); ++i) {
+    SynchroEntry& entry = frame->entries.At(i);
+    if (!MayBeHidden(entry, end) || (onlyNew && !entry.Has(SynchroEntryFlag_New))) continue;
+    SynchroSide now;
+    const ErrorCode status = AskHidden(synchro, *frame, end, entry.name, &now);
+    if (!synchro->sides[end].isOpen) return status;
+    if (status != Error_None) entry.flags |= SynchroEntryFlag_Unclear;
+    if (status != Error_None || now.present == 0) continue;
+    entry.sides[end] = now;
+    entry.flags |= kUndatedAt[end];
+    ++*count;
+  }
+  return Error_None;
+}
+
+// Those of the source that only the destination's listing has named.
+ErrorCode FindHiddenAtSource(Synchro* synchro, SynchroFrame* frame) {
+  uint32_t count = 0;
+  if (!frame->mayHide[SynchroEnd_Source]) return Error_None;
+  return FindHidden(synchro, frame, SynchroEnd_Source, true, &count);
+}
+
 // A folder is gone when its parent's listing says so too, and can be trusted in that; and when the parent's
 // table had it: a run that was killed has remembered what is in it, and not the folder itself.
 bool IsGone(const SynchroFrame& frame, SynchroEnd end, const SynchroFolder& folder) {
@@ -147,6 +230,9 @@ ErrorCode ListFolder(Synchro* synchro, SynchroFrame* frame, SynchroEnd end) {
   const bool isKnown = IsKnownThere(*frame, end);
   ErrorCode status = ReadFolder(synchro, frame, end, isKnown, &folder, &count);
   if (status == Error_None) status = DateEntries(synchro, frame, end);
+  if (status != Error_None) return status;
+  frame->mayHide[end] = folder.hasLongLines && !folder.isMissing;
+  if (frame->mayHide[end]) status = FindHidden(synchro, frame, end, false, &count);
   if (status != Error_None) return status;
   frame->isTrusted[end] =
       folder.isWhole && iSynchro_IsTrusted(count, isKnown, IsGone(*frame, end, folder), IsRoot(*frame));
@@ -335,9 +421,25 @@ ErrorCode ListAgain(Synchro* synchro, SynchroFrame* frame, SynchroEnd end) {
   if (status != Error_None) return status;
   if (!side->isOpen) return Error_Ended;
   return iSynchro_KindOf(*side)->read(side,
-                                      {path, iSynchro_IsLoginFolder(*side, frame->directory), false,
+                                      {path, iSynchro_IsLoginFolder(*side, frame->directory), false, false,
                                        ListPlace(*synchro), TakeUploaded, &reading},
                                       &folder);
+}
+
+// The uploads that the new listing hides.
+void SettleHidden(Synchro* synchro, SynchroFrame* frame, SynchroEnd end) {
+  for (uint32_t i = 0; i < frame->entries.Count() && !iSynchro_IsStopped(synchro); ++i) {
+    SynchroEntry& entry = frame->entries.At(i);
+    SynchroSide* const sent = &entry.sides[end];
+    const bool isAwaited = entry.Has(SynchroEntryFlag_Uploaded) && !entry.Has(SynchroEntryFlag_Settled) &&
+                           Time_Compare(&sent->time, &kSynchroUnknownTime) == 0;
+    SynchroSide now;
+    if (!isAwaited || entry.name[0] != '.' || !synchro->sides[end].isOpen) continue;
+    if (AskHidden(synchro, *frame, end, entry.name, &now) != Error_None) continue;
+    if (now.present == 0 || now.size != sent->size) continue;
+    sent->time = now.time;
+    entry.flags |= SynchroEntryFlag_Settled;
+  }
 }
 
 }  // namespace
@@ -353,6 +455,8 @@ ErrorCode iSynchro_PrepareGuarded(Synchro* synchro, SynchroFrame* frame) {
     const ErrorCode status = ListSide(synchro, frame, end);
     if (status != Error_None) return status;
   }
+  const ErrorCode found = FindHiddenAtSource(synchro, frame);
+  if (found != Error_None) return found;
   if (iSynchro_IsStopped(synchro)) return Error_None;
   iSynchro_Report(synchro, "Updating tables...");
   iSynchro_JudgeGuarded(frame->isWhole, &frame->intents, &frame->entries);
@@ -406,5 +510,6 @@ void iSynchro_SettleUploads(Synchro* synchro, SynchroFrame* frame) {
     const ErrorCode status = ListAgain(synchro, frame, end);
     // What stays unsettled is begun, for the next run.
     if (status != Error_None) iSynchro_Report(synchro, "* Retrieval failed: %s", Error_ToString(status));
+    if (status == Error_None && frame->mayHide[end]) SettleHidden(synchro, frame, end);
   }
 }

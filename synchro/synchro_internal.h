@@ -42,6 +42,7 @@ struct SynchroFrame {
   bool isMade[kSynchroEnds] = {};               // guarded: this run has made the directory
   bool isTrusted[kSynchroEnds] = {true, true};  // guarded: what the side's listing does not show is not there
   bool hasLongLines = false;                    // guarded: a side has listed names that may be ambiguous
+  bool mayHide[kSynchroEnds] = {};              // guarded: a side's listing may leave out dot files
   bool hasUploads[kSynchroEnds] = {};
   const SynchroFrame* parent = nullptr;  // null for the roots
   SynchroIdentity identities[kSynchroEnds] = {};
@@ -119,9 +120,11 @@ void iSynchro_ReportListing(Synchro* synchro, const SynchroFrame& frame, Synchro
 // known of a file that has gone is kept with it.
 void iSynchro_ClearPresence(SynchroFrame* frame, SynchroEnd end);
 
-// Whether an entry of a local side is what an earlier run could not remove.
+// Whether an entry of a side is what an earlier run could not remove. ownName:
+// of an old file that was moved aside, kFileNameSize bytes; empty for another
+// one.
 bool iSynchro_IsLeftoverEntry(const Synchro& synchro, const SynchroFrame& frame, SynchroEnd end,
-                              const char* name);
+                              const char* name, char* ownName);
 
 // Brings the table up to date. lists: the files of both listings, null for an empty one.
 ErrorCode iSynchro_UpdateFrame(Synchro* synchro, SynchroFrame* frame,

@@ -5,7 +5,8 @@
 //   a file    MLST path                       SIZE path; before it is replaced or deleted LIST path or MDTM
 //   too
 //
-// What is not there must be called so by code 550.
+// What is not there must be called so by code 550: by that to SIZE alone only
+// where this connection has told a size before, else by that to MDTM as well.
 #include <cstring>
 #include <new>
 
@@ -91,10 +92,12 @@ ErrorCode TakeLines(const SynchroReadRequest& request, const char* path, Synchro
   return status == Error_None ? lines->Status() : status;
 }
 
-// A folder that is not there: made when it may be.
+// A folder that is not there: made when it may be. One that is shown, and
+// refused, is there.
 ErrorCode TakeMissing(SynchroConnection* side, const SynchroReadRequest& request, SynchroFolder* folder) {
   Reply reply;
   if (request.isLoginFolder) return Error_None;
+  if (request.isShown) return Error_NoAccess;
   folder->isMissing = !request.mayCreate;
   return request.mayCreate ? iFTPc_MakeDirectory(side->ftp, request.path, &reply) : Error_None;
 }
@@ -111,7 +114,7 @@ ErrorCode ReadFolder(SynchroConnection* side, const SynchroReadRequest& request,
   if (status != Error_None) return status;
   status = folder->hasLongLines ? GetLongList(side->ftp, request, file.Path(), &reply, &isRefused)
                                 : GetFactList(side->ftp, request, file.Path(), &reply);
-  if (isRefused) return Error_None;
+  if (isRefused) return request.isShown ? Error_NoAccess : Error_None;
   if (status == Error_None) return TakeLines(request, file.Path(), folder);
   return IsUnavailable(reply) ? TakeMissing(side, request, folder) : status;
 }
@@ -134,14 +137,18 @@ ErrorCode AskFacts(SynchroConnection* side, const SynchroQuestion& question, Syn
   return Error_None;
 }
 
+// A server that does not know the command is not asked for each file.
+void NoteUnknownTime(SynchroConnection* side, const Reply& reply) {
+  if (reply.code >= kFTPReply_ErrorSyntax && reply.code <= kFTPReply_ErrorUnimplementedParam)
+    side->isTimeUnknown = true;
+}
+
 ErrorCode AskTimeStamp(SynchroConnection* side, const char* path, Time* time) {
   Reply reply;
   if (side->isTimeUnknown) return Error_Invalid;
   const ErrorCode status = FTPc_ModTime(side->ftp, path, time, &reply);
   if (status != Error_None && status != Error_Invalid) return status;
-  // A server that does not know the command is not asked for each file.
-  if (reply.code >= kFTPReply_ErrorSyntax && reply.code <= kFTPReply_ErrorUnimplementedParam)
-    side->isTimeUnknown = true;
+  NoteUnknownTime(side, reply);
   if (reply.replyClass != kFTPClass_Completed) return Error_Invalid;
   return iFTPc_ParseTimeStamp(reply.text, time);
 }
@@ -169,11 +176,10 @@ ErrorCode Match(void* context, const SynchroRead& read) {
   return Error_None;
 }
 
-// The file's own line, alone or in the list of its folder. One that is not shown has no time.
-ErrorCode AskLongLine(SynchroConnection* side, const SynchroQuestion& question, SynchroSide* now) {
-  Search search = {question.name, 0, {}};
+// The file's own line, alone or in the list of its folder.
+ErrorCode SearchLongLines(SynchroConnection* side, const SynchroQuestion& question, Search* search) {
   const SynchroReadRequest request = {
-      question.folder, question.isLoginFolder, false, question.listPlace, Match, &search};
+      question.folder, question.isLoginFolder, false, false, question.listPlace, Match, search};
   SynchroFolder folder = {false, true, true};
   SynchroListFile file;
   Reply reply = {};
@@ -182,11 +188,36 @@ ErrorCode AskLongLine(SynchroConnection* side, const SynchroQuestion& question, 
   if (status == Error_None && !isAlone) status = EnterFolder(side->ftp, request, &reply);
   if (status == Error_None)
     status = iFTPc_ListInto(side->ftp, "LIST", isAlone ? question.path : nullptr, file.Path(), &reply);
-  if (status == Error_None) status = TakeLines(request, file.Path(), &folder);
+  if (status != Error_None) return IsUnavailable(reply) ? Error_None : status;
+  return TakeLines(request, file.Path(), &folder);
+}
+
+// One that is not shown has no time.
+ErrorCode AskLongLine(SynchroConnection* side, const SynchroQuestion& question, SynchroSide* now) {
+  Search search = {question.name, 0, {}};
+  const ErrorCode status = SearchLongLines(side, question, &search);
   if (status != Error_None) return status;
   now->time = {};
   if (search.matches == 1) *now = search.found;
   return Error_None;
+}
+
+// A size is refused with the code of a missing file. Some servers refuse every
+// size so: as long as this one has told none, its time stamp must be refused as
+// well; without time stamps, its line not be shown.
+ErrorCode CheckMissing(SynchroConnection* side, const SynchroQuestion& question) {
+  if (side->isSizeTold) return Error_None;
+  Time time;
+  Reply reply = {};
+  Search search = {question.name, 0, {}};
+  ErrorCode status = Error_Invalid;
+  if (!side->isTimeUnknown) status = FTPc_ModTime(side->ftp, question.path, &time, &reply);
+  if (IsUnavailable(reply)) return Error_None;
+  NoteUnknownTime(side, reply);
+  if (!side->isTimeUnknown) return status == Error_None ? Error_Invalid : status;
+  status = SearchLongLines(side, question, &search);
+  if (status != Error_None) return status;
+  return search.matches == 0 ? Error_None : Error_Invalid;
 }
 
 // Kept: the time is that from the listing where nothing is written over it; a file that has changed its text
@@ -195,8 +226,9 @@ ErrorCode AskSizeAndTime(SynchroConnection* side, const SynchroQuestion& questio
   Reply reply;
   uint64_t sizeBytes = 0;
   const ErrorCode status = FTPc_FileSize64(side->ftp, question.path, &sizeBytes, &reply);
-  if (IsUnavailable(reply)) return Error_None;
+  if (IsUnavailable(reply)) return CheckMissing(side, question);
   if (status != Error_None) return status;
+  side->isSizeTold = true;
   *now = iSynchro_LocalValues(false, sizeBytes, question.listed.time);
   if (question.listed.present == 0 || !question.mustKnowTime) return Error_None;
   if (!question.isUndated) return AskLongLine(side, question, now);
@@ -218,7 +250,9 @@ ErrorCode AskTime(SynchroConnection* side, const char* path, Time* time) {
 
 ErrorCode AskSize(SynchroConnection* side, const char* path, uint64_t* sizeBytes) {
   Reply reply;
-  return iSynchro_CloseLost(side, FTPc_FileSize64(side->ftp, path, sizeBytes, &reply));
+  const ErrorCode status = FTPc_FileSize64(side->ftp, path, sizeBytes, &reply);
+  if (status == Error_None) side->isSizeTold = true;
+  return iSynchro_CloseLost(side, status);
 }
 
 }  // namespace

@@ -16,6 +16,7 @@ struct SynchroReadRequest {
   const char* path;
   bool isLoginFolder;  // FTP: the folder that the login leads to, which has no path
   bool mayCreate;      // makes a missing one
+  bool isShown;        // its parent's listing has it: refused, it is not missing
   int32_t listPlace;   // the system directory for listings on the way
   ErrorCode (*take)(void* context, const SynchroRead& found);  // a failure ends the reading
   void* context;

@@ -206,7 +206,7 @@ ErrorCode DeleteLocal(const char* path) {
 ErrorCode iSynchro_OpenSide(SynchroConnection* side) {
   if (side->isOpen) return Error_None;
   side->features = SynchroFeatures::Unknown;
-  side->isTimeUnknown = side->isCleaned = false;
+  side->isTimeUnknown = side->isSizeTold = side->isCleaned = false;
   const ErrorCode status = Open(side);
   side->isOpen = status == Error_None;
   return status;

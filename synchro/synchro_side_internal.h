@@ -27,6 +27,7 @@ struct SynchroConnection {
   bool isHTTPUsed;                  // the connection has had its one request
   SynchroFeatures features;         // FTP, guarded
   bool isTimeUnknown;               // ... the server does not know MDTM
+  bool isSizeTold;                  // ... it has told a size: one that it refuses is that of no file
   bool isCleaned;                   // ... what a killed run left was removed
   char loginFolder[kFileNameSize];  // FTP without a path in the URL: what its paths are relative to
 };

@@ -1,4 +1,5 @@
 // Temporary names in synchronised folders. The record of them is a file of lines, a path in each.
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <string_view>
@@ -162,12 +163,19 @@ void iSynchro_EndTemporaries(SynchroTemporary* temporary) {
   }
 }
 
-bool iSynchro_IsLeftover(const SynchroTemporary& temporary, const char* path) {
+bool iSynchro_IsLeftover(const SynchroTemporary& temporary, const char* path, char* ownName) {
+  ownName[0] = '\0';
   if (temporary.leftovers == nullptr) return false;
   std::string_view lines = temporary.leftovers;
   while (!lines.empty()) {
     const size_t end = lines.find('\n');
-    if (WithoutOwnName(lines.substr(0, end)) == path) return true;
+    std::string_view line = lines.substr(0, end);
+    const std::string_view name = WithoutOwnName(line);
+    if (name == path) {
+      line.remove_prefix(std::min(line.size(), name.size() + 1));
+      snprintf(ownName, kFileNameSize, "%.*s", static_cast<int>(line.size()), line.data());
+      return true;
+    }
     lines.remove_prefix(end + 1);
   }
   return false;

@@ -63,8 +63,11 @@ const char* LastPart(const char* path) {
 
 // Error_None when the server says that nothing has the name; Error_Exists.
 ErrorCode CheckFree(SynchroConnection* side, const char* path) {
-  const SynchroQuestion question = {"", path, LastPart(path), {}, false, false, false, SysDir_Temp};
+  char folder[kFileNameSize];
   SynchroSide now;
+  snprintf(folder, sizeof folder, "%s", path);
+  folder[FolderOf(path).size()] = '\0';
+  const SynchroQuestion question = {folder, path, LastPart(path), {}, false, false, false, SysDir_Temp};
   const ErrorCode status = iSynchro_KindOf(*side)->ask(side, question, &now);
   if (status != Error_None) return status;
   return now.present == 0 ? Error_None : Error_Exists;
@@ -157,6 +160,7 @@ ErrorCode CheckStored(const SynchroCopy& copy, const char* path, uint64_t length
   const ErrorCode status = FTPc_FileSize64(copy.to->ftp, path, &stored, &reply);
   if (status == Error_Invalid) return CheckStoredByFacts(copy, path, length);
   if (status != Error_None) return status;
+  copy.to->isSizeTold = true;
   return stored == length ? Error_None : Error_Ended;
 }
 

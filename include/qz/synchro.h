@@ -240,20 +240,23 @@ QZ_API Synchro* Synchro_SetResultMethod(Synchro* synchro, Word value, SynchroRes
  *   conflict, and of files that were never in step the sizes alone decide.
  *   Before it copies or deletes it asks both sides again, and the target once more when the new file is
  *   complete: a file that is not as it was listed is left. Its status line then ends with "Exists" (in a free
- *   place) or "Retry". What a server does not call missing by code 550 may be there.
+ *   place) or "Retry". What a server does not call missing by code 550 may be there; without MLST by that to
+ *   SIZE where the connection has told a size before, else to SIZE and MDTM.
+ *   A folder that its parent's listing shows and that cannot be entered or listed fails with Error_NoAccess.
  *   A root that cannot be trusted, or is missing where files were known, ends the run with Error_NotFound.
  *   Links, and names that a table cannot hold, are left. So are ambiguous names ("* Ambiguous: ", and
  *   "Invalid" in the status line): with blanks or "->" beside a server without MLSD, and on Windows names
  * that differ only in case.
  *
- * Servers are listed exactly (MLSD, else LIST, and MDTM for files without a time of day). A file is stored on
- * a server under another name ("xfer" and a number) and renamed; where the server does not rename over a
- * file, the old one is moved aside meanwhile. What a killed run leaves of both, the next one removes or moves
- * back. A file that came incomplete gets no place ("Ended"), and is sent again by the next run. After uploads
- * their folder is listed once more; behind a run that was stopped or killed before that, what the server
- * shows of the size that was sent is the run's own work. From one server to another files go through a file
- * of the temporary directory. A connection that was lost is made again for the next file; without it the run
- * fails.
+ * Servers are listed exactly (MLSD, else LIST, and MDTM for files without a time of day). A LIST may hide
+ * names with a dot at the front: such files are asked for by SIZE and MDTM. A file is stored on a server
+ * under another name ("xfer" and a number) and renamed; where the server does not rename over a file, the old
+ * one is moved aside meanwhile. What a killed run leaves of both, the next one removes or moves back; a plan
+ * takes what is to be moved back under its own name. A file that came incomplete gets no place ("Ended"), and
+ * is sent again by the next run. After uploads their folder is listed once more; behind a run that was
+ * stopped or killed before that, what the server shows of the size that was sent is the run's own work. From
+ * one server to another files go through a file of the temporary directory. A connection that was lost is
+ * made again for the next file; without it the run fails.
  *
  * isGuarded: 1 or 0 (the default). Not during a run. Error_None; Error_Invalid for null; Error_Fail when a
  * side is an HTTP server: nothing is changed. */

@@ -283,6 +283,7 @@ bool FTPTree::List(Session* session, const std::string& command, const std::stri
                                                        : std::vector<std::filesystem::path>{};
   for (const std::filesystem::path& entry : found) {
     const std::string name = isFolder ? entry.filename().string() : argument;
+    if (!isFacts && settings.hidesDotFiles && entry.filename().string().starts_with('.')) continue;
     text += (isFacts ? FactsOf(entry, name) : LongLineOf(entry, name)) + "\r\n";
   }
   return Transfer(session, [&](Connection* data) {

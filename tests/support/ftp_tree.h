@@ -39,6 +39,7 @@ class FTPTree {
     bool hasTimes = true;
     bool replacesByRename = true;
     bool showsDaysOnly = false;
+    bool hidesDotFiles = false;     // from LIST
     int64_t clockAheadSeconds = 0;  // of what listings and MDTM show
     Listing listing = Listing::Whole;
     std::string listingText;             // in place of every listing of that folder; empty: none

@@ -122,15 +122,17 @@ TEST_F(SynchroGuardedFTPTest, DoesWithoutMLSD) {
   Put("src/a", "1");
   EXPECT_EQ(Upload(kMirror, &server).counters, "0 0 0 1 0");
   EXPECT_EQ(server.TakeCommands(),
-            (Lines{"FEAT", "CWD /pub/", "LIST", "SIZE /pub/a", "SIZE /pub/xfer1", "STOR /pub/xfer1",
-                   "SIZE /pub/xfer1", "SIZE /pub/a", "RNFR /pub/xfer1", "RNTO /pub/a", "CWD /pub/", "LIST"}));
+            (Lines{"FEAT", "CWD /pub/", "LIST", "SIZE /pub/a", "MDTM /pub/a", "SIZE /pub/xfer1",
+                   "MDTM /pub/xfer1", "STOR /pub/xfer1", "SIZE /pub/xfer1", "SIZE /pub/a", "RNFR /pub/xfer1",
+                   "RNTO /pub/a", "CWD /pub/", "LIST"}));
   Put("src/sub/b", "22");
   EXPECT_EQ(Upload(kMirror, &server).counters, "0 0 0 1 0");
   EXPECT_EQ(Tree("dst"), "a=1 sub/ sub/b=22");
   EXPECT_EQ(server.TakeCommands(),
             (Lines{"FEAT", "CWD /pub/", "LIST", "CWD /pub/sub", "MKD /pub/sub", "SIZE /pub/sub/b",
-                   "SIZE /pub/sub/xfer2", "STOR /pub/sub/xfer2", "SIZE /pub/sub/xfer2", "SIZE /pub/sub/b",
-                   "RNFR /pub/sub/xfer2", "RNTO /pub/sub/b", "CWD /pub/sub", "LIST"}));
+                   "MDTM /pub/sub/b", "SIZE /pub/sub/xfer2", "MDTM /pub/sub/xfer2", "STOR /pub/sub/xfer2",
+                   "SIZE /pub/sub/xfer2", "SIZE /pub/sub/b", "RNFR /pub/sub/xfer2", "RNTO /pub/sub/b",
+                   "CWD /pub/sub", "LIST"}));
   EXPECT_EQ(Upload(kMirror, &server).counters, "0 0 0 0 0");
   EXPECT_EQ(server.TakeCommands(), (Lines{"FEAT", "CWD /pub/", "LIST", "CWD /pub/sub", "LIST"}));
   Put("src/a", "333", 1100000000);
@@ -407,8 +409,9 @@ TEST_F(SynchroGuardedFTPTest, TakesARefusedListForEmpty_WhereNothingIsKnown) {
   };
   EXPECT_EQ(Upload(kMirror, &server).counters, "0 0 0 1 0");
   EXPECT_EQ(server.TakeCommands(),
-            (Lines{"FEAT", "CWD /pub/", "LIST", "SIZE /pub/a", "SIZE /pub/xfer1", "STOR /pub/xfer1",
-                   "SIZE /pub/xfer1", "SIZE /pub/a", "RNFR /pub/xfer1", "RNTO /pub/a", "CWD /pub/", "LIST"}));
+            (Lines{"FEAT", "CWD /pub/", "LIST", "SIZE /pub/a", "MDTM /pub/a", "SIZE /pub/xfer1",
+                   "MDTM /pub/xfer1", "STOR /pub/xfer1", "SIZE /pub/xfer1", "SIZE /pub/a", "RNFR /pub/xfer1",
+                   "RNTO /pub/a", "CWD /pub/", "LIST"}));
 }
 
 TEST_F(SynchroGuardedFTPTest, AsksForNoMoreTimes_WhenTheServerKnowsNone) {
@@ -432,6 +435,123 @@ TEST_F(SynchroGuardedFTPTest, FollowsAFolderThatHasGone) {
     EXPECT_EQ(Tree("src"), "z=1");
     EXPECT_EQ(Tree("dst"), "sub/ z=1");
   });
+}
+
+// ... but its parent's listing shows it: what is in it must not be left out without a word.
+TEST_F(SynchroGuardedFTPTest, TellsAFolderThatIsShownAndMayNotBeEntered) {
+  for (const bool hasFacts : {true, false}) {
+    for (const char* const side : {"src", "dst"}) {
+      SCOPED_TRACE(testing::Message() << "MLSD " << hasFacts << ", server " << side);
+      Clear();
+      FTPTree server(Folder(side));
+      server.settings.hasFacts = hasFacts;
+      Put("src/priv/f", "1");
+      Put("dst/priv/g", "2");
+      Put("src/z", "1");
+      server.settings.replies["CWD /pub/priv"] = server.settings.replies["MLSD /pub/priv"] = "550 no";
+      const bool isSource = std::string(side) == "src";
+      const Outcome outcome =
+          isSource ? Guarded(kDelete, &server, nullptr) : Guarded(kDelete, nullptr, &server);
+      EXPECT_EQ(outcome.counters, "0 0 0 1 0");
+      EXPECT_EQ(std::count(outcome.lines.begin(), outcome.lines.end(), "* Retrieval failed: No Access"), 1);
+      EXPECT_EQ(Tree("dst"), "priv/ priv/g=2 z=1");
+      const Lines commands = server.TakeCommands();
+      EXPECT_EQ(std::count(commands.begin(), commands.end(), "MKD /pub/priv"), 0);
+    }
+  }
+}
+
+// Some servers enter such a folder and refuse its list.
+TEST_F(SynchroGuardedFTPTest, TellsAFolderThatIsShownAndMayNotBeListed) {
+  FTPTree server(Folder("src"));
+  server.settings.hasFacts = false;
+  Put("src/priv/f", "1");
+  server.settings.strangeFolder = "priv";
+  server.settings.listing = FTPTree::Listing::Refused;
+  const Outcome outcome = Download(kDelete, &server);
+  EXPECT_EQ(outcome.counters, "0 0 0 0 0");
+  EXPECT_EQ(std::count(outcome.lines.begin(), outcome.lines.end(), "* Retrieval failed: No Access"), 1);
+}
+
+// ---- what a list hides -------------------------------------------------------------------------
+
+TEST_F(SynchroGuardedFTPTest, OverwritesNothing_WhereTheSizeIsRefusedAndTheFileIsThere) {
+  for (const bool hasTimes : {true, false}) {
+    SCOPED_TRACE(hasTimes);
+    Clear();
+    FTPTree server(Folder("dst"));
+    server.settings.hasFacts = false;
+    server.settings.hasTimes = hasTimes;
+    Put("src/a", "local");
+    WhenListed([this] { Put("dst/a", "mine"); });
+    server.settings.replies["SIZE /pub/a"] = "550 SIZE is not allowed";
+    EXPECT_EQ(FileLines(Upload(kMirror, &server)), (Lines{"file > ftp:  a  -> Invalid"}));
+    EXPECT_EQ(Tree("dst"), "a=mine");
+  }
+}
+
+TEST_F(SynchroGuardedFTPTest, AsksForTheTimeOfAMissingFile_UntilTheServerHasToldASize) {
+  FTPTree server(Folder("dst"));
+  server.settings.hasFacts = false;
+  Put("src/a", "1");
+  ASSERT_EQ(Upload(kMirror, &server).counters, "0 0 0 1 0");
+  server.TakeCommands();
+  Put("src/a", "22", 1100000000);
+  Put("src/b", "1");
+  ASSERT_EQ(Upload(kMirror, &server).counters, "0 0 0 2 0");
+  const Lines commands = server.TakeCommands();
+  const auto asked = static_cast<int>(std::count_if(
+      commands.begin(), commands.end(), [](const std::string& line) { return line.starts_with("MDTM"); }));
+  const bool isFirst = std::find(commands.begin(), commands.end(), "SIZE /pub/a") <
+                       std::find(commands.begin(), commands.end(), "SIZE /pub/b");
+  ASSERT_TRUE(isFirst);
+  EXPECT_EQ(asked, 0);
+}
+
+TEST_F(SynchroGuardedFTPTest, KeepsDotFilesInStep_ThatAListDoesNotShow) {
+  for (const uint32_t flags : {kDelete, kTwoWay}) {
+    SCOPED_TRACE(flags);
+    Clear();
+    FTPTree server(Folder("dst"));
+    server.settings.hasFacts = false;
+    server.settings.hidesDotFiles = true;
+    Put("src/.profile", "1");
+    EXPECT_EQ(Upload(flags, &server).counters, "0 0 0 1 0");
+    EXPECT_EQ(Tree("dst"), ".profile=1");
+    const Outcome second = Upload(flags, &server);
+    EXPECT_EQ(second.counters, "0 0 0 0 0") << "the root shows nothing, and is not lost";
+    EXPECT_EQ(FileLines(second), (Lines{"file = ftp:  .profile  -> None"}));
+    Put("src/.profile", "22", 1100000000);
+    EXPECT_EQ(Upload(flags, &server).counters, "0 0 0 1 0");
+    Put("src/.profile", "333", 1100000001);
+    EXPECT_EQ(Upload(flags, &server).counters, "0 0 0 1 0") << "it was in step since its upload";
+    EXPECT_EQ(Tree("dst"), ".profile=333");
+    Put("src/z", "1");
+    ASSERT_EQ(Upload(flags, &server).counters, "0 0 0 1 0");
+    Remove("src/.profile");
+    EXPECT_EQ(Upload(flags, &server).counters, flags == kDelete ? "0 0 0 0 1" : "0 1 0 0 0");
+  }
+}
+
+TEST_F(SynchroGuardedFTPTest, LeavesADotFileOfWhichTheTimeCannotBeAsked) {
+  FTPTree server(Folder("dst"));
+  server.settings.hasFacts = server.settings.hasTimes = false;
+  server.settings.hidesDotFiles = true;
+  Put("src/.profile", "mine");
+  Put("dst/.profile", "theirs");
+  const Outcome outcome = Upload(kMirror, &server);
+  EXPECT_EQ(FileLines(outcome), (Lines{"file = ftp:  .profile  -> Invalid"}));
+  EXPECT_EQ(Tree("dst"), ".profile=theirs");
+}
+
+TEST_F(SynchroGuardedFTPTest, OverwritesNoDotFileOfASource_ThatAListDoesNotShow) {
+  FTPTree server(Folder("src"));
+  server.settings.hasFacts = false;
+  server.settings.hidesDotFiles = true;
+  Put("src/.profile", "mine");
+  Put("dst/.profile", "other one");
+  EXPECT_EQ(FileLines(Download(kTwoWay, &server)), (Lines{"ftp ! file:  .profile  -> None"}));
+  EXPECT_EQ(Tree("src") + "|" + Tree("dst"), ".profile=mine|.profile=other one");
 }
 
 // ---- first runs --------------------------------------------------------------------------------
@@ -606,6 +726,9 @@ class SynchroUploadTest : public SynchroGuardedFTPTest {
     server->TakeCommands();
     Put("src/a", "new text", 1100000000);
     iSynchro_SetNextTemporaryNumber(1);
+  }
+  static void TakeReason(Word value, const SynchroEntryInfo* info, ErrorCode) {
+    reinterpret_cast<std::vector<int32_t>*>(value)->push_back(info->reason);
   }
   std::string Remembered() { return synchro::WithoutReturns(synchro::ReadAll(CachePath("t.xfer"))); }
 };
@@ -837,6 +960,53 @@ TEST_F(SynchroUploadTest, RemovesWhatAKilledRunHasLeft) {
   EXPECT_EQ(Upload(kTwoWay, &server).counters, "0 1 0 0 0");
   EXPECT_EQ(Tree("dst"), "a=1 xfer9=of another synchroniser");
   EXPECT_EQ(Tree("src"), "a=1 xfer9=of another synchroniser");
+}
+
+// Between the two renames of a server that replaces nothing.
+TEST_F(SynchroUploadTest, PlansAFileThatWasMovedAside_UnderItsOwnName) {
+  for (const bool hasFacts : {true, false}) {
+    for (const bool isAlone : {true, false}) {
+      SCOPED_TRACE(testing::Message() << "MLSD " << hasFacts << ", alone " << isAlone);
+      Clear();
+      FTPTree server(Folder("dst"));
+      server.settings.hasFacts = hasFacts;
+      if (!isAlone) root_.Write("src/z", "1");
+      root_.Write("src/a", "old");
+      ASSERT_EQ(Upload(kDelete, &server).counters, isAlone ? "0 0 0 1 0" : "0 0 0 2 0");
+      Put("src/a", "new text", 1100000000);
+      std::filesystem::rename(Folder("dst/a"), Folder("dst/xfer8"));
+      synchro::WriteAll(CachePath("t.xfer"),
+                        "ftp://u@127.0.0.1:" + std::to_string(server.port()) + "/pub/xfer8\ta\n");
+      Synchro* const plan = New(kDelete, FileURL("src"), server.URL());
+      Synchro_SetGuarded(plan, 1);
+      Synchro_SetPlanOnly(plan, 1);
+      std::vector<int32_t> reasons;
+      Synchro_SetResultMethod(plan, reinterpret_cast<Word>(&reasons), TakeReason);
+      const Outcome outcome = Go(plan);
+      Synchro_Delete(plan);
+      server.AwaitEnd();
+      EXPECT_EQ(outcome.state, SynchroState_Finished);
+      EXPECT_EQ(outcome.counters, "0 0 0 1 0");
+      std::sort(reasons.begin(), reasons.end());
+      EXPECT_EQ(reasons, isAlone ? (std::vector<int32_t>{SynchroReason_Changed})
+                                 : (std::vector<int32_t>{SynchroReason_Unchanged, SynchroReason_Changed}));
+      EXPECT_EQ(Upload(kDelete, &server).counters, "0 0 0 1 0");
+      EXPECT_EQ(Tree("dst"), isAlone ? "a=new text" : "a=new text z=1");
+    }
+  }
+}
+
+// The server refuses to move it back: the folder is not empty for that.
+TEST_F(SynchroUploadTest, CountsAFileThatStaysAside) {
+  FTPTree server(Folder("dst"));
+  Change(&server);
+  std::filesystem::rename(Folder("dst/a"), Folder("dst/xfer8"));
+  server.settings.replies["RNFR /pub/xfer8"] = "550 no";
+  synchro::WriteAll(CachePath("t.xfer"),
+                    "ftp://u@127.0.0.1:" + std::to_string(server.port()) + "/pub/xfer8\ta\n");
+  EXPECT_EQ(Upload(kMirror, &server).counters, "0 0 0 1 0");
+  EXPECT_EQ(Upload(kMirror, &server).counters, "0 0 0 0 0");
+  EXPECT_EQ(Tree("dst"), "a=new text") << "the old one has gone behind the new one";
 }
 
 TEST_F(SynchroUploadTest, RemovesNothingThatARecordNamesButWhatItWrites) {

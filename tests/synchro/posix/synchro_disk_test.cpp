@@ -235,8 +235,10 @@ TEST_F(SynchroDiskTest, RemembersWhatItCannotRemove) {
     const WriteProtection folder(root_.SystemName("dst/sub"));
     EXPECT_EQ(iSynchro_BeginTemporaries(nullptr, "t", true, &temporary), Error_None);
   }
-  EXPECT_TRUE(iSynchro_IsLeftover(temporary, path.c_str()));
-  EXPECT_FALSE(iSynchro_IsLeftover(temporary, (path + "7").c_str()));
+  char ownName[kFileNameSize] = "x";
+  EXPECT_TRUE(iSynchro_IsLeftover(temporary, path.c_str(), ownName));
+  EXPECT_STREQ(ownName, "");
+  EXPECT_FALSE(iSynchro_IsLeftover(temporary, (path + "7").c_str(), ownName));
   EXPECT_EQ(iSynchro_ChooseTemporary(root_.Name("dst/a").c_str(), &temporary), Error_None);
   EXPECT_EQ(synchro::ReadAll(CachePath("t.xfer")), path + "\n" + temporary.path + "\n");
   iSynchro_EndTemporaries(&temporary);
