@@ -194,7 +194,10 @@ void KeepValues(SynchroEntries* entries) {
 ErrorCode ReadFrame(Synchro* synchro, SynchroFrame* frame) {
   ErrorCode status = iSynchro_FindTable(synchro->index, frame->directory, frame->tablePath);
   if (status == Error_NotFound) return Error_None;
-  if (status == Error_None) status = iSynchro_ReadTable(frame->tablePath, &frame->entries, &frame->isBad);
+  if (status == Error_None && synchro->isGuarded)
+    status = iSynchro_CheckTable(frame->tablePath, &frame->isBad);
+  if (status != Error_None || frame->isBad) return status;
+  status = iSynchro_ReadTable(frame->tablePath, &frame->entries, &frame->isBad);
   if (status != Error_None || frame->isBad) return status;
   return iSynchro_ReplayJournal(frame->tablePath, &frame->entries, &frame->intents, &frame->hasJournal);
 }

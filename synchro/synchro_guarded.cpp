@@ -236,7 +236,7 @@ ErrorCode ListFolder(Synchro* synchro, SynchroFrame* frame, SynchroEnd end) {
   if (status != Error_None) return status;
   frame->isTrusted[end] =
       folder.isWhole && iSynchro_IsTrusted(count, isKnown, IsGone(*frame, end, folder), IsRoot(*frame));
-  if (!frame->isTrusted[end] && IsRoot(*frame)) return Error_NotFound;
+  if (!frame->isTrusted[end] && IsRoot(*frame)) return folder.isWhole ? Error_NotFound : Error_Invalid;
   frame->isWhole = frame->isWhole && frame->isTrusted[end];
   frame->hasLongLines = frame->hasLongLines || folder.hasLongLines;
   return Error_None;

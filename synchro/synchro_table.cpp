@@ -1,4 +1,5 @@
 // Index and tables, as lines of configuration files.
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <string_view>
@@ -9,6 +10,7 @@
 #include "qz/configlabel.h"
 #include "qz/error.h"
 #include "qz/os.h"
+#include "synchro/synchro_lines_internal.h"
 #include "synchro/synchro_listing_internal.h"
 #include "synchro/synchro_table_internal.h"
 
@@ -181,6 +183,14 @@ ErrorCode AddEntry(const SynchroEntry& parsed, SynchroEntries* entries) {
   return Error_None;
 }
 
+bool IsBlank(const char* line) {
+  return line[strspn(line, kWhiteSpace)] == '\0';
+}
+
+bool HasTableFields(std::string_view line) {
+  return std::count(line.begin(), line.end(), kDelimiter) == kTableFields - 1;
+}
+
 ErrorCode AddLines(const Config* document, SynchroEntries* entries, bool* isBad) {
   for (const ConfigLine* line = Config_FirstLine(document, nullptr); line != nullptr;
        line = Config_NextLine(document, line)) {
@@ -302,6 +312,17 @@ ErrorCode iSynchro_ReadTable(const char* path, SynchroEntries* entries, bool* is
   if (status == Error_None) status = Config_Read(document.get(), path);
   if (status == Error_None) status = AddLines(document.get(), entries, isBad);
   return status == Error_NotFound ? Error_None : status;
+}
+
+ErrorCode iSynchro_CheckTable(const char* path, bool* isBad) {
+  *isBad = false;
+  Owned<File, File_Close> file;
+  const ErrorCode status = File_Open(path, FileMode_Read, file.out());
+  if (status != Error_None) return status == Error_NotFound ? Error_None : status;
+  SynchroLines lines(file.get());
+  while (!*isBad && lines.Next()) *isBad = !IsBlank(lines.Text()) && !HasTableFields(lines.Text());
+  *isBad = *isBad || lines.HasLeftOut();
+  return lines.Status();
 }
 
 ErrorCode iSynchro_WriteTable(const char* path, const SynchroEntries& entries, SynchroLineMethod takeLine) {

@@ -80,6 +80,8 @@ int32_t iSynchro_FormatEntry(const SynchroEntry& entry, char* buffer);
 // Adds the entries of a table. A missing file is an empty table. *isBad: a line is none of a table's; the
 // entries up to it were added.
 ErrorCode iSynchro_ReadTable(const char* path, SynchroEntries* entries, bool* isBad);
+// Whether a line has not the fields of a table's: the reader takes it for none, and the writer would lose it.
+ErrorCode iSynchro_CheckTable(const char* path, bool* isBad);
 
 // Writes the lines of the entries.
 // takeLine: gives a copy of an entry the values that its line is to have; false for an entry without a line.

@@ -112,7 +112,7 @@ SyncTask MakeTask(const Pair& pair, const SyncTables& tables, const std::string&
   task.tablePlaces = PlacesOfTables(pair, tables.Folder());
   for (const std::string& text : options.forced) {
     const ForcedName forced = ParseForced(WithSlashes(text));
-    task.forced[forced.path] = *WinnerOf(forced, pair.mode);
+    task.forced[PlainPath(forced.path, 0).substr(1)] = *WinnerOf(forced, pair.mode);
   }
   return task;
 }
@@ -155,7 +155,11 @@ const char* ForceHint(SyncMode mode) {
 
 void Conclude(const SyncRun& run, SyncMode mode, Reporter* reporter, const std::string& summary) {
   run.ReportLeft();
-  if (run.Counts().conflicts != 0) reporter->Say(ForceHint(mode));
+  if (run.HasEmptyFolders() && DeletesGone(mode))
+    reporter->Say(
+        "of a folder that shows nothing no file is deleted on the other side; when that is to be, "
+        "remove the empty folder as well");
+  if (run.Counts().fileConflicts != 0) reporter->Say(ForceHint(mode));
   reporter->Say(summary);
   const ExitCode code = ExitCodeOf(run.Counts());
   if (code != ExitCode::Done) throw Failure{code, ""};

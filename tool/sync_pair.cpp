@@ -67,6 +67,10 @@ const char* NameOf(SyncMode mode) {
   return RowOf(mode).name;
 }
 
+bool DeletesGone(SyncMode mode) {
+  return (RowOf(mode).flags & (SynchroFlag_DeleteAtSource | SynchroFlag_DeleteAtDestination)) != 0;
+}
+
 bool CopiesFromSource(SyncMode mode) {
   return (RowOf(mode).flags & SynchroFlag_ToDestination) != 0;
 }

@@ -16,6 +16,7 @@ SyncMode SyncModeOf(bool deletes, bool isReverse, bool isTwoWay);
 std::uint32_t FlagsOf(SyncMode mode, bool isRecursive);
 // "copy", "delete", "reverse", "reverse-delete", "two-way".
 const char* NameOf(SyncMode mode);
+bool DeletesGone(SyncMode mode);
 // Whether files are copied from the source, or from the destination.
 bool CopiesFromSource(SyncMode mode);
 bool CopiesFromDestination(SyncMode mode);

@@ -96,6 +96,25 @@ std::string PathOf(const SynchroEntryInfo& entry) {
   return *entry.name == '\0' ? folder : folder + "/" + entry.name;
 }
 
+bool HasBlanks(const std::string& name) {
+  return name.find_first_of(" \t") != std::string::npos || name.find("->") != std::string::npos;
+}
+
+void ShownFolders::Take(const SynchroEntryInfo& entry) {
+  if (last_ == nullptr || lastPath_ != entry.directory) {
+    lastPath_ = entry.directory;
+    last_ = &folders_[lastPath_];
+  }
+  for (const std::size_t side : {0u, 1u}) last_->at[side] |= entry.now[side].isPresent != 0;
+}
+
+SyncKind ShownFolders::KindIn(const std::string& folder) const {
+  const auto found = folders_.find(folder);
+  if (found == folders_.end()) return SyncKind::NotWhole;
+  if (!found->second.at[0]) return SyncKind::EmptyAtSource;
+  return found->second.at[1] ? SyncKind::NotWhole : SyncKind::EmptyAtDestination;
+}
+
 void SyncPlan::Add(const SynchroEntryInfo& entry, SyncKind kind) {
   if (last_ == nullptr || lastPath_ != entry.directory) {
     lastPath_ = entry.directory;

@@ -26,7 +26,10 @@ enum class SyncKind : std::uint8_t {
   KeptAtDestination,
   ChangedAtSource,
   ChangedAtDestination,
+  EmptyAtSource,  // the folder's listing there shows nothing, and cannot be trusted in that
+  EmptyAtDestination,
   NotWhole,   // a listing of the folder cannot be trusted
+  BlankName,  // a name with blanks or "->", which a server without MLSD does not list for sure
   Ambiguous,  // a listing may mean another name
   Unclear,    // a link, a name or a date that cannot be used
 };
@@ -41,11 +44,30 @@ SyncKind KindOf(const SynchroEntryInfo& entry);
 bool IsAdopted(const SynchroEntryInfo& entry);
 // "folder/name", from the roots.
 std::string PathOf(const SynchroEntryInfo& entry);
+// Whether the name has blanks or "->".
+bool HasBlanks(const std::string& name);
 
 struct PlannedEntry {
   std::string name;
   SyncKind kind;
   SynchroValues now[2];
+};
+
+// Which folders show anything, on each side.
+class ShownFolders {
+ public:
+  void Take(const SynchroEntryInfo& entry);
+  // What NotWhole means for an entry of a folder.
+  SyncKind KindIn(const std::string& folder) const;
+
+ private:
+  struct Shown {
+    bool at[2] = {};
+  };
+
+  std::map<std::string, Shown> folders_;
+  Shown* last_ = nullptr;  // most entries are in the folder of the one before
+  std::string lastPath_;
 };
 
 class SyncPlan {

@@ -1,5 +1,6 @@
 #include "tool/sync_run.h"
 
+#include <algorithm>
 #include <chrono>
 #include <string_view>
 #include <thread>
@@ -97,12 +98,26 @@ std::vector<std::string> SyncRun::UnusedForced() const {
   return unused;
 }
 
+// What NotWhole means is known once the whole folder was seen.
+SyncKind SyncRun::CauseOf(const Left& left) const {
+  if (left.kind != SyncKind::NotWhole) return left.kind;
+  const std::size_t slash = left.path.rfind('/');
+  return shown_.KindIn(slash == std::string::npos ? "" : left.path.substr(0, slash));
+}
+
+bool SyncRun::HasEmptyFolders() const {
+  return std::any_of(left_.begin(), left_.end(), [this](const Left& left) {
+    const SyncKind cause = CauseOf(left);
+    return cause == SyncKind::EmptyAtSource || cause == SyncKind::EmptyAtDestination;
+  });
+}
+
 void SyncRun::ReportLeft() const {
   std::size_t kept = 0;
   std::size_t conflicts = 0;
   for (const Left& left : left_) {
     if (IsKept(left.kind)) {
-      if (!options_.verbose && kept++ < kMostShown) reporter_->Say(DoneText(left.kind, left.path));
+      if (!options_.verbose && kept++ < kMostShown) reporter_->Say(DoneText(CauseOf(left), left.path));
     } else if (conflicts++ < kMostProblems) {
       reporter_->ReportError(DoneText(left.kind, left.path));
     }
@@ -143,8 +158,11 @@ void SyncRun::OnResult(Word value, const SynchroEntryInfo* entry, ErrorCode stat
 
 void SyncRun::OnStatus(Word value, const char* line) {
   const std::string_view text = line;
-  if (text.substr(0, 17) == "Retrieving source") RunOf(value)->listedSide_ = 0;
-  if (text.substr(0, 22) == "Retrieving destination") RunOf(value)->listedSide_ = 1;
+  SyncRun* const run = RunOf(value);
+  if (text.substr(0, 8) == "Pushed \"") run->isListed_ = false;
+  if (text.substr(0, 11) == "Retrieving ") run->isListed_ = true;
+  if (text.substr(0, 17) == "Retrieving source") run->listedSide_ = 0;
+  if (text.substr(0, 22) == "Retrieving destination") run->listedSide_ = 1;
 }
 
 int32_t SyncRun::TakeEntry(const SynchroEntryInfo& entry) {
@@ -155,6 +173,7 @@ int32_t SyncRun::TakeEntry(const SynchroEntryInfo& entry) {
     return SynchroAnswer_Proceed;
   }
   const std::string path = PathOf(entry);
+  if (isPlan_) shown_.Take(entry);
   if (IsLeftAlone(path, IsFolder(entry))) return SynchroAnswer_Leave;
   ShowCurrent(path);
   if (entry.reason == SynchroReason_Compare) return SynchroAnswer_Proceed;
@@ -176,7 +195,7 @@ int32_t SyncRun::TakePlanned(const SynchroEntryInfo& entry, SyncKind kind, int32
   const bool isEntered = entry.decision == SynchroDecision_Enter;
   const bool isNeeded = kind == SyncKind::Folder ? isEntered : kind != SyncKind::Equal || options_.verbose;
   if (isNeeded) plan_.Add(entry, kind);
-  CountLeft(kind, PathOf(entry));
+  CountLeft(LeftKindOf(entry, kind), PathOf(entry));
   return answer;
 }
 
@@ -189,10 +208,11 @@ int32_t SyncRun::TakeRun(const SynchroEntryInfo& entry, SyncKind kind, int32_t a
     return SynchroAnswer_Leave;
   }
   if (isAction) return answer;
+  const SyncKind left = LeftKindOf(entry, kind);
   if (options_.verbose && kind != SyncKind::Folder && kind != SyncKind::Conflict &&
       kind != SyncKind::FolderConflict)
-    reporter_->Say(DoneText(kind, path));
-  CountLeft(kind, path);
+    reporter_->Say(DoneText(left, path));
+  CountLeft(left, path);
   return answer;
 }
 
@@ -200,11 +220,13 @@ void SyncRun::TakeResult(const SynchroEntryInfo& entry, ErrorCode status) {
   const std::string path = PathOf(entry);
   const SyncKind kind = KindOf(entry);
   if (kind == SyncKind::Unclear && entry.decision == SynchroDecision_Leave) {
+    if (isPlan_) shown_.Take(entry);
     if (!IsLeftAlone(path, false)) TakeUnclear(path);
     return;
   }
   if (kind == SyncKind::Folder && *entry.name == '\0') {
     // The root is told as the failure of the run.
+    if (path.empty()) areTablesBad_ = !isListed_;
     if (!path.empty())
       CountFailure(FailureText(kind, path, status, task_.hasServer) + RecordedDetails(status));
     return;
@@ -215,6 +237,13 @@ void SyncRun::TakeResult(const SynchroEntryInfo& entry, ErrorCode status) {
   counts_.Count(kind);
   done_++;
   if (options_.verbose) reporter_->Say(DoneText(kind, path));
+}
+
+// The cause of what is kept, as far as it is known.
+SyncKind SyncRun::LeftKindOf(const SynchroEntryInfo& entry, SyncKind kind) const {
+  if (kind == SyncKind::NotWhole && !isPlan_) return shown_.KindIn(entry.directory);
+  if (kind == SyncKind::Ambiguous && task_.hasServer && HasBlanks(entry.name)) return SyncKind::BlankName;
+  return kind;
 }
 
 bool SyncRun::IsLeftAlone(const std::string& path, bool isFolder) const {
@@ -252,6 +281,8 @@ void SyncRun::ShowCurrent(const std::string& path) {
 void SyncRun::Begin(bool isPlan) {
   isPlan_ = isPlan;
   counts_ = {};
+  areTablesBad_ = false;
+  isListed_ = false;
   seen_ = 0;
   done_ = 0;
   unclear_.clear();
@@ -313,13 +344,25 @@ void SyncRun::EndInterrupted() {
   throw Interruption{};
 }
 
+void SyncRun::FailTables(const std::string& rest) const {
+  throw Failure{ExitCode::Disk, "what was remembered cannot be read" + RecordedDetails() + rest +
+                                    ". Remove \"" + task_.indexPath +
+                                    "\": qz then begins anew, and neither deletes nor overwrites anything"};
+}
+
 void SyncRun::FailRun(ErrorCode status) const {
   const std::string side =
       std::string(listedSide_ == 0 ? "source" : "destination") + " \"" + task_.shown[listedSide_] + "\"";
   const std::string rest = isPlan_ ? "; nothing was done" : "; the rest was not done";
+  if (areTablesBad_) FailTables(rest);
+  if (status == Error_Invalid) {
+    throw Failure{ExitCode::Unsafe,
+                  "the " + side +
+                      " is not listed whole: its listing is cut, or has a line that is not understood" +
+                      rest};
+  }
   if (status == Error_NotFound && task_.areTablesKnown) {
-    throw Failure{ExitCode::Unsafe, "the " + side +
-                                        " shows nothing where files were, or is not listed whole" + rest +
+    throw Failure{ExitCode::Unsafe, "the " + side + " shows nothing where files were" + rest +
                                         ". If all of it was deleted on purpose, remove \"" + task_.indexPath +
                                         "\": qz then begins anew, and deletes nothing"};
   }

@@ -55,6 +55,8 @@ class SyncRun {
   bool HasWork() const { return hasWork_; }
   // Names of --force that are no conflict of two files.
   std::vector<std::string> UnusedForced() const;
+  // Whether files were kept because their folder shows nothing on one side.
+  bool HasEmptyFolders() const;
   // Tells by name what was left: conflicts and failures always.
   void ReportLeft() const;
 
@@ -63,6 +65,8 @@ class SyncRun {
     SyncKind kind;
     std::string path;
   };
+
+  SyncKind CauseOf(const Left& left) const;
 
   static int32_t OnEntry(Word value, const SynchroEntryInfo* entry);
   static void OnResult(Word value, const SynchroEntryInfo* entry, ErrorCode status);
@@ -73,8 +77,10 @@ class SyncRun {
   int32_t TakePlanned(const SynchroEntryInfo& entry, SyncKind kind, int32_t answer);
   int32_t TakeRun(const SynchroEntryInfo& entry, SyncKind kind, int32_t answer);
   void TakeResult(const SynchroEntryInfo& entry, ErrorCode status);
+  SyncKind LeftKindOf(const SynchroEntryInfo& entry, SyncKind kind) const;
   bool IsLeftAlone(const std::string& path, bool isFolder) const;
   void TakeUnclear(const std::string& path);
+  [[noreturn]] void FailTables(const std::string& rest) const;
   void CountLeft(SyncKind kind, const std::string& path);
   void CountFailure(const std::string& text);
   void ShowCurrent(const std::string& path);
@@ -95,6 +101,9 @@ class SyncRun {
   bool isPlan_ = true;
   bool hasWork_ = false;
   int listedSide_ = 0;
+  bool isListed_ = false;      // the folder at hand: its table was read, and a side listed
+  bool areTablesBad_ = false;  // those of the root
+  ShownFolders shown_;
   SyncPlan plan_;
   SyncCounts counts_;
   std::uint64_t planned_ = 0;  // copies and deletions

@@ -25,7 +25,10 @@ constexpr KindRow kKinds[] = {
     {SyncKind::KeptAtDestination, "kept at destination", "kept, only at the destination"},
     {SyncKind::ChangedAtSource, "kept at source", "kept, changed only at the source"},
     {SyncKind::ChangedAtDestination, "kept at destination", "kept, changed only at the destination"},
-    {SyncKind::NotWhole, "kept", "kept, the folder's listing is empty or damaged"},
+    {SyncKind::EmptyAtSource, "kept", "kept, its folder shows nothing at the source"},
+    {SyncKind::EmptyAtDestination, "kept", "kept, its folder shows nothing at the destination"},
+    {SyncKind::NotWhole, "kept", "kept, a listing of its folder cannot be trusted"},
+    {SyncKind::BlankName, "kept", "kept, a name with blanks, and the server has no MLSD to list it surely"},
     {SyncKind::Ambiguous, "kept", "kept, the listing may mean another name"},
     {SyncKind::Unclear, "kept", "kept, a link, or a name or date that cannot be used"},
 };
@@ -61,6 +64,7 @@ void SyncCounts::Count(SyncKind kind) {
     kept++;
   } else {
     conflicts++;
+    if (kind == SyncKind::Conflict) fileConflicts++;
   }
 }
 

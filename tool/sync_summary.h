@@ -16,6 +16,7 @@ struct SyncCounts {
   std::uint64_t deleted = 0;
   std::uint64_t equal = 0;
   std::uint64_t conflicts = 0;
+  std::uint64_t fileConflicts = 0;  // of them those of two files, which --force settles
   std::uint64_t kept = 0;
   std::uint64_t failed = 0;
 

@@ -243,7 +243,8 @@ QZ_API Synchro* Synchro_SetResultMethod(Synchro* synchro, Word value, SynchroRes
  *   place) or "Retry". What a server does not call missing by code 550 may be there; without MLST by that to
  *   SIZE where the connection has told a size before, else to SIZE and MDTM.
  *   A folder that its parent's listing shows and that cannot be entered or listed fails with Error_NoAccess.
- *   A root that cannot be trusted, or is missing where files were known, ends the run with Error_NotFound.
+ *   A root that shows nothing or is missing where files were known ends the run with Error_NotFound, one with
+ *   a line that was not understood or not complete with Error_Invalid, and so does a damaged table of it.
  *   Links, and names that a table cannot hold, are left. So are ambiguous names ("* Ambiguous: ", and
  *   "Invalid" in the status line): with blanks or "->" beside a server without MLSD, and on Windows names
  * that differ only in case.

@@ -306,9 +306,9 @@ struct Mishap {
   const char* counters;  // of a run with such a root
 };
 constexpr Mishap kMishaps[] = {
-    {FTPTree::Listing::Empty, "-3 0 0 0 0"},      {FTPTree::Listing::Cut, "-3 0 0 0 0"},
+    {FTPTree::Listing::Empty, "-3 0 0 0 0"},      {FTPTree::Listing::Cut, "-4 0 0 0 0"},
     {FTPTree::Listing::CutAndTold, "-4 0 0 0 0"}, {FTPTree::Listing::Refused, "-3 0 0 0 0"},
-    {FTPTree::Listing::Ended, "4 0 0 0 0"},       {FTPTree::Listing::Strange, "-3 0 0 0 0"}};
+    {FTPTree::Listing::Ended, "4 0 0 0 0"},       {FTPTree::Listing::Strange, "-4 0 0 0 0"}};
 
 TEST_F(SynchroGuardedFTPTest, EndsTheRun_WhenARootIsNotListedWhole) {
   WithEachSide([&](FTPTree* source, FTPTree* destination) {
@@ -1109,7 +1109,7 @@ TEST_F(SynchroGuardedFTPTest, EndsTheRun_WhenALineIsTooLongOrHasAZeroByte) {
   for (const std::string& line : {facts + std::string(5000, 'n') + "\r\n", facts + std::string("a\0b\r\n", 5),
                                   facts + std::string(1 << 20, 'n'), std::string("\r\n")}) {
     server.settings.listingText = facts + "good\r\n" + line;
-    EXPECT_EQ(Download(kDelete, &server).counters, "-3 0 0 0 0") << line.size();
+    EXPECT_EQ(Download(kDelete, &server).counters, "-4 0 0 0 0") << line.size();
     EXPECT_EQ(Tree("dst"), "a=1");
   }
 }

@@ -312,6 +312,17 @@ TEST_F(SynchroGuardedTest, FailsTheDirectory_WhenALineOfItsTableIsNone) {
   EXPECT_EQ(Tree("dst"), "a=1");
 }
 
+TEST_F(SynchroGuardedTest, LosesNoLineOfATableThatHasAnotherNumberOfFields) {
+  Put("src/a", "1");
+  for (const std::string line : {"b:0:True", "b:0:True:False:1:5.0:True:False:1:5.0:0", "b"}) {
+    const std::string table = "a:0:True:False:1:5.0:True:False:1:5.0\n" + line + "\n";
+    WriteTable(table);
+    EXPECT_EQ(Guarded(kDelete).counters, "-4 0 0 0 0") << line;
+    EXPECT_EQ(Table("/"), table);
+  }
+  EXPECT_EQ(Tree("dst"), "");
+}
+
 TEST_F(SynchroGuardedTest, FailsOnlyTheSubdirectoryWhoseTableIsDamaged) {
   Put("src/sub/a", "1");
   Put("src/z", "1");

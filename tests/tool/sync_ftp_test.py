@@ -165,6 +165,25 @@ class Servers(ServerTest):
         self.assertEqual(self.far_tree(), "x=1")
 
     @one_system
+    def test_root_with_a_line_that_is_not_understood(self):
+        self.put_far("x", "1")
+        self.put_far("two\nlines", "1")
+        url = "ftp://%s/%s" % (self.servers[0], self.remote)
+        result = self.expect(TOO_MUCH, "sync", url, "b")
+        self.assertIn("is not listed whole: its listing is cut, or has a line that is not "
+                      "understood; nothing was done", result.errors)
+        self.assertEqual(self.tree("b"), "")
+
+    @one_system
+    def test_names_with_blanks_without_mlsd(self):
+        self.put_all("a/x=1")
+        self.put("a/my photo.jpg", "1")
+        result = self.expect(DONE, "sync", "a", "ftp://%s/%s" % (self.servers[0], self.remote))
+        self.assertIn("kept, a name with blanks, and the server has no MLSD to list it surely: my photo.jpg",
+                      result.errors)
+        self.assertEqual((self.summary(result), self.far_tree()), ("1 0 0 0 1 0", "x=1"))
+
+    @one_system
     def test_verbose_shows_files_and_no_protocol(self):
         self.put_all("a/x=1")
         url = "ftp://%s/%s" % (self.servers[2], self.remote)

@@ -140,6 +140,37 @@ class Guards(SyncTest):
         self.assertEqual(self.summary(self.sync("--delete", code=CONFLICT)), "0 1 0 1 0 0")
 
     @one_system
+    def test_3_names_that_are_forced_are_made_plain(self):
+        self.put_all("a/s/x=1 b/s/x=22 a/y=1 b/y=22")
+        self.sync("--two-way", "--force", "source:./s//x", "--force", "destination:s/../y")
+        self.assertEqual(self.both(), "s/x=1 y=22 | s/x=1 y=22")
+
+    @one_system
+    def test_3_a_file_and_a_folder_are_no_conflict_that_can_be_forced(self):
+        self.put_all("a/x=1 b/x/y=2")
+        result = self.sync(code=CONFLICT)
+        self.assertIn("conflict, a file on one side and a folder on the other: x", result.errors)
+        self.assertNotIn("--force", result.errors)
+
+    @one_system
+    def test_4_damaged_tables_stop_and_are_named(self):
+        self.put_all("a/x=1")
+        self.sync("--name", "mine")
+        table, = (name for name in self.table_names() if name.startswith("syncentry"))
+        self.put("a/y", "2")
+        for line in ("y:x:True:False:1:5.0:True:False:1:5.0\n", "y:0:True\n"):
+            with open(os.path.join(self.tables, table), "a", encoding="ascii") as file:
+                file.write(line)
+            result = self.sync("--name", "mine", code=DISK)
+            self.assertIn('nothing was done. Remove "%s"' % os.path.join(self.tables, "mine.sync"), result.errors)
+            self.assertEqual(self.tree("b"), "x=1")
+            os.remove(os.path.join(self.tables, "mine.sync"))
+            self.sync("--name", "mine")
+            os.remove(os.path.join(self.tables, table))
+            table, = (name for name in self.table_names() if name.startswith("syncentry") and "." not in name)
+            self.remove("b/y")
+
+    @one_system
     def test_4_lost_tables_delete_nothing(self):
         self.put_all("a/x=1 a/y=1 a/z=1")
         self.sync("--delete")
@@ -154,7 +185,7 @@ class Guards(SyncTest):
         self.sync("--delete")
         self.remove("a/x")
         result = self.sync("--delete", code=TOO_MUCH)
-        self.assertIn('the source "%s" shows nothing where files were, or is not listed whole; nothing was done' %
+        self.assertIn('the source "%s" shows nothing where files were; nothing was done' %
                       system_path(self.path("a")), result.errors)
         os.rmdir(self.path("a"))
         self.sync("--delete", code=TOO_MUCH)
@@ -169,8 +200,12 @@ class Guards(SyncTest):
         self.sync("--delete")
         self.remove("a/s/x", "a/s/y")
         result = self.sync("--delete")
-        self.assertIn("the folder's listing is empty or damaged: s/x", result.errors)
+        self.assertIn("kept, its folder shows nothing at the source: s/x", result.errors)
+        self.assertIn("when that is to be, remove the empty folder as well", result.errors)
         self.assertEqual((self.summary(result), self.tree("b")), ("0 0 1 0 2 0", "s/x=1 s/y=1 z=1"))
+        os.rmdir(self.path("a/s"))
+        self.assertEqual(self.summary(self.sync("--delete")), "0 2 1 0 0 0", "as the message says")
+        self.assertEqual(self.tree("b"), "z=1")
 
     def test_6_more_deletions_than_allowed_do_nothing(self):
         self.put_all(" ".join("a/f%d=1" % i for i in range(10)))
