@@ -188,7 +188,8 @@ bool IsBlank(const char* line) {
 }
 
 bool HasTableFields(std::string_view line) {
-  return std::count(line.begin(), line.end(), kDelimiter) == kTableFields - 1;
+  const auto delimiters = static_cast<uint32_t>(std::count(line.begin(), line.end(), kDelimiter));
+  return delimiters + 1 == kTableFields;
 }
 
 ErrorCode AddLines(const Config* document, SynchroEntries* entries, bool* isBad) {
