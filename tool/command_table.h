@@ -141,9 +141,13 @@ changed meanwhile, it is sent from the beginning.
      R"(Copies new and changed files from SOURCE to DESTINATION: local folders, or URLs of folders of FTP servers.
 With --reverse the other way, with --two-way both ways. With --delete a file that was deleted is deleted on the
 other side as well. What both sides had is remembered. A file that changed on both sides is a conflict: it is
-shown and left. A file that this command never saw on both sides is never deleted and never overwritten.
-First all is planned. With more deletions than --max-delete, or when a folder shows nothing where files were,
-nothing is done.
+shown and left. A file that was never the same on both sides is neither deleted nor overwritten; where one
+side is a server, files of the same size count as the same.
+First all is planned. Nothing is done with more deletions than --max-delete, or when SOURCE or DESTINATION
+shows nothing where files were. A folder below them that shows nothing leads to no deletion.
+A NAME of --force is a path below both folders; source:NAME or destination:NAME tells whose file is kept, which
+--two-way needs. A PATTERN has *, ?, [a-z], and ** across folders. With "/" in it, it is compared with paths;
+"/" at its end is for folders only, at its beginning for the top only.
 )",
      R"(  qz sync --dry-run photos /mnt/backup/photos
   qz sync photos /mnt/backup/photos --delete
