@@ -57,7 +57,7 @@ std::string MadeDataFolder(const char* variable, const char* name) {
 
 std::string DataFolder(const char* variable, const char* name) {
   if (const auto chosen = ChosenFolder(variable)) return *chosen;
-  const std::string folder = FolderInUserData(name);
+  std::string folder = FolderInUserData(name);
   if (folder.empty() || (!Exists(folder) && Exists(CacheFolder(name)))) return CacheFolder(name);
   return folder;
 }
