@@ -1,6 +1,7 @@
 // Guarded runs of a synchroniser with real FTP servers, which tests/support/servers starts.
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cstdlib>
 #include <string>
 
@@ -38,7 +39,9 @@ class SynchroInterop : public synchro::Test, public testing::WithParamInterface<
   void SetUp() override {
     synchro::Test::SetUp();
     static int number = 0;
-    folder_ = "/incoming/sync" + std::to_string(ProgramNumber()) + "x" + std::to_string(++number);
+    // A run that is repeated with a new Wine may have the process number of the one before.
+    const auto now = std::chrono::system_clock::now().time_since_epoch().count();
+    folder_ = "/incoming/sync" + std::to_string(now) + "x" + std::to_string(++number);
     ASSERT_NE(PortOf(GetParam()), "")
         << GetParam().variable << " is not set: start the servers with tests/support/servers start";
     ASSERT_EQ(FTPc_Open("127.0.0.1", static_cast<uint32_t>(std::stoi(PortOf(GetParam()))),
