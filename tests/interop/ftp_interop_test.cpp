@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstdlib>
 #include <string>
 #include <vector>
@@ -164,7 +165,10 @@ TEST_P(FTPInterop, RefusesAMissingFile) {
 
 TEST_P(FTPInterop, StoresAppendsAndDeletes) {
   const std::string numbers = Numbers();
-  const char* path = "/incoming/upload.txt";
+  // A run that was killed may have left its file, which belongs to another server's user.
+  const auto now = std::chrono::system_clock::now().time_since_epoch().count();
+  const std::string name = "/incoming/upload" + std::to_string(now) + ".txt";
+  const char* const path = name.c_str();
   TestStream first(numbers);
   uint32_t count = 0;
   ASSERT_EQ(FTPc_Store(connection_, path, first.stream(), kAll, &count, &reply_), Error_None) << reply_.text;

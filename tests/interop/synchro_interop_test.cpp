@@ -38,6 +38,8 @@ class SynchroInterop : public synchro::Test, public testing::WithParamInterface<
  protected:
   void SetUp() override {
     synchro::Test::SetUp();
+    // What a killed program of this number has left.
+    for (const std::string& name : CacheNames()) std::filesystem::remove(CachePath(name));
     static int number = 0;
     // A run that is repeated with a new Wine may have the process number of the one before.
     const auto now = std::chrono::system_clock::now().time_since_epoch().count();
