@@ -4,7 +4,6 @@
 
 #include "os/core/owned.h"
 #include "os/file/file_internal.h"
-#include "os/platform/error.h"
 #include "os/platform/filesystem.h"
 #include "qz/error.h"
 #include "qz/os.h"
@@ -104,6 +103,35 @@ int32_t ListPlace(const Synchro& synchro) {
   return synchro.isPlanOnly ? SysDir_Temp : SysDir_Cache;
 }
 
+// ---- asking for an entry ------------------------------------------------------------------------
+
+bool IsUndated(const SynchroEntry& entry, SynchroEnd end) {
+  return (entry.flags & kUndatedAt[end]) != 0;
+}
+
+// What stands on a side now. isTarget: it is to be replaced or deleted.
+ErrorCode AskEntry(Synchro* synchro, const SynchroFrame& frame, const SynchroEntry& entry, SynchroEnd end,
+                   bool isTarget, SynchroSide* now) {
+  SynchroConnection* const side = &synchro->sides[end];
+  char folder[kFileNameSize];
+  char path[kFileNameSize];
+  ErrorCode status = iSynchro_FolderPath(*side, frame.directory, folder);
+  if (status == Error_None) status = iSynchro_EntryPath(*side, frame.directory, entry.name, path);
+  if (status != Error_None) return status;
+  const bool isLoginFolder = iSynchro_IsLoginFolder(*side, frame.directory);
+  return iSynchro_KindOf(*side)->ask(side,
+                                     {folder, path, entry.name, entry.sides[end], IsUndated(entry, end),
+                                      isTarget, isLoginFolder, ListPlace(*synchro)},
+                                     now);
+}
+
+ErrorCode AskTime(Synchro* synchro, const SynchroFrame& frame, const char* name, SynchroEnd end, Time* time) {
+  SynchroConnection* const side = &synchro->sides[end];
+  char path[kFileNameSize];
+  const ErrorCode status = iSynchro_EntryPath(*side, frame.directory, name, path);
+  return status == Error_None ? iSynchro_KindOf(*side)->askTime(side, path, time) : status;
+}
+
 // ---- both sides --------------------------------------------------------------------------------
 
 bool IsKnownThere(const SynchroFrame& frame, SynchroEnd end) {
@@ -145,15 +173,12 @@ void TakeTimeStamp(const Time& stamped, const SynchroSide& before, SynchroSide* 
 }
 
 ErrorCode DateEntries(Synchro* synchro, SynchroFrame* frame, SynchroEnd end) {
-  SynchroConnection* const side = &synchro->sides[end];
   for (uint32_t i = 0; i < frame->entries.Count() && !iSynchro_IsStopped(synchro); ++i) {
     SynchroEntry& entry = frame->entries.At(i);
-    if (!entry.Has(static_cast<SynchroEntryFlag>(kUndatedAt[end])) || !entry.IsAt(end)) continue;
-    char path[kFileNameSize];
+    if (!IsUndated(entry, end) || !entry.IsAt(end)) continue;
     Time time;
-    ErrorCode status = iSynchro_EntryPath(*side, frame->directory, entry.name, path);
-    if (status == Error_None) status = iSynchro_KindOf(*side)->askTime(side, path, &time);
-    if (!side->isOpen) return status;
+    const ErrorCode status = AskTime(synchro, *frame, entry.name, end, &time);
+    if (!synchro->sides[end].isOpen) return status;
     if (status == Error_None) {
       TakeTimeStamp(time, entry.before[end], &entry.sides[end]);
     } else {
@@ -172,22 +197,12 @@ bool MayBeHidden(const SynchroEntry& entry, SynchroEnd end) {
   return (other.present == 0 || other.directory == 0) && entry.before[end].directory == 0;
 }
 
-// The values of a file, by its size and its time stamp. Not present when the
-// server says so.
-ErrorCode AskHidden(Synchro* synchro, const SynchroFrame& frame, SynchroEnd end, const char* name,
+// The values of a file, by its size and its time stamp. Not present when the server says so.
+ErrorCode AskHidden(Synchro* synchro, const SynchroFrame& frame, const SynchroEntry& entry, SynchroEnd end,
                     SynchroSide* now) {
-  SynchroConnection* const side = &synchro->sides[end];
-  char folder[kFileNameSize];
-  char path[kFileNameSize];
-  *now = {};
-  ErrorCode status = iSynchro_FolderPath(*side, frame.directory, folder);
-  if (status == Error_None) status = iSynchro_EntryPath(*side, frame.directory, name, path);
-  if (status != Error_None) return status;
-  const bool isLoginFolder = iSynchro_IsLoginFolder(*side, frame.directory);
-  const SynchroQuestion question = {folder, path, name, {}, false, false, isLoginFolder, ListPlace(*synchro)};
-  status = iSynchro_KindOf(*side)->ask(side, question, now);
+  const ErrorCode status = AskEntry(synchro, frame, entry, end, false, now);
   if (status != Error_None || now->present == 0) return status;
-  return iSynchro_KindOf(*side)->askTime(side, path, &now->time);
+  return AskTime(synchro, frame, entry.name, end, &now->time);
 }
 
 // What is known, or stands on the other side, and is not shown: asked for in
@@ -198,7 +213,7 @@ ErrorCode FindHidden(Synchro* synchro, SynchroFrame* frame, SynchroEnd end, bool
     SynchroEntry& entry = frame->entries.At(i);
     if (!MayBeHidden(entry, end) || (onlyNew && !entry.Has(SynchroEntryFlag_New))) continue;
     SynchroSide now;
-    const ErrorCode status = AskHidden(synchro, *frame, end, entry.name, &now);
+    const ErrorCode status = AskHidden(synchro, *frame, entry, end, &now);
     if (!synchro->sides[end].isOpen) return status;
     if (status != Error_None) entry.flags |= SynchroEntryFlag_Unclear;
     if (status != Error_None || now.present == 0) continue;
@@ -307,10 +322,6 @@ ErrorCode PathsOf(const Synchro& synchro, const SynchroFrame& frame, const Synch
   return status;
 }
 
-bool IsUndated(const SynchroEntry& entry, SynchroEnd end) {
-  return (entry.flags & kUndatedAt[end]) != 0;
-}
-
 // Whether a side still is as it was listed.
 ErrorCode Compare(const SynchroSide& listed, const SynchroSide& now, bool isUndated) {
   if (listed.present == 0) return now.present == 0 ? Error_None : Error_Exists;
@@ -322,18 +333,8 @@ ErrorCode Compare(const SynchroSide& listed, const SynchroSide& now, bool isUnda
 
 ErrorCode Confirm(Synchro* synchro, const SynchroFrame& frame, const SynchroEntry& entry, SynchroEnd end,
                   bool isTarget) {
-  SynchroConnection* const side = &synchro->sides[end];
-  char folder[kFileNameSize];
-  char path[kFileNameSize];
   SynchroSide now;
-  ErrorCode status = iSynchro_FolderPath(*side, frame.directory, folder);
-  if (status == Error_None) status = iSynchro_EntryPath(*side, frame.directory, entry.name, path);
-  if (status != Error_None) return status;
-  const bool isLoginFolder = iSynchro_IsLoginFolder(*side, frame.directory);
-  status = iSynchro_KindOf(*side)->ask(side,
-                                       {folder, path, entry.name, entry.sides[end], IsUndated(entry, end),
-                                        isTarget, isLoginFolder, ListPlace(*synchro)},
-                                       &now);
+  const ErrorCode status = AskEntry(synchro, frame, entry, end, isTarget, &now);
   return status == Error_None ? Compare(entry.sides[end], now, IsUndated(entry, end)) : status;
 }
 
@@ -386,29 +387,29 @@ bool IsAsSent(const SynchroRead& found, const SynchroSide& sent) {
   return isClear && found.side.directory == 0 && found.side.size == sent.size;
 }
 
-// The time of an uploaded file: the listed one, or its time stamp.
-ErrorCode FindTime(const Reading& reading, const SynchroRead& found, Time* time) {
-  *time = found.side.time;
-  if (!found.isUndated) return Error_None;
-  SynchroConnection* const side = &reading.synchro->sides[reading.end];
-  char path[kFileNameSize];
-  const ErrorCode status = iSynchro_EntryPath(*side, reading.frame->directory, found.name, path);
-  return status == Error_None ? iSynchro_KindOf(*side)->askTime(side, path, time) : status;
+bool IsAwaited(const SynchroEntry& entry, SynchroEnd end) {
+  return entry.Has(SynchroEntryFlag_Uploaded) && !entry.Has(SynchroEntryFlag_Settled) &&
+         Time_Compare(&entry.sides[end].time, &kSynchroUnknownTime) == 0;
+}
+
+// It stands there as it was sent: in step, and nothing is begun any more.
+void SettleUpload(SynchroFrame* frame, SynchroEnd end, const Time& time, SynchroEntry* entry) {
+  entry->sides[end].time = time;
+  entry->flags |= SynchroEntryFlag_Settled;
+  frame->intents.Close(entry->name);
 }
 
 // A file that arrived as it was sent. Another line of its name tells nothing.
 ErrorCode TakeUploaded(void* context, const SynchroRead& found) {
   const auto* const reading = static_cast<Reading*>(context);
   SynchroEntry* const entry = reading->frame->entries.Find(found.name);
-  if (entry == nullptr || !entry->Has(SynchroEntryFlag_Uploaded)) return Error_None;
-  SynchroSide* const side = &entry->sides[reading->end];
-  Time time;
-  const bool isAwaited = Time_Compare(&side->time, &kSynchroUnknownTime) == 0;
-  if (!isAwaited || !IsAsSent(found, *side)) return Error_None;
-  if (FindTime(*reading, found, &time) != Error_None) return Error_None;
-  side->time = time;
-  entry->flags |= SynchroEntryFlag_Settled;
-  reading->frame->intents.Close(found.name);
+  if (entry == nullptr || !IsAwaited(*entry, reading->end)) return Error_None;
+  if (!IsAsSent(found, entry->sides[reading->end])) return Error_None;
+  Time time = found.side.time;
+  if (found.isUndated &&
+      AskTime(reading->synchro, *reading->frame, found.name, reading->end, &time) != Error_None)
+    return Error_None;
+  SettleUpload(reading->frame, reading->end, time, entry);
   return Error_None;
 }
 
@@ -430,15 +431,10 @@ ErrorCode ListAgain(Synchro* synchro, SynchroFrame* frame, SynchroEnd end) {
 void SettleHidden(Synchro* synchro, SynchroFrame* frame, SynchroEnd end) {
   for (uint32_t i = 0; i < frame->entries.Count() && !iSynchro_IsStopped(synchro); ++i) {
     SynchroEntry& entry = frame->entries.At(i);
-    SynchroSide* const sent = &entry.sides[end];
-    const bool isAwaited = entry.Has(SynchroEntryFlag_Uploaded) && !entry.Has(SynchroEntryFlag_Settled) &&
-                           Time_Compare(&sent->time, &kSynchroUnknownTime) == 0;
     SynchroSide now;
-    if (!isAwaited || entry.name[0] != '.' || !synchro->sides[end].isOpen) continue;
-    if (AskHidden(synchro, *frame, end, entry.name, &now) != Error_None) continue;
-    if (now.present == 0 || now.size != sent->size) continue;
-    sent->time = now.time;
-    entry.flags |= SynchroEntryFlag_Settled;
+    if (!IsAwaited(entry, end) || entry.name[0] != '.' || !synchro->sides[end].isOpen) continue;
+    if (AskHidden(synchro, *frame, entry, end, &now) != Error_None) continue;
+    if (now.present != 0 && now.size == entry.sides[end].size) SettleUpload(frame, end, now.time, &entry);
   }
 }
 

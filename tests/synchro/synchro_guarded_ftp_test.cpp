@@ -533,6 +533,19 @@ TEST_F(SynchroGuardedFTPTest, KeepsDotFilesInStep_ThatAListDoesNotShow) {
   }
 }
 
+// Nothing of the upload is open any more: an edit of its size is an edit.
+TEST_F(SynchroGuardedFTPTest, LeavesAnEditOfADotFileThatItHasUploaded) {
+  FTPTree server(Folder("dst"));
+  server.settings.hasFacts = false;
+  server.settings.hidesDotFiles = true;
+  Put("src/.profile", "1");
+  ASSERT_EQ(Upload(kTwoWay, &server).counters, "0 0 0 1 0");
+  Put("dst/.profile", "9", 1200000000);
+  Put("src/.profile", "22", 1100000000);
+  EXPECT_EQ(FileLines(Upload(kTwoWay, &server)), (Lines{"file ! ftp:  .profile  -> None"}));
+  EXPECT_EQ(Tree("src") + "|" + Tree("dst"), ".profile=22|.profile=9");
+}
+
 TEST_F(SynchroGuardedFTPTest, LeavesADotFileOfWhichTheTimeCannotBeAsked) {
   FTPTree server(Folder("dst"));
   server.settings.hasFacts = server.settings.hasTimes = false;
