@@ -39,7 +39,7 @@ class SynchroInterop : public synchro::Test, public testing::WithParamInterface<
   void SetUp() override {
     synchro::Test::SetUp();
     // What a killed program of this number has left.
-    for (const std::string& name : CacheNames()) std::filesystem::remove(CachePath(name));
+    ForgetTables();
     static int number = 0;
     // A run that is repeated with a new Wine may have the process number of the one before.
     const auto now = std::chrono::system_clock::now().time_since_epoch().count();
@@ -63,16 +63,7 @@ class SynchroInterop : public synchro::Test, public testing::WithParamInterface<
     return std::string("ftp://") + server.user + ":" + server.password + "@127.0.0.1:" + PortOf(server) +
            folder;
   }
-  Outcome Guarded(uint32_t flags, const std::string& source, const std::string& destination) {
-    Synchro* const synchro = New(flags, source, destination);
-    if (synchro == nullptr) return {};
-    EXPECT_EQ(Synchro_SetGuarded(synchro, 1), Error_None);
-    Outcome outcome = Go(synchro);
-    Synchro_Delete(synchro);
-    outcome.lines = AllLines();
-    return outcome;
-  }
-  Outcome Upload(uint32_t flags) { return Guarded(flags, FileURL("src"), URLOf(GetParam(), folder_)); }
+  Outcome Upload(uint32_t flags) { return RunGuarded(flags, FileURL("src"), URLOf(GetParam(), folder_)); }
 
   std::string Remote(const std::string& name) {
     TestStream local;
@@ -114,11 +105,11 @@ TEST_P(SynchroInterop, CopiesThereAndComesToRest) {
 
   Remove("src");
   root_.MakeDirectory("src");
-  for (const std::string& kept : CacheNames()) std::filesystem::remove(CachePath(kept));
-  EXPECT_EQ(Guarded(kMirror, URLOf(GetParam(), folder_), FileURL("dst")).counters, "0 0 0 5 0");
+  ForgetTables();
+  EXPECT_EQ(RunGuarded(kMirror, URLOf(GetParam(), folder_), FileURL("dst")).counters, "0 0 0 5 0");
   EXPECT_EQ(root_.Read("dst/" + name.substr(4)), "four");
   EXPECT_TRUE(root_.Read("dst/big") == big);
-  EXPECT_EQ(Guarded(kMirror, URLOf(GetParam(), folder_), FileURL("dst")).counters, "0 0 0 0 0");
+  EXPECT_EQ(RunGuarded(kMirror, URLOf(GetParam(), folder_), FileURL("dst")).counters, "0 0 0 0 0");
 }
 
 TEST_P(SynchroInterop, FollowsChangesAndDeletions) {
@@ -154,11 +145,11 @@ TEST_P(SynchroInterop, CopiesToEveryOtherServer) {
   for (const Server& other : kServers) {
     if (other.variable == GetParam().variable) continue;
     SCOPED_TRACE(other.variable);
-    for (const std::string& kept : CacheNames()) std::filesystem::remove(CachePath(kept));
+    ForgetTables();
     const std::string to = folder_ + "to" + PortOf(other);
-    const Outcome outcome = Guarded(kMirror, URLOf(GetParam(), folder_), URLOf(other, to));
+    const Outcome outcome = RunGuarded(kMirror, URLOf(GetParam(), folder_), URLOf(other, to));
     EXPECT_EQ(outcome.counters, "0 0 0 2 0") << testing::PrintToString(outcome.lines);
-    EXPECT_EQ(Guarded(kMirror, URLOf(GetParam(), folder_), URLOf(other, to)).counters, "0 0 0 0 0");
+    EXPECT_EQ(RunGuarded(kMirror, URLOf(GetParam(), folder_), URLOf(other, to)).counters, "0 0 0 0 0");
     TestStream local;
     EXPECT_EQ(FTPc_Retrieve(connection_, (to + "/sub/b").c_str(), local.stream(), nullptr, &reply_),
               Error_None);

@@ -17,15 +17,11 @@ class SynchroAnswersTest : public synchro::Test {
   Outcome Guarded(uint32_t flags, bool isPlan = false) {
     reasons_.clear();
     results_.clear();
-    Synchro* const synchro = New(flags, FileURL("src"), FileURL("dst"));
-    if (synchro == nullptr) return {};
-    EXPECT_EQ(Synchro_SetGuarded(synchro, 1), Error_None);
-    EXPECT_EQ(Synchro_SetEntryMethod(synchro, reinterpret_cast<Word>(this), Answer), synchro);
-    EXPECT_EQ(Synchro_SetResultMethod(synchro, reinterpret_cast<Word>(this), TakeResult), synchro);
-    Synchro_SetPlanOnly(synchro, isPlan ? 1 : 0);
-    Outcome outcome = Go(synchro);
-    Synchro_Delete(synchro);
-    return outcome;
+    return RunLocalGuarded(flags, [&](Synchro* synchro) {
+      EXPECT_EQ(Synchro_SetEntryMethod(synchro, reinterpret_cast<Word>(this), Answer), synchro);
+      EXPECT_EQ(Synchro_SetResultMethod(synchro, reinterpret_cast<Word>(this), TakeResult), synchro);
+      Synchro_SetPlanOnly(synchro, isPlan ? 1 : 0);
+    });
   }
 
   int32_t answer_ = SynchroAnswer_Proceed;

@@ -138,16 +138,30 @@ class Test : public testing::Test {
     return lines_;
   }
 
-  // A whole life. Deleting waits until the run is over and its tables are saved.
-  Outcome Run(uint32_t flags, const std::string& source, const std::string& destination) {
+  // A whole life. Deleting waits until the run is over and its tables are saved. prepare: sets what is to be
+  // set before the run.
+  Outcome Run(uint32_t flags, const std::string& source, const std::string& destination,
+              const std::function<void(Synchro*)>& prepare = nullptr) {
     Synchro* const synchro = New(flags, source, destination);
     if (synchro == nullptr) return {};
+    if (prepare) prepare(synchro);
     Outcome outcome = Go(synchro);
     Synchro_Delete(synchro);
     outcome.lines = AllLines();
     return outcome;
   }
   Outcome RunLocal(uint32_t flags) { return Run(flags, FileURL("src"), FileURL("dst")); }
+
+  Outcome RunGuarded(uint32_t flags, const std::string& source, const std::string& destination,
+                     const std::function<void(Synchro*)>& prepare = nullptr) {
+    return Run(flags, source, destination, [&](Synchro* synchro) {
+      EXPECT_EQ(Synchro_SetGuarded(synchro, 1), Error_None);
+      if (prepare) prepare(synchro);
+    });
+  }
+  Outcome RunLocalGuarded(uint32_t flags, const std::function<void(Synchro*)>& prepare = nullptr) {
+    return RunGuarded(flags, FileURL("src"), FileURL("dst"), prepare);
+  }
 
   // The lines that tell what became of files.
   static Lines FileLines(const Outcome& outcome) {
@@ -168,6 +182,23 @@ class Test : public testing::Test {
     root_.SetModified(name, seconds);
   }
   void Remove(const std::string& name) { std::filesystem::remove_all(root_.SystemName(name)); }
+  void EmptyTrees() {
+    for (const char* const side : {"src", "dst"}) {
+      Remove(side);
+      root_.MakeDirectory(side);
+    }
+  }
+
+  // The texts of a side's files, by their paths.
+  std::map<std::string, std::string> FilesOf(const std::string& side) const {
+    std::map<std::string, std::string> found;
+    const std::filesystem::path root = root_.SystemName(side);
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(root)) {
+      if (entry.is_regular_file())
+        found[std::filesystem::relative(entry.path(), root).generic_string()] = ReadAll(entry.path());
+    }
+    return found;
+  }
 
   // "a.txt=text sub/ sub/b.txt=text", sorted.
   std::string Tree(const std::string& name) const {
@@ -194,6 +225,9 @@ class Test : public testing::Test {
       found.push_back(entry.path().filename().string());
     std::sort(found.begin(), found.end());
     return found;
+  }
+  void ForgetTables() const {
+    for (const std::string& name : CacheNames()) std::filesystem::remove_all(CachePath(name));
   }
   // The name of a directory's table, as the index has it; "" for none.
   std::string TableName(const std::string& directory) const {

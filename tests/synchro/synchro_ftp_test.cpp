@@ -169,7 +169,7 @@ TEST_F(SynchroFTPTest, CountsAStoreAsNotDone_WhenTheServerDoesNotTellItsSizeOrTi
     const char* time;
   } rows[] = {{"500 ?", "213 19970105090300"}, {"213 5", "500 ?"}, {"500 ?", "500 ?"}, {"213 x", "213 5"}};
   for (const auto& row : rows) {
-    for (const std::string& name : CacheNames()) std::filesystem::remove(CachePath(name));
+    ForgetTables();
     Put("src/a", "hello");
     const Outcome outcome = Upload(
         1, Join({Login(), List("/pub/", ""), ftp::Passive(), ftp::Started("STOR /pub/a"), ftp::TakesFile(),
@@ -184,7 +184,7 @@ TEST_F(SynchroFTPTest, CountsAStoreAsNotDone_WhenTheServerDoesNotTellItsSizeOrTi
 TEST_F(SynchroFTPTest, TakesItsOwnHalfFileForNoChange) {
   for (const uint32_t flags : {1u, 3u, 7u, 11u, 15u}) {
     SCOPED_TRACE(flags);
-    for (const std::string& name : CacheNames()) std::filesystem::remove(CachePath(name));
+    ForgetTables();
     WriteTable("a:0:True:False:5:1000000000.0:True:False:5:852454980.0\n");
     Put("src/a", "hello world", 1100000000);
     const Outcome cut = Upload(flags, Join({Login(),
@@ -214,7 +214,7 @@ TEST_F(SynchroFTPTest, TakesAnEditForAChange_BehindAnUploadThatWasRefused) {
 TEST_F(SynchroFTPTest, SendsNothingForAFileInThePlaceOfAFolder) {
   const std::string link = "lrwxrwxrwx   1 owner group 5 Jan  5 1997 09:03 a -> b\r\n";
   for (const std::string& line : {FolderLine("a"), link}) {
-    for (const std::string& name : CacheNames()) std::filesystem::remove(CachePath(name));
+    ForgetTables();
     WriteTable("a:2:True:False:5:1000000000.0:False:False:0:0.0\n");
     Put("src/a", "hello");
     const Outcome copy = Upload(1, Join({Login(), List("/pub/", line), Quit()}));
@@ -429,7 +429,7 @@ TEST_F(SynchroFTPTest, EntersAnUndatedFolder) {
 
 TEST_F(SynchroFTPTest, OverwritesNothingInTheFirstRun) {
   for (const uint32_t flags : {1u, 2u, 3u, 9u, 6u, 15u}) {
-    for (const std::string& name : CacheNames()) std::filesystem::remove(CachePath(name));
+    ForgetTables();
     Put("dst/a", "mine");
     const Outcome outcome = Download(flags, Join({Login(), List("/pub/", FileLine("a")), Quit()}));
     EXPECT_EQ(FileLines(outcome), Lines{"ftp = file:  a  -> None"}) << flags;

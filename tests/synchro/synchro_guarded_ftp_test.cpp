@@ -27,13 +27,10 @@ class SynchroGuardedFTPTest : public synchro::Test {
   }
   // A server is told by its folder; null for a local side.
   Outcome Guarded(uint32_t flags, FTPTree* source, FTPTree* destination) {
-    Synchro* const synchro = New(flags, URLOf(source, "src"), URLOf(destination, "dst"));
-    if (synchro == nullptr) return {};
-    EXPECT_EQ(Synchro_SetGuarded(synchro, 1), Error_None);
-    if (settles_) Synchro_SetEntryMethod(synchro, 0, SettleConflict);
-    Outcome outcome = Go(synchro);
-    Synchro_Delete(synchro);
-    outcome.lines = AllLines();
+    const Outcome outcome =
+        RunGuarded(flags, URLOf(source, "src"), URLOf(destination, "dst"), [this](Synchro* synchro) {
+          if (settles_) Synchro_SetEntryMethod(synchro, 0, SettleConflict);
+        });
     for (FTPTree* const server : {source, destination}) {
       if (server != nullptr) server->AwaitEnd();
     }
@@ -51,16 +48,10 @@ class SynchroGuardedFTPTest : public synchro::Test {
       if (line == "Updating tables...") change();
     };
   }
-  void ForgetTables() {
-    for (const std::string& name : CacheNames()) std::filesystem::remove(CachePath(name));
-  }
   // Both trees empty, and nothing known.
   void Clear() {
     onLine_ = nullptr;
-    for (const char* const side : {"src", "dst"}) {
-      Remove(side);
-      root_.MakeDirectory(side);
-    }
+    EmptyTrees();
     ForgetTables();
   }
   // Runs with a server at the source, at the destination, and at both.
@@ -249,11 +240,8 @@ TEST_F(SynchroGuardedFTPTest, CopiesChangesBothWays) {
     EXPECT_EQ(Tree("src"), "a=from dst b=from src");
     EXPECT_EQ(Tree("dst"), "a=from dst b=from src");
     EXPECT_EQ(Upload(kTwoWay, &server).counters, "0 0 0 0 0");
-    for (const char* const side : {"src", "dst"}) {
-      Remove(side);
-      root_.MakeDirectory(side);
-    }
-    for (const std::string& name : CacheNames()) std::filesystem::remove(CachePath(name));
+    EmptyTrees();
+    ForgetTables();
   }
 }
 
@@ -278,7 +266,7 @@ TEST_F(SynchroGuardedFTPTest, DeletesAtTheServer) {
     EXPECT_EQ(Upload(kDelete, &server).counters, "0 0 0 0 0");
     Remove("dst/mine");
     Remove("dst/z");
-    for (const std::string& name : CacheNames()) std::filesystem::remove(CachePath(name));
+    ForgetTables();
   }
 }
 
@@ -295,7 +283,7 @@ TEST_F(SynchroGuardedFTPTest, DeletesLocally_WhenTheServerSaysThatItIsGone) {
     EXPECT_EQ(Download(kDelete, &server).counters, "0 0 0 0 1");
     EXPECT_EQ(Tree("dst"), "z=1");
     Remove("dst/z");
-    for (const std::string& name : CacheNames()) std::filesystem::remove(CachePath(name));
+    ForgetTables();
   }
 }
 

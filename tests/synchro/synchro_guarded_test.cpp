@@ -17,15 +17,7 @@ constexpr uint32_t kTwoWay = kMirror | SynchroFlag_ToSource;
 
 class SynchroGuardedTest : public synchro::Test {
  protected:
-  Outcome Guarded(uint32_t flags) {
-    Synchro* const synchro = New(flags, FileURL("src"), FileURL("dst"));
-    if (synchro == nullptr) return {};
-    EXPECT_EQ(Synchro_SetGuarded(synchro, 1), Error_None);
-    Outcome outcome = Go(synchro);
-    Synchro_Delete(synchro);
-    outcome.lines = AllLines();
-    return outcome;
-  }
+  Outcome Guarded(uint32_t flags) { return RunLocalGuarded(flags); }
   // What an action is preceded by: a change that comes between the listing and the action.
   void WhenListed(const std::function<void()>& change) {
     onLine_ = [change](const std::string& line) {
@@ -292,7 +284,7 @@ TEST_F(SynchroGuardedTest, OverwritesAndDeletesNothing_WhenTheTablesAreLost) {
   Put("src/a", "1");
   Put("src/b", "1");
   Guarded(kDelete);
-  for (const std::string& name : CacheNames()) std::filesystem::remove(CachePath(name));
+  ForgetTables();
   Remove("src/a");
   Put("src/b", "22", 1100000000);
   EXPECT_EQ(FileLines(Guarded(kDelete)), (Lines{"file ! file:  b  -> None", "file = file:  a  -> None"}));

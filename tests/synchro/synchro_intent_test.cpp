@@ -22,7 +22,7 @@ class SynchroIntentTest : public synchro::Test {
  protected:
   // "a" was in step at second 5 with one byte, and has got a second one at the source, at second 9.
   void Begin(const std::string& intent) {
-    for (const std::string& name : CacheNames()) std::filesystem::remove_all(CachePath(name));
+    ForgetTables();
     Remove("dst/a");
     Put("src/a", "22", 9);
     WriteTable("a:2:True:False:2:9.0:True:False:1:5.0\n");
@@ -32,13 +32,7 @@ class SynchroIntentTest : public synchro::Test {
   static std::string Intent(const std::string& rest = "2:77.0:Destination:False") {
     return "a:0:True:False:2:9.0:True:False:" + rest + "\n";
   }
-  Outcome Guarded(uint32_t flags) {
-    Synchro* const synchro = New(flags, FileURL("src"), FileURL("dst"));
-    EXPECT_EQ(Synchro_SetGuarded(synchro, 1), Error_None);
-    const Outcome outcome = Go(synchro);
-    Synchro_Delete(synchro);
-    return outcome;
-  }
+  Outcome Guarded(uint32_t flags) { return RunLocalGuarded(flags); }
   // A folder is in the journal's place once the table is saved.
   Outcome RunWithoutJournal(uint32_t flags) {
     Synchro* const synchro = New(flags, FileURL("src"), FileURL("dst"));

@@ -132,7 +132,7 @@ TEST_F(SynchroLifeTest, DeletesNothing_WhicheverAllocationFailed) {
   Put("src/sub/a", "a");
   Put("dst/sub/a", "mine");
   FailEveryAllocation([&] {
-    for (const std::string& name : CacheNames()) std::filesystem::remove(CachePath(name));
+    ForgetTables();
     Synchro* synchro = nullptr;
     Synchro_New("t", SynchroFlag_Recurse | 9, FileURL("src").c_str(), FileURL("dst").c_str(), &synchro);
     if (synchro == nullptr) return;

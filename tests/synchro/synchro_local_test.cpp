@@ -77,11 +77,8 @@ TEST_F(SynchroLocalTest, CopiesAndDeletesAsTheFlagsSay) {
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.flags);
-    for (const char* const side : {"src", "dst"}) {
-      Remove(side);
-      root_.MakeDirectory(side);
-    }
-    for (const std::string& name : CacheNames()) std::filesystem::remove(CachePath(name));
+    EmptyTrees();
+    ForgetTables();
     Put("src/src", "s");
     Put("src/both", "s", 1000000001);
     Put("dst/both", "d", 1000000002);
@@ -131,7 +128,7 @@ TEST_F(SynchroLocalTest, LeavesWhatBothSidesHaveChanged) {
 
 TEST_F(SynchroLocalTest, StoresAChangeThatNoFlagFollows_OnlyWithAnother) {
   for (const bool hasNeighbour : {false, true}) {
-    for (const std::string& name : CacheNames()) std::filesystem::remove(CachePath(name));
+    ForgetTables();
     for (const char* const name : {"src/a", "dst/a", "src/b", "dst/b"}) Put(name, "old", 1000000000);
     EXPECT_EQ(RunLocal(1).counters, "0 0 0 0 0");
     Put("dst/a", "new", 1100000000);
@@ -245,7 +242,7 @@ TEST_F(SynchroLocalTest, SeesOnlyTheLastWordOfAName) {
 
 TEST_F(SynchroLocalTest, OverwritesNothingInTheFirstRun_WhenTwoNamesHaveOneLastWord) {
   for (const uint32_t flags : {1u, 3u, 5u, 7u, 9u, 15u}) {
-    for (const std::string& name : CacheNames()) std::filesystem::remove(CachePath(name));
+    ForgetTables();
     Put("src/my file.txt", "x", 1000000000);
     Put("src/file.txt", "y", 1100000000);
     Put("dst/file.txt", "z", 1200000000);

@@ -16,22 +16,9 @@ constexpr int kEdits = 24;
 
 class SynchroRandomTest : public synchro::Test {
  protected:
-  Files FilesOf(const std::string& side) const {
-    Files found;
-    for (const auto& entry : std::filesystem::recursive_directory_iterator(root_.SystemName(side))) {
-      if (entry.is_regular_file())
-        found[std::filesystem::relative(entry.path(), root_.SystemName(side)).generic_string()] =
-            synchro::ReadAll(entry.path());
-    }
-    return found;
-  }
-
   void Clear() {
-    for (const char* const side : {"src", "dst"}) {
-      Remove(side);
-      root_.MakeDirectory(side);
-    }
-    for (const std::string& name : CacheNames()) std::filesystem::remove_all(CachePath(name));
+    EmptyTrees();
+    ForgetTables();
   }
 
   // A new or changed file, or one that goes. No two edits have one time or one text.

@@ -95,18 +95,21 @@ class Sequences : public Test {
     }
   }
 
-  Outcome Guarded() {
-    Synchro* const synchro = New(SynchroFlag_Recurse | flags_, FileURL("src"), FileURL("dst"));
-    EXPECT_EQ(Synchro_SetGuarded(synchro, 1), Error_None);
-    const Outcome outcome = Go(synchro);
-    Synchro_Delete(synchro);
-    return outcome;
-  }
+  Outcome Guarded() { return RunLocalGuarded(SynchroFlag_Recurse | flags_); }
 
   // ---- mishaps -----------------------------------------------------------------------------------
 
+  // Without what a killed run has left.
+  Files FilesOf(const std::string& side) const {
+    Files found = Test::FilesOf(side);
+    std::erase_if(found, [](const auto& file) {
+      return file.first.substr(file.first.rfind('/') + 1).starts_with("xfer");
+    });
+    return found;
+  }
+
   void LoseTables() {
-    for (const std::string& name : CacheNames()) std::filesystem::remove_all(CachePath(name));
+    ForgetTables();
     inStep_.clear();
   }
 
@@ -214,21 +217,8 @@ class Sequences : public Test {
   }
 
   // But what a killed run has not completed.
-  Files FilesOf(const std::string& side) const {
-    Files found;
-    for (const auto& entry : std::filesystem::recursive_directory_iterator(root_.SystemName(side))) {
-      if (!entry.is_regular_file() || entry.path().filename().string().starts_with("xfer")) continue;
-      found[std::filesystem::relative(entry.path(), root_.SystemName(side)).generic_string()] =
-          ReadAll(entry.path());
-    }
-    return found;
-  }
-
   void Clear() {
-    for (const char* const side : {"src", "dst"}) {
-      Remove(side);
-      root_.MakeDirectory(side);
-    }
+    EmptyTrees();
     LoseTables();
   }
 

@@ -27,26 +27,13 @@ class SynchroServerRandomTest : public synchro::Test {
  protected:
   // ---- trees -----------------------------------------------------------------------------------
 
-  Files FilesOf(const std::string& side) const {
-    Files found;
-    for (const auto& entry : std::filesystem::recursive_directory_iterator(root_.SystemName(side))) {
-      if (entry.is_regular_file())
-        found[std::filesystem::relative(entry.path(), root_.SystemName(side)).generic_string()] =
-            synchro::ReadAll(entry.path());
-    }
-    return found;
-  }
-
   void Clear() {
-    for (const char* const side : kSides) {
-      Remove(side);
-      root_.MakeDirectory(side);
-    }
-    ForgetTables();
+    EmptyTrees();
+    LoseTables();
     moment_ = 0;
   }
-  void ForgetTables() {
-    for (const std::string& name : CacheNames()) std::filesystem::remove_all(CachePath(name));
+  void LoseTables() {
+    ForgetTables();
     inStep_.clear();
   }
 
@@ -66,10 +53,7 @@ class SynchroServerRandomTest : public synchro::Test {
   std::string URLOf(int side) { return servers_[side] ? servers_[side]->URL() : FileURL(kSides[side]); }
 
   Outcome Guarded(uint32_t flags) {
-    Synchro* const synchro = New(kRecurse | flags, URLOf(0), URLOf(1));
-    EXPECT_EQ(Synchro_SetGuarded(synchro, 1), Error_None);
-    const Outcome outcome = Go(synchro);
-    Synchro_Delete(synchro);
+    const Outcome outcome = RunGuarded(kRecurse | flags, URLOf(0), URLOf(1));
     for (const auto& server : servers_) {
       if (server) server->AwaitEnd();
     }
@@ -210,7 +194,7 @@ class SynchroServerRandomTest : public synchro::Test {
       SCOPED_TRACE(testing::Message() << "edit " << edit);
       Edit(kSides[random_() % 2]);
       if (random_() % 3 != 0) continue;
-      if (random_() % 12 == 0) ForgetTables();
+      if (random_() % 12 == 0) LoseTables();
       if (random_() % 8 == 0) ChangeTheServer();
       if (random_() % 2 == 0) RunWithMishap(flags);
       CheckedRun(flags, true);

@@ -30,9 +30,6 @@ class SynchroTableTest : public synchro::Test {
     server.Finish();
     return outcome;
   }
-  void Forget() const {
-    for (const std::string& name : CacheNames()) std::filesystem::remove_all(CachePath(name));
-  }
   static bool Has(const Outcome& outcome, const std::string& line) {
     return std::find(outcome.lines.begin(), outcome.lines.end(), line) != outcome.lines.end();
   }
@@ -101,7 +98,7 @@ TEST_F(SynchroTableTest, ClearsThePresenceOfOneSideAtATime) {
   WriteTable("a:0:True:False:5:852454980.0:True:False:7:77.0\n");
   RunFTP(2 | 4, FileLine("a", "5", "09:04"));
   EXPECT_EQ(Table("/").substr(0, 3), "a:0");
-  Forget();
+  ForgetTables();
   WriteTable("a:0:True:False:5:852454980.0:False:False:7:77.0\n");
   ScriptedServer server({Join({Login(), List("/pub/", FileLine("a", "5", "09:04")),
                                synchro::Store("/pub/a", "7", "19970105090300"), Quit()})});

@@ -130,11 +130,7 @@ TEST_F(SynchroDiskTest, LeavesLinksAndNamesThatATableCannotHold_Guarded) {
   for (const char* const name : {"a:b", " a", "a ", "a\tb", "a\nb", "a\\b"})
     synchro::WriteAll(root_.SystemName("src") / name, "odd");
   for (int run = 0; run < 2; ++run) {
-    Synchro* const synchro = New(SynchroFlag_Recurse | 15, FileURL("src"), FileURL("dst"));
-    ASSERT_NE(synchro, nullptr);
-    EXPECT_EQ(Synchro_SetGuarded(synchro, 1), Error_None);
-    const Outcome outcome = Go(synchro);
-    Synchro_Delete(synchro);
+    const Outcome outcome = RunLocalGuarded(SynchroFlag_Recurse | 15);
     Lines expected = {"file = file:  dangling  -> Invalid", "file = file:  file  -> Invalid",
                       "file = file:  folder  -> Invalid",
                       run == 0 ? "file > file:  x -> y  -> None" : "file = file:  x -> y  -> None"};

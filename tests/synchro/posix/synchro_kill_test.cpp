@@ -27,13 +27,7 @@ int NumberOfKills() {
 
 class SynchroKillTest : public synchro::Test {
  protected:
-  Outcome Guarded() {
-    Synchro* const synchro = New(kTwoWayAndDelete, FileURL("src"), FileURL("dst"));
-    EXPECT_EQ(Synchro_SetGuarded(synchro, 1), Error_None);
-    const Outcome outcome = Go(synchro);
-    Synchro_Delete(synchro);
-    return outcome;
-  }
+  Outcome Guarded() { return RunLocalGuarded(kTwoWayAndDelete); }
 
   // A run in a process of its own. True when it came to its end.
   bool RunAndKill(std::chrono::microseconds after) {
