@@ -12,11 +12,10 @@
 
 namespace {
 
+using synchro::kDelete;
+using synchro::kMirror;
+using synchro::kTwoWay;
 using synchro::Outcome;
-
-constexpr uint32_t kMirror = SynchroFlag_Recurse | SynchroFlag_ToDestination;
-constexpr uint32_t kDelete = kMirror | SynchroFlag_DeleteAtDestination;
-constexpr uint32_t kTwoWay = kMirror | SynchroFlag_ToSource;
 
 struct Server {
   const char* variable;  // names its port

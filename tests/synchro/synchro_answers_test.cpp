@@ -6,11 +6,10 @@
 
 namespace {
 
+using synchro::kMirror;
+using synchro::kTwoWay;
 using synchro::Lines;
 using synchro::Outcome;
-
-constexpr uint32_t kMirror = SynchroFlag_Recurse | SynchroFlag_ToDestination;
-constexpr uint32_t kTwoWay = kMirror | SynchroFlag_ToSource;
 
 class SynchroAnswersTest : public synchro::Test {
  protected:

@@ -13,12 +13,11 @@ using ftp::Exchange;
 using ftp::Join;
 using ftp::Quit;
 using synchro::FileLine;
+using synchro::kRecurse;
 using synchro::Lines;
 using synchro::List;
 using synchro::Login;
 using synchro::Outcome;
-
-constexpr uint32_t kRecurse = SynchroFlag_Recurse;
 
 class SynchroEdgesTest : public synchro::Test {
  protected:

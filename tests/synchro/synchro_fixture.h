@@ -30,6 +30,12 @@ namespace synchro {
 
 using Lines = std::vector<std::string>;
 
+// The flags of a mode that goes through subdirectories.
+inline constexpr uint32_t kRecurse = SynchroFlag_Recurse;
+inline constexpr uint32_t kMirror = kRecurse | SynchroFlag_ToDestination;
+inline constexpr uint32_t kDelete = kMirror | SynchroFlag_DeleteAtDestination;
+inline constexpr uint32_t kTwoWay = kMirror | SynchroFlag_ToSource;
+
 // A path in the library's form as the system takes it.
 inline std::filesystem::path SystemPath(const std::string& name) {
   if (name.size() < 3 || name[0] != '/' || name[2] != '|') return name;
@@ -249,6 +255,13 @@ class Test : public testing::Test {
   void WriteTable(const std::string& text, const std::string& name = "syncentry1") const {
     WriteAll(CachePath("t.sync"), "/:" + name + "\n");
     WriteAll(CachePath(name), text);
+  }
+
+  // A change that comes between the listing and the action.
+  void WhenListed(const std::function<void()>& change) {
+    onLine_ = [change](const std::string& line) {
+      if (line == "Updating tables...") change();
+    };
   }
 
   std::string cache_;

@@ -15,6 +15,7 @@ using ftp::Join;
 using ftp::Quit;
 using synchro::FileLine;
 using synchro::FolderLine;
+using synchro::kRecurse;
 using synchro::Lines;
 using synchro::List;
 using synchro::Login;
@@ -22,8 +23,6 @@ using synchro::Outcome;
 using synchro::Retrieve;
 using synchro::Store;
 using synchro::Values;
-
-constexpr uint32_t kRecurse = SynchroFlag_Recurse;
 
 class SynchroFTPTest : public synchro::Test {
  protected:

@@ -7,23 +7,16 @@
 
 namespace {
 
+using synchro::kDelete;
+using synchro::kMirror;
+using synchro::kRecurse;
+using synchro::kTwoWay;
 using synchro::Lines;
 using synchro::Outcome;
-
-constexpr uint32_t kRecurse = SynchroFlag_Recurse;
-constexpr uint32_t kMirror = kRecurse | SynchroFlag_ToDestination;
-constexpr uint32_t kDelete = kMirror | SynchroFlag_DeleteAtDestination;
-constexpr uint32_t kTwoWay = kMirror | SynchroFlag_ToSource;
 
 class SynchroGuardedTest : public synchro::Test {
  protected:
   Outcome Guarded(uint32_t flags) { return RunLocalGuarded(flags); }
-  // What an action is preceded by: a change that comes between the listing and the action.
-  void WhenListed(const std::function<void()>& change) {
-    onLine_ = [change](const std::string& line) {
-      if (line == "Updating tables...") change();
-    };
-  }
 };
 
 // ---- what is done ------------------------------------------------------------------------------

@@ -6,10 +6,9 @@
 
 namespace {
 
+using synchro::kRecurse;
 using synchro::Lines;
 using synchro::Outcome;
-
-constexpr uint32_t kRecurse = SynchroFlag_Recurse;
 
 class SynchroLocalTest : public synchro::Test {};
 

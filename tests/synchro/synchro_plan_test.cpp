@@ -10,11 +10,10 @@ namespace {
 using ftp::Join;
 using synchro::FileLine;
 using synchro::FolderLine;
+using synchro::kRecurse;
 using synchro::Lines;
 using synchro::Login;
 using synchro::Outcome;
-
-constexpr uint32_t kRecurse = SynchroFlag_Recurse;
 
 // "present directory size seconds"
 std::string Text(const SynchroValues& values) {

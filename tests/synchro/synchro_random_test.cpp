@@ -7,10 +7,10 @@
 
 namespace {
 
+using synchro::kRecurse;
 using synchro::Outcome;
 using Files = std::map<std::string, std::string>;
 
-constexpr uint32_t kRecurse = SynchroFlag_Recurse;
 constexpr int kSequences = 4;
 constexpr int kEdits = 24;
 

@@ -15,10 +15,10 @@
 
 namespace {
 
+using synchro::kRecurse;
 using synchro::Outcome;
 using Files = std::map<std::string, std::string>;
 
-constexpr uint32_t kRecurse = SynchroFlag_Recurse;
 constexpr uint32_t kDeleteAt[] = {SynchroFlag_DeleteAtSource, SynchroFlag_DeleteAtDestination};
 constexpr const char* kSides[] = {"src", "dst"};
 constexpr int kEdits = 24;

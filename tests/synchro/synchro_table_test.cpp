@@ -13,13 +13,12 @@ namespace {
 using ftp::Join;
 using ftp::Quit;
 using synchro::FileLine;
+using synchro::kRecurse;
 using synchro::Lines;
 using synchro::List;
 using synchro::Login;
 using synchro::Moment;
 using synchro::Outcome;
-
-constexpr uint32_t kRecurse = SynchroFlag_Recurse;
 
 class SynchroTableTest : public synchro::Test {
  protected:
