@@ -6,6 +6,8 @@
 // The name under which a local file is written before it takes its place. It is kept in a file beside the
 // tables as long as something may stand under it: what a killed run leaves, the next one removes.
 inline constexpr char kSynchro_TemporaryPrefix[] = "xfer";
+// In the record, behind a file of a server that was moved aside: its own name follows.
+inline constexpr char kSynchro_OwnNameSeparator = '\t';
 
 struct SynchroTemporary {
   char recordPath[kFileNameSize];  // NAME.xfer

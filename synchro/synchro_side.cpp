@@ -14,7 +14,6 @@
 
 namespace {
 
-constexpr char kAnonymousUser[] = "ftp";
 constexpr char kSameFolder[] = ".";
 constexpr int32_t kCodeUnavailable = 550;
 
@@ -33,7 +32,7 @@ ErrorCode FindLoginFolder(SynchroConnection* side, Reply* reply) {
 
 ErrorCode LogIn(SynchroConnection* side) {
   Reply reply;
-  const char* const user = side->url.user != nullptr ? side->url.user : kAnonymousUser;
+  const char* const user = side->url.user != nullptr ? side->url.user : kSynchro_AnonymousUser;
   const char* const password =
       side->url.password != nullptr ? side->url.password : kSynchro_AnonymousPassword;
   ErrorCode status = FTPc_Login(side->ftp, user, password, &reply);

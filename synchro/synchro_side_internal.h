@@ -8,7 +8,8 @@
 #include "qz/url.h"
 #include "synchro/synchro_entry_internal.h"
 
-// What is sent as the password of an anonymous login.
+// What an anonymous login is sent with.
+inline constexpr char kSynchro_AnonymousUser[] = "ftp";
 inline constexpr char kSynchro_AnonymousPassword[] = "anonymous@";
 
 enum class SynchroFeatures {

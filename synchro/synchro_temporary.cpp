@@ -30,7 +30,7 @@ bool IsOnServer(std::string_view line) {
 }
 
 std::string_view WithoutOwnName(std::string_view line) {
-  return line.substr(0, line.find('\t'));
+  return line.substr(0, line.find(kSynchro_OwnNameSeparator));
 }
 
 // The record comes from a file: nothing is removed but what this writes under such names.

@@ -28,8 +28,6 @@ namespace {
 
 constexpr uint32_t kMostTries = 8;
 constexpr uint32_t kNumbers = 900000000;
-constexpr char kAnonymous[] = "ftp";
-constexpr char kOwnNameSeparator = '\t';
 
 // When a run is stopped: for the replies that are under way, and for each command behind them.
 constexpr uint32_t kLastWordMilliseconds = 250;
@@ -196,8 +194,8 @@ ErrorCode NoteAside(const SynchroCopy& copy, Aside* aside) {
   ErrorCode status = FindFreeName(copy.to, copy.toPath, aside->path);
   if (status == Error_None) status = iSynchro_ServerName(*copy.to, aside->path, name);
   if (status != Error_None) return status;
-  const int length =
-      snprintf(aside->line, sizeof aside->line, "%s%c%s", name, kOwnNameSeparator, LastPart(copy.toPath));
+  const int length = snprintf(aside->line, sizeof aside->line, "%s%c%s", name, kSynchro_OwnNameSeparator,
+                              LastPart(copy.toPath));
   if (length < 0 || static_cast<size_t>(length) >= sizeof aside->line) return Error_Exceed;
   if (!iSynchro_AddLeftover(aside->line, copy.temporary)) return Error_Memory;
   status = iSynchro_WriteRecord(*copy.temporary);
@@ -284,7 +282,7 @@ bool CleanAside(SynchroConnection* side, const char* path, const char* ownName) 
 
 // file: from the path on; is cut in two.
 bool Clean(SynchroConnection* side, char* file) {
-  char* const separator = strchr(file, kOwnNameSeparator);
+  char* const separator = strchr(file, kSynchro_OwnNameSeparator);
   if (separator == nullptr) return Remove(side, file);
   *separator = '\0';
   return CleanAside(side, file, separator + 1);
@@ -304,7 +302,7 @@ bool TakeLine(const char* lines, size_t* at, char (&line)[kFileNameSize]) {
 
 ErrorCode iSynchro_ServerName(const SynchroConnection& side, const char* path, char (&name)[kFileNameSize]) {
   if (strpbrk(path, "\t\r\n") != nullptr) return Error_Invalid;
-  const char* const user = side.url.user != nullptr ? side.url.user : kAnonymous;
+  const char* const user = side.url.user != nullptr ? side.url.user : kSynchro_AnonymousUser;
   const int length = snprintf(name, sizeof name, "ftp://%s@%s:%ld%s", user, side.url.host,
                               static_cast<long>(side.url.port), path);
   return length >= 0 && static_cast<size_t>(length) < sizeof name ? Error_None : Error_Exceed;

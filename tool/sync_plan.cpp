@@ -5,7 +5,7 @@
 namespace tool {
 namespace {
 
-bool IsFolder(const SynchroValues& values) {
+bool IsFolderThere(const SynchroValues& values) {
   return values.isPresent != 0 && values.isDirectory != 0;
 }
 
@@ -33,7 +33,7 @@ SyncKind KeptKind(const SynchroEntryInfo& entry) {
 SyncKind LeftKind(const SynchroEntryInfo& entry) {
   switch (entry.reason) {
     case SynchroReason_Conflict:
-      return IsFolder(entry.now[0]) || IsFolder(entry.now[1]) ? SyncKind::FolderConflict : SyncKind::Conflict;
+      return IsFolder(entry) ? SyncKind::FolderConflict : SyncKind::Conflict;
     case SynchroReason_Kept:
       return KeptKind(entry);
     case SynchroReason_NotWhole:
@@ -82,6 +82,10 @@ SyncKind KindOf(const SynchroEntryInfo& entry) {
     default:
       return LeftKind(entry);
   }
+}
+
+bool IsFolder(const SynchroEntryInfo& entry) {
+  return IsFolderThere(entry.now[0]) || IsFolderThere(entry.now[1]);
 }
 
 bool IsAdopted(const SynchroEntryInfo& entry) {

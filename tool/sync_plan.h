@@ -40,6 +40,8 @@ bool IsKept(SyncKind kind);
 
 // What the library says of an entry. SyncKind::Equal for one that needs nothing.
 SyncKind KindOf(const SynchroEntryInfo& entry);
+// Whether a side has a folder of the name.
+bool IsFolder(const SynchroEntryInfo& entry);
 // Whether the run would write the table for it, though nothing is copied or deleted.
 bool IsAdopted(const SynchroEntryInfo& entry);
 // "folder/name", from the roots.

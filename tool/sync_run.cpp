@@ -34,11 +34,6 @@ SyncRun* RunOf(Word value) {
   return reinterpret_cast<SyncRun*>(value);
 }
 
-bool IsFolder(const SynchroEntryInfo& entry) {
-  return (entry.now[0].isPresent != 0 && entry.now[0].isDirectory != 0) ||
-         (entry.now[1].isPresent != 0 && entry.now[1].isDirectory != 0);
-}
-
 ExitCode CodeOfRun(ErrorCode status) {
   switch (status) {
     case Error_NoAccess:
@@ -71,7 +66,7 @@ SyncRun::SyncRun(const SyncTask& task, const Options& options, Reporter* reporte
   Synchro_SetStatusMethod(synchro_, ValueOf(this), OnStatus);
   if (Synchro_SetGuarded(synchro_, 1) == Error_None) return;
   Synchro_Delete(synchro_);
-  throw Failure{ExitCode::Other, "folders of FTP servers are not supported yet"};
+  throw Failure{ExitCode::Other, "only local folders and those of FTP servers can be synchronised"};
 }
 
 SyncRun::~SyncRun() {
